@@ -1,0 +1,35 @@
+# libkorvex, the command `korvex`, the emulator, and what tests and measures them.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst)
+
+# Everything but the programs' main is in libraries that the tests link.
+file(GLOB KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/posix/*.cpp)
+add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} src/runner/runner.cpp src/runner/drive.cpp)
+set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
+target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE PkgConfig::X11)
+target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
+
+add_executable(korvex_command src/runner/main.cpp)
+set_target_properties(korvex_command PROPERTIES OUTPUT_NAME korvex)
+target_link_libraries(korvex_command PRIVATE korvex)
+
+add_library(korvex_emulator_library STATIC tools/emulator/emulator.cpp tools/emulator/gestures.cpp tools/emulator/command.cpp)
+target_include_directories(korvex_emulator_library PUBLIC tools)
+target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
+target_compile_definitions(korvex_emulator_library PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
+
+add_executable(korvex_emulator tools/emulator/main.cpp)
+set_target_properties(korvex_emulator PROPERTIES OUTPUT_NAME korvex-emulator)
+target_link_libraries(korvex_emulator PRIVATE korvex_emulator_library)
+
+include(CTest)
+if(BUILD_TESTING)
+    add_subdirectory(tests)
+endif()
+if(KORVEX_FUZZ)
+    add_subdirectory(fuzz)
+endif()
+if(KORVEX_BENCH)
+    add_subdirectory(bench)
+endif()

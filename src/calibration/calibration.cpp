@@ -1,0 +1,81 @@
+#include "calibration/calibration.h"
+
+#include <algorithm>
+
+#include "calibration/defaults.h"
+#include "calibration/orientation.h"
+#include "calibration/settings_file.h"
+#include "link/command_protocol.h"
+#include "support/debug_trace.h"
+#include "support/lock_guard.h"
+
+namespace korvex {
+
+namespace {
+
+void DeriveFromPoints(CalibrationData* calib)
+{
+    if (calib->pointCount == 0)
+        return;
+    DetectOrientation(calib);
+    BuildReferencePoints(calib);
+}
+
+// A box without extent would map nothing: it becomes the middle ten twelfths of the raw span.
+void RepairBox(int32_t* minimum, int32_t* maximum, uint32_t resolutionBits)
+{
+    if (*minimum != *maximum)
+        return;
+    const int32_t span = int32_t{1} << resolutionBits;
+    *minimum = span / 12;
+    *maximum = span * 11 / 12;
+}
+
+} // namespace
+
+bool LoadSettings(TouchController* controller)
+{
+    CalibrationData* calib = &controller->calib;
+    SetDefaultCalibration(controller);
+    DebugTrace(TEXT("Load File Settings\n"));
+    const bool fromFile = LoadCalibrationFile(controller);
+    if (!fromFile) {
+        DebugTrace(TEXT("Load Board Settings\n"));
+        ReadBoardCalibration(controller);
+    }
+    if (calib->orientation < 1 || calib->orientation > MAX_ORIENTATION)
+        calib->orientation = 1;
+    const uint32_t count = calib->pointCount;
+    if (count != 4 && count != 9 && count != 16 && count != 25)
+        calib->pointCount = 0;
+    DeriveFromPoints(calib);
+    if (controller->resolutionBits != 10 && controller->resolutionBits != 12)
+        controller->resolutionBits = 10;
+    RepairBox(&calib->stdMinX, &calib->stdMaxX, controller->resolutionBits);
+    RepairBox(&calib->stdMinY, &calib->stdMaxY, controller->resolutionBits);
+    return fromFile;
+}
+
+bool ImportCalibration(TouchController* controller, const CalibrationData* source)
+{
+    // Only this thread changes the calibration while the session runs, so it may read it without the lock; the reader sees the whole
+    // new block at once.
+    CalibrationData imported = controller->calib;
+    imported.orientation = source->orientation;
+    imported.pointCount = source->pointCount;
+    imported.stdMinX = source->stdMinX;
+    imported.stdMaxX = source->stdMaxX;
+    imported.stdMinY = source->stdMinY;
+    imported.stdMaxY = source->stdMaxY;
+    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS), imported.advPoints.begin());
+    DeriveFromPoints(&imported);
+    imported.mapMode = 1;
+    {
+        const LockGuard guard(&controller->lock);
+        controller->calib = imported;
+    }
+    SaveCalibrationFile(controller);
+    return true;
+}
+
+} // namespace korvex

@@ -1,0 +1,17 @@
+// A controller's calibration as a whole: loaded at the start of its session, replaced by the panel test.
+#pragma once
+
+#include "link/touch_controller.h"
+
+namespace korvex {
+
+// The model's defaults, then the settings file or, where there is none, the calibration in the controller's memory; then every value is
+// put right that the mapping could not work with. True when the values came from the file. Before the reader thread runs.
+bool LoadSettings(TouchController* controller);
+
+// Takes over pointCount (0, 4, 9, 16 or 25), standard box and advPoints of `source` (raw units, in target order), derives orientation and
+// reference points, and saves the result to the settings file. A running session maps each report either with the old calibration or
+// with the new one, calibrated in either case from here on. On the thread that runs the panel test.
+bool ImportCalibration(TouchController* controller, const CalibrationData* source);
+
+} // namespace korvex

@@ -1,0 +1,15 @@
+// The last step of a touch: from a valid report to absolute pointer input.
+#pragma once
+
+#include <cstdint>
+
+#include "link/touch_controller.h"
+
+namespace korvex {
+
+// Maps the report's point, records it as the controller's last report, and sends one mouse input where the contact state asks for it:
+// press and move when a touch begins, move while it lasts, release without a move when it ends. True when an input was sent. What a point
+// kernel extrapolates beyond 0 to 65535 is sent as it is. On the session's reader thread.
+bool InjectReport(TouchController* controller, const uint8_t* report);
+
+} // namespace korvex

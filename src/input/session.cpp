@@ -1,0 +1,149 @@
+#include "input/session.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "calibration/calibration.h"
+#include "input/pointer_injection.h"
+#include "input/touch_report.h"
+#include "link/port_link.h"
+#include "support/lock_guard.h"
+
+namespace korvex {
+
+namespace {
+
+constexpr DWORD FAILED_WAIT_PAUSE_MS = 100; // between two tries on a port that has failed
+constexpr DWORD WAKE_INTERVAL_MS = 5;
+constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
+
+using CancelRoutine = BOOL(WINAPI*)(HANDLE);
+
+unsigned __stdcall ReaderLoop(void* argument)
+{
+    auto* controller = static_cast<TouchController*>(argument);
+    Packet report{};
+    bool read = false;
+    while (controller->running == 1) {
+        read = ReadReport(controller, &report);
+        if (read) {
+            if (controller->running != 1)
+                break;
+            if (controller->injectEnabled == 1)
+                InjectReport(controller, report.data());
+            continue;
+        }
+        // A wait that fails at once, on a port that has gone, must not spin.
+        if (controller->running == 1 && !LinkWaitInput(&controller->link))
+            WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);
+    }
+    SetEvent(controller->stoppedEvent);
+    return read ? 1 : 0;
+}
+
+// Ends the reader's pending wait through the port, again and again because it misses a reader that is about to enter its wait. On a thread
+// of its own: on Windows the call can block behind that wait.
+unsigned __stdcall WakerLoop(void* argument)
+{
+    auto* controller = static_cast<TouchController*>(argument);
+    const DWORD start = GetTickCount();
+    while (
+        WaitForSingleObject(controller->readerThread, WAKE_INTERVAL_MS) == WAIT_TIMEOUT && GetTickCount() - start < SESSION_STOP_LIMIT_MS)
+        SetCommMask(controller->link.handle, EV_RXCHAR);
+    return 0;
+}
+
+HANDLE StartThread(unsigned(__stdcall* routine)(void*), TouchController* controller)
+{
+    return reinterpret_cast<HANDLE>(
+        _beginthreadex(nullptr, 0, routine, controller, 0, nullptr)); // NOLINT(performance-no-int-to-ptr): the runtime's type
+}
+
+// Windows has had the call since Vista.
+void CancelReaderWait(const TouchController* controller)
+{
+    const auto cancel = std::bit_cast<CancelRoutine>(GetProcAddress(GetModuleHandleW(TEXT("kernel32.dll")), "CancelSynchronousIo"));
+    if (cancel != nullptr && controller->readerThread != nullptr)
+        cancel(controller->readerThread);
+}
+
+bool HasThreadEnded(HANDLE thread)
+{
+    return thread == nullptr || WaitForSingleObject(thread, 0) == WAIT_OBJECT_0;
+}
+
+DWORD TimeLeft(DWORD start, DWORD limit)
+{
+    return limit - std::min<DWORD>(GetTickCount() - start, limit);
+}
+
+} // namespace
+
+bool StartSession(TouchController* controller)
+{
+    controller->running = 1;
+    controller->injectEnabled = 1;
+    LoadSettings(controller);
+    controller->stoppedEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    controller->wakeEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    controller->readerThread = StartThread(ReaderLoop, controller);
+    return controller->readerThread != nullptr;
+}
+
+bool StopSession(TouchController* controller)
+{
+    RequestSessionStop(controller);
+    JoinSession(controller, SESSION_STOP_LIMIT_MS);
+    return true;
+}
+
+void RequestSessionStop(TouchController* controller)
+{
+    controller->running = 0;
+    if (controller->wakeEvent != nullptr)
+        SetEvent(controller->wakeEvent);
+    CancelReaderWait(controller);
+}
+
+void JoinSession(TouchController* controller, uint32_t limitMs)
+{
+    if (controller->stoppedEvent == nullptr || (controller->readerThread != nullptr && HasReaderEnded(controller)))
+        return;
+    const DWORD start = GetTickCount();
+    for (;;) {
+        const DWORD left = TimeLeft(start, limitMs);
+        if (WaitForSingleObject(controller->stoppedEvent, std::min<DWORD>(left, WAKE_INTERVAL_MS)) == WAIT_OBJECT_0)
+            break;
+        if (left == 0)
+            return;
+        CancelReaderWait(controller);
+        const bool needsHelp
+            = controller->readerThread != nullptr && controller->wakerThread == nullptr && limitMs - left >= CANCEL_GRACE_MS;
+        if (needsHelp)
+            controller->wakerThread = StartThread(WakerLoop, controller);
+    }
+    WaitForSingleObject(controller->readerThread, TimeLeft(start, limitMs));
+    if (controller->wakerThread != nullptr)
+        WaitForSingleObject(controller->wakerThread, TimeLeft(start, limitMs));
+}
+
+bool HasReaderEnded(const TouchController* controller)
+{
+    return HasThreadEnded(controller->readerThread) && HasThreadEnded(controller->wakerThread);
+}
+
+bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot)
+{
+    const LockGuard guard(&controller->lock);
+    *snapshot = controller->report;
+    return true;
+}
+
+bool SetMapMode(TouchController* controller, uint8_t mode)
+{
+    const LockGuard guard(&controller->lock);
+    controller->calib.mapMode = mode;
+    return true;
+}
+
+} // namespace korvex

@@ -1,0 +1,36 @@
+// The running life of an identified serial controller: a reader thread of its own that turns each valid report into pointer input.
+#pragma once
+
+#include <cstdint>
+
+#include "link/touch_controller.h"
+
+namespace korvex {
+
+// Milliseconds that stopping sessions may take.
+inline constexpr uint32_t SESSION_STOP_LIMIT_MS = 2000;
+
+// Loads the calibration and starts the reader thread. Once per record, after the controller is identified; from then on the link is
+// the reader's. False when no thread could be created.
+bool StartSession(TouchController* controller);
+
+// Stops the session and waits for its reader's end, at most SESSION_STOP_LIMIT_MS. A report that is being read is not injected any more.
+// Returns at once for a record without a session. True always; afterwards HasReaderEnded tells whether the record can be released.
+// Any thread but the reader's own, one at a time.
+bool StopSession(TouchController* controller);
+
+// The two halves of StopSession, for stopping many sessions under one deadline: tells the session to end, without waiting; waits for its
+// reader for at most `limitMs`, 0 to look only.
+void RequestSessionStop(TouchController* controller);
+void JoinSession(TouchController* controller, uint32_t limitMs);
+
+// True when the record has no reader thread that still runs.
+bool HasReaderEnded(const TouchController* controller);
+
+// Copies the last report. Any thread; never a mix of two reports.
+bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot);
+
+// Sets the calibration's mapMode: 1 calibrated, 0 plain scaling. Applies from the next report on. Any thread.
+bool SetMapMode(TouchController* controller, uint8_t mode);
+
+} // namespace korvex

@@ -1,0 +1,112 @@
+// The record that stands for one touch controller: what it is, the byte link to it, its calibration, its last report, its session.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "platform/win32.h"
+#include "support/list_links.h"
+
+namespace korvex {
+
+// Controller models, as the hardware identifiers and the touch driver name them; 0 while unknown.
+inline constexpr uint32_t MODEL_2400 = 0x2400;
+inline constexpr uint32_t MODEL_4400 = 0x4400;
+inline constexpr uint32_t MODEL_5200 = 0x5200;
+inline constexpr uint32_t MODEL_5203 = 0x5203;
+inline constexpr uint32_t MODEL_5460 = 0x5460;
+inline constexpr uint32_t MODEL_7700 = 0x7700;
+inline constexpr uint32_t MODEL_8200 = 0x8200;
+
+// Link kinds.
+inline constexpr uint32_t LINK_NONE = 0;
+inline constexpr uint32_t LINK_SERIAL = 2;
+
+// The byte link to a controller (port_link.h).
+struct PortLink {
+    uint32_t kind;          // LINK_SERIAL, or LINK_NONE while not initialised: every transfer then fails
+    HANDLE handle;          // the open COM port, owned by the controller's record
+    uint32_t portNumber;    // of a serial link
+    uint32_t byteTimeoutMs; // milliseconds that a read waits for one byte; 10 once the port is configured
+    uint32_t baudRate;      // 19200 or 9600; 0 after a probe that found no rate
+};
+
+struct Point {
+    int32_t x;
+    int32_t y;
+};
+
+inline constexpr uint32_t MAX_CALIBRATION_POINTS = 25;
+
+// How raw coordinates become output coordinates (calibration/). Raw coordinates run from 0 to (1 << resolution bits) - 1, the work space
+// is 4096 x 4096, output coordinates span 0 to 65535.
+struct CalibrationData {
+    uint8_t mapMode;      // 1: calibrated mapping; any other value: plain scaling of the raw span onto the work space
+    uint32_t pointCount;  // calibration points in use: 0, 4, 9, 16 or 25
+    uint32_t orientation; // 1 to 8, see TransformPoint in calibration/orientation.h
+    int32_t rawRangeX;
+    int32_t rawRangeY;
+    int32_t outRangeX;
+    int32_t outRangeY;
+    int32_t workRangeX;
+    int32_t workRangeY;
+    int32_t stdMinX; // the standard box: the raw coordinates that map to work 0 (minimum) and 4096 (maximum); a minimum above its
+    int32_t stdMinY; // maximum mirrors the axis
+    int32_t stdMaxX;
+    int32_t stdMaxY;
+    std::array<Point, MAX_CALIBRATION_POINTS> advPoints; // raw positions measured at the targets, in target order
+    std::array<Point, MAX_CALIBRATION_POINTS> refPoints; // advPoints after the orientation transform; what the point kernels read
+};
+
+// The last report that was injected, as the panel test samples it; all zero before the first one.
+struct ReportSnapshot {
+    int32_t lastX; // output units
+    int32_t lastY;
+    uint32_t reserved0;
+    uint32_t lastStatus; // status byte
+    uint32_t reserved1[2];
+    uint32_t lastReportMs; // NowMs at the report
+    uint32_t reserved2[3];
+};
+static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
+
+struct TouchController {
+    uint8_t rebootRequired; // 1: binding the enumerator needs a system restart
+    uint8_t usbInfoA;       // identity values from the touch driver
+    uint8_t usbInfoB;
+    uint16_t usbInfoC;
+    uint32_t model;
+    uint8_t fwMajor;
+    uint8_t fwMinor;
+    uint16_t fwBuild;
+    uint32_t resolutionBits; // 10 or 12
+    uint32_t reportLength;   // bytes per report and per command packet: 5 for model 0x7700, else 6
+    PortLink link;
+    CalibrationData calib;
+    WCHAR* deviceId; // instance ID of the child device node, from malloc, owned; null when there is none
+    HANDLE readerThread;
+    ReportSnapshot report;
+    std::atomic<uint8_t> running;       // 1 while the reader loop is to run
+    std::atomic<uint8_t> injectEnabled; // 1 while valid reports are injected
+    uint8_t prevContact;                // contact class of the last injected report; the reader thread's own
+    HANDLE stoppedEvent;                // set by the reader thread when it has left its loop
+    ListLinks links;                    // in the host context's list
+
+    CRITICAL_SECTION lock; // guards `calib` and `report` while a session runs; never held across a file access, an input or a wait
+    HANDLE stopEvent;      // the host's: set when everything is to end; null without a host; not owned
+    HANDLE wakeEvent;      // manual-reset: set when this session is to end, for a reader that pauses
+    HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+};
+
+// A new record with every field zero and its lock initialised. Null when memory is short. Any thread.
+TouchController* CreateController();
+
+// Closes what the record owns (port, events, reader thread's handle, deviceId) and frees it. Its reader thread must have ended: a
+// record whose reader could not be ended (StopSession) is left to the end of the process instead. Null is allowed.
+void ReleaseController(TouchController* controller);
+
+// True when the host's stop event is set: whatever is going on with the controller is to end soon. Any thread.
+bool IsStopRequested(const TouchController* controller);
+
+} // namespace korvex

@@ -1,0 +1,50 @@
+// The computer as the Windows calls of this layer see it. A program's start fills it in (the command `korvex`, a test); the library
+// itself knows nothing of it. Changes are made before the calls that they concern, on one thread.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/posix/pointer.h"
+
+namespace korvex::platform {
+
+struct Machine {
+    // What CSIDL_SYSTEM gives; a native path. Empty: there is no such folder.
+    std::string systemFolder;
+
+    // Windows has CancelSynchronousIo since Vista; false: GetProcAddress does not find it.
+    bool hasCancelSynchronousIo = true;
+
+    // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
+    std::function<void(std::string_view text)> traceOutput;
+
+    // Receives each input record, one call at a time; false when it could not be sent. Default: none can be sent.
+    std::function<bool(const INPUT& input)> pointerOutput;
+
+    // Asks where the pointer is; false when that is not known.
+    std::function<bool(POINT* position)> pointerPosition;
+
+    // The primary screen in pixels, as long as no display is in use.
+    int screenWidth = 1024;
+    int screenHeight = 768;
+};
+
+// The one machine of this process.
+Machine* ThisMachine();
+
+// The pixel that an absolute coordinate (0 to 65535) falls on, on an axis of `size` pixels; clamped to the axis.
+LONG PixelOf(LONG coordinate, int size);
+
+// Input goes to the X server of the display (null: the one in DISPLAY) through XTest, and the screen's size is the display's. When the
+// server goes away, inputs fail and the connection is tried again at most once a second. False with a reason when it cannot be used.
+bool UseX11Pointer(Machine* machine, const char* display, std::string* reason);
+
+// Input goes to a file descriptor as one JSON object a line, {"dx":32767,"dy":32767,"flags":32771}, each in one write.
+void UseLoggedPointer(Machine* machine, int descriptor);
+
+// Debugger texts go to a file descriptor, each in one write.
+void UseTraceDescriptor(Machine* machine, int descriptor);
+
+} // namespace korvex::platform

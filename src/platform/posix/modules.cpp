@@ -1,0 +1,27 @@
+#include "platform/posix/modules.h"
+
+#include <bit>
+#include <string_view>
+
+#include "platform/posix/machine.h"
+#include "platform/posix/text.h"
+#include "platform/posix/threads.h"
+
+namespace {
+
+// Stands for the system library; only its address matters.
+char kernelModule = 0;
+
+} // namespace
+
+HMODULE GetModuleHandleW(LPCWSTR name)
+{
+    return name != nullptr && korvex::platform::EqualNoCase(name, TEXT("kernel32.dll")) ? reinterpret_cast<HMODULE>(&kernelModule)
+                                                                                        : nullptr;
+}
+
+FARPROC GetProcAddress(HMODULE module, const char* name)
+{
+    const bool known = module == reinterpret_cast<HMODULE>(&kernelModule) && std::string_view(name) == "CancelSynchronousIo";
+    return known && korvex::platform::ThisMachine()->hasCancelSynchronousIo ? std::bit_cast<FARPROC>(&CancelSynchronousIo) : nullptr;
+}

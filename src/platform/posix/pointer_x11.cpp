@@ -1,0 +1,124 @@
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "platform/posix/machine.h"
+#include "platform/posix/pointer.h"
+
+namespace korvex::platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
+
+// A connection of its own, used only under the pointer's lock (pointer.cpp).
+struct PointerDisplay {
+    std::string name; // empty: the one in DISPLAY
+    Display* display = nullptr;
+    bool broken = false; // the server went away
+    Clock::time_point lastAttempt;
+};
+
+bool Connect(PointerDisplay* pointer, std::string* reason)
+{
+    pointer->lastAttempt = Clock::now();
+    const char* name = pointer->name.empty() ? nullptr : pointer->name.c_str();
+    Display* display = XOpenDisplay(name);
+    if (display == nullptr) {
+        *reason = std::string("cannot open the X display \"") + XDisplayName(name) + "\"";
+        return false;
+    }
+    int event = 0;
+    int error = 0;
+    int major = 0;
+    int minor = 0;
+    if (XTestQueryExtension(display, &event, &error, &major, &minor) == False) {
+        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no XTEST extension";
+        XCloseDisplay(display);
+        return false;
+    }
+    // Without this handler Xlib ends the process when the server goes away.
+    XSetIOErrorExitHandler(
+        display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
+    pointer->display = display;
+    pointer->broken = false;
+    return true;
+}
+
+// True when the display can be used; tries a lost one again once a second.
+bool IsConnected(PointerDisplay* pointer)
+{
+    if (pointer->display != nullptr && pointer->broken) {
+        XCloseDisplay(pointer->display);
+        pointer->display = nullptr;
+    }
+    std::string reason;
+    return pointer->display != nullptr || (Clock::now() - pointer->lastAttempt >= RECONNECT_INTERVAL && Connect(pointer, &reason));
+}
+
+bool SendToServer(PointerDisplay* pointer, const INPUT& input)
+{
+    if (!IsConnected(pointer))
+        return false;
+    Display* display = pointer->display;
+    const int screen = DefaultScreen(display);
+    const DWORD flags = input.mi.dwFlags;
+    if ((flags & MOUSEEVENTF_MOVE) != 0)
+        XTestFakeMotionEvent(display, screen, PixelOf(input.mi.dx, DisplayWidth(display, screen)),
+            PixelOf(input.mi.dy, DisplayHeight(display, screen)), CurrentTime);
+    if ((flags & MOUSEEVENTF_LEFTDOWN) != 0)
+        XTestFakeButtonEvent(display, Button1, True, CurrentTime);
+    if ((flags & MOUSEEVENTF_LEFTUP) != 0)
+        XTestFakeButtonEvent(display, Button1, False, CurrentTime);
+    XFlush(display);
+    return !pointer->broken;
+}
+
+bool AskServer(PointerDisplay* pointer, POINT* position)
+{
+    if (!IsConnected(pointer))
+        return false;
+    Window root = 0;
+    Window child = 0;
+    int rootX = 0;
+    int rootY = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned buttons = 0;
+    const Bool answered
+        = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display), &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
+    if (answered == False || pointer->broken)
+        return false;
+    *position = {rootX, rootY};
+    return true;
+}
+
+void CloseDisplay(PointerDisplay* pointer)
+{
+    if (pointer->display != nullptr)
+        XCloseDisplay(pointer->display);
+    delete pointer;
+}
+
+} // namespace
+
+bool UseX11Pointer(Machine* machine, const char* display, std::string* reason)
+{
+    const std::shared_ptr<PointerDisplay> pointer(new PointerDisplay, CloseDisplay);
+    pointer->name = display == nullptr ? "" : display;
+    if (!Connect(pointer.get(), reason))
+        return false;
+    const int screen = DefaultScreen(pointer->display);
+    machine->screenWidth = DisplayWidth(pointer->display, screen);
+    machine->screenHeight = DisplayHeight(pointer->display, screen);
+    machine->pointerOutput = [pointer](const INPUT& input) { return SendToServer(pointer.get(), input); };
+    machine->pointerPosition = [pointer](POINT* position) { return AskServer(pointer.get(), position); };
+    return true;
+}
+
+} // namespace korvex::platform

@@ -1,0 +1,45 @@
+// The record behind a serial port's handle, for the calls of files.h that work on it.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+#include "platform/posix/handles.h"
+#include "platform/posix/serial.h"
+
+namespace korvex::platform {
+
+struct SerialPort : HandleObject {
+    static constexpr HandleKind KIND = HandleKind::SERIAL_PORT;
+    int descriptor = -1;
+    int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
+    bool exclusive = false;  // TIOCEXCL is set
+    DCB dcb{};
+    COMMTIMEOUTS timeouts{};
+
+    // What has been fetched from the descriptor and not been read yet: [queueStart, queueEnd).
+    std::array<uint8_t, 4096> queue{};
+    size_t queueStart = 0;
+    size_t queueEnd = 0;
+
+    std::mutex mutex; // guards the rest
+    DWORD eventMask = 0;
+    bool waiting = false;
+    bool woken = false; // the wake descriptor is readable
+};
+
+// Makes a port of an open tty, without locking it; also of a pipe or socket, which then serves as a line without settings. Takes the
+// descriptor over. Null, with the descriptor closed, when the system refuses.
+SerialPort* AdoptSerialDescriptor(int descriptor);
+
+// Opens a tty exclusively. Null, with the last error set, when it cannot be opened.
+SerialPort* OpenSerialPort(const char* path);
+
+// ReadFile, WriteFile and FlushFileBuffers of a serial port.
+BOOL ReadSerial(SerialPort* port, void* buffer, DWORD count, DWORD* received);
+BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* written);
+BOOL FlushSerial(SerialPort* port);
+
+} // namespace korvex::platform

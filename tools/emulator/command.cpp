@@ -1,0 +1,300 @@
+#include "emulator/command.h"
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "emulator/emulator.h"
+#include "emulator/gestures.h"
+
+namespace korvex::emulator {
+
+namespace {
+
+constexpr int EXIT_USAGE = 2;
+
+constexpr const char* HELP = R"(Usage: korvex-emulator [OPTION]...
+Emulates a touch controller on a pseudo-terminal and prints each command that it receives.
+
+  --link PATH            leave a symbolic link to the terminal at PATH
+  --model MODEL          5200, 5460 or 7700 (default 5200)
+  --baud RATE            19200 or 9600: the rate at which it answers (default 19200)
+  --resolution BITS      10 or 12 (default 10; only model 5200 has 12)
+  --firmware A.B.C       firmware version (default 1.2.3)
+  --memory HEX           the start of the board memory, two digits a byte (default all zero)
+  --fault KIND[=COUNT]   spoil the next COUNT answers, or all: silence, wrong-echo, corruption, noise
+  --report-noise HEX     send these bytes before each report
+  --report-gap BYTE,MS   pause for MS milliseconds after each report's first BYTE bytes
+  --script FILE          carry out the gestures in FILE ("-": standard input), one a line
+  --help                 show this
+  --version              show the version
+
+Gestures, positions in percent of the panel:
+)";
+
+struct Settings {
+    EmulatorOptions options;
+    std::string link;
+    std::string script;
+    std::vector<AnswerFault> answerFaults;
+    ReportFault reportFault;
+};
+
+bool ParseNumber(std::string_view text, uint32_t largest, uint32_t* number)
+{
+    if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string_view::npos)
+        return false;
+    *number = static_cast<uint32_t>(std::stoul(std::string(text)));
+    return *number <= largest;
+}
+
+bool ParseHex(std::string_view text, Bytes* bytes)
+{
+    if (text.size() % 2 != 0 || text.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos)
+        return false;
+    for (size_t i = 0; i < text.size(); i += 2)
+        bytes->push_back(static_cast<uint8_t>(std::stoul(std::string(text.substr(i, 2)), nullptr, 16)));
+    return true;
+}
+
+// Splits at the first `separator`; false when there is none.
+bool Split(std::string_view text, char separator, std::string_view* left, std::string_view* right)
+{
+    const size_t position = text.find(separator);
+    if (position == std::string_view::npos)
+        return false;
+    *left = text.substr(0, position);
+    *right = text.substr(position + 1);
+    return true;
+}
+
+bool ParseFirmware(std::string_view text, EmulatorOptions* options)
+{
+    std::string_view majorText;
+    std::string_view minorText;
+    std::string_view buildText;
+    std::string_view rest;
+    uint32_t majorNumber = 0;
+    uint32_t minorNumber = 0;
+    uint32_t buildNumber = 0;
+    const bool valid = Split(text, '.', &majorText, &rest) && Split(rest, '.', &minorText, &buildText)
+        && ParseNumber(majorText, 255, &majorNumber) && ParseNumber(minorText, 255, &minorNumber)
+        && ParseNumber(buildText, 65535, &buildNumber);
+    options->fwMajor = static_cast<uint8_t>(majorNumber);
+    options->fwMinor = static_cast<uint8_t>(minorNumber);
+    options->fwBuild = static_cast<uint16_t>(buildNumber);
+    return valid;
+}
+
+bool ParseFault(std::string_view text, std::vector<AnswerFault>* faults)
+{
+    std::string_view name = text;
+    std::string_view countText;
+    uint32_t count = 0;
+    const bool counted = Split(text, '=', &name, &countText);
+    if (counted && !ParseNumber(countText, 1000000, &count))
+        return false;
+    AnswerFault fault{AnswerFaultKind::SILENCE, counted ? static_cast<int>(count) : -1, -1, -1};
+    if (name == "wrong-echo")
+        fault.kind = AnswerFaultKind::WRONG_ECHO;
+    else if (name == "corruption")
+        fault.kind = AnswerFaultKind::CORRUPTION;
+    else if (name == "noise")
+        fault.kind = AnswerFaultKind::NOISE;
+    else if (name != "silence")
+        return false;
+    faults->push_back(fault);
+    return true;
+}
+
+bool ParseGap(std::string_view text, ReportFault* fault)
+{
+    std::string_view byteText;
+    std::string_view lengthText;
+    uint32_t byte = 0;
+    uint32_t length = 0;
+    if (!Split(text, ',', &byteText, &lengthText) || !ParseNumber(byteText, 5, &byte) || !ParseNumber(lengthText, 60000, &length))
+        return false;
+    fault->gapAfter = byte;
+    fault->gapLength = std::chrono::milliseconds(length);
+    return true;
+}
+
+bool ApplyOption(std::string_view name, std::string_view value, Settings* settings)
+{
+    EmulatorOptions* options = &settings->options;
+    if (name == "link" || name == "script") {
+        (name == "link" ? settings->link : settings->script) = value;
+        return !value.empty();
+    }
+    if (name == "model") {
+        options->model = value == "7700" ? 0x7700 : value == "5460" ? 0x5460 : 0x5200;
+        return value == "7700" || value == "5460" || value == "5200";
+    }
+    if (name == "baud")
+        return ParseNumber(value, 19200, &options->baudRate) && (options->baudRate == 19200 || options->baudRate == 9600);
+    if (name == "resolution")
+        return ParseNumber(value, 12, &options->resolutionBits) && (options->resolutionBits == 10 || options->resolutionBits == 12);
+    if (name == "firmware")
+        return ParseFirmware(value, options);
+    if (name == "memory") {
+        Bytes bytes;
+        if (!ParseHex(value, &bytes) || bytes.size() > MEMORY_BYTES)
+            return false;
+        std::copy(bytes.begin(), bytes.end(), options->memory.begin());
+        return true;
+    }
+    if (name == "fault")
+        return ParseFault(value, &settings->answerFaults);
+    if (name == "report-noise")
+        return ParseHex(value, &settings->reportFault.noiseBefore);
+    if (name == "report-gap")
+        return ParseGap(value, &settings->reportFault);
+    return false;
+}
+
+// The exit code when the command ends here; -1 to go on.
+int ParseOptions(int argc, char** argv, Settings* settings)
+{
+    const std::array<option, 13> known{option{"link", required_argument, nullptr, 'v'}, option{"model", required_argument, nullptr, 'v'},
+        option{"baud", required_argument, nullptr, 'v'}, option{"resolution", required_argument, nullptr, 'v'},
+        option{"firmware", required_argument, nullptr, 'v'}, option{"memory", required_argument, nullptr, 'v'},
+        option{"fault", required_argument, nullptr, 'v'}, option{"report-noise", required_argument, nullptr, 'v'},
+        option{"report-gap", required_argument, nullptr, 'v'}, option{"script", required_argument, nullptr, 'v'},
+        option{"help", no_argument, nullptr, 'h'}, option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
+    int index = 0;
+    for (;;) {
+        switch (getopt_long(argc, argv, "", known.data(), &index)) {
+        case -1:
+            if (optind == argc)
+                return -1;
+            fprintf(stderr, "korvex-emulator: unexpected argument '%s'\n", argv[optind]);
+            return EXIT_USAGE;
+        case 'h':
+            fputs(HELP, stdout);
+            fputs(GESTURE_HELP.data(), stdout);
+            return EXIT_SUCCESS;
+        case 'V':
+            puts("korvex-emulator " KORVEX_VERSION);
+            return EXIT_SUCCESS;
+        case 'v':
+            if (ApplyOption(known[static_cast<size_t>(index)].name, optarg, settings))
+                break;
+            fprintf(stderr, "korvex-emulator: invalid value '%s' for '--%s'\n", optarg, known[static_cast<size_t>(index)].name);
+            return EXIT_USAGE;
+        default: // getopt has named the fault
+            return EXIT_USAGE;
+        }
+    }
+}
+
+std::string HexText(const Bytes& bytes)
+{
+    std::string text;
+    for (const uint8_t byte : bytes) {
+        std::array<char, 4> digits{};
+        snprintf(digits.data(), digits.size(), "%s%02X", text.empty() ? "" : " ", byte);
+        text += digits.data();
+    }
+    return text;
+}
+
+void PrintCommand(const ReceivedCommand& command)
+{
+    printf("%5u baud: %-17s -> %s\n", command.baudRate, HexText(command.bytes).c_str(),
+        command.answer.empty() ? "(no answer)" : HexText(command.answer).c_str());
+    fflush(stdout);
+}
+
+// Carries out a script; its end leaves the emulator running, "quit" ends the process.
+void RunScript(Emulator* emulator, const std::string& path)
+{
+    std::ifstream file;
+    if (path != "-")
+        file.open(path);
+    std::istream& lines = path == "-" ? std::cin : file;
+    if (!lines)
+        fprintf(stderr, "korvex-emulator: cannot read '%s'\n", path.c_str());
+    std::string line;
+    while (std::getline(lines, line)) {
+        std::string error;
+        switch (RunGesture(emulator, line, &error)) {
+        case GestureResult::DONE:
+            break;
+        case GestureResult::QUIT:
+            kill(getpid(), SIGTERM);
+            return;
+        case GestureResult::FAILED:
+            fprintf(stderr, "korvex-emulator: %s\n", error.c_str());
+            break;
+        }
+    }
+}
+
+} // namespace
+
+int RunEmulatorCommand(int argc, char** argv)
+{
+    Settings settings;
+    const int exitCode = ParseOptions(argc, argv, &settings);
+    if (exitCode >= 0)
+        return exitCode;
+
+    sigset_t endSignals;
+    sigemptyset(&endSignals);
+    sigaddset(&endSignals, SIGINT);
+    sigaddset(&endSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+
+    const EmulatorPointer emulator = StartEmulator(settings.options, PrintCommand);
+    if (!emulator) {
+        perror("korvex-emulator: cannot open a pseudo-terminal");
+        return EXIT_FAILURE;
+    }
+    for (const AnswerFault& fault : settings.answerFaults)
+        AddAnswerFault(emulator.get(), fault);
+    SetReportFault(emulator.get(), settings.reportFault);
+
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (!settings.link.empty()) {
+        if (fs::is_symlink(settings.link, error))
+            fs::remove(settings.link, error);
+        fs::create_symlink(TerminalPath(emulator.get()), settings.link, error);
+        if (error) {
+            fprintf(stderr, "korvex-emulator: cannot create the link '%s': %s\n", settings.link.c_str(), error.message().c_str());
+            return EXIT_FAILURE;
+        }
+    }
+    printf("emulating model %X on %s\n", settings.options.model, TerminalPath(emulator.get()).c_str());
+    fflush(stdout);
+
+    std::thread script;
+    if (!settings.script.empty())
+        script = std::thread(RunScript, emulator.get(), settings.script);
+    int signal = 0;
+    sigwait(&endSignals, &signal);
+    if (!settings.link.empty())
+        fs::remove(settings.link, error);
+    fflush(stdout);
+    // The script may be waiting for a line of its input, which nothing ends.
+    if (script.joinable()) {
+        script.detach();
+        _exit(EXIT_SUCCESS);
+    }
+    return EXIT_SUCCESS;
+}
+
+} // namespace korvex::emulator

@@ -1,0 +1,436 @@
+#include "emulator/emulator.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/eventfd.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace korvex::emulator {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// A pause longer than this ends a packet: what has come of it is dropped.
+constexpr milliseconds PACKET_GAP{20};
+
+constexpr uint8_t WAKE = 0xF0;
+constexpr uint8_t PRESENCE = 0xF1;
+constexpr uint8_t FIRMWARE_7700 = 0xF2;
+constexpr uint8_t READ_MEMORY = 0xF3;
+constexpr uint8_t FIRMWARE_IDENTITY = 0xEE;
+constexpr uint8_t FIRMWARE_VERSION = 0xED;
+constexpr uint8_t RESOLUTION = 0xFF;
+constexpr uint8_t READ_MEMORY_7700_FIRST = 0xD0;
+constexpr uint8_t READ_MEMORY_7700_LAST = 0xEB;
+
+const Bytes NOISE{0x00, 0xAA, 0x13};
+
+} // namespace
+
+struct Emulator {
+    EmulatorOptions options;
+    std::function<void(const ReceivedCommand&)> onCommand;
+    std::string path;
+    int stopDescriptor = -1; // an eventfd: readable when the thread is to end
+    std::thread thread;
+
+    mutable std::mutex mutex; // guards the rest
+    mutable std::condition_variable changed;
+    int master = -1;
+    int terminal = -1; // kept open, so that bytes wait for a host that has not opened the line yet
+    std::vector<ReceivedCommand> commands;
+    Clock::time_point lastCommand;
+    std::vector<AnswerFault> answerFaults;
+    ReportFault reportFault;
+    double fingerX = 0; // percent
+    double fingerY = 0;
+};
+
+namespace {
+
+size_t PacketBytes(const Emulator* emulator)
+{
+    return emulator->options.model == 0x7700 ? 5 : 6;
+}
+
+uint8_t Checksum(const Bytes& packet)
+{
+    unsigned sum = 0;
+    for (size_t i = 0; i < 5; ++i)
+        sum += packet[i];
+    return static_cast<uint8_t>(0xFF - (sum & 0xFF));
+}
+
+uint8_t High(uint32_t value)
+{
+    return static_cast<uint8_t>(value >> 8);
+}
+
+uint8_t Low(uint32_t value)
+{
+    return static_cast<uint8_t>(value & 0xFF);
+}
+
+// The data bytes of the answer to a command; none when the model does not know it.
+std::optional<Bytes> AnswerData(const Emulator* emulator, const Bytes& command)
+{
+    const EmulatorOptions& options = emulator->options;
+    const uint8_t code = command[0];
+    if (code == WAKE || code == PRESENCE)
+        return Bytes{0, 0, 0, 0};
+    if (options.model == 0x7700) {
+        if (code == FIRMWARE_7700)
+            return Bytes{0xD9, options.fwMajor, options.fwMinor, static_cast<uint8_t>(options.fwBuild << 4)};
+        if (code >= READ_MEMORY_7700_FIRST && code <= READ_MEMORY_7700_LAST) {
+            const auto* start = options.memory.begin() + ptrdiff_t{4} * (code - READ_MEMORY_7700_FIRST);
+            return Bytes(start, start + 4);
+        }
+        return std::nullopt;
+    }
+    if (code == FIRMWARE_IDENTITY) {
+        const uint32_t number = options.model == 0x5460 ? 5460 : 5200;
+        return Bytes{High(number), Low(number), 0, options.fwMajor};
+    }
+    if (code == FIRMWARE_VERSION)
+        return Bytes{0, options.fwMinor, High(options.fwBuild), Low(options.fwBuild)};
+    if (code == RESOLUTION)
+        return Bytes{0, 0, 0, static_cast<uint8_t>(options.model == 0x5200 ? options.resolutionBits : 10)};
+    if (code == READ_MEMORY && command[2] + size_t{1} < MEMORY_BYTES)
+        return Bytes{0, command[2], options.memory[command[2]], options.memory[command[2] + size_t{1}]};
+    return std::nullopt;
+}
+
+bool IsCommandIntact(const Emulator* emulator, const Bytes& command)
+{
+    if (emulator->options.model == 0x7700)
+        return std::all_of(command.begin() + 1, command.end(), [](uint8_t byte) { return byte < 0x80; });
+    const bool plainProbe = emulator->options.model == 0x5460 && (command[0] == WAKE || command[0] == PRESENCE) && command[5] == 0;
+    return plainProbe || command[5] == Checksum(command);
+}
+
+// Takes the fault that applies to the command, counting it down.
+std::optional<AnswerFaultKind> TakeFault(Emulator* emulator, const Bytes& command)
+{
+    for (AnswerFault& fault : emulator->answerFaults) {
+        const bool applies
+            = fault.count != 0 && (fault.code < 0 || fault.code == command[0]) && (fault.parameter < 0 || fault.parameter == command[2]);
+        if (!applies)
+            continue;
+        if (fault.count > 0)
+            --fault.count;
+        return fault.kind;
+    }
+    return std::nullopt;
+}
+
+Bytes AnswerTo(Emulator* emulator, const Bytes& command)
+{
+    const std::optional<Bytes> data = AnswerData(emulator, command);
+    if (!data)
+        return {};
+    Bytes answer{command[0]};
+    answer.insert(answer.end(), data->begin(), data->end());
+    const std::optional<AnswerFaultKind> fault = TakeFault(emulator, command);
+    if (fault == AnswerFaultKind::SILENCE)
+        return {};
+    if (fault == AnswerFaultKind::WRONG_ECHO)
+        answer[0] ^= 0x04;
+    const bool sevenBits = emulator->options.model == 0x7700;
+    if (!sevenBits)
+        answer.push_back(Checksum(answer));
+    if (fault == AnswerFaultKind::CORRUPTION)
+        answer[sevenBits ? 3 : 5] ^= 0x80;
+    if (fault == AnswerFaultKind::NOISE)
+        answer.insert(answer.begin(), NOISE.begin(), NOISE.end());
+    return answer;
+}
+
+uint32_t LineRate(int terminal)
+{
+    termios settings{};
+    if (tcgetattr(terminal, &settings) != 0)
+        return 0;
+    switch (cfgetospeed(&settings)) {
+    case B9600:
+        return 9600;
+    case B19200:
+        return 19200;
+    default:
+        return 1; // some other rate
+    }
+}
+
+// Writes all of it; the line's mutex is held.
+bool WriteLine(const Emulator* emulator, const Bytes& bytes)
+{
+    size_t sent = 0;
+    while (sent < bytes.size()) {
+        if (emulator->master < 0)
+            return false;
+        const ssize_t count = write(emulator->master, bytes.data() + sent, bytes.size() - sent);
+        if (count > 0) {
+            sent += static_cast<size_t>(count);
+            continue;
+        }
+        pollfd polled{emulator->master, POLLOUT, 0};
+        const bool full = count < 0 && (errno == EAGAIN || errno == EINTR);
+        if (!full || poll(&polled, 1, 1000) == 0)
+            return false;
+    }
+    return true;
+}
+
+// Takes note of what came, and answers it when it is a whole command.
+void Receive(Emulator* emulator, const Bytes& bytes, bool whole)
+{
+    ReceivedCommand command{bytes, 0, {}};
+    {
+        const std::lock_guard guard(emulator->mutex);
+        command.baudRate = LineRate(emulator->terminal);
+        if (whole && command.baudRate == emulator->options.baudRate)
+            command.answer = AnswerTo(emulator, bytes);
+        WriteLine(emulator, command.answer);
+        emulator->commands.push_back(command);
+        emulator->lastCommand = Clock::now();
+        emulator->changed.notify_all();
+    }
+    if (emulator->onCommand)
+        emulator->onCommand(command);
+}
+
+bool IsCommandCode(uint8_t byte)
+{
+    return byte >= READ_MEMORY_7700_FIRST;
+}
+
+// Takes the packets that are whole out of `pending`. A packet that is not intact is a piece left from another: it ends where the next
+// command starts.
+void TakePackets(Emulator* emulator, Bytes* pending)
+{
+    const auto length = static_cast<ptrdiff_t>(PacketBytes(emulator));
+    while (std::ssize(*pending) >= length) {
+        auto end = pending->begin() + length;
+        const bool intact = IsCommandIntact(emulator, Bytes(pending->begin(), end));
+        if (!intact)
+            end = std::find_if(pending->begin() + 1, end, IsCommandCode);
+        Receive(emulator, Bytes(pending->begin(), end), intact);
+        pending->erase(pending->begin(), end);
+    }
+}
+
+void Serve(Emulator* emulator, int master)
+{
+    Bytes pending;
+    std::array<pollfd, 2> polled{pollfd{master, POLLIN, 0}, pollfd{emulator->stopDescriptor, POLLIN, 0}};
+    for (;;) {
+        const int ready = poll(polled.data(), polled.size(), pending.empty() ? -1 : static_cast<int>(PACKET_GAP.count()));
+        if (polled[1].revents != 0)
+            return;
+        if (ready == 0) {
+            Receive(emulator, pending, false);
+            pending.clear();
+            continue;
+        }
+        std::array<uint8_t, 256> block{};
+        const ssize_t count = read(master, block.data(), block.size());
+        if (count > 0)
+            pending.insert(pending.end(), block.begin(), block.begin() + count);
+        TakePackets(emulator, &pending);
+    }
+}
+
+void StopThread(Emulator* emulator)
+{
+    eventfd_write(emulator->stopDescriptor, 1);
+    if (emulator->thread.joinable())
+        emulator->thread.join();
+}
+
+} // namespace
+
+void EmulatorDeleter::operator()(Emulator* emulator) const
+{
+    HangUp(emulator);
+    close(emulator->stopDescriptor);
+    delete emulator;
+}
+
+EmulatorPointer StartEmulator(const EmulatorOptions& options, std::function<void(const ReceivedCommand&)> onCommand)
+{
+    EmulatorPointer emulator(new Emulator);
+    emulator->options = options;
+    emulator->onCommand = std::move(onCommand);
+    emulator->stopDescriptor = eventfd(0, EFD_CLOEXEC);
+    termios settings{};
+    cfmakeraw(&settings);
+    std::array<char, 64> path{};
+    if (openpty(&emulator->master, &emulator->terminal, nullptr, &settings, nullptr) != 0
+        || ttyname_r(emulator->terminal, path.data(), path.size()) != 0)
+        return nullptr;
+    emulator->path = path.data();
+    for (const int descriptor : {emulator->master, emulator->terminal})
+        fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    fcntl(emulator->master, F_SETFL, O_NONBLOCK);
+    emulator->thread = std::thread(Serve, emulator.get(), emulator->master);
+    return emulator;
+}
+
+const std::string& TerminalPath(const Emulator* emulator)
+{
+    return emulator->path;
+}
+
+std::vector<ReceivedCommand> ReceivedCommands(const Emulator* emulator)
+{
+    const std::lock_guard guard(emulator->mutex);
+    return emulator->commands;
+}
+
+bool WaitForCommands(const Emulator* emulator, size_t count, milliseconds limit)
+{
+    std::unique_lock lock(emulator->mutex);
+    return emulator->changed.wait_for(lock, limit, [&] { return emulator->commands.size() >= count; });
+}
+
+bool WaitForQuietHost(const Emulator* emulator, milliseconds quiet, milliseconds limit)
+{
+    const Clock::time_point deadline = Clock::now() + limit;
+    std::unique_lock lock(emulator->mutex);
+    for (;;) {
+        const bool answered = std::any_of(
+            emulator->commands.begin(), emulator->commands.end(), [](const auto& command) { return !command.answer.empty(); });
+        if (answered && Clock::now() - emulator->lastCommand >= quiet)
+            return true;
+        if (Clock::now() >= deadline)
+            return false;
+        emulator->changed.wait_until(lock, answered ? std::min(deadline, emulator->lastCommand + quiet) : deadline);
+    }
+}
+
+void AddAnswerFault(Emulator* emulator, const AnswerFault& fault)
+{
+    const std::lock_guard guard(emulator->mutex);
+    emulator->answerFaults.push_back(fault);
+}
+
+void ClearAnswerFaults(Emulator* emulator)
+{
+    const std::lock_guard guard(emulator->mutex);
+    emulator->answerFaults.clear();
+}
+
+void SetReportFault(Emulator* emulator, const ReportFault& fault)
+{
+    const std::lock_guard guard(emulator->mutex);
+    emulator->reportFault = fault;
+}
+
+Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
+{
+    if (emulator->options.model == 0x7700) {
+        const auto upper = [](uint32_t raw) { return static_cast<uint8_t>((raw >> 7) & 0x7F); };
+        const auto lower = [](uint32_t raw) { return static_cast<uint8_t>(raw & 0x7F); };
+        return {static_cast<uint8_t>(touching ? 0xFF : 0xBF), upper(rawX), lower(rawX), upper(rawY), lower(rawY)};
+    }
+    Bytes report{static_cast<uint8_t>(touching ? 0x70 : 0x30), Low(rawX), High(rawX), Low(rawY), High(rawY)};
+    report.push_back(Checksum(report));
+    return report;
+}
+
+bool SendBytes(Emulator* emulator, const Bytes& bytes)
+{
+    const std::lock_guard guard(emulator->mutex);
+    return WriteLine(emulator, bytes);
+}
+
+bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
+{
+    ReportFault fault;
+    {
+        const std::lock_guard guard(emulator->mutex);
+        fault = emulator->reportFault;
+    }
+    Bytes bytes = fault.noiseBefore;
+    const Bytes report = ReportOf(emulator, touching, rawX, rawY);
+    bytes.insert(bytes.end(), report.begin(), report.end());
+    if (fault.gapAfter == 0 || fault.gapAfter >= report.size())
+        return SendBytes(emulator, bytes);
+    const auto cut = bytes.begin() + static_cast<ptrdiff_t>(fault.noiseBefore.size() + fault.gapAfter);
+    if (!SendBytes(emulator, Bytes(bytes.begin(), cut)))
+        return false;
+    std::this_thread::sleep_for(fault.gapLength);
+    return SendBytes(emulator, Bytes(cut, bytes.end()));
+}
+
+bool TouchAt(Emulator* emulator, double percentX, double percentY)
+{
+    {
+        const std::lock_guard guard(emulator->mutex);
+        emulator->fingerX = percentX;
+        emulator->fingerY = percentY;
+    }
+    return SendReport(emulator, true, RawAt(emulator, percentX), RawAt(emulator, percentY));
+}
+
+bool DragTo(Emulator* emulator, double percentX, double percentY, int steps)
+{
+    double startX = 0;
+    double startY = 0;
+    {
+        const std::lock_guard guard(emulator->mutex);
+        startX = emulator->fingerX;
+        startY = emulator->fingerY;
+    }
+    for (int i = 1; i <= steps; ++i) {
+        const double part = static_cast<double>(i) / steps;
+        if (!TouchAt(emulator, startX + (percentX - startX) * part, startY + (percentY - startY) * part))
+            return false;
+    }
+    return true;
+}
+
+bool Lift(Emulator* emulator)
+{
+    double x = 0;
+    double y = 0;
+    {
+        const std::lock_guard guard(emulator->mutex);
+        x = emulator->fingerX;
+        y = emulator->fingerY;
+    }
+    return SendReport(emulator, false, RawAt(emulator, x), RawAt(emulator, y));
+}
+
+uint32_t RawAt(const Emulator* emulator, double percent)
+{
+    const EmulatorOptions& options = emulator->options;
+    const uint32_t span = uint32_t{1} << (options.model == 0x5200 ? options.resolutionBits : 10);
+    const double raw = std::clamp(std::round(percent / 100 * span), 0.0, static_cast<double>(span - 1));
+    return static_cast<uint32_t>(raw);
+}
+
+void HangUp(Emulator* emulator)
+{
+    StopThread(emulator);
+    const std::lock_guard guard(emulator->mutex);
+    for (int* descriptor : {&emulator->terminal, &emulator->master}) {
+        if (*descriptor >= 0)
+            close(*descriptor);
+        *descriptor = -1;
+    }
+}
+
+} // namespace korvex::emulator

@@ -1,0 +1,108 @@
+// An emulated touch controller on a pseudo-terminal. It answers the command protocol as the real one does, and only at its own baud
+// rate; touches are made by the caller. A thread of the emulator's own serves the line. Every routine may be called from any thread.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace korvex::emulator {
+
+using Bytes = std::vector<uint8_t>;
+
+inline constexpr size_t MEMORY_BYTES = 112;
+
+struct EmulatorOptions {
+    uint32_t model = 0x5200; // 0x5200, 0x5460 or 0x7700
+    uint32_t baudRate = 19200;
+    uint32_t resolutionBits = 10; // of model 0x5200; the others have 10
+    uint8_t fwMajor = 1;
+    uint8_t fwMinor = 2;
+    uint16_t fwBuild = 3; // model 0x7700: 0 to 7
+    std::array<uint8_t, MEMORY_BYTES> memory{};
+};
+
+// One packet, or a piece of one, as it came from the host.
+struct ReceivedCommand {
+    Bytes bytes;
+    uint32_t baudRate; // the line's at that moment
+    Bytes answer;      // empty: none was given
+};
+
+enum class AnswerFaultKind {
+    SILENCE,    // no answer
+    WRONG_ECHO, // the answer carries another code
+    CORRUPTION, // the answer fails the model's check
+    NOISE,      // stray bytes come before the answer
+};
+
+// Spoils answers.
+struct AnswerFault {
+    AnswerFaultKind kind;
+    int count = -1;     // how many answers; -1: all
+    int code = -1;      // only of this command; -1: of any
+    int parameter = -1; // only with this byte 2; -1: with any
+};
+
+// Spoils reports from now on.
+struct ReportFault {
+    Bytes noiseBefore;   // sent before each report
+    size_t gapAfter = 0; // bytes of each report that come before a gap; 0: none
+    std::chrono::milliseconds gapLength{0};
+};
+
+struct Emulator;
+
+struct EmulatorDeleter {
+    void operator()(Emulator* emulator) const;
+};
+
+using EmulatorPointer = std::unique_ptr<Emulator, EmulatorDeleter>;
+
+// Opens a pseudo-terminal and starts to answer. `onCommand`, when given, is called for each command on the emulator's thread. Null when
+// the system refuses; deleting the pointer hangs up and ends the thread.
+EmulatorPointer StartEmulator(const EmulatorOptions& options, std::function<void(const ReceivedCommand&)> onCommand = nullptr);
+
+// The terminal's path, which a host opens as its serial port.
+const std::string& TerminalPath(const Emulator* emulator);
+
+// What the host has sent so far.
+std::vector<ReceivedCommand> ReceivedCommands(const Emulator* emulator);
+
+// Waits until `count` commands have come; false when they have not within `limit`.
+bool WaitForCommands(const Emulator* emulator, size_t count, std::chrono::milliseconds limit);
+
+// Waits until the host has got an answer and has then sent nothing for `quiet`; false when that has not come within `limit`.
+bool WaitForQuietHost(const Emulator* emulator, std::chrono::milliseconds quiet, std::chrono::milliseconds limit);
+
+void AddAnswerFault(Emulator* emulator, const AnswerFault& fault);
+void ClearAnswerFaults(Emulator* emulator);
+void SetReportFault(Emulator* emulator, const ReportFault& fault);
+
+// The bytes of one touch report in the model's format.
+Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
+
+// Sends bytes as they are. False when the line does not take them within a second, or after a hang-up.
+bool SendBytes(Emulator* emulator, const Bytes& bytes);
+
+// Sends one report, with the faults that are set.
+bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
+
+// Gestures, in percent of the panel's raw range (0 to 100 on each axis): touch down, drag to a point in `steps` reports, and lift where
+// the finger is.
+bool TouchAt(Emulator* emulator, double percentX, double percentY);
+bool DragTo(Emulator* emulator, double percentX, double percentY, int steps);
+bool Lift(Emulator* emulator);
+
+// The raw coordinate at a percentage of the panel.
+uint32_t RawAt(const Emulator* emulator, double percent);
+
+// Closes the line, as an adapter that is pulled out.
+void HangUp(Emulator* emulator);
+
+} // namespace korvex::emulator

@@ -1,0 +1,108 @@
+#include "emulator/gestures.h"
+
+#include <cmath>
+#include <numbers>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+namespace korvex::emulator {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds READY_QUIET{300};
+constexpr milliseconds READY_LIMIT{60000};
+constexpr int DEFAULT_DRAG_STEPS = 20;
+constexpr double MAX_RATE = 10000;
+constexpr double CIRCLE_RADIUS = 30; // percent
+
+// Reads the numbers of a line, at least `least`, each from 0 to `limit`; false when it holds anything else.
+bool ReadNumbers(std::istringstream* words, size_t least, double limit, std::vector<double>* numbers)
+{
+    for (double number = 0; *words >> number;) {
+        if (!(number >= 0 && number <= limit))
+            return false;
+        numbers->push_back(number);
+    }
+    return words->eof() && numbers->size() >= least;
+}
+
+bool ReadBytes(std::istringstream* words, Bytes* bytes)
+{
+    std::string word;
+    while (*words >> word) {
+        size_t used = 0;
+        unsigned long value = 0;
+        if (word.size() > 2 || word.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+            return false;
+        value = std::stoul(word, &used, 16);
+        bytes->push_back(static_cast<uint8_t>(value));
+    }
+    return !bytes->empty();
+}
+
+bool Circle(Emulator* emulator, double rate, double seconds)
+{
+    const auto start = std::chrono::steady_clock::now();
+    const int reports = static_cast<int>(rate * seconds);
+    for (int i = 0; i < reports; ++i) {
+        std::this_thread::sleep_until(
+            start + std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(i / rate)));
+        const double angle = 2 * std::numbers::pi * i / rate; // one turn a second
+        if (!TouchAt(emulator, 50 + CIRCLE_RADIUS * std::cos(angle), 50 + CIRCLE_RADIUS * std::sin(angle)))
+            return false;
+    }
+    return Lift(emulator);
+}
+
+} // namespace
+
+GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string* error)
+{
+    std::istringstream words{std::string(line)};
+    std::string verb;
+    words >> verb;
+    if (verb.empty() || verb.front() == '#')
+        return GestureResult::DONE;
+    if (verb == "quit")
+        return GestureResult::QUIT;
+
+    std::vector<double> numbers;
+    bool understood = true;
+    bool done = true;
+    if (verb == "ready") {
+        done = WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT);
+    } else if (verb == "touch") {
+        understood = ReadNumbers(&words, 2, 100, &numbers) && numbers.size() == 2;
+        done = understood && TouchAt(emulator, numbers[0], numbers[1]);
+    } else if (verb == "drag") {
+        understood = ReadNumbers(&words, 2, MAX_RATE, &numbers) && numbers.size() <= 3 && numbers[0] <= 100 && numbers[1] <= 100;
+        done = understood
+            && DragTo(emulator, numbers[0], numbers[1], numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
+    } else if (verb == "lift") {
+        done = Lift(emulator);
+    } else if (verb == "circle") {
+        understood = ReadNumbers(&words, 2, MAX_RATE, &numbers) && numbers.size() == 2 && numbers[0] >= 1;
+        done = understood && Circle(emulator, numbers[0], numbers[1]);
+    } else if (verb == "wait") {
+        understood = ReadNumbers(&words, 1, 3600000, &numbers) && numbers.size() == 1;
+        if (understood)
+            std::this_thread::sleep_for(milliseconds(static_cast<int64_t>(numbers[0])));
+    } else if (verb == "send") {
+        Bytes bytes;
+        understood = ReadBytes(&words, &bytes);
+        done = understood && SendBytes(emulator, bytes);
+    } else if (verb == "hangup") {
+        HangUp(emulator);
+    } else {
+        understood = false;
+    }
+    if (understood && done)
+        return GestureResult::DONE;
+    *error = (understood ? "could not be carried out: " : "not understood: ") + std::string(line);
+    return GestureResult::FAILED;
+}
+
+} // namespace korvex::emulator

@@ -1,0 +1,28 @@
+// Gestures as lines of text, for scripts and for people at a terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "emulator/emulator.h"
+
+namespace korvex::emulator {
+
+// What a line may say; positions in percent of the panel.
+inline constexpr std::string_view GESTURE_HELP = R"(  ready              wait until the host has identified the controller and is quiet
+  touch X Y          touch the panel at X %, Y %
+  drag X Y [STEPS]   move the finger there, in STEPS reports (default 20)
+  lift               lift the finger
+  circle RATE S      circle around the middle for S seconds at RATE reports a second, then lift
+  wait MS            do nothing for MS milliseconds
+  send HEX...        send these bytes as they are
+  hangup             close the line
+  quit               end the emulator
+)";
+
+enum class GestureResult { DONE, QUIT, FAILED };
+
+// Carries out one line; blank lines and lines that start with "#" do nothing. FAILED comes with a message that names the fault.
+GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string* error);
+
+} // namespace korvex::emulator
