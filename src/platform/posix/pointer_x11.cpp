@@ -42,7 +42,8 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
         XCloseDisplay(display);
         return false;
     }
-    // Without this handler Xlib ends the process when the server goes away.
+    // Without these two handlers Xlib ends the process when the server goes away.
+    XSetIOErrorHandler([](Display* /*display*/) { return 0; });
     XSetIOErrorExitHandler(
         display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
     pointer->display = display;

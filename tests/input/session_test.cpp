@@ -1,0 +1,310 @@
+#include "input/session.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "platform/posix/machine.h"
+#include "testing/recorders.h"
+#include "testing/temporary_folder.h"
+#include "testing/test_line.h"
+
+namespace korvex {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::InputRecorder;
+using testing::MOVE;
+using testing::PRESS;
+using testing::RELEASE;
+using testing::SentInput;
+using testing::TemporaryFolder;
+using testing::TestLine;
+using testing::TraceRecorder;
+
+// A folder whose settings map raw coordinates plainly: the standard box is the whole raw span.
+struct PlainFolder : TemporaryFolder {
+    PlainFolder() { testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n"); }
+};
+
+milliseconds TimeOf(const std::function<void()>& action)
+{
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+size_t CountEntries(const char* folder)
+{
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+
+// The reader sleeps in the input wait once it has found the line silent; the CPU time it uses tells.
+void LetReaderReachItsWait()
+{
+    std::this_thread::sleep_for(milliseconds(120));
+}
+
+TEST(Session, TurnsGesturesIntoInputInOrder)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    for (const uint32_t model : {MODEL_5200, MODEL_5460, MODEL_7700}) {
+        recorder.inputs.clear();
+        emulator::EmulatorOptions options;
+        options.model = model;
+        const TestLine line(options);
+        line.Know(model);
+        ASSERT_TRUE(StartSession(line.controller.get()));
+        TouchAt(line.emulator.get(), 25, 25);
+        DragTo(line.emulator.get(), 75, 50, 2);
+        Lift(line.emulator.get());
+        EXPECT_EQ(recorder.WaitFor(4), (std::vector<SentInput>{{16383, 16383, PRESS}, {32767, 24575, MOVE}, {49151, 32767, MOVE}, {49151, 32767, RELEASE}}));
+        ReportSnapshot snapshot{};
+        EXPECT_TRUE(TakeSnapshot(line.controller.get(), &snapshot));
+        EXPECT_EQ(snapshot.lastX, 49151);
+        EXPECT_EQ(snapshot.lastY, 32767);
+        EXPECT_EQ(snapshot.lastStatus, model == MODEL_7700 ? 0xBFU : 0x30U);
+        EXPECT_NE(snapshot.lastReportMs, 0U);
+        EXPECT_TRUE(StopSession(line.controller.get()));
+        EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+    }
+}
+
+TEST(Session, TakesAReportWithAGapAtAnyPlace)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    for (size_t gapAfter = 1; gapAfter < 6; ++gapAfter) {
+        InputRecorder recorder;
+        const TestLine line;
+        line.Know(MODEL_5200);
+        ASSERT_TRUE(StartSession(line.controller.get()));
+        SetReportFault(line.emulator.get(), {{}, gapAfter, milliseconds(30)});
+        TouchAt(line.emulator.get(), 50, 50);
+        EXPECT_EQ(recorder.WaitFor(1), (std::vector<SentInput>{{32767, 32767, PRESS}})) << "gap after byte " << gapAfter;
+        StopSession(line.controller.get());
+    }
+}
+
+// A single stray byte shifts every packet after it; a touch goes on all the same, at the cost of the report that it hit.
+TEST(Session, FindsItsWayBackAfterNoise)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    for (const uint32_t model : {MODEL_5200, MODEL_7700}) {
+        InputRecorder recorder;
+        emulator::EmulatorOptions options;
+        options.model = model;
+        const TestLine line(options);
+        line.Know(model);
+        ASSERT_TRUE(StartSession(line.controller.get()));
+        SendBytes(line.emulator.get(), {0x11});
+        for (const double x : {25.0, 50.0, 75.0})
+            TouchAt(line.emulator.get(), x, 50);
+        EXPECT_EQ(recorder.WaitFor(2), (std::vector<SentInput>{{32767, 32767, PRESS}, {49151, 32767, MOVE}}));
+        StopSession(line.controller.get());
+    }
+}
+
+TEST(Session, MapsWithTheModeThatIsSet)
+{
+    const TemporaryFolder folder;
+    testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=256\nSTD_MAX_Y=768\n");
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    TouchAt(line.emulator.get(), 25, 25);
+    recorder.WaitFor(1);
+    SetMapMode(line.controller.get(), 0);
+    TouchAt(line.emulator.get(), 25, 25);
+    EXPECT_EQ(recorder.WaitFor(2), (std::vector<SentInput>{{0, 0, PRESS}, {16383, 16383, MOVE}}));
+    StopSession(line.controller.get());
+}
+
+TEST(StopSession, EndsASilentReaderWithinFiftyMilliseconds)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    LetReaderReachItsWait();
+    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
+    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50) << "a second stop has nothing to wait for";
+}
+
+TEST(StopSession, EndsASilentReaderWithinItsLimitWhereNoWaitCanBeCancelled)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    platform::ThisMachine()->hasCancelSynchronousIo = false;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    LetReaderReachItsWait();
+    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 200);
+    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+    platform::ThisMachine()->hasCancelSynchronousIo = true;
+}
+
+// The report in flight at the stop is dropped: its bytes are complete only after `running` has been cleared.
+TEST(StopSession, DropsTheReportThatIsBeingRead)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    const emulator::Bytes report = ReportOf(line.emulator.get(), true, 512, 512);
+    SendBytes(line.emulator.get(), {report.begin(), report.begin() + 3});
+    line.controller->running = 0;
+    SendBytes(line.emulator.get(), {report.begin() + 3, report.end()});
+    StopSession(line.controller.get());
+    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+    EXPECT_TRUE(recorder.inputs.empty());
+}
+
+TEST(StopSession, EndsAChatteringReaderWithinOneReport)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    std::atomic<bool> done{false};
+    std::thread finger([&] {
+        while (!done) {
+            TouchAt(line.emulator.get(), 50, 50);
+            std::this_thread::sleep_for(milliseconds(3));
+        }
+    });
+    recorder.WaitFor(20);
+    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
+    const size_t atStop = recorder.inputs.size();
+    done = true;
+    finger.join();
+    EXPECT_EQ(recorder.inputs.size(), atStop) << "nothing is injected after the stop";
+}
+
+TEST(StopSession, ReturnsAtOnceWithoutASession)
+{
+    const auto controller = testing::ControllerPointer(CreateController());
+    EXPECT_TRUE(StopSession(controller.get()));
+    ReportSnapshot snapshot{1, 2, 3, 4, {5, 6}, 7, {8, 9, 10}};
+    EXPECT_TRUE(TakeSnapshot(controller.get(), &snapshot));
+    const ReportSnapshot zero{};
+    EXPECT_EQ(memcmp(&snapshot, &zero, sizeof(zero)), 0);
+}
+
+TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    LetReaderReachItsWait();
+    HangUp(line.emulator.get());
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
+    std::this_thread::sleep_for(milliseconds(500));
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    const auto microseconds = [](const rusage& usage) { return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_usec; };
+    EXPECT_LT(microseconds(after) - microseconds(before), 50000) << "of CPU time in half a second";
+    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
+    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+}
+
+// In a child process whose user may start no further thread.
+TEST(StartSession, ReportsAThreadThatCannotBeCreated)
+{
+    const TemporaryFolder folder;
+    std::filesystem::permissions(folder.path, std::filesystem::perms::all);
+    const auto refused = [] {
+        const TraceRecorder trace;
+        if (geteuid() == 0 && (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
+            _exit(10);
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+        TouchController* controller = CreateController();
+        controller->model = MODEL_5460;
+        if (StartSession(controller) || controller->running != 1 || controller->readerThread != nullptr)
+            _exit(11);
+        const milliseconds taken = TimeOf([controller] { StopSession(controller); });
+        if (taken.count() < 1990 || taken.count() > 2500)
+            _exit(12);
+        _exit(HasReaderEnded(controller) ? 0 : 13);
+    };
+    EXPECT_EXIT(refused(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(Session, LeaksNothingOverAThousandStartsAndStops)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    const auto runOnce = [&](int round) {
+        const testing::ControllerPointer controller(CreateController());
+        controller->link = {LINK_SERIAL, testing::OpenPort(TerminalPath(emulator.get())), 1, 10, 19200};
+        ASSERT_NE(controller->link.handle, INVALID_HANDLE_VALUE);
+        SetCommMask(controller->link.handle, EV_RXCHAR);
+        controller->model = MODEL_5460;
+        controller->reportLength = 6;
+        ASSERT_TRUE(StartSession(controller.get()));
+        if (round % 3 == 0)
+            SendReport(emulator.get(), true, 1, 1);
+        StopSession(controller.get());
+        ASSERT_TRUE(HasReaderEnded(controller.get()));
+    };
+    runOnce(0);
+    const size_t descriptors = CountEntries("/proc/self/fd");
+    const size_t threads = CountEntries("/proc/self/task");
+    for (int round = 0; round < 1000; ++round)
+        runOnce(round);
+    EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
+}
+
+// Many at once: all are told first, and the last one's wait ends as soon as the first one's.
+TEST(StopSession, EndsManySessionsWithinOneDeadline)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    std::vector<std::unique_ptr<TestLine>> lines;
+    for (int i = 0; i < 16; ++i) {
+        lines.push_back(std::make_unique<TestLine>());
+        lines.back()->Know(MODEL_5460);
+        ASSERT_TRUE(StartSession(lines.back()->controller.get()));
+    }
+    LetReaderReachItsWait();
+    const milliseconds taken = TimeOf([&] {
+        for (const auto& line : lines)
+            RequestSessionStop(line->controller.get());
+        for (const auto& line : lines)
+            JoinSession(line->controller.get(), SESSION_STOP_LIMIT_MS);
+    });
+    EXPECT_LT(taken.count(), 200);
+    for (const auto& line : lines)
+        EXPECT_TRUE(HasReaderEnded(line->controller.get()));
+}
+
+} // namespace
+} // namespace korvex

@@ -1,0 +1,137 @@
+#include "input/touch_report.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "testing/test_line.h"
+
+namespace korvex {
+namespace {
+
+using emulator::Bytes;
+using testing::TestLine;
+
+TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
+{
+    const auto controller = testing::ControllerPointer(CreateController());
+    struct Row {
+        uint32_t model;
+        uint8_t status, contact;
+    };
+    for (const Row& row : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0}, Row{MODEL_5200, 0x55, 0xFF}, Row{MODEL_5200, 0x40, 0xFF}, Row{MODEL_5460, 0x70, 1},
+             Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0}, Row{MODEL_2400, 0x30, 0xFF}, Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1},
+             Row{MODEL_7700, 0xBF, 0}, Row{MODEL_7700, 0xFE, 0xFF}, Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
+        controller->model = row.model;
+        EXPECT_EQ(ClassifyStatus(controller.get(), row.status), row.contact) << std::hex << row.model << " " << int{row.status};
+    }
+}
+
+// A stream, and the raw points of the reports that are accepted out of it.
+struct Stream {
+    const char* what;
+    uint32_t model;
+    uint32_t resolutionBits;
+    Bytes bytes;
+    std::vector<Point> reports;
+};
+
+std::vector<Point> ReadAll(const TestLine* line)
+{
+    std::vector<Point> points;
+    Packet report{};
+    // The stream has arrived whole before the first read, so the first failed read after its end finds the line silent.
+    for (int failures = 0; failures < 2;) {
+        if (ReadReport(line->controller.get(), &report))
+            points.push_back(DecodeReport(line->controller.get(), report.data()));
+        else
+            ++failures;
+    }
+    return points;
+}
+
+Bytes operator+(Bytes first, const Bytes& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+TEST(ReadReport, FindsTheReportsInEveryStream)
+{
+    const Bytes good{0x70, 0x00, 0x02, 0x00, 0x01, 0x8C}; // 512, 256
+    const Bytes corrupt{0x70, 0x00, 0x02, 0x00, 0x01, 0x8D};
+    const Bytes outside{0x70, 0x00, 0x04, 0x00, 0x00, 0x8B}; // X = 1024
+    const Bytes beyond{0x70, 0x00, 0x10, 0x00, 0x00, 0x7F};  // X = 4096
+    const Bytes seven{0xFF, 1, 2, 3, 4};                     // 130, 388
+    const Bytes rejected{0xFF, 0x80, 0, 0, 0};
+    for (const Stream& stream : {
+             Stream{"two in a row", MODEL_5200, 10, good + good, {{512, 256}, {512, 256}}},
+             Stream{"as of model 5460", MODEL_5460, 10, good, {{512, 256}}},
+             Stream{"a corrupt one between", MODEL_5200, 10, good + corrupt + good, {{512, 256}, {512, 256}}},
+             Stream{"at the 10-bit limit", MODEL_5200, 10, outside + good, {{512, 256}}},
+             Stream{"within 12 bits", MODEL_5200, 12, outside + beyond + good, {{1024, 0}, {512, 256}}},
+             Stream{"stray bytes in front", MODEL_5200, 10, Bytes{0x01, 0x02, 0x03} + good + good, {{512, 256}}},
+             // A stray byte that looks like a status byte takes the report behind it along; the data bytes there are no new start.
+             Stream{"a false start", MODEL_5200, 10, Bytes{0, 0, 0, 0, 0, 0, 0x31} + good + good + good, {{512, 256}, {512, 256}}},
+             Stream{"a model without a rule", MODEL_4400, 10, good, {}},
+             Stream{"5 bytes with noise", MODEL_7700, 10, rejected + Bytes{0x12, 0x34} + seven, {{130, 388}}},
+             Stream{"5 bytes, a restart in the middle", MODEL_7700, 10, rejected + Bytes{0xFF, 0x01, 0xBF, 3, 4, 5, 6}, {{388, 646}}},
+             Stream{"5 bytes, cut off by silence", MODEL_7700, 10, rejected + Bytes{0xFF, 0x01}, {{128, 0}}},
+             Stream{"300 stray bytes and one", MODEL_7700, 10, rejected + Bytes(301, 0x11) + seven, {{130, 388}}},
+             Stream{"stray bytes for three attempts", MODEL_7700, 10, rejected + Bytes(900, 0x11) + seven, {{130, 388}}},
+         }) {
+        const TestLine line;
+        line.Know(stream.model, stream.resolutionBits);
+        line.controller->running = 1;
+        SendBytes(line.emulator.get(), stream.bytes);
+        const std::vector<Point> points = ReadAll(&line);
+        ASSERT_EQ(points.size(), stream.reports.size()) << stream.what;
+        for (size_t i = 0; i < points.size(); ++i) {
+            EXPECT_EQ(points[i].x, stream.reports[i].x) << stream.what;
+            EXPECT_EQ(points[i].y, stream.reports[i].y) << stream.what;
+        }
+    }
+}
+
+// The bytes that one call takes from the line tell whether it resynchronised.
+TEST(ReadReport, ResynchronisesOnlyAfterAWholePacketAndWhileRunning)
+{
+    struct Row {
+        Bytes bytes;
+        uint8_t running;
+        std::optional<uint8_t> nextByte;
+    };
+    for (const Row& row : {Row{{0x70, 1, 2}, 1, std::nullopt}, Row{{1, 1, 1, 1, 1, 1, 0x99}, 0, 0x99}, Row{{1, 1, 1, 1, 1, 1, 0x99}, 1, std::nullopt}}) {
+        const TestLine line;
+        line.Know(MODEL_5200);
+        line.controller->running = row.running;
+        SendBytes(line.emulator.get(), row.bytes);
+        Packet report{};
+        EXPECT_FALSE(ReadReport(line.controller.get(), &report));
+        uint8_t byte = 0;
+        DWORD count = 0;
+        COMMTIMEOUTS immediate{MAXDWORD, 0, 0, 0, 0};
+        SetCommTimeouts(line.controller->link.handle, &immediate);
+        EXPECT_TRUE(ReadFile(line.controller->link.handle, &byte, 1, &count, nullptr));
+        EXPECT_EQ(count == 1 ? std::optional(byte) : std::nullopt, row.nextByte);
+    }
+}
+
+// Every valid stream cut at every length: what is left of it never makes a report that was not sent.
+TEST(ReadReport, MakesNothingUpFromAStreamCutAnywhere)
+{
+    const Bytes report{0x70, 0x23, 0x01, 0x45, 0x01, 0x25};
+    for (size_t length = 1; length < 6; ++length) {
+        const TestLine line;
+        line.Know(MODEL_5200);
+        line.controller->running = 1;
+        SendBytes(line.emulator.get(), Bytes(report.begin(), report.begin() + static_cast<ptrdiff_t>(length)));
+        EXPECT_TRUE(ReadAll(&line).empty()) << length;
+    }
+}
+
+} // namespace
+} // namespace korvex

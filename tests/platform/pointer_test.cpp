@@ -1,0 +1,96 @@
+#include "platform/posix/pointer.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <string>
+
+#include "platform/posix/machine.h"
+#include "testing/process.h"
+#include "testing/recorders.h"
+
+namespace korvex {
+namespace {
+
+using platform::ThisMachine;
+
+bool Send(int dx, int dy, DWORD flags)
+{
+    INPUT input{};
+    input.type = INPUT_MOUSE;
+    input.mi.dx = dx;
+    input.mi.dy = dy;
+    input.mi.dwFlags = flags;
+    return SendInput(1, &input, sizeof(input)) == 1;
+}
+
+void ExpectPointerAt(int x, int y)
+{
+    POINT point{-1, -1};
+    EXPECT_TRUE(GetCursorPos(&point));
+    EXPECT_EQ(point.x, x);
+    EXPECT_EQ(point.y, y);
+}
+
+// The rows of a screen of 1024 x 768; a release does not move.
+void ExpectPointerFollows()
+{
+    struct Row {
+        int dx, dy;
+        DWORD flags;
+        int x, y;
+    };
+    for (const Row& row : {Row{32768, 32768, testing::PRESS, 512, 384}, Row{65535, 65535, testing::MOVE, 1023, 767}, Row{0, 0, testing::RELEASE, 1023, 767},
+             Row{-6543, 70000, testing::MOVE, 0, 767}, Row{63, 85, testing::MOVE, 0, 0}, Row{64, 86, testing::MOVE, 1, 1}}) {
+        EXPECT_TRUE(Send(row.dx, row.dy, row.flags));
+        ExpectPointerAt(row.x, row.y);
+    }
+}
+
+TEST(Pointer, IsLoggedAsOneJsonObjectALine)
+{
+    int ends[2]{};
+    ASSERT_EQ(pipe(ends), 0);
+    platform::UseLoggedPointer(ThisMachine(), ends[1]);
+    EXPECT_TRUE(Send(32767, -1, 0x8003));
+    std::array<char, 100> text{};
+    EXPECT_GT(read(ends[0], text.data(), text.size() - 1), 0);
+    EXPECT_EQ(std::string(text.data()), "{\"dx\":32767,\"dy\":-1,\"flags\":32771}\n");
+    ExpectPointerFollows();
+    signal(SIGPIPE, SIG_IGN);
+    close(ends[0]);
+    EXPECT_FALSE(Send(1, 1, 0x8001)) << "nobody reads the log any more";
+    close(ends[1]);
+    ThisMachine()->pointerOutput = nullptr;
+    EXPECT_FALSE(Send(1, 1, 0x8001)) << "no output at all";
+    INPUT input{};
+    EXPECT_EQ(SendInput(1, &input, 1), 0U) << "a record of another size";
+}
+
+TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
+{
+    std::string reason;
+    EXPECT_FALSE(platform::UseX11Pointer(ThisMachine(), ":987", &reason));
+    EXPECT_EQ(reason, "cannot open the X display \":987\"");
+    {
+        testing::DisplayServer display;
+        ASSERT_TRUE(platform::UseX11Pointer(ThisMachine(), display.name.c_str(), &reason)) << reason;
+        EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
+        EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN), 768);
+        ExpectPointerFollows();
+        EXPECT_EQ(testing::EndBySignal(&display.server, SIGTERM), 0);
+    }
+    // The server is gone: inputs fail, and the process goes on.
+    while (Send(1, 1, 0x8001)) {
+    }
+    POINT point{};
+    EXPECT_FALSE(GetCursorPos(&point));
+    ThisMachine()->pointerOutput = nullptr;
+    ThisMachine()->pointerPosition = nullptr;
+}
+
+} // namespace
+} // namespace korvex

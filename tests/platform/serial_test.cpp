@@ -1,0 +1,191 @@
+#include "platform/posix/serial.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "emulator/emulator.h"
+#include "platform/posix/text.h"
+#include "platform/win32.h"
+#include "testing/test_line.h"
+
+namespace korvex {
+namespace {
+
+using emulator::SendBytes;
+using std::chrono::milliseconds;
+using testing::OpenPort;
+
+struct OpenLine {
+    emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    HANDLE port = OpenPort(TerminalPath(emulator.get()));
+
+    ~OpenLine() { CloseHandle(port); }
+};
+
+TEST(SerialPort, IsOpenedExclusively)
+{
+    const OpenLine line;
+    ASSERT_NE(line.port, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(OpenPort(TerminalPath(line.emulator.get())), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    // And by another process.
+    const auto openInChild = [&line] { _exit(OpenPort(TerminalPath(line.emulator.get())) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION ? 0 : 1); };
+    EXPECT_EXIT(openInChild(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(SerialPort, SaysWhyItCannotBeOpened)
+{
+    EXPECT_EQ(OpenPort("/dev/korvex-no-such-port"), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(OpenPort("/dev/null"), INVALID_HANDLE_VALUE) << "no terminal";
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_FUNCTION);
+    DCB dcb{};
+    EXPECT_FALSE(GetCommState(nullptr, &dcb));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST(SetCommState, ReachesTheTerminal)
+{
+    const OpenLine line;
+    DCB dcb{};
+    ASSERT_TRUE(GetCommState(line.port, &dcb));
+    dcb.BaudRate = 9600;
+    dcb.ByteSize = 7;
+    dcb.Parity = ODDPARITY;
+    dcb.StopBits = TWOSTOPBITS;
+    dcb.fRtsControl = RTS_CONTROL_DISABLE; // a pseudo-terminal has no such line, which is no error
+    EXPECT_TRUE(SetCommState(line.port, &dcb));
+    const int terminal = open(TerminalPath(line.emulator.get()).c_str(), O_RDWR | O_NOCTTY);
+    termios settings{};
+    EXPECT_EQ(tcgetattr(terminal, &settings), 0);
+    close(terminal);
+    EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B9600));
+    EXPECT_EQ(settings.c_lflag & (ICANON | ECHO), 0U) << "bytes pass as they are";
+    // A pseudo-terminal keeps 8 bits without parity whatever it is told; what was asked for shows in the DCB.
+    DCB read{};
+    EXPECT_TRUE(GetCommState(line.port, &read));
+    EXPECT_EQ(memcmp(&dcb, &read, sizeof(dcb)), 0);
+
+    for (const auto& spoil : {+[](DCB* bad) { bad->BaudRate = 12345; }, +[](DCB* bad) { bad->ByteSize = 9; }, +[](DCB* bad) { bad->Parity = 7; }}) {
+        DCB bad = dcb;
+        spoil(&bad);
+        EXPECT_FALSE(SetCommState(line.port, &bad));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    }
+}
+
+// The documented combinations of COMMTIMEOUTS, with 3 bytes waiting.
+TEST(ReadFile, EndsByItsTimeoutsWithinTheirTime)
+{
+    struct Row {
+        COMMTIMEOUTS timeouts;
+        DWORD asked, got;
+        int least, most; // milliseconds
+    };
+    for (const Row& row : {Row{{0, 0, 20, 0, 0}, 6, 3, 20, 40}, Row{{0, 5, 10, 0, 0}, 6, 3, 40, 60}, Row{{0, 0, 20, 0, 0}, 3, 3, 0, 10},
+             Row{{0, 0, 20, 0, 0}, 2, 2, 0, 10}, Row{{MAXDWORD, 0, 0, 0, 0}, 6, 3, 0, 10}, Row{{MAXDWORD, MAXDWORD, 500, 0, 0}, 6, 3, 0, 10},
+             Row{{15, 0, 0, 0, 0}, 6, 3, 15, 40}, Row{{15, 0, 500, 0, 0}, 6, 3, 15, 40}}) {
+        const OpenLine line;
+        SendBytes(line.emulator.get(), {1, 2, 3});
+        COMMTIMEOUTS timeouts = row.timeouts;
+        ASSERT_TRUE(SetCommTimeouts(line.port, &timeouts));
+        std::array<uint8_t, 8> buffer{};
+        DWORD received = 99;
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(ReadFile(line.port, buffer.data(), row.asked, &received, nullptr));
+        const auto taken = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start).count();
+        EXPECT_EQ(received, row.got);
+        EXPECT_GE(taken, row.least);
+        EXPECT_LE(taken, row.most);
+    }
+}
+
+TEST(WriteFile, EndsWithFewerBytesWithinItsTimeOnALineThatTakesNone)
+{
+    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(grantpt(master) | unlockpt(master), 0);
+    HANDLE port = OpenPort(ptsname(master)); // nobody reads the master
+    COMMTIMEOUTS timeouts{0, 0, 0, 0, 20};
+    SetCommTimeouts(port, &timeouts);
+    const std::vector<uint8_t> much(1 << 20);
+    DWORD written = 0;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(WriteFile(port, much.data(), static_cast<DWORD>(much.size()), &written, nullptr));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(200));
+    EXPECT_LT(written, much.size());
+    CloseHandle(port);
+    close(master);
+}
+
+TEST(PurgeComm, DiscardsWhatTheHandleAndTheKernelHold)
+{
+    const OpenLine line;
+    COMMTIMEOUTS timeouts{MAXDWORD, MAXDWORD, 500, 0, 0};
+    SetCommTimeouts(line.port, &timeouts);
+    SendBytes(line.emulator.get(), {1, 2, 3});
+    uint8_t byte = 0;
+    DWORD received = 0;
+    EXPECT_TRUE(ReadFile(line.port, &byte, 1, &received, nullptr)); // the handle now holds 2 and 3
+    SendBytes(line.emulator.get(), {4, 5});
+    EXPECT_TRUE(PurgeComm(line.port, PURGE_RXCLEAR));
+    SendBytes(line.emulator.get(), {6});
+    EXPECT_TRUE(ReadFile(line.port, &byte, 1, &received, nullptr));
+    EXPECT_EQ(byte, 6);
+}
+
+TEST(WaitCommEvent, EndsByInputByMaskByCancellationAndByHangUp)
+{
+    struct Waiter {
+        HANDLE port;
+        BOOL result;
+        DWORD event;
+        DWORD error;
+    };
+    const auto wait = [](void* argument) -> unsigned {
+        auto* waiter = static_cast<Waiter*>(argument);
+        waiter->result = WaitCommEvent(waiter->port, &waiter->event, nullptr);
+        waiter->error = waiter->result ? ERROR_SUCCESS : GetLastError();
+        return 0;
+    };
+    enum class End { INPUT_CAME, MASK_SET, CANCELLED, HUNG_UP };
+    for (const End end : {End::INPUT_CAME, End::MASK_SET, End::CANCELLED, End::HUNG_UP}) {
+        const OpenLine line;
+        SetCommMask(line.port, EV_RXCHAR);
+        Waiter waiter{line.port, FALSE, 99, 0};
+        HANDLE thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, wait, &waiter, 0, nullptr));
+        EXPECT_EQ(WaitForSingleObject(thread, 20), WAIT_TIMEOUT) << "the line is silent";
+        switch (end) {
+        case End::INPUT_CAME:
+            SendBytes(line.emulator.get(), {1});
+            break;
+        case End::MASK_SET:
+            EXPECT_TRUE(SetCommMask(line.port, EV_RXCHAR));
+            break;
+        case End::CANCELLED:
+            EXPECT_TRUE(CancelSynchronousIo(thread));
+            break;
+        case End::HUNG_UP:
+            HangUp(line.emulator.get());
+            break;
+        }
+        EXPECT_EQ(WaitForSingleObject(thread, 2000), WAIT_OBJECT_0);
+        EXPECT_EQ(waiter.result, end == End::INPUT_CAME || end == End::MASK_SET);
+        EXPECT_EQ(waiter.event, end == End::INPUT_CAME ? EV_RXCHAR : 0);
+        EXPECT_EQ(waiter.error, end == End::CANCELLED ? ERROR_OPERATION_ABORTED : end == End::HUNG_UP ? ERROR_DEVICE_NOT_CONNECTED : ERROR_SUCCESS);
+        EXPECT_FALSE(CancelSynchronousIo(thread)) << "it waits for nothing any more";
+        EXPECT_EQ(GetLastError(), ERROR_NOT_FOUND);
+        CloseHandle(thread);
+    }
+}
+
+} // namespace
+} // namespace korvex

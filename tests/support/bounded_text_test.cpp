@@ -1,0 +1,129 @@
+#include "support/bounded_text.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <string>
+
+namespace korvex {
+namespace {
+
+using Buffer = std::array<WCHAR, 16>;
+
+constexpr WCHAR UNTOUCHED = '#';
+
+Buffer Fresh()
+{
+    Buffer buffer{};
+    buffer.fill(UNTOUCHED);
+    return buffer;
+}
+
+TEST(FormatBounded, CutsAtTheCapacityAndNeverWritesPastIt)
+{
+    struct Row {
+        size_t capacity;
+        const WCHAR* text;
+        uint32_t result;
+        const WCHAR* stored;
+    };
+    for (const Row& row : {Row{6, TEXT("abcd"), TEXT_OK, TEXT("abcd")}, Row{5, TEXT("abcd"), TEXT_OK, TEXT("abcd")},
+             Row{4, TEXT("abcd"), TEXT_TRUNCATED, TEXT("abc")}, Row{1, TEXT("abcd"), TEXT_TRUNCATED, TEXT("")}, Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
+        Buffer formatted = Fresh();
+        EXPECT_EQ(FormatBounded(formatted.data(), row.capacity, TEXT("%s"), row.text), row.result);
+        EXPECT_EQ(formatted.data(), std::u16string(row.stored));
+        EXPECT_EQ(formatted[row.capacity], UNTOUCHED);
+
+        Buffer copied = Fresh();
+        EXPECT_EQ(CopyBounded(copied.data(), row.capacity, row.text), row.result);
+        EXPECT_EQ(copied.data(), std::u16string(row.stored));
+        EXPECT_EQ(copied[row.capacity], UNTOUCHED);
+    }
+    for (const size_t capacity : {size_t{0}, MAX_CAPACITY + 1}) {
+        Buffer buffer = Fresh();
+        EXPECT_EQ(FormatBounded(buffer.data(), capacity, TEXT("x")), TEXT_INVALID_PARAMETER);
+        EXPECT_EQ(CopyBounded(buffer.data(), capacity, TEXT("x")), TEXT_INVALID_PARAMETER);
+        EXPECT_EQ(buffer, Fresh());
+    }
+}
+
+TEST(FormatBounded, FormatsNumbersAsTheCLibraryDoes)
+{
+    struct Row {
+        const char* format; // the same letters in both libraries
+        int value;
+    };
+    for (const Row& row : {Row{"%d", 0}, Row{"%d", -17}, Row{"%d", INT_MIN}, Row{"%d", INT_MAX}, Row{"%u", -1}, Row{"%X", 0x7A0F}, Row{"%x", -1},
+             Row{"%02d", 7}, Row{"%02d", 123}, Row{"%05d", -42}, Row{"%-5d|", 42}, Row{"%5d", 42}, Row{"%+d", 42}, Row{"% d", 42}, Row{"%.3d", 7},
+             Row{"%6.3d", -7}, Row{"%-06d|", 7}, Row{"%.0d|", 0}, Row{"%#x", 255}, Row{"%#X", 0}, Row{"%08X", 0xBEEF}, Row{"100%%%d", 5}}) {
+        std::array<char, 64> expected{};
+        snprintf(expected.data(), expected.size(), row.format, row.value); // NOLINT(clang-diagnostic-format-nonliteral): the oracle
+        std::array<WCHAR, 64> actual{};
+        const std::string format = row.format;
+        EXPECT_EQ(FormatBounded(actual.data(), actual.size(), std::u16string(format.begin(), format.end()).c_str(), row.value), TEXT_OK);
+        EXPECT_EQ(std::u16string(actual.data()), std::u16string(expected.data(), expected.data() + std::string(expected.data()).size())) << format;
+    }
+}
+
+TEST(FormatBounded, ReadsNoFurtherThanAPrecisionAndPadsText)
+{
+    const std::array<WCHAR, 2> unterminated{'o', 'k'};
+    std::array<WCHAR, 32> text{};
+    EXPECT_EQ(FormatBounded(text.data(), text.size(), TEXT("%.2s|%5s|%-3s|%*s|%c"), unterminated.data(), TEXT("ab"), TEXT("x"), -2, TEXT("y"), 'z'), TEXT_OK);
+    EXPECT_EQ(std::u16string(text.data()), u"ok|   ab|x  |y |z");
+    EXPECT_EQ(FormatBounded(text.data(), text.size(), TEXT("%s"), static_cast<const WCHAR*>(nullptr)), TEXT_OK);
+    EXPECT_EQ(std::u16string(text.data()), u"(null)");
+}
+
+TEST(FormatBounded, EndsTheTextAtAConversionThatItDoesNotKnow)
+{
+    for (const WCHAR* format : {TEXT("ab%q%d"), TEXT("ab%"), TEXT("ab%5"), TEXT("ab%ld")}) {
+        Buffer buffer = Fresh();
+        EXPECT_EQ(FormatBounded(buffer.data(), 8, format, 1), TEXT_TRUNCATED);
+        EXPECT_EQ(std::u16string(buffer.data()), u"ab");
+        EXPECT_EQ(buffer[7], 0);
+        EXPECT_EQ(buffer[8], UNTOUCHED);
+    }
+    Buffer buffer = Fresh();
+    EXPECT_EQ(FormatBounded(buffer.data(), 8, TEXT("%2147483647d"), 1), TEXT_TRUNCATED) << "and a huge width costs nothing";
+    EXPECT_EQ(std::u16string(buffer.data()), u"       ");
+}
+
+TEST(LengthBounded, NeedsATerminatorWithinTheMaximum)
+{
+    size_t length = 99;
+    const std::u16string longest(255, u'x');
+    EXPECT_EQ(LengthBounded(longest.c_str(), 256, &length), TEXT_OK);
+    EXPECT_EQ(length, 255U);
+    struct Row {
+        const WCHAR* text;
+        size_t maximum;
+    };
+    const std::u16string tooLong(256, u'x');
+    for (const Row& row : {Row{tooLong.c_str(), 256}, Row{nullptr, 256}, Row{TEXT("a"), 0}, Row{TEXT("a"), MAX_CAPACITY + 1}}) {
+        length = 99;
+        EXPECT_EQ(LengthBounded(row.text, row.maximum, &length), TEXT_INVALID_PARAMETER);
+        EXPECT_EQ(length, 0U);
+    }
+    EXPECT_EQ(LengthBounded(TEXT("a"), 2, nullptr), TEXT_OK);
+    EXPECT_EQ(ByteLengthBounded(TEXT("PortName"), 32, &length), TEXT_OK);
+    EXPECT_EQ(length, 16U);
+    EXPECT_EQ(ByteLengthBounded(TEXT("PortName"), 1, &length), TEXT_INVALID_PARAMETER);
+    EXPECT_EQ(ByteLengthBounded(TEXT("abc"), 7, &length), TEXT_INVALID_PARAMETER) << "half a unit holds no terminator";
+}
+
+TEST(ParseInteger, StopsWhereTheNumberEndsAndSaturates)
+{
+    struct Row {
+        const WCHAR* text;
+        int32_t value;
+    };
+    for (const Row& row : {Row{TEXT("42"), 42}, Row{TEXT(" \t-7x"), -7}, Row{TEXT("+5"), 5}, Row{TEXT("+-5"), 0}, Row{TEXT("12 34"), 12}, Row{TEXT(""), 0},
+             Row{TEXT("abc"), 0}, Row{TEXT("-"), 0}, Row{TEXT("2147483647"), INT32_MAX}, Row{TEXT("2147483648"), INT32_MAX},
+             Row{TEXT("-2147483648"), INT32_MIN}, Row{TEXT("-99999999999999999999999"), INT32_MIN}, Row{TEXT("99999999999999999999999"), INT32_MAX}})
+        EXPECT_EQ(ParseInteger(row.text), row.value);
+}
+
+} // namespace
+} // namespace korvex

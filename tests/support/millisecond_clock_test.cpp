@@ -1,0 +1,45 @@
+#include "support/millisecond_clock.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+
+#include "platform/win32.h"
+
+namespace korvex {
+namespace {
+
+uint64_t MillisecondsOf(const SYSTEMTIME& time)
+{
+    FILETIME fileTime{};
+    EXPECT_TRUE(SystemTimeToFileTime(&time, &fileTime));
+    return ((uint64_t{fileTime.dwHighDateTime} << 32) | fileTime.dwLowDateTime) / 10000;
+}
+
+TEST(NowMs, CountsMillisecondsSince1601InThirtyTwoBits)
+{
+    const auto systemMs = [] {
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count() + 11644473600000);
+    };
+    const uint32_t before = systemMs();
+    const uint32_t now = NowMs();
+    EXPECT_LE(now - before, systemMs() - before);
+}
+
+TEST(SystemTimeToFileTime, KnowsTheCalendar)
+{
+    EXPECT_EQ(MillisecondsOf({1601, 1, 0, 1, 0, 0, 0, 0}), 0U);
+    EXPECT_EQ(MillisecondsOf({1970, 1, 0, 1, 0, 0, 0, 0}), 11644473600000U);
+    EXPECT_EQ(MillisecondsOf({2024, 2, 0, 29, 23, 59, 59, 999}) + 1, MillisecondsOf({2024, 3, 0, 1, 0, 0, 0, 0}));
+    for (const SYSTEMTIME& bad : {SYSTEMTIME{2023, 2, 0, 29, 0, 0, 0, 0}, SYSTEMTIME{1600, 12, 0, 31, 0, 0, 0, 0}, SYSTEMTIME{2024, 1, 0, 1, 24, 0, 0, 0},
+             SYSTEMTIME{2024, 1, 0, 1, 0, 0, 0, 1000}}) {
+        FILETIME untouched{1, 2};
+        EXPECT_FALSE(SystemTimeToFileTime(&bad, &untouched));
+        EXPECT_EQ(untouched.dwLowDateTime, 1U);
+    }
+}
+
+} // namespace
+} // namespace korvex

@@ -1,0 +1,149 @@
+#include "testing/process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <thread>
+
+namespace korvex::testing {
+
+namespace {
+
+constexpr int LIMIT_MS = 10000;
+
+std::array<int, 2> Pipe()
+{
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+        throw std::runtime_error("no pipe");
+    return ends;
+}
+
+void Close(int* descriptor)
+{
+    if (*descriptor >= 0)
+        close(*descriptor);
+    *descriptor = -1;
+}
+
+std::string ReadAll(int descriptor)
+{
+    std::string text;
+    std::array<char, 4096> block{};
+    for (ssize_t count = 0; (count = read(descriptor, block.data(), block.size())) > 0;)
+        text.append(block.data(), static_cast<size_t>(count));
+    return text;
+}
+
+} // namespace
+
+Process::Process(const std::vector<std::string>& command)
+{
+    const std::array<int, 2> inputEnds = Pipe();
+    const std::array<int, 2> outputEnds = Pipe();
+    const std::array<int, 2> errorEnds = Pipe();
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, inputEnds[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, outputEnds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, errorEnds[1], STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (const std::string& word : command)
+        arguments.push_back(const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast): as posix_spawn takes them
+    arguments.push_back(nullptr);
+    const int refusal = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(inputEnds[0]);
+    close(outputEnds[1]);
+    close(errorEnds[1]);
+    input = inputEnds[1];
+    output = outputEnds[0];
+    error = errorEnds[0];
+    if (refusal != 0)
+        throw std::runtime_error("cannot start " + command[0]);
+}
+
+Process::~Process()
+{
+    if (pid > 0) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+    Close(&input);
+    Close(&output);
+    Close(&error);
+}
+
+std::string ReadLine(int descriptor)
+{
+    std::string line;
+    for (;;) {
+        pollfd polled{descriptor, POLLIN, 0};
+        char unit = 0;
+        if (poll(&polled, 1, LIMIT_MS) <= 0 || read(descriptor, &unit, 1) <= 0)
+            return {};
+        if (unit == '\n')
+            return line;
+        line.push_back(unit);
+    }
+}
+
+std::string ReadLineWith(int descriptor, const std::string& text)
+{
+    for (;;) {
+        const std::string line = ReadLine(descriptor);
+        if (line.empty() || line.find(text) != std::string::npos)
+            return line;
+    }
+}
+
+void WriteLine(const Process* process, const std::string& line)
+{
+    const std::string bytes = line + "\n";
+    if (write(process->input, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+        throw std::runtime_error("the program takes no input");
+}
+
+int WaitForExit(Process* process)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(LIMIT_MS);
+    int status = 0;
+    while (waitpid(process->pid, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return -1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    process->pid = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int EndBySignal(Process* process, int signal)
+{
+    kill(process->pid, signal);
+    return WaitForExit(process);
+}
+
+RunResult RunProgram(const std::vector<std::string>& command)
+{
+    Process process(command);
+    Close(&process.input);
+    RunResult result{WaitForExit(&process), "", ""};
+    result.output = ReadAll(process.output);
+    result.error = ReadAll(process.error);
+    return result;
+}
+
+DisplayServer::DisplayServer()
+    : server({"Xvfb", "-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp"})
+    , name(":" + ReadLine(server.output))
+{
+}
+
+} // namespace korvex::testing

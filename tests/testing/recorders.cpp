@@ -1,0 +1,46 @@
+#include "testing/recorders.h"
+
+#include <string_view>
+
+#include "platform/posix/machine.h"
+
+namespace korvex::testing {
+
+std::ostream& operator<<(std::ostream& stream, const SentInput& input)
+{
+    return stream << "(" << input.dx << ", " << input.dy << ", flags " << std::hex << input.flags << std::dec << ")";
+}
+
+InputRecorder::InputRecorder()
+{
+    platform::ThisMachine()->pointerOutput = [this](const INPUT& input) {
+        const std::lock_guard guard(mutex);
+        inputs.push_back({input.mi.dx, input.mi.dy, input.mi.dwFlags});
+        changed.notify_all();
+        return true;
+    };
+}
+
+InputRecorder::~InputRecorder()
+{
+    platform::ThisMachine()->pointerOutput = nullptr;
+}
+
+std::vector<SentInput> InputRecorder::WaitFor(size_t count)
+{
+    std::unique_lock lock(mutex);
+    changed.wait_for(lock, std::chrono::seconds(10), [&] { return inputs.size() >= count; });
+    return inputs;
+}
+
+TraceRecorder::TraceRecorder()
+{
+    platform::ThisMachine()->traceOutput = [this](std::string_view text) { texts.emplace_back(text); };
+}
+
+TraceRecorder::~TraceRecorder()
+{
+    platform::ThisMachine()->traceOutput = nullptr;
+}
+
+} // namespace korvex::testing

@@ -1,0 +1,37 @@
+#include "testing/temporary_folder.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace korvex::testing {
+
+namespace fs = std::filesystem;
+
+TemporaryFolder::TemporaryFolder()
+    : previous(fs::current_path())
+{
+    std::string name = (fs::temp_directory_path() / "korvex-test.XXXXXX").string();
+    path = mkdtemp(name.data());
+    fs::current_path(path);
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    fs::current_path(previous);
+    std::error_code error;
+    fs::remove_all(path, error);
+}
+
+void WriteTextFile(const fs::path& path, std::string_view content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string ReadTextFile(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+} // namespace korvex::testing

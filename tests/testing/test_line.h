@@ -1,0 +1,36 @@
+// An emulated controller and a record whose link is open on its terminal.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "emulator/emulator.h"
+#include "link/touch_controller.h"
+
+namespace korvex::testing {
+
+struct ControllerDeleter {
+    void operator()(TouchController* controller) const { ReleaseController(controller); }
+};
+using ControllerPointer = std::unique_ptr<TouchController, ControllerDeleter>;
+
+struct TestLine {
+    emulator::EmulatorPointer emulator;
+    ControllerPointer controller;
+
+    // The record knows its port; of the controller it knows nothing yet.
+    explicit TestLine(const emulator::EmulatorOptions& options = {});
+
+    // As after an identification: model, report length, resolution, plain 10- or 12-bit spans.
+    void Know(uint32_t model, uint32_t resolutionBits = 10) const;
+};
+
+// Opens a terminal as the detection pass opens a port.
+HANDLE OpenPort(const std::string& path);
+
+// The packets of the host so far as text, "19200:F1 00 00 00 00 0E", each once it is complete; waits for `count` of them.
+std::vector<std::string> PacketTexts(const emulator::Emulator* emulator, size_t count);
+
+} // namespace korvex::testing
