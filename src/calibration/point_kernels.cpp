@@ -1,6 +1,7 @@
 #include "calibration/point_kernels.h"
 
 #include <array>
+#include <cstddef>
 
 #include "calibration/wrapping.h"
 
@@ -104,14 +105,14 @@ bool MapNinePoint(const CalibrationData* calib, Point* point)
     std::array<int32_t, 3> rowY{};    // the raw Y of each row at this raw X
     std::array<int32_t, 3> columnY{}; // the work Y that each column gives this raw Y
     std::array<int32_t, 3> columnX{}; // the raw X of each column at this raw Y
-    for (uint32_t k = 0; k < 3; ++k) {
+    for (size_t k = 0; k < 3; ++k) {
         const Point left = ref[3 * k];
         const Point middle = ref[3 * k + 1];
         const Point right = ref[3 * k + 2];
         rowX[k] = InterpolateQuadratic(left.x, middle.x, right.x, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, x);
         rowY[k] = InterpolateQuadratic(left.x, middle.x, right.x, left.y, middle.y, right.y, x);
     }
-    for (uint32_t k = 0; k < 3; ++k) {
+    for (size_t k = 0; k < 3; ++k) {
         const Point top = ref[k];
         const Point middle = ref[k + 3];
         const Point bottom = ref[k + 6];

@@ -55,8 +55,7 @@ unsigned __stdcall WakerLoop(void* argument)
 
 HANDLE StartThread(unsigned(__stdcall* routine)(void*), TouchController* controller)
 {
-    return reinterpret_cast<HANDLE>(
-        _beginthreadex(nullptr, 0, routine, controller, 0, nullptr)); // NOLINT(performance-no-int-to-ptr): the runtime's type
+    return std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, routine, controller, 0, nullptr));
 }
 
 // Windows has had the call since Vista.

@@ -108,6 +108,20 @@ void TakeBoardCalibration(TouchController* controller, const BoardMemory* memory
         calib->advPoints[i] = {valueAt(12 + 4 * i), valueAt(14 + 4 * i)};
 }
 
+bool TryCandidate(TouchController* controller, const Candidate* candidate)
+{
+    controller->model = candidate->model;
+    controller->reportLength = candidate->reportLength;
+    if (!ProbeBaud(controller)) {
+        controller->model = 0;
+        controller->reportLength = 0;
+        return false;
+    }
+    const bool resolutionKnown = QueryResolution(controller);
+    const bool firmwareKnown = QueryFirmwareVersion(controller);
+    return resolutionKnown && firmwareKnown;
+}
+
 } // namespace
 
 uint8_t PacketChecksum(const uint8_t* bytes, uint32_t count)
@@ -245,20 +259,8 @@ bool IdentifyController(TouchController* controller)
 {
     controller->link.kind = LINK_SERIAL;
     controller->model = 0;
-    for (const Candidate& candidate : CANDIDATES) {
-        controller->model = candidate.model;
-        controller->reportLength = candidate.reportLength;
-        if (!ProbeBaud(controller)) {
-            controller->model = 0;
-            controller->reportLength = 0;
-            continue;
-        }
-        const bool resolutionKnown = QueryResolution(controller);
-        const bool firmwareKnown = QueryFirmwareVersion(controller);
-        if (resolutionKnown && firmwareKnown)
-            return true;
-    }
-    return false;
+    return std::any_of(
+        CANDIDATES.begin(), CANDIDATES.end(), [controller](const Candidate& candidate) { return TryCandidate(controller, &candidate); });
 }
 
 } // namespace korvex

@@ -116,26 +116,15 @@ void AppendText(Output* output, const Conversion* conversion, const WCHAR* text,
 }
 
 // Reads a number of a format, saturating far above every capacity.
-size_t ReadNumber(const WCHAR** format)
+int64_t ReadNumber(const WCHAR** format)
 {
-    size_t number = 0;
+    constexpr int64_t LIMIT = MAX_CAPACITY;
+    int64_t number = 0;
     for (; **format >= '0' && **format <= '9'; ++*format) {
-        if (number < MAX_CAPACITY / 16)
-            number = number * 10 + static_cast<size_t>(**format - '0');
+        if (number <= LIMIT)
+            number = number * 10 + (**format - '0');
     }
     return number;
-}
-
-// Counts the units before the terminator and stores their number times `unitSize`.
-uint32_t CountUnits(const WCHAR* text, size_t maximum, size_t unitSize, size_t* length)
-{
-    size_t count = 0;
-    while (text != nullptr && count < maximum && text[count] != 0)
-        ++count;
-    const bool terminated = text != nullptr && count < maximum;
-    if (length != nullptr)
-        *length = terminated ? count * unitSize : 0;
-    return terminated ? TEXT_OK : TEXT_INVALID_PARAMETER;
 }
 
 bool ReadFlag(Conversion* conversion, WCHAR unit)
@@ -156,6 +145,81 @@ bool ReadFlag(Conversion* conversion, WCHAR unit)
     }
 }
 
+// Reads a width or a precision, of the format or of the arguments.
+int64_t ReadSize(const WCHAR** format, va_list* arguments)
+{
+    if (**format != '*')
+        return ReadNumber(format);
+    ++*format;
+    return va_arg(*arguments, int);
+}
+
+// Reads a conversion from behind its "%" up to its letter. At the end of the format the letter is the terminator, which stays unread.
+Conversion ReadConversion(const WCHAR** format, va_list* arguments)
+{
+    Conversion conversion{};
+    while (ReadFlag(&conversion, **format))
+        ++*format;
+    const int64_t width = ReadSize(format, arguments);
+    conversion.leftAligned = conversion.leftAligned || width < 0;
+    conversion.width = static_cast<size_t>(width < 0 ? -width : width);
+    if (**format == '.') {
+        ++*format;
+        const int64_t precision = ReadSize(format, arguments);
+        conversion.hasPrecision = precision >= 0;
+        conversion.precision = static_cast<size_t>(precision < 0 ? 0 : precision);
+    }
+    conversion.letter = **format;
+    if (conversion.letter != 0)
+        ++*format;
+    return conversion;
+}
+
+void AppendConversion(Output* output, const Conversion* conversion, va_list* arguments)
+{
+    switch (conversion->letter) {
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'x':
+    case 'X':
+        AppendInteger(output, conversion, va_arg(*arguments, unsigned));
+        break;
+    case 'c': {
+        const auto unit = static_cast<WCHAR>(va_arg(*arguments, int));
+        const size_t padding = conversion->width > 1 ? conversion->width - 1 : 0;
+        AppendRepeated(output, ' ', conversion->leftAligned ? 0 : padding);
+        Append(output, unit);
+        AppendRepeated(output, ' ', conversion->leftAligned ? padding : 0);
+        break;
+    }
+    case 's': {
+        const WCHAR* text = va_arg(*arguments, const WCHAR*);
+        AppendText(
+            output, conversion, text == nullptr ? TEXT("(null)") : text, conversion->hasPrecision ? conversion->precision : MAX_CAPACITY);
+        break;
+    }
+    case '%':
+        Append(output, '%');
+        break;
+    default: // no conversion, or the format ends in the middle of one
+        output->complete = false;
+        break;
+    }
+}
+
+// Counts the units before the terminator and stores their number times `unitSize`.
+uint32_t CountUnits(const WCHAR* text, size_t maximum, size_t unitSize, size_t* length)
+{
+    size_t count = 0;
+    while (text != nullptr && count < maximum && text[count] != 0)
+        ++count;
+    const bool terminated = text != nullptr && count < maximum;
+    if (length != nullptr)
+        *length = terminated ? count * unitSize : 0;
+    return terminated ? TEXT_OK : TEXT_INVALID_PARAMETER;
+}
+
 } // namespace
 
 uint32_t FormatBounded(WCHAR* destination, size_t capacity, const WCHAR* format, ...)
@@ -166,66 +230,14 @@ uint32_t FormatBounded(WCHAR* destination, size_t capacity, const WCHAR* format,
     Output output{destination, capacity - 1, 0, true};
     va_list arguments;
     va_start(arguments, format);
-    while (*format != 0 && output.complete) {
+    while (output.complete && *format != 0) {
         if (*format != '%') {
             Append(&output, *format++);
             continue;
         }
         ++format;
-        Conversion conversion{};
-        while (ReadFlag(&conversion, *format))
-            ++format;
-        if (*format == '*') {
-            const int width = va_arg(arguments, int);
-            conversion.leftAligned = conversion.leftAligned || width < 0;
-            conversion.width = width < 0 ? 0 - static_cast<size_t>(width) : static_cast<size_t>(width);
-            ++format;
-        } else {
-            conversion.width = ReadNumber(&format);
-        }
-        if (*format == '.') {
-            ++format;
-            conversion.hasPrecision = true;
-            if (*format == '*') {
-                const int precision = va_arg(arguments, int);
-                conversion.hasPrecision = precision >= 0;
-                conversion.precision = precision < 0 ? 0 : static_cast<size_t>(precision);
-                ++format;
-            } else {
-                conversion.precision = ReadNumber(&format);
-            }
-        }
-        conversion.letter = *format;
-        switch (conversion.letter) {
-        case 'd':
-        case 'i':
-        case 'u':
-        case 'x':
-        case 'X':
-            AppendInteger(&output, &conversion, va_arg(arguments, unsigned));
-            break;
-        case 'c': {
-            const auto unit = static_cast<WCHAR>(va_arg(arguments, int));
-            const size_t padding = conversion.width > 1 ? conversion.width - 1 : 0;
-            AppendRepeated(&output, ' ', conversion.leftAligned ? 0 : padding);
-            Append(&output, unit);
-            AppendRepeated(&output, ' ', conversion.leftAligned ? padding : 0);
-            break;
-        }
-        case 's': {
-            const WCHAR* text = va_arg(arguments, const WCHAR*);
-            AppendText(&output, &conversion, text == nullptr ? TEXT("(null)") : text,
-                conversion.hasPrecision ? conversion.precision : MAX_CAPACITY);
-            break;
-        }
-        case '%':
-            Append(&output, '%');
-            break;
-        default: // no conversion, or the format ends in the middle of one
-            output.complete = false;
-            break;
-        }
-        ++format;
+        const Conversion conversion = ReadConversion(&format, &arguments);
+        AppendConversion(&output, &conversion, &arguments);
     }
     va_end(arguments);
 

@@ -40,7 +40,8 @@ std::string PointLines(int count, int (*x)(int), int (*y)(int))
     std::string lines;
     for (int i = 0; i < count; ++i) {
         const std::string index = (i < 10 ? "0" : "") + std::to_string(i);
-        lines += "ADV_" + index + "_X=" + std::to_string(x(i)) + "\nADV_" + index + "_Y=" + std::to_string(y(i)) + "\n";
+        lines.append("ADV_").append(index).append("_X=").append(std::to_string(x(i))).append("\n");
+        lines.append("ADV_").append(index).append("_Y=").append(std::to_string(y(i))).append("\n");
     }
     return lines;
 }
@@ -87,8 +88,9 @@ TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
         uint32_t orientation, pointCount;
         int32_t minX, maxX, minY, maxY;
     };
-    for (const Row& row : {Row{"", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=9\n", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=0\n", 1, 0, 0, 1023, 0, 1023},
-             Row{"PanelOrient=-2\n", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=8\n", 8, 0, 0, 1023, 0, 1023}, Row{"Mode=7\n", 1, 0, 0, 1023, 0, 1023},
+    for (const Row& row : {Row{"", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=9\n", 1, 0, 0, 1023, 0, 1023},
+             Row{"PanelOrient=0\n", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=-2\n", 1, 0, 0, 1023, 0, 1023},
+             Row{"PanelOrient=8\n", 8, 0, 0, 1023, 0, 1023}, Row{"Mode=7\n", 1, 0, 0, 1023, 0, 1023},
              Row{"Mode=-1\n", 1, 0, 0, 1023, 0, 1023}, Row{"Mode=26\n", 1, 0, 0, 1023, 0, 1023}, Row{"Mode=25\n", 4, 25, 0, 1023, 0, 1023},
              Row{"STD_MIN_X=500\nSTD_MAX_X=500\n", 1, 0, 85, 938, 0, 1023}, Row{"STD_MIN_Y=7\nSTD_MAX_Y=7\n", 1, 0, 0, 1023, 85, 938},
              Row{"STD_MIN_X=abc\nSTD_MAX_X= -12x\n", 1, 0, 0, -12, 0, 1023}, Row{"STD_MAX_X=99999999999\n", 1, 0, 0, INT32_MAX, 0, 1023},
@@ -205,7 +207,9 @@ TEST(ImportCalibration, InstallsAndSavesThePointsInOrder)
     EXPECT_EQ(controller->calib.advPoints[9].x, 55) << "points beyond the count are not taken";
     EXPECT_EQ(controller->calib.refPoints[0].x, 4096 - 900);
     EXPECT_EQ(ReadTextFile("Korvex.ini"),
-        "; by hand\n[Option]\nTouchReport=1\n[Calibration]\nADV_12_X=77\nPanelOrient=3\nMode=9\nSTD_MIN_X=-5\nSTD_MAX_X=1023\nSTD_MIN_Y=10\nSTD_MAX_Y=1000\n"
+        "; by "
+        "hand\n[Option]\nTouchReport=1\n[Calibration]\nADV_12_X=77\nPanelOrient=3\nMode=9\nSTD_MIN_X=-5\nSTD_MAX_X=1023\nSTD_MIN_Y=10\nSTD_"
+        "MAX_Y=1000\n"
             + PointLines(9, ColumnX, RowY));
 
     const TraceRecorder trace;

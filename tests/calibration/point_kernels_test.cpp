@@ -29,8 +29,8 @@ TEST(InterpolateLinear, FollowsTheLineAndGivesZeroOnEqualNodes)
     struct Row {
         int32_t p0, p1, x, result;
     };
-    for (const Row& row : {Row{100, 900, 100, 82}, Row{100, 900, 900, 4014}, Row{100, 900, 500, 2048}, Row{100, 900, 0, -409}, Row{900, 100, 500, 2048},
-             Row{5, 5, 7, 0}})
+    for (const Row& row : {Row{100, 900, 100, 82}, Row{100, 900, 900, 4014}, Row{100, 900, 500, 2048}, Row{100, 900, 0, -409},
+             Row{900, 100, 500, 2048}, Row{5, 5, 7, 0}})
         EXPECT_EQ(InterpolateLinear(row.p0, row.p1, TARGET_LOW, TARGET_HIGH, row.x), row.result) << row.x;
 }
 
@@ -39,11 +39,12 @@ TEST(InterpolateQuadratic, IsExactToTheUnit)
     struct Row {
         int32_t p0, p1, p2, x, result;
     };
-    for (const Row& row : {Row{100, 500, 900, 100, 82}, Row{100, 500, 900, 500, 2048}, Row{100, 500, 900, 900, 4014}, Row{100, 500, 900, 300, 1065},
-             Row{100, 500, 900, 700, 3031}, Row{100, 500, 900, 0, -410}, Row{100, 500, 900, 1023, 4618}, Row{120, 530, 880, 300, 900},
-             Row{120, 530, 880, 700, 2969}, Row{900, 500, 100, 100, 4014}, Row{900, 500, 100, 300, 3031}, Row{5, 5, 9, 7, 0}, Row{5, 9, 9, 7, 0},
-             Row{9, 5, 9, 7, 0}})
-        EXPECT_EQ(InterpolateQuadratic(row.p0, row.p1, row.p2, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, row.x), row.result) << row.p0 << " " << row.x;
+    for (const Row& row : {Row{100, 500, 900, 100, 82}, Row{100, 500, 900, 500, 2048}, Row{100, 500, 900, 900, 4014},
+             Row{100, 500, 900, 300, 1065}, Row{100, 500, 900, 700, 3031}, Row{100, 500, 900, 0, -410}, Row{100, 500, 900, 1023, 4618},
+             Row{120, 530, 880, 300, 900}, Row{120, 530, 880, 700, 2969}, Row{900, 500, 100, 100, 4014}, Row{900, 500, 100, 300, 3031},
+             Row{5, 5, 9, 7, 0}, Row{5, 9, 9, 7, 0}, Row{9, 5, 9, 7, 0}})
+        EXPECT_EQ(InterpolateQuadratic(row.p0, row.p1, row.p2, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, row.x), row.result)
+            << row.p0 << " " << row.x;
 }
 
 // Random panels, 10 and 12 bits, in either direction: a wrong term shows as a difference from the real-valued quadratic.
@@ -59,8 +60,8 @@ TEST(InterpolateQuadratic, StaysWithinTwoUnitsOfTheRealQuadratic)
         if (i % 3 == 0)
             std::swap(p0, p2);
         const int32_t x = scale * number(0, 1023);
-        const double real = 82.0 * (x - p1) * (x - p2) / (double(p0 - p1) * (p0 - p2)) + 2048.0 * (x - p0) * (x - p2) / (double(p1 - p0) * (p1 - p2))
-            + 4014.0 * (x - p0) * (x - p1) / (double(p2 - p0) * (p2 - p1));
+        const double real = 82.0 * (x - p1) * (x - p2) / (double(p0 - p1) * (p0 - p2))
+            + 2048.0 * (x - p0) * (x - p2) / (double(p1 - p0) * (p1 - p2)) + 4014.0 * (x - p0) * (x - p1) / (double(p2 - p0) * (p2 - p1));
         const int32_t mapped = InterpolateQuadratic(p0, p1, p2, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, x);
         ASSERT_NEAR(mapped, real, 2.0) << p0 << " " << p1 << " " << p2 << " at " << x;
     }

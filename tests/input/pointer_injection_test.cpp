@@ -32,7 +32,8 @@ testing::ControllerPointer PlainController()
 
 bool Inject(TouchController* controller, uint8_t status, uint32_t x, uint32_t y)
 {
-    const uint8_t report[]{status, static_cast<uint8_t>(x / 128), static_cast<uint8_t>(x % 128), static_cast<uint8_t>(y / 128), static_cast<uint8_t>(y % 128)};
+    const uint8_t report[]{
+        status, static_cast<uint8_t>(x / 128), static_cast<uint8_t>(x % 128), static_cast<uint8_t>(y / 128), static_cast<uint8_t>(y % 128)};
     return InjectReport(controller, report);
 }
 
@@ -48,7 +49,8 @@ TEST(InjectReport, PressesMovesAndReleasesWithTheContact)
     EXPECT_FALSE(Inject(controller.get(), 0xBF, 520, 260));
     EXPECT_TRUE(Inject(controller.get(), 0xFF, 0, 0));
     EXPECT_EQ(recorder.inputs,
-        (std::vector<SentInput>{{32767, 16383, PRESS}, {33023, 16383, MOVE}, {33279, 16383, MOVE}, {33279, 16639, RELEASE}, {0, 0, PRESS}}));
+        (std::vector<SentInput>{
+            {32767, 16383, PRESS}, {33023, 16383, MOVE}, {33279, 16383, MOVE}, {33279, 16639, RELEASE}, {0, 0, PRESS}}));
 }
 
 TEST(InjectReport, RecordsEveryReportAlsoWithoutAnInput)

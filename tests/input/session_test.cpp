@@ -69,7 +69,8 @@ TEST(Session, TurnsGesturesIntoInputInOrder)
         TouchAt(line.emulator.get(), 25, 25);
         DragTo(line.emulator.get(), 75, 50, 2);
         Lift(line.emulator.get());
-        EXPECT_EQ(recorder.WaitFor(4), (std::vector<SentInput>{{16383, 16383, PRESS}, {32767, 24575, MOVE}, {49151, 32767, MOVE}, {49151, 32767, RELEASE}}));
+        EXPECT_EQ(recorder.WaitFor(4),
+            (std::vector<SentInput>{{16383, 16383, PRESS}, {32767, 24575, MOVE}, {49151, 32767, MOVE}, {49151, 32767, RELEASE}}));
         ReportSnapshot snapshot{};
         EXPECT_TRUE(TakeSnapshot(line.controller.get(), &snapshot));
         EXPECT_EQ(snapshot.lastX, 49151);
@@ -226,7 +227,9 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
     std::this_thread::sleep_for(milliseconds(500));
     rusage after{};
     getrusage(RUSAGE_SELF, &after);
-    const auto microseconds = [](const rusage& usage) { return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_usec; };
+    const auto microseconds = [](const rusage& usage) {
+        return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_usec;
+    };
     EXPECT_LT(microseconds(after) - microseconds(before), 50000) << "of CPU time in half a second";
     EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
     EXPECT_TRUE(HasReaderEnded(line.controller.get()));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -42,7 +43,9 @@ TEST(IdentifyController, FindsEachModelAtEachRateWithTheExactBytes)
 {
     const Texts long19200{"19200:F0 00 00 00 00 0F", "19200:F1 00 00 00 00 0E"};
     const Texts long9600{"9600:F0 00 00 00 00 0F", "9600:F1 00 00 00 00 0E"};
-    const auto queries = [](const std::string& rate) { return Texts{rate + ":FF 00 00 00 00 00", rate + ":EE 00 00 00 00 11", rate + ":ED 00 00 00 00 12"}; };
+    const auto queries = [](const std::string& rate) {
+        return Texts{rate + ":FF 00 00 00 00 00", rate + ":EE 00 00 00 00 11", rate + ":ED 00 00 00 00 12"};
+    };
     struct Row {
         uint32_t model, baudRate, resolutionBits;
         Texts packets;
@@ -76,7 +79,8 @@ TEST(IdentifyController, AsksASilentLineEightTimesAndNoMore)
     EXPECT_EQ(line.controller->reportLength, 0U);
     EXPECT_EQ(line.controller->link.baudRate, 0U);
     EXPECT_EQ(PacketTexts(line.emulator.get(), 8),
-        Concatenated(SHORT_PROBES, {"19200:F0 00 00 00 00 0F", "19200:F1 00 00 00 00 0E", "9600:F0 00 00 00 00 0F", "9600:F1 00 00 00 00 0E"}));
+        Concatenated(
+            SHORT_PROBES, {"19200:F0 00 00 00 00 0F", "19200:F1 00 00 00 00 0E", "9600:F0 00 00 00 00 0F", "9600:F1 00 00 00 00 0E"}));
     DCB dcb{};
     EXPECT_TRUE(GetCommState(line.controller->link.handle, &dcb));
     EXPECT_EQ(dcb.BaudRate, 9600U) << "the failed probe leaves the port at its last rate";
@@ -105,10 +109,10 @@ TEST(Transact, SendsAgainAfterARejectedAnswerButNotAfterSilence)
         size_t sends;
         bool succeeds;
     };
-    for (const Row& row : {Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 2}, 3, true}, Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 3}, 3, false},
-             Row{MODEL_5200, {AnswerFaultKind::WRONG_ECHO, 1}, 2, true}, Row{MODEL_5200, {AnswerFaultKind::NOISE, 1}, 2, true},
-             Row{MODEL_5200, {AnswerFaultKind::SILENCE, 1}, 1, false}, Row{MODEL_7700, {AnswerFaultKind::CORRUPTION, 2}, 3, true},
-             Row{MODEL_7700, {AnswerFaultKind::WRONG_ECHO, 3}, 3, false}}) {
+    for (const Row& row : {Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 2}, 3, true},
+             Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 3}, 3, false}, Row{MODEL_5200, {AnswerFaultKind::WRONG_ECHO, 1}, 2, true},
+             Row{MODEL_5200, {AnswerFaultKind::NOISE, 1}, 2, true}, Row{MODEL_5200, {AnswerFaultKind::SILENCE, 1}, 1, false},
+             Row{MODEL_7700, {AnswerFaultKind::CORRUPTION, 2}, 3, true}, Row{MODEL_7700, {AnswerFaultKind::WRONG_ECHO, 3}, 3, false}}) {
         EmulatorOptions options;
         options.model = row.model;
         const TestLine line(options);
@@ -153,8 +157,9 @@ TEST(PacketIsValid, KnowsEachFamilysRule)
         uint8_t packet[5];
         bool valid;
     };
-    for (const Row& row : {Row{{0xFF, 1, 2, 3, 4}, true}, Row{{0xF2, 0xD9, 1, 2, 0x30}, true}, Row{{0xF2, 0xD8, 1, 2, 0x30}, false}, Row{{0xF1, 0xD9, 1, 2, 3}, false},
-             Row{{0xFF, 0x80, 2, 3, 4}, false}, Row{{0xFF, 1, 0x80, 3, 4}, false}, Row{{0xFF, 1, 2, 0x80, 4}, false}, Row{{0xFF, 1, 2, 3, 0x80}, false}})
+    for (const Row& row : {Row{{0xFF, 1, 2, 3, 4}, true}, Row{{0xF2, 0xD9, 1, 2, 0x30}, true}, Row{{0xF2, 0xD8, 1, 2, 0x30}, false},
+             Row{{0xF1, 0xD9, 1, 2, 3}, false}, Row{{0xFF, 0x80, 2, 3, 4}, false}, Row{{0xFF, 1, 0x80, 3, 4}, false},
+             Row{{0xFF, 1, 2, 0x80, 4}, false}, Row{{0xFF, 1, 2, 3, 0x80}, false}})
         EXPECT_EQ(PacketIsValid(MODEL_7700, row.packet), row.valid);
 }
 
@@ -165,8 +170,9 @@ TEST(DecodeCoord, HasEachModelsByteOrder)
     struct Row {
         uint32_t model, answers, reports;
     };
-    for (const Row& row : {Row{MODEL_2400, 0x3412, 0x3412}, Row{MODEL_4400, 0x1234, 0x3412}, Row{MODEL_5200, 0x1234, 0x3412}, Row{MODEL_5203, 0x1234, 0x3412},
-             Row{MODEL_5460, 0x1234, 0x3412}, Row{MODEL_7700, 0x12 * 128 + 0x34, 0x12 * 128 + 0x34}, Row{MODEL_8200, 0, 0}, Row{0, 0, 0}}) {
+    for (const Row& row :
+        {Row{MODEL_2400, 0x3412, 0x3412}, Row{MODEL_4400, 0x1234, 0x3412}, Row{MODEL_5200, 0x1234, 0x3412}, Row{MODEL_5203, 0x1234, 0x3412},
+            Row{MODEL_5460, 0x1234, 0x3412}, Row{MODEL_7700, 0x12 * 128 + 0x34, 0x12 * 128 + 0x34}, Row{MODEL_8200, 0, 0}, Row{0, 0, 0}}) {
         controller->model = row.model;
         EXPECT_EQ(DecodeCoord(controller.get(), field, true), row.answers);
         EXPECT_EQ(DecodeCoord(controller.get(), field, false), row.reports);
@@ -204,11 +210,11 @@ TEST(ReadBoardCalibration, ReadsEveryByteAndSurvivesTwoFailures)
     for (const uint32_t model : {MODEL_5200, MODEL_7700}) {
         EmulatorOptions options;
         options.model = model;
-        for (uint8_t i = 0; i < options.memory.size(); ++i)
-            options.memory[i] = i;
+        std::iota(options.memory.begin(), options.memory.end(), uint8_t{0});
         const TestLine line(options);
         line.Know(model);
-        const AnswerFault fault{AnswerFaultKind::SILENCE, 2, model == MODEL_7700 ? COMMAND_READ_MEMORY_7700 + 5 : COMMAND_READ_MEMORY, model == MODEL_7700 ? -1 : 20};
+        const AnswerFault fault{AnswerFaultKind::SILENCE, 2, model == MODEL_7700 ? COMMAND_READ_MEMORY_7700 + 5 : COMMAND_READ_MEMORY,
+            model == MODEL_7700 ? -1 : 20};
         AddAnswerFault(line.emulator.get(), fault);
         EXPECT_TRUE(ReadBoardCalibration(line.controller.get()));
         const size_t packets = model == MODEL_7700 ? 28 + 2 : 56 + 2;

@@ -43,8 +43,9 @@ void ExpectPointerFollows()
         DWORD flags;
         int x, y;
     };
-    for (const Row& row : {Row{32768, 32768, testing::PRESS, 512, 384}, Row{65535, 65535, testing::MOVE, 1023, 767}, Row{0, 0, testing::RELEASE, 1023, 767},
-             Row{-6543, 70000, testing::MOVE, 0, 767}, Row{63, 85, testing::MOVE, 0, 0}, Row{64, 86, testing::MOVE, 1, 1}}) {
+    for (const Row& row :
+        {Row{32768, 32768, testing::PRESS, 512, 384}, Row{65535, 65535, testing::MOVE, 1023, 767}, Row{0, 0, testing::RELEASE, 1023, 767},
+            Row{-6543, 70000, testing::MOVE, 0, 767}, Row{63, 85, testing::MOVE, 0, 0}, Row{64, 86, testing::MOVE, 1, 1}}) {
         EXPECT_TRUE(Send(row.dx, row.dy, row.flags));
         ExpectPointerAt(row.x, row.y);
     }
@@ -84,8 +85,7 @@ TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
         EXPECT_EQ(testing::EndBySignal(&display.server, SIGTERM), 0);
     }
     // The server is gone: inputs fail, and the process goes on.
-    while (Send(1, 1, 0x8001)) {
-    }
+    while (Send(1, 1, 0x8001)) { }
     POINT point{};
     EXPECT_FALSE(GetCursorPos(&point));
     ThisMachine()->pointerOutput = nullptr;

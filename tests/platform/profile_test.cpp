@@ -45,7 +45,8 @@ TEST(GetPrivateProfileStringW, FollowsThePlatformsRules)
     const TemporaryFolder folder;
     EXPECT_EQ(Value(u"S", u"a"), "(none)") << "no file";
     WriteTextFile("a.ini",
-        "a=outside\n  [ s ] ; trailing\n; a=comment\n  A  =  \"  quoted \"  \na=second\nb='x'\nc=\"open\nd=\ne\nf=1;2\n[other]\ng=7\n[S]\nh=late\n");
+        "a=outside\n  [ s ] ; trailing\n; a=comment\n  A  =  \"  quoted \"  "
+        "\na=second\nb='x'\nc=\"open\nd=\ne\nf=1;2\n[other]\ng=7\n[S]\nh=late\n");
     EXPECT_EQ(Value(u"S", u"a"), "  quoted ");
     EXPECT_EQ(Value(u"s", u"B"), "x");
     EXPECT_EQ(Value(u"S", u"c"), "\"open");
@@ -82,7 +83,8 @@ TEST(WritePrivateProfileStringW, ChangesNothingButTheValue)
     };
     for (const Row& row : {
              Row{"", u"S", u"a", u"1", "[S]\na=1\n"},
-             Row{"; head\nforeign \xFF line\n[s]\nA = 0 ; old\n\n[T]\nb=2", u"S", u"a", u"1", "; head\nforeign \xFF line\n[s]\na=1\n\n[T]\nb=2"},
+             Row{"; head\nforeign \xFF line\n[s]\nA = 0 ; old\n\n[T]\nb=2", u"S", u"a", u"1",
+                 "; head\nforeign \xFF line\n[s]\na=1\n\n[T]\nb=2"},
              Row{"[S]\nx=1\n\n[T]\nb=2\n", u"S", u"a", u"1", "[S]\nx=1\na=1\n\n[T]\nb=2\n"},
              Row{"[S]\r\nx=1\r\n", u"T", u"a", u"1", "[S]\r\nx=1\r\n[T]\r\na=1\r\n"},
              Row{"[S]\nx=1", u"S", u"a", u"1", "[S]\nx=1\na=1\n"},
@@ -109,7 +111,7 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     EXPECT_TRUE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("1"), TEXT("a.ini")));
     EXPECT_TRUE(std::filesystem::is_symlink("a.ini"));
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
-    struct stat status {};
+    struct stat status { };
     EXPECT_EQ(stat("real/b.ini", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("real"), {}), 1);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -37,7 +38,9 @@ TEST(SerialPort, IsOpenedExclusively)
     EXPECT_EQ(OpenPort(TerminalPath(line.emulator.get())), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
     // And by another process.
-    const auto openInChild = [&line] { _exit(OpenPort(TerminalPath(line.emulator.get())) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION ? 0 : 1); };
+    const auto openInChild = [&line] {
+        _exit(OpenPort(TerminalPath(line.emulator.get())) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION ? 0 : 1);
+    };
     EXPECT_EXIT(openInChild(), ::testing::ExitedWithCode(0), "");
 }
 
@@ -74,7 +77,8 @@ TEST(SetCommState, ReachesTheTerminal)
     EXPECT_TRUE(GetCommState(line.port, &read));
     EXPECT_EQ(memcmp(&dcb, &read, sizeof(dcb)), 0);
 
-    for (const auto& spoil : {+[](DCB* bad) { bad->BaudRate = 12345; }, +[](DCB* bad) { bad->ByteSize = 9; }, +[](DCB* bad) { bad->Parity = 7; }}) {
+    for (const auto& spoil :
+        {+[](DCB* bad) { bad->BaudRate = 12345; }, +[](DCB* bad) { bad->ByteSize = 9; }, +[](DCB* bad) { bad->Parity = 7; }}) {
         DCB bad = dcb;
         spoil(&bad);
         EXPECT_FALSE(SetCommState(line.port, &bad));
@@ -90,9 +94,10 @@ TEST(ReadFile, EndsByItsTimeoutsWithinTheirTime)
         DWORD asked, got;
         int least, most; // milliseconds
     };
-    for (const Row& row : {Row{{0, 0, 20, 0, 0}, 6, 3, 20, 40}, Row{{0, 5, 10, 0, 0}, 6, 3, 40, 60}, Row{{0, 0, 20, 0, 0}, 3, 3, 0, 10},
-             Row{{0, 0, 20, 0, 0}, 2, 2, 0, 10}, Row{{MAXDWORD, 0, 0, 0, 0}, 6, 3, 0, 10}, Row{{MAXDWORD, MAXDWORD, 500, 0, 0}, 6, 3, 0, 10},
-             Row{{15, 0, 0, 0, 0}, 6, 3, 15, 40}, Row{{15, 0, 500, 0, 0}, 6, 3, 15, 40}}) {
+    for (const Row& row :
+        {Row{{0, 0, 20, 0, 0}, 6, 3, 20, 40}, Row{{0, 5, 10, 0, 0}, 6, 3, 40, 60}, Row{{0, 0, 20, 0, 0}, 3, 3, 0, 10},
+            Row{{0, 0, 20, 0, 0}, 2, 2, 0, 10}, Row{{MAXDWORD, 0, 0, 0, 0}, 6, 3, 0, 10}, Row{{MAXDWORD, MAXDWORD, 500, 0, 0}, 6, 3, 0, 10},
+            Row{{15, 0, 0, 0, 0}, 6, 3, 15, 40}, Row{{15, 0, 500, 0, 0}, 6, 3, 15, 40}}) {
         const OpenLine line;
         SendBytes(line.emulator.get(), {1, 2, 3});
         COMMTIMEOUTS timeouts = row.timeouts;
@@ -161,7 +166,7 @@ TEST(WaitCommEvent, EndsByInputByMaskByCancellationAndByHangUp)
         const OpenLine line;
         SetCommMask(line.port, EV_RXCHAR);
         Waiter waiter{line.port, FALSE, 99, 0};
-        HANDLE thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, wait, &waiter, 0, nullptr));
+        HANDLE thread = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, wait, &waiter, 0, nullptr));
         EXPECT_EQ(WaitForSingleObject(thread, 20), WAIT_TIMEOUT) << "the line is silent";
         switch (end) {
         case End::INPUT_CAME:
@@ -180,7 +185,10 @@ TEST(WaitCommEvent, EndsByInputByMaskByCancellationAndByHangUp)
         EXPECT_EQ(WaitForSingleObject(thread, 2000), WAIT_OBJECT_0);
         EXPECT_EQ(waiter.result, end == End::INPUT_CAME || end == End::MASK_SET);
         EXPECT_EQ(waiter.event, end == End::INPUT_CAME ? EV_RXCHAR : 0);
-        EXPECT_EQ(waiter.error, end == End::CANCELLED ? ERROR_OPERATION_ABORTED : end == End::HUNG_UP ? ERROR_DEVICE_NOT_CONNECTED : ERROR_SUCCESS);
+        EXPECT_EQ(waiter.error,
+            end == End::CANCELLED     ? ERROR_OPERATION_ABORTED
+                : end == End::HUNG_UP ? ERROR_DEVICE_NOT_CONNECTED
+                                      : ERROR_SUCCESS);
         EXPECT_FALSE(CancelSynchronousIo(thread)) << "it waits for nothing any more";
         EXPECT_EQ(GetLastError(), ERROR_NOT_FOUND);
         CloseHandle(thread);

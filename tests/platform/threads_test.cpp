@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+
 #include "platform/win32.h"
 
 namespace korvex {
@@ -35,15 +37,16 @@ TEST(Threads, KeepTheirExitCodeAndMayOutliveTheirHandle)
         HANDLE open;
         HANDLE passed;
     };
-    Gate gate{CreateEventW(nullptr, TRUE, FALSE, nullptr), CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    // The abandoned thread may use its events after the test has ended.
+    static Gate gate{CreateEventW(nullptr, TRUE, FALSE, nullptr), CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const auto passGate = [](void* argument) -> unsigned {
         const auto* shared = static_cast<Gate*>(argument);
         WaitForSingleObject(shared->open, INFINITE);
         SetEvent(shared->passed);
         return 42;
     };
-    HANDLE thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, &gate, 0, nullptr));
-    HANDLE abandoned = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, &gate, 0, nullptr));
+    HANDLE thread = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, &gate, 0, nullptr));
+    HANDLE abandoned = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, &gate, 0, nullptr));
     DWORD exitCode = 0;
     EXPECT_TRUE(GetExitCodeThread(thread, &exitCode));
     EXPECT_EQ(exitCode, 259U);
@@ -55,7 +58,6 @@ TEST(Threads, KeepTheirExitCodeAndMayOutliveTheirHandle)
     EXPECT_TRUE(GetExitCodeThread(thread, &exitCode));
     EXPECT_EQ(exitCode, 42U);
     CloseHandle(thread);
-    // The events stay: the abandoned thread may still be using them.
 }
 
 } // namespace

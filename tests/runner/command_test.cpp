@@ -42,11 +42,14 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
         int exitCode;
         std::string error;
     };
-    for (const Row& row : {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
-             Row{{"drive"}, 2, "a port is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"}, Row{{"drive", "--fly", "a"}, 2, "'--fly'"},
-             Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"}, Row{{"drive", "a", "--trace"}, 2, "'--trace'"},
-             Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"}, Row{{"drive", "plain"}, 3, "it is not a serial port"},
-             Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"}, Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
+    for (const Row& row :
+        {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
+            Row{{"drive"}, 2, "a port is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
+            Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
+            Row{{"drive", "a", "--trace"}, 2, "'--trace'"}, Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
+            Row{{"drive", "plain"}, 3, "it is not a serial port"},
+            Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
+            Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
         std::vector<std::string> command{KORVEX};
         command.insert(command.end(), row.words.begin(), row.words.end());
         const RunResult result = RunProgram(command);
@@ -102,8 +105,9 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
 
 TEST(KorvexEmulator, NamesWhatIsWrong)
 {
-    for (const auto& [option, value] : std::vector<std::pair<std::string, std::string>>{{"--model", "5201"}, {"--baud", "4800"}, {"--resolution", "11"},
-             {"--firmware", "1.2"}, {"--memory", "0G"}, {"--fault", "flood"}, {"--report-noise", "1"}, {"--report-gap", "9,1"}, {"--link", ""}}) {
+    for (const auto& [option, value] : std::vector<std::pair<std::string, std::string>>{{"--model", "5201"}, {"--baud", "4800"},
+             {"--resolution", "11"}, {"--firmware", "1.2"}, {"--memory", "0G"}, {"--fault", "flood"}, {"--report-noise", "1"},
+             {"--report-gap", "9,1"}, {"--link", ""}}) {
         const RunResult result = RunProgram({EMULATOR, option, value});
         EXPECT_EQ(result.exitCode, 2) << option;
         EXPECT_EQ(result.error, "korvex-emulator: invalid value '" + value + "' for '" + option + "'\n");

@@ -29,7 +29,8 @@ TEST(FormatBounded, CutsAtTheCapacityAndNeverWritesPastIt)
         const WCHAR* stored;
     };
     for (const Row& row : {Row{6, TEXT("abcd"), TEXT_OK, TEXT("abcd")}, Row{5, TEXT("abcd"), TEXT_OK, TEXT("abcd")},
-             Row{4, TEXT("abcd"), TEXT_TRUNCATED, TEXT("abc")}, Row{1, TEXT("abcd"), TEXT_TRUNCATED, TEXT("")}, Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
+             Row{4, TEXT("abcd"), TEXT_TRUNCATED, TEXT("abc")}, Row{1, TEXT("abcd"), TEXT_TRUNCATED, TEXT("")},
+             Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
         Buffer formatted = Fresh();
         EXPECT_EQ(FormatBounded(formatted.data(), row.capacity, TEXT("%s"), row.text), row.result);
         EXPECT_EQ(formatted.data(), std::u16string(row.stored));
@@ -54,15 +55,17 @@ TEST(FormatBounded, FormatsNumbersAsTheCLibraryDoes)
         const char* format; // the same letters in both libraries
         int value;
     };
-    for (const Row& row : {Row{"%d", 0}, Row{"%d", -17}, Row{"%d", INT_MIN}, Row{"%d", INT_MAX}, Row{"%u", -1}, Row{"%X", 0x7A0F}, Row{"%x", -1},
-             Row{"%02d", 7}, Row{"%02d", 123}, Row{"%05d", -42}, Row{"%-5d|", 42}, Row{"%5d", 42}, Row{"%+d", 42}, Row{"% d", 42}, Row{"%.3d", 7},
-             Row{"%6.3d", -7}, Row{"%-06d|", 7}, Row{"%.0d|", 0}, Row{"%#x", 255}, Row{"%#X", 0}, Row{"%08X", 0xBEEF}, Row{"100%%%d", 5}}) {
+    for (const Row& row : {Row{"%d", 0}, Row{"%d", -17}, Row{"%d", INT_MIN}, Row{"%d", INT_MAX}, Row{"%u", -1}, Row{"%X", 0x7A0F},
+             Row{"%x", -1}, Row{"%02d", 7}, Row{"%02d", 123}, Row{"%05d", -42}, Row{"%-5d|", 42}, Row{"%5d", 42}, Row{"%+d", 42},
+             Row{"% d", 42}, Row{"%.3d", 7}, Row{"%6.3d", -7}, Row{"%-06d|", 7}, Row{"%.0d|", 0}, Row{"%#x", 255}, Row{"%#X", 0},
+             Row{"%08X", 0xBEEF}, Row{"100%%%d", 5}}) {
         std::array<char, 64> expected{};
         snprintf(expected.data(), expected.size(), row.format, row.value); // NOLINT(clang-diagnostic-format-nonliteral): the oracle
         std::array<WCHAR, 64> actual{};
         const std::string format = row.format;
         EXPECT_EQ(FormatBounded(actual.data(), actual.size(), std::u16string(format.begin(), format.end()).c_str(), row.value), TEXT_OK);
-        EXPECT_EQ(std::u16string(actual.data()), std::u16string(expected.data(), expected.data() + std::string(expected.data()).size())) << format;
+        EXPECT_EQ(std::u16string(actual.data()), std::u16string(expected.data(), expected.data() + std::string(expected.data()).size()))
+            << format;
     }
 }
 
@@ -70,7 +73,9 @@ TEST(FormatBounded, ReadsNoFurtherThanAPrecisionAndPadsText)
 {
     const std::array<WCHAR, 2> unterminated{'o', 'k'};
     std::array<WCHAR, 32> text{};
-    EXPECT_EQ(FormatBounded(text.data(), text.size(), TEXT("%.2s|%5s|%-3s|%*s|%c"), unterminated.data(), TEXT("ab"), TEXT("x"), -2, TEXT("y"), 'z'), TEXT_OK);
+    EXPECT_EQ(FormatBounded(
+                  text.data(), text.size(), TEXT("%.2s|%5s|%-3s|%*s|%c"), unterminated.data(), TEXT("ab"), TEXT("x"), -2, TEXT("y"), 'z'),
+        TEXT_OK);
     EXPECT_EQ(std::u16string(text.data()), u"ok|   ab|x  |y |z");
     EXPECT_EQ(FormatBounded(text.data(), text.size(), TEXT("%s"), static_cast<const WCHAR*>(nullptr)), TEXT_OK);
     EXPECT_EQ(std::u16string(text.data()), u"(null)");
@@ -119,9 +124,10 @@ TEST(ParseInteger, StopsWhereTheNumberEndsAndSaturates)
         const WCHAR* text;
         int32_t value;
     };
-    for (const Row& row : {Row{TEXT("42"), 42}, Row{TEXT(" \t-7x"), -7}, Row{TEXT("+5"), 5}, Row{TEXT("+-5"), 0}, Row{TEXT("12 34"), 12}, Row{TEXT(""), 0},
-             Row{TEXT("abc"), 0}, Row{TEXT("-"), 0}, Row{TEXT("2147483647"), INT32_MAX}, Row{TEXT("2147483648"), INT32_MAX},
-             Row{TEXT("-2147483648"), INT32_MIN}, Row{TEXT("-99999999999999999999999"), INT32_MIN}, Row{TEXT("99999999999999999999999"), INT32_MAX}})
+    for (const Row& row : {Row{TEXT("42"), 42}, Row{TEXT(" \t-7x"), -7}, Row{TEXT("+5"), 5}, Row{TEXT("+-5"), 0}, Row{TEXT("12 34"), 12},
+             Row{TEXT(""), 0}, Row{TEXT("abc"), 0}, Row{TEXT("-"), 0}, Row{TEXT("2147483647"), INT32_MAX},
+             Row{TEXT("2147483648"), INT32_MAX}, Row{TEXT("-2147483648"), INT32_MIN}, Row{TEXT("-99999999999999999999999"), INT32_MIN},
+             Row{TEXT("99999999999999999999999"), INT32_MAX}})
         EXPECT_EQ(ParseInteger(row.text), row.value);
 }
 

@@ -55,6 +55,7 @@ Process::Process(const std::vector<std::string>& command)
     posix_spawn_file_actions_adddup2(&actions, outputEnds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errorEnds[1], STDERR_FILENO);
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast): as posix_spawn takes them
     arguments.push_back(nullptr);
@@ -98,7 +99,7 @@ std::string ReadLine(int descriptor)
 std::string ReadLineWith(int descriptor, const std::string& text)
 {
     for (;;) {
-        const std::string line = ReadLine(descriptor);
+        std::string line = ReadLine(descriptor);
         if (line.empty() || line.find(text) != std::string::npos)
             return line;
     }

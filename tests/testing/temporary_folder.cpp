@@ -8,8 +8,7 @@ namespace korvex::testing {
 
 namespace fs = std::filesystem;
 
-TemporaryFolder::TemporaryFolder()
-    : previous(fs::current_path())
+TemporaryFolder::TemporaryFolder() : previous(fs::current_path())
 {
     std::string name = (fs::temp_directory_path() / "korvex-test.XXXXXX").string();
     path = mkdtemp(name.data());

@@ -10,9 +10,7 @@
 
 namespace korvex::testing {
 
-TestLine::TestLine(const emulator::EmulatorOptions& options)
-    : emulator(emulator::StartEmulator(options))
-    , controller(CreateController())
+TestLine::TestLine(const emulator::EmulatorOptions& options) : emulator(emulator::StartEmulator(options)), controller(CreateController())
 {
     LinkInit(&controller->link, OpenPort(TerminalPath(emulator.get())), LINK_SERIAL, 3);
     SerialSetBaud(&controller->link, options.baudRate);

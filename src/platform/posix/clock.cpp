@@ -50,7 +50,8 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime)
     if (!valid)
         return korvex::platform::Fail(ERROR_INVALID_PARAMETER);
     const int64_t days = std::chrono::sys_days{date}.time_since_epoch().count();
-    const int64_t seconds = days * 86400 + time->wHour * 3600 + time->wMinute * 60 + time->wSecond + SECONDS_FROM_1601_TO_1970;
+    const int64_t minutes = days * 1440 + int64_t{time->wHour} * 60 + time->wMinute;
+    const int64_t seconds = minutes * 60 + time->wSecond + SECONDS_FROM_1601_TO_1970;
     const int64_t intervals = seconds * INTERVALS_PER_SECOND + time->wMilliseconds * INTERVALS_PER_MILLISECOND;
     fileTime->dwLowDateTime = static_cast<DWORD>(intervals);
     fileTime->dwHighDateTime = static_cast<DWORD>(intervals >> 32);

@@ -58,20 +58,20 @@ struct COMMTIMEOUTS {
     DWORD WriteTotalTimeoutConstant;
 };
 
-BOOL GetCommState(HANDLE port, DCB* dcb);
+BOOL GetCommState(HANDLE handle, DCB* dcb);
 
 // Sets baud rate (a standard rate), byte size (5 to 8), parity, stop bits and the RTS line; flow control is off whatever the DCB says.
 // A line without modem lines (a pseudo-terminal) takes any RTS setting.
-BOOL SetCommState(HANDLE port, const DCB* dcb);
+BOOL SetCommState(HANDLE handle, const DCB* dcb);
 
 // The queues are the kernel's and this handle's, together never below 4096 bytes of input; the sizes asked for are not needed.
-BOOL SetupComm(HANDLE port, DWORD inputQueue, DWORD outputQueue);
-BOOL GetCommTimeouts(HANDLE port, COMMTIMEOUTS* timeouts);
-BOOL SetCommTimeouts(HANDLE port, COMMTIMEOUTS* timeouts);
+BOOL SetupComm(HANDLE handle, DWORD inputQueue, DWORD outputQueue);
+BOOL GetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts);
+BOOL SetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts);
 
 // Of the events only EV_RXCHAR is supported. Ends a pending WaitCommEvent, which then succeeds with event 0.
-BOOL SetCommMask(HANDLE port, DWORD mask);
+BOOL SetCommMask(HANDLE handle, DWORD mask);
 
 // Waits, without limit, until input has arrived; returns at once while input is queued.
-BOOL WaitCommEvent(HANDLE port, DWORD* event, OVERLAPPED* overlapped);
-BOOL PurgeComm(HANDLE port, DWORD flags);
+BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* overlapped);
+BOOL PurgeComm(HANDLE handle, DWORD flags);

@@ -251,7 +251,8 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
     return WAIT_FAILED;
 }
 
-uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine, void* argument, unsigned flags, unsigned* threadId)
+uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine, void* argument, unsigned flags,
+    unsigned* threadId) // NOLINT(readability-non-const-parameter): as Windows has it
 {
     if (stackSize != 0 || flags != 0 || threadId != nullptr) {
         errno = EINVAL;

@@ -22,8 +22,8 @@ void LeaveCriticalSection(CRITICAL_SECTION* section);
 
 // Unnamed events only.
 HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState, LPCWSTR name);
-BOOL SetEvent(HANDLE event);
-BOOL ResetEvent(HANDLE event);
+BOOL SetEvent(HANDLE handle);
+BOOL ResetEvent(HANDLE handle);
 
 // Waits for an event, or for a thread's end, at most `milliseconds` (INFINITE: without limit). A thread that a wait has seen end is
 // gone from the process. Any other handle: WAIT_FAILED at once.
@@ -35,9 +35,9 @@ using ThreadRoutine = unsigned(__stdcall*)(void*);
 // `stackSize` and `flags` must be 0.
 uintptr_t _beginthreadex(void* security, unsigned stackSize, ThreadRoutine routine, void* argument, unsigned flags, unsigned* threadId);
 
-BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode); // STILL_ACTIVE (259) while it runs
+BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode); // STILL_ACTIVE (259) while it runs
 void Sleep(DWORD milliseconds);
 
 // Ends the serial read, write or wait in which the thread blocks; that call fails with ERROR_OPERATION_ABORTED. Fails with
 // ERROR_NOT_FOUND when the thread is in none: it may just be about to enter one.
-BOOL CancelSynchronousIo(HANDLE thread);
+BOOL CancelSynchronousIo(HANDLE handle);
