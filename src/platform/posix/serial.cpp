@@ -60,7 +60,8 @@ void AdoptLineSettings(SerialPort* port)
     port->dcb.ByteSize = 8;
 
     termios settings{};
-    if (tcgetattr(port->descriptor, &settings) != 0)
+    port->terminal = tcgetattr(port->descriptor, &settings) == 0;
+    if (!port->terminal)
         return;
     const auto* known
         = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(), [&](const BaudRate& baud) { return baud.speed == cfgetospeed(&settings); });
@@ -224,6 +225,8 @@ BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* writte
 
 BOOL FlushSerial(SerialPort* port)
 {
+    if (!port->terminal)
+        return TRUE;
     // tcdrain alone would wait without limit on a line that does not take its output.
     const Clock::time_point deadline = Clock::now() + FLUSH_LIMIT;
     int unsent = 0;

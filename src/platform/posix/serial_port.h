@@ -16,6 +16,7 @@ struct SerialPort : HandleObject {
     int descriptor = -1;
     int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
     bool exclusive = false;  // TIOCEXCL is set
+    bool terminal = false;   // false for a pipe or a socket, which has no settings and nothing to flush
     DCB dcb{};
     COMMTIMEOUTS timeouts{};
 
