@@ -225,7 +225,8 @@ void BM_SystemCallsPerReport(benchmark::State& state)
     constexpr int REPORTS = 600;
     for (auto _ : state) {
         const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
-        testing::Process drive({"strace", "-f", "-qq", "-o", trace.string(), KORVEX_COMMAND, "drive", TerminalPath(emulator.get()), "--pointer", "log", "--trace", "/dev/null"});
+        testing::Process drive({"strace", "-f", "-qq", "-o", trace.string(), KORVEX_COMMAND, "drive", TerminalPath(emulator.get()),
+            "--pointer", "log", "--trace", "/dev/null"});
         WaitForQuietHost(emulator.get(), milliseconds(300), std::chrono::seconds(30));
         const Clock::time_point start = Clock::now();
         for (int i = 0; i < REPORTS; ++i) {

@@ -24,7 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     std::array<WCHAR, 256> destination{};
     destination.fill('#');
     if (strings) {
-        std::replace_if(format.begin(), format.end(), [](WCHAR unit) { return unit == 'd' || unit == 'X' || unit == 'x' || unit == 'u' || unit == 'i' || unit == 'c' || unit == '*'; }, 's');
+        for (size_t i = 0; (i = format.find_first_of(TEXT("dXxuic*"), i)) != format.npos;)
+            format[i] = 's';
         const WCHAR* argument = text.c_str();
         if (std::count(format.begin(), format.end(), 's') > 4)
             return 0;
@@ -37,9 +38,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         DebugTrace(format.c_str(), number, number, number, number, number, number);
         FormatBounded(destination.data(), capacity, format.c_str(), number, number, number, number, number, number);
     }
-    if (capacity > 0 && std::find(destination.begin(), destination.begin() + static_cast<ptrdiff_t>(capacity), 0) == destination.begin() + static_cast<ptrdiff_t>(capacity))
+    const auto end = destination.begin() + static_cast<ptrdiff_t>(capacity);
+    if (capacity > 0 && std::find(destination.begin(), end, 0) == end)
         abort(); // the text is always terminated
-    if (std::any_of(destination.begin() + static_cast<ptrdiff_t>(capacity), destination.end(), [](WCHAR unit) { return unit != '#'; }))
+    if (std::any_of(end, destination.end(), [](WCHAR unit) { return unit != '#'; }))
         abort(); // and nothing is written beyond the capacity
     return 0;
 }

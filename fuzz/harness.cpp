@@ -13,9 +13,7 @@
 
 namespace korvex::fuzz {
 
-FuzzLine::FuzzLine(Input* input)
-    : controller(CreateController())
-    , farEnd(-1)
+FuzzLine::FuzzLine(Input* input) : controller(CreateController()), farEnd(-1)
 {
     constexpr std::array<uint32_t, 5> MODELS{MODEL_5200, MODEL_7700, MODEL_5460, MODEL_2400, 0};
     constexpr size_t LINE_LIMIT = 8192; // bytes that a socket takes without a reader

@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
             continue;
         const Point point = DecodeReport(line.controller, report.data());
         const int32_t limit = int32_t{1} << line.controller->resolutionBits;
-        if (point.x < 0 || point.y < 0 || point.x >= limit || point.y >= limit || ClassifyStatus(line.controller, report[0]) == CONTACT_INVALID)
+        if (point.x < 0 || point.y < 0 || point.x >= limit || point.y >= limit
+            || ClassifyStatus(line.controller, report[0]) == CONTACT_INVALID)
             abort();
         InjectReport(line.controller, report.data());
     }

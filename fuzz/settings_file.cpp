@@ -49,7 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     TouchController* controller = CreateController();
     controller->model = MODEL_5460;
     LoadSettings(controller);
-    if (controller->calib.orientation < 1 || controller->calib.orientation > MAX_ORIENTATION || controller->calib.stdMinX == controller->calib.stdMaxX)
+    if (controller->calib.orientation < 1 || controller->calib.orientation > MAX_ORIENTATION
+        || controller->calib.stdMinX == controller->calib.stdMaxX)
         abort();
     if (Content() != content)
         abort();

@@ -23,7 +23,8 @@ int32_t ClampToRange(int32_t value, int32_t range)
 
 } // namespace
 
-bool MapPoint(const CalibrationData* calib, Point* point)
+// Flattened, so that the point stays in registers from stage to stage.
+[[gnu::flatten]] bool MapPoint(const CalibrationData* calib, Point* point)
 {
     MapToWork(calib, point);
     ScaleToOutput(calib, point);

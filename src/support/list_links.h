@@ -1,5 +1,7 @@
-// Membership in a circular doubly-linked list whose links are embedded in the records.
+// Circular doubly-linked lists whose links are embedded in the records. A head is a ListLinks too, and empty when it points to itself.
 #pragma once
+
+#include <cstddef>
 
 namespace korvex {
 
@@ -7,5 +9,32 @@ struct ListLinks {
     ListLinks* next;
     ListLinks* previous;
 };
+
+inline void MakeEmptyList(ListLinks* head)
+{
+    head->next = head;
+    head->previous = head;
+}
+
+inline bool IsListEmpty(const ListLinks* head)
+{
+    return head->next == head;
+}
+
+inline void AppendToList(ListLinks* head, ListLinks* links)
+{
+    links->next = head;
+    links->previous = head->previous;
+    head->previous->next = links;
+    head->previous = links;
+}
+
+inline void RemoveFromList(ListLinks* links)
+{
+    links->previous->next = links->next;
+    links->next->previous = links->previous;
+    links->next = nullptr;
+    links->previous = nullptr;
+}
 
 } // namespace korvex
