@@ -66,66 +66,60 @@ double Percentile(std::vector<double>* values, double part)
     return (*values)[static_cast<size_t>(part * static_cast<double>(values->size() - 1))];
 }
 
-// Microseconds from the write of a report's last byte to `arrived` changing, for one report after the other at line rate.
-std::vector<double> Latencies(emulator::Emulator* emulator, const std::atomic<Clock::rep>* arrived, int count)
+// Microseconds from the write of a report's last byte to `arrived` changing.
+double Latency(emulator::Emulator* emulator, const emulator::Bytes& report, const std::atomic<Clock::rep>* arrived)
 {
-    std::vector<double> latencies;
-    const emulator::Bytes report = ReportOf(emulator, true, 512, 512);
-    Clock::time_point next = Clock::now();
-    for (int i = 0; i < count; ++i) {
-        std::this_thread::sleep_until(next += microseconds(1000000 / LINE_RATE));
-        const Clock::rep before = *arrived;
-        const Clock::rep sent = Clock::now().time_since_epoch().count();
-        SendBytes(emulator, report);
-        while (*arrived == before)
-            std::this_thread::yield();
-        latencies.push_back(static_cast<double>(*arrived - sent) / 1000);
-    }
-    return latencies;
+    const Clock::rep before = *arrived;
+    const Clock::rep sent = Clock::now().time_since_epoch().count();
+    SendBytes(emulator, report);
+    while (*arrived == before)
+        std::this_thread::yield();
+    return static_cast<double>(*arrived - sent) / 1000;
 }
 
-void ReportLatencies(benchmark::State* state, std::vector<double>* latencies)
-{
-    state->counters["median_us"] = Percentile(latencies, 0.5);
-    state->counters["p99_us"] = Percentile(latencies, 0.99);
-}
-
-void BM_LatencyToInput(benchmark::State& state)
+// Two lines take turns at line rate: a session's, and one that is read by a bare poll and read, the least that any driver could need.
+void BM_Latency(benchmark::State& state)
 {
     SilenceTrace();
-    std::atomic<Clock::rep> arrived{0};
-    platform::ThisMachine()->pointerOutput = [&arrived](const INPUT&) {
-        arrived = Clock::now().time_since_epoch().count();
+    std::atomic<Clock::rep> inputSent{0};
+    platform::ThisMachine()->pointerOutput = [&inputSent](const INPUT&) {
+        inputSent = Clock::now().time_since_epoch().count();
         return true;
     };
-    const emulator::EmulatorPointer emulator = emulator::StartEmulator({0x5460});
-    TouchController* controller = StartOn(TerminalPath(emulator.get()));
-    std::vector<double> latencies;
-    for (auto _ : state)
-        latencies = Latencies(emulator.get(), &arrived, 3000);
-    StopSession(controller);
-    ReleaseController(controller);
-    ReportLatencies(&state, &latencies);
-}
+    const emulator::EmulatorPointer driven = emulator::StartEmulator({0x5460});
+    TouchController* controller = StartOn(TerminalPath(driven.get()));
 
-// The least that any driver on this machine could need: poll, then read.
-void BM_LatencyOfPollAndRead(benchmark::State& state)
-{
-    std::atomic<Clock::rep> arrived{0};
-    const emulator::EmulatorPointer emulator = emulator::StartEmulator({0x5460});
-    const int terminal = open(TerminalPath(emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-    std::thread reader([terminal, &arrived] {
+    std::atomic<Clock::rep> bareRead{0};
+    const emulator::EmulatorPointer bare = emulator::StartEmulator({0x5460});
+    const int terminal = open(TerminalPath(bare.get()).c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    std::thread reader([terminal, &bareRead] {
         char block[64];
         pollfd polled{terminal, POLLIN, 0};
         while (poll(&polled, 1, 1000) > 0 && read(terminal, block, sizeof(block)) > 0)
-            arrived = Clock::now().time_since_epoch().count();
+            bareRead = Clock::now().time_since_epoch().count();
     });
-    std::vector<double> latencies;
-    for (auto _ : state)
-        latencies = Latencies(emulator.get(), &arrived, 3000);
+
+    const emulator::Bytes report = ReportOf(driven.get(), true, 512, 512);
+    std::vector<double> toInput;
+    std::vector<double> toRead;
+    for (auto _ : state) {
+        Clock::time_point next = Clock::now();
+        for (int i = 0; i < 6000; ++i) {
+            std::this_thread::sleep_until(next += microseconds(1000000 / LINE_RATE / 2));
+            if (i % 2 == 0)
+                toInput.push_back(Latency(driven.get(), report, &inputSent));
+            else
+                toRead.push_back(Latency(bare.get(), report, &bareRead));
+        }
+    }
     reader.join(); // at its time-out
     close(terminal);
-    ReportLatencies(&state, &latencies);
+    StopSession(controller);
+    ReleaseController(controller);
+    state.counters["input_median_us"] = Percentile(&toInput, 0.5);
+    state.counters["input_p99_us"] = Percentile(&toInput, 0.99);
+    state.counters["bare_median_us"] = Percentile(&toRead, 0.5);
+    state.counters["bare_p99_us"] = Percentile(&toRead, 0.99);
 }
 
 // Sends `reports` reports down each of `lines` emulated lines, in a process of its own, once a byte has come on `go`; writes the terminals'
@@ -258,8 +252,7 @@ void BM_SystemCallsPerReport(benchmark::State& state)
     std::filesystem::remove(trace);
 }
 
-BENCHMARK(BM_LatencyToInput)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_LatencyOfPollAndRead)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Latency)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SystemCallsPerReport)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ControllersAtLineRate)->Arg(1)->Arg(16)->Arg(64)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_StopOfASilentController)->Iterations(20)->UseManualTime()->Unit(benchmark::kMillisecond);
