@@ -5,7 +5,7 @@ pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst)
 
 # Everything but the programs' main is in libraries that the tests link.
 file(GLOB KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/posix/*.cpp)
-add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} src/runner/runner.cpp src/runner/drive.cpp)
+add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} src/drivers/enumerator_filter.cpp src/runner/runner.cpp src/runner/drive.cpp)
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE PkgConfig::X11)
 target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")

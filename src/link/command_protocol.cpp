@@ -35,6 +35,15 @@ void AddChecksum(const TouchController* controller, Packet* command)
         (*command)[CHECKED_BYTES] = PacketChecksum(command->data(), CHECKED_BYTES);
 }
 
+// The probes carry a checksum for model 0x5200 alone.
+Packet ProbePacket(const TouchController* controller, uint8_t code)
+{
+    Packet command = CommandPacket(code);
+    if (controller->model == MODEL_5200)
+        AddChecksum(controller, &command);
+    return command;
+}
+
 uint8_t LowByte(uint32_t value)
 {
     return static_cast<uint8_t>(value & 0xFF);
@@ -186,20 +195,19 @@ bool Transact(TouchController* controller, const Packet* command, Packet* answer
 
 bool ProbeBaud(TouchController* controller)
 {
-    for (const uint32_t baudRate : BAUD_RATES) {
-        SerialSetBaud(&controller->link, baudRate);
-        Packet command = CommandPacket(COMMAND_WAKE);
-        Packet answer{};
-        if (controller->model == MODEL_5200)
-            AddChecksum(controller, &command);
-        Transact(controller, &command, &answer);
-        command = CommandPacket(COMMAND_PRESENCE);
-        if (controller->model == MODEL_5200)
-            AddChecksum(controller, &command);
-        if (Transact(controller, &command, &answer))
-            return true;
-        controller->link.baudRate = 0; // the port keeps the rate
-    }
+    return std::any_of(BAUD_RATES.begin(), BAUD_RATES.end(), [controller](uint32_t baudRate) { return ProbeBaudAt(controller, baudRate); });
+}
+
+bool ProbeBaudAt(TouchController* controller, uint32_t baudRate)
+{
+    SerialSetBaud(&controller->link, baudRate);
+    Packet answer{};
+    const Packet wake = ProbePacket(controller, COMMAND_WAKE);
+    Transact(controller, &wake, &answer);
+    const Packet presence = ProbePacket(controller, COMMAND_PRESENCE);
+    if (Transact(controller, &presence, &answer))
+        return true;
+    controller->link.baudRate = 0; // the port keeps the rate
     return false;
 }
 

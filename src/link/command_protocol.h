@@ -47,6 +47,9 @@ bool Transact(TouchController* controller, const Packet* command, Packet* answer
 // Finds the baud rate at which the controller answers, 19200 or 9600. On false the link's baudRate is 0.
 bool ProbeBaud(TouchController* controller);
 
+// The same at one rate only.
+bool ProbeBaudAt(TouchController* controller, uint32_t baudRate);
+
 // Asks a model 0x5200 for its resolution; every other model has 10 bits. On false resolutionBits is 10.
 bool QueryResolution(TouchController* controller);
 

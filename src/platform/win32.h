@@ -6,7 +6,10 @@
 #include <windows.h>
 
 #include <process.h>
+#include <setupapi.h>
 #include <shlobj.h>
+
+#include <cfgmgr32.h>
 #else
 #include "platform/posix/clock.h"
 #include "platform/posix/debug_output.h"
@@ -14,7 +17,10 @@
 #include "platform/posix/modules.h"
 #include "platform/posix/pointer.h"
 #include "platform/posix/profile.h"
+#include "platform/posix/registry.h"
 #include "platform/posix/serial.h"
+#include "platform/posix/setupapi.h"
+#include "platform/posix/system.h"
 #include "platform/posix/threads.h"
 #include "platform/posix/types.h"
 #endif

@@ -11,6 +11,7 @@
 #include <string>
 #include <system_error>
 
+#include "platform/posix/device_tree.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/machine.h"
 #include "platform/posix/serial_port.h"
@@ -76,7 +77,10 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBU
         Fail(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    const std::string nativePath = korvex::platform::ToNativePath(path);
+    const korvex::platform::InterfaceOptions* deviceInterface = korvex::platform::FindInterface(path);
+    if (deviceInterface != nullptr && deviceInterface->server != nullptr)
+        return korvex::platform::OpenDevice(deviceInterface);
+    const std::string nativePath = deviceInterface != nullptr ? deviceInterface->nativePath : korvex::platform::ToNativePath(path);
     struct stat status { };
     if (stat(nativePath.c_str(), &status) != 0) {
         FailWithErrno();

@@ -5,6 +5,7 @@
 
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD FILE_READ_ATTRIBUTES = 0x80;
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD OPEN_EXISTING = 3;
@@ -12,7 +13,8 @@ inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr int CSIDL_SYSTEM = 37;
 inline constexpr DWORD SHGFP_TYPE_DEFAULT = 1;
 
-// Opens an existing file or serial port (serial.h); `disposition` must be OPEN_EXISTING. A path may use either separator.
+// Opens an existing file, serial port (serial.h) or device (device_tree.h), the last two by the path of their interface or, a port, by that
+// of its tty; `disposition` must be OPEN_EXISTING. A path may use either separator.
 // A file without any write permission counts as one with the read-only attribute, which binds administrators too. Handles of this
 // layer share a file as asked; programs that do not lock the file are not kept out.
 HANDLE CreateFileW(

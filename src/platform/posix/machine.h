@@ -11,8 +11,18 @@
 namespace korvex::platform {
 
 struct Machine {
-    // What CSIDL_SYSTEM gives; a native path. Empty: there is no such folder.
+    // Folders, as native paths; empty: there is no such folder. Where the registry and the devices' settings are kept, what CSIDL_SYSTEM
+    // gives, and the Windows folder.
+    std::string stateFolder;
     std::string systemFolder;
+    std::string windowsFolder;
+
+    // The version of Windows that the machine gives itself.
+    unsigned osMajor = 5;
+    unsigned osMinor = 1;
+
+    // The service manager cannot be opened.
+    bool serviceManagerLocked = false;
 
     // Windows has CancelSynchronousIo since Vista; false: GetProcAddress does not find it.
     bool hasCancelSynchronousIo = true;

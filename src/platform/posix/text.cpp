@@ -68,7 +68,7 @@ void AppendUtf8(std::string* bytes, char32_t codePoint)
     }
 }
 
-char16_t FoldCase(char16_t unit)
+char16_t FoldUnit(char16_t unit)
 {
     const bool upper = (unit >= u'A' && unit <= u'Z') || (unit >= 0xC0 && unit <= 0xDE && unit != 0xD7);
     return upper ? static_cast<char16_t>(unit + 0x20) : unit;
@@ -126,15 +126,23 @@ std::u16string FromNativePath(std::string_view path)
 
 std::string ToNativePath(std::u16string_view path)
 {
-    std::u16string text(path);
+    // The prefix that tells Windows to take a path as it is.
+    std::u16string text(path.starts_with(u"\\\\?\\") ? path.substr(4) : path);
     std::replace(text.begin(), text.end(), u'\\', u'/');
     std::replace(text.begin(), text.end(), NATIVE_BACKSLASH, u'\\');
     return ToUtf8(text);
 }
 
+std::u16string FoldCase(std::u16string_view text)
+{
+    std::u16string folded(text);
+    std::transform(folded.begin(), folded.end(), folded.begin(), FoldUnit);
+    return folded;
+}
+
 bool EqualNoCase(std::u16string_view a, std::u16string_view b)
 {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t x, char16_t y) { return FoldCase(x) == FoldCase(y); });
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t x, char16_t y) { return FoldUnit(x) == FoldUnit(y); });
 }
 
 } // namespace korvex::platform

@@ -17,7 +17,8 @@ std::string ToUtf8(std::u16string_view text);
 std::u16string FromNativePath(std::string_view path);
 std::string ToNativePath(std::u16string_view path);
 
-// Without regard to the case of ASCII and Latin-1 letters.
+// The text with its ASCII and Latin-1 letters in one case, and equality without regard to theirs.
+std::u16string FoldCase(std::u16string_view text);
 bool EqualNoCase(std::u16string_view a, std::u16string_view b);
 
 } // namespace korvex::platform

@@ -1,0 +1,94 @@
+#include "drivers/enumerator_filter.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "link/command_protocol.h"
+#include "link/port_link.h"
+#include "link/touch_controller.h"
+#include "platform/posix/registry_keys.h"
+#include "platform/posix/text.h"
+#include "platform/win32.h"
+
+namespace korvex::drivers {
+
+namespace {
+
+constexpr std::u16string_view SERVICE = u"KXSERENUM";
+
+struct Parameters {
+    std::u16string portName;
+    DWORD alwaysExist;
+    DWORD model;
+    DWORD baudRate;
+};
+
+DWORD ReadNumber(HKEY key, const WCHAR* name)
+{
+    DWORD number = 0;
+    DWORD size = sizeof(number);
+    RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
+    return number;
+}
+
+Parameters ReadParameters(DEVINST port)
+{
+    std::array<WCHAR, 32> name{};
+    DWORD size = sizeof(name);
+    HKEY hardwareKey = platform::OpenRegistryPath(platform::HardwareKeyPath(platform::InstanceIdOf(port)));
+    RegQueryValueExW(hardwareKey, u"PortName", nullptr, nullptr, reinterpret_cast<BYTE*>(name.data()), &size);
+    RegCloseKey(hardwareKey);
+
+    const std::u16string service = u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(SERVICE);
+    HKEY key = platform::OpenRegistryPath(service + u"\\Parameters\\" + name.data());
+    const Parameters parameters{name.data(), ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
+    RegCloseKey(key);
+    return parameters;
+}
+
+enum class Presence { ANSWERS, SILENT, PORT_IN_USE };
+
+Presence AskLine(DEVINST port, const Parameters* parameters)
+{
+    const std::u16string path = platform::FromNativePath(platform::NativePathOf(port));
+    HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return GetLastError() == ERROR_SHARING_VIOLATION ? Presence::PORT_IN_USE : Presence::SILENT;
+    TouchController* controller = CreateController();
+    LinkInit(&controller->link, handle, LINK_SERIAL, 0);
+    controller->model = parameters->model;
+    controller->reportLength = parameters->model == MODEL_7700 ? 5 : 6;
+    const bool answers = ProbeBaudAt(controller, parameters->baudRate);
+    ReleaseController(controller);
+    return answers ? Presence::ANSWERS : Presence::SILENT;
+}
+
+std::u16string ChildId(const Parameters* parameters)
+{
+    std::array<char, 16> digits{};
+    snprintf(digits.data(), digits.size(), "%04X", parameters->model);
+    return u"SERENUM\\KVX" + platform::FromUtf8(digits.data()) + u"\\" + parameters->portName;
+}
+
+} // namespace
+
+void PlugEnumeratorFilter()
+{
+    platform::PlugFilterDriver(SERVICE, StartEnumeratorFilter);
+}
+
+void StartEnumeratorFilter(DEVINST port)
+{
+    const Parameters parameters = ReadParameters(port);
+    Presence presence = parameters.model == 0 ? Presence::SILENT : Presence::ANSWERS;
+    if (presence == Presence::ANSWERS && parameters.alwaysExist == 0)
+        presence = AskLine(port, &parameters);
+    if (presence == Presence::PORT_IN_USE)
+        return;
+    const ULONG status = platform::StatusOf(port) & ~DN_HAS_PROBLEM;
+    platform::SetStatus(port, presence == Presence::ANSWERS ? status : status | DN_HAS_PROBLEM);
+    platform::PresentChild(port, presence == Presence::ANSWERS ? ChildId(&parameters) : u"");
+}
+
+} // namespace korvex::drivers

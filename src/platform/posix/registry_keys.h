@@ -1,0 +1,13 @@
+// Keys that are opened by their whole path.
+#pragma once
+
+#include <string_view>
+
+#include "platform/posix/registry.h"
+
+namespace korvex::platform {
+
+// A key by its path from "HKLM" or "HKCU" on; it need not exist yet. Closed with RegCloseKey.
+HKEY OpenRegistryPath(std::u16string_view path);
+
+} // namespace korvex::platform

@@ -1,0 +1,93 @@
+#include "testing/test_machine.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "link/touch_driver.h"
+#include "platform/posix/machine.h"
+#include "platform/posix/registry_keys.h"
+
+namespace korvex::testing {
+
+namespace fs = std::filesystem;
+
+TestMachine::TestMachine()
+{
+    platform::Machine* machine = platform::ThisMachine();
+    machine->stateFolder = (folder.path / "state").string();
+    machine->windowsFolder = (folder.path / "windows").string();
+    fs::create_directory("state");
+    platform::ClearDeviceTree();
+    InstallEnumeratorService(true);
+}
+
+TestMachine::~TestMachine()
+{
+    platform::ClearDeviceTree();
+    *platform::ThisMachine() = {};
+}
+
+void InstallEnumeratorService(bool withBinary)
+{
+    constexpr std::u16string_view BINARY = u"system32\\drivers\\KXSERENUM.sys";
+    HKEY key = platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM");
+    RegSetValueExW(key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(BINARY.data()), (BINARY.size() + 1) * sizeof(WCHAR));
+    RegCloseKey(key);
+    fs::create_directories("windows/system32/drivers");
+    fs::remove("windows/system32/drivers/KXSERENUM.sys");
+    if (withBinary)
+        WriteTextFile("windows/system32/drivers/KXSERENUM.sys", "");
+}
+
+Element::Element(DEVINST node)
+    : devices(SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(node).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT))
+    , data{sizeof(SP_DEVINFO_DATA), {}, node, 0}
+{
+}
+
+Element::~Element()
+{
+    SetupDiDestroyDeviceInfoList(devices);
+}
+
+int64_t RegistryNumber(std::u16string_view path, const WCHAR* name)
+{
+    HKEY key = platform::OpenRegistryPath(path);
+    DWORD number = 0;
+    DWORD type = 0;
+    DWORD size = sizeof(number);
+    const bool read
+        = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size) == ERROR_SUCCESS && type == REG_DWORD;
+    RegCloseKey(key);
+    return read ? int64_t{number} : -1;
+}
+
+std::u16string ParametersOf(std::u16string_view port)
+{
+    return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\" + std::u16string(port);
+}
+
+TouchDevice::TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds)
+    : server(std::make_shared<platform::DeviceServer>())
+{
+    server->control = [this](DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output) {
+        requests.push_back(code);
+        if (input.size() == sizeof(uint32_t)) {
+            inputs.emplace_back();
+            memcpy(&inputs.back(), input.data(), sizeof(uint32_t));
+        }
+        const auto answer = std::find_if(answers.begin(), answers.end(), [code](const auto& known) { return known.first == code; });
+        if (answer == answers.end() || output->size() < sizeof(uint32_t))
+            return answer != answers.end();
+        memcpy(output->data(), &answer->second, sizeof(uint32_t));
+        return true;
+    };
+    platform::NodeOptions options;
+    options.instanceId = instanceId;
+    options.hardwareIds = hardwareIds;
+    options.interfaces = {{TOUCH_INTERFACE_CLASS, u"\\\\?\\touch#" + std::u16string(instanceId), "", server}};
+    platform::AddNode(options);
+}
+
+} // namespace korvex::testing

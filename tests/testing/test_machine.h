@@ -1,0 +1,55 @@
+// A machine of the test's own: an empty device tree, and a state folder with the enumerator's service in it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/posix/device_tree.h"
+#include "platform/win32.h"
+#include "testing/temporary_folder.h"
+
+namespace korvex::testing {
+
+struct TestMachine {
+    TemporaryFolder folder; // current, with the state folder "state" in it
+
+    TestMachine();
+    ~TestMachine();
+    TestMachine(const TestMachine&) = delete;
+    TestMachine& operator=(const TestMachine&) = delete;
+};
+
+// Registers the enumerator's service; with a binary in its place or without.
+void InstallEnumeratorService(bool withBinary);
+
+// A device's element in a set, as the library's routines take it.
+struct Element {
+    HDEVINFO devices;
+    SP_DEVINFO_DATA data;
+
+    explicit Element(DEVINST node);
+    ~Element();
+    Element(const Element&) = delete;
+    Element& operator=(const Element&) = delete;
+};
+
+// A number in the registry, by the whole path of its key; -1 when there is none.
+int64_t RegistryNumber(std::u16string_view key, const WCHAR* name);
+
+// Where the enumerator's parameters of a port are.
+std::u16string ParametersOf(std::u16string_view port);
+
+// A touch device that the touch driver serves, below the root, with answers to some of its requests; others fail.
+struct TouchDevice {
+    std::shared_ptr<platform::DeviceServer> server;
+    std::vector<std::pair<DWORD, uint32_t>> answers;
+    std::vector<DWORD> requests;  // in the order in which they came
+    std::vector<uint32_t> inputs; // of those that carry one
+
+    TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds);
+    TouchDevice(const TouchDevice&) = delete;
+    TouchDevice& operator=(const TouchDevice&) = delete;
+};
+
+} // namespace korvex::testing
