@@ -1,5 +1,6 @@
 #include "link/touch_controller.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
@@ -39,6 +40,11 @@ void ReleaseController(TouchController* controller)
     DeleteCriticalSection(&controller->lock);
     controller->~TouchController();
     free(controller);
+}
+
+TouchController* ControllerOf(ListLinks* links)
+{
+    return reinterpret_cast<TouchController*>(reinterpret_cast<BYTE*>(links) - offsetof(TouchController, links));
 }
 
 bool IsStopRequested(const TouchController* controller)

@@ -106,6 +106,9 @@ TouchController* CreateController();
 // record whose reader could not be ended (StopSession) is left to the end of the process instead. Null is allowed.
 void ReleaseController(TouchController* controller);
 
+// The record that `links`, its list membership, belongs to.
+TouchController* ControllerOf(ListLinks* links);
+
 // True when the host's stop event is set: whatever is going on with the controller is to end soon. Any thread.
 bool IsStopRequested(const TouchController* controller);
 

@@ -23,4 +23,5 @@
 #include "platform/posix/system.h"
 #include "platform/posix/threads.h"
 #include "platform/posix/types.h"
+#include "platform/posix/windowing.h"
 #endif

@@ -7,7 +7,7 @@
 
 namespace korvex::platform {
 
-enum class HandleKind { EVENT, THREAD, FILE, SERIAL_PORT, DEVICE };
+enum class HandleKind { EVENT, THREAD, FILE, SERIAL_PORT, DEVICE, MUTEX };
 
 // The common start of every object; the record behind it is told by `kind`, and deleted through `close`.
 struct HandleObject {

@@ -10,6 +10,8 @@
 
 namespace korvex::platform {
 
+struct WindowBackend;
+
 struct Machine {
     // Folders, as native paths; empty: there is no such folder. Where the registry and the devices' settings are kept, what CSIDL_SYSTEM
     // gives, and the Windows folder.
@@ -26,6 +28,10 @@ struct Machine {
 
     // Windows has CancelSynchronousIo since Vista; false: GetProcAddress does not find it.
     bool hasCancelSynchronousIo = true;
+
+    // How windows are shown (window_backend.h); null: not at all. And a signalfd whose signals close the windows; -1: none.
+    const WindowBackend* windowBackend = nullptr;
+    int closeSignals = -1;
 
     // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
     std::function<void(std::string_view text)> traceOutput;

@@ -9,15 +9,17 @@
 
 namespace {
 
-// Stands for the system library; only its address matters.
+// Stand for the modules; only their addresses matter.
+char programModule = 0;
 char kernelModule = 0;
 
 } // namespace
 
 HMODULE GetModuleHandleW(LPCWSTR name)
 {
-    return name != nullptr && korvex::platform::EqualNoCase(name, TEXT("kernel32.dll")) ? reinterpret_cast<HMODULE>(&kernelModule)
-                                                                                        : nullptr;
+    if (name == nullptr)
+        return reinterpret_cast<HMODULE>(&programModule);
+    return korvex::platform::EqualNoCase(name, TEXT("kernel32.dll")) ? reinterpret_cast<HMODULE>(&kernelModule) : nullptr;
 }
 
 FARPROC GetProcAddress(HMODULE module, const char* name)

@@ -8,7 +8,7 @@
 using HMODULE = struct HINSTANCE__*;
 using FARPROC = intptr_t(WINAPI*)();
 
-// Knows "kernel32.dll".
+// Knows "kernel32.dll", and the program itself by a null name.
 HMODULE GetModuleHandleW(LPCWSTR name);
 
 // Null for every name but "CancelSynchronousIo" (threads.h), and for that one on a machine without it (machine.h).

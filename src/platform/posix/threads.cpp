@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -18,6 +19,7 @@
 
 #include "platform/posix/blocking_io.h"
 #include "platform/posix/handles.h"
+#include "platform/posix/running_threads.h"
 
 namespace korvex::platform {
 
@@ -60,6 +62,8 @@ struct ThreadObject : HandleObject {
     std::shared_ptr<ThreadRecord> record;
 };
 
+std::atomic<int> runningThreads{0};
+
 thread_local ThreadRecord* currentThread = nullptr; // null in threads that _beginthreadex did not start
 
 void CloseEvent(HandleObject* object)
@@ -86,6 +90,7 @@ void* RunThread(void* argument)
     const unsigned exitCode = record->routine(record->argument);
     currentThread = nullptr;
     const std::lock_guard guard(record->mutex);
+    --runningThreads;
     record->exitCode = exitCode;
     record->ended = true;
     record->changed.notify_all();
@@ -157,6 +162,11 @@ struct IoMark {
 };
 
 } // namespace
+
+int RunningThreads()
+{
+    return runningThreads;
+}
 
 IoWait WaitForIo(int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline)
 {
@@ -266,8 +276,10 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
         return 0;
     auto forThread = std::make_unique<std::shared_ptr<ThreadRecord>>(record);
     const std::lock_guard guard(record->mutex); // the thread may end before its identifier is stored
+    ++korvex::platform::runningThreads;
     const int refusal = pthread_create(&record->thread, nullptr, korvex::platform::RunThread, forThread.get());
     if (refusal != 0) {
+        --korvex::platform::runningThreads;
         errno = refusal;
         return 0;
     }

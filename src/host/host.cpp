@@ -1,0 +1,251 @@
+#include "host/host.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+#include "discovery/detection_pass.h"
+#include "input/session.h"
+#include "support/lock_guard.h"
+#include "support/millisecond_clock.h"
+
+namespace korvex {
+
+namespace {
+
+constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup");
+constexpr const WCHAR* SETUP_TITLE = TEXT("Korvex Touch Solutions");
+constexpr COLORREF WHITE = 0x00FFFFFF;
+constexpr DWORD PAUSE_BEFORE_DETECTION_MS = 1000;
+constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
+constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
+
+ListLinks hostContexts = {&hostContexts, &hostContexts};
+
+HostContext* ContextOf(ListLinks* links)
+{
+    return reinterpret_cast<HostContext*>(reinterpret_cast<BYTE*>(links) - offsetof(HostContext, links));
+}
+
+HostContext* ProcessContext()
+{
+    return FindHostContext(GetModuleHandleW(nullptr));
+}
+
+void ShowStatus(const HostContext* context, const WCHAR* text)
+{
+    if (context->statusText != nullptr)
+        SetWindowTextW(context->statusText, text);
+}
+
+void CreateStatusWindow(HostContext* context)
+{
+    constexpr int WIDTH = 300;
+    constexpr int HEIGHT = 100;
+    constexpr int TEXT_TOP = 20;
+    constexpr int TEXT_HEIGHT = 36;
+    context->statusWindow = CreateWindowExW(0, SETUP_CLASS, SETUP_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX, 0, 0, WIDTH, HEIGHT,
+        nullptr, nullptr, context->moduleHandle, nullptr);
+    HMENU identifier = std::bit_cast<HMENU>(uintptr_t{1});
+    context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT,
+        context->statusWindow, identifier, context->moduleHandle, nullptr);
+    ShowWindow(context->statusWindow, SW_SHOW);
+}
+
+// Waits for the worker, which may be sending a status text to this thread's window. True when it has ended.
+bool JoinWorker(HostContext* context)
+{
+    if (context->worker == nullptr)
+        return true;
+    const DWORD start = GetTickCount();
+    for (;;) {
+        const DWORD left = WORKER_STOP_LIMIT_MS - std::min<DWORD>(GetTickCount() - start, WORKER_STOP_LIMIT_MS);
+        const DWORD result = MsgWaitForMultipleObjects(1, &context->worker, FALSE, left, QS_SENDMESSAGE);
+        if (result == WAIT_OBJECT_0)
+            return true;
+        if (result != WAIT_OBJECT_0 + 1)
+            return false;
+        MSG message{};
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | QS_SENDMESSAGE << 16);
+    }
+}
+
+// Stops every session of the list under one deadline: all are told first.
+void StopSessions(HostContext* context, DWORD limit)
+{
+    const LockGuard guard(&context->lock);
+    const ListLinks* head = &context->controllers;
+    for (ListLinks* links = head->next; links != head; links = links->next)
+        RequestSessionStop(ControllerOf(links));
+    const DWORD start = GetTickCount();
+    for (ListLinks* links = head->next; links != head; links = links->next)
+        JoinSession(ControllerOf(links), limit - std::min<DWORD>(GetTickCount() - start, limit));
+}
+
+void CloseIfOpen(HANDLE handle)
+{
+    if (handle != nullptr)
+        CloseHandle(handle);
+}
+
+} // namespace
+
+BOOL StartHost(uint32_t flags)
+{
+    HostContext* context = CreateHostContext(GetModuleHandleW(nullptr));
+    if (context == nullptr)
+        return TRUE;
+    context->flags = flags;
+    if ((flags & HOST_DETECT) == 0)
+        return TRUE;
+    if ((flags & HOST_PANEL_TEST) == 0)
+        CreateStatusWindow(context);
+    context->worker = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, DetectionWorker, context, 0, nullptr));
+    return TRUE;
+}
+
+HostContext* FindHostContext(HMODULE moduleHandle)
+{
+    for (ListLinks* links = hostContexts.next; links != &hostContexts; links = links->next) {
+        if (ContextOf(links)->moduleHandle == moduleHandle)
+            return ContextOf(links);
+    }
+    return nullptr;
+}
+
+HostContext* CreateHostContext(HMODULE moduleHandle)
+{
+    void* memory = malloc(sizeof(HostContext));
+    if (memory == nullptr)
+        return nullptr;
+    auto* context = new (memory) HostContext{};
+    context->moduleHandle = moduleHandle;
+    MakeEmptyList(&context->controllers);
+    InitializeCriticalSection(&context->lock);
+    context->stopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    context->notifyEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    context->icon = LoadIconW(moduleHandle, nullptr);
+    context->backgroundBrush = CreateSolidBrush(WHITE);
+    RegisterSetupClass(context);
+    AppendToList(&hostContexts, &context->links);
+    return context;
+}
+
+BOOL RegisterSetupClass(HostContext* context)
+{
+    WNDCLASSW setupClass{};
+    setupClass.style = CS_DBLCLKS;
+    setupClass.lpfnWndProc = SetupWindowProc;
+    setupClass.hInstance = context->moduleHandle;
+    setupClass.hIcon = context->icon;
+    setupClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    setupClass.hbrBackground = context->backgroundBrush;
+    setupClass.lpszClassName = SETUP_CLASS;
+    RegisterClassW(&setupClass);
+    return TRUE;
+}
+
+unsigned __stdcall DetectionWorker(void* argument)
+{
+    auto* context = static_cast<HostContext*>(argument);
+    if ((context->flags & HOST_PANEL_TEST) == 0) {
+        ShowStatus(context, TEXT("Refreshing Device Nodes"));
+        DetectControllers(context, PASS_REFRESH);
+        WaitForSingleObject(context->stopEvent, PAUSE_BEFORE_DETECTION_MS);
+    } else {
+        WaitForSingleObject(context->notifyEvent, INFINITE); // a stop sets it too
+    }
+    const auto stopped = [context] { return WaitForSingleObject(context->stopEvent, 0) == WAIT_OBJECT_0; };
+    if (stopped())
+        return 0;
+    ShowStatus(context, TEXT("Detecting Korvex Devices"));
+    DetectControllers(context, PASS_DETECT);
+    if (!stopped())
+        ShowStatus(context, TEXT("Enable Touch Tests"));
+    return 0;
+}
+
+LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_CLOSE) {
+        DestroyHostContext();
+        ExitProcess(0);
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+BOOL SetNotifyTarget(HWND window, UINT message)
+{
+    HostContext* context = ProcessContext();
+    if (context == nullptr)
+        return TRUE;
+    context->notifyMessage = message;
+    context->notifyWindow = window;
+    SetEvent(context->notifyEvent);
+    return TRUE;
+}
+
+TouchController* MostRecentController()
+{
+    HostContext* context = ProcessContext();
+    if (context == nullptr)
+        return nullptr;
+    const LockGuard guard(&context->lock);
+    const uint32_t now = NowMs();
+    TouchController* candidate = nullptr;
+    uint32_t candidateAge = 0;
+    for (ListLinks* links = context->controllers.next; links != &context->controllers; links = links->next) {
+        ReportSnapshot last{};
+        TakeSnapshot(ControllerOf(links), &last);
+        const uint32_t age = now - last.lastReportMs; // right across the wrap of the clock
+        if (candidate == nullptr || age < candidateAge) {
+            candidate = ControllerOf(links);
+            candidateAge = age;
+        }
+    }
+    return candidate;
+}
+
+BOOL DestroyHostContext()
+{
+    HostContext* context = ProcessContext();
+    if (context == nullptr)
+        return TRUE;
+    const DWORD start = GetTickCount();
+    RemoveFromList(&context->links);
+    SetEvent(context->stopEvent);
+    SetEvent(context->notifyEvent);
+    const bool workerEnded = JoinWorker(context);
+    StopSessions(context, STOP_LIMIT_MS - std::min<DWORD>(GetTickCount() - start, STOP_LIMIT_MS));
+    if (!workerEnded)
+        return TRUE; // it may still use anything
+
+    if (context->statusWindow != nullptr)
+        DestroyWindow(context->statusWindow);
+    FreeControllerList(context);
+    if (context->icon != nullptr)
+        DestroyIcon(context->icon);
+    DeleteObject(context->backgroundBrush);
+    for (HANDLE handle : {context->worker, context->stopEvent, context->notifyEvent})
+        CloseIfOpen(handle);
+    DeleteCriticalSection(&context->lock);
+    context->~HostContext();
+    free(context);
+    return TRUE;
+}
+
+BOOL FreeControllerList(HostContext* context)
+{
+    StopSessions(context, SESSION_STOP_LIMIT_MS);
+    while (!IsListEmpty(&context->controllers)) {
+        TouchController* controller = ControllerOf(context->controllers.next);
+        RemoveFromList(&controller->links);
+        if (HasReaderEnded(controller))
+            ReleaseController(controller);
+    }
+    return TRUE;
+}
+
+} // namespace korvex

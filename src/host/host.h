@@ -1,0 +1,45 @@
+// The host of a detection or panel test entry: the context with everything that detection finds, the status window, the detection worker,
+// and the end of it all. On the entry's thread, which owns the window and runs the message loop, unless a routine says otherwise.
+#pragma once
+
+#include <cstdint>
+
+#include "host/host_context.h"
+#include "platform/win32.h"
+
+namespace korvex {
+
+// Start flags.
+inline constexpr uint32_t HOST_DETECT = 0x2;     // starts the detection worker, behind a status window
+inline constexpr uint32_t HOST_PANEL_TEST = 0x4; // no status window and no refresh pass; detection waits for the notify target
+
+// Creates the process's context and, as the flags say, status window and worker. TRUE always; without memory for the context nothing is
+// started, and FindHostContext finds none.
+BOOL StartHost(uint32_t flags);
+
+// The first context with this key; null when there is none.
+HostContext* FindHostContext(HMODULE moduleHandle);
+
+// A new context in the process's list, its window class registered; null when memory is short.
+HostContext* CreateHostContext(HMODULE moduleHandle);
+BOOL RegisterSetupClass(HostContext* context);
+
+// The worker's thread: the refresh pass, a second's wait and the detecting pass, each announced in the status text.
+unsigned __stdcall DetectionWorker(void* context);
+
+LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+// Who gets the result of the detection: posted `message` with wParam 1 when a session was started, else 0.
+BOOL SetNotifyTarget(HWND window, UINT message);
+
+// The controller that has reported last, the first found among equals; null when there is none.
+TouchController* MostRecentController();
+
+// Stops the worker and every session and frees the context, in at most 3 s; what a thread that could not be ended may still use is left to
+// the end of the process, which is to follow at once. Messages that other threads send are served meanwhile, posted ones are not.
+BOOL DestroyHostContext();
+
+// Stops every session of the context's list, all at once, and releases the records.
+BOOL FreeControllerList(HostContext* context);
+
+} // namespace korvex
