@@ -58,9 +58,8 @@ bool LoadSettings(TouchController* controller)
 
 bool ImportCalibration(TouchController* controller, const CalibrationData* source)
 {
-    // Only this thread changes the calibration while the session runs, so it may read it without the lock; the reader sees the whole
-    // new block at once.
-    CalibrationData imported = controller->calib;
+    // The points that are not imported stay, so the new block is built on a copy of the old one; the reader sees it whole or not at all.
+    CalibrationData imported = CopyCalibration(controller);
     imported.orientation = source->orientation;
     imported.pointCount = source->pointCount;
     imported.stdMinX = source->stdMinX;

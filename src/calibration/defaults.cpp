@@ -1,6 +1,7 @@
 #include "calibration/defaults.h"
 
 #include "link/command_protocol.h"
+#include "support/lock_guard.h"
 
 namespace korvex {
 
@@ -21,6 +22,12 @@ bool QueryRawRange(TouchController* controller, Point* rawRange)
 }
 
 } // namespace
+
+CalibrationData CopyCalibration(TouchController* controller)
+{
+    const LockGuard guard(&controller->lock);
+    return controller->calib;
+}
 
 bool SetCalibrationRanges(CalibrationData* calib, const Point* rawRange, const Point* outRange)
 {

@@ -8,6 +8,9 @@ namespace korvex {
 inline constexpr int32_t WORK_RANGE = 4096;
 inline constexpr int32_t OUTPUT_RANGE = 65535;
 
+// The controller's calibration as it is at one moment. Any thread.
+CalibrationData CopyCalibration(TouchController* controller);
+
 // Sets the raw and the output span where they are given (null: left alone), and the work span to 4096 x 4096 always.
 bool SetCalibrationRanges(CalibrationData* calib, const Point* rawRange, const Point* outRange);
 

@@ -23,7 +23,7 @@ int32_t ClampToRange(int32_t value, int32_t range)
 
 } // namespace
 
-// Flattened, so that the point stays in registers from stage to stage.
+// Flattened, so that plain scaling and the standard box keep the point in registers from stage to stage.
 [[gnu::flatten]] bool MapPoint(const CalibrationData* calib, Point* point)
 {
     MapToWork(calib, point);

@@ -3,8 +3,9 @@
 #include <array>
 #include <cstddef>
 
+#include "calibration/defaults.h"
+
 #include "platform/win32.h"
-#include "support/lock_guard.h"
 
 namespace korvex {
 
@@ -46,12 +47,6 @@ void WriteInteger(const Path* path, const WCHAR* key, int32_t number)
     std::array<WCHAR, VALUE_CAPACITY> value{};
     FormatBounded(value.data(), value.size(), TEXT("%d"), number);
     WritePrivateProfileStringW(SECTION, key, value.data(), path->data());
-}
-
-CalibrationData CopyCalibration(TouchController* controller)
-{
-    const LockGuard guard(&controller->lock);
-    return controller->calib;
 }
 
 bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)

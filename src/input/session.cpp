@@ -85,7 +85,8 @@ bool StartSession(TouchController* controller)
     LoadSettings(controller);
     controller->stoppedEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     controller->wakeEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    controller->readerThread = StartThread(ReaderLoop, controller);
+    if (controller->stoppedEvent != nullptr && controller->wakeEvent != nullptr)
+        controller->readerThread = StartThread(ReaderLoop, controller);
     return controller->readerThread != nullptr;
 }
 
@@ -106,13 +107,16 @@ void RequestSessionStop(TouchController* controller)
 
 void JoinSession(TouchController* controller, uint32_t limitMs)
 {
-    if (controller->stoppedEvent == nullptr || (controller->readerThread != nullptr && HasReaderEnded(controller)))
+    if (controller->stoppedEvent == nullptr)
         return;
     const DWORD start = GetTickCount();
-    for (;;) {
+    // The event tells of the end of the loop, once; the thread ends right after.
+    while (controller->readerThread == nullptr || !HasThreadEnded(controller->readerThread)) {
         const DWORD left = TimeLeft(start, limitMs);
-        if (WaitForSingleObject(controller->stoppedEvent, std::min<DWORD>(left, WAKE_INTERVAL_MS)) == WAIT_OBJECT_0)
+        if (WaitForSingleObject(controller->stoppedEvent, std::min<DWORD>(left, WAKE_INTERVAL_MS)) == WAIT_OBJECT_0) {
+            WaitForSingleObject(controller->readerThread, TimeLeft(start, limitMs));
             break;
+        }
         if (left == 0)
             return;
         CancelReaderWait(controller);
@@ -121,7 +125,6 @@ void JoinSession(TouchController* controller, uint32_t limitMs)
         if (needsHelp)
             controller->wakerThread = StartThread(WakerLoop, controller);
     }
-    WaitForSingleObject(controller->readerThread, TimeLeft(start, limitMs));
     if (controller->wakerThread != nullptr)
         WaitForSingleObject(controller->wakerThread, TimeLeft(start, limitMs));
 }

@@ -10,8 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
-#include <string_view>
+#include <system_error>
 
 #include "input/session.h"
 #include "link/command_protocol.h"
@@ -38,7 +39,8 @@ bool ParseOptions(int argc, char** argv, DriveOptions* options)
         option{"trace", required_argument, nullptr, 't'}, option{nullptr, 0, nullptr, 0}};
     std::string name = "korvex drive"; // how getopt introduces its messages
     argv[0] = name.data();
-    options->pointer = getenv("DISPLAY") != nullptr ? "x11" : "log";
+    const char* display = getenv("DISPLAY");
+    options->pointer = display != nullptr && *display != 0 ? "x11" : "log";
     for (int found = 0; (found = getopt_long(argc, argv, "", KNOWN.data(), nullptr)) != -1;) {
         if (found == 't')
             options->traceFile = optarg;
@@ -103,17 +105,15 @@ const char* OpenFailure(DWORD error)
 
 HANDLE OpenPort(const std::string& port)
 {
-    const std::u16string path = platform::FromNativePath(port);
-    HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    DCB dcb{};
-    DWORD error = GetLastError();
-    if (handle != INVALID_HANDLE_VALUE && GetCommState(handle, &dcb) == FALSE) { // some other kind of file
-        CloseHandle(handle);
-        handle = INVALID_HANDLE_VALUE;
-        error = ERROR_INVALID_FUNCTION;
-    }
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(port, error);
+    HANDLE handle = INVALID_HANDLE_VALUE;
+    if (std::filesystem::exists(status) && !std::filesystem::is_character_file(status))
+        SetLastError(ERROR_INVALID_FUNCTION);
+    else
+        handle = CreateFileW(platform::FromNativePath(port).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
-        fprintf(stderr, "korvex drive: cannot open '%s': %s\n", port.c_str(), OpenFailure(error));
+        fprintf(stderr, "korvex drive: cannot open '%s': %s\n", port.c_str(), OpenFailure(GetLastError()));
     return handle;
 }
 

@@ -1,5 +1,6 @@
 #include "runner/runner.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <string_view>
@@ -49,9 +50,11 @@ int RunCommand(int argc, char** argv)
 {
     BlockEndSignals();
     const std::string_view command = argc > 1 ? argv[1] : "";
-    if (command == "drive")
+    const bool asksForHelp
+        = std::any_of(argv + std::min(argc, 1), argv + argc, [](const char* word) { return std::string_view(word) == "--help"; });
+    if (command == "drive" && !asksForHelp)
         return RunDrive(argc - 1, argv + 1);
-    if (command == "--help") {
+    if (asksForHelp) {
         fputs(HELP, stdout);
         return EXIT_DONE;
     }

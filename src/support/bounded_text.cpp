@@ -115,7 +115,7 @@ void AppendText(Output* output, const Conversion* conversion, const WCHAR* text,
         AppendRepeated(output, ' ', padding);
 }
 
-// Reads a number of a format, saturating far above every capacity.
+// Reads a number of a format, at most MAX_CAPACITY.
 int64_t ReadNumber(const WCHAR** format)
 {
     constexpr int64_t LIMIT = MAX_CAPACITY;
@@ -124,7 +124,7 @@ int64_t ReadNumber(const WCHAR** format)
         if (number <= LIMIT)
             number = number * 10 + (**format - '0');
     }
-    return number;
+    return number <= LIMIT ? number : LIMIT;
 }
 
 bool ReadFlag(Conversion* conversion, WCHAR unit)

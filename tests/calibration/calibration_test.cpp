@@ -112,6 +112,22 @@ TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
     }
 }
 
+TEST(LoadSettings, TakesAFileCutAtAnyLength)
+{
+    const std::string whole = "[Calibration]\nPanelOrient=2\nMode=4\nSTD_MAX_X=938\n" + PointLines(4, ColumnX, RowY);
+    for (size_t length = 0; length <= whole.size(); ++length) {
+        const TemporaryFolder folder;
+        WriteTextFile("Korvex.ini", whole.substr(0, length));
+        const TraceRecorder trace;
+        const auto controller = Unconnected();
+        EXPECT_TRUE(LoadSettings(controller.get()));
+        EXPECT_EQ(controller->calib.pointCount, length < whole.find("4\nSTD") + 1 ? 0U : 4U) << length;
+        EXPECT_NE(controller->calib.stdMinX, controller->calib.stdMaxX) << length;
+        Point point{500, 500};
+        EXPECT_TRUE(MapPoint(&controller->calib, &point));
+    }
+}
+
 TEST(LoadSettings, MapsEverythingToZeroByCoincidentPoints)
 {
     const TemporaryFolder folder;

@@ -48,7 +48,7 @@ size_t CountEntries(const char* folder)
     return static_cast<size_t>(std::distance(begin(entries), end(entries)));
 }
 
-// The reader sleeps in the input wait once it has found the line silent; the CPU time it uses tells.
+// The reader sleeps in the input wait once it has found the line silent for 60 ms.
 void LetReaderReachItsWait()
 {
     std::this_thread::sleep_for(milliseconds(120));
@@ -162,7 +162,7 @@ TEST(StopSession, EndsASilentReaderWithinItsLimitWhereNoWaitCanBeCancelled)
     platform::ThisMachine()->hasCancelSynchronousIo = true;
 }
 
-// The report in flight at the stop is dropped: its bytes are complete only after `running` has been cleared.
+// The reader is inside the report when `running` is cleared, and no cancellation takes the report from it.
 TEST(StopSession, DropsTheReportThatIsBeingRead)
 {
     const PlainFolder folder;
@@ -171,13 +171,35 @@ TEST(StopSession, DropsTheReportThatIsBeingRead)
     const TestLine line;
     line.Know(MODEL_5200);
     ASSERT_TRUE(StartSession(line.controller.get()));
+    TouchAt(line.emulator.get(), 50, 50);
+    recorder.WaitFor(1);
     const emulator::Bytes report = ReportOf(line.emulator.get(), true, 512, 512);
     SendBytes(line.emulator.get(), {report.begin(), report.begin() + 3});
     line.controller->running = 0;
     SendBytes(line.emulator.get(), {report.begin() + 3, report.end()});
+    EXPECT_EQ(WaitForSingleObject(line.controller->readerThread, 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(recorder.inputs.size(), 1U);
+}
+
+TEST(Session, InjectsOnlyWhileThatIsEnabled)
+{
+    const PlainFolder folder;
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    const TestLine line;
+    line.Know(MODEL_5200);
+    ASSERT_TRUE(StartSession(line.controller.get()));
+    EXPECT_EQ(line.controller->injectEnabled, 1);
+    TouchAt(line.emulator.get(), 25, 25);
+    recorder.WaitFor(1);
+    line.controller->injectEnabled = 0;
+    TouchAt(line.emulator.get(), 50, 50);
+    LetReaderReachItsWait();
+    line.controller->injectEnabled = 1;
+    SetReportFault(line.emulator.get(), {{1, 2, 3, 4, 5, 6}, 0, milliseconds(0)}); // noise as long as a packet costs no report
+    TouchAt(line.emulator.get(), 75, 75);
+    EXPECT_EQ(recorder.WaitFor(2), (std::vector<SentInput>{{16383, 16383, PRESS}, {49151, 49151, MOVE}}));
     StopSession(line.controller.get());
-    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
-    EXPECT_TRUE(recorder.inputs.empty());
 }
 
 TEST(StopSession, EndsAChatteringReaderWithinOneReport)
@@ -283,7 +305,10 @@ TEST(Session, LeaksNothingOverAThousandStartsAndStops)
     for (int round = 0; round < 1000; ++round)
         runOnce(round);
     EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
-    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
+    // A thread that was joined can still be listed for a moment.
+    for (int i = 0; i < 1000 && CountEntries("/proc/self/task") > threads; ++i)
+        std::this_thread::sleep_for(milliseconds(2));
+    EXPECT_LE(CountEntries("/proc/self/task"), threads);
 }
 
 // Many at once: all are told first, and the last one's wait ends as soon as the first one's.
@@ -302,9 +327,9 @@ TEST(StopSession, EndsManySessionsWithinOneDeadline)
         for (const auto& line : lines)
             RequestSessionStop(line->controller.get());
         for (const auto& line : lines)
-            JoinSession(line->controller.get(), SESSION_STOP_LIMIT_MS);
+            JoinSession(line->controller.get(), 100);
     });
-    EXPECT_LT(taken.count(), 200);
+    EXPECT_LT(taken.count(), 100);
     for (const auto& line : lines)
         EXPECT_TRUE(HasReaderEnded(line->controller.get()));
 }

@@ -67,7 +67,7 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
     const Bytes outside{0x70, 0x00, 0x04, 0x00, 0x00, 0x8B}; // X = 1024
     const Bytes beyond{0x70, 0x00, 0x10, 0x00, 0x00, 0x7F};  // X = 4096
     const Bytes seven{0xFF, 1, 2, 3, 4};                     // 130, 388
-    const Bytes rejected{0xFF, 0x80, 0, 0, 0};
+    const Bytes rejected{0xFF, 0x80, 5, 6, 7};               // what is left of it must not show in a report that is cut off
     for (const Stream& stream : {
              Stream{"two in a row", MODEL_5200, 10, good + good, {{512, 256}, {512, 256}}},
              Stream{"as of model 5460", MODEL_5460, 10, good, {{512, 256}}},
@@ -119,6 +119,20 @@ TEST(ReadReport, ResynchronisesOnlyAfterAWholePacketAndWhileRunning)
         SetCommTimeouts(line.controller->link.handle, &immediate);
         EXPECT_TRUE(ReadFile(line.controller->link.handle, &byte, 1, &count, nullptr));
         EXPECT_EQ(count == 1 ? std::optional(byte) : std::nullopt, row.nextByte);
+    }
+}
+
+TEST(ReadReport, DropsThreeTimesThreeHundredBytesAndNoMoreInOneCall)
+{
+    const Bytes report{0xFF, 1, 2, 3, 4};
+    for (const size_t strays : {899U, 900U}) {
+        const TestLine line;
+        line.Know(MODEL_7700);
+        line.controller->running = 1;
+        SendBytes(line.emulator.get(), Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(strays, 0x11) + report);
+        Packet read{};
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), strays == 899U);
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), strays == 900U) << "the next call finds it at the start";
     }
 }
 

@@ -93,6 +93,8 @@ TEST(IdentifyController, FailsWhenAQueryGoesUnanswered)
         AddAnswerFault(line.emulator.get(), AnswerFault{AnswerFaultKind::SILENCE, -1, code, -1});
         EXPECT_FALSE(IdentifyController(line.controller.get()));
         EXPECT_EQ(line.controller->model, MODEL_5200) << "the last candidate's values stay";
+        const Texts packets = PacketTexts(line.emulator.get(), 9);
+        EXPECT_EQ(packets.back(), "19200:ED 00 00 00 00 12") << "both queries are always asked";
     }
     const TestLine line; // the first part of the version alone may be missing
     AddAnswerFault(line.emulator.get(), AnswerFault{AnswerFaultKind::SILENCE, -1, COMMAND_FIRMWARE_IDENTITY, -1});
@@ -125,6 +127,32 @@ TEST(Transact, SendsAgainAfterARejectedAnswerButNotAfterSilence)
         EXPECT_EQ(Transact(line.controller.get(), &command, &answer), row.succeeds);
         EXPECT_EQ(PacketTexts(line.emulator.get(), row.sends).size(), row.sends);
         EXPECT_EQ(answer[0] == COMMAND_PRESENCE, row.succeeds || row.fault.kind == AnswerFaultKind::CORRUPTION);
+    }
+}
+
+TEST(Transact, ReadsNothingAfterAFailedWrite)
+{
+    const TestLine line;
+    line.Know(MODEL_5200);
+    HangUp(line.emulator.get());
+    const Packet command{COMMAND_PRESENCE};
+    Packet answer{};
+    answer.fill(0xAA);
+    EXPECT_FALSE(Transact(line.controller.get(), &command, &answer));
+    EXPECT_EQ(answer[0], 0xAA) << "the buffer is cleared only for an answer that is read";
+}
+
+TEST(Transact, TakesNoAnswerThatIsCutShort)
+{
+    const emulator::Bytes whole{COMMAND_PRESENCE, 0, 0, 0, 0, 0x0E};
+    for (size_t length = 0; length <= whole.size(); ++length) {
+        const TestLine line;
+        line.Know(MODEL_5200);
+        AddAnswerFault(line.emulator.get(), AnswerFault{AnswerFaultKind::SILENCE});
+        SendBytes(line.emulator.get(), {whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)});
+        const Packet command{COMMAND_PRESENCE, 0, 0, 0, 0, 0x0E};
+        Packet answer{};
+        EXPECT_EQ(Transact(line.controller.get(), &command, &answer), length == whole.size()) << length;
     }
 }
 
@@ -190,9 +218,12 @@ TEST(ProbeBaud, SendsAKnownModelsOwnProbes)
     EXPECT_EQ(PacketTexts(line.emulator.get(), 4),
         (Texts{"19200:F0 00 00 00 00 00", "19200:F1 00 00 00 00 00", "19200:EE 00 00 00 00 11", "19200:ED 00 00 00 00 12"}));
     line.controller->model = MODEL_4400;
-    line.controller->fwMajor = 9;
+    line.controller->fwMajor = line.controller->fwMinor = 9;
+    line.controller->fwBuild = 9;
     EXPECT_FALSE(QueryFirmwareVersion(line.controller.get()));
     EXPECT_EQ(line.controller->fwMajor, 0);
+    EXPECT_EQ(line.controller->fwMinor, 0);
+    EXPECT_EQ(line.controller->fwBuild, 0);
 }
 
 TEST(QueryResolution, RefusesAnswersOtherThanTenAndTwelve)

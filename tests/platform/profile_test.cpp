@@ -116,6 +116,13 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("real"), {}), 1);
     EXPECT_FALSE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("1"), TEXT("missing/a.ini")));
+    std::filesystem::create_symlink("real/new.ini", "dangling.ini");
+    EXPECT_TRUE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("1"), TEXT("dangling.ini")));
+    EXPECT_TRUE(std::filesystem::is_symlink("dangling.ini"));
+    EXPECT_EQ(ReadTextFile("real/new.ini"), "[S]\na=1\n");
+    chmod("real/b.ini", 0444);
+    EXPECT_FALSE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("2"), TEXT("a.ini"))) << "a read-only file is not replaced";
+    EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
 }
 
 // A full disk: the file system holds the old file and not a byte more.

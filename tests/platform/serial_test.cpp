@@ -2,7 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -50,9 +50,40 @@ TEST(SerialPort, SaysWhyItCannotBeOpened)
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(OpenPort("/dev/null"), INVALID_HANDLE_VALUE) << "no terminal";
     EXPECT_EQ(GetLastError(), ERROR_INVALID_FUNCTION);
+    const auto openAsNobody = [] {
+        const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+        chmod(TerminalPath(emulator.get()).c_str(), 0);
+        if (geteuid() == 0 && (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
+            _exit(10);
+        const bool denied = OpenPort(TerminalPath(emulator.get())) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_ACCESS_DENIED;
+        _exit(denied ? 0 : 1);
+    };
+    EXPECT_EXIT(openAsNobody(), ::testing::ExitedWithCode(0), "");
     DCB dcb{};
     EXPECT_FALSE(GetCommState(nullptr, &dcb));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+// A terminal that was in use otherwise, a shell's say, is as it was when the port is closed.
+TEST(SerialPort, PutsTheTerminalsSettingsBack)
+{
+    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    const int terminal = open(TerminalPath(emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios before{};
+    ASSERT_EQ(tcgetattr(terminal, &before), 0);
+    before.c_lflag |= ICANON | ECHO;
+    cfsetspeed(&before, B38400);
+    ASSERT_EQ(tcsetattr(terminal, TCSANOW, &before), 0);
+    HANDLE port = OpenPort(TerminalPath(emulator.get()));
+    termios during{};
+    tcgetattr(terminal, &during);
+    EXPECT_EQ(during.c_lflag & (ICANON | ECHO), 0U);
+    CloseHandle(port);
+    termios after{};
+    tcgetattr(terminal, &after);
+    EXPECT_EQ(after.c_lflag, before.c_lflag);
+    EXPECT_EQ(cfgetospeed(&after), static_cast<speed_t>(B38400));
+    close(terminal);
 }
 
 TEST(SetCommState, ReachesTheTerminal)
@@ -109,7 +140,7 @@ TEST(ReadFile, EndsByItsTimeoutsWithinTheirTime)
         const auto taken = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start).count();
         EXPECT_EQ(received, row.got);
         EXPECT_GE(taken, row.least);
-        EXPECT_LE(taken, row.most);
+        EXPECT_LE(taken, row.most + 100) << "a loaded machine may be late, but not by more";
     }
 }
 
@@ -168,21 +199,20 @@ TEST(WaitCommEvent, EndsByInputByMaskByCancellationAndByHangUp)
         Waiter waiter{line.port, FALSE, 99, 0};
         HANDLE thread = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, wait, &waiter, 0, nullptr));
         EXPECT_EQ(WaitForSingleObject(thread, 20), WAIT_TIMEOUT) << "the line is silent";
-        switch (end) {
-        case End::INPUT_CAME:
+        if (end == End::INPUT_CAME)
             SendBytes(line.emulator.get(), {1});
-            break;
-        case End::MASK_SET:
-            EXPECT_TRUE(SetCommMask(line.port, EV_RXCHAR));
-            break;
-        case End::CANCELLED:
-            EXPECT_TRUE(CancelSynchronousIo(thread));
-            break;
-        case End::HUNG_UP:
+        if (end == End::HUNG_UP)
             HangUp(line.emulator.get());
-            break;
+        // The other two miss a thread that has not entered its wait yet.
+        DWORD ended = WAIT_TIMEOUT;
+        for (int i = 0; i < 1000 && ended == WAIT_TIMEOUT; ++i) {
+            if (end == End::MASK_SET)
+                SetCommMask(line.port, EV_RXCHAR);
+            if (end == End::CANCELLED)
+                CancelSynchronousIo(thread);
+            ended = WaitForSingleObject(thread, 10);
         }
-        EXPECT_EQ(WaitForSingleObject(thread, 2000), WAIT_OBJECT_0);
+        ASSERT_EQ(ended, WAIT_OBJECT_0);
         EXPECT_EQ(waiter.result, end == End::INPUT_CAME || end == End::MASK_SET);
         EXPECT_EQ(waiter.event, end == End::INPUT_CAME ? EV_RXCHAR : 0);
         EXPECT_EQ(waiter.error,

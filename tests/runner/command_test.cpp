@@ -1,10 +1,12 @@
 // The real commands, as a person starts them.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
+// Behind GoogleTest, whose names its macros would change.
+#include <X11/Xlib.h>
+
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -47,7 +49,7 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
             Row{{"drive"}, 2, "a port is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
             Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
             Row{{"drive", "a", "--trace"}, 2, "'--trace'"}, Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
-            Row{{"drive", "plain"}, 3, "it is not a serial port"},
+            Row{{"drive", "plain"}, 3, "it is not a serial port"}, Row{{"drive", "."}, 3, "it is not a serial port"},
             Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
             Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
         std::vector<std::string> command{KORVEX};
@@ -59,7 +61,11 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
         EXPECT_EQ(result.output, "");
     }
     EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
-    EXPECT_NE(RunProgram({KORVEX, "--help"}).output.find("drive PORT"), std::string::npos);
+    for (const std::vector<std::string>& command : {std::vector<std::string>{KORVEX, "--help"}, {KORVEX, "drive", "--help"}}) {
+        const RunResult help = RunProgram(command);
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_NE(help.output.find("drive PORT"), std::string::npos);
+    }
 }
 
 TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)
@@ -101,6 +107,48 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
         EXPECT_EQ(testing::WaitForExit(&emulator), 0);
         EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("port"))) << "the link goes with the emulator";
     }
+}
+
+// As a person runs it: the pointer of a display follows the finger, and a stop leaves no button pressed.
+TEST(KorvexDrive, MovesADisplaysPointerAndReleasesItsButtonAtTheEnd)
+{
+    const TemporaryFolder folder;
+    testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
+    const testing::DisplayServer server;
+    setenv("DISPLAY", server.name.c_str(), 1);
+    Display* display = XOpenDisplay(server.name.c_str()); // also keeps the server from starting anew when the command leaves
+    ASSERT_NE(display, nullptr);
+    const auto waitForPointer = [display](int x, int y, unsigned buttons) {
+        for (int i = 0; i < 5000; ++i) {
+            Window root = 0;
+            Window child = 0;
+            int pointerX = 0;
+            int pointerY = 0;
+            int windowX = 0;
+            int windowY = 0;
+            unsigned mask = 0;
+            XQueryPointer(display, DefaultRootWindow(display), &root, &child, &pointerX, &pointerY, &windowX, &windowY, &mask);
+            if (pointerX == x && pointerY == y && (mask & Button1Mask) == buttons)
+                return true;
+            usleep(2000);
+        }
+        return false;
+    };
+    Process emulator({EMULATOR, "--link", "port", "--script", "-"});
+    ReadLine(emulator.output);
+    Process drive({KORVEX, "drive", "port"});
+    ReadLine(drive.error);
+    WriteLine(&emulator, "ready");
+    WriteLine(&emulator, "touch 25 50");
+    EXPECT_TRUE(waitForPointer(255, 383, Button1Mask));
+    WriteLine(&emulator, "lift");
+    EXPECT_TRUE(waitForPointer(255, 383, 0));
+    WriteLine(&emulator, "touch 75 75");
+    EXPECT_TRUE(waitForPointer(767, 575, Button1Mask));
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+    EXPECT_TRUE(waitForPointer(767, 575, 0));
+    XCloseDisplay(display);
+    unsetenv("DISPLAY");
 }
 
 TEST(KorvexEmulator, NamesWhatIsWrong)

@@ -15,14 +15,41 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
+constexpr std::chrono::seconds MEASURE_INTERVAL{1};
 
 // A connection of its own, used only under the pointer's lock (pointer.cpp).
 struct PointerDisplay {
     std::string name; // empty: the one in DISPLAY
     Display* display = nullptr;
-    bool broken = false; // the server went away
+    bool broken = false;  // the server went away
+    bool pressed = false; // the button is held down by this connection
+    int width = 0;        // of the screen, in pixels
+    int height = 0;
+    Clock::time_point lastMeasured;
     Clock::time_point lastAttempt;
 };
+
+// Takes the screen's size, at most once a second: it changes when the screen is turned or set to another mode.
+void Measure(PointerDisplay* pointer)
+{
+    if (Clock::now() - pointer->lastMeasured < MEASURE_INTERVAL)
+        return;
+    pointer->lastMeasured = Clock::now();
+    Window root = 0;
+    int x = 0;
+    int y = 0;
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned border = 0;
+    unsigned depth = 0;
+    if (XGetGeometry(pointer->display, DefaultRootWindow(pointer->display), &root, &x, &y, &width, &height, &border, &depth) == 0
+        || pointer->broken)
+        return;
+    pointer->width = static_cast<int>(width);
+    pointer->height = static_cast<int>(height);
+    ThisMachine()->screenWidth = pointer->width;
+    ThisMachine()->screenHeight = pointer->height;
+}
 
 bool Connect(PointerDisplay* pointer, std::string* reason)
 {
@@ -48,6 +75,9 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
         display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
     pointer->display = display;
     pointer->broken = false;
+    pointer->pressed = false;
+    pointer->lastMeasured = {};
+    Measure(pointer);
     return true;
 }
 
@@ -66,16 +96,18 @@ bool SendToServer(PointerDisplay* pointer, const INPUT& input)
 {
     if (!IsConnected(pointer))
         return false;
+    Measure(pointer);
     Display* display = pointer->display;
-    const int screen = DefaultScreen(display);
     const DWORD flags = input.mi.dwFlags;
     if ((flags & MOUSEEVENTF_MOVE) != 0)
-        XTestFakeMotionEvent(display, screen, PixelOf(input.mi.dx, DisplayWidth(display, screen)),
-            PixelOf(input.mi.dy, DisplayHeight(display, screen)), CurrentTime);
+        XTestFakeMotionEvent(
+            display, DefaultScreen(display), PixelOf(input.mi.dx, pointer->width), PixelOf(input.mi.dy, pointer->height), CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTDOWN) != 0)
         XTestFakeButtonEvent(display, Button1, True, CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTUP) != 0)
         XTestFakeButtonEvent(display, Button1, False, CurrentTime);
+    if ((flags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
+        pointer->pressed = (flags & MOUSEEVENTF_LEFTDOWN) != 0;
     XFlush(display);
     return !pointer->broken;
 }
@@ -101,8 +133,11 @@ bool AskServer(PointerDisplay* pointer, POINT* position)
 
 void CloseDisplay(PointerDisplay* pointer)
 {
-    if (pointer->display != nullptr)
+    if (pointer->display != nullptr) {
+        if (pointer->pressed && !pointer->broken)
+            XTestFakeButtonEvent(pointer->display, Button1, False, CurrentTime); // nobody else would release it
         XCloseDisplay(pointer->display);
+    }
     delete pointer;
 }
 
@@ -114,9 +149,6 @@ bool UseX11Pointer(Machine* machine, const char* display, std::string* reason)
     pointer->name = display == nullptr ? "" : display;
     if (!Connect(pointer.get(), reason))
         return false;
-    const int screen = DefaultScreen(pointer->display);
-    machine->screenWidth = DisplayWidth(pointer->display, screen);
-    machine->screenHeight = DisplayHeight(pointer->display, screen);
     machine->pointerOutput = [pointer](const INPUT& input) { return SendToServer(pointer.get(), input); };
     machine->pointerPosition = [pointer](POINT* position) { return AskServer(pointer.get(), position); };
     return true;

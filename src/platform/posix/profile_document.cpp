@@ -149,19 +149,36 @@ bool WriteWhole(int descriptor, std::string_view content)
     return true;
 }
 
+// The file that a path stands for, which need not exist: a symbolic link stays one, and what it points to is replaced.
+std::filesystem::path FollowLinks(std::filesystem::path path)
+{
+    constexpr int LONGEST_CHAIN = 40; // as the kernel has it
+    std::error_code error;
+    for (int i = 0; i < LONGEST_CHAIN && std::filesystem::is_symlink(path, error); ++i)
+        path = path.parent_path() / std::filesystem::read_symlink(path, error);
+    return path;
+}
+
 // Puts `content` in the file's place: written beside it, brought to the disk, renamed over it. The caller holds the folder's lock.
 // False with errno set; the file is then as it was.
 bool ReplaceFile(const std::string& path, std::string_view content)
 {
-    // The folder's lock is held, so that one name serves; what a crash left there goes.
-    const std::string temporary = path + ".new";
-    unlink(temporary.c_str());
-    const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0)
-        return false;
     struct stat status { };
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (exists && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
+        errno = EACCES; // as with the read-only attribute, which binds administrators too
+        return false;
+    }
+    std::string temporary;
+    int descriptor = -1;
+    for (int number = 0; descriptor < 0; ++number) {
+        temporary = path + "." + std::to_string(getpid()) + "-" + std::to_string(number) + ".new";
+        descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor < 0 && errno != EEXIST)
+            return false;
+    }
     bool written = true;
-    if (stat(path.c_str(), &status) == 0) {
+    if (exists) {
         // Only the superuser can give a file away; everyone else's new file stays their own.
         [[maybe_unused]] const int refused = fchown(descriptor, status.st_uid, status.st_gid);
         written = fchmod(descriptor, status.st_mode & 07777) == 0;
@@ -298,12 +315,7 @@ std::vector<std::u16string> SectionNames(const ProfileDocument* profile)
 
 bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change)
 {
-    namespace fs = std::filesystem;
-    // A symbolic link stays one: what it points to is replaced.
-    std::error_code error;
-    fs::path target = path;
-    if (const fs::path resolved = fs::weakly_canonical(target, error); !error)
-        target = resolved;
+    const std::filesystem::path target = FollowLinks(path);
     const FolderLock lock(target.has_parent_path() ? target.parent_path().string() : ".");
     ProfileDocument profile;
     if (lock.descriptor < 0 || !ReadProfile(target.string(), &profile))

@@ -42,6 +42,8 @@ constexpr milliseconds FLUSH_LIMIT{500};
 void CloseSerial(HandleObject* object)
 {
     auto* port = static_cast<SerialPort*>(object);
+    if (port->terminal)
+        tcsetattr(port->descriptor, TCSANOW, &port->settingsBefore);
     if (port->exclusive)
         ioctl(port->descriptor, TIOCNXCL);
     ::close(port->descriptor);
@@ -63,6 +65,7 @@ void AdoptLineSettings(SerialPort* port)
     port->terminal = tcgetattr(port->descriptor, &settings) == 0;
     if (!port->terminal)
         return;
+    port->settingsBefore = settings;
     const auto* known
         = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(), [&](const BaudRate& baud) { return baud.speed == cfgetospeed(&settings); });
     if (known != BAUD_RATES.end())

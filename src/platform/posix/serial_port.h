@@ -1,6 +1,8 @@
 // The record behind a serial port's handle, for the calls of files.h that work on it.
 #pragma once
 
+#include <termios.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -14,9 +16,10 @@ namespace korvex::platform {
 struct SerialPort : HandleObject {
     static constexpr HandleKind KIND = HandleKind::SERIAL_PORT;
     int descriptor = -1;
-    int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
-    bool exclusive = false;  // TIOCEXCL is set
-    bool terminal = false;   // false for a pipe or a socket, which has no settings and nothing to flush
+    int wakeDescriptor = -1;  // an eventfd: readable once a pending WaitCommEvent is to end
+    bool exclusive = false;   // TIOCEXCL is set
+    bool terminal = false;    // false for a pipe or a socket, which has no settings and nothing to flush
+    termios settingsBefore{}; // of a terminal, put back when the port is closed
     DCB dcb{};
     COMMTIMEOUTS timeouts{};
 
