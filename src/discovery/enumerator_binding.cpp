@@ -127,17 +127,17 @@ bool InstallEnumerator(const WCHAR* service, HANDLE stopEvent)
     return IsServiceBinaryPresent(service);
 }
 
-bool IsServiceBinaryPresent(const WCHAR* name)
+bool IsServiceBinaryPresent(const WCHAR* service)
 {
     SC_HANDLE manager = OpenSCManagerW(nullptr, TEXT("ServicesActive"), GENERIC_ALL);
     if (manager == nullptr)
         return false;
     Text path{};
     bool known = false;
-    SC_HANDLE service = OpenServiceW(manager, name, SERVICE_QUERY_CONFIG);
-    if (service != nullptr) {
-        known = ReadBinaryPath(service, &path);
-        CloseServiceHandle(service);
+    SC_HANDLE handle = OpenServiceW(manager, service, SERVICE_QUERY_CONFIG);
+    if (handle != nullptr) {
+        known = ReadBinaryPath(handle, &path);
+        CloseServiceHandle(handle);
     }
     CloseServiceHandle(manager);
     if (!known)

@@ -20,7 +20,7 @@ inline constexpr uint8_t BUS_SERIAL_ENUMERATOR = 2;
 //   USB\KVXnnnn, HID\KVXnnnn
 //   USB\VID_2C7A&PID_nnnn           (products 5201 and 5203 are model 0x5200)
 //   USB\VID_3381&PID_6646           (model 0x4400)
-uint32_t ModelFromHardwareId(const WCHAR* identifier);
+uint32_t ModelFromHardwareId(const WCHAR* text);
 
 // The bus by the first hardware ID of the device; BUS_UNKNOWN also when its hardware IDs cannot be read.
 uint8_t BusKindFromHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element);

@@ -42,7 +42,7 @@ Parameters ReadParameters(DEVINST port)
 
     const std::u16string service = u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(SERVICE);
     HKEY key = platform::OpenRegistryPath(service + u"\\Parameters\\" + name.data());
-    const Parameters parameters{name.data(), ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
+    Parameters parameters{name.data(), ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
     RegCloseKey(key);
     return parameters;
 }

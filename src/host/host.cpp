@@ -48,7 +48,7 @@ void CreateStatusWindow(HostContext* context)
     constexpr int TEXT_HEIGHT = 36;
     context->statusWindow = CreateWindowExW(0, SETUP_CLASS, SETUP_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX, 0, 0, WIDTH, HEIGHT,
         nullptr, nullptr, context->moduleHandle, nullptr);
-    HMENU identifier = std::bit_cast<HMENU>(uintptr_t{1});
+    auto identifier = std::bit_cast<HMENU>(uintptr_t{1});
     context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT,
         context->statusWindow, identifier, context->moduleHandle, nullptr);
     ShowWindow(context->statusWindow, SW_SHOW);

@@ -24,8 +24,9 @@ HostContext* FindHostContext(HMODULE moduleHandle);
 HostContext* CreateHostContext(HMODULE moduleHandle);
 BOOL RegisterSetupClass(HostContext* context);
 
-// The worker's thread: the refresh pass, a second's wait and the detecting pass, each announced in the status text.
-unsigned __stdcall DetectionWorker(void* context);
+// The worker's thread, with the context as its argument: the refresh pass, a second's wait and the detecting pass, each announced in the
+// status text.
+unsigned __stdcall DetectionWorker(void* argument);
 
 LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 

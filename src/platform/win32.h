@@ -7,6 +7,7 @@
 
 #include <process.h>
 #include <setupapi.h>
+#include <shellapi.h>
 #include <shlobj.h>
 
 #include <cfgmgr32.h>

@@ -1,15 +1,9 @@
 #include "runner/drive.h"
 
-#include <fcntl.h>
-#include <getopt.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -18,71 +12,15 @@
 #include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "link/touch_controller.h"
-#include "platform/posix/machine.h"
 #include "platform/posix/text.h"
 #include "platform/win32.h"
+#include "runner/machine_setup.h"
+#include "runner/options.h"
 #include "runner/runner.h"
 
 namespace korvex::runner {
 
 namespace {
-
-struct DriveOptions {
-    std::string port;
-    std::string pointer; // "x11" or "log"
-    std::string traceFile;
-};
-
-bool ParseOptions(int argc, char** argv, DriveOptions* options)
-{
-    constexpr std::array<option, 3> KNOWN{option{"pointer", required_argument, nullptr, 'p'},
-        option{"trace", required_argument, nullptr, 't'}, option{nullptr, 0, nullptr, 0}};
-    std::string name = "korvex drive"; // how getopt introduces its messages
-    argv[0] = name.data();
-    const char* display = getenv("DISPLAY");
-    options->pointer = display != nullptr && *display != 0 ? "x11" : "log";
-    for (int found = 0; (found = getopt_long(argc, argv, "", KNOWN.data(), nullptr)) != -1;) {
-        if (found == 't')
-            options->traceFile = optarg;
-        else if (found == 'p')
-            options->pointer = optarg;
-        else
-            return false; // getopt has named the fault
-    }
-    if (options->pointer != "x11" && options->pointer != "log") {
-        fprintf(stderr, "korvex drive: invalid value '%s' for '--pointer': x11 or log\n", options->pointer.c_str());
-        return false;
-    }
-    if (argc - optind != 1) {
-        fprintf(stderr, argc == optind ? "korvex drive: a port is missing\n" : "korvex drive: unexpected argument '%s'\n", argv[argc - 1]);
-        return false;
-    }
-    options->port = argv[optind];
-    return true;
-}
-
-bool SetUpMachine(const DriveOptions* options, int* exitCode)
-{
-    platform::Machine* machine = platform::ThisMachine();
-    if (!options->traceFile.empty()) {
-        const int trace = open(options->traceFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-        if (trace < 0) {
-            fprintf(stderr, "korvex drive: cannot write '%s': %s\n", options->traceFile.c_str(), strerror(errno));
-            *exitCode = EXIT_FAULT;
-            return false;
-        }
-        platform::UseTraceDescriptor(machine, trace);
-    }
-    std::string reason;
-    if (options->pointer == "log") {
-        platform::UseLoggedPointer(machine, STDOUT_FILENO);
-    } else if (!platform::UseX11Pointer(machine, nullptr, &reason)) {
-        fprintf(stderr, "korvex drive: no pointer input: %s\n", reason.c_str());
-        *exitCode = EXIT_NO_POINTER;
-        return false;
-    }
-    return true;
-}
 
 const char* OpenFailure(DWORD error)
 {
@@ -154,13 +92,14 @@ int Drive(TouchController* controller, const std::string& port)
 
 int RunDrive(int argc, char** argv)
 {
-    DriveOptions options;
-    if (!ParseOptions(argc, argv, &options))
+    Options options;
+    if (!ParseOptions(argc, argv, {"pointer", "trace"}, 1, &options))
         return EXIT_USAGE_ERROR;
-    int exitCode = EXIT_DONE;
-    if (!SetUpMachine(&options, &exitCode))
+    int exitCode = SetUpOutputs(&options);
+    if (exitCode != EXIT_DONE)
         return exitCode;
-    HANDLE handle = OpenPort(options.port);
+    const std::string& port = options.arguments[0];
+    HANDLE handle = OpenPort(port);
     if (handle == INVALID_HANDLE_VALUE)
         return EXIT_NO_PORT;
 
@@ -168,7 +107,7 @@ int RunDrive(int argc, char** argv)
     if (controller == nullptr)
         return EXIT_FAULT;
     LinkInit(&controller->link, handle, LINK_SERIAL, 0);
-    exitCode = Drive(controller, options.port);
+    exitCode = Drive(controller, port);
     if (HasReaderEnded(controller)) {
         ReleaseController(controller);
         return exitCode;

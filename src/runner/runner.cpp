@@ -1,11 +1,15 @@
 #include "runner/runner.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <string_view>
 
+#include "runner/calibration_program.h"
 #include "runner/drive.h"
+#include "runner/enumerate.h"
+#include "runner/ports.h"
 
 namespace korvex::runner {
 
@@ -15,22 +19,40 @@ constexpr const char* HELP = R"(Usage: korvex COMMAND [OPTION]...
 The runtime of Korvex touch-screen controllers.
 
 Commands:
-  drive PORT   identify the controller on the serial port PORT (a path such as /dev/ttyS0) and let its
-               touches move the pointer, until SIGINT or SIGTERM
+  enum               find the controllers on all ports and let their touches move the pointer, behind a
+                     status window, until it is closed or SIGINT or SIGTERM comes
+  drive PORT         the same for the one controller on the serial port PORT, a path such as /dev/ttyS0,
+                     without window and bindings
+  ports              list the serial ports, what stands on them and how they are bound, opening none
+  unbind NAME        take the binding and its parameters off a port
+  calib N|TEXT       start the calibration program with a number or a text
+  set-path DIR       store where the calibration program KxConsole.exe is
 
-Options of drive:
-  --pointer x11|log   send the pointer input to the X display (default where DISPLAY is set), or print it
-                      as one JSON object a line on standard output
-  --trace FILE        write the diagnostic lines to FILE (default: standard error)
-
-  --help              show this
-  --version           show the version
+Options:
+  --single           (enum) only when no other one runs in this session
+  --port NAME=PATH   (enum, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not the system's
+  --state DIR        (all but drive) where bindings and registry are kept (default $XDG_STATE_HOME/korvex)
+  --pointer x11|log  (enum, drive) send the pointer input to the X display (default where DISPLAY is set),
+                     or print it as one JSON object a line on standard output
+  --windows x11|none (enum) show the status window on the X display (default where DISPLAY is set), or
+                     print its texts on standard error
+  --trace FILE       (enum, drive) write the diagnostic lines to FILE (default: standard error)
+  --json             (ports) as JSON
+  --help, --version
 
 The calibration is read from "Korvex.ini" in the current directory.
 
-Exit codes: 0 ended by a signal, 1 other failure, 2 wrong option or argument, 3 the port cannot be opened,
-4 no controller answers, 5 pointer input cannot be sent.
+Exit codes: 0 done, or ended by its window or a signal, 1 other failure, 2 wrong option or argument, 3 no
+such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, 6 another one runs.
 )";
+
+struct Command {
+    std::string_view name;
+    int (*run)(int argc, char** argv);
+};
+
+constexpr std::array COMMANDS{Command{"enum", RunEnumerate}, Command{"drive", RunDrive}, Command{"ports", RunPorts},
+    Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"set-path", RunSetPath}};
 
 // Signals that end a command are waited for, never handled; threads started later inherit the mask.
 void BlockEndSignals()
@@ -52,8 +74,10 @@ int RunCommand(int argc, char** argv)
     const std::string_view command = argc > 1 ? argv[1] : "";
     const bool asksForHelp
         = std::any_of(argv + std::min(argc, 1), argv + argc, [](const char* word) { return std::string_view(word) == "--help"; });
-    if (command == "drive" && !asksForHelp)
-        return RunDrive(argc - 1, argv + 1);
+    for (const Command& known : COMMANDS) {
+        if (known.name == command && !asksForHelp)
+            return known.run(argc - 1, argv + 1);
+    }
     if (asksForHelp) {
         fputs(HELP, stdout);
         return EXIT_DONE;

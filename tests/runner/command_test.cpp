@@ -46,7 +46,7 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
     };
     for (const Row& row :
         {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
-            Row{{"drive"}, 2, "a port is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
+            Row{{"drive"}, 2, "an argument is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
             Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
             Row{{"drive", "a", "--trace"}, 2, "'--trace'"}, Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
             Row{{"drive", "plain"}, 3, "it is not a serial port"}, Row{{"drive", "."}, 3, "it is not a serial port"},

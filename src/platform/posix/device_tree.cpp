@@ -291,6 +291,13 @@ void PresentChild(DEVINST port, std::u16string_view instanceId)
     StoreValue(found->options.instanceId, u"Child", std::u16string(instanceId));
 }
 
+void ForgetPort(DEVINST port)
+{
+    const TreeLock lock;
+    PresentChild(port, u"");
+    StoreUpperFilters(port, {});
+}
+
 void PlugFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start)
 {
     const TreeLock lock;

@@ -67,6 +67,9 @@ DEVINST AddSerialPort(std::u16string_view name, const std::string& nativePath, c
 // Has a filter present a child below a port: the one with this instance ID, or none. The state folder keeps it.
 void PresentChild(DEVINST port, std::u16string_view instanceId);
 
+// Takes a port's filters, its child and what the state folder keeps of it away.
+void ForgetPort(DEVINST port);
+
 // A driver that can be a port's first upper filter: `start` is called when such a port is restarted or enumerated.
 void PlugFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start);
 

@@ -303,6 +303,17 @@ void AddSection(ProfileDocument* profile, std::u16string_view section)
     profile->lines.push_back(u"[" + std::u16string(section) + u"]" + lineEnd);
 }
 
+void RemoveSection(ProfileDocument* profile, std::u16string_view section)
+{
+    bool inside = false;
+    const auto belongs = [&inside, section](const std::u16string& line) {
+        if (const std::optional<std::u16string_view> name = SectionName(line))
+            inside = EqualNoCase(*name, section);
+        return inside;
+    };
+    std::erase_if(profile->lines, belongs);
+}
+
 std::vector<std::u16string> SectionNames(const ProfileDocument* profile)
 {
     std::vector<std::u16string> names;

@@ -30,6 +30,9 @@ void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16str
 // Adds an empty section where there is none of that name.
 void AddSection(ProfileDocument* profile, std::u16string_view section);
 
+// Removes the section with all its lines.
+void RemoveSection(ProfileDocument* profile, std::u16string_view section);
+
 // The sections' names in the order of the file.
 std::vector<std::u16string> SectionNames(const ProfileDocument* profile);
 

@@ -135,6 +135,12 @@ HKEY OpenRegistryPath(std::u16string_view path)
     return new HKEY__{std::u16string(path)};
 }
 
+void DeleteRegistryPath(std::u16string_view path)
+{
+    if (!RegistryFile().empty())
+        UpdateProfile(RegistryFile(), [path](ProfileDocument* registry) { RemoveSection(registry, path); });
+}
+
 } // namespace korvex::platform
 
 using korvex::platform::ProfileDocument;

@@ -10,4 +10,7 @@ namespace korvex::platform {
 // A key by its path from "HKLM" or "HKCU" on; it need not exist yet. Closed with RegCloseKey.
 HKEY OpenRegistryPath(std::u16string_view path);
 
+// Deletes a key with its values, not the keys below it.
+void DeleteRegistryPath(std::u16string_view path);
+
 } // namespace korvex::platform

@@ -57,7 +57,7 @@ BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buf
         *type = REG_MULTI_SZ;
     if (size < bytes)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
-    memcpy(buffer, list.data(), bytes);
+    std::copy_n(reinterpret_cast<const BYTE*>(list.data()), bytes, buffer);
     return TRUE;
 }
 
@@ -77,7 +77,6 @@ DeviceNode* PresentNode(const SP_DEVINFO_DATA* element)
 using korvex::platform::ChildrenOf;
 using korvex::platform::DeviceNode;
 using korvex::platform::DeviceSet;
-using korvex::platform::EqualNoCase;
 using korvex::platform::Fail;
 using korvex::platform::NodeOf;
 using korvex::platform::SetOf;

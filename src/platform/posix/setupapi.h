@@ -127,4 +127,4 @@ void InstallHinfSectionW(HWND window, HMODULE instance, LPCWSTR command, int sho
 
 // Sends a request to an open device (device_tree.h).
 BOOL DeviceIoControl(
-    HANDLE device, DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned, OVERLAPPED* overlapped);
+    HANDLE handle, DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned, OVERLAPPED* overlapped);

@@ -65,14 +65,14 @@ ATOM RegisterClassW(const WNDCLASSW* windowClass);
 // The classes that were registered, and "STATIC", a line of text.
 HWND CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR title, DWORD style, int x, int y, int width, int height, HWND parent,
     HMENU menu, HINSTANCE instance, void* parameter);
-BOOL DestroyWindow(HWND window); // on the window's own thread; its children go with it
+BOOL DestroyWindow(HWND handle); // on the window's own thread; its children go with it
 BOOL ShowWindow(HWND window, int command);
 BOOL SetWindowTextW(HWND window, LPCWSTR text); // sends WM_SETTEXT
-LRESULT DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+LRESULT DefWindowProcW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
 
 // Returns when the window's thread has carried the message out; 0 for a window that is gone. Posting returns at once, and fails for such.
-LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-BOOL PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+LRESULT SendMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
+BOOL PostMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
 
 // `window` and the message range must be null and 0: every message of the thread. -1 when the display is lost.
 BOOL GetMessageW(MSG* message, HWND window, UINT first, UINT last);

@@ -1,0 +1,30 @@
+// The options of the subcommands.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace korvex::runner {
+
+struct GivenPort {
+    std::string name; // COM3
+    std::string path; // of the tty
+};
+
+struct Options {
+    std::string command;          // "korvex enum", how messages begin
+    std::vector<GivenPort> ports; // --port; none: those of the system
+    std::string stateFolder;      // --state
+    std::string pointer;          // --pointer: "x11" or "log"
+    std::string windows;          // --windows: "x11" or "none"
+    std::string traceFile;        // --trace; empty: standard error
+    bool single = false;          // --single
+    bool json = false;            // --json
+    std::vector<std::string> arguments;
+};
+
+// Reads a subcommand's options and arguments; argv[0] is its name, `accepted` names the options that it takes ("port", "state", …), and it
+// takes `arguments` arguments. False after one line on standard error that names what is wrong.
+bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, size_t arguments, Options* options);
+
+} // namespace korvex::runner
