@@ -68,7 +68,7 @@ std::u16string ParametersOf(std::u16string_view port)
     return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\" + std::u16string(port);
 }
 
-TouchDevice::TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds)
+TouchDevice::TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds, DEVINST parent)
     : server(std::make_shared<platform::DeviceServer>())
 {
     server->control = [this](DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output) {
@@ -86,6 +86,7 @@ TouchDevice::TouchDevice(std::u16string_view instanceId, const std::vector<std::
     platform::NodeOptions options;
     options.instanceId = instanceId;
     options.hardwareIds = hardwareIds;
+    options.parent = parent;
     options.interfaces = {{TOUCH_INTERFACE_CLASS, u"\\\\?\\touch#" + std::u16string(instanceId), "", server}};
     platform::AddNode(options);
 }

@@ -40,14 +40,14 @@ int64_t RegistryNumber(std::u16string_view key, const WCHAR* name);
 // Where the enumerator's parameters of a port are.
 std::u16string ParametersOf(std::u16string_view port);
 
-// A touch device that the touch driver serves, below the root, with answers to some of its requests; others fail.
+// A touch device that the touch driver serves, with answers to some of its requests; others fail.
 struct TouchDevice {
     std::shared_ptr<platform::DeviceServer> server;
     std::vector<std::pair<DWORD, uint32_t>> answers;
     std::vector<DWORD> requests;  // in the order in which they came
     std::vector<uint32_t> inputs; // of those that carry one
 
-    TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds);
+    TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds, DEVINST parent = 0);
     TouchDevice(const TouchDevice&) = delete;
     TouchDevice& operator=(const TouchDevice&) = delete;
 };

@@ -1,0 +1,60 @@
+#include "platform/posix/port_scan.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "testing/temporary_folder.h"
+
+namespace korvex::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::WriteTextFile;
+
+// A tty as the kernel shows it: its entry in /sys/class/tty, with a device behind it or without, and its node in /dev.
+void AddTty(const std::string& name, bool withDevice, const char* type = nullptr)
+{
+    fs::create_directories("sys/class/tty/" + name + (withDevice ? "/device" : ""));
+    if (type != nullptr)
+        WriteTextFile("sys/class/tty/" + name + "/type", type);
+    fs::create_directories("dev");
+    WriteTextFile("dev/" + name, "");
+}
+
+TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
+{
+    const testing::TemporaryFolder folder;
+    for (const char* name : {"tty0", "ptmx", "console", "ttyprintk"})
+        AddTty(name, true);
+    AddTty("ttyS0", true, "4\n");
+    AddTty("ttyS1", true, "4\n");
+    AddTty("ttyS2", true, "0\n"); // a UART that does not exist
+    AddTty("ttyS3", false);
+    AddTty("ttyS10", true);
+    AddTty("ttyACM0", true);
+    AddTty("ttyUSB1", true);
+    AddTty("ttyUSB0", true);
+    fs::create_directories("dev/serial/by-path");
+    fs::create_symlink("../../ttyUSB1", "dev/serial/by-path/pci-usb-0:2");
+    fs::create_directories("proc");
+    WriteTextFile("proc/consoles", "tty0                 -WU (EC p  )    4:7\nttyS0                -W- (EC p a)    4:64\n");
+
+    std::vector<std::string> found;
+    for (const ScannedPort& port : ScanSerialPorts("sys", "dev", "proc"))
+        found.push_back(port.name + " " + port.path + " " + port.stablePath);
+    EXPECT_EQ(found,
+        (std::vector<std::string>{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10", "COM33 dev/ttyUSB0 dev/ttyUSB0",
+            "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2", "COM35 dev/ttyACM0 dev/ttyACM0"}));
+    EXPECT_TRUE(ScanSerialPorts("nowhere", "dev", "proc").empty());
+
+    EXPECT_TRUE(IsKernelConsole("dev/ttyS0", "proc"));
+    fs::create_symlink("dev/ttyS0", "panel");
+    EXPECT_TRUE(IsKernelConsole("panel", "proc")) << "by another name too";
+    EXPECT_FALSE(IsKernelConsole("dev/ttyS1", "proc"));
+}
+
+} // namespace
+} // namespace korvex::platform

@@ -1,0 +1,230 @@
+// `korvex enum` and what belongs to it, as a person starts them.
+
+#include <gtest/gtest.h>
+
+// Behind GoogleTest, whose names its macros would change.
+#include <X11/Xlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulator/emulator.h"
+#include "testing/process.h"
+#include "testing/temporary_folder.h"
+
+namespace korvex {
+namespace {
+
+using emulator::EmulatorPointer;
+using std::chrono::milliseconds;
+using testing::EndBySignal;
+using testing::Process;
+using testing::ReadLine;
+using testing::ReadLineWith;
+using testing::RunProgram;
+using testing::RunResult;
+using testing::TemporaryFolder;
+
+const std::string KORVEX = KORVEX_COMMAND;
+
+// Two controllers and a folder with a calibration that maps plainly.
+struct Installation {
+    TemporaryFolder folder;
+    EmulatorPointer first = emulator::StartEmulator({});
+    EmulatorPointer second = emulator::StartEmulator({0x7700});
+
+    Installation()
+    {
+        testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
+        unsetenv("DISPLAY");
+        setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
+    }
+
+    std::vector<std::string> Command(const std::vector<std::string>& words) const
+    {
+        std::vector<std::string> command{KORVEX};
+        command.insert(command.end(), words.begin(), words.end());
+        for (const std::string& option : {std::string("--state"), (folder.path / "state").string(), std::string("--port"),
+                 "COM3=" + TerminalPath(first.get()), std::string("--port"), "COM4=" + TerminalPath(second.get())})
+            command.push_back(option);
+        return command;
+    }
+};
+
+const std::vector<std::string> UNSEEN{"enum", "--windows", "none", "--pointer", "log", "--trace", "trace.txt"};
+
+TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
+{
+    const Installation installation;
+    for (int run = 1; run <= 2; ++run) {
+        Process command(installation.Command(UNSEEN));
+        const bool first = run == 1; // the second run knows both ports' children
+        EXPECT_EQ(ReadLine(command.error), "Refreshing Device Nodes");
+        if (!first) {
+            EXPECT_EQ(ReadLine(command.error), "Restarting COM3");
+            EXPECT_EQ(ReadLine(command.error), "Restarting COM4");
+        }
+        for (const char* line : {"Detecting Korvex Devices", "Detecting COM3", "Detecting COM4", "Enable Touch Tests"})
+            EXPECT_EQ(ReadLine(command.error), line);
+        TouchAt(installation.first.get(), 25, 25);
+        EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32771}");
+        if (!first)
+            HangUp(installation.first.get());
+        TouchAt(installation.second.get(), 50, 50);
+        EXPECT_EQ(ReadLine(command.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
+        EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+        EXPECT_EQ(testing::ReadTextFile("trace.txt").find("Detect Korvex 5200 with Baud Rate 19200") != std::string::npos, !first);
+    }
+}
+
+// Waits until the program has blocked its signals, the first thing that it does.
+void WaitForMain(const Process* process)
+{
+    const std::string status = "/proc/" + std::to_string(process->pid) + "/status";
+    for (int i = 0; i < 2000 && testing::ReadTextFile(status).find("SigBlk:\t0000000000004002") == std::string::npos; ++i)
+        std::this_thread::sleep_for(milliseconds(1));
+}
+
+// Before there is a window, during and between both passes, and after them, on busy and on silent lines.
+TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
+{
+    struct Row {
+        int delay; // milliseconds
+        bool silent;
+    };
+    for (const Row& row : {Row{0, false}, Row{5, false}, Row{300, false}, Row{1050, false}, Row{1150, false}, Row{1250, false},
+             Row{2200, false}, Row{5, true}, Row{1050, true}, Row{1150, true}, Row{1300, true}, Row{1700, true}}) {
+        const Installation installation;
+        if (row.silent)
+            AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
+        Process command(installation.Command(UNSEEN));
+        WaitForMain(&command);
+        std::this_thread::sleep_for(milliseconds(row.delay));
+        for (int i = 0; i < 20; ++i)
+            TouchAt(installation.first.get(), 50, 50);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(EndBySignal(&command, row.delay % 100 == 0 ? SIGINT : SIGTERM), 0) << "after " << row.delay << " ms";
+        EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(3000)) << "after " << row.delay << " ms";
+    }
+}
+
+TEST(KorvexEnum, KeepsASecondSingleOneOut)
+{
+    const Installation installation;
+    std::vector<std::string> single = UNSEEN;
+    single.emplace_back("--single");
+    Process command(installation.Command(single));
+    EXPECT_EQ(ReadLine(command.error), "Refreshing Device Nodes");
+    const RunResult refused = RunProgram(installation.Command(single));
+    EXPECT_EQ(refused.exitCode, 6);
+    EXPECT_EQ(refused.error, "korvex enum: another one is running in this session\n");
+    Process other(installation.Command(UNSEEN));
+    EXPECT_EQ(ReadLine(other.error), "Refreshing Device Nodes") << "without the option it starts";
+    EXPECT_EQ(EndBySignal(&other, SIGTERM), 0);
+    EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+    Process next(installation.Command(single));
+    EXPECT_EQ(ReadLine(next.error), "Refreshing Device Nodes") << "the way is free again";
+    EXPECT_EQ(EndBySignal(&next, SIGTERM), 0);
+}
+
+// What a window manager does when a window's close button is pressed.
+void PressCloseButton(const std::string& displayName, Window window)
+{
+    Display* display = XOpenDisplay(displayName.c_str());
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(XInternAtom(display, "WM_DELETE_WINDOW", False));
+    XSendEvent(display, window, False, NoEventMask, &event);
+    XCloseDisplay(display);
+}
+
+// The window as others see it; its close button ends the process.
+TEST(KorvexEnum, ShowsItsWindowAndEndsWithIt)
+{
+    const Installation installation;
+    const testing::DisplayServer server;
+    setenv("DISPLAY", server.name.c_str(), 1);
+    Process command(installation.Command({"enum", "--trace", "trace.txt"}));
+    const RunResult search = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^Korvex Touch Solutions$"});
+    ASSERT_EQ(search.exitCode, 0);
+    const std::string window = search.output.substr(0, search.output.find('\n'));
+    const std::string properties = RunProgram({"xwininfo", "-id", window, "-size", "-stats"}).output;
+    for (const char* line :
+        {"Width: 300", "Height: 100", "Program supplied minimum size: 300 by 100", "Program supplied maximum size: 300 by 100"})
+        EXPECT_NE(properties.find(line), std::string::npos) << properties;
+    // The last status text is up once touches are driven.
+    std::string pointer;
+    for (int i = 0; i < 100 && pointer.find("x:511 y:383") == std::string::npos; ++i) {
+        TouchAt(installation.second.get(), 50, 50);
+        std::this_thread::sleep_for(milliseconds(50));
+        pointer = RunProgram({"xdotool", "getmouselocation"}).output;
+    }
+    EXPECT_NE(pointer.find("x:511 y:383"), std::string::npos) << pointer;
+    EXPECT_EQ(RunProgram({"import", "-window", "root", STATUS_WINDOW_SCREENSHOT}).exitCode, 0);
+    PressCloseButton(server.name, std::stoul(window));
+    EXPECT_EQ(testing::WaitForExit(&command), 0);
+    unsetenv("DISPLAY");
+}
+
+TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
+{
+    const Installation installation;
+    {
+        Process command(installation.Command(UNSEEN));
+        EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
+        // The ports are in use, which a list does not mind.
+        const RunResult list = RunProgram(installation.Command({"ports", "--json"}));
+        EXPECT_EQ(list.exitCode, 0);
+        EXPECT_NE(list.output.find(R"("name": "COM3", "path": ")" + TerminalPath(installation.first.get())
+                      + R"(", "child": "SERENUM\\KVX5200\\COM3", "model": "5200", "bound": true)"),
+            std::string::npos)
+            << list.output;
+        EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+    }
+    std::vector<std::string> unbind = installation.Command({"unbind"});
+    unbind.emplace_back("COM3");
+    EXPECT_EQ(RunProgram(unbind).exitCode, 0);
+    const std::string table = RunProgram(installation.Command({"ports"})).output;
+    EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;
+    EXPECT_EQ(table.find("KVX5200"), std::string::npos) << table;
+    EXPECT_NE(table.find("7700   bound    SERENUM\\KVX7700\\COM4"), std::string::npos) << table;
+    EXPECT_EQ(testing::ReadTextFile("state/registry.ini").find("Parameters\\COM3]"), std::string::npos);
+    unbind.back() = "COM9";
+    EXPECT_EQ(RunProgram(unbind).exitCode, 3);
+}
+
+TEST(KorvexCalib, StartsTheProgramOfTheStoredFolderWithItsParameters)
+{
+    const TemporaryFolder folder;
+    const auto run = [](const std::vector<std::string>& words) {
+        std::vector<std::string> command{KORVEX};
+        command.insert(command.end(), words.begin(), words.end());
+        command.insert(command.end(), {"--state", "state"});
+        return RunProgram(command).exitCode;
+    };
+    EXPECT_EQ(run({"calib", "9"}), 0) << "no folder is known: nothing is started";
+    testing::WriteTextFile("KxConsole.exe", "#!/bin/sh\nprintf '%s|' \"$@\" > started.new && mv started.new started\n");
+    std::filesystem::permissions("KxConsole.exe", std::filesystem::perms::all);
+    EXPECT_EQ(run({"set-path", "."}), 0);
+    for (const auto& [argument, started] : std::vector<std::pair<std::string, std::string>>{
+             {"9", "-calibration|9|"}, {"two words", "-calibration|two|words|"}, {"", "-calibration|"}}) {
+        EXPECT_EQ(run({"calib", argument}), 0);
+        for (int i = 0; i < 1000 && !std::filesystem::exists("started"); ++i)
+            std::this_thread::sleep_for(milliseconds(5));
+        EXPECT_EQ(testing::ReadTextFile("started"), started);
+        std::filesystem::remove("started");
+    }
+}
+
+} // namespace
+} // namespace korvex
