@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,12 +22,24 @@
 namespace {
 
 struct MutexObject : korvex::platform::HandleObject {
-    int descriptor = -1; // holds the file's lock; -1 where another process does
+    int descriptor = -1; // holds the file's lock, or would if another process did not
+    MutexObject* next = nullptr;
 };
+
+// Those that nobody closes are kept to the end of the process.
+std::mutex mutexesLock;
+MutexObject* mutexes = nullptr;
 
 void CloseMutex(korvex::platform::HandleObject* object)
 {
     auto* mutex = static_cast<MutexObject*>(object);
+    {
+        const std::lock_guard guard(mutexesLock);
+        MutexObject** place = &mutexes;
+        while (*place != mutex)
+            place = &(*place)->next;
+        *place = mutex->next;
+    }
     if (mutex->descriptor >= 0)
         ::close(mutex->descriptor);
     delete mutex;
@@ -71,6 +84,11 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LP
     mutex->close = CloseMutex;
     mutex->descriptor = open(MutexFile(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     const bool held = mutex->descriptor >= 0 && flock(mutex->descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    {
+        const std::lock_guard guard(mutexesLock);
+        mutex->next = mutexes;
+        mutexes = mutex;
+    }
     SetLastError(held ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return static_cast<korvex::platform::HandleObject*>(mutex);
 }
