@@ -72,16 +72,34 @@ bool JoinWorker(HostContext* context)
     }
 }
 
+// The record behind another one in the list, the first one behind the head; null at the end. Only this thread takes records out, so a
+// record that was found stays; the worker may be appending.
+TouchController* NextController(HostContext* context, ListLinks* links)
+{
+    const LockGuard guard(&context->lock);
+    return links->next == &context->controllers ? nullptr : ControllerOf(links->next);
+}
+
 // Stops every session of the list under one deadline: all are told first.
 void StopSessions(HostContext* context, DWORD limit)
 {
-    const LockGuard guard(&context->lock);
-    const ListLinks* head = &context->controllers;
-    for (ListLinks* links = head->next; links != head; links = links->next)
-        RequestSessionStop(ControllerOf(links));
     const DWORD start = GetTickCount();
-    for (ListLinks* links = head->next; links != head; links = links->next)
-        JoinSession(ControllerOf(links), limit - std::min<DWORD>(GetTickCount() - start, limit));
+    for (auto* record = NextController(context, &context->controllers); record != nullptr; record = NextController(context, &record->links))
+        RequestSessionStop(record);
+    for (auto* record = NextController(context, &context->controllers); record != nullptr; record = NextController(context, &record->links))
+        JoinSession(record, limit - std::min<DWORD>(GetTickCount() - start, limit));
+}
+
+// Stops every session, then releases the records but for those whose reader could not be ended.
+void FreeControllers(HostContext* context, DWORD limit)
+{
+    StopSessions(context, limit);
+    while (!IsListEmpty(&context->controllers)) {
+        TouchController* controller = ControllerOf(context->controllers.next);
+        RemoveFromList(&controller->links);
+        if (HasReaderEnded(controller))
+            ReleaseController(controller);
+    }
 }
 
 void CloseIfOpen(HANDLE handle)
@@ -218,13 +236,14 @@ BOOL DestroyHostContext()
     SetEvent(context->stopEvent);
     SetEvent(context->notifyEvent);
     const bool workerEnded = JoinWorker(context);
-    StopSessions(context, STOP_LIMIT_MS - std::min<DWORD>(GetTickCount() - start, STOP_LIMIT_MS));
-    if (!workerEnded)
-        return TRUE; // it may still use anything
-
+    const DWORD left = STOP_LIMIT_MS - std::min<DWORD>(GetTickCount() - start, STOP_LIMIT_MS);
+    if (!workerEnded) {
+        StopSessions(context, left); // nothing is freed: the worker may still use it
+        return TRUE;
+    }
     if (context->statusWindow != nullptr)
         DestroyWindow(context->statusWindow);
-    FreeControllerList(context);
+    FreeControllers(context, left);
     if (context->icon != nullptr)
         DestroyIcon(context->icon);
     DeleteObject(context->backgroundBrush);
@@ -238,13 +257,7 @@ BOOL DestroyHostContext()
 
 BOOL FreeControllerList(HostContext* context)
 {
-    StopSessions(context, SESSION_STOP_LIMIT_MS);
-    while (!IsListEmpty(&context->controllers)) {
-        TouchController* controller = ControllerOf(context->controllers.next);
-        RemoveFromList(&controller->links);
-        if (HasReaderEnded(controller))
-            ReleaseController(controller);
-    }
+    FreeControllers(context, SESSION_STOP_LIMIT_MS);
     return TRUE;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/host.h"
 #include "host/korvex.h"
 #include "platform/win32.h"
 #include "runner/machine_setup.h"
@@ -24,12 +25,14 @@ int RunEnumerate(int argc, char** argv)
         kxENUMW(nullptr, nullptr, nullptr, SW_SHOW);
     else
         kxENUM();
-    if (GetLastError() == ERROR_ALREADY_EXISTS) {
+    if (options.single && GetLastError() == ERROR_ALREADY_EXISTS) {
         fprintf(stderr, "%s: another one is running in this session\n", options.command.c_str());
         return EXIT_ALREADY_RUNNING;
     }
+    // The message loop ends only without a display. Readers and worker are still running.
+    DestroyHostContext();
     fprintf(stderr, "%s: the display is lost\n", options.command.c_str());
-    return EXIT_FAULT;
+    ExitProcess(EXIT_FAULT);
 }
 
 } // namespace korvex::runner

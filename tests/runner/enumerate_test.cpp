@@ -176,6 +176,19 @@ TEST(KorvexEnum, ShowsItsWindowAndEndsWithIt)
     unsetenv("DISPLAY");
 }
 
+TEST(KorvexEnum, SaysWhenItsDisplayIsLost)
+{
+    const Installation installation;
+    testing::DisplayServer server;
+    setenv("DISPLAY", server.name.c_str(), 1);
+    Process command(installation.Command({"enum", "--trace", "trace.txt"}));
+    EXPECT_EQ(RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^Korvex Touch Solutions$"}).exitCode, 0);
+    EXPECT_EQ(EndBySignal(&server.server, SIGTERM), 0);
+    EXPECT_EQ(testing::WaitForExit(&command), 1);
+    EXPECT_EQ(ReadLineWith(command.error, "display"), "korvex enum: the display is lost");
+    unsetenv("DISPLAY");
+}
+
 TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
 {
     const Installation installation;
