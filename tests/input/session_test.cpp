@@ -30,9 +30,36 @@ using testing::TemporaryFolder;
 using testing::TestLine;
 using testing::TraceRecorder;
 
-// A folder whose settings map raw coordinates plainly: the standard box is the whole raw span.
-struct PlainFolder : TemporaryFolder {
-    PlainFolder() { testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n"); }
+constexpr const char* PLAIN_SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n"; // the standard box is the whole raw span
+
+emulator::EmulatorOptions OptionsOf(uint32_t model)
+{
+    emulator::EmulatorOptions options;
+    options.model = model;
+    return options;
+}
+
+// A session on an emulated controller, in a folder with these settings; stopped at the end of the scope.
+struct RunningSession {
+    TemporaryFolder folder;
+    TraceRecorder trace;
+    InputRecorder recorder;
+    TestLine line;
+    emulator::Emulator* panel;
+    TouchController* controller;
+
+    explicit RunningSession(uint32_t model = MODEL_5200, const char* settings = PLAIN_SETTINGS)
+        : line(OptionsOf(model))
+        , panel(line.emulator.get())
+        , controller(line.controller.get())
+    {
+        testing::WriteTextFile("Korvex.ini", settings);
+        line.Know(model);
+        EXPECT_TRUE(StartSession(controller));
+    }
+    ~RunningSession() { StopSession(controller); }
+    RunningSession(const RunningSession&) = delete;
+    RunningSession& operator=(const RunningSession&) = delete;
 };
 
 milliseconds TimeOf(const std::function<void()>& action)
@@ -56,173 +83,120 @@ void LetReaderReachItsWait()
 
 TEST(Session, TurnsGesturesIntoInputInOrder)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
-    InputRecorder recorder;
     for (const uint32_t model : {MODEL_5200, MODEL_5460, MODEL_7700}) {
-        recorder.inputs.clear();
-        emulator::EmulatorOptions options;
-        options.model = model;
-        const TestLine line(options);
-        line.Know(model);
-        ASSERT_TRUE(StartSession(line.controller.get()));
-        TouchAt(line.emulator.get(), 25, 25);
-        DragTo(line.emulator.get(), 75, 50, 2);
-        Lift(line.emulator.get());
-        EXPECT_EQ(recorder.WaitFor(4),
+        RunningSession session(model);
+        TouchAt(session.panel, 25, 25);
+        DragTo(session.panel, 75, 50, 2);
+        Lift(session.panel);
+        EXPECT_EQ(session.recorder.WaitFor(4),
             (std::vector<SentInput>{{16383, 16383, PRESS}, {32767, 24575, MOVE}, {49151, 32767, MOVE}, {49151, 32767, RELEASE}}));
         ReportSnapshot snapshot{};
-        EXPECT_TRUE(TakeSnapshot(line.controller.get(), &snapshot));
+        EXPECT_TRUE(TakeSnapshot(session.controller, &snapshot));
         EXPECT_EQ(snapshot.lastX, 49151);
         EXPECT_EQ(snapshot.lastY, 32767);
         EXPECT_EQ(snapshot.lastStatus, model == MODEL_7700 ? 0xBFU : 0x30U);
         EXPECT_NE(snapshot.lastReportMs, 0U);
-        EXPECT_TRUE(StopSession(line.controller.get()));
-        EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+        EXPECT_TRUE(StopSession(session.controller));
+        EXPECT_TRUE(HasReaderEnded(session.controller));
     }
 }
 
 TEST(Session, TakesAReportWithAGapAtAnyPlace)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
     for (size_t gapAfter = 1; gapAfter < 6; ++gapAfter) {
-        InputRecorder recorder;
-        const TestLine line;
-        line.Know(MODEL_5200);
-        ASSERT_TRUE(StartSession(line.controller.get()));
-        SetReportFault(line.emulator.get(), {{}, gapAfter, milliseconds(30)});
-        TouchAt(line.emulator.get(), 50, 50);
-        EXPECT_EQ(recorder.WaitFor(1), (std::vector<SentInput>{{32767, 32767, PRESS}})) << "gap after byte " << gapAfter;
-        StopSession(line.controller.get());
+        RunningSession session;
+        SetReportFault(session.panel, {{}, gapAfter, milliseconds(30)});
+        TouchAt(session.panel, 50, 50);
+        EXPECT_EQ(session.recorder.WaitFor(1), (std::vector<SentInput>{{32767, 32767, PRESS}})) << "gap after byte " << gapAfter;
     }
 }
 
 // A single stray byte shifts every packet after it; a touch goes on all the same, at the cost of the report that it hit.
 TEST(Session, FindsItsWayBackAfterNoise)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
     for (const uint32_t model : {MODEL_5200, MODEL_7700}) {
-        InputRecorder recorder;
-        emulator::EmulatorOptions options;
-        options.model = model;
-        const TestLine line(options);
-        line.Know(model);
-        ASSERT_TRUE(StartSession(line.controller.get()));
-        SendBytes(line.emulator.get(), {0x11});
+        RunningSession session(model);
+        SendBytes(session.panel, {0x11});
         for (const double x : {25.0, 50.0, 75.0})
-            TouchAt(line.emulator.get(), x, 50);
-        EXPECT_EQ(recorder.WaitFor(2), (std::vector<SentInput>{{32767, 32767, PRESS}, {49151, 32767, MOVE}}));
-        StopSession(line.controller.get());
+            TouchAt(session.panel, x, 50);
+        EXPECT_EQ(session.recorder.WaitFor(2), (std::vector<SentInput>{{32767, 32767, PRESS}, {49151, 32767, MOVE}}));
     }
 }
 
 TEST(Session, MapsWithTheModeThatIsSet)
 {
-    const TemporaryFolder folder;
-    testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=256\nSTD_MAX_Y=768\n");
-    const TraceRecorder trace;
-    InputRecorder recorder;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
-    TouchAt(line.emulator.get(), 25, 25);
-    recorder.WaitFor(1);
-    SetMapMode(line.controller.get(), 0);
-    TouchAt(line.emulator.get(), 25, 25);
-    EXPECT_EQ(recorder.WaitFor(2), (std::vector<SentInput>{{0, 0, PRESS}, {16383, 16383, MOVE}}));
-    StopSession(line.controller.get());
+    RunningSession session(MODEL_5200, "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=256\nSTD_MAX_Y=768\n");
+    TouchAt(session.panel, 25, 25);
+    session.recorder.WaitFor(1);
+    SetMapMode(session.controller, 0);
+    TouchAt(session.panel, 25, 25);
+    EXPECT_EQ(session.recorder.WaitFor(2), (std::vector<SentInput>{{0, 0, PRESS}, {16383, 16383, MOVE}}));
 }
 
 TEST(StopSession, EndsASilentReaderWithinFiftyMilliseconds)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
+    RunningSession session;
     LetReaderReachItsWait();
-    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
-    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
-    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50) << "a second stop has nothing to wait for";
+    EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50);
+    EXPECT_TRUE(HasReaderEnded(session.controller));
+    EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50) << "a second stop has nothing to wait for";
 }
 
 TEST(StopSession, EndsASilentReaderWithinItsLimitWhereNoWaitCanBeCancelled)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
     platform::ThisMachine()->hasCancelSynchronousIo = false;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
+    RunningSession session;
     LetReaderReachItsWait();
-    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 200);
-    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+    EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 200);
+    EXPECT_TRUE(HasReaderEnded(session.controller));
     platform::ThisMachine()->hasCancelSynchronousIo = true;
 }
 
 // The reader is inside the report when `running` is cleared, and no cancellation takes the report from it.
 TEST(StopSession, DropsTheReportThatIsBeingRead)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
-    InputRecorder recorder;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
-    TouchAt(line.emulator.get(), 50, 50);
-    recorder.WaitFor(1);
-    const emulator::Bytes report = ReportOf(line.emulator.get(), true, 512, 512);
-    SendBytes(line.emulator.get(), {report.begin(), report.begin() + 3});
-    line.controller->running = 0;
-    SendBytes(line.emulator.get(), {report.begin() + 3, report.end()});
-    EXPECT_EQ(WaitForSingleObject(line.controller->readerThread, 5000), WAIT_OBJECT_0);
-    EXPECT_EQ(recorder.inputs.size(), 1U);
+    RunningSession session;
+    TouchAt(session.panel, 50, 50);
+    session.recorder.WaitFor(1);
+    const emulator::Bytes report = ReportOf(session.panel, true, 512, 512);
+    SendBytes(session.panel, {report.begin(), report.begin() + 3});
+    session.controller->running = 0;
+    SendBytes(session.panel, {report.begin() + 3, report.end()});
+    EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(session.recorder.inputs.size(), 1U);
 }
 
 TEST(Session, InjectsOnlyWhileThatIsEnabled)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
-    InputRecorder recorder;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
-    EXPECT_EQ(line.controller->injectEnabled, 1);
-    TouchAt(line.emulator.get(), 25, 25);
-    recorder.WaitFor(1);
-    line.controller->injectEnabled = 0;
-    TouchAt(line.emulator.get(), 50, 50);
+    RunningSession session;
+    EXPECT_EQ(session.controller->injectEnabled, 1);
+    TouchAt(session.panel, 25, 25);
+    session.recorder.WaitFor(1);
+    session.controller->injectEnabled = 0;
+    TouchAt(session.panel, 50, 50);
     LetReaderReachItsWait();
-    line.controller->injectEnabled = 1;
-    SetReportFault(line.emulator.get(), {{1, 2, 3, 4, 5, 6}, 0, milliseconds(0)}); // noise as long as a packet costs no report
-    TouchAt(line.emulator.get(), 75, 75);
-    EXPECT_EQ(recorder.WaitFor(2), (std::vector<SentInput>{{16383, 16383, PRESS}, {49151, 49151, MOVE}}));
-    StopSession(line.controller.get());
+    session.controller->injectEnabled = 1;
+    SetReportFault(session.panel, {{1, 2, 3, 4, 5, 6}, 0, milliseconds(0)}); // noise as long as a packet costs no report
+    TouchAt(session.panel, 75, 75);
+    EXPECT_EQ(session.recorder.WaitFor(2), (std::vector<SentInput>{{16383, 16383, PRESS}, {49151, 49151, MOVE}}));
 }
 
 TEST(StopSession, EndsAChatteringReaderWithinOneReport)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
-    InputRecorder recorder;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
+    RunningSession session;
     std::atomic<bool> done{false};
     std::thread finger([&] {
         while (!done) {
-            TouchAt(line.emulator.get(), 50, 50);
+            TouchAt(session.panel, 50, 50);
             std::this_thread::sleep_for(milliseconds(3));
         }
     });
-    recorder.WaitFor(20);
-    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
-    const size_t atStop = recorder.inputs.size();
+    session.recorder.WaitFor(20);
+    EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50);
+    const size_t atStop = session.recorder.inputs.size();
     done = true;
     finger.join();
-    EXPECT_EQ(recorder.inputs.size(), atStop) << "nothing is injected after the stop";
+    EXPECT_EQ(session.recorder.inputs.size(), atStop) << "nothing is injected after the stop";
 }
 
 TEST(StopSession, ReturnsAtOnceWithoutASession)
@@ -237,13 +211,9 @@ TEST(StopSession, ReturnsAtOnceWithoutASession)
 
 TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
 {
-    const PlainFolder folder;
-    const TraceRecorder trace;
-    const TestLine line;
-    line.Know(MODEL_5200);
-    ASSERT_TRUE(StartSession(line.controller.get()));
+    RunningSession session;
     LetReaderReachItsWait();
-    HangUp(line.emulator.get());
+    HangUp(session.panel);
     rusage before{};
     getrusage(RUSAGE_SELF, &before);
     std::this_thread::sleep_for(milliseconds(500));
@@ -253,8 +223,8 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
         return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_usec;
     };
     EXPECT_LT(microseconds(after) - microseconds(before), 50000) << "of CPU time in half a second";
-    EXPECT_LT(TimeOf([&] { StopSession(line.controller.get()); }).count(), 50);
-    EXPECT_TRUE(HasReaderEnded(line.controller.get()));
+    EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50);
+    EXPECT_TRUE(HasReaderEnded(session.controller));
 }
 
 // In a child process whose user may start no further thread.
@@ -282,7 +252,8 @@ TEST(StartSession, ReportsAThreadThatCannotBeCreated)
 
 TEST(Session, LeaksNothingOverAThousandStartsAndStops)
 {
-    const PlainFolder folder;
+    const TemporaryFolder folder;
+    testing::WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
     const TraceRecorder trace;
     InputRecorder recorder;
     const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
@@ -314,7 +285,8 @@ TEST(Session, LeaksNothingOverAThousandStartsAndStops)
 // Many at once: all are told first, and the last one's wait ends as soon as the first one's.
 TEST(StopSession, EndsManySessionsWithinOneDeadline)
 {
-    const PlainFolder folder;
+    const TemporaryFolder folder;
+    testing::WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
     const TraceRecorder trace;
     std::vector<std::unique_ptr<TestLine>> lines;
     for (int i = 0; i < 16; ++i) {
