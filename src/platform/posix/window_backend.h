@@ -37,8 +37,8 @@ struct WindowBackend {
 // Prints each text of a STATIC window as a line on standard error, and shows nothing.
 const WindowBackend* NoWindows();
 
-// Shows windows on the X display (null: the one in DISPLAY). Null, with a reason, when it cannot be used.
-const WindowBackend* X11Windows(const char* display, std::string* reason);
+// Shows windows on the X display of that name (null: the one in DISPLAY). Null, with a reason, when it cannot be used.
+const WindowBackend* X11Windows(const char* name, std::string* reason);
 
 // Closes every top-level window, as its close button does: posts WM_CLOSE. On the windows' thread.
 void CloseTopLevelWindows();
