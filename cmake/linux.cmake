@@ -6,7 +6,7 @@ pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft)
 # Everything but the programs' main is in libraries that the tests link.
 file(GLOB KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/posix/*.cpp)
 add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} src/drivers/enumerator_filter.cpp
-    src/runner/calibration_program.cpp src/runner/drive.cpp src/runner/enumerate.cpp src/runner/machine_setup.cpp src/runner/options.cpp
+    src/runner/calibration_program.cpp src/runner/drive.cpp src/runner/entries.cpp src/runner/machine_setup.cpp src/runner/options.cpp
     src/runner/ports.cpp src/runner/runner.cpp)
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE PkgConfig::X11)
@@ -16,7 +16,8 @@ add_executable(korvex_command src/runner/main.cpp)
 set_target_properties(korvex_command PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex_command PRIVATE korvex)
 
-add_library(korvex_emulator_library STATIC tools/emulator/emulator.cpp tools/emulator/gestures.cpp tools/emulator/command.cpp)
+add_library(korvex_emulator_library STATIC tools/emulator/command.cpp tools/emulator/distortion.cpp
+    tools/emulator/emulator.cpp tools/emulator/gestures.cpp)
 target_include_directories(korvex_emulator_library PUBLIC tools)
 target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
 target_compile_definitions(korvex_emulator_library PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")

@@ -8,7 +8,7 @@
 #include "discovery/model_table.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
-#include "link/interface_detail.h"
+#include "link/device_properties.h"
 #include "link/port_link.h"
 #include "link/touch_driver.h"
 #include "support/bounded_text.h"

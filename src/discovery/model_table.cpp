@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include "link/device_properties.h"
 #include "link/touch_controller.h"
 #include "support/bounded_text.h"
 #include "support/compare_no_case.h"
@@ -61,14 +62,6 @@ Identifier IdentifierOf(const WCHAR* text)
     return identifier;
 }
 
-// A REG_MULTI_SZ property of a device into a buffer of TEXT_CAPACITY units; its first entry stands at the start, always terminated.
-bool ReadFirstEntry(HDEVINFO devices, SP_DEVINFO_DATA* element, DWORD property, std::array<WCHAR, TEXT_CAPACITY>* entry)
-{
-    return SetupDiGetDeviceRegistryPropertyW(
-               devices, element, property, nullptr, reinterpret_cast<BYTE*>(entry->data()), sizeof(*entry), nullptr)
-        != FALSE;
-}
-
 } // namespace
 
 uint32_t ModelFromHardwareId(const WCHAR* text)
@@ -87,7 +80,7 @@ uint32_t ModelFromHardwareId(const WCHAR* text)
 
 uint8_t BusKindFromHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element)
 {
-    std::array<WCHAR, TEXT_CAPACITY> entry{};
+    PropertyText entry{};
     if (!ReadFirstEntry(devices, element, SPDRP_HARDWAREID, &entry))
         return BUS_UNKNOWN;
     const Identifier identifier = IdentifierOf(entry.data());
@@ -98,7 +91,7 @@ uint8_t BusKindFromHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element)
 
 bool IsEnumeratorBound(HDEVINFO devices, SP_DEVINFO_DATA* element)
 {
-    std::array<WCHAR, TEXT_CAPACITY> filter{};
+    PropertyText filter{};
     if (!ReadFirstEntry(devices, element, SPDRP_UPPERFILTERS, &filter))
         return false;
     if (!EqualsNoCase(filter.data(), -1, ENUMERATOR_SERVICE, -1))

@@ -1,7 +1,9 @@
 #include <array>
 
+#include "discovery/co_installer.h"
 #include "host/host.h"
 #include "host/korvex.h"
+#include "host/panel_test.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
 
@@ -34,14 +36,25 @@ void RunDetection()
         RunMessageLoop();
 }
 
-// The folder of the calibration program; false when the registry does not name one.
-bool ReadProgramFolder(Text* folder)
+void RunPanelTest()
+{
+    korvex::StartHost(korvex::HOST_DETECT | korvex::HOST_PANEL_TEST);
+    korvex::StartPanelTest();
+    if (korvex::FindPanelTestContext(GetModuleHandleW(nullptr)) != nullptr)
+        RunMessageLoop();
+    else
+        korvex::DestroyHostContext(); // its worker waits for the test's window
+}
+
+// The folder of the calibration program; false when the registry does not name one. The unit behind the longest is always zero: the
+// registry does not promise a terminator.
+bool ReadProgramFolder(std::array<WCHAR, korvex::TEXT_CAPACITY + 1>* folder)
 {
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, TEXT("SOFTWARE\\Korvex"), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS)
         return false;
     DWORD type = 0;
-    auto size = static_cast<DWORD>((folder->size() - 1) * sizeof(WCHAR)); // the registry does not promise a terminator
+    DWORD size = korvex::TEXT_CAPACITY * sizeof(WCHAR);
     const LONG result = RegQueryValueExW(key, TEXT("Path"), nullptr, &type, reinterpret_cast<BYTE*>(folder->data()), &size);
     RegCloseKey(key);
     return result == ERROR_SUCCESS && type == REG_SZ;
@@ -49,7 +62,7 @@ bool ReadProgramFolder(Text* folder)
 
 void LaunchCalibration(const Text* parameters)
 {
-    Text folder{};
+    std::array<WCHAR, korvex::TEXT_CAPACITY + 1> folder{};
     Text program{};
     if (!ReadProgramFolder(&folder))
         return;
@@ -72,6 +85,17 @@ void CALLBACK kxENUMW(HWND /*window*/, HINSTANCE /*instance*/, LPWSTR /*text*/, 
         RunDetection();
 }
 
+void CALLBACK kxPANELTEST()
+{
+    RunPanelTest();
+}
+
+void CALLBACK kxPANELTESTW(HWND /*window*/, HINSTANCE /*instance*/, LPWSTR /*text*/, int /*show*/)
+{
+    if (IsOnlyInstance())
+        RunPanelTest();
+}
+
 void CALLBACK kxCALIB(int number)
 {
     Text parameters{};
@@ -84,5 +108,14 @@ void CALLBACK kxCALIBW(HWND /*window*/, HINSTANCE /*instance*/, LPWSTR text, int
     Text parameters{};
     FormatBounded(parameters.data(), parameters.size(), TEXT("-calibration %s"), text);
     LaunchCalibration(&parameters);
+}
+
+DWORD CALLBACK kxCoInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINFO_DATA* element, COINSTALLER_CONTEXT_DATA* context)
+{
+    if (function == DIF_INSTALLDEVICE)
+        return korvex::HandleInstallDevice(devices, element, context->PostProcessing);
+    if (function == DIF_REMOVE && context->PostProcessing == FALSE)
+        return korvex::HandleRemoveDevice(devices, element);
+    return NO_ERROR;
 }
 }

@@ -188,6 +188,8 @@ unsigned __stdcall DetectionWorker(void* argument)
 LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     if (message == WM_CLOSE) {
+        if (ProcessContext() == nullptr)
+            return 0; // it is already ending
         DestroyHostContext();
         ExitProcess(0);
     }

@@ -1,10 +1,8 @@
 #include "link/touch_driver.h"
 
-#include <array>
 #include <cstdlib>
 
-#include "link/interface_detail.h"
-#include "support/bounded_text.h"
+#include "link/device_properties.h"
 #include "support/compare_no_case.h"
 
 namespace korvex {
@@ -60,11 +58,8 @@ bool VisitInterfaces(const WCHAR* deviceId, Visit visit)
 
 bool HasHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* hardwareId)
 {
-    std::array<WCHAR, TEXT_CAPACITY> list{};
-    return SetupDiGetDeviceRegistryPropertyW(
-               devices, element, SPDRP_HARDWAREID, nullptr, reinterpret_cast<BYTE*>(list.data()), sizeof(list), nullptr)
-        != FALSE
-        && EqualsNoCase(list.data(), -1, hardwareId, -1);
+    PropertyText entry{};
+    return ReadFirstEntry(devices, element, SPDRP_HARDWAREID, &entry) && EqualsNoCase(entry.data(), -1, hardwareId, -1);
 }
 
 void ReadIdentity(TouchController* controller, HANDLE device)

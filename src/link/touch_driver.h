@@ -41,7 +41,7 @@ HANDLE OpenTouchDevice(const WCHAR* hardwareId);
 void SetReportMode(HANDLE device, int mode);
 
 // Single requests; an invalid handle or a missing output sends nothing and fails.
-// All three are always asked; an output whose request failed is 0.
+// All three are always asked; an output whose request failed is left alone.
 bool ReadIdentityInfo(HANDLE device, uint32_t* first, uint32_t* second, uint32_t* third);
 bool ReadDriverModel(HANDLE device, uint32_t* model);
 // The version as major << 16 | minor << 8 | build; stored only when both requests succeeded.

@@ -8,7 +8,7 @@
 
 #include "runner/calibration_program.h"
 #include "runner/drive.h"
-#include "runner/enumerate.h"
+#include "runner/entries.h"
 #include "runner/ports.h"
 
 namespace korvex::runner {
@@ -21,22 +21,25 @@ The runtime of Korvex touch-screen controllers.
 Commands:
   enum               find the controllers on all ports and let their touches move the pointer, behind a
                      status window, until it is closed or SIGINT or SIGTERM comes
-  drive PORT         the same for the one controller on the serial port PORT, a path such as /dev/ttyS0,
-                     without window and bindings
+  paneltest          calibrate the panel that is touched, by nine targets over the whole screen, then
+                     rate it; Escape ends it
+  drive PORT         like enum for the one controller on the serial port PORT, a path such as
+                     /dev/ttyS0, without window and bindings
   ports              list the serial ports, what stands on them and how they are bound, opening none
   unbind NAME        take the binding and its parameters off a port
   calib N|TEXT       start the calibration program with a number or a text
   set-path DIR       store where the calibration program KxConsole.exe is
 
 Options:
-  --single           (enum) only when no other one runs in this session
-  --port NAME=PATH   (enum, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not the system's
+  --single           (enum, paneltest) only when no other one runs in this session
+  --port NAME=PATH   (enum, paneltest, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not
+                     the system's
   --state DIR        (all but drive) where bindings and registry are kept (default $XDG_STATE_HOME/korvex)
-  --pointer x11|log  (enum, drive) send the pointer input to the X display (default where DISPLAY is set),
-                     or print it as one JSON object a line on standard output
-  --windows x11|none (enum) show the status window on the X display (default where DISPLAY is set), or
-                     print its texts on standard error
-  --trace FILE       (enum, drive) write the diagnostic lines to FILE (default: standard error)
+  --pointer x11|log  (enum, paneltest, drive) send the pointer input to the X display (default where
+                     DISPLAY is set), or print it as one JSON object a line on standard output
+  --windows x11|none (enum, paneltest) show windows on the X display (default where DISPLAY is set), or
+                     print what they would show on standard error
+  --trace FILE       (enum, paneltest, drive) write the diagnostic lines to FILE (default: standard error)
   --json             (ports) as JSON
   --help, --version
 
@@ -51,8 +54,8 @@ struct Command {
     int (*run)(int argc, char** argv);
 };
 
-constexpr std::array COMMANDS{Command{"enum", RunEnumerate}, Command{"drive", RunDrive}, Command{"ports", RunPorts},
-    Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"set-path", RunSetPath}};
+constexpr std::array COMMANDS{Command{"enum", RunEnumerate}, Command{"paneltest", RunPanelTest}, Command{"drive", RunDrive},
+    Command{"ports", RunPorts}, Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"set-path", RunSetPath}};
 
 // Signals that end a command are waited for, never handled; threads started later inherit the mask.
 void BlockEndSignals()

@@ -35,9 +35,15 @@ constexpr UINT RESULT_MESSAGE = WM_USER + 240;
 Texts statusTexts; // of the status text window, in order
 
 // A backend without a screen that keeps the texts.
-const platform::WindowBackend RECORDING{[](const platform::WindowView* /*view*/) { return true; }, [](HWND /*window*/) {},
-    [](const platform::WindowView* view) { statusTexts.push_back(platform::ToUtf8(view->text)); }, [](HWND /*window*/) {},
-    [] { return -1; }, [] { return true; }};
+const platform::WindowBackend* RecordingBackend()
+{
+    static const platform::WindowBackend backend = [] {
+        platform::WindowBackend recording = *platform::NoWindows();
+        recording.changeText = [](const platform::WindowView* view) { statusTexts.push_back(platform::ToUtf8(view->text)); };
+        return recording;
+    }();
+    return &backend;
+}
 
 // A host context with a status text and a notify target, as an entry has one; passes run on the test's own thread.
 struct Host {
@@ -46,7 +52,7 @@ struct Host {
     Host()
     {
         statusTexts.clear();
-        platform::ThisMachine()->windowBackend = &RECORDING;
+        platform::ThisMachine()->windowBackend = RecordingBackend();
         context = CreateHostContext(GetModuleHandleW(nullptr));
         context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD, 0, 0, 300, 36, nullptr, nullptr, nullptr, nullptr);
         SetNotifyTarget(context->statusText, RESULT_MESSAGE);

@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-// Behind GoogleTest, whose names its macros would change.
-#include <X11/Xlib.h>
-
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -16,6 +13,7 @@
 #include "platform/posix/text.h"
 #include "platform/win32.h"
 #include "testing/process.h"
+#include "testing/screen.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"
 
@@ -114,25 +112,9 @@ TEST(KorvexDrive, MovesADisplaysPointerAndReleasesItsButtonAtTheEnd)
 {
     const TemporaryFolder folder;
     testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
-    const testing::DisplayServer server;
-    setenv("DISPLAY", server.name.c_str(), 1);
-    Display* display = XOpenDisplay(server.name.c_str()); // also keeps the server from starting anew when the command leaves
-    ASSERT_NE(display, nullptr);
-    const auto waitForPointer = [display](int x, int y, unsigned buttons) {
-        for (int i = 0; i < 5000; ++i) {
-            Window root = 0;
-            Window child = 0;
-            int pointerX = 0;
-            int pointerY = 0;
-            int windowX = 0;
-            int windowY = 0;
-            unsigned mask = 0;
-            XQueryPointer(display, DefaultRootWindow(display), &root, &child, &pointerX, &pointerY, &windowX, &windowY, &mask);
-            if (pointerX == x && pointerY == y && (mask & Button1Mask) == buttons)
-                return true;
-            usleep(2000);
-        }
-        return false;
+    const testing::Screen screen;
+    const auto waitForPointer = [&screen](const testing::PointerState& state) {
+        return testing::WaitUntil([&] { return testing::PointerOf(&screen) == state; });
     };
     Process emulator({EMULATOR, "--link", "port", "--script", "-"});
     ReadLine(emulator.output);
@@ -140,22 +122,20 @@ TEST(KorvexDrive, MovesADisplaysPointerAndReleasesItsButtonAtTheEnd)
     ReadLine(drive.error);
     WriteLine(&emulator, "ready");
     WriteLine(&emulator, "touch 25 50");
-    EXPECT_TRUE(waitForPointer(255, 383, Button1Mask));
+    EXPECT_TRUE(waitForPointer({255, 383, true}));
     WriteLine(&emulator, "lift");
-    EXPECT_TRUE(waitForPointer(255, 383, 0));
+    EXPECT_TRUE(waitForPointer({255, 383, false}));
     WriteLine(&emulator, "touch 75 75");
-    EXPECT_TRUE(waitForPointer(767, 575, Button1Mask));
+    EXPECT_TRUE(waitForPointer({767, 575, true}));
     EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
-    EXPECT_TRUE(waitForPointer(767, 575, 0));
-    XCloseDisplay(display);
-    unsetenv("DISPLAY");
+    EXPECT_TRUE(waitForPointer({767, 575, false}));
 }
 
 TEST(KorvexEmulator, NamesWhatIsWrong)
 {
     for (const auto& [option, value] : std::vector<std::pair<std::string, std::string>>{{"--model", "5201"}, {"--baud", "4800"},
              {"--resolution", "11"}, {"--firmware", "1.2"}, {"--memory", "0G"}, {"--fault", "flood"}, {"--report-noise", "1"},
-             {"--report-gap", "9,1"}, {"--link", ""}}) {
+             {"--report-gap", "9,1"}, {"--scale", "1"}, {"--rotate", "x"}, {"--target-error", "0=1,1"}, {"--link", ""}}) {
         const RunResult result = RunProgram({EMULATOR, option, value});
         EXPECT_EQ(result.exitCode, 2) << option;
         EXPECT_EQ(result.error, "korvex-emulator: invalid value '" + value + "' for '" + option + "'\n");

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-// Behind GoogleTest, whose names its macros would change.
-#include <X11/Xlib.h>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -16,15 +13,17 @@
 #include <vector>
 
 #include "emulator/emulator.h"
+#include "testing/installation.h"
 #include "testing/process.h"
+#include "testing/screen.h"
 #include "testing/temporary_folder.h"
 
 namespace korvex {
 namespace {
 
-using emulator::EmulatorPointer;
 using std::chrono::milliseconds;
 using testing::EndBySignal;
+using testing::Installation;
 using testing::Process;
 using testing::ReadLine;
 using testing::ReadLineWith;
@@ -32,39 +31,11 @@ using testing::RunProgram;
 using testing::RunResult;
 using testing::TemporaryFolder;
 
-const std::string KORVEX = KORVEX_COMMAND;
-
-// Two controllers and a folder with a calibration that maps plainly.
-struct Installation {
-    TemporaryFolder folder;
-    EmulatorPointer first = emulator::StartEmulator({});
-    EmulatorPointer second = emulator::StartEmulator({0x7700});
-
-    Installation()
-    {
-        testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
-        unsetenv("DISPLAY");
-        setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
-    }
-
-    std::vector<std::string> Command(const std::vector<std::string>& words) const
-    {
-        std::vector<std::string> command{KORVEX};
-        command.insert(command.end(), words.begin(), words.end());
-        for (const std::string& option : {std::string("--state"), (folder.path / "state").string(), std::string("--port"),
-                 "COM3=" + TerminalPath(first.get()), std::string("--port"), "COM4=" + TerminalPath(second.get())})
-            command.push_back(option);
-        return command;
-    }
-};
-
-const std::vector<std::string> UNSEEN{"enum", "--windows", "none", "--pointer", "log", "--trace", "trace.txt"};
-
 TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
 {
     const Installation installation;
     for (int run = 1; run <= 2; ++run) {
-        Process command(installation.Command(UNSEEN));
+        Process command(installation.Unseen({"enum"}));
         const bool first = run == 1; // the second run knows both ports' children
         EXPECT_EQ(ReadLine(command.error), "Refreshing Device Nodes");
         if (!first) {
@@ -104,7 +75,7 @@ TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
         const Installation installation;
         if (row.silent)
             AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
-        Process command(installation.Command(UNSEEN));
+        Process command(installation.Unseen({"enum"}));
         WaitForMain(&command);
         std::this_thread::sleep_for(milliseconds(row.delay));
         for (int i = 0; i < 20; ++i)
@@ -118,62 +89,42 @@ TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
 TEST(KorvexEnum, KeepsASecondSingleOneOut)
 {
     const Installation installation;
-    std::vector<std::string> single = UNSEEN;
-    single.emplace_back("--single");
-    Process command(installation.Command(single));
+    const std::vector<std::string> single = installation.Unseen({"enum", "--single"});
+    Process command(single);
     EXPECT_EQ(ReadLine(command.error), "Refreshing Device Nodes");
-    const RunResult refused = RunProgram(installation.Command(single));
-    EXPECT_EQ(refused.exitCode, 6);
-    EXPECT_EQ(refused.error, "korvex enum: another one is running in this session\n");
-    Process other(installation.Command(UNSEEN));
+    for (const std::string name : {"enum", "paneltest"}) {
+        const RunResult refused = RunProgram(installation.Unseen({name, "--single"}));
+        EXPECT_EQ(refused.exitCode, 6);
+        EXPECT_EQ(refused.error, "korvex " + name + ": another one is running in this session\n");
+    }
+    Process other(installation.Unseen({"enum"}));
     EXPECT_EQ(ReadLine(other.error), "Refreshing Device Nodes") << "without the option it starts";
     EXPECT_EQ(EndBySignal(&other, SIGTERM), 0);
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
-    Process next(installation.Command(single));
+    Process next(single);
     EXPECT_EQ(ReadLine(next.error), "Refreshing Device Nodes") << "the way is free again";
     EXPECT_EQ(EndBySignal(&next, SIGTERM), 0);
-}
-
-// What a window manager does when a window's close button is pressed.
-void PressCloseButton(const std::string& displayName, Window window)
-{
-    Display* display = XOpenDisplay(displayName.c_str());
-    XEvent event{};
-    event.xclient.type = ClientMessage;
-    event.xclient.window = window;
-    event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
-    event.xclient.format = 32;
-    event.xclient.data.l[0] = static_cast<long>(XInternAtom(display, "WM_DELETE_WINDOW", False));
-    XSendEvent(display, window, False, NoEventMask, &event);
-    XCloseDisplay(display);
 }
 
 // The window as others see it; its close button ends the process.
 TEST(KorvexEnum, ShowsItsWindowAndEndsWithIt)
 {
     const Installation installation;
-    const testing::DisplayServer server;
-    setenv("DISPLAY", server.name.c_str(), 1);
+    const testing::Screen screen;
     Process command(installation.Command({"enum", "--trace", "trace.txt"}));
-    const RunResult search = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^Korvex Touch Solutions$"});
-    ASSERT_EQ(search.exitCode, 0);
-    const std::string window = search.output.substr(0, search.output.find('\n'));
-    const std::string properties = RunProgram({"xwininfo", "-id", window, "-size", "-stats"}).output;
+    const unsigned long window = testing::WaitForWindow("Korvex Touch Solutions");
+    const std::string properties = RunProgram({"xwininfo", "-id", std::to_string(window), "-size", "-stats"}).output;
     for (const char* line :
         {"Width: 300", "Height: 100", "Program supplied minimum size: 300 by 100", "Program supplied maximum size: 300 by 100"})
         EXPECT_NE(properties.find(line), std::string::npos) << properties;
     // The last status text is up once touches are driven.
-    std::string pointer;
-    for (int i = 0; i < 100 && pointer.find("x:511 y:383") == std::string::npos; ++i) {
+    EXPECT_TRUE(testing::WaitUntil([&] {
         TouchAt(installation.second.get(), 50, 50);
-        std::this_thread::sleep_for(milliseconds(50));
-        pointer = RunProgram({"xdotool", "getmouselocation"}).output;
-    }
-    EXPECT_NE(pointer.find("x:511 y:383"), std::string::npos) << pointer;
+        return testing::PointerOf(&screen) == testing::PointerState{511, 383, true};
+    }));
     EXPECT_EQ(RunProgram({"import", "-window", "root", STATUS_WINDOW_SCREENSHOT}).exitCode, 0);
-    PressCloseButton(server.name, std::stoul(window));
+    PressCloseButton(&screen, window);
     EXPECT_EQ(testing::WaitForExit(&command), 0);
-    unsetenv("DISPLAY");
 }
 
 TEST(KorvexEnum, SaysWhenItsDisplayIsLost)
@@ -182,7 +133,7 @@ TEST(KorvexEnum, SaysWhenItsDisplayIsLost)
     testing::DisplayServer server;
     setenv("DISPLAY", server.name.c_str(), 1);
     Process command(installation.Command({"enum", "--trace", "trace.txt"}));
-    EXPECT_EQ(RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^Korvex Touch Solutions$"}).exitCode, 0);
+    EXPECT_NE(testing::WaitForWindow("Korvex Touch Solutions"), 0U);
     EXPECT_EQ(EndBySignal(&server.server, SIGTERM), 0);
     EXPECT_EQ(testing::WaitForExit(&command), 1);
     EXPECT_EQ(ReadLineWith(command.error, "display"), "korvex enum: the display is lost");
@@ -193,7 +144,7 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
 {
     const Installation installation;
     {
-        Process command(installation.Command(UNSEEN));
+        Process command(installation.Unseen({"enum"}));
         EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
         // The ports are in use, which a list does not mind.
         const RunResult list = RunProgram(installation.Command({"ports", "--json"}));
@@ -220,7 +171,7 @@ TEST(KorvexCalib, StartsTheProgramOfTheStoredFolderWithItsParameters)
 {
     const TemporaryFolder folder;
     const auto run = [](const std::vector<std::string>& words) {
-        std::vector<std::string> command{KORVEX};
+        std::vector<std::string> command{KORVEX_COMMAND};
         command.insert(command.end(), words.begin(), words.end());
         command.insert(command.end(), {"--state", "state"});
         return RunProgram(command).exitCode;

@@ -3,7 +3,10 @@
 #include <getopt.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -37,6 +40,11 @@ Emulates a touch controller on a pseudo-terminal and prints each command that it
   --fault KIND[=COUNT]   spoil the next COUNT answers, or all: silence, wrong-echo, corruption, noise
   --report-noise HEX     send these bytes before each report
   --report-gap BYTE,MS   pause for MS milliseconds after each report's first BYTE bytes
+  --scale X,Y            the panel measures touches stretched by these factors about its middle,
+  --rotate DEGREES       turned clockwise about its middle,
+  --offset X,Y           shifted by these percentages of its size,
+  --target-error N=X,Y   and off by these at the panel test's target N (1 to 9, row by row; repeatable)
+  --panel-test           follow a panel test: the same as a script with the line "panel-test"
   --script FILE          carry out the gestures in FILE ("-": standard input), one a line
   --help                 show this
   --version              show the version
@@ -50,6 +58,8 @@ struct Settings {
     std::string script;
     std::vector<AnswerFault> answerFaults;
     ReportFault reportFault;
+    Distortion distortion;
+    bool followsPanelTest = false;
 };
 
 bool ParseNumber(std::string_view text, uint32_t largest, uint32_t* number)
@@ -78,6 +88,28 @@ bool Split(std::string_view text, char separator, std::string_view* left, std::s
     *left = text.substr(0, position);
     *right = text.substr(position + 1);
     return true;
+}
+
+bool ParseDecimal(std::string_view text, double* number)
+{
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return error == std::errc{} && end == text.data() + text.size() && std::abs(*number) <= 1000;
+}
+
+bool ParsePair(std::string_view text, PanelPoint* pair)
+{
+    std::string_view first;
+    std::string_view second;
+    return Split(text, ',', &first, &second) && ParseDecimal(first, &pair->x) && ParseDecimal(second, &pair->y);
+}
+
+bool ParseTargetError(std::string_view text, Distortion* distortion)
+{
+    std::string_view target;
+    std::string_view error;
+    uint32_t number = 0;
+    return Split(text, '=', &target, &error) && ParseNumber(target, TARGET_COUNT, &number) && number > 0
+        && ParsePair(error, &distortion->targetErrors[number - 1]);
 }
 
 bool ParseFirmware(std::string_view text, EmulatorOptions* options)
@@ -160,6 +192,14 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
         return ParseFault(value, &settings->answerFaults);
     if (name == "report-noise")
         return ParseHex(value, &settings->reportFault.noiseBefore);
+    if (name == "scale")
+        return ParsePair(value, &settings->distortion.scale);
+    if (name == "offset")
+        return ParsePair(value, &settings->distortion.offset);
+    if (name == "rotate")
+        return ParseDecimal(value, &settings->distortion.rotation);
+    if (name == "target-error")
+        return ParseTargetError(value, &settings->distortion);
     if (name == "report-gap")
         return ParseGap(value, &settings->reportFault);
     return false;
@@ -168,12 +208,15 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
 // The exit code when the command ends here; -1 to go on.
 int ParseOptions(int argc, char** argv, Settings* settings)
 {
-    const std::array<option, 13> known{option{"link", required_argument, nullptr, 'v'}, option{"model", required_argument, nullptr, 'v'},
+    const std::array known{option{"link", required_argument, nullptr, 'v'}, option{"model", required_argument, nullptr, 'v'},
         option{"baud", required_argument, nullptr, 'v'}, option{"resolution", required_argument, nullptr, 'v'},
         option{"firmware", required_argument, nullptr, 'v'}, option{"memory", required_argument, nullptr, 'v'},
         option{"fault", required_argument, nullptr, 'v'}, option{"report-noise", required_argument, nullptr, 'v'},
         option{"report-gap", required_argument, nullptr, 'v'}, option{"script", required_argument, nullptr, 'v'},
-        option{"help", no_argument, nullptr, 'h'}, option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
+        option{"scale", required_argument, nullptr, 'v'}, option{"offset", required_argument, nullptr, 'v'},
+        option{"rotate", required_argument, nullptr, 'v'}, option{"target-error", required_argument, nullptr, 'v'},
+        option{"panel-test", no_argument, nullptr, 'p'}, option{"help", no_argument, nullptr, 'h'},
+        option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
     int index = 0;
     for (;;) {
         switch (getopt_long(argc, argv, "", known.data(), &index)) {
@@ -189,6 +232,9 @@ int ParseOptions(int argc, char** argv, Settings* settings)
         case 'V':
             puts("korvex-emulator " KORVEX_VERSION);
             return EXIT_SUCCESS;
+        case 'p':
+            settings->followsPanelTest = true;
+            break;
         case 'v':
             if (ApplyOption(known[static_cast<size_t>(index)].name, optarg, settings))
                 break;
@@ -218,29 +264,32 @@ void PrintCommand(const ReceivedCommand& command)
     fflush(stdout);
 }
 
-// Carries out a script; its end leaves the emulator running, "quit" ends the process.
-void RunScript(Emulator* emulator, const std::string& path)
+// Carries out a line; false when it ends the emulator.
+bool RunLine(Emulator* emulator, const std::string& line)
 {
+    std::string error;
+    const GestureResult result = RunGesture(emulator, line, &error);
+    if (result == GestureResult::FAILED)
+        fprintf(stderr, "korvex-emulator: %s\n", error.c_str());
+    if (result == GestureResult::QUIT)
+        kill(getpid(), SIGTERM);
+    return result != GestureResult::QUIT;
+}
+
+// Carries out what the settings ask for; its end leaves the emulator running, "quit" ends the process.
+void RunScript(Emulator* emulator, const Settings* settings)
+{
+    if (settings->followsPanelTest)
+        RunLine(emulator, "panel-test");
+    if (settings->script.empty())
+        return;
     std::ifstream file;
-    if (path != "-")
-        file.open(path);
-    std::istream& lines = path == "-" ? std::cin : file;
+    if (settings->script != "-")
+        file.open(settings->script);
+    std::istream& lines = settings->script == "-" ? std::cin : file;
     if (!lines)
-        fprintf(stderr, "korvex-emulator: cannot read '%s'\n", path.c_str());
-    std::string line;
-    while (std::getline(lines, line)) {
-        std::string error;
-        switch (RunGesture(emulator, line, &error)) {
-        case GestureResult::DONE:
-            break;
-        case GestureResult::QUIT:
-            kill(getpid(), SIGTERM);
-            return;
-        case GestureResult::FAILED:
-            fprintf(stderr, "korvex-emulator: %s\n", error.c_str());
-            break;
-        }
-    }
+        fprintf(stderr, "korvex-emulator: cannot read '%s'\n", settings->script.c_str());
+    for (std::string line; std::getline(lines, line) && RunLine(emulator, line);) { }
 }
 
 } // namespace
@@ -266,6 +315,7 @@ int RunEmulatorCommand(int argc, char** argv)
     for (const AnswerFault& fault : settings.answerFaults)
         AddAnswerFault(emulator.get(), fault);
     SetReportFault(emulator.get(), settings.reportFault);
+    SetDistortion(emulator.get(), settings.distortion);
 
     namespace fs = std::filesystem;
     std::error_code error;
@@ -282,8 +332,8 @@ int RunEmulatorCommand(int argc, char** argv)
     fflush(stdout);
 
     std::thread script;
-    if (!settings.script.empty())
-        script = std::thread(RunScript, emulator.get(), settings.script);
+    if (settings.followsPanelTest || !settings.script.empty())
+        script = std::thread(RunScript, emulator.get(), &settings);
     int signal = 0;
     sigwait(&endSignals, &signal);
     if (!settings.link.empty())

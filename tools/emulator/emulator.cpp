@@ -55,8 +55,8 @@ struct Emulator {
     Clock::time_point lastCommand;
     std::vector<AnswerFault> answerFaults;
     ReportFault reportFault;
-    double fingerX = 0; // percent
-    double fingerY = 0;
+    Distortion distortion;
+    PanelPoint finger{0, 0};
 };
 
 namespace {
@@ -252,6 +252,24 @@ void Serve(Emulator* emulator, int master)
     }
 }
 
+PanelPoint FingerOf(const Emulator* emulator)
+{
+    const std::lock_guard guard(emulator->mutex);
+    return emulator->finger;
+}
+
+// Reports the finger at a place of the panel, where the panel measures it.
+bool SendFinger(Emulator* emulator, bool touching, PanelPoint place)
+{
+    PanelPoint measured{};
+    {
+        const std::lock_guard guard(emulator->mutex);
+        emulator->finger = place;
+        measured = Distort(&emulator->distortion, place);
+    }
+    return SendReport(emulator, touching, RawAt(emulator, measured.x), RawAt(emulator, measured.y));
+}
+
 void StopThread(Emulator* emulator)
 {
     eventfd_write(emulator->stopDescriptor, 1);
@@ -375,28 +393,23 @@ bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
     return SendBytes(emulator, Bytes(cut, bytes.end()));
 }
 
+void SetDistortion(Emulator* emulator, const Distortion& distortion)
+{
+    const std::lock_guard guard(emulator->mutex);
+    emulator->distortion = distortion;
+}
+
 bool TouchAt(Emulator* emulator, double percentX, double percentY)
 {
-    {
-        const std::lock_guard guard(emulator->mutex);
-        emulator->fingerX = percentX;
-        emulator->fingerY = percentY;
-    }
-    return SendReport(emulator, true, RawAt(emulator, percentX), RawAt(emulator, percentY));
+    return SendFinger(emulator, true, {percentX, percentY});
 }
 
 bool DragTo(Emulator* emulator, double percentX, double percentY, int steps)
 {
-    double startX = 0;
-    double startY = 0;
-    {
-        const std::lock_guard guard(emulator->mutex);
-        startX = emulator->fingerX;
-        startY = emulator->fingerY;
-    }
+    const PanelPoint start = FingerOf(emulator);
     for (int i = 1; i <= steps; ++i) {
         const double part = static_cast<double>(i) / steps;
-        if (!TouchAt(emulator, startX + (percentX - startX) * part, startY + (percentY - startY) * part))
+        if (!TouchAt(emulator, start.x + (percentX - start.x) * part, start.y + (percentY - start.y) * part))
             return false;
     }
     return true;
@@ -404,14 +417,7 @@ bool DragTo(Emulator* emulator, double percentX, double percentY, int steps)
 
 bool Lift(Emulator* emulator)
 {
-    double x = 0;
-    double y = 0;
-    {
-        const std::lock_guard guard(emulator->mutex);
-        x = emulator->fingerX;
-        y = emulator->fingerY;
-    }
-    return SendReport(emulator, false, RawAt(emulator, x), RawAt(emulator, y));
+    return SendFinger(emulator, false, FingerOf(emulator));
 }
 
 uint32_t RawAt(const Emulator* emulator, double percent)

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "emulator/distortion.h"
+
 namespace korvex::emulator {
 
 using Bytes = std::vector<uint8_t>;
@@ -84,6 +86,9 @@ void AddAnswerFault(Emulator* emulator, const AnswerFault& fault);
 void ClearAnswerFaults(Emulator* emulator);
 void SetReportFault(Emulator* emulator, const ReportFault& fault);
 
+// Has the panel measure the gestures from now on as this distortion says; at first it measures truly.
+void SetDistortion(Emulator* emulator, const Distortion& distortion);
+
 // The bytes of one touch report in the model's format.
 Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
 
@@ -93,13 +98,13 @@ bool SendBytes(Emulator* emulator, const Bytes& bytes);
 // Sends one report, with the faults that are set.
 bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
 
-// Gestures, in percent of the panel's raw range (0 to 100 on each axis): touch down, drag to a point in `steps` reports, and lift where
+// Gestures, in percent of the panel (0 to 100 on each axis): touch down, drag to a point in `steps` reports, and lift where
 // the finger is.
 bool TouchAt(Emulator* emulator, double percentX, double percentY);
 bool DragTo(Emulator* emulator, double percentX, double percentY, int steps);
 bool Lift(Emulator* emulator);
 
-// The raw coordinate at a percentage of the panel.
+// The raw coordinate at a percentage of the panel that measures truly.
 uint32_t RawAt(const Emulator* emulator, double percent);
 
 // Closes the line, as an adapter that is pulled out.

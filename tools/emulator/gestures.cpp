@@ -1,5 +1,6 @@
 #include "emulator/gestures.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <sstream>
@@ -57,6 +58,26 @@ bool Circle(Emulator* emulator, double rate, double seconds)
     return Lift(emulator);
 }
 
+bool FollowPanelTest(Emulator* emulator)
+{
+    // The test shows each target for 5 s from the host's last command on, and takes what was reported last. So a touch halfway counts.
+    constexpr milliseconds INTERVAL{5000};
+    constexpr milliseconds TOUCH_LENGTH{200};
+    constexpr PanelPoint CHECK{70, 30};
+    if (!WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT))
+        return false;
+    auto next = std::chrono::steady_clock::now() - READY_QUIET + INTERVAL / 2;
+    const auto touch = [&](PanelPoint place) {
+        std::this_thread::sleep_until(next);
+        next += INTERVAL;
+        if (!TouchAt(emulator, place.x, place.y))
+            return false;
+        std::this_thread::sleep_for(TOUCH_LENGTH);
+        return Lift(emulator);
+    };
+    return std::all_of(TARGETS.begin(), TARGETS.end(), touch) && touch(CHECK);
+}
+
 } // namespace
 
 GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string* error)
@@ -86,6 +107,8 @@ GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string*
     } else if (verb == "circle") {
         understood = ReadNumbers(&words, 2, MAX_RATE, &numbers) && numbers.size() == 2 && numbers[0] >= 1;
         done = understood && Circle(emulator, numbers[0], numbers[1]);
+    } else if (verb == "panel-test") {
+        done = FollowPanelTest(emulator);
     } else if (verb == "wait") {
         understood = ReadNumbers(&words, 1, 3600000, &numbers) && numbers.size() == 1;
         if (understood)

@@ -14,6 +14,8 @@ inline constexpr std::string_view GESTURE_HELP = R"(  ready              wait un
   drag X Y [STEPS]   move the finger there, in STEPS reports (default 20)
   lift               lift the finger
   circle RATE S      circle around the middle for S seconds at RATE reports a second, then lift
+  panel-test         follow a panel test: wait until the host is ready, touch each target for a moment,
+                     5 s apart, and in the end the panel at 70 %, 30 %
   wait MS            do nothing for MS milliseconds
   send HEX...        send these bytes as they are
   hangup             close the line

@@ -22,6 +22,8 @@ struct Machine {
     // The version of Windows that the machine gives itself.
     unsigned osMajor = 5;
     unsigned osMinor = 1;
+    bool isServer = false;
+    bool isTabletPc = false;
 
     // The service manager cannot be opened.
     bool serviceManagerLocked = false;

@@ -64,7 +64,9 @@ int GetSystemMetrics(int index)
     const std::lock_guard guard(pointerLock);
     if (index == SM_CXSCREEN)
         return ThisMachine()->screenWidth;
-    return index == SM_CYSCREEN ? ThisMachine()->screenHeight : 0;
+    if (index == SM_CYSCREEN)
+        return ThisMachine()->screenHeight;
+    return index == SM_TABLETPC && ThisMachine()->isTabletPc ? 1 : 0;
 }
 
 LONG korvex::platform::PixelOf(LONG coordinate, int size)

@@ -10,6 +10,7 @@ inline constexpr DWORD MOUSEEVENTF_LEFTUP = 0x0004;
 inline constexpr DWORD MOUSEEVENTF_ABSOLUTE = 0x8000;
 inline constexpr int SM_CXSCREEN = 0;
 inline constexpr int SM_CYSCREEN = 1;
+inline constexpr int SM_TABLETPC = 86;
 
 struct POINT {
     LONG x;
@@ -39,5 +40,5 @@ UINT SendInput(UINT count, INPUT* inputs, int size);
 // The pointer in pixels; fails when the display cannot be asked.
 BOOL GetCursorPos(POINT* point);
 
-// SM_CXSCREEN and SM_CYSCREEN, in pixels; 0 for any other index.
+// SM_CXSCREEN and SM_CYSCREEN, in pixels, and SM_TABLETPC, 1 for a Tablet PC; 0 for any other index.
 int GetSystemMetrics(int index);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "platform/posix/handles.h"
@@ -14,9 +15,13 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR fallback, L
         return 0;
     korvex::platform::ProfileDocument profile;
     korvex::platform::ReadProfile(korvex::platform::ToNativePath(path), &profile);
-    const std::u16string value = korvex::platform::FindValue(&profile, section, key).value_or(fallback == nullptr ? TEXT("") : fallback);
-    const size_t length = std::min<size_t>(value.size(), capacity - 1);
-    std::copy_n(value.data(), length, buffer);
+    std::optional<std::u16string> value = korvex::platform::FindValue(&profile, section, key);
+    if (!value) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        value = fallback == nullptr ? TEXT("") : fallback;
+    }
+    const size_t length = std::min<size_t>(value->size(), capacity - 1);
+    std::copy_n(value->data(), length, buffer);
     buffer[length] = 0;
     return static_cast<DWORD>(length);
 }

@@ -5,8 +5,8 @@
 
 #include "platform/posix/types.h"
 
-// Copies the value, or `fallback` when file, section or key is missing, into `buffer` of `capacity` UTF-16 units, cut to capacity - 1
-// and terminated. Returns the length without terminator. `section` and `key` must be given.
+// Copies the value, or `fallback` when file, section or key is missing (last error ERROR_FILE_NOT_FOUND), into `buffer` of `capacity`
+// UTF-16 units, cut to capacity - 1 and terminated. Returns the length without terminator. `section` and `key` must be given.
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR path);
 
 // Sets one value, creating file, section and key where they are missing; a null value removes the key. Every other line stays as it

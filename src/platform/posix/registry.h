@@ -9,6 +9,7 @@ using HKEY = struct HKEY__*;
 inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(uintptr_t{0x80000001}); // NOLINT(performance-no-int-to-ptr): as Windows has it
 inline const HKEY HKEY_LOCAL_MACHINE
     = reinterpret_cast<HKEY>(uintptr_t{0x80000002}); // NOLINT(performance-no-int-to-ptr): as Windows has it
+inline constexpr DWORD KEY_WRITE = 0x20006;
 inline constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
 inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
 inline constexpr DWORD REG_SZ = 1;

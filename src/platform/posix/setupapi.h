@@ -71,6 +71,14 @@ struct SP_DEVINSTALL_PARAMS_W {
     WCHAR DriverPath[MAX_PATH];
 };
 
+// What a co-installer is called with.
+struct COINSTALLER_CONTEXT_DATA {
+    BOOL PostProcessing;
+    DWORD InstallResult;
+    void* PrivateData;
+};
+
+inline constexpr DWORD ERROR_DI_POSTPROCESSING_REQUIRED = 0xE0000226;
 inline constexpr DWORD DIGCF_PRESENT = 0x02;
 inline constexpr DWORD DIGCF_ALLCLASSES = 0x04;
 inline constexpr DWORD DIGCF_DEVICEINTERFACE = 0x10;
@@ -83,6 +91,7 @@ inline constexpr DWORD DIREG_DEV = 1;
 inline constexpr DWORD DIOD_INHERIT_CLASSDRVS = 2;
 inline constexpr DWORD DI_REMOVEDEVICE_GLOBAL = 1;
 inline constexpr DWORD DI_NEEDREBOOT = 0x100;
+inline constexpr DI_FUNCTION DIF_INSTALLDEVICE = 0x02;
 inline constexpr DI_FUNCTION DIF_REMOVE = 0x05;
 inline constexpr DI_FUNCTION DIF_PROPERTYCHANGE = 0x12;
 

@@ -40,6 +40,8 @@ BOOL GetVersionExW(OSVERSIONINFOW* version)
     version->dwBuildNumber = 0;
     version->dwPlatformId = 2; // VER_PLATFORM_WIN32_NT
     version->szCSDVersion[0] = 0;
+    if (version->dwOSVersionInfoSize >= sizeof(OSVERSIONINFOEXW))
+        reinterpret_cast<OSVERSIONINFOEXW*>(version)->wProductType = machine->isServer ? VER_NT_SERVER : VER_NT_WORKSTATION;
     return TRUE;
 }
 

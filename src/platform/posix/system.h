@@ -15,6 +15,21 @@ struct OSVERSIONINFOW {
     WCHAR szCSDVersion[128];
 };
 
+// As it starts so does OSVERSIONINFOW.
+struct OSVERSIONINFOEXW {
+    DWORD dwOSVersionInfoSize;
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    WCHAR szCSDVersion[128];
+    WORD wServicePackMajor;
+    WORD wServicePackMinor;
+    WORD wSuiteMask;
+    BYTE wProductType;
+    BYTE wReserved;
+};
+
 struct QUERY_SERVICE_CONFIGW {
     DWORD dwServiceType;
     DWORD dwStartType;
@@ -34,8 +49,11 @@ inline constexpr int CSTR_EQUAL = 2;
 inline constexpr int CSTR_GREATER_THAN = 3;
 inline constexpr DWORD GENERIC_ALL = 0x10000000;
 inline constexpr DWORD SERVICE_QUERY_CONFIG = 1;
+inline constexpr DWORD SERVICE_ALL_ACCESS = 0xF01FF;
+inline constexpr BYTE VER_NT_WORKSTATION = 1;
+inline constexpr BYTE VER_NT_SERVER = 3;
 
-// The version that the machine gives itself (machine.h).
+// The version that the machine gives itself (machine.h); an OSVERSIONINFOEXW, by its size, gets the product type too.
 BOOL GetVersionExW(OSVERSIONINFOW* version);
 
 // By code units, and with NORM_IGNORECASE without regard to the case of ASCII and Latin-1 letters. Lengths in UTF-16 units, -1: up to the

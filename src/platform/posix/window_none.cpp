@@ -8,6 +8,7 @@
 const korvex::platform::WindowBackend* korvex::platform::NoWindows()
 {
     static constexpr WindowBackend BACKEND{
+        false,
         [](const WindowView* /*view*/) { return true; },
         [](HWND /*window*/) {},
         [](const WindowView* view) {
@@ -16,6 +17,9 @@ const korvex::platform::WindowBackend* korvex::platform::NoWindows()
                 return; // nobody is left to be told
         },
         [](HWND /*window*/) {},
+        [](const WindowView* /*view*/) {},
+        [](HWND /*window*/, RECT /*bounds*/, COLORREF /*fill*/) {},
+        [](HWND /*window*/, RECT /*bounds*/, COLORREF /*fill*/) {},
         [] { return -1; },
         [] { return true; },
     };

@@ -1,11 +1,15 @@
+#include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xft/Xft.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/cursorfont.h>
+#include <X11/keysym.h>
 
 #include <map>
 #include <string>
 
+#include "platform/posix/machine.h"
 #include "platform/posix/text.h"
 #include "platform/posix/window_backend.h"
 
@@ -28,6 +32,7 @@ struct WindowDisplay {
     Atom deleteWindow = 0;
     Atom windowName = 0;
     Atom utf8 = 0;
+    Cursor arrow = 0;
     XftFont* font = nullptr;
     std::map<HWND, ShownWindow> windows;
 };
@@ -79,6 +84,36 @@ void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
     XftDrawDestroy(draw);
 }
 
+// Asks a window manager, where there is one, for the whole screen.
+void AskForFullScreen(const WindowDisplay* connection, Window window)
+{
+    Atom fullScreen = XInternAtom(connection->display, "_NET_WM_STATE_FULLSCREEN", False);
+    XChangeProperty(connection->display, window, XInternAtom(connection->display, "_NET_WM_STATE", False), XA_ATOM, 32, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(&fullScreen), 1);
+}
+
+// Tells the window manager, where there is one, of a top-level window.
+void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view)
+{
+    Display* display = connection->display;
+    XSizeHints hints{};
+    hints.flags = PMinSize | PMaxSize | USPosition;
+    hints.min_width = hints.max_width = view->width;
+    hints.min_height = hints.max_height = view->height;
+    hints.x = view->x;
+    hints.y = view->y;
+    XSetWMNormalHints(display, window, &hints);
+    XSetWMProtocols(display, window, &connection->deleteWindow, 1);
+    SetTitle(connection, window, view->text);
+    if (view->isPopup)
+        AskForFullScreen(connection, window);
+    // A box stands above the window that shows it, full screen or not.
+    for (const auto& [handle, shown] : connection->windows) {
+        if (shown.view.parent == nullptr && shown.window != window)
+            XSetTransientForHint(display, window, shown.window);
+    }
+}
+
 bool Create(const WindowView* view)
 {
     WindowDisplay* connection = Connection();
@@ -87,20 +122,14 @@ bool Create(const WindowView* view)
     const Window root = DefaultRootWindow(display);
     const Window window = XCreateSimpleWindow(display, parent == connection->windows.end() ? root : parent->second.window, view->x, view->y,
         static_cast<unsigned>(view->width), static_cast<unsigned>(view->height), 0, 0, PixelOf(view->background));
-    XSelectInput(display, window, ExposureMask);
     connection->windows[view->handle] = {window, *view};
     if (view->parent != nullptr) {
+        XSelectInput(display, window, ExposureMask);
         XMapWindow(display, window);
     } else {
-        XSizeHints hints{};
-        hints.flags = PMinSize | PMaxSize | USPosition;
-        hints.min_width = hints.max_width = view->width;
-        hints.min_height = hints.max_height = view->height;
-        hints.x = view->x;
-        hints.y = view->y;
-        XSetWMNormalHints(display, window, &hints);
-        XSetWMProtocols(display, window, &connection->deleteWindow, 1);
-        SetTitle(connection, window, view->text);
+        XSelectInput(display, window, ExposureMask | KeyReleaseMask | ButtonReleaseMask | StructureNotifyMask);
+        XDefineCursor(display, window, connection->arrow);
+        IntroduceWindow(connection, window, view);
     }
     XFlush(display);
     return !connection->broken;
@@ -141,15 +170,113 @@ void Destroy(HWND handle)
     connection->windows.erase(shown);
 }
 
-void Handle(WindowDisplay* connection, const XEvent* event)
+void Erase(const WindowView* view)
+{
+    WindowDisplay* connection = Connection();
+    if (const auto shown = connection->windows.find(view->handle); shown != connection->windows.end())
+        XClearWindow(connection->display, shown->second.window);
+}
+
+// Calls `draw` twice with a context of the window: to fill in the colour, then to outline in black.
+template <typename Draw>
+void DrawFigure(HWND handle, COLORREF fill, Draw draw)
+{
+    WindowDisplay* connection = Connection();
+    const auto shown = connection->windows.find(handle);
+    if (shown == connection->windows.end() || connection->broken)
+        return;
+    Display* display = connection->display;
+    GC context = XCreateGC(display, shown->second.window, 0, nullptr); // its line width 0 gives the pixels that Windows gives
+    XSetForeground(display, context, PixelOf(fill));
+    draw(display, shown->second.window, context, true);
+    XSetForeground(display, context, BlackPixel(display, DefaultScreen(display)));
+    draw(display, shown->second.window, context, false);
+    XFreeGC(display, context);
+    XFlush(display);
+}
+
+void DrawRectangle(HWND handle, RECT bounds, COLORREF fill)
+{
+    const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
+    const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
+    DrawFigure(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+        (filled ? XFillRectangle : XDrawRectangle)(display, window, context, bounds.left, bounds.top, width, height);
+    });
+}
+
+void DrawEllipse(HWND handle, RECT bounds, COLORREF fill)
+{
+    constexpr int FULL_TURN = 360 * 64;
+    const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
+    const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
+    DrawFigure(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+        (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top, width, height, 0, FULL_TURN);
+    });
+}
+
+// The virtual key of an X key, 0 for one that no window asks for.
+WPARAM VirtualKey(KeySym key)
+{
+    switch (key) {
+    case XK_Escape:
+        return VK_ESCAPE;
+    case XK_Return:
+    case XK_KP_Enter:
+        return VK_RETURN;
+    case XK_space:
+        return VK_SPACE;
+    default:
+        return key >= XK_a && key <= XK_z ? key - XK_a + 'A' : 0;
+    }
+}
+
+// Without a window manager nobody else gives a new window the keyboard.
+void TakeFocusAlone(const WindowDisplay* connection, Window window)
+{
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long left = 0;
+    unsigned char* manager = nullptr;
+    XGetWindowProperty(connection->display, DefaultRootWindow(connection->display),
+        XInternAtom(connection->display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW, &type, &format, &count, &left,
+        &manager);
+    if (manager == nullptr)
+        XSetInputFocus(connection->display, window, RevertToPointerRoot, CurrentTime);
+    else
+        XFree(manager);
+}
+
+void HandleEvent(const WindowDisplay* connection, XEvent* event)
 {
     for (const auto& [handle, shown] : connection->windows) {
         if (shown.window != event->xany.window)
             continue;
-        if (event->type == Expose && event->xexpose.count == 0 && shown.view.isStatic)
-            DrawStatic(connection, &shown);
-        if (event->type == ClientMessage && static_cast<Atom>(event->xclient.data.l[0]) == connection->deleteWindow)
-            PostMessageW(handle, WM_CLOSE, 0, 0);
+        switch (event->type) {
+        case Expose:
+            if (event->xexpose.count == 0 && shown.view.isStatic)
+                DrawStatic(connection, &shown);
+            else if (event->xexpose.count == 0)
+                InvalidateRect(handle, nullptr, TRUE);
+            return;
+        case MapNotify:
+            TakeFocusAlone(connection, shown.window);
+            return;
+        case KeyRelease:
+            if (const WPARAM key = VirtualKey(XLookupKeysym(&event->xkey, 0)); key != 0)
+                PostMessageW(handle, WM_KEYUP, key, 0);
+            return;
+        case ButtonRelease:
+            if (event->xbutton.button == Button1)
+                PostMessageW(handle, WM_LBUTTONUP, 0, event->xbutton.y << 16 | (event->xbutton.x & 0xFFFF));
+            return;
+        case ClientMessage:
+            if (static_cast<Atom>(event->xclient.data.l[0]) == connection->deleteWindow)
+                PostMessageW(handle, WM_CLOSE, 0, 0);
+            return;
+        default:
+            return;
+        }
     }
 }
 
@@ -159,7 +286,7 @@ bool Pump()
     while (!connection->broken && XPending(connection->display) > 0) {
         XEvent event{};
         XNextEvent(connection->display, &event);
-        Handle(connection, &event);
+        HandleEvent(connection, &event);
         XFlush(connection->display);
     }
     return !connection->broken;
@@ -169,7 +296,8 @@ bool Pump()
 
 const WindowBackend* X11Windows(const char* name, std::string* reason)
 {
-    static constexpr WindowBackend BACKEND{Create, Show, ChangeText, Destroy, [] { return ConnectionNumber(Connection()->display); }, Pump};
+    static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase, DrawRectangle, DrawEllipse,
+        [] { return ConnectionNumber(Connection()->display); }, Pump};
     WindowDisplay* connection = Connection();
     connection->display = XOpenDisplay(name);
     if (connection->display == nullptr) {
@@ -180,6 +308,12 @@ const WindowBackend* X11Windows(const char* name, std::string* reason)
     XSetIOErrorHandler([](Display* /*display*/) { return 0; });
     XSetIOErrorExitHandler(
         connection->display, [](Display* /*display*/, void* data) { static_cast<WindowDisplay*>(data)->broken = true; }, connection);
+    // A request for a window that was closed in the meantime fails without harm.
+    XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
+    ThisMachine()->screenWidth = DisplayWidth(connection->display, DefaultScreen(connection->display));
+    ThisMachine()->screenHeight = DisplayHeight(connection->display, DefaultScreen(connection->display));
+    XkbSetDetectableAutoRepeat(connection->display, True, nullptr); // a key that is held down is released once
+    connection->arrow = XCreateFontCursor(connection->display, XC_left_ptr);
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
     connection->windowName = XInternAtom(connection->display, "_NET_WM_NAME", False);
     connection->utf8 = XInternAtom(connection->display, "UTF8_STRING", False);

@@ -1,8 +1,18 @@
-#include "link/interface_detail.h"
+#include "link/device_properties.h"
 
 #include <cstdlib>
 
 namespace korvex {
+
+bool ReadFirstEntry(HDEVINFO devices, SP_DEVINFO_DATA* element, DWORD property, PropertyText* entry)
+{
+    entry->fill(0);
+    auto* buffer = reinterpret_cast<BYTE*>(entry->data());
+    if (SetupDiGetDeviceRegistryPropertyW(devices, element, property, nullptr, buffer, TEXT_CAPACITY * sizeof(WCHAR), nullptr) != FALSE)
+        return true;
+    entry->fill(0);
+    return false;
+}
 
 SP_DEVICE_INTERFACE_DETAIL_DATA_W* ReadInterfaceDetail(
     HDEVINFO devices, SP_DEVICE_INTERFACE_DATA* deviceInterface, SP_DEVINFO_DATA* element)

@@ -1,0 +1,69 @@
+// The panel test: a full-screen window that leads through nine targets, takes at each what the panel reports there, stores the nine points
+// as the controller's calibration, and shows by the screen's colour how much of its range the panel uses. A timer paces it; what counts at
+// each tick is the last report of the controller that was touched last. All on the entry's thread, which owns the window.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "link/touch_controller.h"
+#include "platform/win32.h"
+#include "support/list_links.h"
+
+namespace korvex {
+
+// The result of the detection: wParam 1 when a session was started, else 0.
+inline constexpr UINT WM_DETECT_DONE = WM_USER + 240;
+
+inline constexpr uint32_t TARGET_COUNT = 9;
+inline constexpr UINT TARGET_TIME_MS = 5000; // until what the panel reports is taken
+
+// One per process.
+struct PanelTestContext {
+    HMODULE moduleHandle; // the executable's: the context's key
+    uint8_t showResult;   // 1: the result is to be drawn
+    HICON icon;
+    HBRUSH backgroundBrush; // white, in the end the result's colour; owned
+    HWND window;
+    std::array<POINT, TARGET_COUNT + 1> cursorPoints; // where the pointer was at each sample, in pixels; the last one is the check's
+    int32_t markerX;                                  // where the check's touch landed, in pixels
+    int32_t markerY;
+    uint32_t targetIndex;  // of the current target, TARGET_COUNT in the check
+    CalibrationData calib; // what the test fills and hands over: advPoints are the raw samples in target order
+    ListLinks links;       // in the process's list of contexts
+};
+
+// Creates context and window and has the detection's result sent to it. Right behind StartHost. TRUE always; without memory for the
+// context there is no window, and FindPanelTestContext finds none.
+BOOL StartPanelTest();
+
+// The first context with this key; null when there is none.
+PanelTestContext* FindPanelTestContext(HMODULE moduleHandle);
+
+// A new context in the process's list, its window class registered; null when memory is short.
+PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle);
+BOOL RegisterPanelTestClass(PanelTestContext* context);
+
+LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+// Repaints the window and draws the current target over it; behind the last target it only repaints.
+BOOL ShowTarget(PanelTestContext* context);
+
+// The place of a target (0 to TARGET_COUNT - 1, row by row from the top left) on the primary screen, in pixels.
+POINT TargetPosition(uint32_t index);
+
+// Sets the block's standard box to the extent of its pointCount advPoints. 0 always.
+int PointSpan(CalibrationData* calib);
+
+// How much of the raw span the standard box takes, in percent of what the targets should: 100 for a good panel, above that for a wider
+// one, averaged over both axes.
+uint32_t PanelQuality(const CalibrationData* calib);
+
+// Ends the host (DestroyHostContext), then frees window and context. The end of the process is to follow.
+BOOL DestroyPanelTest();
+
+// Who is told of each state that the test enters, on the window's thread, for callers without a screen; null: nobody.
+using PanelTestObserver = void (*)(const PanelTestContext* context);
+void SetPanelTestObserver(PanelTestObserver observer);
+
+} // namespace korvex

@@ -1,0 +1,172 @@
+// `korvex paneltest`, as a person starts it.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulator/gestures.h"
+#include "testing/installation.h"
+#include "testing/process.h"
+#include "testing/screen.h"
+
+namespace korvex {
+namespace {
+
+using testing::EndBySignal;
+using testing::Installation;
+using testing::PixelAt;
+using testing::Process;
+using testing::ReadLine;
+using testing::ReadLineWith;
+using testing::RunProgram;
+using testing::RunResult;
+using testing::WaitForExit;
+
+const std::string TITLE = "Korvex Touch Solutions";
+
+struct Accuracy {
+    double mean; // pixels
+    double worst;
+};
+
+// How far touches all over the panel land from where they should, on a screen of 1024 x 768, with `korvex enum`.
+Accuracy MeasureAccuracy(const Installation* installation)
+{
+    Process command(installation->Unseen({"enum"}));
+    EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
+    Accuracy accuracy{0, 0};
+    constexpr int STEPS = 7;
+    for (int i = 0; i < STEPS * STEPS; ++i) {
+        const double x = 5 + 15.0 * (i % STEPS);
+        const double y = 5 + 15.0 * static_cast<double>(i / STEPS);
+        TouchAt(installation->first.get(), x, y);
+        const std::string line = ReadLine(command.output);
+        std::smatch numbers;
+        EXPECT_TRUE(std::regex_search(line, numbers, std::regex(R"("dx":(-?\d+),"dy":(-?\d+))"))) << line;
+        const double error
+            = std::hypot(std::stod(numbers[1]) / 65536 * 1024 - x / 100 * 1024, std::stod(numbers[2]) / 65536 * 768 - y / 100 * 768);
+        accuracy.mean += error / (STEPS * STEPS);
+        accuracy.worst = std::max(accuracy.worst, error);
+    }
+    EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+    return accuracy;
+}
+
+// True when a pixel at most 4 away in each direction has this colour.
+bool HasColorNear(const testing::Screen* screen, int x, int y, unsigned long color)
+{
+    constexpr int DISTANCE = 4;
+    for (int i = -DISTANCE; i <= DISTANCE; ++i) {
+        for (int j = -DISTANCE; j <= DISTANCE; ++j) {
+            if (PixelAt(screen, x + i, y + j) == color)
+                return true;
+        }
+    }
+    return false;
+}
+
+// The whole test in its real time: nine targets and the check are touched on a distorted panel, which hits the mark afterwards.
+TEST(KorvexPanelTest, MakesADistortedPanelHitTheMark)
+{
+    const Installation installation;
+    emulator::Distortion distortion;
+    distortion.scale = {0.92, 0.94};
+    distortion.rotation = 1.5;
+    distortion.offset = {1.5, -1};
+    distortion.targetErrors[1] = {0.3, 0.5};
+    distortion.targetErrors[4] = {-0.6, 0.4};
+    distortion.targetErrors[6] = {0.4, -0.3};
+    SetDistortion(installation.first.get(), distortion);
+    const Accuracy before = MeasureAccuracy(&installation);
+
+    const testing::Screen screen;
+    Process command(installation.Command({"paneltest", "--trace", "trace.txt"}));
+    // The first target is a gray dot in the top left corner. Its touch is halfway in its time, when it is on the screen for sure.
+    std::thread finger([&] {
+        std::string error;
+        EXPECT_EQ(RunGesture(installation.first.get(), "panel-test", &error), emulator::GestureResult::DONE) << error;
+    });
+    EXPECT_TRUE(testing::WaitUntil([&] { return PixelAt(&screen, 20, 15) == 0x808080; }));
+    EXPECT_EQ(PixelAt(&screen, 512, 384), 0xFFFFFFU);
+    EXPECT_EQ(PixelAt(&screen, 0, 0), 0U) << "the rectangle's outline";
+    finger.join();
+    EXPECT_TRUE(testing::WaitUntil([&] { return PixelAt(&screen, 512, 100) == 0x00FF00; })) << "the result's colour";
+    EXPECT_TRUE(HasColorNear(&screen, 716, 230, 0x0000FF)) << "the check was touched at 70 %, 30 %";
+    EXPECT_EQ(RunProgram({"import", "-window", "root", PANEL_TEST_SCREENSHOT}).exitCode, 0);
+    EXPECT_EQ(RunProgram({"xdotool", "key", "Escape"}).exitCode, 0);
+    EXPECT_EQ(WaitForExit(&command), 0);
+
+    EXPECT_NE(testing::ReadTextFile("trace.txt").find("Panel Quality : 9"), std::string::npos);
+    const Accuracy after = MeasureAccuracy(&installation);
+    EXPECT_GT(before.mean, 20);
+    EXPECT_LT(after.mean, 3);
+    EXPECT_LT(after.worst, 5);
+    RecordProperty("before", std::to_string(before.mean) + " mean, " + std::to_string(before.worst) + " worst");
+    RecordProperty("after", std::to_string(after.mean) + " mean, " + std::to_string(after.worst) + " worst");
+}
+
+TEST(KorvexPanelTest, PrintsItsStatesWithoutAScreenAndStoresNothingWhenItEndsEarly)
+{
+    const Installation installation;
+    Process command(installation.Unseen({"paneltest"}));
+    EXPECT_EQ(ReadLine(command.error), "target 1 of 9 at 20, 15");
+    const std::string settings = testing::ReadTextFile("Korvex.ini");
+    TouchAt(installation.second.get(), 25, 75);
+    EXPECT_EQ(ReadLine(command.error), "sample 1: raw 255, 767");
+    EXPECT_EQ(ReadLine(command.error), "target 2 of 9 at 512, 15");
+    EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+    EXPECT_EQ(testing::ReadTextFile("Korvex.ini"), settings);
+    EXPECT_NE(testing::ReadTextFile("trace.txt").find("Load File Settings"), std::string::npos);
+}
+
+TEST(KorvexPanelTest, SaysWhenThereIsNoPanel)
+{
+    const testing::TemporaryFolder folder;
+    const std::vector<std::string> command{
+        KORVEX_COMMAND, "paneltest", "--state", "state", "--port", "COM3=" + (folder.path / "missing").string(), "--trace", "trace.txt"};
+    std::vector<std::string> unseen = command;
+    unseen.insert(unseen.end(), {"--windows", "none", "--pointer", "log"});
+    const RunResult printed = RunProgram(unseen);
+    EXPECT_EQ(printed.exitCode, 0);
+    EXPECT_EQ(printed.error, "No Touch Screen Found !\n");
+
+    // Its box is in the middle of the screen, the button a little below that.
+    for (const std::vector<std::string>& answer : {std::vector<std::string>{"xdotool", "key", "Return"},
+             {"xdotool", "mousemove", "512", "406", "click", "1"}, {"xdotool", "key", "Escape"}}) {
+        const testing::Screen screen;
+        Process boxed(command);
+        const unsigned long box = testing::WaitForWindow("Touch Panel Utility");
+        EXPECT_NE(box, 0U);
+        EXPECT_TRUE(testing::WaitUntil([&] { return PixelAt(&screen, 512, 392) == 0; })) << "the button's frame";
+        EXPECT_EQ(RunProgram(answer).exitCode, 0);
+        EXPECT_EQ(WaitForExit(&boxed), 0);
+    }
+}
+
+TEST(KorvexPanelTest, EndsWithEscapeOrItsCloseButtonWhileItStillDetects)
+{
+    for (const bool byKey : {true, false}) {
+        const Installation installation;
+        AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
+        const testing::Screen screen;
+        Process command(installation.Command({"paneltest", "--trace", "trace.txt"}));
+        const unsigned long window = testing::WaitForWindow(TITLE);
+        EXPECT_TRUE(testing::WaitUntil([&] { return PixelAt(&screen, 512, 384) == 0xFFFFFF; }));
+        if (byKey)
+            EXPECT_EQ(RunProgram({"xdotool", "key", "q", "key", "Escape"}).exitCode, 0);
+        else
+            PressCloseButton(&screen, window);
+        EXPECT_EQ(WaitForExit(&command), 0);
+    }
+}
+
+} // namespace
+} // namespace korvex

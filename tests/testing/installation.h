@@ -1,0 +1,28 @@
+// What a person has who runs `korvex`: two controllers on COM3 and COM4, and a folder, which is current, with a calibration that maps
+// plainly. No display is set, and the session is the test's own.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "emulator/emulator.h"
+#include "testing/temporary_folder.h"
+
+namespace korvex::testing {
+
+struct Installation {
+    TemporaryFolder folder;
+    emulator::EmulatorPointer first = emulator::StartEmulator({});
+    emulator::EmulatorPointer second = emulator::StartEmulator({0x7700});
+
+    Installation();
+
+    // `korvex` with these words, the ports and a state folder.
+    std::vector<std::string> Command(const std::vector<std::string>& words) const;
+
+    // The same for a subcommand with windows, without a screen: input on standard output, texts on standard error, diagnostic lines in
+    // "trace.txt".
+    std::vector<std::string> Unseen(const std::vector<std::string>& words) const;
+};
+
+} // namespace korvex::testing

@@ -1,0 +1,76 @@
+#include "testing/screen.h"
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+
+namespace korvex::testing {
+
+Screen::Screen() : display(XOpenDisplay(server.name.c_str()))
+{
+    if (display == nullptr)
+        throw std::runtime_error("the X server cannot be reached");
+    setenv("DISPLAY", server.name.c_str(), 1);
+}
+
+Screen::~Screen()
+{
+    unsetenv("DISPLAY");
+    XCloseDisplay(display);
+}
+
+PointerState PointerOf(const Screen* screen)
+{
+    Window root = 0;
+    Window child = 0;
+    int x = 0;
+    int y = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned mask = 0;
+    XQueryPointer(screen->display, DefaultRootWindow(screen->display), &root, &child, &x, &y, &windowX, &windowY, &mask);
+    return {x, y, (mask & Button1Mask) != 0};
+}
+
+unsigned long PixelAt(const Screen* screen, int x, int y)
+{
+    XImage* image = XGetImage(screen->display, DefaultRootWindow(screen->display), x, y, 1, 1, AllPlanes, ZPixmap);
+    const unsigned long pixel = XGetPixel(image, 0, 0);
+    XDestroyImage(image);
+    return pixel & 0xFFFFFF;
+}
+
+unsigned long WaitForWindow(const std::string& title)
+{
+    const RunResult search = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^" + title + "$"});
+    return search.exitCode == 0 ? std::stoul(search.output) : 0;
+}
+
+void PressCloseButton(const Screen* screen, unsigned long window)
+{
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(screen->display, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(XInternAtom(screen->display, "WM_DELETE_WINDOW", False));
+    XSendEvent(screen->display, window, False, NoEventMask, &event);
+    XFlush(screen->display);
+}
+
+bool WaitUntil(const std::function<bool()>& condition)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+} // namespace korvex::testing

@@ -1,0 +1,44 @@
+// An X server without a screen, looked at from outside. DISPLAY names it while it lives.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "testing/process.h"
+
+struct _XDisplay; // Xlib's Display; its header does not go well with GoogleTest
+
+namespace korvex::testing {
+
+struct Screen {
+    DisplayServer server;
+    _XDisplay* display; // a connection; it also keeps the server from starting anew when a program leaves
+
+    Screen();
+    ~Screen();
+    Screen(const Screen&) = delete;
+    Screen& operator=(const Screen&) = delete;
+};
+
+struct PointerState {
+    int x;
+    int y;
+    bool pressed; // the first button
+
+    bool operator==(const PointerState&) const = default;
+};
+PointerState PointerOf(const Screen* screen);
+
+// The colour at a place, 0xRRGGBB.
+unsigned long PixelAt(const Screen* screen, int x, int y);
+
+// The visible window with this title, once there is one; 0 when none comes within 10 s.
+unsigned long WaitForWindow(const std::string& title);
+
+// What a window manager does when a window's close button is pressed.
+void PressCloseButton(const Screen* screen, unsigned long window);
+
+// Looks every 2 ms whether the condition holds; false when it does not within 10 s.
+bool WaitUntil(const std::function<bool()>& condition);
+
+} // namespace korvex::testing
