@@ -143,8 +143,7 @@ void SettleReportMode(HDEVINFO devices, SP_DEVINFO_DATA* element)
     if (mode == REPORT_MODE_TABLET || BusKindFromHardwareId(devices, element) == BUS_SERIAL_ENUMERATOR)
         SetNeedReboot(devices, element);
     SetReportMode(driver, mode);
-    if (driver != INVALID_HANDLE_VALUE)
-        CloseHandle(driver);
+    CloseIfOpen(driver);
 }
 
 } // namespace

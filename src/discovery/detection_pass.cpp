@@ -200,7 +200,7 @@ void DetectChildController(Pass* pass, const Port* port, uint32_t model, WCHAR* 
     }
     controller->deviceId = childId;
     controller->model = model;
-    controller->reportLength = model == MODEL_7700 ? 5 : 6;
+    controller->reportLength = ReportLengthOf(model);
     const uint32_t number = ReadPortNumber(port->devices, port->element);
     ShowStatus(pass->context, TEXT("Detecting COM%d"), number);
 

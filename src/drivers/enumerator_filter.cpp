@@ -40,25 +40,35 @@ Parameters ReadParameters(DEVINST port)
     RegQueryValueExW(hardwareKey, u"PortName", nullptr, nullptr, reinterpret_cast<BYTE*>(name.data()), &size);
     RegCloseKey(hardwareKey);
 
-    const std::u16string service = u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(SERVICE);
-    HKEY key = platform::OpenRegistryPath(service + u"\\Parameters\\" + name.data());
+    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(SERVICE) + u"\\Parameters\\" + name.data());
     Parameters parameters{name.data(), ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
     RegCloseKey(key);
     return parameters;
 }
 
-enum class Presence { ANSWERS, SILENT, PORT_IN_USE };
+enum class Presence { ANSWERS, SILENT, NOT_ASKED };
+
+// A port that this process may not open now says nothing of what stands on it; one that is gone does.
+bool CanBeAskedLater(DWORD error)
+{
+    return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED || error == ERROR_TOO_MANY_OPEN_FILES
+        || error == ERROR_NOT_ENOUGH_MEMORY;
+}
 
 Presence AskLine(DEVINST port, const Parameters* parameters)
 {
     const std::u16string path = platform::FromNativePath(platform::NativePathOf(port));
     HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
-        return GetLastError() == ERROR_SHARING_VIOLATION ? Presence::PORT_IN_USE : Presence::SILENT;
+        return CanBeAskedLater(GetLastError()) ? Presence::NOT_ASKED : Presence::SILENT;
     TouchController* controller = CreateController();
+    if (controller == nullptr) {
+        CloseHandle(handle);
+        return Presence::NOT_ASKED;
+    }
     LinkInit(&controller->link, handle, LINK_SERIAL, 0);
     controller->model = parameters->model;
-    controller->reportLength = parameters->model == MODEL_7700 ? 5 : 6;
+    controller->reportLength = ReportLengthOf(parameters->model);
     const bool answers = ProbeBaudAt(controller, parameters->baudRate);
     ReleaseController(controller);
     return answers ? Presence::ANSWERS : Presence::SILENT;
@@ -84,7 +94,7 @@ void StartEnumeratorFilter(DEVINST port)
     Presence presence = parameters.model == 0 ? Presence::SILENT : Presence::ANSWERS;
     if (presence == Presence::ANSWERS && parameters.alwaysExist == 0)
         presence = AskLine(port, &parameters);
-    if (presence == Presence::PORT_IN_USE)
+    if (presence == Presence::NOT_ASKED)
         return;
     const ULONG status = platform::StatusOf(port) & ~DN_HAS_PROBLEM;
     platform::SetStatus(port, presence == Presence::ANSWERS ? status : status | DN_HAS_PROBLEM);

@@ -11,7 +11,8 @@ void PlugEnumeratorFilter();
 
 // What the filter does when its port is restarted or enumerated. With AlwaysExist 1 it presents the stored model as it is. Otherwise it
 // asks the line at the stored baud rate whether that model answers; if not, the port gets no child and its node a problem, so that the
-// next detecting pass probes it afresh. A port that is in use keeps the child it has. Takes up to 0.25 s on a silent line.
+// next detecting pass probes it afresh. A port that cannot be opened now (in use, no
+// permission) keeps the child it has. Takes up to 0.25 s on a silent line.
 void StartEnumeratorFilter(DEVINST port);
 
 } // namespace korvex::drivers

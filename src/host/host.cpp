@@ -90,24 +90,6 @@ void StopSessions(HostContext* context, DWORD limit)
         JoinSession(record, limit - std::min<DWORD>(GetTickCount() - start, limit));
 }
 
-// Stops every session, then releases the records but for those whose reader could not be ended.
-void FreeControllers(HostContext* context, DWORD limit)
-{
-    StopSessions(context, limit);
-    while (!IsListEmpty(&context->controllers)) {
-        TouchController* controller = ControllerOf(context->controllers.next);
-        RemoveFromList(&controller->links);
-        if (HasReaderEnded(controller))
-            ReleaseController(controller);
-    }
-}
-
-void CloseIfOpen(HANDLE handle)
-{
-    if (handle != nullptr)
-        CloseHandle(handle);
-}
-
 } // namespace
 
 BOOL StartHost(uint32_t flags)
@@ -245,7 +227,7 @@ BOOL DestroyHostContext()
     }
     if (context->statusWindow != nullptr)
         DestroyWindow(context->statusWindow);
-    FreeControllers(context, left);
+    FreeControllerList(context, left);
     if (context->icon != nullptr)
         DestroyIcon(context->icon);
     DeleteObject(context->backgroundBrush);
@@ -257,9 +239,15 @@ BOOL DestroyHostContext()
     return TRUE;
 }
 
-BOOL FreeControllerList(HostContext* context)
+BOOL FreeControllerList(HostContext* context, uint32_t limitMs)
 {
-    FreeControllers(context, SESSION_STOP_LIMIT_MS);
+    StopSessions(context, limitMs);
+    while (!IsListEmpty(&context->controllers)) {
+        TouchController* controller = ControllerOf(context->controllers.next);
+        RemoveFromList(&controller->links);
+        if (HasReaderEnded(controller))
+            ReleaseController(controller);
+    }
     return TRUE;
 }
 

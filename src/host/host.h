@@ -40,7 +40,8 @@ TouchController* MostRecentController();
 // the end of the process, which is to follow at once. Messages that other threads send are served meanwhile, posted ones are not.
 BOOL DestroyHostContext();
 
-// Stops every session of the context's list, all at once, and releases the records.
-BOOL FreeControllerList(HostContext* context);
+// Stops every session of the context's list, all at once and in `limitMs` together, and releases the records but for those whose reader
+// could not be ended. The worker must have ended.
+BOOL FreeControllerList(HostContext* context, uint32_t limitMs);
 
 } // namespace korvex

@@ -6,16 +6,6 @@
 
 namespace korvex {
 
-namespace {
-
-void CloseIfOpen(HANDLE handle)
-{
-    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
-        CloseHandle(handle);
-}
-
-} // namespace
-
 TouchController* CreateController()
 {
     void* memory = malloc(sizeof(TouchController));
@@ -45,6 +35,12 @@ void ReleaseController(TouchController* controller)
 TouchController* ControllerOf(ListLinks* links)
 {
     return reinterpret_cast<TouchController*>(reinterpret_cast<BYTE*>(links) - offsetof(TouchController, links));
+}
+
+void CloseIfOpen(HANDLE handle)
+{
+    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
+        CloseHandle(handle);
 }
 
 bool IsStopRequested(const TouchController* controller)

@@ -19,6 +19,12 @@ inline constexpr uint32_t MODEL_5460 = 0x5460;
 inline constexpr uint32_t MODEL_7700 = 0x7700;
 inline constexpr uint32_t MODEL_8200 = 0x8200;
 
+// Bytes per report and per command packet of a model.
+constexpr uint32_t ReportLengthOf(uint32_t model)
+{
+    return model == MODEL_7700 ? 5 : 6;
+}
+
 // Link kinds.
 inline constexpr uint32_t LINK_NONE = 0;
 inline constexpr uint32_t LINK_SERIAL = 2;
@@ -81,7 +87,7 @@ struct TouchController {
     uint8_t fwMinor;
     uint16_t fwBuild;
     uint32_t resolutionBits; // 10 or 12
-    uint32_t reportLength;   // bytes per report and per command packet: 5 for model 0x7700, else 6
+    uint32_t reportLength;   // ReportLengthOf the model
     PortLink link;
     CalibrationData calib;
     WCHAR* deviceId; // instance ID of the child device node, from malloc, owned; null when there is none
@@ -108,6 +114,9 @@ void ReleaseController(TouchController* controller);
 
 // The record that `links`, its list membership, belongs to.
 TouchController* ControllerOf(ListLinks* links);
+
+// Closes a handle that was opened; null and INVALID_HANDLE_VALUE are left alone.
+void CloseIfOpen(HANDLE handle);
 
 // True when the host's stop event is set: whatever is going on with the controller is to end soon. Any thread.
 bool IsStopRequested(const TouchController* controller);

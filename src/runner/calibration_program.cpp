@@ -1,19 +1,60 @@
 #include "runner/calibration_program.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
 #include "host/korvex.h"
+#include "platform/posix/registry_keys.h"
 #include "platform/posix/text.h"
 #include "platform/win32.h"
 #include "runner/machine_setup.h"
 #include "runner/options.h"
 #include "runner/runner.h"
+#include "support/bounded_text.h"
 
 namespace korvex::runner {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* PROGRAM = "KxConsole.exe";
+
+// The stored folder of the calibration program; empty when there is none.
+std::u16string StoredFolder()
+{
+    std::u16string folder(TEXT_CAPACITY, u'\0');
+    auto size = static_cast<DWORD>(folder.size() * sizeof(WCHAR));
+    HKEY key = platform::OpenRegistryPath(u"HKLM\\SOFTWARE\\Korvex");
+    RegQueryValueExW(key, u"Path", nullptr, nullptr, reinterpret_cast<BYTE*>(folder.data()), &size);
+    RegCloseKey(key);
+    return folder.c_str();
+}
+
+// The entries say nothing when they cannot start the program, so what they need is looked at first.
+bool CanStartProgram(const Options* options)
+{
+    const std::string folder = platform::ToNativePath(StoredFolder());
+    if (folder.empty()) {
+        fprintf(stderr, "%s: the folder of %s is not known; store it with 'korvex set-path'\n", options->command.c_str(), PROGRAM);
+        return false;
+    }
+    const std::string program = folder + "/" + PROGRAM;
+    if (access(program.c_str(), X_OK) != 0) {
+        fprintf(stderr, "%s: cannot start '%s': %s\n", options->command.c_str(), program.c_str(), strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+} // namespace
 
 int RunCalib(int argc, char** argv)
 {
@@ -22,6 +63,8 @@ int RunCalib(int argc, char** argv)
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
         return exitCode;
+    if (!CanStartProgram(&options))
+        return EXIT_FAULT;
     const std::string& argument = options.arguments[0];
     int number = 0;
     const auto [end, error] = std::from_chars(argument.data(), argument.data() + argument.size(), number);
@@ -41,8 +84,14 @@ int RunSetPath(int argc, char** argv)
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
         return exitCode;
+    const std::string& folder = options.arguments[0];
     std::error_code error;
-    const std::u16string path = platform::FromNativePath(std::filesystem::absolute(options.arguments[0], error).string());
+    const std::u16string path = platform::FromNativePath(fs::absolute(folder, error).string());
+    // The entries form the program's path, with a separator, in a buffer of that size.
+    if (!fs::is_directory(folder, error) || path.size() + 1 + strlen(PROGRAM) >= TEXT_CAPACITY) {
+        fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n", options.command.c_str(), folder.c_str());
+        return EXIT_FAULT;
+    }
     HKEY key = nullptr;
     const bool stored = RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"SOFTWARE\\Korvex", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
                             nullptr, &key, nullptr)

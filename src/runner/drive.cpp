@@ -16,30 +16,12 @@
 #include "platform/win32.h"
 #include "runner/machine_setup.h"
 #include "runner/options.h"
+#include "runner/port_failure.h"
 #include "runner/runner.h"
 
 namespace korvex::runner {
 
 namespace {
-
-const char* OpenFailure(DWORD error)
-{
-    switch (error) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-        return "there is no such port";
-    case ERROR_ACCESS_DENIED:
-        return "no permission (is the user in the group \"dialout\"?)";
-    case ERROR_SHARING_VIOLATION:
-        return "another program is using it";
-    case ERROR_DEVICE_NOT_CONNECTED:
-        return "no device is connected";
-    case ERROR_INVALID_FUNCTION:
-        return "it is not a serial port";
-    default:
-        return "the system refuses it";
-    }
-}
 
 HANDLE OpenPort(const std::string& port)
 {
@@ -51,7 +33,7 @@ HANDLE OpenPort(const std::string& port)
     else
         handle = CreateFileW(platform::FromNativePath(port).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
-        fprintf(stderr, "korvex drive: cannot open '%s': %s\n", port.c_str(), OpenFailure(GetLastError()));
+        fprintf(stderr, "korvex drive: cannot open '%s': %s\n", port.c_str(), PortFailureText(GetLastError()));
     return handle;
 }
 
@@ -95,7 +77,7 @@ int RunDrive(int argc, char** argv)
     Options options;
     if (!ParseOptions(argc, argv, {"pointer", "trace"}, 1, &options))
         return EXIT_USAGE_ERROR;
-    int exitCode = SetUpOutputs(&options);
+    int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer});
     if (exitCode != EXIT_DONE)
         return exitCode;
     const std::string& port = options.arguments[0];

@@ -5,9 +5,11 @@
 #include "host/host.h"
 #include "host/korvex.h"
 #include "host/panel_test.h"
+#include "platform/posix/machine.h"
 #include "platform/win32.h"
 #include "runner/machine_setup.h"
 #include "runner/options.h"
+#include "runner/port_failure.h"
 #include "runner/runner.h"
 
 namespace korvex::runner {
@@ -43,10 +45,11 @@ int RunEntry(int argc, char** argv, const Entry* entry)
     Options options;
     if (!ParseOptions(argc, argv, {"single", "port", "state", "pointer", "windows", "trace"}, 0, &options))
         return EXIT_USAGE_ERROR;
-    for (const auto& setUp : {SetUpOutputs, SetUpWindows, SetUpDevices}) {
-        if (const int exitCode = setUp(&options); exitCode != EXIT_DONE)
-            return exitCode;
-    }
+    if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices}); exitCode != EXIT_DONE)
+        return exitCode;
+    platform::ThisMachine()->portRefused = [&options](const std::string& path, DWORD error) {
+        fprintf(stderr, "%s: '%s' is left out: %s\n", options.command.c_str(), path.c_str(), PortFailureText(error));
+    };
     if (options.windows == "none")
         SetPanelTestObserver(PrintPanelTestState);
     SetLastError(ERROR_SUCCESS);

@@ -13,6 +13,7 @@
 #include <string>
 #include <system_error>
 
+#include "discovery/model_table.h"
 #include "drivers/enumerator_filter.h"
 #include "platform/posix/device_tree.h"
 #include "platform/posix/machine.h"
@@ -32,18 +33,27 @@ namespace fs = std::filesystem;
 void InstallEnumeratorService(const std::string& windowsFolder)
 {
     constexpr std::u16string_view BINARY = u"system32\\drivers\\KXSERENUM.sys";
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\KXSERENUM", 0, KEY_ALL_ACCESS, &key) == ERROR_SUCCESS) {
+    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE));
+    if (RegQueryValueExW(key, u"ImagePath", nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
         RegCloseKey(key);
         return;
     }
-    key = platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM");
     RegSetValueExW(key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(BINARY.data()),
         static_cast<DWORD>((BINARY.size() + 1) * sizeof(WCHAR)));
     RegCloseKey(key);
     std::error_code error;
     fs::create_directories(windowsFolder + "/system32/drivers", error);
     std::ofstream(windowsFolder + "/system32/drivers/KXSERENUM.sys") << "stands for the serial enumerator filter, which is built in here\n";
+}
+
+// The user's mouse settings, a key that Windows always has.
+void CreateMouseSettings()
+{
+    HKEY key = nullptr;
+    if (RegCreateKeyExW(
+            HKEY_CURRENT_USER, u"Control Panel\\Mouse", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
+        == ERROR_SUCCESS)
+        RegCloseKey(key);
 }
 
 // The adapter's path across runs of a port that was given by its tty.
@@ -60,7 +70,16 @@ std::string StablePathOf(const std::string& path, const std::vector<platform::Sc
 
 } // namespace
 
-int SetUpOutputs(const Options* options)
+int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Options*)> parts)
+{
+    for (const auto& setUp : parts) {
+        if (const int exitCode = setUp(options); exitCode != EXIT_DONE)
+            return exitCode;
+    }
+    return EXIT_DONE;
+}
+
+int SetUpTrace(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     if (!options->traceFile.empty()) {
@@ -71,6 +90,12 @@ int SetUpOutputs(const Options* options)
         }
         platform::UseTraceDescriptor(machine, trace);
     }
+    return EXIT_DONE;
+}
+
+int SetUpPointer(const Options* options)
+{
+    platform::Machine* machine = platform::ThisMachine();
     std::string reason;
     if (options->pointer == "log") {
         platform::UseLoggedPointer(machine, STDOUT_FILENO);
@@ -98,6 +123,18 @@ int SetUpWindows(const Options* options)
     return EXIT_DONE;
 }
 
+int SetUpSystem(const Options* options)
+{
+    platform::Machine* machine = platform::ThisMachine();
+    if (options->osMajor != 0) {
+        machine->osMajor = options->osMajor;
+        machine->osMinor = options->osMinor;
+    }
+    machine->isServer = options->server;
+    machine->isTabletPc = options->tabletPc;
+    return EXIT_DONE;
+}
+
 int SetUpDevices(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
@@ -111,6 +148,7 @@ int SetUpDevices(const Options* options)
     machine->windowsFolder = machine->stateFolder + "/windows";
     machine->systemFolder = machine->windowsFolder + "/system32";
     InstallEnumeratorService(machine->windowsFolder);
+    CreateMouseSettings();
     drivers::PlugEnumeratorFilter();
 
     const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts("/sys", "/dev", "/proc");

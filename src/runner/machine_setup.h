@@ -2,15 +2,24 @@
 // command's exit code, else EXIT_DONE.
 #pragma once
 
+#include <initializer_list>
+
 #include "runner/options.h"
 
 namespace korvex::runner {
 
-// Diagnostic lines and pointer input.
-int SetUpOutputs(const Options* options);
+// Sets the parts up in order, up to the first fault.
+int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Options*)> parts);
+
+// Diagnostic lines, and pointer input.
+int SetUpTrace(const Options* options);
+int SetUpPointer(const Options* options);
 
 // How windows are shown, and SIGINT and SIGTERM, which the caller has blocked, as what closes them.
 int SetUpWindows(const Options* options);
+
+// The version of Windows that the machine gives itself.
+int SetUpSystem(const Options* options);
 
 // The state folder with what Windows would keep across runs, the enumerator's service in it, and the serial ports: those given, else the
 // system's.

@@ -18,7 +18,17 @@ struct KnownOption {
 };
 
 constexpr std::array KNOWN{KnownOption{"port", true}, KnownOption{"state", true}, KnownOption{"pointer", true},
-    KnownOption{"windows", true}, KnownOption{"trace", true}, KnownOption{"single", false}, KnownOption{"json", false}};
+    KnownOption{"windows", true}, KnownOption{"trace", true}, KnownOption{"instance", true}, KnownOption{"os", true},
+    KnownOption{"single", false}, KnownOption{"json", false}, KnownOption{"server", false}, KnownOption{"tablet-pc", false}};
+
+// Options without a value, and what they set.
+struct Switch {
+    std::string_view name;
+    bool Options::*field;
+};
+
+constexpr std::array SWITCHES{Switch{"single", &Options::single}, Switch{"json", &Options::json}, Switch{"server", &Options::server},
+    Switch{"tablet-pc", &Options::tabletPc}};
 
 std::string EnvironmentText(const char* name)
 {
@@ -43,6 +53,13 @@ bool IsPortName(std::string_view name)
         && name.find_first_not_of("0123456789", 3) == std::string_view::npos;
 }
 
+bool ParseVersion(const std::string& text, Options* options)
+{
+    int used = 0;
+    return sscanf(text.c_str(), "%2u.%2u%n", &options->osMajor, &options->osMinor, &used) == 2 && static_cast<size_t>(used) == text.size()
+        && options->osMajor > 0;
+}
+
 bool ApplyOption(std::string_view name, const std::string& value, Options* options)
 {
     if (name == "port") {
@@ -50,11 +67,19 @@ bool ApplyOption(std::string_view name, const std::string& value, Options* optio
         if (equals == std::string::npos || equals + 1 == value.size() || !IsPortName(std::string_view(value).substr(0, equals)))
             return false;
         options->ports.push_back({value.substr(0, equals), value.substr(equals + 1)});
-        return true;
+        const GivenPort* given = &options->ports.back();
+        return std::none_of(options->ports.begin(), options->ports.end() - 1,
+            [given](const GivenPort& other) { return other.name == given->name || other.path == given->path; });
     }
-    if (name == "single" || name == "json") {
-        (name == "single" ? options->single : options->json) = true;
-        return true;
+    for (const Switch& known : SWITCHES) {
+        if (known.name == name)
+            return options->*known.field = true;
+    }
+    if (name == "os")
+        return ParseVersion(value, options);
+    if (name == "instance") {
+        options->instance = value;
+        return value.find('\\') != std::string::npos;
     }
     if (name == "pointer") {
         options->pointer = value;
@@ -71,9 +96,13 @@ bool ApplyOption(std::string_view name, const std::string& value, Options* optio
 const char* ExpectedValue(std::string_view name)
 {
     if (name == "port")
-        return "NAME=PATH, such as COM3=/dev/ttyS2";
+        return "NAME=PATH, such as COM3=/dev/ttyS2, each once";
     if (name == "pointer")
         return "x11 or log";
+    if (name == "os")
+        return "MAJOR.MINOR, such as 6.1";
+    if (name == "instance")
+        return "a device instance ID, such as USB\\KVX5200\\1";
     return name == "windows" ? "x11 or none" : "a path";
 }
 
@@ -92,8 +121,7 @@ bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepte
             known.push_back({candidate.name, candidate.takesValue ? required_argument : no_argument, nullptr, 'v'});
     }
     known.push_back({nullptr, 0, nullptr, 0});
-    std::string name = options->command; // how getopt introduces its messages
-    argv[0] = name.data();
+    argv[0] = options->command.data(); // how getopt introduces its messages
     int index = 0;
     for (int found = 0; (found = getopt_long(argc, argv, "", known.data(), &index)) != -1;) {
         if (found != 'v')
@@ -101,16 +129,16 @@ bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepte
         const char* optionName = known[static_cast<size_t>(index)].name;
         if (ApplyOption(optionName, optarg == nullptr ? "" : optarg, options))
             continue;
-        fprintf(stderr, "%s: invalid value '%s' for '--%s': %s\n", name.c_str(), optarg, optionName, ExpectedValue(optionName));
+        fprintf(stderr, "%s: invalid value '%s' for '--%s': %s\n", options->command.c_str(), optarg, optionName, ExpectedValue(optionName));
         return false;
     }
     options->arguments.assign(argv + optind, argv + argc);
     if (options->arguments.size() < arguments) {
-        fprintf(stderr, "%s: an argument is missing; see 'korvex --help'\n", name.c_str());
+        fprintf(stderr, "%s: an argument is missing; see 'korvex --help'\n", options->command.c_str());
         return false;
     }
     if (options->arguments.size() > arguments) {
-        fprintf(stderr, "%s: unexpected argument '%s'\n", name.c_str(), options->arguments[arguments].c_str());
+        fprintf(stderr, "%s: unexpected argument '%s'\n", options->command.c_str(), options->arguments[arguments].c_str());
         return false;
     }
     return true;

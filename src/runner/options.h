@@ -18,8 +18,13 @@ struct Options {
     std::string pointer;          // --pointer: "x11" or "log"
     std::string windows;          // --windows: "x11" or "none"
     std::string traceFile;        // --trace; empty: standard error
-    bool single = false;          // --single
-    bool json = false;            // --json
+    std::string instance;         // --instance
+    unsigned osMajor = 0;         // --os; 0: not given
+    unsigned osMinor = 0;
+    bool server = false;   // --server
+    bool tabletPc = false; // --tablet-pc
+    bool single = false;   // --single
+    bool json = false;     // --json
     std::vector<std::string> arguments;
 };
 

@@ -56,11 +56,14 @@ std::vector<PortState> AllPorts()
     return ports;
 }
 
-// A JSON string; every byte of it is printable ASCII or part of UTF-8, but for the few that JSON wants escaped.
+// A JSON string. A byte that is no part of valid UTF-8 becomes U+FFFD.
 std::string Quoted(std::string_view text)
 {
+    std::u16string valid = platform::FromUtf8(text);
+    std::replace_if(
+        valid.begin(), valid.end(), [](char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }, u'\uFFFD');
     std::string quoted = "\"";
-    for (const char unit : text) {
+    for (const char unit : platform::ToUtf8(valid)) {
         std::array<char, 8> escape{unit, 0};
         if (unit == '"' || unit == '\\')
             snprintf(escape.data(), escape.size(), "\\%c", unit);
@@ -128,7 +131,7 @@ int RunUnbind(int argc, char** argv)
         if (port.name != options.arguments[0])
             continue;
         platform::ForgetPort(port.node);
-        platform::DeleteRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\" + platform::FromUtf8(port.name));
+        platform::DeleteRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port.name));
         return EXIT_DONE;
     }
     fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options.command.c_str(), options.arguments[0].c_str());

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "runner/calibration_program.h"
+#include "runner/coinstall.h"
 #include "runner/drive.h"
 #include "runner/entries.h"
 #include "runner/ports.h"
@@ -27,7 +28,11 @@ Commands:
                      /dev/ttyS0, without window and bindings
   ports              list the serial ports, what stands on them and how they are bound, opening none
   unbind NAME        take the binding and its parameters off a port
-  calib N|TEXT       start the calibration program with a number or a text
+  calib N|TEXT       start the calibration program with a number or a text (behind "--" when
+                     it begins with "-")
+  coinstall install|remove
+                     call the co-installer for the device named with --instance, as the installer of Windows
+                     does, and print what it changes
   set-path DIR       store where the calibration program KxConsole.exe is
 
 Options:
@@ -41,6 +46,9 @@ Options:
                      print what they would show on standard error
   --trace FILE       (enum, paneltest, drive) write the diagnostic lines to FILE (default: standard error)
   --json             (ports) as JSON
+  --instance ID      (coinstall) the device, USB\KVX5200\1; one that is not there is plugged in
+  --os VERSION, --server, --tablet-pc
+                     (coinstall) the Windows that is asked, 5.1 unless given, a server edition, a Tablet PC
   --help, --version
 
 The calibration is read from "Korvex.ini" in the current directory.
@@ -55,7 +63,8 @@ struct Command {
 };
 
 constexpr std::array COMMANDS{Command{"enum", RunEnumerate}, Command{"paneltest", RunPanelTest}, Command{"drive", RunDrive},
-    Command{"ports", RunPorts}, Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"set-path", RunSetPath}};
+    Command{"ports", RunPorts}, Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"coinstall", RunCoinstall},
+    Command{"set-path", RunSetPath}};
 
 // Signals that end a command are waited for, never handled; threads started later inherit the mask.
 void BlockEndSignals()

@@ -10,6 +10,7 @@
 
 #include "discovery/enumerator_binding.h"
 #include "drivers/enumerator_filter.h"
+#include "drivers/touch_driver.h"
 #include "host/host.h"
 #include "input/session.h"
 #include "link/touch_driver.h"
@@ -222,11 +223,11 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesStrangersAl
     TraceRecorder trace;
     const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
     HANDLE holder = testing::OpenPort(TerminalPath(emulator.get()));
-    testing::TouchDevice served(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", emulator.get()));
-    served.answers
+    const auto served = drivers::AddTouchDevice(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", emulator.get()));
+    served->answers
         = {{TOUCH_IDENTITY_A, 0}, {TOUCH_IDENTITY_B, 0x100}, {TOUCH_IDENTITY_C, 7}, {TOUCH_MODEL, 0x7700}, {TOUCH_BAUD_RATE, 9600}};
-    testing::TouchDevice nobody(u"SERENUM\\KVX5460\\B", {u"SERENUM\\KVX5460"}, AddPort(u"COM4", emulator.get()));
-    nobody.answers = {{TOUCH_IDENTITY_A, 0x100}, {TOUCH_IDENTITY_B, 0}, {TOUCH_IDENTITY_C, 0x10000}}; // nothing in the bytes that count
+    const auto nobody = drivers::AddTouchDevice(u"SERENUM\\KVX5460\\B", {u"SERENUM\\KVX5460"}, AddPort(u"COM4", emulator.get()));
+    nobody->answers = {{TOUCH_IDENTITY_A, 0x100}, {TOUCH_IDENTITY_B, 0}, {TOUCH_IDENTITY_C, 0x10000}}; // nothing in the bytes that count
     platform::PresentChild(AddPort(u"COM5", emulator.get()), u"SERENUM\\MOUSE\\C");
 
     const Host host;
@@ -239,7 +240,7 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesStrangersAl
     EXPECT_EQ(controller->link.kind, LINK_NONE);
     EXPECT_EQ(controller->link.baudRate, 9600U);
     EXPECT_EQ(controller->readerThread, nullptr);
-    EXPECT_EQ(nobody.requests.size(), 7U);
+    EXPECT_EQ(nobody->requests.size(), 7U);
     EXPECT_TRUE(trace.texts.empty());
     EXPECT_EQ(statusTexts, (Texts{"Detecting COM3", "Detecting COM4"}));
     CloseHandle(holder);
@@ -272,10 +273,9 @@ TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), row.number);
     }
     const TestMachine machine;
-    platform::NodeOptions locked;
-    locked.instanceId = u"TTY\\LOCKED";
-    locked.hardwareKeyLocked = true;
-    testing::Element element(platform::AddNode(locked));
+    const DEVINST locked = platform::AddSerialPort(u"COM3", "/dev/null", "pci-1");
+    platform::LockHardwareKey(locked);
+    testing::Element element(locked);
     EXPECT_EQ(ReadPortNumber(element.devices, &element.data), 0U);
 }
 

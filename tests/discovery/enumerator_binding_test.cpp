@@ -134,9 +134,10 @@ TEST(BindEnumerator, StopsWhereAStepFails)
         platform::NodeOptions locked;
         locked.instanceId = u"TTY\\SERIALPORT\\locked";
         locked.filtersLocked = row.fault == Fault::FILTER;
-        locked.hardwareKeyLocked = row.fault == Fault::NAME;
         if (row.fault == Fault::FILTER || row.fault == Fault::NAME)
             binding.port = platform::AddNode(locked);
+        if (row.fault == Fault::NAME)
+            platform::LockHardwareKey(binding.port);
         if (row.fault == Fault::NO_INF)
             InstallEnumeratorService(false);
         if (row.fault == Fault::SERVICE_MANAGER)

@@ -17,6 +17,7 @@
 #include "testing/process.h"
 #include "testing/screen.h"
 #include "testing/temporary_folder.h"
+#include "testing/test_line.h"
 
 namespace korvex {
 namespace {
@@ -140,6 +141,45 @@ TEST(KorvexEnum, SaysWhenItsDisplayIsLost)
     unsetenv("DISPLAY");
 }
 
+TEST(KorvexEnum, ReportsAPortThatAnotherProgramHolds)
+{
+    const Installation installation;
+    HANDLE held = testing::OpenPort(TerminalPath(installation.second.get()));
+    Process command(installation.Unseen({"enum"}));
+    EXPECT_EQ(ReadLineWith(command.error, "left out"),
+        "korvex enum: '" + TerminalPath(installation.second.get()) + "' is left out: another program is using it");
+    EXPECT_EQ(ReadLine(command.error), "Enable Touch Tests");
+    EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+    CloseHandle(held);
+    EXPECT_EQ(RunProgram(installation.Unseen({"enum", "--port", "COM3=/dev/null"})).exitCode, 2) << "the name is taken";
+}
+
+TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
+{
+    const Installation installation;
+    RunResult result = RunProgram(installation.Command({"coinstall", "install", "--instance", "SERENUM\\KVX5200\\1", "--os", "5.1"}));
+    EXPECT_EQ(result.exitCode, 0);
+    const std::string key = "registry: HKLM\\SYSTEM\\CurrentControlSet\\Enum\\SERENUM\\KVX5200\\1\\Device Parameters\\";
+    EXPECT_EQ(result.output,
+        "first pass: result 0xE0000226\nsecond pass: result 0x0\nregistry: HKCU\\Control Panel\\Mouse\\DoubleClickWidth=sz:\"25\"\n"
+        "registry: HKCU\\Control Panel\\Mouse\\DoubleClickHeight=sz:\"25\"\n"
+        "registry: HKCU\\Control Panel\\Mouse\\DoubleClickSpeed=sz:\"800\"\n"
+            + key + "SelectiveSuspendEnabled=hex:01\n" + key + "SelectiveSuspendOn=dword:00000000\n" + key
+            + "TabletPC=hex:00\ndriver: report mode 1\nsystem: asked for a restart\n");
+    {
+        Process command(installation.Unseen({"enum"}));
+        EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
+        EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
+    }
+    // The port's instance ID stands in the registry, with its hardware key.
+    const std::string registry = testing::ReadTextFile("state/registry.ini");
+    const size_t start = registry.find("TTY\\SERIALPORT");
+    const std::string port = registry.substr(start, registry.find("\\Device Parameters", start) - start);
+    result = RunProgram(installation.Command({"coinstall", "remove", "--instance", port}));
+    EXPECT_EQ(result.output, "first pass: result 0x0\nremoved: SERENUM\\KVX5200\\COM3\n");
+    EXPECT_EQ(RunProgram({KORVEX_COMMAND, "coinstall", "repair", "--instance", "A\\B"}).exitCode, 2);
+}
+
 TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
 {
     const Installation installation;
@@ -176,10 +216,12 @@ TEST(KorvexCalib, StartsTheProgramOfTheStoredFolderWithItsParameters)
         command.insert(command.end(), {"--state", "state"});
         return RunProgram(command).exitCode;
     };
-    EXPECT_EQ(run({"calib", "9"}), 0) << "no folder is known: nothing is started";
+    EXPECT_EQ(run({"calib", "9"}), 1) << "no folder is known";
+    EXPECT_EQ(run({"set-path", "missing"}), 1);
+    EXPECT_EQ(run({"set-path", "."}), 0);
+    EXPECT_EQ(run({"calib", "9"}), 1) << "there is no program";
     testing::WriteTextFile("KxConsole.exe", "#!/bin/sh\nprintf '%s|' \"$@\" > started.new && mv started.new started\n");
     std::filesystem::permissions("KxConsole.exe", std::filesystem::perms::all);
-    EXPECT_EQ(run({"set-path", "."}), 0);
     for (const auto& [argument, started] : std::vector<std::pair<std::string, std::string>>{
              {"9", "-calibration|9|"}, {"two words", "-calibration|two|words|"}, {"", "-calibration|"}}) {
         EXPECT_EQ(run({"calib", argument}), 0);

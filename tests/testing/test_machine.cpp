@@ -1,10 +1,7 @@
 #include "testing/test_machine.h"
 
-#include <algorithm>
-#include <cstring>
 #include <filesystem>
 
-#include "link/touch_driver.h"
 #include "platform/posix/machine.h"
 #include "platform/posix/registry_keys.h"
 
@@ -66,29 +63,6 @@ int64_t RegistryNumber(std::u16string_view path, const WCHAR* name)
 std::u16string ParametersOf(std::u16string_view port)
 {
     return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\" + std::u16string(port);
-}
-
-TouchDevice::TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds, DEVINST parent)
-    : server(std::make_shared<platform::DeviceServer>())
-{
-    server->control = [this](DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output) {
-        requests.push_back(code);
-        if (input.size() == sizeof(uint32_t)) {
-            inputs.emplace_back();
-            memcpy(&inputs.back(), input.data(), sizeof(uint32_t));
-        }
-        const auto answer = std::find_if(answers.begin(), answers.end(), [code](const auto& known) { return known.first == code; });
-        if (answer == answers.end() || output->size() < sizeof(uint32_t))
-            return answer != answers.end();
-        memcpy(output->data(), &answer->second, sizeof(uint32_t));
-        return true;
-    };
-    platform::NodeOptions options;
-    options.instanceId = instanceId;
-    options.hardwareIds = hardwareIds;
-    options.parent = parent;
-    options.interfaces = {{TOUCH_INTERFACE_CLASS, u"\\\\?\\touch#" + std::u16string(instanceId), "", server}};
-    platform::AddNode(options);
 }
 
 } // namespace korvex::testing

@@ -1,9 +1,7 @@
 // A machine of the test's own: an empty device tree, and a state folder with the enumerator's service in it.
 #pragma once
 
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/posix/device_tree.h"
 #include "platform/win32.h"
@@ -39,17 +37,5 @@ int64_t RegistryNumber(std::u16string_view key, const WCHAR* name);
 
 // Where the enumerator's parameters of a port are.
 std::u16string ParametersOf(std::u16string_view port);
-
-// A touch device that the touch driver serves, with answers to some of its requests; others fail.
-struct TouchDevice {
-    std::shared_ptr<platform::DeviceServer> server;
-    std::vector<std::pair<DWORD, uint32_t>> answers;
-    std::vector<DWORD> requests;  // in the order in which they came
-    std::vector<uint32_t> inputs; // of those that carry one
-
-    TouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds, DEVINST parent = 0);
-    TouchDevice(const TouchDevice&) = delete;
-    TouchDevice& operator=(const TouchDevice&) = delete;
-};
 
 } // namespace korvex::testing

@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/posix/device_nodes.h"
+#include "platform/posix/device_node_records.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/machine.h"
 #include "platform/posix/profile_document.h"
@@ -222,6 +222,13 @@ void SetStatus(DEVINST node, ULONG status)
         found->status = status;
 }
 
+void LockHardwareKey(DEVINST node)
+{
+    const TreeLock lock;
+    if (DeviceNode* found = NodeOf(node); found != nullptr)
+        found->hardwareKeyLocked = true;
+}
+
 DWORD InstallFlagsOf(DEVINST node)
 {
     return ReadNode<DWORD>(node, [](const DeviceNode* found) { return found->installFlags; });
@@ -318,7 +325,7 @@ const InterfaceOptions* FindInterface(std::u16string_view path)
 
 HANDLE OpenDevice(const InterfaceOptions* deviceInterface)
 {
-    if (!deviceInterface->server->openable) {
+    if (!deviceInterface->server->canOpen()) {
         SetLastError(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }

@@ -15,10 +15,11 @@
 
 namespace korvex::platform {
 
-// A device that a driver serves: its interface's path opens it, and DeviceIoControl reaches `control`, which may be called from any thread.
+// A device that a driver serves: its interface's path opens it where `canOpen` says so, and DeviceIoControl reaches `control`, whose output
+// is sized to what the caller takes. Both may be called from any thread.
 struct DeviceServer {
-    std::function<bool(DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output)> control; // sized to what the caller takes
-    bool openable = true;
+    std::function<bool()> canOpen;
+    std::function<bool(DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output)> control;
 };
 
 struct InterfaceOptions {
@@ -33,9 +34,8 @@ struct NodeOptions {
     DEVINST parent = 0; // 0: the root
     std::vector<std::u16string> hardwareIds;
     std::vector<InterfaceOptions> interfaces;
-    ULONG status = 0;               // DN_ flags
-    bool filtersLocked = false;     // its upper filters cannot be set
-    bool hardwareKeyLocked = false; // its hardware key cannot be opened
+    ULONG status = 0;           // DN_ flags
+    bool filtersLocked = false; // its upper filters cannot be set
 };
 
 DEVINST AddNode(const NodeOptions& options);
@@ -52,6 +52,7 @@ std::vector<std::u16string> UpperFiltersOf(DEVINST node);
 std::vector<DEVINST> ChildrenOf(DEVINST node);
 ULONG StatusOf(DEVINST node);
 void SetStatus(DEVINST node, ULONG status);
+void LockHardwareKey(DEVINST node); // it cannot be opened any more
 DWORD InstallFlagsOf(DEVINST node); // DI_ flags that an installer has set
 int RestartsOf(DEVINST node);
 int EnumerationsOf(DEVINST node);

@@ -41,12 +41,14 @@ HANDLE OpenFile(const char* path, const struct stat* status, DWORD access, DWORD
         Fail(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
-    const int descriptor = open(path, (writes ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC);
+    const bool attributesOnly = (access & (GENERIC_READ | GENERIC_WRITE)) == 0; // such a handle takes no part in sharing
+    const int mode = writes ? O_RDWR : attributesOnly ? O_PATH : O_RDONLY;
+    const int descriptor = open(path, mode | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
         FailWithErrno();
         return INVALID_HANDLE_VALUE;
     }
-    const bool shared = (shareMode & FILE_SHARE_WRITE) != 0;
+    const bool shared = attributesOnly || (shareMode & FILE_SHARE_WRITE) != 0;
     const int lock = writes || (shareMode & FILE_SHARE_READ) == 0 ? LOCK_EX : LOCK_SH;
     if (!shared && flock(descriptor, lock | LOCK_NB) != 0) {
         Fail(errno == EWOULDBLOCK ? ERROR_SHARING_VIOLATION : ErrorFromErrno(errno));
@@ -70,6 +72,20 @@ using korvex::platform::FailWithErrno;
 using korvex::platform::ObjectAs;
 using korvex::platform::SerialPort;
 
+namespace {
+
+// Tells the machine of a port's interface that cannot be opened, for the last error, which stays.
+void TellRefused(const korvex::platform::InterfaceOptions* port)
+{
+    const DWORD error = GetLastError();
+    const auto& tell = korvex::platform::ThisMachine()->portRefused;
+    if (port != nullptr && tell)
+        tell(port->nativePath, error);
+    SetLastError(error);
+}
+
+} // namespace
+
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* /*security*/, DWORD disposition, DWORD /*flags*/,
     HANDLE /*templateFile*/)
 {
@@ -84,12 +100,16 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBU
     struct stat status { };
     if (stat(nativePath.c_str(), &status) != 0) {
         FailWithErrno();
+        TellRefused(deviceInterface);
         return INVALID_HANDLE_VALUE;
     }
     if (!S_ISCHR(status.st_mode))
         return korvex::platform::OpenFile(nativePath.c_str(), &status, access, shareMode);
     SerialPort* port = korvex::platform::OpenSerialPort(nativePath.c_str());
-    return port == nullptr ? INVALID_HANDLE_VALUE : static_cast<korvex::platform::HandleObject*>(port);
+    if (port != nullptr)
+        return static_cast<korvex::platform::HandleObject*>(port);
+    TellRefused(deviceInterface);
+    return INVALID_HANDLE_VALUE;
 }
 
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* /*overlapped*/)

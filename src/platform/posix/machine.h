@@ -35,6 +35,9 @@ struct Machine {
     const WindowBackend* windowBackend = nullptr;
     int closeSignals = -1;
 
+    // Is told of each serial port that could not be opened by its interface, with the error of CreateFileW; any thread.
+    std::function<void(const std::string& path, DWORD error)> portRefused;
+
     // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
     std::function<void(std::string_view text)> traceOutput;
 

@@ -43,15 +43,17 @@ bool HasDevice(const fs::path& entry)
     return !(file >> type) || type != 0;
 }
 
+// Of several links to one adapter the first in the alphabet, so that the choice is the same after every start.
 std::string StablePath(const std::string& path, const std::string& devRoot)
 {
     std::error_code error;
+    std::string stable;
     for (const fs::directory_entry& link : fs::directory_iterator(devRoot + "/serial/by-path", error)) {
         std::error_code unresolved;
         if (fs::canonical(link.path(), unresolved) == fs::weakly_canonical(path, unresolved) && !unresolved)
-            return link.path().string();
+            stable = stable.empty() ? link.path().string() : std::min(stable, link.path().string());
     }
-    return path;
+    return stable.empty() ? path : stable;
 }
 
 } // namespace

@@ -49,7 +49,8 @@ void CloseMutex(korvex::platform::HandleObject* object)
 std::string MutexFile(std::u16string_view name)
 {
     const char* session = getenv("XDG_RUNTIME_DIR");
-    const std::string start = session != nullptr ? std::string(session) + "/korvex-" : "/tmp/korvex-" + std::to_string(getuid()) + "-";
+    const std::string start
+        = session != nullptr && *session != 0 ? std::string(session) + "/korvex-" : "/tmp/korvex-" + std::to_string(getuid()) + "-";
     return start + korvex::platform::ToUtf8(name) + ".lock";
 }
 
@@ -105,13 +106,17 @@ HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR 
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    // The program gets the signals that this process has blocked for itself.
+    // The program gets the signals that this process has blocked or ignores for itself.
     posix_spawnattr_t attributes;
     sigset_t none;
     sigemptyset(&none);
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    sigset_t ignored;
+    sigemptyset(&ignored);
+    sigaddset(&ignored, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &ignored);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;
     const int refusal = posix_spawn(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);

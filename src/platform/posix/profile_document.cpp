@@ -331,7 +331,10 @@ bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocu
     ProfileDocument profile;
     if (lock.descriptor < 0 || !ReadProfile(target.string(), &profile))
         return false;
+    const std::vector<std::u16string> before = profile.lines;
     change(&profile);
+    if (profile.lines == before)
+        return true; // nothing to write
     return ReplaceFile(target.string(), Encode(&profile));
 }
 

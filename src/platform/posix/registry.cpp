@@ -135,6 +135,11 @@ HKEY OpenRegistryPath(std::u16string_view path)
     return new HKEY__{std::u16string(path)};
 }
 
+std::u16string ServiceKeyPath(std::u16string_view service)
+{
+    return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(service);
+}
+
 void DeleteRegistryPath(std::u16string_view path)
 {
     if (!RegistryFile().empty())

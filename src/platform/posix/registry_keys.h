@@ -1,6 +1,7 @@
 // Keys that are opened by their whole path.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "platform/posix/registry.h"
@@ -9,6 +10,9 @@ namespace korvex::platform {
 
 // A key by its path from "HKLM" or "HKCU" on; it need not exist yet. Closed with RegCloseKey.
 HKEY OpenRegistryPath(std::u16string_view path);
+
+// The path of a service's key.
+std::u16string ServiceKeyPath(std::u16string_view service);
 
 // Deletes a key with its values, not the keys below it.
 void DeleteRegistryPath(std::u16string_view path);

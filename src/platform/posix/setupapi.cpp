@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/device_nodes.h"
+#include "platform/posix/device_node_records.h"
 #include "platform/posix/device_tree.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/registry_keys.h"
@@ -193,7 +193,7 @@ HKEY SetupDiOpenDevRegKey(
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
-    if (node == nullptr || keyType != DIREG_DEV || node->options.hardwareKeyLocked) {
+    if (node == nullptr || keyType != DIREG_DEV || node->hardwareKeyLocked) {
         SetLastError(ERROR_ACCESS_DENIED);
         return static_cast<HKEY>(INVALID_HANDLE_VALUE);
     }

@@ -22,7 +22,7 @@ std::u16string ImagePath(std::u16string_view service)
 {
     std::array<WCHAR, MAX_PATH> path{};
     auto size = static_cast<DWORD>(sizeof(path));
-    HKEY key = korvex::platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(service));
+    HKEY key = korvex::platform::OpenRegistryPath(korvex::platform::ServiceKeyPath(service));
     RegQueryValueExW(key, u"ImagePath", nullptr, nullptr, reinterpret_cast<BYTE*>(path.data()), &size);
     RegCloseKey(key);
     return path.data();

@@ -43,7 +43,7 @@ WindowDisplay* Connection()
     return &connection;
 }
 
-unsigned long PixelOf(COLORREF color)
+unsigned long XColorOf(COLORREF color)
 {
     const unsigned long red = color & 0xFF;
     const unsigned long green = (color >> 8) & 0xFF;
@@ -121,7 +121,7 @@ bool Create(const WindowView* view)
     const auto parent = connection->windows.find(view->parent);
     const Window root = DefaultRootWindow(display);
     const Window window = XCreateSimpleWindow(display, parent == connection->windows.end() ? root : parent->second.window, view->x, view->y,
-        static_cast<unsigned>(view->width), static_cast<unsigned>(view->height), 0, 0, PixelOf(view->background));
+        static_cast<unsigned>(view->width), static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
     connection->windows[view->handle] = {window, *view};
     if (view->parent != nullptr) {
         XSelectInput(display, window, ExposureMask);
@@ -187,7 +187,7 @@ void DrawFigure(HWND handle, COLORREF fill, Draw draw)
         return;
     Display* display = connection->display;
     GC context = XCreateGC(display, shown->second.window, 0, nullptr); // its line width 0 gives the pixels that Windows gives
-    XSetForeground(display, context, PixelOf(fill));
+    XSetForeground(display, context, XColorOf(fill));
     draw(display, shown->second.window, context, true);
     XSetForeground(display, context, BlackPixel(display, DefaultScreen(display)));
     draw(display, shown->second.window, context, false);

@@ -12,6 +12,7 @@ struct DeviceNode {
     bool present = true;
     std::vector<std::u16string> upperFilters;
     ULONG status = 0;
+    bool hardwareKeyLocked = false;
     DWORD installFlags = 0;
     int restarts = 0;
     int enumerations = 0;

@@ -1,0 +1,124 @@
+#include "runner/coinstall.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "drivers/touch_driver.h"
+#include "host/korvex.h"
+#include "platform/posix/device_tree.h"
+#include "platform/posix/machine.h"
+#include "platform/posix/text.h"
+#include "platform/win32.h"
+#include "runner/machine_setup.h"
+#include "runner/options.h"
+#include "runner/runner.h"
+
+namespace korvex::runner {
+
+namespace {
+
+// The device that the calls are about, in a set of its own.
+struct Device {
+    DEVINST node;
+    HDEVINFO devices;
+    SP_DEVINFO_DATA element;
+    std::shared_ptr<drivers::TouchDevice> driver; // null for one that was there already
+};
+
+// Takes the device of the machine with this instance ID, or plugs a touch device in; its hardware ID is what comes before the last "\".
+Device OpenDeviceOf(const std::u16string& instanceId)
+{
+    Device device{};
+    if (platform::FindNode(instanceId) == 0)
+        device.driver = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
+    device.node = platform::FindNode(instanceId);
+    device.devices = SetupDiGetClassDevsW(nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+    device.element.cbSize = sizeof(device.element);
+    SetupDiOpenDeviceInfoW(device.devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device.element);
+    return device;
+}
+
+DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
+{
+    COINSTALLER_CONTEXT_DATA context{};
+    context.PostProcessing = postProcessing ? TRUE : FALSE;
+    const DWORD result = kxCoInstaller(function, device->devices, &device->element, &context);
+    printf("%s pass: result 0x%X\n", postProcessing ? "second" : "first", result);
+    return result;
+}
+
+// What the registry holds, a line for each value.
+std::vector<std::string> RegistryLines()
+{
+    std::vector<std::string> lines;
+    std::ifstream file(platform::ThisMachine()->stateFolder + "/registry.ini");
+    std::string section;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with('['))
+            section = line.substr(1, line.rfind(']') - 1);
+        else if (!line.empty())
+            lines.push_back(section + "\\" + line);
+    }
+    return lines;
+}
+
+void PrintNewLines(const std::vector<std::string>& before, const std::vector<std::string>& after)
+{
+    for (const std::string& line : after) {
+        if (std::find(before.begin(), before.end(), line) == before.end())
+            printf("registry: %s\n", line.c_str());
+    }
+}
+
+void PrintRemoved(const std::vector<std::pair<DEVINST, std::u16string>>& before)
+{
+    for (const auto& [node, instanceId] : before) {
+        if (platform::InstanceIdOf(node).empty())
+            printf("removed: %s\n", platform::ToUtf8(instanceId).c_str());
+    }
+}
+
+// As the device installer goes about it: the second pass is called where the first one has asked for it.
+void Call(DI_FUNCTION function, Device* device)
+{
+    if (CallCoInstaller(function, false, device) == ERROR_DI_POSTPROCESSING_REQUIRED)
+        CallCoInstaller(function, true, device);
+}
+
+} // namespace
+
+int RunCoinstall(int argc, char** argv)
+{
+    Options options;
+    if (!ParseOptions(argc, argv, {"instance", "os", "server", "tablet-pc", "port", "state", "trace"}, 1, &options))
+        return EXIT_USAGE_ERROR;
+    const std::string& what = options.arguments[0];
+    if ((what != "install" && what != "remove") || options.instance.empty()) {
+        fprintf(stderr, "%s: it takes 'install' or 'remove' and '--instance'; see 'korvex --help'\n", options.command.c_str());
+        return EXIT_USAGE_ERROR;
+    }
+    if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpSystem, SetUpDevices}); exitCode != EXIT_DONE)
+        return exitCode;
+    Device device = OpenDeviceOf(platform::FromUtf8(options.instance));
+    const std::vector<std::string> registry = RegistryLines();
+    std::vector<std::pair<DEVINST, std::u16string>> children;
+    for (const DEVINST child : platform::ChildrenOf(device.node))
+        children.emplace_back(child, platform::InstanceIdOf(child));
+
+    Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
+
+    PrintNewLines(registry, RegistryLines());
+    PrintRemoved(children);
+    if (device.driver != nullptr && !device.driver->reportModes.empty())
+        printf("driver: report mode %u\n", device.driver->reportModes.back());
+    if ((platform::InstallFlagsOf(device.node) & DI_NEEDREBOOT) != 0)
+        puts("system: asked for a restart");
+    SetupDiDestroyDeviceInfoList(device.devices);
+    return EXIT_DONE;
+}
+
+} // namespace korvex::runner
