@@ -6,8 +6,8 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -49,10 +49,10 @@ Accuracy MeasureAccuracy(const Installation* installation)
         const double y = 5 + 15.0 * static_cast<double>(i / STEPS);
         TouchAt(installation->first.get(), x, y);
         const std::string line = ReadLine(command.output);
-        std::smatch numbers;
-        EXPECT_TRUE(std::regex_search(line, numbers, std::regex(R"("dx":(-?\d+),"dy":(-?\d+))"))) << line;
-        const double error
-            = std::hypot(std::stod(numbers[1]) / 65536 * 1024 - x / 100 * 1024, std::stod(numbers[2]) / 65536 * 768 - y / 100 * 768);
+        int dx = 0;
+        int dy = 0;
+        EXPECT_EQ(sscanf(line.c_str(), R"({"dx":%d,"dy":%d)", &dx, &dy), 2) << line;
+        const double error = std::hypot(dx / 65536.0 * 1024 - x / 100 * 1024, dy / 65536.0 * 768 - y / 100 * 768);
         accuracy.mean += error / (STEPS * STEPS);
         accuracy.worst = std::max(accuracy.worst, error);
     }
