@@ -1,8 +1,16 @@
-# KORVEX.dll for 32-bit Windows.
+# KORVEX.dll for 32-bit Windows, stripped, and the check of what it exports, imports and contains.
+enable_language(RC)
 target_compile_definitions(korvex_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
 target_compile_definitions(korvex_options INTERFACE _WIN32_WINNT=0x0501) # Windows XP: newer calls do not even compile
 
-add_library(korvex SHARED src/host/dll_main.cpp)
+string(REPLACE "." "," KORVEX_VERSION_NUMBERS "${PROJECT_VERSION},0")
+configure_file(src/host/korvex.rc.in korvex.rc @ONLY)
+add_library(korvex SHARED src/host/dll_main.cpp src/host/korvex.def ${PROJECT_BINARY_DIR}/korvex.rc)
 target_link_libraries(korvex PRIVATE korvex_core setupapi cfgmgr32 gdi32)
-set_target_properties(korvex PROPERTIES OUTPUT_NAME KORVEX PREFIX "")
-target_link_options(korvex PRIVATE -static -static-libgcc -static-libstdc++)
+set_property(SOURCE ${PROJECT_BINARY_DIR}/korvex.rc PROPERTY OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/src/host/korvex.manifest)
+set_target_properties(korvex PROPERTIES OUTPUT_NAME KORVEX PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/src/host/korvex.def)
+target_link_options(korvex PRIVATE -static -static-libgcc -static-libstdc++ -s)
+
+add_custom_command(TARGET korvex POST_BUILD VERBATIM
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:korvex> ${PROJECT_SOURCE_DIR}/src/host/korvex.contents
+    COMMENT "Checking what KORVEX.dll exports, imports and contains")

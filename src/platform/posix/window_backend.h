@@ -14,7 +14,7 @@ struct WindowView {
     std::u16string text;
     COLORREF background;
     bool isStatic;
-    bool isPopup; // no frame
+    DWORD style; // WS_ flags
     int x;
     int y;
     int width;

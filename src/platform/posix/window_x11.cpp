@@ -92,6 +92,26 @@ void AskForFullScreen(const WindowDisplay* connection, Window window)
         reinterpret_cast<const unsigned char*>(&fullScreen), 1);
 }
 
+// Asks a window manager for a frame of fixed size, with a minimise button where the style has one, by the hints that Motif introduced.
+void AskForFrame(const WindowDisplay* connection, Window window, DWORD style)
+{
+    struct Hints {
+        unsigned long flags;
+        unsigned long functions;
+        unsigned long decorations;
+        long inputMode;
+        unsigned long status;
+    };
+    constexpr unsigned long HAS_FUNCTIONS = 1;
+    constexpr unsigned long MOVE = 4;
+    constexpr unsigned long MINIMIZE = 8;
+    constexpr unsigned long CLOSE = 32;
+    const Hints hints{HAS_FUNCTIONS, MOVE | CLOSE | ((style & WS_MINIMIZEBOX) != 0 ? MINIMIZE : 0), 0, 0, 0};
+    const Atom property = XInternAtom(connection->display, "_MOTIF_WM_HINTS", False);
+    XChangeProperty(
+        connection->display, window, property, property, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&hints), 5);
+}
+
 // Tells the window manager, where there is one, of a top-level window.
 void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view)
 {
@@ -105,8 +125,10 @@ void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView*
     XSetWMNormalHints(display, window, &hints);
     XSetWMProtocols(display, window, &connection->deleteWindow, 1);
     SetTitle(connection, window, view->text);
-    if (view->isPopup)
+    if ((view->style & WS_POPUP) != 0)
         AskForFullScreen(connection, window);
+    else
+        AskForFrame(connection, window, view->style);
     // A box stands above the window that shows it, full screen or not.
     for (const auto& [handle, shown] : connection->windows) {
         if (shown.view.parent == nullptr && shown.window != window)

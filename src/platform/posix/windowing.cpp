@@ -75,8 +75,7 @@ HWND CreateWindowExW(DWORD /*extendedStyle*/, LPCWSTR className, LPCWSTR title, 
         auto* handle = reinterpret_cast<HWND>(++Windows()->lastHandle); // NOLINT(performance-no-int-to-ptr): a number, as Windows has it
         HBRUSH brush = isStatic ? nullptr : known->second.hbrBackground;
         korvex::platform::WindowView* view = &window->view;
-        *view = {handle, parent, title == nullptr ? u"" : title, korvex::platform::ColorOf(brush), isStatic, (style & WS_POPUP) != 0, x, y,
-            width, height};
+        *view = {handle, parent, title == nullptr ? u"" : title, korvex::platform::ColorOf(brush), isStatic, style, x, y, width, height};
         window->procedure = isStatic ? korvex::platform::StaticProcedure : known->second.lpfnWndProc;
         window->queue = ThisQueue();
     }

@@ -43,8 +43,8 @@ inline const LPCWSTR IDC_ARROW = reinterpret_cast<LPCWSTR>(uintptr_t{32512}); //
 
 ATOM RegisterClassW(const WNDCLASSW* windowClass);
 
-// The classes that were registered, and "STATIC", a line of text. Of the styles only WS_POPUP counts: no frame, the whole screen where
-// it is that large.
+// The classes that were registered, and "STATIC", a line of text. Of the styles two count: with WS_POPUP the window takes the whole
+// screen without a frame; a frame has a minimise button with WS_MINIMIZEBOX.
 HWND CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR title, DWORD style, int x, int y, int width, int height, HWND parent,
     HMENU menu, HINSTANCE instance, void* parameter);
 BOOL DestroyWindow(HWND handle); // on the window's own thread; its children go with it
