@@ -14,3 +14,8 @@ target_link_options(korvex PRIVATE -static -static-libgcc -static-libstdc++ -s)
 add_custom_command(TARGET korvex POST_BUILD VERBATIM
     COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:korvex> ${PROJECT_SOURCE_DIR}/src/host/korvex.contents
     COMMENT "Checking what KORVEX.dll exports, imports and contains")
+
+include(CTest)
+if(BUILD_TESTING)
+    add_subdirectory(tests)
+endif()

@@ -15,22 +15,6 @@ namespace {
 using emulator::Bytes;
 using testing::TestLine;
 
-TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
-{
-    const auto controller = testing::ControllerPointer(CreateController());
-    struct Row {
-        uint32_t model;
-        uint8_t status, contact;
-    };
-    for (const Row& row : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0}, Row{MODEL_5200, 0x55, 0xFF}, Row{MODEL_5200, 0x40, 0xFF},
-             Row{MODEL_5460, 0x70, 1}, Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0}, Row{MODEL_2400, 0x30, 0xFF},
-             Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0}, Row{MODEL_7700, 0xFE, 0xFF},
-             Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
-        controller->model = row.model;
-        EXPECT_EQ(ClassifyStatus(controller.get(), row.status), row.contact) << std::hex << row.model << " " << int{row.status};
-    }
-}
-
 // A stream, and the raw points of the reports that are accepted out of it.
 struct Stream {
     const char* what;

@@ -33,12 +33,12 @@ TEST(FormatBounded, CutsAtTheCapacityAndNeverWritesPastIt)
              Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
         Buffer formatted = Fresh();
         EXPECT_EQ(FormatBounded(formatted.data(), row.capacity, TEXT("%s"), row.text), row.result);
-        EXPECT_EQ(formatted.data(), std::u16string(row.stored));
+        EXPECT_EQ(formatted.data(), std::basic_string<WCHAR>(row.stored));
         EXPECT_EQ(formatted[row.capacity], UNTOUCHED);
 
         Buffer copied = Fresh();
         EXPECT_EQ(CopyBounded(copied.data(), row.capacity, row.text), row.result);
-        EXPECT_EQ(copied.data(), std::u16string(row.stored));
+        EXPECT_EQ(copied.data(), std::basic_string<WCHAR>(row.stored));
         EXPECT_EQ(copied[row.capacity], UNTOUCHED);
     }
     for (const size_t capacity : {size_t{0}, MAX_CAPACITY + 1}) {
@@ -63,8 +63,10 @@ TEST(FormatBounded, FormatsNumbersAsTheCLibraryDoes)
         snprintf(expected.data(), expected.size(), row.format, row.value); // NOLINT(clang-diagnostic-format-nonliteral): the oracle
         std::array<WCHAR, 64> actual{};
         const std::string format = row.format;
-        EXPECT_EQ(FormatBounded(actual.data(), actual.size(), std::u16string(format.begin(), format.end()).c_str(), row.value), TEXT_OK);
-        EXPECT_EQ(std::u16string(actual.data()), std::u16string(expected.data(), expected.data() + std::string(expected.data()).size()))
+        EXPECT_EQ(FormatBounded(actual.data(), actual.size(), std::basic_string<WCHAR>(format.begin(), format.end()).c_str(), row.value),
+            TEXT_OK);
+        EXPECT_EQ(std::basic_string<WCHAR>(actual.data()),
+            std::basic_string<WCHAR>(expected.data(), expected.data() + std::string(expected.data()).size()))
             << format;
     }
 }
@@ -76,9 +78,9 @@ TEST(FormatBounded, ReadsNoFurtherThanAPrecisionAndPadsText)
     EXPECT_EQ(FormatBounded(
                   text.data(), text.size(), TEXT("%.2s|%5s|%-3s|%*s|%c"), unterminated.data(), TEXT("ab"), TEXT("x"), -2, TEXT("y"), 'z'),
         TEXT_OK);
-    EXPECT_EQ(std::u16string(text.data()), u"ok|   ab|x  |y |z");
+    EXPECT_EQ(std::basic_string<WCHAR>(text.data()), TEXT("ok|   ab|x  |y |z"));
     EXPECT_EQ(FormatBounded(text.data(), text.size(), TEXT("%s"), static_cast<const WCHAR*>(nullptr)), TEXT_OK);
-    EXPECT_EQ(std::u16string(text.data()), u"(null)");
+    EXPECT_EQ(std::basic_string<WCHAR>(text.data()), TEXT("(null)"));
 }
 
 TEST(FormatBounded, EndsTheTextAtAConversionThatItDoesNotKnow)
@@ -86,26 +88,26 @@ TEST(FormatBounded, EndsTheTextAtAConversionThatItDoesNotKnow)
     for (const WCHAR* format : {TEXT("ab%q%d"), TEXT("ab%"), TEXT("ab%5"), TEXT("ab%ld")}) {
         Buffer buffer = Fresh();
         EXPECT_EQ(FormatBounded(buffer.data(), 8, format, 1), TEXT_TRUNCATED);
-        EXPECT_EQ(std::u16string(buffer.data()), u"ab");
+        EXPECT_EQ(std::basic_string<WCHAR>(buffer.data()), TEXT("ab"));
         EXPECT_EQ(buffer[7], 0);
         EXPECT_EQ(buffer[8], UNTOUCHED);
     }
     Buffer buffer = Fresh();
     EXPECT_EQ(FormatBounded(buffer.data(), 8, TEXT("%2147483647d"), 1), TEXT_TRUNCATED) << "and a huge width costs nothing";
-    EXPECT_EQ(std::u16string(buffer.data()), u"       ");
+    EXPECT_EQ(std::basic_string<WCHAR>(buffer.data()), TEXT("       "));
 }
 
 TEST(LengthBounded, NeedsATerminatorWithinTheMaximum)
 {
     size_t length = 99;
-    const std::u16string longest(255, u'x');
+    const std::basic_string<WCHAR> longest(255, TEXT('x'));
     EXPECT_EQ(LengthBounded(longest.c_str(), 256, &length), TEXT_OK);
     EXPECT_EQ(length, 255U);
     struct Row {
         const WCHAR* text;
         size_t maximum;
     };
-    const std::u16string tooLong(256, u'x');
+    const std::basic_string<WCHAR> tooLong(256, TEXT('x'));
     for (const Row& row : {Row{tooLong.c_str(), 256}, Row{nullptr, 256}, Row{TEXT("a"), 0}, Row{TEXT("a"), MAX_CAPACITY + 1}}) {
         length = 99;
         EXPECT_EQ(LengthBounded(row.text, row.maximum, &length), TEXT_INVALID_PARAMETER);

@@ -1,8 +1,8 @@
 #include "testing/temporary_folder.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 
 namespace korvex::testing {
 
@@ -10,8 +10,10 @@ namespace fs = std::filesystem;
 
 TemporaryFolder::TemporaryFolder() : previous(fs::current_path())
 {
-    std::string name = (fs::temp_directory_path() / "korvex-test.XXXXXX").string();
-    path = mkdtemp(name.data());
+    std::random_device random;
+    do {
+        path = fs::temp_directory_path() / ("korvex-test." + std::to_string(random()));
+    } while (!fs::create_directory(path));
     fs::current_path(path);
 }
 

@@ -2,19 +2,14 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "emulator/emulator.h"
 #include "link/touch_controller.h"
+#include "testing/calibration_data.h"
 
 namespace korvex::testing {
-
-struct ControllerDeleter {
-    void operator()(TouchController* controller) const { ReleaseController(controller); }
-};
-using ControllerPointer = std::unique_ptr<TouchController, ControllerDeleter>;
 
 struct TestLine {
     emulator::EmulatorPointer emulator;

@@ -1,0 +1,67 @@
+// Packets and reports as bytes, without a line. Runs on Windows too.
+
+#include <gtest/gtest.h>
+
+#include "input/touch_report.h"
+#include "link/command_protocol.h"
+#include "testing/calibration_data.h"
+
+namespace korvex {
+namespace {
+
+TEST(PacketIsValid, KnowsEachFamilysRule)
+{
+    const uint8_t checked[]{0x70, 0x00, 0x02, 0x00, 0x01, 0x8C};
+    EXPECT_EQ(PacketChecksum(checked, 5), 0x8C);
+    EXPECT_EQ(PacketChecksum(checked, 0), 0xFF);
+    const uint8_t wrong[]{0x70, 0x00, 0x02, 0x00, 0x01, 0x8D};
+    for (const uint32_t model : {MODEL_5200, MODEL_5460}) {
+        EXPECT_TRUE(PacketIsValid(model, checked));
+        EXPECT_FALSE(PacketIsValid(model, wrong));
+    }
+    for (const uint32_t model : {0U, MODEL_2400, MODEL_4400, MODEL_5203, MODEL_8200})
+        EXPECT_FALSE(PacketIsValid(model, checked));
+    struct Row {
+        uint8_t packet[5];
+        bool valid;
+    };
+    for (const Row& row : {Row{{0xFF, 1, 2, 3, 4}, true}, Row{{0xF2, 0xD9, 1, 2, 0x30}, true}, Row{{0xF2, 0xD8, 1, 2, 0x30}, false},
+             Row{{0xF1, 0xD9, 1, 2, 3}, false}, Row{{0xFF, 0x80, 2, 3, 4}, false}, Row{{0xFF, 1, 0x80, 3, 4}, false},
+             Row{{0xFF, 1, 2, 0x80, 4}, false}, Row{{0xFF, 1, 2, 3, 0x80}, false}})
+        EXPECT_EQ(PacketIsValid(MODEL_7700, row.packet), row.valid);
+}
+
+TEST(DecodeCoord, HasEachModelsByteOrder)
+{
+    const auto controller = testing::ControllerPointer(CreateController());
+    const uint8_t field[]{0x12, 0x34};
+    struct Row {
+        uint32_t model, answers, reports;
+    };
+    for (const Row& row :
+        {Row{MODEL_2400, 0x3412, 0x3412}, Row{MODEL_4400, 0x1234, 0x3412}, Row{MODEL_5200, 0x1234, 0x3412}, Row{MODEL_5203, 0x1234, 0x3412},
+            Row{MODEL_5460, 0x1234, 0x3412}, Row{MODEL_7700, 0x12 * 128 + 0x34, 0x12 * 128 + 0x34}, Row{MODEL_8200, 0, 0}, Row{0, 0, 0}}) {
+        controller->model = row.model;
+        EXPECT_EQ(DecodeCoord(controller.get(), field, true), row.answers);
+        EXPECT_EQ(DecodeCoord(controller.get(), field, false), row.reports);
+    }
+}
+
+TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
+{
+    const auto controller = testing::ControllerPointer(CreateController());
+    struct Row {
+        uint32_t model;
+        uint8_t status, contact;
+    };
+    for (const Row& row : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0}, Row{MODEL_5200, 0x55, 0xFF}, Row{MODEL_5200, 0x40, 0xFF},
+             Row{MODEL_5460, 0x70, 1}, Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0}, Row{MODEL_2400, 0x30, 0xFF},
+             Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0}, Row{MODEL_7700, 0xFE, 0xFF},
+             Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
+        controller->model = row.model;
+        EXPECT_EQ(ClassifyStatus(controller.get(), row.status), row.contact) << std::hex << row.model << " " << int{row.status};
+    }
+}
+
+} // namespace
+} // namespace korvex

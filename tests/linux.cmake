@@ -1,0 +1,61 @@
+add_library(korvex_testing STATIC
+    testing/installation.cpp
+    testing/process.cpp
+    testing/recorders.cpp
+    testing/screen.cpp
+    testing/test_line.cpp
+    testing/test_machine.cpp)
+target_include_directories(korvex_testing PUBLIC . ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(korvex_testing PUBLIC korvex korvex_emulator_library PRIVATE PkgConfig::X11)
+target_compile_definitions(korvex_testing PUBLIC
+    KORVEX_COMMAND="$<TARGET_FILE:korvex_command>" EMULATOR_COMMAND="$<TARGET_FILE:korvex_emulator>")
+
+add_executable(korvex_tests ${PORTABLE_TESTS}
+    calibration/calibration_test.cpp
+    discovery/co_installer_test.cpp
+    discovery/detection_pass_test.cpp
+    discovery/device_identity_test.cpp
+    discovery/enumerator_binding_test.cpp
+    host/host_test.cpp
+    host/panel_test_test.cpp
+    input/pointer_injection_test.cpp
+    input/session_test.cpp
+    input/touch_report_test.cpp
+    link/command_protocol_test.cpp
+    link/port_link_test.cpp
+    link/touch_driver_test.cpp
+    platform/files_test.cpp
+    platform/pointer_test.cpp
+    platform/port_scan_test.cpp
+    platform/profile_test.cpp
+    platform/serial_test.cpp
+    platform/threads_test.cpp
+    runner/command_test.cpp
+    runner/enumerate_test.cpp
+    runner/panel_test_command_test.cpp
+    support/debug_trace_test.cpp
+    support/millisecond_clock_test.cpp)
+target_link_libraries(korvex_tests PRIVATE korvex_testing GTest::gtest_main)
+target_compile_definitions(korvex_tests PRIVATE
+    STATUS_WINDOW_SCREENSHOT="${PROJECT_BINARY_DIR}/status-window.png" PANEL_TEST_SCREENSHOT="${PROJECT_BINARY_DIR}/panel-test.png")
+add_dependencies(korvex_tests korvex_command korvex_emulator)
+
+# ThreadSanitizer of this compiler needs memory where it expects it, so address space randomisation is off.
+set_property(TARGET korvex_tests PROPERTY CROSSCOMPILING_EMULATOR env
+    TSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/thread_sanitizer.supp
+    LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/leak_sanitizer.supp:print_suppressions=0
+    setarch -R)
+
+# Tests whose name says "Within" measure real time: nothing runs beside them.
+gtest_discover_tests(korvex_tests TEST_FILTER "-*Within*" PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 30)
+gtest_discover_tests(korvex_tests TEST_FILTER "*Within*" PROPERTIES TIMEOUT 60 RUN_SERIAL TRUE DISCOVERY_TIMEOUT 30)
+
+# The DLL itself, under Wine, from the Windows build.
+set(KORVEX_WINDOWS_BUILD "" CACHE PATH "Where KORVEX.dll and its test programs have been built")
+if(KORVEX_WINDOWS_BUILD)
+    add_executable(korvex_dll_tests windows/dll_test.cpp windows/wine.cpp testing/temporary_folder.cpp testing/calibration_data.cpp)
+    target_link_libraries(korvex_dll_tests PRIVATE korvex_testing GTest::gtest_main)
+    target_compile_definitions(korvex_dll_tests PRIVATE KORVEX_WINDOWS_BUILD="${KORVEX_WINDOWS_BUILD}"
+        MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")
+    gtest_discover_tests(korvex_dll_tests PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 30)
+endif()

@@ -1,0 +1,203 @@
+// KORVEX.dll itself, on 32-bit Wine, with an emulated controller on a pseudo-terminal.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulator/gestures.h"
+#include "testing/process.h"
+#include "testing/screen.h"
+#include "windows/wine.h"
+
+namespace korvex {
+namespace {
+
+using emulator::EmulatorPointer;
+using std::chrono::milliseconds;
+using testing::BlockInWaits;
+using testing::Host;
+using testing::PixelAt;
+using testing::PlugIn;
+using testing::PointerOf;
+using testing::PointerState;
+using testing::Process;
+using testing::ReadLineWith;
+using testing::RunProgram;
+using testing::Screen;
+using testing::WaitForExit;
+using testing::WaitForWindow;
+using testing::WaitUntil;
+using testing::Wine;
+
+struct Dll : ::testing::Test {
+    void SetUp() override
+    {
+        if (!testing::HasWine())
+            GTEST_SKIP() << "32-bit Wine is not installed";
+    }
+};
+
+const std::string TITLE = "Korvex Touch Solutions";
+
+// Processor time of a process so far, in clock ticks.
+long ProcessorTime(pid_t process)
+{
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string word;
+    for (int i = 0; i < 11; ++i)
+        fields >> word;
+    long user = 0;
+    long system = 0;
+    fields >> user >> system;
+    return user + system;
+}
+
+// There is no INF for the enumerator, so the binding fails; the session starts all the same.
+TEST_F(Dll, EnumFindsAndDrivesAControllerUntilItsWindowIsClosed)
+{
+    for (const bool blocks : {false, true}) {
+        SCOPED_TRACE(blocks ? "waits block" : "waits return at once");
+        const Wine wine;
+        testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
+        const EmulatorPointer emulator = blocks ? emulator::StartEmulator({0x7700, 9600}) : emulator::StartEmulator({});
+        const Screen screen;
+        PlugIn(&wine, emulator.get());
+        if (blocks)
+            BlockInWaits(&wine);
+        Process process(Host({"kxENUM"}));
+        const unsigned long window = WaitForWindow(TITLE);
+        ASSERT_NE(window, 0U);
+        EXPECT_TRUE(WaitUntil([&] {
+            TouchAt(emulator.get(), 25, 50);
+            std::this_thread::sleep_for(milliseconds(20));
+            return PointerOf(&screen) == PointerState{255, 383, true};
+        }));
+        Lift(emulator.get());
+        EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen) == PointerState{255, 383, false}; }));
+        unsetenv("LD_PRELOAD");
+        EXPECT_EQ(RunProgram(Host({"status-text"})).output, "Enable Touch Tests\r\nreturned\r\n");
+
+        // A silent line costs little, also where the wait returns at once.
+        const long before = ProcessorTime(process.pid);
+        const auto start = std::chrono::steady_clock::now();
+        std::this_thread::sleep_until(start + milliseconds(1000));
+        EXPECT_LE(ProcessorTime(process.pid) - before, sysconf(_SC_CLK_TCK) / 10) << "a tenth of a processor";
+
+        const auto closing = std::chrono::steady_clock::now();
+        PressCloseButton(&screen, window);
+        EXPECT_EQ(WaitForExit(&process), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - closing, milliseconds(3000));
+    }
+}
+
+TEST_F(Dll, PanelTestStoresACalibrationAndShowsItsResult)
+{
+    const Wine wine;
+    const EmulatorPointer emulator = emulator::StartEmulator({});
+    emulator::Distortion distortion;
+    distortion.scale = {0.85, 0.85};
+    SetDistortion(emulator.get(), distortion);
+    const Screen screen;
+    PlugIn(&wine, emulator.get());
+    Process process(Host({"kxPANELTEST"}));
+    std::string error;
+    EXPECT_EQ(RunGesture(emulator.get(), "panel-test", &error), emulator::GestureResult::DONE) << error;
+    EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 512, 100) == 0xFFFF00; })) << "yellow";
+    EXPECT_EQ(PixelAt(&screen, 0, 0), 0U) << "the rectangle's outline";
+    bool marked = false;
+    for (int i = 0; i < 81; ++i)
+        marked = marked || PixelAt(&screen, 716 - 4 + i % 9, 230 - 4 + i / 9) == 0x0000FF;
+    EXPECT_TRUE(marked) << "the check was touched at 70 %, 30 %";
+    EXPECT_EQ(
+        RunProgram({"import", "-window", "root", (std::filesystem::path(KORVEX_WINDOWS_BUILD) / "panel-test.png").string()}).exitCode, 0);
+    const std::string settings = testing::ReadTextFile("Korvex.ini");
+    EXPECT_NE(settings.find("Mode=9"), std::string::npos) << settings;
+    // The middle of the panel, a raw unit lost on the way there and back.
+    EXPECT_TRUE(settings.find("ADV_04_X=511") != std::string::npos || settings.find("ADV_04_X=512") != std::string::npos) << settings;
+    RunProgram({"xdotool", "key", "Escape"});
+    EXPECT_EQ(WaitForExit(&process), 0);
+}
+
+TEST_F(Dll, PanelTestSaysWhenThereIsNoController)
+{
+    const Wine wine;
+    const Screen screen;
+    Process process(Host({"kxPANELTEST"}));
+    const unsigned long box = WaitForWindow("Touch Panel Utility");
+    ASSERT_NE(box, 0U);
+    RunProgram({"xdotool", "windowfocus", "--sync", std::to_string(box), "key", "Return"});
+    EXPECT_EQ(WaitForExit(&process), 0);
+}
+
+TEST_F(Dll, SingleEntriesKeepEachOtherOut)
+{
+    const Wine wine;
+    const Screen screen;
+    Process process(Host({"kxENUMW"}));
+    const unsigned long window = WaitForWindow(TITLE);
+    ASSERT_NE(window, 0U);
+    for (const char* entry : {"kxENUMW", "kxPANELTESTW"})
+        EXPECT_EQ(RunProgram(Host({entry})).output, "returned\r\n");
+    PressCloseButton(&screen, window);
+    EXPECT_EQ(WaitForExit(&process), 0);
+}
+
+TEST_F(Dll, CalibStartsTheProgramOfTheStoredFolder)
+{
+    const Wine wine;
+    std::filesystem::copy_file("host.exe", "KxConsole.exe");
+    EXPECT_EQ(RunProgram(Host({"kxCALIB", "9"})).exitCode, 0) << "no folder is known: nothing is started";
+    RunProgram(Host({"set-path", "Z:" + wine.folder.path.string()}));
+    for (const auto& [entry, argument, tail] : std::vector<std::tuple<std::string, std::string, std::string>>{
+             {"kxCALIB", "9", "-calibration 9"}, {"kxCALIBW", "two words", "-calibration two words"}}) {
+        EXPECT_EQ(RunProgram(Host({entry, argument})).exitCode, 0);
+        EXPECT_TRUE(WaitUntil([] { return std::filesystem::exists("started.txt"); }));
+        EXPECT_TRUE(testing::ReadTextFile("started.txt").ends_with("KxConsole.exe\" " + tail)) << testing::ReadTextFile("started.txt");
+        std::filesystem::remove("started.txt");
+    }
+}
+
+TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)
+{
+    struct Row {
+        const char* system;
+        int suspend;
+        int tablet;
+    };
+    const Wine wine;
+    for (const Row& row : {Row{"winxp", 0, 0}, Row{"vista", 1, 1}, Row{"win7", 1, 1}}) {
+        RunProgram(Host({"report-version", row.system}));
+        const std::string tablet = "TabletPC type 3, 1 bytes, " + std::to_string(row.tablet) + "\r\n";
+        const std::string output = RunProgram(Host({"install", "SERENUM\\KVX5200"})).output;
+        EXPECT_TRUE(
+            output.starts_with("first pass E0000226\r\nSelectiveSuspendEnabled type 3, 1 bytes, 1\r\nSelectiveSuspendOn type 4, 4 bytes, "
+                + std::to_string(row.suspend) + "\r\n" + tablet + "second pass 0\r\n" + tablet + "restart yes\r\n"))
+            << row.system << ": " << output;
+        EXPECT_EQ(output.find("DoubleClickSpeed text 800, 8 bytes") != std::string::npos, row.tablet == 0) << output;
+    }
+    EXPECT_TRUE(RunProgram(Host({"remove", "SERENUM\\KVX5200"})).output.starts_with("first pass 0\r\n"));
+}
+
+TEST_F(Dll, PassesItsPortableTests)
+{
+    const Wine wine;
+    std::filesystem::copy_file(std::filesystem::path(KORVEX_WINDOWS_BUILD) / "tests/korvex_portable_tests.exe", "portable.exe");
+    std::vector<std::string> command = Host({});
+    command.back() = "portable.exe";
+    command.emplace_back("--gtest_brief=1");
+    const testing::RunResult result = RunProgram(command);
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    EXPECT_NE(result.output.find("[  PASSED  ]"), std::string::npos) << result.output;
+}
+
+} // namespace
+} // namespace korvex

@@ -1,0 +1,34 @@
+// A Windows of the test's own: a Wine prefix with KORVEX.dll and its test programs in a folder, which is current while the guard lives.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "emulator/emulator.h"
+#include "testing/process.h"
+#include "testing/temporary_folder.h"
+
+namespace korvex::testing {
+
+// True when 32-bit Wine is installed.
+bool HasWine();
+
+struct Wine {
+    TemporaryFolder folder;
+
+    Wine();
+    ~Wine(); // ends everything that still runs in it
+    Wine(const Wine&) = delete;
+    Wine& operator=(const Wine&) = delete;
+};
+
+// Makes the emulator's terminal COM3, as a device that SetupAPI lists.
+void PlugIn(const Wine* wine, const emulator::Emulator* emulator);
+
+// The command that runs the program "host.exe" with these words.
+std::vector<std::string> Host(const std::vector<std::string>& words);
+
+// Has programs that are started from now on block in a wait for a character, as on a real port.
+void BlockInWaits(const Wine* wine);
+
+} // namespace korvex::testing
