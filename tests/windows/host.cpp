@@ -4,6 +4,7 @@
 //   host install|remove ID            calls the co-installer for it as the device installer does, and prints results and values
 //   host set-path DIR                 stores the folder of the calibration program
 //   host report-version NAME          has Wine give this program the version "winxp", "win7", ... from the next start on
+//   host watch-clicks                 shows a window "Clicks" and prints where the first button is pressed and released on it
 //   host status-text                  prints the text that the status window shows
 // Under the name KxConsole.exe it is a stand-in for the calibration program: it writes its command line to started.txt.
 // Prints what it is told on standard output; exit code 3 when a function is missing.
@@ -166,6 +167,28 @@ void PrintStatusText()
     printf("%ls\n", text.data());
 }
 
+LRESULT CALLBACK WatchClicks(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_LBUTTONDOWN || message == WM_LBUTTONUP) {
+        POINT place{};
+        GetCursorPos(&place);
+        printf("%s %ld %ld\n", message == WM_LBUTTONDOWN ? "down" : "up", place.x, place.y);
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+void ShowClicks()
+{
+    WNDCLASSW windowClass{};
+    windowClass.lpfnWndProc = WatchClicks;
+    windowClass.lpszClassName = L"clicks";
+    RegisterClassW(&windowClass);
+    CreateWindowExW(0, L"clicks", L"Clicks", WS_POPUP | WS_VISIBLE, 200, 300, 300, 200, nullptr, nullptr, nullptr, nullptr);
+    MSG message{};
+    while (GetMessageW(&message, nullptr, 0, 0) > 0)
+        DispatchMessageW(&message);
+}
+
 // The folder of this program, where the test looks.
 void WriteCommandLine()
 {
@@ -193,6 +216,8 @@ int wmain(int argc, wchar_t** argv)
         WriteText(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Korvex", L"Path", argument);
     else if (command == L"report-version")
         WriteText(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\host.exe", L"Version", argument);
+    else if (command == L"watch-clicks")
+        ShowClicks();
     else if (command == L"status-text")
         PrintStatusText();
     else if (command == L"install" || command == L"remove")

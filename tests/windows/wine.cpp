@@ -58,6 +58,10 @@ Wine::Wine()
     const fs::path prefix = folder.path / "prefix";
     fs::copy(TEMPLATE, prefix, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     setenv("WINEPREFIX", prefix.c_str(), 1);
+    // Server and services stay while no program runs, so that the next one starts sooner. They must not hold the pipes of a program that is
+    // waited for.
+    Run({SERVER, "-p"});
+    Run({"sh", "-c", std::string(LOADER) + " wineboot </dev/null >/dev/null 2>&1"});
     fs::copy_file(BUILD / "KORVEX.dll", "KORVEX.dll");
     fs::copy_file(BUILD / "tests/korvex_host.exe", "host.exe");
 }
