@@ -55,8 +55,8 @@ POINT TargetPosition(uint32_t index);
 // Sets the block's standard box to the extent of its pointCount advPoints. 0 always.
 int PointSpan(CalibrationData* calib);
 
-// How much of the raw span the standard box takes, in percent of what the targets should: 100 for a good panel, above that for a wider
-// one, averaged over both axes.
+// How much of the raw span the standard box takes, in percent of the part that lies between the outer targets, averaged over both axes:
+// about 100 for a good panel, more for one that reaches further.
 uint32_t PanelQuality(const CalibrationData* calib);
 
 // Ends the host (DestroyHostContext), then frees window and context. The end of the process is to follow.

@@ -29,17 +29,19 @@ struct Device {
     std::shared_ptr<drivers::TouchDevice> driver; // null for one that was there already
 };
 
-// Takes the device of the machine with this instance ID, or plugs a touch device in; its hardware ID is what comes before the last "\".
-Device OpenDeviceOf(const std::u16string& instanceId)
+// Takes the device of the machine with this instance ID; where there is none, a touch device may be plugged in, whose hardware ID is what
+// comes before the last "\". False when there is none.
+bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* opened)
 {
-    Device device{};
+    Device& device = *opened;
+    if (platform::FindNode(instanceId) == 0 && !mayPlugIn)
+        return false;
     if (platform::FindNode(instanceId) == 0)
         device.driver = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
     device.node = platform::FindNode(instanceId);
     device.devices = SetupDiGetClassDevsW(nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
     device.element.cbSize = sizeof(device.element);
-    SetupDiOpenDeviceInfoW(device.devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device.element);
-    return device;
+    return SetupDiOpenDeviceInfoW(device.devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device.element) != FALSE;
 }
 
 DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
@@ -103,7 +105,11 @@ int RunCoinstall(int argc, char** argv)
     }
     if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpSystem, SetUpDevices}); exitCode != EXIT_DONE)
         return exitCode;
-    Device device = OpenDeviceOf(platform::FromUtf8(options.instance));
+    Device device{};
+    if (!OpenDeviceOf(platform::FromUtf8(options.instance), what == "install", &device)) {
+        fprintf(stderr, "%s: there is no device '%s'\n", options.command.c_str(), options.instance.c_str());
+        return EXIT_FAULT;
+    }
     const std::vector<std::string> registry = RegistryLines();
     std::vector<std::pair<DEVINST, std::u16string>> children;
     for (const DEVINST child : platform::ChildrenOf(device.node))

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -55,9 +56,12 @@ bool IsPortName(std::string_view name)
 
 bool ParseVersion(const std::string& text, Options* options)
 {
-    int used = 0;
-    return sscanf(text.c_str(), "%2u.%2u%n", &options->osMajor, &options->osMinor, &used) == 2 && static_cast<size_t>(used) == text.size()
-        && options->osMajor > 0;
+    const char* end = text.data() + text.size();
+    const auto [dot, majorError] = std::from_chars(text.data(), end, options->osMajor);
+    if (majorError != std::errc{} || dot == end || *dot != '.' || options->osMajor == 0)
+        return false;
+    const auto [rest, minorError] = std::from_chars(dot + 1, end, options->osMinor);
+    return minorError == std::errc{} && rest == end;
 }
 
 bool ApplyOption(std::string_view name, const std::string& value, Options* options)
@@ -72,14 +76,17 @@ bool ApplyOption(std::string_view name, const std::string& value, Options* optio
             [given](const GivenPort& other) { return other.name == given->name || other.path == given->path; });
     }
     for (const Switch& known : SWITCHES) {
-        if (known.name == name)
-            return options->*known.field = true;
+        if (known.name != name)
+            continue;
+        options->*known.field = true;
+        return true;
     }
     if (name == "os")
         return ParseVersion(value, options);
     if (name == "instance") {
         options->instance = value;
-        return value.find('\\') != std::string::npos;
+        const size_t last = value.rfind('\\');
+        return last != std::string::npos && last > 0 && last + 1 < value.size();
     }
     if (name == "pointer") {
         options->pointer = value;

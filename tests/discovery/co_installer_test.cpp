@@ -137,7 +137,9 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
              Row{vista, NO_FILE, USB, 1, 1, TABLET},
              Row{seven, NO_FILE, SERIAL, 1, 1, TABLET},
              Row{ten, NO_FILE, USB, 1, 1, TABLET},
+             Row{{6, 0, true}, NO_FILE, USB, 1, 0, TABLET},
              Row{server, NO_FILE, USB, 1, 0, TABLET},
+             Row{{6, 1, true, false, true}, NO_FILE, USB, 1, 1, TABLET},
              Row{serverWithTablets, NO_FILE, USB, 1, 1, TABLET},
              // A file without the keys stands for mouse mode and no suspend.
              Row{seven, "", USB, 0, 0, MOUSE},
@@ -160,6 +162,8 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
              Row{seven, option("TouchReport=" + std::string(300, '2')), USB, 0, 1, MOUSE},
              Row{seven, option("SelSuspend=0"), USB, 0, 0, MOUSE},
              Row{xp, option("SelSuspend=-1"), USB, 1, 0, MOUSE},
+             Row{xp, option("SelSuspend=2"), USB, 1, 0, MOUSE},
+             Row{seven, option("SelSuspend=" + std::string(300, '0') + "1"), USB, 0, 0, MOUSE},
              Row{seven, option("SelSuspend="), USB, 0, 0, MOUSE},
              Row{seven, option("SelSuspend=on"), USB, 0, 0, MOUSE},
              Row{seven, option("SelSuspend=7on"), USB, 1, 0, MOUSE},

@@ -26,7 +26,7 @@ TEST(CompareNoCase, UsesEnglishOnWindows2000Only)
         EXPECT_EQ(CompareNoCase(LOCALE_INVARIANT, 0, TEXT("a"), -1, TEXT("B"), -1), CSTR_GREATER_THAN);
         EXPECT_EQ(CompareNoCase(LOCALE_INVARIANT, 0, nullptr, -1, TEXT("B"), -1), 0);
     }
-    *platform::ThisMachine() = {};
+    platform::ResetMachine();
 }
 
 DEVINST NodeWith(const std::vector<std::u16string>& hardwareIds)

@@ -85,7 +85,11 @@ struct RunningTest {
         Touch(0, 0, 0);
         SendMessageW(context->window, WM_DETECT_DONE, 1, 0);
     }
-    ~RunningTest() { DestroyPanelTest(); }
+    ~RunningTest()
+    {
+        DestroyPanelTest();
+        EXPECT_EQ(FindHostContext(GetModuleHandleW(nullptr)), nullptr) << "the sessions end with the test";
+    }
     RunningTest(const RunningTest&) = delete;
     RunningTest& operator=(const RunningTest&) = delete;
 
@@ -96,7 +100,12 @@ struct RunningTest {
         controllers[1 - which]->report.lastReportMs = NowMs() - 10000;
     }
 
-    void Tick() const { SendMessageW(context->window, WM_TIMER, 0, 0); }
+    // What the timer does, which must be running.
+    void Tick() const
+    {
+        EXPECT_TRUE(KillTimer(context->window, 0));
+        SendMessageW(context->window, WM_TIMER, 0, 0);
+    }
 
     std::vector<Figure> TakeFigures() const
     {
@@ -127,7 +136,8 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
 {
     const TraceRecorder trace;
     const RunningTest test;
-    EXPECT_EQ(test.controllers[0]->calib.mapMode, 0) << "the first one's samples are raw positions";
+    EXPECT_EQ(test.controllers[0]->calib.mapMode, 0) << "the samples of the one touched last are raw positions";
+    EXPECT_EQ(test.controllers[1]->calib.mapMode, 1);
     EXPECT_EQ(test.context->calib.rawRangeX, 1024);
     std::array<Point, TARGET_COUNT> samples{};
     for (uint32_t target = 0; target < TARGET_COUNT; ++target) {

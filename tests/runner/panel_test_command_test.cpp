@@ -104,7 +104,7 @@ TEST(KorvexPanelTest, MakesADistortedPanelHitTheMark)
     EXPECT_EQ(RunProgram({"xdotool", "key", "Escape"}).exitCode, 0);
     EXPECT_EQ(WaitForExit(&command), 0);
 
-    EXPECT_NE(testing::ReadTextFile("trace.txt").find("Panel Quality : 9"), std::string::npos);
+    EXPECT_NE(testing::ReadTextFile("trace.txt").find("Panel Quality : 94"), std::string::npos);
     const Accuracy after = MeasureAccuracy(&installation);
     EXPECT_GT(before.mean, 20);
     EXPECT_LT(after.mean, 3);

@@ -22,7 +22,7 @@ TestMachine::TestMachine()
 TestMachine::~TestMachine()
 {
     platform::ClearDeviceTree();
-    *platform::ThisMachine() = {};
+    platform::ResetMachine();
 }
 
 void InstallEnumeratorService(bool withBinary)

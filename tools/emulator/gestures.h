@@ -15,7 +15,8 @@ inline constexpr std::string_view GESTURE_HELP = R"(  ready              wait un
   lift               lift the finger
   circle RATE S      circle around the middle for S seconds at RATE reports a second, then lift
   panel-test         follow a panel test: wait until the host is ready, touch each target for a moment,
-                     5 s apart, and in the end the panel at 70 %, 30 %
+                     5 s apart, and in the end the panel at 70 %, 30 %; for the host's only port, or
+                     the last one that it probes
   wait MS            do nothing for MS milliseconds
   send HEX...        send these bytes as they are
   hangup             close the line

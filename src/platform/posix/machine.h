@@ -2,6 +2,7 @@
 // itself knows nothing of it. Changes are made before the calls that they concern, on one thread.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -44,16 +45,22 @@ struct Machine {
     // Receives each input record, one call at a time; false when it could not be sent. Default: none can be sent.
     std::function<bool(const INPUT& input)> pointerOutput;
 
-    // Asks where the pointer is; false when that is not known.
+    // Asks where the pointer is; false when that is not known. On the windows' thread, beside outputs.
     std::function<bool(POINT* position)> pointerPosition;
 
-    // The primary screen in pixels, as long as no display is in use.
-    int screenWidth = 1024;
-    int screenHeight = 768;
+    // The primary screen in pixels; that of the display, once one is in use.
+    std::atomic<int> screenWidth = 1024;
+    std::atomic<int> screenHeight = 768;
+
+    // The display went away while a window waited for it.
+    bool displayLost = false;
 };
 
 // The one machine of this process.
 Machine* ThisMachine();
+
+// Makes it what it was at the start, for the next test.
+void ResetMachine();
 
 // The pixel that an absolute coordinate (0 to 65535) falls on, on an axis of `size` pixels; clamped to the axis.
 LONG PixelOf(LONG coordinate, int size);

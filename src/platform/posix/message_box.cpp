@@ -25,6 +25,7 @@ struct Box {
     int width;
     int height;
     RECT button;
+    bool pressed; // the mouse button went down on it
     bool dismissed;
 };
 
@@ -47,7 +48,9 @@ LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM l
         EndPaint(window, &paint);
         return 0;
     }
-    if (message == WM_CLOSE || (message == WM_LBUTTONUP && IsOnButton(lParam))
+    if (message == WM_LBUTTONDOWN)
+        box.pressed = IsOnButton(lParam);
+    if (message == WM_CLOSE || (message == WM_LBUTTONUP && box.pressed && IsOnButton(lParam))
         || (message == WM_KEYUP && (wParam == VK_RETURN || wParam == VK_ESCAPE || wParam == VK_SPACE))) {
         box.dismissed = true;
         return 0;
@@ -81,8 +84,8 @@ void CreateBox(LPCWSTR text, LPCWSTR caption)
     const int width = std::max(LEAST_WIDTH, static_cast<int>(longest) * CHARACTER_WIDTH + 2 * MARGIN);
     const int textHeight = static_cast<int>(lines.size()) * LINE_HEIGHT;
     const int height = textHeight + BUTTON_HEIGHT + 3 * MARGIN;
-    box = {
-        nullptr, width, height, {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2, height - MARGIN}, false};
+    box = {nullptr, width, height, {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2, height - MARGIN},
+        false, false};
 
     WNDCLASSW boxClass{};
     boxClass.lpfnWndProc = BoxProcedure;
@@ -105,8 +108,9 @@ int MessageBoxW(HWND /*owner*/, LPCWSTR text, LPCWSTR caption, UINT /*type*/)
 {
     CreateBox(text, caption);
     MSG message{};
-    while (korvex::platform::Backend()->answerable && !box.dismissed && GetMessageW(&message, nullptr, 0, 0) > 0)
+    BOOL got = TRUE;
+    while (korvex::platform::Backend()->answerable && !box.dismissed && (got = GetMessageW(&message, nullptr, 0, 0)) > 0)
         DispatchMessageW(&message);
     DestroyWindow(box.window);
-    return IDOK;
+    return got < 0 ? 0 : IDOK;
 }

@@ -174,8 +174,10 @@ BOOL GetMessageW(MSG* message, HWND /*window*/, UINT /*first*/, UINT /*last*/)
         eventfd_t count = 0;
         eventfd_read(ThisQueue()->wakeDescriptor, &count);
         korvex::platform::ServeSent();
-        if (!Backend()->pump())
+        if (!Backend()->pump()) {
+            korvex::platform::ThisMachine()->displayLost = true;
             return -1;
+        }
         int wait = -1;
         auto found = korvex::platform::TakePosted();
         if (!found)

@@ -26,6 +26,7 @@ inline constexpr UINT WM_CLOSE = 0x0010;
 inline constexpr UINT WM_QUIT = 0x0012;
 inline constexpr UINT WM_KEYUP = 0x0101;
 inline constexpr UINT WM_TIMER = 0x0113;
+inline constexpr UINT WM_LBUTTONDOWN = 0x0201;
 inline constexpr UINT WM_LBUTTONUP = 0x0202;
 inline constexpr UINT WM_USER = 0x0400;
 inline constexpr WPARAM VK_RETURN = 0x0D;

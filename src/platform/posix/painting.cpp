@@ -44,6 +44,12 @@ bool ChangePaint(korvex::platform::Window* window, bool toPaint, bool toErase)
     return wasToErase;
 }
 
+bool IsToBePainted(const korvex::platform::Window* window)
+{
+    const std::lock_guard guard(Windows()->mutex);
+    return window->toPaint;
+}
+
 } // namespace
 
 COLORREF korvex::platform::ColorOf(HBRUSH brush)
@@ -63,7 +69,7 @@ BOOL RedrawWindow(HWND window, const RECT* /*area*/, HRGN /*region*/, UINT flags
         return korvex::platform::Fail(ERROR_INVALID_HANDLE);
     if ((flags & (RDW_INVALIDATE | RDW_INTERNALPAINT)) != 0)
         ChangePaint(found.get(), true, (flags & RDW_ERASE) != 0);
-    if ((flags & RDW_UPDATENOW) != 0)
+    if ((flags & RDW_UPDATENOW) != 0 && IsToBePainted(found.get()))
         SendMessageW(window, WM_PAINT, 0, 0);
     return TRUE;
 }

@@ -16,15 +16,17 @@ using korvex::platform::Machine;
 using korvex::platform::PixelOf;
 using korvex::platform::ThisMachine;
 
-std::mutex pointerLock;
+std::mutex pointerLock; // one output or question at a time; an output may take long
 
-// Where a logged pointer is.
+// Where a logged pointer is, under a lock of its own: a reader of the log that has stalled must not hold up who asks.
+std::mutex positionLock;
 POINT loggedPosition{0, 0};
 
 bool LogInput(int descriptor, const INPUT& input)
 {
     if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0) {
         const Machine* machine = ThisMachine();
+        const std::lock_guard guard(positionLock);
         loggedPosition = {PixelOf(input.mi.dx, machine->screenWidth), PixelOf(input.mi.dy, machine->screenHeight)};
     }
     std::array<char, 80> line{};
@@ -54,14 +56,12 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
 
 BOOL GetCursorPos(POINT* point)
 {
-    const std::lock_guard guard(pointerLock);
     const Machine* machine = ThisMachine();
     return machine->pointerPosition && machine->pointerPosition(point) ? TRUE : korvex::platform::Fail(ERROR_GEN_FAILURE);
 }
 
 int GetSystemMetrics(int index)
 {
-    const std::lock_guard guard(pointerLock);
     if (index == SM_CXSCREEN)
         return ThisMachine()->screenWidth;
     if (index == SM_CYSCREEN)
@@ -79,6 +79,7 @@ void korvex::platform::UseLoggedPointer(Machine* machine, int descriptor)
 {
     machine->pointerOutput = [descriptor](const INPUT& input) { return LogInput(descriptor, input); };
     machine->pointerPosition = [](POINT* position) {
+        const std::lock_guard guard(positionLock);
         *position = loggedPosition;
         return true;
     };

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/posix/machine.h"
@@ -17,8 +18,9 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
 constexpr std::chrono::seconds MEASURE_INTERVAL{1};
 
-// A connection of its own, used only under the pointer's lock (pointer.cpp).
+// A connection of its own.
 struct PointerDisplay {
+    std::mutex mutex; // guards the rest
     std::string name; // empty: the one in DISPLAY
     Display* display = nullptr;
     bool broken = false;  // the server went away
@@ -149,8 +151,14 @@ bool UseX11Pointer(Machine* machine, const char* display, std::string* reason)
     pointer->name = display == nullptr ? "" : display;
     if (!Connect(pointer.get(), reason))
         return false;
-    machine->pointerOutput = [pointer](const INPUT& input) { return SendToServer(pointer.get(), input); };
-    machine->pointerPosition = [pointer](POINT* position) { return AskServer(pointer.get(), position); };
+    machine->pointerOutput = [pointer](const INPUT& input) {
+        const std::lock_guard guard(pointer->mutex);
+        return SendToServer(pointer.get(), input);
+    };
+    machine->pointerPosition = [pointer](POINT* position) {
+        const std::lock_guard guard(pointer->mutex);
+        return AskServer(pointer.get(), position);
+    };
     return true;
 }
 

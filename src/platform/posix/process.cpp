@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/posix/handles.h"
+#include "platform/posix/machine.h"
 #include "platform/posix/running_threads.h"
 #include "platform/posix/text.h"
 #include "platform/posix/windowing.h"
@@ -125,6 +126,10 @@ HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR 
 
 void ExitProcess(UINT exitCode)
 {
+    if (exitCode == 0 && korvex::platform::ThisMachine()->displayLost) {
+        fputs("the display is lost\n", stderr);
+        exitCode = EXIT_FAILURE;
+    }
     fflush(nullptr);
     if (korvex::platform::RunningThreads() > 0)
         _exit(static_cast<int>(exitCode));

@@ -36,8 +36,8 @@ struct WindowBackend {
 
     // A descriptor that is readable when `pump` has something to do; -1: never.
     int (*descriptor)();
-    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYUP for a released key, WM_LBUTTONUP for a released
-    // button, and invalidates what has come to light. False when the display is lost.
+    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYUP for a released key, WM_LBUTTONDOWN and
+    // WM_LBUTTONUP for the first mouse button, and invalidates what has come to light. False when the display is lost.
     bool (*pump)();
 };
 

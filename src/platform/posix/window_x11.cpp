@@ -149,7 +149,7 @@ bool Create(const WindowView* view)
         XSelectInput(display, window, ExposureMask);
         XMapWindow(display, window);
     } else {
-        XSelectInput(display, window, ExposureMask | KeyReleaseMask | ButtonReleaseMask | StructureNotifyMask);
+        XSelectInput(display, window, ExposureMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask);
         XDefineCursor(display, window, connection->arrow);
         IntroduceWindow(connection, window, view);
     }
@@ -288,9 +288,11 @@ void HandleEvent(const WindowDisplay* connection, XEvent* event)
             if (const WPARAM key = VirtualKey(XLookupKeysym(&event->xkey, 0)); key != 0)
                 PostMessageW(handle, WM_KEYUP, key, 0);
             return;
+        case ButtonPress:
         case ButtonRelease:
             if (event->xbutton.button == Button1)
-                PostMessageW(handle, WM_LBUTTONUP, 0, event->xbutton.y << 16 | (event->xbutton.x & 0xFFFF));
+                PostMessageW(handle, event->type == ButtonPress ? WM_LBUTTONDOWN : WM_LBUTTONUP, 0,
+                    event->xbutton.y << 16 | (event->xbutton.x & 0xFFFF));
             return;
         case ClientMessage:
             if (static_cast<Atom>(event->xclient.data.l[0]) == connection->deleteWindow)

@@ -53,8 +53,8 @@ BOOL SetWindowTextW(HWND window, LPCWSTR text); // sends WM_SETTEXT
 LRESULT DefWindowProcW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
 
 // Shows a text with an OK button in the middle of the screen and runs the thread's message loop until mouse or keyboard (Enter, space,
-// Escape) or its close button has dismissed it; the thread's other windows stay in use. A backend that nobody can answer dismisses it at
-// once. `owner` must be null, `type` MB_OK.
+// Escape) or its close button has dismissed it, or the display is lost (0); the thread's other windows stay in use. A backend that nobody
+// can answer dismisses it at once. `owner` must be null, `type` MB_OK.
 int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
 
 HICON LoadIconW(HINSTANCE instance, LPCWSTR name); // there are none: null
@@ -68,5 +68,6 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR na
 // Starts a program with its parameters, split at blanks outside double quotes; only the verb "open". Above 32 when it was started.
 HINSTANCE ShellExecuteW(HWND owner, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, int show);
 
-// Flushes what was printed and ends the process: at once while another thread runs, through the exit handlers otherwise.
+// Flushes what was printed and ends the process (with 1 instead of 0, and a line that says so, when the display was lost): at once while
+// another thread runs, through the exit handlers otherwise.
 [[noreturn]] void ExitProcess(UINT exitCode);
