@@ -306,5 +306,34 @@ TEST(StopSession, EndsManySessionsWithinOneDeadline)
         EXPECT_TRUE(HasReaderEnded(line->controller.get()));
 }
 
+// A line that pauses anywhere, within a report or within what the reader drops to find one, leaves no whole report waiting for the next
+// byte: it is injected although nothing follows it.
+TEST(Session, LeavesNoWholeReportWaitingWhereverTheLinePauses)
+{
+    RunningSession session;
+    const emulator::Bytes whole = ReportOf(session.panel, true, 512, 512);
+    emulator::Bytes stream{0x70, 0x00, 0x01, 0x13, 0x13, 0x70, 0x13}; // half a report, strays, and a status byte alone
+    for (const uint8_t byte : whole)
+        stream.push_back(byte);
+    const auto send = [&](const emulator::Bytes& bytes, size_t start, size_t end) {
+        SendBytes(session.panel, {bytes.begin() + static_cast<ptrdiff_t>(start), bytes.begin() + static_cast<ptrdiff_t>(end)});
+    };
+    struct Row {
+        const emulator::Bytes* bytes;
+        int pause; // milliseconds: the reader waits 60 for a report, then goes back into its wait
+    };
+    for (const Row& row : {Row{&whole, 5}, Row{&whole, 80}, Row{&stream, 80}}) {
+        for (size_t cut = 1; cut < row.bytes->size(); ++cut) {
+            send(*row.bytes, 0, cut);
+            std::this_thread::sleep_for(milliseconds(row.pause));
+            send(*row.bytes, cut, row.bytes->size());
+            std::this_thread::sleep_for(milliseconds(100));
+            const size_t before = session.recorder.WaitFor(0).size();
+            send(whole, 0, whole.size());
+            EXPECT_EQ(session.recorder.WaitFor(before + 1).size(), before + 1) << "cut at " << cut << ", " << row.pause << " ms";
+        }
+    }
+}
+
 } // namespace
 } // namespace korvex
