@@ -32,7 +32,7 @@ bool Control(TouchDevice* device, DWORD code, const std::vector<BYTE>& input, st
 
 std::shared_ptr<TouchDevice> AddTouchDevice(std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds, DEVINST parent)
 {
-    const auto device = std::make_shared<TouchDevice>();
+    auto device = std::make_shared<TouchDevice>();
     const auto server = std::make_shared<platform::DeviceServer>();
     server->canOpen = [device] { return device->openable; };
     server->control = [device](DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output) {

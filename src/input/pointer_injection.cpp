@@ -7,6 +7,21 @@
 
 namespace korvex {
 
+namespace {
+
+void Send(TouchController* controller, Point point, DWORD flags)
+{
+    INPUT input{};
+    input.type = INPUT_MOUSE;
+    input.mi.dx = point.x;
+    input.mi.dy = point.y;
+    input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | flags;
+    if (SendInput(1, &input, sizeof(input)) == 1)
+        Count(&controller->counters.inputs);
+}
+
+} // namespace
+
 bool InjectReport(TouchController* controller, const uint8_t* report)
 {
     const uint8_t status = report[0];
@@ -30,13 +45,17 @@ bool InjectReport(TouchController* controller, const uint8_t* report)
     if (flags == 0)
         return false;
 
-    INPUT input{};
-    input.type = INPUT_MOUSE;
-    input.mi.dx = point.x;
-    input.mi.dy = point.y;
-    input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | flags;
-    SendInput(1, &input, sizeof(input));
+    Send(controller, point, flags);
     return true;
+}
+
+void ReleaseContact(TouchController* controller)
+{
+    if (controller->prevContact != CONTACT_TOUCH)
+        return;
+    controller->prevContact = CONTACT_NONE;
+    // The reader alone writes the last point.
+    Send(controller, {controller->report.lastX, controller->report.lastY}, MOUSEEVENTF_LEFTUP);
 }
 
 } // namespace korvex

@@ -34,9 +34,13 @@ unsigned __stdcall ReaderLoop(void* argument)
             continue;
         }
         // A wait that fails at once, on a port that has gone, must not spin.
-        if (controller->running == 1 && !LinkWaitInput(&controller->link))
+        if (controller->running == 1 && !LinkWaitInput(&controller->link) && controller->running == 1) {
+            Count(&controller->counters.failedWaits);
+            ReleaseContact(controller);
             WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);
+        }
     }
+    ReleaseContact(controller); // no button stays pressed behind a session
     SetEvent(controller->stoppedEvent);
     return read ? 1 : 0;
 }

@@ -45,6 +45,7 @@ void CollectReport(TouchController* controller, Packet* report)
             count = 0;
         if (count == 0 && !IsStatusByte(controller, byte)) {
             ++skipped;
+            Count(&controller->counters.droppedBytes);
             continue;
         }
         (*report)[count++] = byte;
@@ -55,6 +56,7 @@ bool Resync(TouchController* controller, Packet* report)
 {
     bool accepted = false;
     for (int attempt = 0; attempt < RESYNC_ATTEMPTS && !accepted && controller->running == 1; ++attempt) {
+        Count(&controller->counters.resynchronisations);
         CollectReport(controller, report);
         accepted = ReportCheck(controller, report->data());
     }
@@ -95,9 +97,14 @@ bool ReadReport(TouchController* controller, Packet* report)
     report->fill(0);
     if (!LinkRead(&controller->link, report->data(), ReportBytes(controller)))
         return false;
-    if (ReportCheck(controller, report->data()))
-        return true;
-    return controller->link.kind == LINK_SERIAL && Resync(controller, report);
+    bool accepted = ReportCheck(controller, report->data());
+    if (!accepted) {
+        Count(&controller->counters.rejectedPackets);
+        accepted = controller->link.kind == LINK_SERIAL && Resync(controller, report);
+    }
+    if (accepted)
+        Count(&controller->counters.reports);
+    return accepted;
 }
 
 Point DecodeReport(const TouchController* controller, const uint8_t* report)

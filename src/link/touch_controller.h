@@ -77,6 +77,22 @@ struct ReportSnapshot {
 };
 static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
 
+// What a session has seen since its start. Each is written by the reader thread alone and may be read by any thread at any time; they wrap.
+struct SessionCounters {
+    std::atomic<uint32_t> reports;            // valid ones
+    std::atomic<uint32_t> rejectedPackets;    // whole ones that failed the check
+    std::atomic<uint32_t> resynchronisations; // searches for the next status byte
+    std::atomic<uint32_t> droppedBytes;       // in such searches
+    std::atomic<uint32_t> inputs;             // that were sent
+    std::atomic<uint32_t> failedWaits;        // of a port that has failed
+};
+
+// Adds to a counter, which only the calling thread writes.
+inline void Count(std::atomic<uint32_t>* counter, uint32_t number = 1)
+{
+    counter->store(counter->load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
+}
+
 struct TouchController {
     uint8_t rebootRequired; // 1: binding the enumerator needs a system restart
     uint8_t usbInfoA;       // identity values from the touch driver
@@ -103,6 +119,7 @@ struct TouchController {
     HANDLE stopEvent;      // the host's: set when everything is to end; null without a host; not owned
     HANDLE wakeEvent;      // manual-reset: set when this session is to end, for a reader that pauses
     HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+    SessionCounters counters;
 };
 
 // A new record with every field zero and its lock initialised. Null when memory is short. Any thread.

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -30,12 +31,12 @@ constexpr const char* PROGRAM = "KxConsole.exe";
 // The stored folder of the calibration program; empty when there is none.
 std::u16string StoredFolder()
 {
-    std::u16string folder(TEXT_CAPACITY, u'\0');
-    auto size = static_cast<DWORD>(folder.size() * sizeof(WCHAR));
+    std::array<WCHAR, TEXT_CAPACITY + 1> folder{};
+    DWORD size = TEXT_CAPACITY * sizeof(WCHAR);
     HKEY key = platform::OpenRegistryPath(u"HKLM\\SOFTWARE\\Korvex");
     RegQueryValueExW(key, u"Path", nullptr, nullptr, reinterpret_cast<BYTE*>(folder.data()), &size);
     RegCloseKey(key);
-    return folder.c_str();
+    return folder.data();
 }
 
 // The entries say nothing when they cannot start the program, so what they need is looked at first.

@@ -63,7 +63,7 @@ std::vector<std::string> RegistryLines()
         if (line.starts_with('['))
             section = line.substr(1, line.rfind(']') - 1);
         else if (!line.empty())
-            lines.push_back(section + "\\" + line);
+            lines.push_back(std::string(section).append("\\").append(line));
     }
     return lines;
 }

@@ -163,7 +163,7 @@ TEST(StopSession, DropsTheReportThatIsBeingRead)
     session.controller->running = 0;
     SendBytes(session.panel, {report.begin() + 3, report.end()});
     EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0);
-    EXPECT_EQ(session.recorder.inputs.size(), 1U);
+    EXPECT_EQ(session.recorder.WaitFor(2), (std::vector<SentInput>{{32767, 32767, PRESS}, {32767, 32767, RELEASE}}));
 }
 
 TEST(Session, InjectsOnlyWhileThatIsEnabled)
@@ -212,8 +212,12 @@ TEST(StopSession, ReturnsAtOnceWithoutASession)
 TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
 {
     RunningSession session;
+    TouchAt(session.panel, 25, 25);
+    session.recorder.WaitFor(1);
     LetReaderReachItsWait();
     HangUp(session.panel);
+    EXPECT_EQ(session.recorder.WaitFor(2), (std::vector<SentInput>{{16383, 16383, PRESS}, {16383, 16383, RELEASE}}))
+        << "no button stays pressed behind the port";
     rusage before{};
     getrusage(RUSAGE_SELF, &before);
     std::this_thread::sleep_for(milliseconds(500));
@@ -225,6 +229,20 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
     EXPECT_LT(microseconds(after) - microseconds(before), 50000) << "of CPU time in half a second";
     EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50);
     EXPECT_TRUE(HasReaderEnded(session.controller));
+    EXPECT_EQ(session.recorder.WaitFor(0).size(), 2U) << "released once";
+    EXPECT_GT(session.controller->counters.failedWaits, 2U);
+}
+
+TEST(StopSession, ReleasesATouchThatLasts)
+{
+    RunningSession session;
+    TouchAt(session.panel, 25, 25);
+    session.recorder.WaitFor(1);
+    StopSession(session.controller);
+    EXPECT_EQ(session.recorder.WaitFor(2), (std::vector<SentInput>{{16383, 16383, PRESS}, {16383, 16383, RELEASE}}));
+    EXPECT_EQ(session.controller->counters.reports, 1U);
+    EXPECT_EQ(session.controller->counters.inputs, 2U);
+    EXPECT_EQ(session.controller->counters.failedWaits, 0U);
 }
 
 // In a child process whose user may start no further thread.

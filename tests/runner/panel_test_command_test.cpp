@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -43,18 +42,17 @@ Accuracy MeasureAccuracy(const Installation* installation)
     Process command(installation->Unseen({"enum"}));
     EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
     Accuracy accuracy{0, 0};
-    constexpr int STEPS = 7;
-    for (int i = 0; i < STEPS * STEPS; ++i) {
-        const double x = 5 + 15.0 * (i % STEPS);
-        const double y = 5 + 15.0 * static_cast<double>(i / STEPS);
-        TouchAt(installation->first.get(), x, y);
-        const std::string line = ReadLine(command.output);
-        int dx = 0;
-        int dy = 0;
-        EXPECT_EQ(sscanf(line.c_str(), R"({"dx":%d,"dy":%d)", &dx, &dy), 2) << line;
-        const double error = std::hypot(dx / 65536.0 * 1024 - x / 100 * 1024, dy / 65536.0 * 768 - y / 100 * 768);
-        accuracy.mean += error / (STEPS * STEPS);
-        accuracy.worst = std::max(accuracy.worst, error);
+    const std::vector<double> places{5, 20, 35, 50, 65, 80, 95}; // percent
+    for (const double y : places) {
+        for (const double x : places) {
+            TouchAt(installation->first.get(), x, y);
+            const std::string line = ReadLine(command.output); // {"dx":32767,"dy":32767,"flags":32771}
+            const double dx = std::stod(line.substr(line.find("dx") + 4));
+            const double dy = std::stod(line.substr(line.find("dy") + 4));
+            const double error = std::hypot(dx / 65536 * 1024 - x / 100 * 1024, dy / 65536 * 768 - y / 100 * 768);
+            accuracy.mean += error / static_cast<double>(places.size() * places.size());
+            accuracy.worst = std::max(accuracy.worst, error);
+        }
     }
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     return accuracy;

@@ -63,7 +63,8 @@ void StoreValue(std::u16string_view instanceId, std::u16string_view key, const s
 {
     if (!DevicesFile().empty())
         UpdateProfile(
-            DevicesFile(), [&](ProfileDocument* devices) { SetValue(devices, instanceId, key, value.empty() ? nullptr : value.c_str()); });
+            DevicesFile(), [&](ProfileDocument* devices) { SetValue(devices, instanceId, key, value.empty() ? nullptr : value.c_str()); },
+            Durability::LATER);
 }
 
 std::vector<std::u16string> Split(std::u16string_view list)

@@ -159,9 +159,9 @@ std::filesystem::path FollowLinks(std::filesystem::path path)
     return path;
 }
 
-// Puts `content` in the file's place: written beside it, brought to the disk, renamed over it. The caller holds the folder's lock.
-// False with errno set; the file is then as it was.
-bool ReplaceFile(const std::string& path, std::string_view content)
+// Puts `content` in the file's place: written beside it, brought to the disk where that is asked for, renamed over it. The caller holds the
+// folder's lock. False with errno set; the file is then as it was.
+bool ReplaceFile(const std::string& path, std::string_view content, Durability durability)
 {
     struct stat status { };
     const bool exists = stat(path.c_str(), &status) == 0;
@@ -183,7 +183,7 @@ bool ReplaceFile(const std::string& path, std::string_view content)
         [[maybe_unused]] const int refused = fchown(descriptor, status.st_uid, status.st_gid);
         written = fchmod(descriptor, status.st_mode & 07777) == 0;
     }
-    written = written && WriteWhole(descriptor, content) && fsync(descriptor) == 0;
+    written = written && WriteWhole(descriptor, content) && (durability == Durability::LATER || fsync(descriptor) == 0);
     const int writeError = errno;
     close(descriptor);
     errno = writeError;
@@ -324,7 +324,7 @@ std::vector<std::u16string> SectionNames(const ProfileDocument* profile)
     return names;
 }
 
-bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change)
+bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability)
 {
     const std::filesystem::path target = FollowLinks(path);
     const FolderLock lock(target.has_parent_path() ? target.parent_path().string() : ".");
@@ -335,7 +335,7 @@ bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocu
     change(&profile);
     if (profile.lines == before)
         return true; // nothing to write
-    return ReplaceFile(target.string(), Encode(&profile));
+    return ReplaceFile(target.string(), Encode(&profile), durability);
 }
 
 } // namespace korvex::platform

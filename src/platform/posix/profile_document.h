@@ -36,8 +36,12 @@ void RemoveSection(ProfileDocument* profile, std::u16string_view section);
 // The sections' names in the order of the file.
 std::vector<std::u16string> SectionNames(const ProfileDocument* profile);
 
+// When a change is on the disk: as soon as its call returns, or when the system gets to it, so that a power cut can take it back.
+enum class Durability { AT_ONCE, LATER };
+
 // Reads the file, lets `change` change it, and puts the result in its place, as profile.h promises for a write. False with errno set when
 // that fails; the file is then as it was.
-bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change);
+bool UpdateProfile(
+    const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability = Durability::AT_ONCE);
 
 } // namespace korvex::platform

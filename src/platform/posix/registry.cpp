@@ -143,7 +143,8 @@ std::u16string ServiceKeyPath(std::u16string_view service)
 void DeleteRegistryPath(std::u16string_view path)
 {
     if (!RegistryFile().empty())
-        UpdateProfile(RegistryFile(), [path](ProfileDocument* registry) { RemoveSection(registry, path); });
+        UpdateProfile(
+            RegistryFile(), [path](ProfileDocument* registry) { RemoveSection(registry, path); }, Durability::LATER);
 }
 
 } // namespace korvex::platform
@@ -158,7 +159,7 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR name, DWORD /*reserved*/, LPWSTR /*cla
     const std::u16string path = korvex::platform::PathOf(parent) + u"\\" + name;
     const std::string file = korvex::platform::RegistryFile();
     const auto change = [&path](ProfileDocument* registry) { AddSection(registry, path); };
-    if (file.empty() || !korvex::platform::UpdateProfile(file, change))
+    if (file.empty() || !korvex::platform::UpdateProfile(file, change, korvex::platform::Durability::LATER))
         return static_cast<LONG>(ERROR_ACCESS_DENIED);
     *key = korvex::platform::OpenRegistryPath(path);
     return ERROR_SUCCESS;
@@ -202,7 +203,9 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, cons
     const std::string file = korvex::platform::RegistryFile();
     const std::u16string text = korvex::platform::TextOf(type, data, size);
     const auto change = [&](ProfileDocument* registry) { SetValue(registry, korvex::platform::PathOf(key), name, text.c_str()); };
-    return !file.empty() && korvex::platform::UpdateProfile(file, change) ? ERROR_SUCCESS : static_cast<LONG>(ERROR_ACCESS_DENIED);
+    return !file.empty() && korvex::platform::UpdateProfile(file, change, korvex::platform::Durability::LATER)
+        ? ERROR_SUCCESS
+        : static_cast<LONG>(ERROR_ACCESS_DENIED);
 }
 
 LONG RegCloseKey(HKEY key)

@@ -1,5 +1,6 @@
 // The registry. It is kept, as readable text, in "registry.ini" in the machine's state folder (machine.h); without one nothing opens.
-// Names match without regard to case. Every change is on the disk when its call returns; processes lose nothing of each other's.
+// Names match without regard to case. Processes lose nothing of each other's; a power cut can take back the last changes, as on Windows,
+// and the next detecting pass makes up for them.
 #pragma once
 
 #include "platform/posix/types.h"
