@@ -47,8 +47,10 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
             EXPECT_EQ(ReadLine(command.error), line);
         TouchAt(installation.first.get(), 25, 25);
         EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32771}");
-        if (!first)
+        if (!first) {
             HangUp(installation.first.get());
+            EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32772}") << "no button stays pressed";
+        }
         TouchAt(installation.second.get(), 50, 50);
         EXPECT_EQ(ReadLine(command.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
