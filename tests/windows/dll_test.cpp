@@ -38,6 +38,7 @@ using testing::Wine;
 struct Dll : ::testing::Test {
     void SetUp() override
     {
+        // Not every machine can have it: other architectures have no packages for i386. scripts/test then says so last and loud.
         if (!testing::HasWine())
             GTEST_SKIP() << "32-bit Wine is not installed";
     }
