@@ -94,14 +94,14 @@ int RunSetPath(int argc, char** argv)
         return EXIT_FAULT;
     }
     HKEY key = nullptr;
-    const bool stored = RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"SOFTWARE\\Korvex", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                            nullptr, &key, nullptr)
+    bool stored = RegCreateKeyExW(
+                      HKEY_LOCAL_MACHINE, u"SOFTWARE\\Korvex", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
             == ERROR_SUCCESS
         && RegSetValueExW(
                key, u"Path", 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()), static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR)))
             == ERROR_SUCCESS;
     if (key != nullptr)
-        RegCloseKey(key);
+        stored = RegCloseKey(key) == ERROR_SUCCESS && stored;
     if (!stored)
         fprintf(stderr, "%s: cannot write the registry in '%s'\n", options.command.c_str(), options.stateFolder.c_str());
     return stored ? EXIT_DONE : EXIT_FAULT;

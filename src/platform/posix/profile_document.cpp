@@ -159,14 +159,20 @@ std::filesystem::path FollowLinks(std::filesystem::path path)
     return path;
 }
 
+// As with the attribute of that name on Windows, which binds administrators too.
+bool IsReadOnly(const struct stat* status)
+{
+    return (status->st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+}
+
 // Puts `content` in the file's place: written beside it, brought to the disk where that is asked for, renamed over it. The caller holds the
 // folder's lock. False with errno set; the file is then as it was.
 bool ReplaceFile(const std::string& path, std::string_view content, Durability durability)
 {
     struct stat status { };
     const bool exists = stat(path.c_str(), &status) == 0;
-    if (exists && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
-        errno = EACCES; // as with the read-only attribute, which binds administrators too
+    if (exists && IsReadOnly(&status)) {
+        errno = EACCES;
         return false;
     }
     std::string temporary;
@@ -193,6 +199,11 @@ bool ReplaceFile(const std::string& path, std::string_view content, Durability d
     unlink(temporary.c_str());
     errno = error;
     return false;
+}
+
+std::string FolderOf(const std::filesystem::path& file)
+{
+    return file.has_parent_path() ? file.parent_path().string() : ".";
 }
 
 // Holds the lock of a folder while it lives; `descriptor` is -1, with errno set, when it could not be had.
@@ -240,19 +251,25 @@ bool ReadProfile(const std::string& path, ProfileDocument* profile)
     const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
         return errno == ENOENT;
+    const bool read = ReadProfileFrom(descriptor, profile);
+    const int readError = errno;
+    close(descriptor);
+    errno = readError;
+    return read;
+}
+
+bool ReadProfileFrom(int descriptor, ProfileDocument* profile)
+{
     std::string content;
     std::string block(16384, '\0');
     ssize_t count = 0;
-    while ((count = read(descriptor, block.data(), block.size())) != 0) {
+    while ((count = ::read(descriptor, block.data(), block.size())) != 0) {
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
             break;
         content.append(block, 0, static_cast<size_t>(count));
     }
-    const int readError = errno;
-    close(descriptor);
-    errno = readError;
     if (count < 0)
         return false;
 
@@ -327,7 +344,7 @@ std::vector<std::u16string> SectionNames(const ProfileDocument* profile)
 bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability)
 {
     const std::filesystem::path target = FollowLinks(path);
-    const FolderLock lock(target.has_parent_path() ? target.parent_path().string() : ".");
+    const FolderLock lock(FolderOf(target));
     ProfileDocument profile;
     if (lock.descriptor < 0 || !ReadProfile(target.string(), &profile))
         return false;
@@ -336,6 +353,14 @@ bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocu
     if (profile.lines == before)
         return true; // nothing to write
     return ReplaceFile(target.string(), Encode(&profile), durability);
+}
+
+bool CanUpdateProfile(const std::string& path)
+{
+    const std::filesystem::path target = FollowLinks(path);
+    struct stat status { };
+    const bool readOnly = stat(target.c_str(), &status) == 0 && IsReadOnly(&status);
+    return !readOnly && access(FolderOf(target).c_str(), W_OK | X_OK) == 0;
 }
 
 } // namespace korvex::platform

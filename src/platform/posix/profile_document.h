@@ -20,6 +20,7 @@ struct ProfileDocument {
 
 // Reads a file; a missing one is an empty document. False with errno set when it cannot be read.
 bool ReadProfile(const std::string& path, ProfileDocument* profile);
+bool ReadProfileFrom(int descriptor, ProfileDocument* profile);
 
 // The value of a key by the rules of profile.h.
 std::optional<std::u16string> FindValue(const ProfileDocument* profile, std::u16string_view section, std::u16string_view key);
@@ -43,5 +44,8 @@ enum class Durability { AT_ONCE, LATER };
 // that fails; the file is then as it was.
 bool UpdateProfile(
     const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability = Durability::AT_ONCE);
+
+// Whether UpdateProfile would be let write, as things stand.
+bool CanUpdateProfile(const std::string& path);
 
 } // namespace korvex::platform

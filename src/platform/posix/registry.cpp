@@ -1,9 +1,16 @@
 #include "platform/posix/registry.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,6 +24,7 @@
 
 struct HKEY__ {
     std::u16string path;
+    std::vector<std::function<void(korvex::platform::ProfileDocument*)>> changes; // made when the key is closed
 };
 
 namespace korvex::platform {
@@ -39,11 +47,74 @@ std::string RegistryFile()
     return folder.empty() ? "" : folder + "/registry.ini";
 }
 
+bool IsRoot(HKEY key)
+{
+    return key == HKEY_LOCAL_MACHINE || key == HKEY_CURRENT_USER;
+}
+
 std::u16string PathOf(HKEY key)
 {
     if (key == HKEY_LOCAL_MACHINE)
         return u"HKLM";
     return key == HKEY_CURRENT_USER ? u"HKCU" : key->path;
+}
+
+// Whether changes can be made at all; that the disk fills up meanwhile is not known before a key is closed.
+bool IsRegistryWritable()
+{
+    return !RegistryFile().empty() && CanUpdateProfile(RegistryFile());
+}
+
+bool IsSameState(const struct stat* a, const struct stat* b)
+{
+    return a->st_dev == b->st_dev && a->st_ino == b->st_ino && a->st_size == b->st_size && a->st_mtim.tv_sec == b->st_mtim.tv_sec
+        && a->st_mtim.tv_nsec == b->st_mtim.tv_nsec;
+}
+
+// The registry as it stands. It is parsed again only when the file has changed: a detecting pass looks into it a dozen times a port.
+std::shared_ptr<const ProfileDocument> ReadRegistry()
+{
+    struct Snapshot {
+        std::shared_ptr<const ProfileDocument> document = std::make_shared<ProfileDocument>();
+        int descriptor = -1; // kept open, so that no newer file can have the number of this one
+        struct stat status { };
+
+        ~Snapshot()
+        {
+            if (descriptor >= 0)
+                close(descriptor);
+        }
+    };
+    static std::mutex mutex;
+    static Snapshot snapshot;
+
+    const std::lock_guard guard(mutex);
+    const std::string path = RegistryFile();
+    struct stat status { };
+    if (snapshot.descriptor >= 0 && stat(path.c_str(), &status) == 0 && IsSameState(&status, &snapshot.status))
+        return snapshot.document;
+    if (snapshot.descriptor >= 0)
+        close(snapshot.descriptor);
+    snapshot.descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    auto document = std::make_shared<ProfileDocument>();
+    if (snapshot.descriptor >= 0) {
+        fstat(snapshot.descriptor, &snapshot.status);
+        ReadProfileFrom(snapshot.descriptor, document.get());
+    }
+    snapshot.document = document;
+    return document;
+}
+
+// The registry as the owner of a key sees it.
+std::shared_ptr<const ProfileDocument> ReadRegistryThrough(HKEY key)
+{
+    std::shared_ptr<const ProfileDocument> registry = ReadRegistry();
+    if (IsRoot(key) || key->changes.empty())
+        return registry;
+    auto changed = std::make_shared<ProfileDocument>(*registry);
+    for (const auto& change : key->changes)
+        change(changed.get());
+    return changed;
 }
 
 std::u16string HexText(const BYTE* data, size_t size)
@@ -132,7 +203,7 @@ bool KeyExists(const ProfileDocument* registry, std::u16string_view path)
 
 HKEY OpenRegistryPath(std::u16string_view path)
 {
-    return new HKEY__{std::u16string(path)};
+    return new HKEY__{std::u16string(path), {}};
 }
 
 std::u16string ServiceKeyPath(std::u16string_view service)
@@ -156,21 +227,21 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR name, DWORD /*reserved*/, LPWSTR /*cla
 {
     if (RegOpenKeyExW(parent, name, 0, access, key) == ERROR_SUCCESS)
         return ERROR_SUCCESS;
-    const std::u16string path = korvex::platform::PathOf(parent) + u"\\" + name;
-    const std::string file = korvex::platform::RegistryFile();
-    const auto change = [&path](ProfileDocument* registry) { AddSection(registry, path); };
-    if (file.empty() || !korvex::platform::UpdateProfile(file, change, korvex::platform::Durability::LATER))
+    if (!korvex::platform::IsRegistryWritable())
         return static_cast<LONG>(ERROR_ACCESS_DENIED);
-    *key = korvex::platform::OpenRegistryPath(path);
+    *key = korvex::platform::OpenRegistryPath(korvex::platform::PathOf(parent) + u"\\" + name);
+    (*key)->changes.emplace_back([path = (*key)->path](ProfileDocument* registry) {
+        if (!korvex::platform::KeyExists(registry, path))
+            AddSection(registry, path);
+    });
     return ERROR_SUCCESS;
 }
 
 LONG RegOpenKeyExW(HKEY parent, LPCWSTR name, DWORD /*options*/, DWORD /*access*/, HKEY* key)
 {
     const std::u16string path = korvex::platform::PathOf(parent) + u"\\" + name;
-    ProfileDocument registry;
-    korvex::platform::ReadProfile(korvex::platform::RegistryFile(), &registry);
-    if (!korvex::platform::KeyExists(&registry, path))
+    const auto registry = korvex::platform::ReadRegistryThrough(parent);
+    if (!korvex::platform::KeyExists(registry.get(), path))
         return ERROR_FILE_NOT_FOUND;
     *key = korvex::platform::OpenRegistryPath(path);
     return ERROR_SUCCESS;
@@ -178,9 +249,8 @@ LONG RegOpenKeyExW(HKEY parent, LPCWSTR name, DWORD /*options*/, DWORD /*access*
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* /*reserved*/, DWORD* type, BYTE* data, DWORD* size)
 {
-    ProfileDocument registry;
-    korvex::platform::ReadProfile(korvex::platform::RegistryFile(), &registry);
-    const std::optional<std::u16string> text = korvex::platform::FindValue(&registry, korvex::platform::PathOf(key), name);
+    const auto registry = korvex::platform::ReadRegistryThrough(key);
+    const std::optional<std::u16string> text = korvex::platform::FindValue(registry.get(), korvex::platform::PathOf(key), name);
     const auto value = text ? korvex::platform::ParseValue(*text) : std::nullopt;
     if (!value)
         return ERROR_FILE_NOT_FOUND;
@@ -200,17 +270,23 @@ LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* /*reserved*/, DWORD* type, 
 
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, const BYTE* data, DWORD size)
 {
-    const std::string file = korvex::platform::RegistryFile();
-    const std::u16string text = korvex::platform::TextOf(type, data, size);
-    const auto change = [&](ProfileDocument* registry) { SetValue(registry, korvex::platform::PathOf(key), name, text.c_str()); };
-    return !file.empty() && korvex::platform::UpdateProfile(file, change, korvex::platform::Durability::LATER)
-        ? ERROR_SUCCESS
-        : static_cast<LONG>(ERROR_ACCESS_DENIED);
+    if (!korvex::platform::IsRegistryWritable())
+        return static_cast<LONG>(ERROR_ACCESS_DENIED);
+    key->changes.emplace_back([path = key->path, name = std::u16string(name), text = korvex::platform::TextOf(type, data, size)](
+                                  ProfileDocument* registry) { SetValue(registry, path, name, text.c_str()); });
+    return ERROR_SUCCESS;
 }
 
 LONG RegCloseKey(HKEY key)
 {
-    if (key != HKEY_LOCAL_MACHINE && key != HKEY_CURRENT_USER)
-        delete key;
-    return ERROR_SUCCESS;
+    if (korvex::platform::IsRoot(key))
+        return ERROR_SUCCESS;
+    const std::unique_ptr<HKEY__> owner(key);
+    const auto makeChanges = [key](ProfileDocument* registry) {
+        for (const auto& change : key->changes)
+            change(registry);
+    };
+    const bool written = key->changes.empty()
+        || korvex::platform::UpdateProfile(korvex::platform::RegistryFile(), makeChanges, korvex::platform::Durability::LATER);
+    return written ? ERROR_SUCCESS : static_cast<LONG>(ERROR_ACCESS_DENIED);
 }

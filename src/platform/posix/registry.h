@@ -1,6 +1,7 @@
 // The registry. It is kept, as readable text, in "registry.ini" in the machine's state folder (machine.h); without one nothing opens.
-// Names match without regard to case. Processes lose nothing of each other's; a power cut can take back the last changes, as on Windows,
-// and the next detecting pass makes up for them.
+// Names match without regard to case. What is set through a key shows through other keys once that key is closed, and is written then in
+// one go. Processes lose nothing of each other's; a power cut can take back the last changes, as on Windows, and the next detecting pass
+// makes up for them.
 #pragma once
 
 #include "platform/posix/types.h"
@@ -27,6 +28,8 @@ LONG RegOpenKeyExW(HKEY parent, LPCWSTR name, DWORD options, DWORD access, HKEY*
 // ERROR_MORE_DATA. A string's size counts its terminator.
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
 
-// REG_SZ (data up to its terminator), REG_DWORD or REG_BINARY.
+// REG_SZ (data up to its terminator), REG_DWORD or REG_BINARY. Not for the two roots.
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+
+// Fails when what was set cannot be written; the key is closed all the same.
 LONG RegCloseKey(HKEY key);
