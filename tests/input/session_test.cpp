@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "link/command_protocol.h"
+#include "link/port_link.h"
 #include "platform/posix/machine.h"
 #include "testing/recorders.h"
 #include "testing/temporary_folder.h"
@@ -231,6 +233,38 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
     EXPECT_TRUE(HasReaderEnded(session.controller));
     EXPECT_EQ(session.recorder.WaitFor(0).size(), 2U) << "released once";
     EXPECT_GT(session.controller->counters.failedWaits, 2U);
+}
+
+// An adapter that is pulled out and put back, behind the link that its udev rule makes.
+TEST(Session, GoesOnWithinASecondOfItsPortsReturn)
+{
+    const TemporaryFolder folder;
+    const TraceRecorder trace;
+    InputRecorder recorder;
+    emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    const auto plugIn = [&panel] {
+        std::filesystem::remove("panel");
+        std::filesystem::create_symlink(TerminalPath(panel.get()), "panel");
+    };
+    plugIn();
+    testing::WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
+    const testing::ControllerPointer controller(CreateController());
+    LinkInit(&controller->link, testing::OpenPort("panel"), LINK_SERIAL, 0);
+    ASSERT_TRUE(IdentifyController(controller.get()));
+    ASSERT_TRUE(StartSession(controller.get()));
+    TouchAt(panel.get(), 25, 25);
+    EXPECT_EQ(recorder.WaitFor(1).size(), 1U);
+
+    panel = emulator::StartEmulator({}); // while the old one goes: the new one's terminal has another number
+    EXPECT_EQ(recorder.WaitFor(2).back(), (SentInput{16383, 16383, RELEASE}));
+    plugIn();
+    const auto start = std::chrono::steady_clock::now();
+    while (recorder.WaitFor(0).size() < 3 && std::chrono::steady_clock::now() - start < milliseconds(1000)) {
+        TouchAt(panel.get(), 75, 75);
+        std::this_thread::sleep_for(milliseconds(10));
+    }
+    EXPECT_EQ(recorder.WaitFor(3)[2], (SentInput{49151, 49151, PRESS}));
+    StopSession(controller.get());
 }
 
 TEST(StopSession, ReleasesATouchThatLasts)

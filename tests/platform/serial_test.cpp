@@ -10,11 +10,13 @@
 #include <bit>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "emulator/emulator.h"
 #include "platform/posix/text.h"
 #include "platform/win32.h"
+#include "testing/temporary_folder.h"
 #include "testing/test_line.h"
 
 namespace korvex {
@@ -84,6 +86,54 @@ TEST(SerialPort, PutsTheTerminalsSettingsBack)
     EXPECT_EQ(after.c_lflag, before.c_lflag);
     EXPECT_EQ(cfgetospeed(&after), static_cast<speed_t>(B38400));
     close(terminal);
+}
+
+// Through the link that an adapter is known by. A bare pseudo-terminal's number may be another program's by then.
+TEST(SerialPort, TakesAPortThatHasComeBackWithItsSettings)
+{
+    const testing::TemporaryFolder folder;
+    emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    std::filesystem::create_symlink(TerminalPath(emulator.get()), "panel");
+    HANDLE linked = OpenPort("panel");
+    const std::string firstTerminal = TerminalPath(emulator.get());
+    DCB settings{};
+    GetCommState(linked, &settings);
+    settings.BaudRate = 19200;
+    settings.StopBits = TWOSTOPBITS;
+    COMMTIMEOUTS timeouts{0, 0, 20, 0, 0};
+    EXPECT_TRUE(SetCommState(linked, &settings) && SetCommTimeouts(linked, &timeouts) && SetCommMask(linked, EV_RXCHAR));
+    emulator.reset();
+
+    std::array<BYTE, 1> byte{};
+    DWORD count = 0;
+    DWORD event = 0;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(ReadFile(linked, byte.data(), 1, &count, nullptr));
+        EXPECT_EQ(GetLastError(), ERROR_DEVICE_NOT_CONNECTED);
+    }
+    // Someone else's terminal, under the number that the old link names.
+    const emulator::EmulatorPointer stranger = emulator::StartEmulator({});
+    ASSERT_EQ(TerminalPath(stranger.get()), firstTerminal) << "the lowest free number is given first";
+    EXPECT_FALSE(WaitCommEvent(linked, &event, nullptr)) << "the link is the old one";
+    EXPECT_EQ(GetLastError(), ERROR_DEVICE_NOT_CONNECTED);
+
+    emulator = emulator::StartEmulator({});
+    std::filesystem::remove("panel");
+    std::filesystem::create_symlink(TerminalPath(emulator.get()), "panel");
+    EXPECT_TRUE(ReadFile(linked, byte.data(), 1, &count, nullptr)) << "by its time-out";
+    EXPECT_EQ(count, 0U);
+    termios line{};
+    const int terminal = open(TerminalPath(emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    tcgetattr(terminal, &line);
+    close(terminal);
+    EXPECT_EQ(cfgetospeed(&line), B19200);
+    EXPECT_NE(line.c_cflag & CSTOPB, 0U);
+    EXPECT_EQ(line.c_lflag & ICANON, 0U);
+    SendBytes(emulator.get(), {0x42});
+    EXPECT_TRUE(WaitCommEvent(linked, &event, nullptr));
+    EXPECT_EQ(event, EV_RXCHAR);
+    EXPECT_EQ(OpenPort("panel"), INVALID_HANDLE_VALUE) << "it is held as before";
+    CloseHandle(linked);
 }
 
 TEST(SetCommState, ReachesTheTerminal)

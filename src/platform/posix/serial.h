@@ -1,7 +1,8 @@
 // Serial communications on a tty or pseudo-terminal. A port is opened with CreateFileW (files.h), exclusively: a second open fails
 // with ERROR_SHARING_VIOLATION. It is read and written with ReadFile and WriteFile under the time-outs set here. A handle has one user
 // at a time; only SetCommMask and CancelSynchronousIo (threads.h) may be called beside a pending wait.
-// Once the far end is gone, reads, writes and waits fail at once with ERROR_DEVICE_NOT_CONNECTED.
+// Once the far end is gone, reads, writes and waits fail at once with ERROR_DEVICE_NOT_CONNECTED. Each such call looks whether the port
+// has come back: then it goes on, with the settings, mask and time-outs that were set.
 #pragma once
 
 #include "platform/posix/types.h"

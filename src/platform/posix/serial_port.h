@@ -1,12 +1,14 @@
 // The record behind a serial port's handle, for the calls of files.h that work on it.
 #pragma once
 
+#include <sys/stat.h>
 #include <termios.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <string>
 
 #include "platform/posix/handles.h"
 #include "platform/posix/serial.h"
@@ -15,11 +17,14 @@ namespace korvex::platform {
 
 struct SerialPort : HandleObject {
     static constexpr HandleKind KIND = HandleKind::SERIAL_PORT;
-    int descriptor = -1;
-    int wakeDescriptor = -1;  // an eventfd: readable once a pending WaitCommEvent is to end
-    bool exclusive = false;   // TIOCEXCL is set
-    bool terminal = false;    // false for a pipe or a socket, which has no settings and nothing to flush
-    termios settingsBefore{}; // of a terminal, put back when the port is closed
+    std::string path;        // empty: of a line that cannot be opened again
+    int descriptor = -1;     // -1: the line is gone
+    int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
+    bool exclusive = false;  // TIOCEXCL is set
+    bool pseudoTerminal = false;
+    struct stat pathStatus { }; // of the path itself, a symbolic link say, when it was opened
+    bool terminal = false;      // false for a pipe or a socket, which has no settings and nothing to flush
+    termios settingsBefore{};   // of a terminal, put back when the port is closed
     DCB dcb{};
     COMMTIMEOUTS timeouts{};
 
@@ -40,6 +45,21 @@ SerialPort* AdoptSerialDescriptor(int descriptor);
 
 // Opens a tty exclusively. Null, with the last error set, when it cannot be opened.
 SerialPort* OpenSerialPort(const char* path);
+
+// Whether the line is there; one that has gone is opened again by its path, and gets its settings back. False with the last error
+// ERROR_DEVICE_NOT_CONNECTED.
+bool HasLine(SerialPort* port);
+
+// Takes note that the line has gone. False, with that last error.
+bool LoseLine(SerialPort* port);
+
+// Gives the line the settings of a DCB. False, with the last error set, when it does not take them.
+bool ApplySettings(SerialPort* port, const DCB* dcb);
+
+bool IsQueueEmpty(const SerialPort* port);
+
+// Moves what has arrived into the empty queue. False, with the last error set, when the line has gone.
+bool FetchInput(SerialPort* port);
 
 // ReadFile, WriteFile and FlushFileBuffers of a serial port.
 BOOL ReadSerial(SerialPort* port, void* buffer, DWORD count, DWORD* received);
