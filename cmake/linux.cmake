@@ -5,11 +5,11 @@ pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft)
 
 # Everything but the programs' main is in libraries that the tests link.
 file(GLOB KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/posix/*.cpp)
-add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} src/drivers/enumerator_filter.cpp src/drivers/touch_driver.cpp
-    src/runner/calibration_program.cpp src/runner/coinstall.cpp src/runner/drive.cpp src/runner/entries.cpp src/runner/machine_setup.cpp src/runner/options.cpp src/runner/port_failure.cpp
-    src/runner/ports.cpp src/runner/runner.cpp)
+file(GLOB KORVEX_RUNNER_SOURCES CONFIGURE_DEPENDS src/runner/*.cpp src/drivers/*.cpp)
+list(FILTER KORVEX_RUNNER_SOURCES EXCLUDE REGEX "/main\\.cpp$")
+add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_RUNNER_SOURCES})
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
-target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE PkgConfig::X11)
+target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11)
 target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
 # For the builds that compile everything; the plain one does without, because clang-tidy reads its commands.
 target_precompile_headers(korvex PRIVATE <filesystem> <functional> <map> <memory> <mutex> <string> <vector>)

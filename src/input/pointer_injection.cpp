@@ -28,6 +28,7 @@ bool InjectReport(TouchController* controller, const uint8_t* report)
     Point point = DecodeReport(controller, report);
     {
         const LockGuard guard(&controller->lock);
+        controller->lastRaw = point;
         MapPoint(&controller->calib, &point);
         controller->report.lastX = point.x;
         controller->report.lastY = point.y;

@@ -140,8 +140,15 @@ bool HasReaderEnded(const TouchController* controller)
 
 bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot)
 {
+    Point raw{};
+    return TakeSnapshotWithRaw(controller, snapshot, &raw);
+}
+
+bool TakeSnapshotWithRaw(TouchController* controller, ReportSnapshot* snapshot, Point* raw)
+{
     const LockGuard guard(&controller->lock);
     *snapshot = controller->report;
+    *raw = controller->lastRaw;
     return true;
 }
 

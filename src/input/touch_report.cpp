@@ -29,6 +29,18 @@ uint32_t ReportBytes(const TouchController* controller)
     return std::min(controller->reportLength, MAX_PACKET_BYTES);
 }
 
+bool IsWholeReport(const TouchController* controller, const uint8_t* report)
+{
+    return PacketIsValid(controller->model, report) && IsStatusByte(controller, report[0]);
+}
+
+bool IsWithinResolution(const TouchController* controller, const uint8_t* report)
+{
+    const int32_t limit = int32_t{1} << controller->resolutionBits;
+    const Point point = DecodeReport(controller, report);
+    return point.x < limit && point.y < limit;
+}
+
 // One attempt: collects a report from the next status byte on, until it is whole, the line pauses, or too much had to be dropped. What
 // did not come stays 0.
 void CollectReport(TouchController* controller, Packet* report)
@@ -85,11 +97,7 @@ uint8_t ClassifyStatus(const TouchController* controller, uint8_t status)
 
 bool ReportCheck(const TouchController* controller, const uint8_t* report)
 {
-    if (!PacketIsValid(controller->model, report) || !IsStatusByte(controller, report[0]))
-        return false;
-    const int32_t limit = int32_t{1} << controller->resolutionBits;
-    const Point point = DecodeReport(controller, report);
-    return point.x < limit && point.y < limit;
+    return IsWholeReport(controller, report) && IsWithinResolution(controller, report);
 }
 
 bool ReadReport(TouchController* controller, Packet* report)
@@ -100,6 +108,8 @@ bool ReadReport(TouchController* controller, Packet* report)
     bool accepted = ReportCheck(controller, report->data());
     if (!accepted) {
         Count(&controller->counters.rejectedPackets);
+        if (IsWholeReport(controller, report->data()))
+            Count(&controller->counters.outOfRange);
         accepted = controller->link.kind == LINK_SERIAL && Resync(controller, report);
     }
     if (accepted)

@@ -41,6 +41,8 @@ struct PortLink {
 struct Point {
     int32_t x;
     int32_t y;
+
+    bool operator==(const Point&) const = default;
 };
 
 inline constexpr uint32_t MAX_CALIBRATION_POINTS = 25;
@@ -80,7 +82,8 @@ static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
 // What a session has seen since its start. Each is written by the reader thread alone and may be read by any thread at any time; they wrap.
 struct SessionCounters {
     std::atomic<uint32_t> reports;            // valid ones
-    std::atomic<uint32_t> rejectedPackets;    // whole ones that failed the check
+    std::atomic<uint32_t> rejectedPackets;    // of the right length, but failing the check
+    std::atomic<uint32_t> outOfRange;         // of these the whole reports with a coordinate beyond the resolution
     std::atomic<uint32_t> resynchronisations; // searches for the next status byte
     std::atomic<uint32_t> droppedBytes;       // in such searches
     std::atomic<uint32_t> inputs;             // that were sent
@@ -115,10 +118,12 @@ struct TouchController {
     HANDLE stoppedEvent;                // set by the reader thread when it has left its loop
     ListLinks links;                    // in the host context's list
 
-    CRITICAL_SECTION lock; // guards `calib` and `report` while a session runs; never held across a file access, an input or a wait
-    HANDLE stopEvent;      // the host's: set when everything is to end; null without a host; not owned
-    HANDLE wakeEvent;      // manual-reset: set when this session is to end, for a reader that pauses
-    HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+    CRITICAL_SECTION
+        lock;           // guards `calib`, `report` and `lastRaw` while a session runs; never held across a file access, an input or a wait
+    HANDLE stopEvent;   // the host's: set when everything is to end; null without a host; not owned
+    HANDLE wakeEvent;   // manual-reset: set when this session is to end, for a reader that pauses
+    HANDLE wakerThread; // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+    Point lastRaw;      // what the last report measured, unmapped
     SessionCounters counters;
 };
 

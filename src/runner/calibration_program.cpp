@@ -60,7 +60,7 @@ bool CanStartProgram(const Options* options)
 int RunCalib(int argc, char** argv)
 {
     Options options;
-    if (!ParseOptions(argc, argv, {"state"}, 1, &options))
+    if (!ParseOptions(argc, argv, {"state"}, {1, 1}, &options))
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
         return exitCode;
@@ -81,7 +81,7 @@ int RunCalib(int argc, char** argv)
 int RunSetPath(int argc, char** argv)
 {
     Options options;
-    if (!ParseOptions(argc, argv, {"state"}, 1, &options))
+    if (!ParseOptions(argc, argv, {"state"}, {1, 1}, &options))
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
         return exitCode;

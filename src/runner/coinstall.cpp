@@ -96,7 +96,7 @@ void Call(DI_FUNCTION function, Device* device)
 int RunCoinstall(int argc, char** argv)
 {
     Options options;
-    if (!ParseOptions(argc, argv, {"instance", "os", "server", "tablet-pc", "port", "state", "trace"}, 1, &options))
+    if (!ParseOptions(argc, argv, {"instance", "os", "server", "tablet-pc", "port", "state", "trace"}, {1, 1}, &options))
         return EXIT_USAGE_ERROR;
     const std::string& what = options.arguments[0];
     if ((what != "install" && what != "remove") || options.instance.empty()) {

@@ -43,7 +43,7 @@ void PrintPanelTestState(const PanelTestContext* context)
 int RunEntry(int argc, char** argv, const Entry* entry)
 {
     Options options;
-    if (!ParseOptions(argc, argv, {"single", "port", "state", "pointer", "windows", "trace"}, 0, &options))
+    if (!ParseOptions(argc, argv, {"single", "port", "state", "pointer", "windows", "trace"}, {0, 0}, &options))
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices}); exitCode != EXIT_DONE)
         return exitCode;

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "discovery/model_table.h"
@@ -93,11 +94,19 @@ int SetUpTrace(const Options* options)
     return EXIT_DONE;
 }
 
+int SetUpQuietTrace(const Options* options)
+{
+    platform::ThisMachine()->traceOutput = [](std::string_view /*text*/) {};
+    return SetUpTrace(options);
+}
+
 int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     std::string reason;
-    if (options->pointer == "log") {
+    if (options->pointer == "none") {
+        machine->pointerOutput = [](const INPUT& /*input*/) { return true; };
+    } else if (options->pointer == "log") {
         platform::UseLoggedPointer(machine, STDOUT_FILENO);
     } else if (!platform::UseX11Pointer(machine, nullptr, &reason)) {
         fprintf(stderr, "%s: no pointer input: %s\n", options->command.c_str(), reason.c_str());

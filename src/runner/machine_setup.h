@@ -11,8 +11,11 @@ namespace korvex::runner {
 // Sets the parts up in order, up to the first fault.
 int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Options*)> parts);
 
-// Diagnostic lines, and pointer input.
+// Diagnostic lines; the quiet form drops them where no file is given for them.
 int SetUpTrace(const Options* options);
+int SetUpQuietTrace(const Options* options);
+
+// Pointer input.
 int SetUpPointer(const Options* options);
 
 // How windows are shown, and SIGINT and SIGTERM, which the caller has blocked, as what closes them.

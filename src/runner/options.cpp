@@ -7,39 +7,28 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string_view>
 
 namespace korvex::runner {
 
 namespace {
 
+// An option, and what it sets when it takes no value.
 struct KnownOption {
     const char* name;
-    bool takesValue;
+    bool Options::*toggle;
 };
 
-constexpr std::array KNOWN{KnownOption{"port", true}, KnownOption{"state", true}, KnownOption{"pointer", true},
-    KnownOption{"windows", true}, KnownOption{"trace", true}, KnownOption{"instance", true}, KnownOption{"os", true},
-    KnownOption{"single", false}, KnownOption{"json", false}, KnownOption{"server", false}, KnownOption{"tablet-pc", false}};
-
-// Options without a value, and what they set.
-struct Switch {
-    std::string_view name;
-    bool Options::*field;
-};
-
-constexpr std::array SWITCHES{Switch{"single", &Options::single}, Switch{"json", &Options::json}, Switch{"server", &Options::server},
-    Switch{"tablet-pc", &Options::tabletPc}};
+constexpr std::array KNOWN{KnownOption{"port", nullptr}, KnownOption{"state", nullptr}, KnownOption{"pointer", nullptr},
+    KnownOption{"windows", nullptr}, KnownOption{"trace", nullptr}, KnownOption{"seconds", nullptr}, KnownOption{"speed", nullptr},
+    KnownOption{"instance", nullptr}, KnownOption{"os", nullptr}, KnownOption{"single", &Options::single},
+    KnownOption{"json", &Options::json}, KnownOption{"server", &Options::server}, KnownOption{"tablet-pc", &Options::tabletPc}};
 
 std::string EnvironmentText(const char* name)
 {
     const char* value = getenv(name);
     return value == nullptr ? "" : value;
-}
-
-bool HasDisplay()
-{
-    return !EnvironmentText("DISPLAY").empty();
 }
 
 std::string DefaultStateFolder()
@@ -64,6 +53,16 @@ bool ParseVersion(const std::string& text, Options* options)
     return minorError == std::errc{} && rest == end;
 }
 
+bool ParseSeconds(const std::string& text, std::optional<double>* seconds)
+{
+    constexpr double LONGEST = 86400;
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    *seconds = number;
+    return error == std::errc{} && rest == end && number >= 0 && number <= LONGEST;
+}
+
 bool ApplyOption(std::string_view name, const std::string& value, Options* options)
 {
     if (name == "port") {
@@ -75,12 +74,6 @@ bool ApplyOption(std::string_view name, const std::string& value, Options* optio
         return std::none_of(options->ports.begin(), options->ports.end() - 1,
             [given](const GivenPort& other) { return other.name == given->name || other.path == given->path; });
     }
-    for (const Switch& known : SWITCHES) {
-        if (known.name != name)
-            continue;
-        options->*known.field = true;
-        return true;
-    }
     if (name == "os")
         return ParseVersion(value, options);
     if (name == "instance") {
@@ -90,12 +83,18 @@ bool ApplyOption(std::string_view name, const std::string& value, Options* optio
     }
     if (name == "pointer") {
         options->pointer = value;
-        return value == "x11" || value == "log";
+        return value == "x11" || value == "log" || value == "none";
     }
     if (name == "windows") {
         options->windows = value;
         return value == "x11" || value == "none";
     }
+    if (name == "speed") {
+        options->fullSpeed = value == "full";
+        return value == "full" || value == "recorded";
+    }
+    if (name == "seconds")
+        return ParseSeconds(value, &options->seconds);
     (name == "state" ? options->stateFolder : options->traceFile) = value;
     return !value.empty();
 }
@@ -105,47 +104,62 @@ const char* ExpectedValue(std::string_view name)
     if (name == "port")
         return "NAME=PATH, such as COM3=/dev/ttyS2, each once";
     if (name == "pointer")
-        return "x11 or log";
+        return "x11, log or none";
     if (name == "os")
         return "MAJOR.MINOR, such as 6.1";
     if (name == "instance")
         return "a device instance ID, such as USB\\KVX5200\\1";
+    if (name == "speed")
+        return "recorded or full";
+    if (name == "seconds")
+        return "a number from 0 to 86400";
     return name == "windows" ? "x11 or none" : "a path";
 }
 
 } // namespace
 
-bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, size_t arguments, Options* options)
+bool HasDisplay()
+{
+    return !EnvironmentText("DISPLAY").empty();
+}
+
+bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, ArgumentCount arguments, Options* options)
 {
     options->command = std::string("korvex ") + argv[0];
-    options->pointer = HasDisplay() ? "x11" : "log";
+    if (options->pointer.empty())
+        options->pointer = HasDisplay() ? "x11" : "log";
     options->windows = HasDisplay() ? "x11" : "none";
     options->stateFolder = DefaultStateFolder();
 
     std::vector<option> known;
     for (const KnownOption& candidate : KNOWN) {
         if (std::find(accepted.begin(), accepted.end(), candidate.name) != accepted.end())
-            known.push_back({candidate.name, candidate.takesValue ? required_argument : no_argument, nullptr, 'v'});
+            known.push_back({candidate.name, candidate.toggle == nullptr ? required_argument : no_argument, nullptr,
+                static_cast<int>(&candidate - KNOWN.data())});
     }
     known.push_back({nullptr, 0, nullptr, 0});
     argv[0] = options->command.data(); // how getopt introduces its messages
-    int index = 0;
-    for (int found = 0; (found = getopt_long(argc, argv, "", known.data(), &index)) != -1;) {
-        if (found != 'v')
+    for (int found = 0; (found = getopt_long(argc, argv, "", known.data(), nullptr)) != -1;) {
+        if (found == '?')
             return false; // getopt has named the fault
-        const char* optionName = known[static_cast<size_t>(index)].name;
-        if (ApplyOption(optionName, optarg == nullptr ? "" : optarg, options))
+        const KnownOption* option = &KNOWN[static_cast<size_t>(found)];
+        if (option->toggle != nullptr) {
+            options->*option->toggle = true;
             continue;
-        fprintf(stderr, "%s: invalid value '%s' for '--%s': %s\n", options->command.c_str(), optarg, optionName, ExpectedValue(optionName));
+        }
+        if (ApplyOption(option->name, optarg, options))
+            continue;
+        fprintf(
+            stderr, "%s: invalid value '%s' for '--%s': %s\n", options->command.c_str(), optarg, option->name, ExpectedValue(option->name));
         return false;
     }
     options->arguments.assign(argv + optind, argv + argc);
-    if (options->arguments.size() < arguments) {
+    if (options->arguments.size() < arguments.least) {
         fprintf(stderr, "%s: an argument is missing; see 'korvex --help'\n", options->command.c_str());
         return false;
     }
-    if (options->arguments.size() > arguments) {
-        fprintf(stderr, "%s: unexpected argument '%s'\n", options->command.c_str(), options->arguments[arguments].c_str());
+    if (options->arguments.size() > arguments.most) {
+        fprintf(stderr, "%s: unexpected argument '%s'\n", options->command.c_str(), options->arguments[arguments.most].c_str());
         return false;
     }
     return true;

@@ -1,6 +1,8 @@
 // The options of the subcommands.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,14 +14,16 @@ struct GivenPort {
 };
 
 struct Options {
-    std::string command;          // "korvex enum", how messages begin
-    std::vector<GivenPort> ports; // --port; none: those of the system
-    std::string stateFolder;      // --state
-    std::string pointer;          // --pointer: "x11" or "log"
-    std::string windows;          // --windows: "x11" or "none"
-    std::string traceFile;        // --trace; empty: standard error
-    std::string instance;         // --instance
-    unsigned osMajor = 0;         // --os; 0: not given
+    std::string command;           // "korvex enum", how messages begin
+    std::vector<GivenPort> ports;  // --port; none: those of the system
+    std::string stateFolder;       // --state
+    std::string pointer;           // --pointer: "x11", "log" or "none"
+    std::string windows;           // --windows: "x11" or "none"
+    std::string traceFile;         // --trace; empty: standard error
+    std::optional<double> seconds; // --seconds
+    bool fullSpeed = false;        // --speed full
+    std::string instance;          // --instance
+    unsigned osMajor = 0;          // --os; 0: not given
     unsigned osMinor = 0;
     bool server = false;   // --server
     bool tabletPc = false; // --tablet-pc
@@ -28,8 +32,17 @@ struct Options {
     std::vector<std::string> arguments;
 };
 
+struct ArgumentCount {
+    size_t least;
+    size_t most;
+};
+
+// True when an X display is named in the environment.
+bool HasDisplay();
+
 // Reads a subcommand's options and arguments; argv[0] is its name, `accepted` names the options that it takes ("port", "state", …), and it
-// takes `arguments` arguments. False after one line on standard error that names what is wrong.
-bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, size_t arguments, Options* options);
+// takes that many arguments. What `options` says of the pointer before is what an option that is missing means. False after one line on
+// standard error that names what is wrong.
+bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, ArgumentCount arguments, Options* options);
 
 } // namespace korvex::runner

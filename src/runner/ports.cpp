@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdio>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "discovery/device_nodes.h"
@@ -13,6 +12,7 @@
 #include "platform/posix/registry_keys.h"
 #include "platform/posix/text.h"
 #include "platform/win32.h"
+#include "runner/json_text.h"
 #include "runner/machine_setup.h"
 #include "runner/options.h"
 #include "runner/runner.h"
@@ -56,24 +56,6 @@ std::vector<PortState> AllPorts()
     return ports;
 }
 
-// A JSON string. A byte that is no part of valid UTF-8 becomes U+FFFD.
-std::string Quoted(std::string_view text)
-{
-    std::u16string valid = platform::FromUtf8(text);
-    std::replace_if(
-        valid.begin(), valid.end(), [](char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }, u'\uFFFD');
-    std::string quoted = "\"";
-    for (const char unit : platform::ToUtf8(valid)) {
-        std::array<char, 8> escape{unit, 0};
-        if (unit == '"' || unit == '\\')
-            snprintf(escape.data(), escape.size(), "\\%c", unit);
-        else if (static_cast<unsigned char>(unit) < 0x20)
-            snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(unit));
-        quoted += escape.data();
-    }
-    return quoted + "\"";
-}
-
 std::string ModelText(uint32_t model)
 {
     std::array<char, 12> text{};
@@ -108,7 +90,7 @@ void PrintTable(const std::vector<PortState>* ports)
 int RunPorts(int argc, char** argv)
 {
     Options options;
-    if (!ParseOptions(argc, argv, {"port", "state", "json"}, 0, &options))
+    if (!ParseOptions(argc, argv, {"port", "state", "json"}, {0, 0}, &options))
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
         return exitCode;
@@ -123,7 +105,7 @@ int RunPorts(int argc, char** argv)
 int RunUnbind(int argc, char** argv)
 {
     Options options;
-    if (!ParseOptions(argc, argv, {"port", "state"}, 1, &options))
+    if (!ParseOptions(argc, argv, {"port", "state"}, {1, 1}, &options))
         return EXIT_USAGE_ERROR;
     if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
         return exitCode;

@@ -10,7 +10,9 @@
 #include "runner/coinstall.h"
 #include "runner/drive.h"
 #include "runner/entries.h"
+#include "runner/monitor.h"
 #include "runner/ports.h"
+#include "runner/record.h"
 
 namespace korvex::runner {
 
@@ -26,6 +28,9 @@ Commands:
                      rate it; Escape ends it
   drive PORT         like enum for the one controller on the serial port PORT, a path such as
                      /dev/ttyS0, without window and bindings
+  monitor PORT...    drive the controllers on these ports and show, live, what each reports
+  record FILE PORT   drive the controller on a port and keep what comes over the line in a new file
+  replay FILE        play a recording to a session, through a pseudo-terminal
   ports              list the serial ports, what stands on them and how they are bound, opening none
   unbind NAME        take the binding and its parameters off a port
   calib N|TEXT       start the calibration program with a number or a text (behind "--" when
@@ -39,13 +44,19 @@ Options:
   --single           (enum, paneltest) only when no other one runs in this session
   --port NAME=PATH   (enum, paneltest, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not
                      the system's
-  --state DIR        (all but drive) where bindings and registry are kept (default $XDG_STATE_HOME/korvex)
-  --pointer x11|log  (enum, paneltest, drive) send the pointer input to the X display (default where
-                     DISPLAY is set), or print it as one JSON object a line on standard output
+  --state DIR        (the same, calib, set-path, coinstall) where bindings and registry are kept (default $XDG_STATE_HOME/korvex)
+  --pointer x11|log|none
+                     (enum, paneltest, drive, monitor, record, replay) send the pointer input to the X display
+                     (default where DISPLAY is set, but not of record), print it as one JSON object a line on
+                     standard output, or drop it
   --windows x11|none (enum, paneltest) show windows on the X display (default where DISPLAY is set), or
                      print what they would show on standard error
-  --trace FILE       (enum, paneltest, drive) write the diagnostic lines to FILE (default: standard error)
-  --json             (ports) as JSON
+  --trace FILE       (the same) write the diagnostic lines to FILE (default: standard error for enum,
+                     paneltest and drive, else nowhere)
+  --json             (ports, monitor) as JSON; of monitor one object a line when something has changed
+  --seconds N        (monitor, record) end by itself after so long
+  --speed recorded|full
+                     (replay) with the pauses of the recording, or as fast as the line takes the bytes
   --instance ID      (coinstall) the device, USB\KVX5200\1; one that is not there is plugged in
   --os VERSION, --server, --tablet-pc
                      (coinstall) the Windows that is asked, 5.1 unless given, a server edition, a Tablet PC
@@ -63,8 +74,8 @@ struct Command {
 };
 
 constexpr std::array COMMANDS{Command{"enum", RunEnumerate}, Command{"paneltest", RunPanelTest}, Command{"drive", RunDrive},
-    Command{"ports", RunPorts}, Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"coinstall", RunCoinstall},
-    Command{"set-path", RunSetPath}};
+    Command{"monitor", RunMonitor}, Command{"record", RunRecord}, Command{"replay", RunReplay}, Command{"ports", RunPorts},
+    Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"coinstall", RunCoinstall}, Command{"set-path", RunSetPath}};
 
 // Signals that end a command are waited for, never handled; threads started later inherit the mask.
 void BlockEndSignals()

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -12,6 +14,8 @@
 namespace korvex::platform {
 
 struct WindowBackend;
+
+enum class LineDirection { SENT, RECEIVED };
 
 struct Machine {
     // Folders, as native paths; empty: there is no such folder. Where the registry and the devices' settings are kept, what CSIDL_SYSTEM
@@ -38,6 +42,9 @@ struct Machine {
 
     // Is told of each serial port that could not be opened by its interface, with the error of CreateFileW; any thread.
     std::function<void(const std::string& path, DWORD error)> portRefused;
+
+    // Is shown the bytes that come and go on serial lines, each call of the system's on the thread that makes it.
+    std::function<void(LineDirection direction, const uint8_t* bytes, size_t count)> lineWatcher;
 
     // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
     std::function<void(std::string_view text)> traceOutput;

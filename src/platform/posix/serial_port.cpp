@@ -19,6 +19,7 @@
 #include <optional>
 
 #include "platform/posix/blocking_io.h"
+#include "platform/posix/machine.h"
 
 namespace korvex::platform {
 
@@ -152,6 +153,12 @@ bool MayReopen(const SerialPort* port)
     return !port->pseudoTerminal || (S_ISLNK(status.st_mode) && !sameEntry);
 }
 
+void ShowBytes(LineDirection direction, const uint8_t* bytes, size_t count)
+{
+    if (const auto& watcher = ThisMachine()->lineWatcher)
+        watcher(direction, bytes, count);
+}
+
 } // namespace
 
 SerialPort* AdoptSerialDescriptor(int descriptor)
@@ -260,6 +267,7 @@ bool FetchInput(SerialPort* port)
         return LoseLine(port);
     port->queueStart = 0;
     port->queueEnd = static_cast<size_t>(fetched);
+    ShowBytes(LineDirection::RECEIVED, port->queue.data(), port->queueEnd);
     return true;
 }
 
@@ -301,6 +309,7 @@ BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* writte
     while (*written < count) {
         const ssize_t sent = write(port->descriptor, static_cast<const uint8_t*>(bytes) + *written, count - *written);
         if (sent >= 0) {
+            ShowBytes(LineDirection::SENT, static_cast<const uint8_t*>(bytes) + *written, static_cast<size_t>(sent));
             *written += static_cast<DWORD>(sent);
             continue;
         }
