@@ -48,7 +48,7 @@ int RunEntry(int argc, char** argv, const Entry* entry)
     if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices}); exitCode != EXIT_DONE)
         return exitCode;
     platform::ThisMachine()->portRefused = [&options](const std::string& path, DWORD error) {
-        fprintf(stderr, "%s: '%s' is left out: %s\n", options.command.c_str(), path.c_str(), PortFailureText(error));
+        fprintf(stderr, "%s: '%s' is left out: %s\n", options.command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
     };
     if (options.windows == "none")
         SetPanelTestObserver(PrintPanelTestState);

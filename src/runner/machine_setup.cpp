@@ -146,18 +146,34 @@ int SetUpSystem(const Options* options)
 
 int SetUpDevices(const Options* options)
 {
+    return SetUpMachine(options, {SetUpState, SetUpPorts});
+}
+
+bool PrepareState(const Options* options)
+{
     platform::Machine* machine = platform::ThisMachine();
     std::error_code error;
     fs::create_directories(options->stateFolder, error);
-    if (error || access(options->stateFolder.c_str(), W_OK) != 0) {
-        fprintf(stderr, "%s: cannot write the state folder '%s'\n", options->command.c_str(), options->stateFolder.c_str());
-        return EXIT_FAULT;
-    }
+    if (error || access(options->stateFolder.c_str(), W_OK) != 0)
+        return false;
     machine->stateFolder = fs::absolute(options->stateFolder, error).string();
     machine->windowsFolder = machine->stateFolder + "/windows";
     machine->systemFolder = machine->windowsFolder + "/system32";
     InstallEnumeratorService(machine->windowsFolder);
     CreateMouseSettings();
+    return true;
+}
+
+int SetUpState(const Options* options)
+{
+    if (PrepareState(options))
+        return EXIT_DONE;
+    fprintf(stderr, "%s: cannot write the state folder '%s'\n", options->command.c_str(), options->stateFolder.c_str());
+    return EXIT_FAULT;
+}
+
+int SetUpPorts(const Options* options)
+{
     drivers::PlugEnumeratorFilter();
 
     const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts("/sys", "/dev", "/proc");

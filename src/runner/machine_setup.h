@@ -24,8 +24,16 @@ int SetUpWindows(const Options* options);
 // The version of Windows that the machine gives itself.
 int SetUpSystem(const Options* options);
 
-// The state folder with what Windows would keep across runs, the enumerator's service in it, and the serial ports: those given, else the
-// system's.
+// The state folder with what Windows would keep across runs, and the enumerator's service in it.
+int SetUpState(const Options* options);
+
+// The same, without a word when it fails.
+bool PrepareState(const Options* options);
+
+// The serial ports: those given, else the system's.
+int SetUpPorts(const Options* options);
+
+// Both.
 int SetUpDevices(const Options* options);
 
 } // namespace korvex::runner

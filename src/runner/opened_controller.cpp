@@ -35,7 +35,8 @@ int OpenController(const Options* options, const std::string& path, TouchControl
 {
     HANDLE port = OpenPort(path);
     if (port == INVALID_HANDLE_VALUE) {
-        fprintf(stderr, "%s: cannot open '%s': %s\n", options->command.c_str(), path.c_str(), PortFailureText(GetLastError()));
+        fprintf(
+            stderr, "%s: cannot open '%s': %s\n", options->command.c_str(), path.c_str(), PortFailureText(path, GetLastError()).c_str());
         return EXIT_NO_PORT;
     }
     *controller = CreateController();

@@ -1,12 +1,10 @@
 #include "runner/ports.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "discovery/device_nodes.h"
 #include "discovery/model_table.h"
 #include "platform/posix/device_tree.h"
 #include "platform/posix/registry_keys.h"
@@ -15,53 +13,12 @@
 #include "runner/json_text.h"
 #include "runner/machine_setup.h"
 #include "runner/options.h"
+#include "runner/port_state.h"
 #include "runner/runner.h"
 
 namespace korvex::runner {
 
 namespace {
-
-// What a detecting pass would see of a port.
-struct PortState {
-    DEVINST node;
-    std::string name;
-    std::string path;
-    std::string child; // empty: none
-    uint32_t model;    // of the child; 0: none that is known
-    bool bound;
-};
-
-PortState StateOf(DEVINST port)
-{
-    SP_DEVINFO_DATA element{};
-    element.cbSize = sizeof(element);
-    element.DevInst = port;
-    HDEVINFO devices = SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
-    PortName name{};
-    ReadPortName(devices, &element, &name);
-    const std::u16string child = platform::InstanceIdOf(FirstChild(port));
-    PortState state{port, platform::ToUtf8(name.data()), platform::NativePathOf(port), platform::ToUtf8(child),
-        ModelFromHardwareId(child.c_str()), IsEnumeratorBound(devices, &element)};
-    SetupDiDestroyDeviceInfoList(devices);
-    return state;
-}
-
-std::vector<PortState> AllPorts()
-{
-    std::vector<PortState> ports;
-    for (const DEVINST node : platform::ChildrenOf(0)) {
-        if (!platform::NativePathOf(node).empty())
-            ports.push_back(StateOf(node));
-    }
-    return ports;
-}
-
-std::string ModelText(uint32_t model)
-{
-    std::array<char, 12> text{};
-    snprintf(text.data(), text.size(), "%X", model);
-    return model == 0 ? "" : text.data();
-}
 
 void PrintJson(const std::vector<PortState>* ports)
 {

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "runner/calibration_program.h"
+#include "runner/check.h"
 #include "runner/coinstall.h"
 #include "runner/drive.h"
 #include "runner/entries.h"
@@ -28,6 +29,8 @@ Commands:
                      rate it; Escape ends it
   drive PORT         like enum for the one controller on the serial port PORT, a path such as
                      /dev/ttyS0, without window and bindings
+  check              look at display, settings, ports and controllers for what commonly goes wrong, and say
+                     what to do about it
   monitor PORT...    drive the controllers on these ports and show, live, what each reports
   record FILE PORT   drive the controller on a port and keep what comes over the line in a new file
   replay FILE        play a recording to a session, through a pseudo-terminal
@@ -42,7 +45,7 @@ Commands:
 
 Options:
   --single           (enum, paneltest) only when no other one runs in this session
-  --port NAME=PATH   (enum, paneltest, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not
+  --port NAME=PATH   (enum, paneltest, check, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not
                      the system's
   --state DIR        (the same, calib, set-path, coinstall) where bindings and registry are kept (default $XDG_STATE_HOME/korvex)
   --pointer x11|log|none
@@ -54,7 +57,8 @@ Options:
   --trace FILE       (the same) write the diagnostic lines to FILE (default: standard error for enum,
                      paneltest and drive, else nowhere)
   --json             (ports, monitor) as JSON; of monitor one object a line when something has changed
-  --seconds N        (monitor, record) end by itself after so long
+  --seconds N        (monitor, record) end by itself after so long; (check) how long to listen for touches
+                     (default 3)
   --speed recorded|full
                      (replay) with the pauses of the recording, or as fast as the line takes the bytes
   --instance ID      (coinstall) the device, USB\KVX5200\1; one that is not there is plugged in
@@ -74,8 +78,9 @@ struct Command {
 };
 
 constexpr std::array COMMANDS{Command{"enum", RunEnumerate}, Command{"paneltest", RunPanelTest}, Command{"drive", RunDrive},
-    Command{"monitor", RunMonitor}, Command{"record", RunRecord}, Command{"replay", RunReplay}, Command{"ports", RunPorts},
-    Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"coinstall", RunCoinstall}, Command{"set-path", RunSetPath}};
+    Command{"monitor", RunMonitor}, Command{"record", RunRecord}, Command{"replay", RunReplay}, Command{"check", RunCheck},
+    Command{"ports", RunPorts}, Command{"unbind", RunUnbind}, Command{"calib", RunCalib}, Command{"coinstall", RunCoinstall},
+    Command{"set-path", RunSetPath}};
 
 // Signals that end a command are waited for, never handled; threads started later inherit the mask.
 void BlockEndSignals()

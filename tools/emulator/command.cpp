@@ -33,6 +33,7 @@ Emulates a touch controller on a pseudo-terminal and prints each command that it
 
   --link PATH            leave a symbolic link to the terminal at PATH
   --model MODEL          5200, 5460 or 7700 (default 5200)
+  --identity NUMBER      the model number that the firmware gives (default: that of the model)
   --baud RATE            19200 or 9600: the rate at which it answers (default 19200)
   --resolution BITS      10 or 12 (default 10; only model 5200 has 12)
   --firmware A.B.C       firmware version (default 1.2.3)
@@ -177,6 +178,8 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
     }
     if (name == "baud")
         return ParseNumber(value, 19200, &options->baudRate) && (options->baudRate == 19200 || options->baudRate == 9600);
+    if (name == "identity")
+        return ParseNumber(value, 65535, &options->modelNumber);
     if (name == "resolution")
         return ParseNumber(value, 12, &options->resolutionBits) && (options->resolutionBits == 10 || options->resolutionBits == 12);
     if (name == "firmware")
@@ -209,14 +212,14 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
 int ParseOptions(int argc, char** argv, Settings* settings)
 {
     const std::array known{option{"link", required_argument, nullptr, 'v'}, option{"model", required_argument, nullptr, 'v'},
-        option{"baud", required_argument, nullptr, 'v'}, option{"resolution", required_argument, nullptr, 'v'},
-        option{"firmware", required_argument, nullptr, 'v'}, option{"memory", required_argument, nullptr, 'v'},
-        option{"fault", required_argument, nullptr, 'v'}, option{"report-noise", required_argument, nullptr, 'v'},
-        option{"report-gap", required_argument, nullptr, 'v'}, option{"script", required_argument, nullptr, 'v'},
-        option{"scale", required_argument, nullptr, 'v'}, option{"offset", required_argument, nullptr, 'v'},
-        option{"rotate", required_argument, nullptr, 'v'}, option{"target-error", required_argument, nullptr, 'v'},
-        option{"panel-test", no_argument, nullptr, 'p'}, option{"help", no_argument, nullptr, 'h'},
-        option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
+        option{"identity", required_argument, nullptr, 'v'}, option{"baud", required_argument, nullptr, 'v'},
+        option{"resolution", required_argument, nullptr, 'v'}, option{"firmware", required_argument, nullptr, 'v'},
+        option{"memory", required_argument, nullptr, 'v'}, option{"fault", required_argument, nullptr, 'v'},
+        option{"report-noise", required_argument, nullptr, 'v'}, option{"report-gap", required_argument, nullptr, 'v'},
+        option{"script", required_argument, nullptr, 'v'}, option{"scale", required_argument, nullptr, 'v'},
+        option{"offset", required_argument, nullptr, 'v'}, option{"rotate", required_argument, nullptr, 'v'},
+        option{"target-error", required_argument, nullptr, 'v'}, option{"panel-test", no_argument, nullptr, 'p'},
+        option{"help", no_argument, nullptr, 'h'}, option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
     int index = 0;
     for (;;) {
         switch (getopt_long(argc, argv, "", known.data(), &index)) {

@@ -101,7 +101,8 @@ std::optional<Bytes> AnswerData(const Emulator* emulator, const Bytes& command)
         return std::nullopt;
     }
     if (code == FIRMWARE_IDENTITY) {
-        const uint32_t number = options.model == 0x5460 ? 5460 : 5200;
+        const uint32_t own = options.model == 0x5460 ? 5460 : 5200;
+        const uint32_t number = options.modelNumber == 0 ? own : options.modelNumber;
         return Bytes{High(number), Low(number), 0, options.fwMajor};
     }
     if (code == FIRMWARE_VERSION)

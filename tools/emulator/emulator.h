@@ -20,7 +20,8 @@ using Bytes = std::vector<uint8_t>;
 inline constexpr size_t MEMORY_BYTES = 112;
 
 struct EmulatorOptions {
-    uint32_t model = 0x5200; // 0x5200, 0x5460 or 0x7700
+    uint32_t model = 0x5200;  // 0x5200, 0x5460 or 0x7700
+    uint32_t modelNumber = 0; // what the firmware of a 6-byte model calls itself, decimal; 0: its own number
     uint32_t baudRate = 19200;
     uint32_t resolutionBits = 10; // of model 0x5200; the others have 10
     uint8_t fwMajor = 1;

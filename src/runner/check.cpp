@@ -1,0 +1,193 @@
+#include "runner/check.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "input/session.h"
+#include "link/command_protocol.h"
+#include "link/port_link.h"
+#include "platform/posix/machine.h"
+#include "runner/check_settings.h"
+#include "runner/finding.h"
+#include "runner/machine_setup.h"
+#include "runner/opened_controller.h"
+#include "runner/options.h"
+#include "runner/port_failure.h"
+#include "runner/port_state.h"
+#include "runner/runner.h"
+
+namespace korvex::runner {
+
+namespace {
+
+constexpr double LISTENING_SECONDS = 3;
+
+// A port on which a controller answers that can be driven.
+struct Listener {
+    std::string name;
+    TouchController* controller;
+};
+
+void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
+{
+    findings->push_back({severity, subject, text});
+}
+
+void CheckDisplay(Findings* findings)
+{
+    std::string reason;
+    if (!HasDisplay())
+        Add(findings, Severity::FAULT, "display",
+            "no X display is named in DISPLAY; start in the desktop session, or use '--pointer log' and '--windows none'");
+    else if (!platform::UseX11Pointer(platform::ThisMachine(), nullptr, &reason))
+        Add(findings, Severity::FAULT, "display", reason + "; start in the desktop session, as the user who is logged in");
+    else
+        Add(findings, Severity::FINE, "display", "the X display takes pointer input");
+}
+
+// What the firmware of an identified 6-byte controller calls its model, as a decimal number; 0 when it does not say.
+uint32_t FirmwareModelNumber(TouchController* controller)
+{
+    if (controller->model == MODEL_7700)
+        return 0;
+    Packet command{COMMAND_FIRMWARE_IDENTITY};
+    command[5] = PacketChecksum(command.data(), 5);
+    Packet answer{};
+    return Transact(controller, &command, &answer) ? DecodeCoord(controller, &answer[1], true) : 0;
+}
+
+// Whether what answers on the port can be driven, and is what the port is bound to.
+bool CheckController(const PortState* port, TouchController* controller, Findings* findings)
+{
+    const std::string stored = port->model == 0 ? "" : ModelText(port->model);
+    if (!IdentifyController(controller)) {
+        const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
+        if (controller->link.baudRate == 0)
+            Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, port->name,
+                "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud" + known
+                    + "; if there is one, check its cable and power");
+        else
+            Add(findings, Severity::FAULT, port->name,
+                "what answers on '" + port->path + "' at " + std::to_string(controller->link.baudRate)
+                    + " baud leaves questions open; unplug it and plug it in again; if that does not help, its model cannot be driven");
+        return false;
+    }
+    const uint32_t number = FirmwareModelNumber(controller);
+    if (number != 0 && number != 5200 && number != 5460) {
+        Add(findings, Severity::FAULT, port->name,
+            "the controller calls itself model " + std::to_string(number)
+                + ", which cannot be driven; it is driven as a 5200 and may measure"
+                  " nonsense");
+        return false;
+    }
+    if (!stored.empty() && port->model != controller->model) {
+        Add(findings, Severity::FAULT, port->name,
+            "a " + stored + " is known here, but a " + ModelText(controller->model)
+                + " answers; 'korvex enum' finds that out and binds it anew, 'korvex unbind " + port->name + "' forgets the old one");
+        return true;
+    }
+    Add(findings, Severity::FINE, port->name, "'" + port->path + "', " + DescriptionOf(controller));
+    return true;
+}
+
+void CheckPort(const PortState* port, Findings* findings, std::vector<Listener>* listeners)
+{
+    HANDLE handle = OpenPort(port->path);
+    if (handle == INVALID_HANDLE_VALUE) {
+        Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
+        return;
+    }
+    TouchController* controller = CreateController();
+    if (controller == nullptr) {
+        CloseHandle(handle);
+        return;
+    }
+    LinkInit(&controller->link, handle, LINK_SERIAL, 0);
+    if (CheckController(port, controller, findings) && StartSession(controller))
+        listeners->push_back({port->name, controller});
+    else
+        ReleaseController(controller);
+}
+
+// What the sessions have seen while they listened.
+void CheckReports(const Listener* listener, Findings* findings)
+{
+    const SessionCounters* counters = &listener->controller->counters;
+    const uint32_t bad = counters->rejectedPackets;
+    if (counters->outOfRange > 0)
+        Add(findings, Severity::FAULT, listener->name,
+            "it measures beyond its " + std::to_string(listener->controller->resolutionBits)
+                + " bits, and such touches are lost; unplug it and plug it in again, so that it is asked for its resolution anew");
+    else if (bad > 0)
+        Add(findings, Severity::FAULT, listener->name,
+            std::to_string(bad) + " packets were spoiled, " + std::to_string(counters->reports)
+                + " were good; check cable, grounding and what else is on the line");
+    else if (counters->reports == 0)
+        Add(findings, Severity::NOTE, listener->name, "it was not touched, so its reports were not looked at");
+    else
+        Add(findings, Severity::FINE, listener->name, std::to_string(counters->reports) + " reports, none of them spoiled");
+}
+
+void Print(const Findings* findings)
+{
+    for (const Finding& finding : *findings) {
+        const char* severity = finding.severity == Severity::FINE ? "ok" : finding.severity == Severity::NOTE ? "note" : "FAULT";
+        printf("%-5s  %-8s  %s\n", severity, finding.subject.c_str(), finding.text.c_str());
+    }
+    fflush(stdout);
+}
+
+bool HasFault(const Findings* findings)
+{
+    return std::any_of(findings->begin(), findings->end(), [](const Finding& finding) { return finding.severity == Severity::FAULT; });
+}
+
+} // namespace
+
+int RunCheck(int argc, char** argv)
+{
+    Options options;
+    if (!ParseOptions(argc, argv, {"port", "state", "trace", "seconds"}, {0, 0}, &options))
+        return EXIT_USAGE_ERROR;
+    Findings findings;
+    CheckDisplay(&findings);
+    options.pointer = "none"; // the touches are looked at, not sent
+    if (const int exitCode = SetUpMachine(&options, {SetUpQuietTrace, SetUpPointer}); exitCode != EXIT_DONE)
+        return exitCode;
+    if (!PrepareState(&options))
+        Add(&findings, Severity::FAULT, "state",
+            "'" + options.stateFolder + "' cannot be written; give yourself permission, or name another folder with '--state'");
+    CheckSettings(&findings);
+    SetUpPorts(&options);
+    std::vector<PortState> ports = AllPorts();
+    if (ports.empty())
+        Add(&findings, Severity::FAULT, "ports", "there is no serial port; plug the adapter in, or name one with '--port'");
+    std::vector<Listener> listeners;
+    for (PortState& port : ports) {
+        if (port.name.empty()) // it is kept in the state folder
+            port.name = port.path;
+        CheckPort(&port, &findings, &listeners);
+    }
+    Print(&findings);
+
+    Findings heard;
+    std::vector<TouchController*> controllers;
+    const double seconds = options.seconds.value_or(LISTENING_SECONDS);
+    if (!listeners.empty() && seconds > 0) {
+        fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
+        WaitForEndSignal(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
+    }
+    for (const Listener& listener : listeners) {
+        if (seconds > 0)
+            CheckReports(&listener, &heard);
+        controllers.push_back(listener.controller);
+    }
+    Print(&heard);
+    return EndControllers(&controllers, HasFault(&findings) || HasFault(&heard) ? EXIT_FAULT : EXIT_DONE);
+}
+
+} // namespace korvex::runner
