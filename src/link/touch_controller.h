@@ -118,12 +118,11 @@ struct TouchController {
     HANDLE stoppedEvent;                // set by the reader thread when it has left its loop
     ListLinks links;                    // in the host context's list
 
-    CRITICAL_SECTION
-        lock;           // guards `calib`, `report` and `lastRaw` while a session runs; never held across a file access, an input or a wait
-    HANDLE stopEvent;   // the host's: set when everything is to end; null without a host; not owned
-    HANDLE wakeEvent;   // manual-reset: set when this session is to end, for a reader that pauses
-    HANDLE wakerThread; // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
-    Point lastRaw;      // what the last report measured, unmapped
+    CRITICAL_SECTION lock; // guards `calib`, `report` and `lastRaw` of a running session; never held across a file access, input or wait
+    HANDLE stopEvent;      // the host's: set when everything is to end; null without a host; not owned
+    HANDLE wakeEvent;      // manual-reset: set when this session is to end, for a reader that pauses
+    HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+    Point lastRaw;         // what the last report measured, unmapped
     SessionCounters counters;
 };
 

@@ -124,12 +124,12 @@ void CheckReports(const Listener* listener, Findings* findings)
                 + " bits, and such touches are lost; unplug it and plug it in again, so that it is asked for its resolution anew");
     else if (bad > 0)
         Add(findings, Severity::FAULT, listener->name,
-            std::to_string(bad) + " packets were spoiled, " + std::to_string(counters->reports)
-                + " were good; check cable, grounding and what else is on the line");
+            "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(counters->reports)
+                + "; check cable, grounding and what else is on the line");
     else if (counters->reports == 0)
         Add(findings, Severity::NOTE, listener->name, "it was not touched, so its reports were not looked at");
     else
-        Add(findings, Severity::FINE, listener->name, std::to_string(counters->reports) + " reports, none of them spoiled");
+        Add(findings, Severity::FINE, listener->name, "reports: " + std::to_string(counters->reports) + ", all good");
 }
 
 void Print(const Findings* findings)

@@ -1,8 +1,6 @@
 #include "runner/drive.h"
 
-#include <cstdio>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "runner/machine_setup.h"
@@ -23,9 +21,7 @@ int RunDrive(int argc, char** argv)
         exitCode = OpenController(&options, options.arguments[0], &controller);
     if (exitCode != EXIT_DONE)
         return exitCode;
-    // Not on standard output, which with a logged pointer is for the input alone.
-    fprintf(stderr, "%s: %s\n", options.arguments[0].c_str(), DescriptionOf(controller).c_str());
-    exitCode = RunSession(&options, controller);
+    exitCode = RunSession(&options, options.arguments[0], controller);
     if (exitCode == EXIT_DONE)
         WaitForEndSignal(std::nullopt);
     const std::vector controllers{controller};

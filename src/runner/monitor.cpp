@@ -165,10 +165,9 @@ int RunMonitor(int argc, char** argv)
             exitCode = OpenController(&options, port, &controller);
         if (exitCode != EXIT_DONE)
             break;
-        fprintf(stderr, "%s: %s\n", port.c_str(), DescriptionOf(controller).c_str());
         controllers.push_back(controller);
         all.push_back({port, controller, {}, {}, {}});
-        exitCode = RunSession(&options, controller);
+        exitCode = RunSession(&options, port, controller);
     }
     if (exitCode == EXIT_DONE)
         Watch(&all, &options);

@@ -61,12 +61,14 @@ std::string DescriptionOf(const TouchController* controller)
     return text.data();
 }
 
-int RunSession(const Options* options, TouchController* controller)
+int RunSession(const Options* options, const std::string& name, TouchController* controller)
 {
-    if (StartSession(controller))
-        return EXIT_DONE;
-    fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
-    return EXIT_FAULT;
+    if (!StartSession(controller)) {
+        fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
+        return EXIT_FAULT;
+    }
+    fprintf(stderr, "%s: %s\n", name.c_str(), DescriptionOf(controller).c_str());
+    return EXIT_DONE;
 }
 
 int EndControllers(const std::vector<TouchController*>* controllers, int exitCode)

@@ -21,8 +21,9 @@ int OpenController(const Options* options, const std::string& path, TouchControl
 // "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"
 std::string DescriptionOf(const TouchController* controller);
 
-// Starts the session; EXIT_FAULT after a line on standard error when the system refuses a thread.
-int RunSession(const Options* options, TouchController* controller);
+// Starts the session, and says on standard error, behind `name`, which controller is driven: from then on no touch is lost. EXIT_FAULT
+// after another line there when the system refuses a thread.
+int RunSession(const Options* options, const std::string& name, TouchController* controller);
 
 // Stops the sessions, frees the controllers and gives `exitCode` back. Ends the process with it instead when a reader could not be ended,
 // because what that reader uses must stay.

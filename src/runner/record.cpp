@@ -78,8 +78,7 @@ int Record(const Options* options, Recorder* recorder)
         const std::lock_guard guard(recorder->mutex);
         Write(recorder, ControllerLine(TimeOf(recorder), controller));
     }
-    fprintf(stderr, "%s: %s\n", options->arguments[1].c_str(), DescriptionOf(controller).c_str());
-    exitCode = RunSession(options, controller);
+    exitCode = RunSession(options, options->arguments[1], controller);
     if (exitCode == EXIT_DONE)
         WaitForEndSignal(options->seconds
                 ? std::optional(std::chrono::duration_cast<milliseconds>(std::chrono::duration<double>(*options->seconds)))
@@ -148,8 +147,7 @@ int Replay(const Options* options, const Recording* recording)
     int exitCode = OpenController(options, TerminalPath(panel.get()), &controller);
     if (exitCode != EXIT_DONE)
         return exitCode;
-    fprintf(stderr, "%s: %s\n", options->arguments[0].c_str(), DescriptionOf(controller).c_str());
-    exitCode = RunSession(options, controller);
+    exitCode = RunSession(options, options->arguments[0], controller);
     if (exitCode == EXIT_DONE && Play(recording, options->fullSpeed, panel.get()))
         AwaitSilence(controller, TerminalPath(panel.get()));
     const SessionCounters* counters = &controller->counters;

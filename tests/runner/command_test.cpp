@@ -79,7 +79,7 @@ TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)
     HANDLE held = testing::OpenPort(port);
     const RunResult inUse = RunProgram({KORVEX, "drive", port, "--pointer", "log"});
     EXPECT_EQ(inUse.exitCode, 3);
-    EXPECT_NE(inUse.error.find("another program is using it"), std::string::npos) << inUse.error;
+    EXPECT_NE(inUse.error.find("(process " + std::to_string(getpid()) + ") is using it"), std::string::npos) << inUse.error;
     CloseHandle(held);
 }
 

@@ -1,0 +1,222 @@
+// The commands that show what is going on: monitor, record and replay, check.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "testing/process.h"
+#include "testing/temporary_folder.h"
+#include "testing/test_line.h"
+
+namespace korvex {
+namespace {
+
+using testing::EndBySignal;
+using testing::Process;
+using testing::ReadLine;
+using testing::ReadLineWith;
+using testing::ReadTextFile;
+using testing::RunProgram;
+using testing::RunResult;
+using testing::TemporaryFolder;
+using testing::WriteTextFile;
+
+const std::string KORVEX = KORVEX_COMMAND;
+constexpr const char* PLAIN_SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n";
+
+TEST(KorvexMonitor, ShowsWhatEachPanelReports)
+{
+    const TemporaryFolder folder;
+    unsetenv("DISPLAY");
+    WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
+    const emulator::EmulatorPointer first = emulator::StartEmulator({});
+    emulator::EmulatorOptions options;
+    options.model = 0x7700;
+    emulator::EmulatorPointer second = emulator::StartEmulator(options);
+    Process monitor({KORVEX, "monitor", "--json", TerminalPath(first.get()), TerminalPath(second.get())});
+    ReadLineWith(monitor.output, TerminalPath(second.get()));
+    TouchAt(second.get(), 25, 75);
+    const std::string touching = ReadLineWith(monitor.output, R"("touching": true)");
+    EXPECT_NE(touching.find(R"("raw": [256, 768], "mapped": [16383, 49151], "touching": true, "gone": false, "rate": 1, "reports": 1)"),
+        std::string::npos)
+        << touching;
+    SendBytes(first.get(), {0x70, 0, 1, 0, 1, 0}); // its checksum is wrong
+    const std::string spoiled = ReadLineWith(monitor.output, R"("rejected": 1)");
+    EXPECT_NE(spoiled.find(TerminalPath(first.get())), std::string::npos) << spoiled;
+    second.reset();
+    const std::string gone = ReadLineWith(monitor.output, R"("gone": true)");
+    EXPECT_NE(gone.find(R"("touching": false)"), std::string::npos) << gone;
+    EXPECT_NE(gone.find(R"("inputs": 2)"), std::string::npos) << "the press and the release";
+    EXPECT_EQ(EndBySignal(&monitor, SIGINT), 0);
+}
+
+TEST(KorvexMonitor, KeepsItsTableInPlaceOnATerminal)
+{
+    const TemporaryFolder folder;
+    unsetenv("DISPLAY");
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    const std::string command = KORVEX + " monitor --seconds 0.5 " + TerminalPath(panel.get());
+    const RunResult result = RunProgram({"script", "-qec", command, "/dev/null"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_NE(result.output.find("PORT          RAW X"), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("\x1b[1A" + TerminalPath(panel.get())), std::string::npos) << result.output;
+    const RunResult clash = RunProgram({KORVEX, "monitor", "--pointer", "log", "panel"});
+    EXPECT_EQ(clash.exitCode, 2);
+    EXPECT_NE(clash.error.find("'log' for '--pointer'"), std::string::npos) << clash.error;
+}
+
+TEST(KorvexRecord, KeepsWhatReplayPlaysAtEitherSpeed)
+{
+    const TemporaryFolder folder;
+    WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    Process record({KORVEX, "record", "touches", TerminalPath(panel.get()), "--pointer", "log"});
+    EXPECT_EQ(ReadLine(record.error), TerminalPath(panel.get()) + ": controller 5200, firmware 1.2.3, 10 bits, 19200 baud");
+    std::string inputs;
+    TouchAt(panel.get(), 25, 25);
+    inputs += ReadLine(record.output) + "\n";
+    DragTo(panel.get(), 75, 75, 2);
+    Lift(panel.get());
+    for (int i = 0; i < 3; ++i)
+        inputs += ReadLine(record.output) + "\n";
+    EXPECT_EQ(EndBySignal(&record, SIGTERM), 0);
+    const std::string text = ReadTextFile("touches");
+    EXPECT_EQ(text.substr(0, 19), "korvex-recording 1\n");
+    EXPECT_NE(text.find(" sent EE 00 00 00 00 11\n"), std::string::npos);
+    EXPECT_NE(text.find(" answer EE 14 50 00 01 AC\n"), std::string::npos);
+    EXPECT_NE(text.find(" report 70 00 01 00 01 8D"), std::string::npos) << text;
+
+    for (const char* speed : {"recorded", "full"}) {
+        const RunResult replay = RunProgram({KORVEX, "replay", "touches", "--pointer", "log", "--speed", speed});
+        EXPECT_EQ(replay.exitCode, 0) << replay.error;
+        EXPECT_EQ(replay.output, inputs);
+        EXPECT_NE(replay.error.find("4 reports, 0 rejected packets, 0 resynchronisations, 0 bytes dropped, 4 inputs\n"), std::string::npos)
+            << replay.error;
+    }
+    const RunResult again = RunProgram({KORVEX, "record", "touches", TerminalPath(panel.get())});
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_NE(again.error.find("cannot create 'touches'"), std::string::npos) << "nothing is overwritten: " << again.error;
+    EXPECT_EQ(ReadTextFile("touches"), text);
+    WriteTextFile("broken", "korvex-recording 1\nnow\n");
+    EXPECT_NE(RunProgram({KORVEX, "replay", "broken"}).error.find("cannot play 'broken': line 2: "), std::string::npos);
+}
+
+// What the check prints, with these words.
+RunResult Check(const std::vector<std::string>& words)
+{
+    std::vector<std::string> command{KORVEX, "check", "--state", "state"};
+    command.insert(command.end(), words.begin(), words.end());
+    return RunProgram(command);
+}
+
+bool HasLine(const RunResult* result, const std::string& start)
+{
+    return ("\n" + result->output).find("\n" + start) != std::string::npos;
+}
+
+TEST(KorvexCheck, FindsWhatIsWrongWithPortsAndControllers)
+{
+    const TemporaryFolder folder;
+    unsetenv("DISPLAY");
+    const auto start = [](const emulator::EmulatorOptions& options) { return emulator::StartEmulator(options); };
+    const emulator::EmulatorPointer good = start({});
+    emulator::EmulatorOptions options;
+    options.modelNumber = 8200;
+    const emulator::EmulatorPointer unknown = start(options);
+    const emulator::EmulatorPointer silent = start({});
+    AddAnswerFault(silent.get(), {emulator::AnswerFaultKind::SILENCE});
+    const emulator::EmulatorPointer evasive = start({});
+    AddAnswerFault(evasive.get(), {emulator::AnswerFaultKind::SILENCE, -1, 0xED});
+    const emulator::EmulatorPointer held = start({});
+    const Process holder({"flock", TerminalPath(held.get()), "sh", "-c", "echo held; exec sleep 60"});
+    EXPECT_EQ(ReadLine(holder.output), "held");
+    std::vector<std::string> words{"--seconds", "0", "--port", "COM6=/dev/nowhere", "--port", "COM7=/dev/null"};
+    int number = 1;
+    for (const auto& panel : {good.get(), unknown.get(), silent.get(), evasive.get(), held.get()})
+        words.insert(words.end(), {"--port", "COM" + std::to_string(number++) + "=" + TerminalPath(panel)});
+    const RunResult result = Check(words);
+    EXPECT_EQ(result.exitCode, 1);
+    for (const std::string& line :
+        {std::string("FAULT  display   no X display is named in DISPLAY"), std::string("note   settings  there is no '"),
+            "ok     COM1      '" + TerminalPath(good.get()) + "', controller 5200, firmware 1.2.3, 10 bits, 19200 baud\n",
+            std::string("FAULT  COM2      the controller calls itself model 8200"),
+            std::string("note   COM3      no controller answers on '"), std::string("FAULT  COM4      what answers on '"),
+            "FAULT  COM5      cannot open '" + TerminalPath(held.get()) + "': flock (process " + std::to_string(holder.pid)
+                + ") is using it",
+            std::string("FAULT  COM6      cannot open '/dev/nowhere': there is no such port"),
+            std::string("FAULT  COM7      cannot open '/dev/null': it is not a serial port")})
+        EXPECT_TRUE(HasLine(&result, line)) << line << " in\n" << result.output;
+}
+
+TEST(KorvexCheck, FindsWhatIsWrongWithReportsAndBindings)
+{
+    const TemporaryFolder folder;
+    unsetenv("DISPLAY");
+    emulator::EmulatorOptions options;
+    options.model = 0x7700;
+    emulator::EmulatorPointer panel = emulator::StartEmulator(options);
+    std::filesystem::create_symlink(TerminalPath(panel.get()), "panel");
+    {
+        Process enumerate(
+            {KORVEX, "enum", "--state", "state", "--windows", "none", "--pointer", "none", "--trace", "trace", "--port", "COM1=panel"});
+        EXPECT_EQ(ReadLineWith(enumerate.error, "Enable Touch Tests"), "Enable Touch Tests");
+        EXPECT_EQ(EndBySignal(&enumerate, SIGINT), 0);
+    }
+    panel = emulator::StartEmulator({});
+    std::filesystem::remove("panel");
+    std::filesystem::create_symlink(TerminalPath(panel.get()), "panel");
+    const auto listen = [&panel](const emulator::Bytes& report) {
+        Process check({KORVEX, "check", "--state", "state", "--seconds", "1", "--port", "COM1=panel"});
+        EXPECT_NE(ReadLineWith(check.error, "Touch each panel now"), "");
+        SendBytes(panel.get(), report);
+        const std::string binding = ReadLineWith(check.output, "COM1");
+        EXPECT_EQ(binding.substr(0, 66), "FAULT  COM1      a 7700 is known here, but a 5200 answers; 'korvex") << binding;
+        const std::string line = ReadLineWith(check.output, "COM1");
+        EXPECT_EQ(testing::WaitForExit(&check), 1);
+        return line;
+    };
+    EXPECT_EQ(listen({}).substr(0, 39), "note   COM1      it was not touched, so");
+    EXPECT_EQ(listen(ReportOf(panel.get(), true, 512, 512)), "ok     COM1      reports: 1, all good");
+    EXPECT_EQ(listen({0x70, 0, 4, 0, 2, 0x89}).substr(0, 47), "FAULT  COM1      it measures beyond its 10 bits");
+    EXPECT_EQ(listen({0x70, 0, 2, 0, 2, 0}).substr(0, 40), "FAULT  COM1      spoiled packets: 1, good");
+}
+
+TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
+{
+    const TemporaryFolder folder;
+    const testing::DisplayServer display;
+    setenv("DISPLAY", display.name.c_str(), 1);
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    const std::string port = "COM1=" + TerminalPath(panel.get());
+    struct Row {
+        std::string settings;
+        std::string line; // after its subject
+        int exitCode;
+    };
+    const std::string corners = "ADV_00_X=10\nADV_00_Y=10\nADV_01_X=900\nADV_01_Y=10\nADV_02_X=900\nADV_02_Y=900\n";
+    for (const Row& row : {Row{"", "the standard box", 0}, Row{"Mode=4\nADV_03_X=10\nADV_03_Y=900\n" + corners, "4 calibration points", 0},
+             Row{"Mode=5\n", "Mode=5 is none of 0, 4, 9, 16 and 25", 1}, Row{"PanelOrient=9\n", "PanelOrient=9 is not between 1 and 8", 1},
+             Row{"STD_MAX_X=wide\n", "STD_MAX_X=wide is not a whole number", 1},
+             Row{"STD_MIN_Y=7\nSTD_MAX_Y=7\n", "leave the standard box without extent", 1},
+             Row{"Mode=4\n" + corners, "ADV_03_X is missing", 1},
+             Row{"Mode=4\nADV_03_X=900\nADV_03_Y=900\n" + corners, "the targets 3 and 4 were measured at the same place", 1},
+             Row{"Mode=4\nADV_00_X=1\nADV_01_X=2\nADV_02_X=3\nADV_03_X=4\nADV_00_Y=1\nADV_01_Y=900\nADV_02_Y=2\nADV_03_Y=3\n",
+                 "the calibration points lie on a line", 1}}) {
+        WriteTextFile("Korvex.ini", "[Calibration]\n" + row.settings);
+        const RunResult result = Check({"--seconds", "0", "--port", port});
+        EXPECT_EQ(result.exitCode, row.exitCode) << result.output;
+        EXPECT_NE(result.output.find(row.line), std::string::npos) << row.line << " in\n" << result.output;
+        EXPECT_TRUE(HasLine(&result, "ok     display   ")) << result.output;
+    }
+    std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_read);
+    const RunResult locked = Check({"--seconds", "0", "--port", port});
+    EXPECT_TRUE(HasLine(&locked, "FAULT  settings  ") && locked.exitCode == 1) << locked.output;
+    unsetenv("DISPLAY");
+}
+
+} // namespace
+} // namespace korvex
