@@ -6,7 +6,7 @@ pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft)
 # Everything but the programs' main is in libraries that the tests link.
 file(GLOB KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/posix/*.cpp)
 file(GLOB KORVEX_RUNNER_SOURCES CONFIGURE_DEPENDS src/runner/*.cpp src/drivers/*.cpp)
-list(FILTER KORVEX_RUNNER_SOURCES EXCLUDE REGEX "/main\\.cpp$")
+list(FILTER KORVEX_RUNNER_SOURCES EXCLUDE REGEX "/(main|loaded_library)\\.cpp$")
 add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_RUNNER_SOURCES})
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11)

@@ -123,13 +123,18 @@ bool HasDisplay()
     return !EnvironmentText("DISPLAY").empty();
 }
 
-bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, ArgumentCount arguments, Options* options)
+void SetDefaults(Options* options)
 {
-    options->command = std::string("korvex ") + argv[0];
     if (options->pointer.empty())
         options->pointer = HasDisplay() ? "x11" : "log";
     options->windows = HasDisplay() ? "x11" : "none";
     options->stateFolder = DefaultStateFolder();
+}
+
+bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, ArgumentCount arguments, Options* options)
+{
+    options->command = std::string("korvex ") + argv[0];
+    SetDefaults(options);
 
     std::vector<option> known;
     for (const KnownOption& candidate : KNOWN) {

@@ -40,6 +40,9 @@ struct ArgumentCount {
 // True when an X display is named in the environment.
 bool HasDisplay();
 
+// Sets what an option that is missing means, where that depends on the user's environment and is not set yet.
+void SetDefaults(Options* options);
+
 // Reads a subcommand's options and arguments; argv[0] is its name, `accepted` names the options that it takes ("port", "state", …), and it
 // takes that many arguments. What `options` says of the pointer before is what an option that is missing means. False after one line on
 // standard error that names what is wrong.

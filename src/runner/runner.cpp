@@ -45,22 +45,24 @@ Commands:
 
 Options:
   --single           (enum, paneltest) only when no other one runs in this session
-  --port NAME=PATH   (enum, paneltest, check, ports, unbind; repeatable) use these ports, COM3=/dev/ttyUSB0, not
-                     the system's
-  --state DIR        (the same, calib, set-path, coinstall) where bindings and registry are kept (default $XDG_STATE_HOME/korvex)
+  --port NAME=PATH   (enum, paneltest, check, ports, unbind, coinstall; repeatable) use these ports,
+                     COM3=/dev/ttyUSB0, not the system's
+  --state DIR        (those, calib, set-path) where bindings and registry are kept (default
+                     $XDG_STATE_HOME/korvex, or ~/.local/state/korvex)
   --pointer x11|log|none
-                     (enum, paneltest, drive, monitor, record, replay) send the pointer input to the X display
-                     (default where DISPLAY is set, but not of record), print it as one JSON object a line on
-                     standard output, or drop it
+                     (enum, paneltest, drive, monitor, record, replay) send the pointer input to the X
+                     display (default where DISPLAY is set, but not of record), print it as one JSON object
+                     a line on standard output (not of monitor), or drop it
   --windows x11|none (enum, paneltest) show windows on the X display (default where DISPLAY is set), or
                      print what they would show on standard error
-  --trace FILE       (the same) write the diagnostic lines to FILE (default: standard error for enum,
-                     paneltest and drive, else nowhere)
+  --trace FILE       (enum, paneltest, check, drive, monitor, record, replay, coinstall) write the diagnostic
+                     lines to FILE (default: standard error for enum, paneltest, drive and coinstall, else
+                     nowhere)
   --json             (ports, monitor) as JSON; of monitor one object a line when something has changed
   --seconds N        (monitor, record) end by itself after so long; (check) how long to listen for touches
                      (default 3)
   --speed recorded|full
-                     (replay) with the pauses of the recording, or as fast as the line takes the bytes
+                     (replay) with the pauses of the recording (default), or as fast as the line takes it
   --instance ID      (coinstall) the device, USB\KVX5200\1; one that is not there is plugged in
   --os VERSION, --server, --tablet-pc
                      (coinstall) the Windows that is asked, 5.1 unless given, a server edition, a Tablet PC

@@ -182,7 +182,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithReportsAndBindings)
     EXPECT_EQ(listen({}).substr(0, 39), "note   COM1      it was not touched, so");
     EXPECT_EQ(listen(ReportOf(panel.get(), true, 512, 512)), "ok     COM1      reports: 1, all good");
     EXPECT_EQ(listen({0x70, 0, 4, 0, 2, 0x89}).substr(0, 47), "FAULT  COM1      it measures beyond its 10 bits");
-    EXPECT_EQ(listen({0x70, 0, 2, 0, 2, 0}).substr(0, 40), "FAULT  COM1      spoiled packets: 1, good");
+    EXPECT_EQ(listen({0x70, 0, 2, 0, 2, 0}).substr(0, 41), "FAULT  COM1      spoiled packets: 1, good");
 }
 
 TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
