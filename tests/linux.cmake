@@ -32,6 +32,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/threads_test.cpp
     runner/command_test.cpp
     runner/diagnosis_test.cpp
+    runner/documents_test.cpp
     runner/enumerate_test.cpp
     runner/panel_test_command_test.cpp
     runner/recordings_test.cpp
@@ -39,7 +40,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     support/millisecond_clock_test.cpp)
 target_link_libraries(korvex_tests PRIVATE korvex_testing GTest::gtest_main)
 target_precompile_headers(korvex_tests PRIVATE <gtest/gtest.h> <filesystem> <string> <thread> <vector>)
-target_compile_definitions(korvex_tests PRIVATE RECORDINGS_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/recordings"
+target_compile_definitions(korvex_tests PRIVATE SOURCE_FOLDER="${PROJECT_SOURCE_DIR}" RECORDINGS_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/recordings"
     STATUS_WINDOW_SCREENSHOT="${PROJECT_BINARY_DIR}/status-window.png" PANEL_TEST_SCREENSHOT="${PROJECT_BINARY_DIR}/panel-test.png")
 add_dependencies(korvex_tests korvex_command korvex_emulator)
 

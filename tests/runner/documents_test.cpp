@@ -1,0 +1,106 @@
+// The commands in the README and in docs/ do what is said of them: each runs, and ends well.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "testing/process.h"
+#include "testing/temporary_folder.h"
+#include "testing/test_line.h"
+
+namespace korvex {
+namespace {
+
+using testing::Process;
+
+// The commands of a document: its indented lines that begin with one of the programs, without their comments.
+std::vector<std::string> CommandsIn(const std::filesystem::path& path)
+{
+    std::vector<std::string> commands;
+    std::istringstream lines(testing::ReadTextFile(path));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("    korvex ") || line.starts_with("    korvex-emulator "))
+            commands.push_back(line.substr(4, line.find(" #") - 4));
+    }
+    return commands;
+}
+
+void Replace(std::string* text, const std::string& from, const std::string& to)
+{
+    const size_t position = text->find(from);
+    if (position != std::string::npos)
+        text->replace(position, from.size(), to);
+}
+
+// The words with the test's programs and panel in place of the reader's.
+std::vector<std::string> WordsOf(std::string command)
+{
+    for (const char* port : {"/dev/ttyUSB0", "/dev/ttyS0", "/tmp/panel"})
+        Replace(&command, port, command.starts_with("korvex-emulator") ? "emulated" : "panel");
+    std::istringstream text(command);
+    std::vector<std::string> words;
+    for (std::string word; text >> word;) {
+        std::erase(word, '\'');
+        words.push_back(word);
+    }
+    words[0] = words[0] == "korvex" ? KORVEX_COMMAND : EMULATOR_COMMAND;
+    for (const char* name : {"enum", "paneltest", "check", "ports", "unbind"}) {
+        if (words[1] == name)
+            words.insert(words.end(), {"--port", "COM3=panel"});
+    }
+    return words;
+}
+
+// Runs a command; one that does not end by itself is ended once it has found its panel.
+void RunCommand(const std::string& command)
+{
+    SCOPED_TRACE(command);
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    std::filesystem::remove("panel");
+    std::filesystem::create_symlink(TerminalPath(panel.get()), "panel");
+    const std::vector<std::string> words = WordsOf(command);
+    Process process(words);
+    const std::vector<std::string> lasting{"enum", "paneltest", "drive", "monitor", "record"};
+    if (words[0] == EMULATOR_COMMAND) {
+        EXPECT_NE(testing::ReadLine(process.output), "");
+        EXPECT_EQ(testing::EndBySignal(&process, SIGTERM), 0);
+    } else if (std::find(lasting.begin(), lasting.end(), words[1]) != lasting.end()) {
+        using std::chrono::milliseconds;
+        EXPECT_TRUE(WaitForQuietHost(panel.get(), milliseconds(200), milliseconds(10000)));
+        EXPECT_EQ(testing::EndBySignal(&process, SIGINT), 0);
+    } else {
+        EXPECT_EQ(testing::WaitForExit(&process), 0);
+    }
+}
+
+TEST(Documents, HaveCommandsThatWork)
+{
+    const testing::TemporaryFolder folder;
+    const testing::DisplayServer display;
+    setenv("DISPLAY", display.name.c_str(), 1);
+    setenv("XDG_STATE_HOME", (folder.path / "state").c_str(), 1);
+    size_t count = 0;
+    const std::filesystem::path root = SOURCE_FOLDER;
+    std::vector<std::filesystem::path> documents{root / "README.md"};
+    for (const auto& entry : std::filesystem::directory_iterator(root / "docs"))
+        documents.push_back(entry.path());
+    for (const std::filesystem::path& document : documents) {
+        std::filesystem::remove("touches.txt"); // a recording is never overwritten
+        for (const std::string& command : CommandsIn(document)) {
+            RunCommand(command);
+            ++count;
+        }
+    }
+    EXPECT_GT(count, 15U);
+    unsetenv("DISPLAY");
+    unsetenv("XDG_STATE_HOME");
+}
+
+} // namespace
+} // namespace korvex
