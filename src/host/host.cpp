@@ -16,8 +16,6 @@ namespace korvex {
 namespace {
 
 constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup");
-constexpr const WCHAR* SETUP_TITLE = TEXT("Korvex Touch Solutions");
-constexpr COLORREF WHITE = 0x00FFFFFF;
 constexpr DWORD PAUSE_BEFORE_DETECTION_MS = 1000;
 constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
 constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
@@ -46,7 +44,7 @@ void CreateStatusWindow(HostContext* context)
     constexpr int HEIGHT = 100;
     constexpr int TEXT_TOP = 20;
     constexpr int TEXT_HEIGHT = 36;
-    context->statusWindow = CreateWindowExW(0, SETUP_CLASS, SETUP_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX, 0, 0, WIDTH, HEIGHT,
+    context->statusWindow = CreateWindowExW(0, SETUP_CLASS, WINDOW_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX, 0, 0, WIDTH, HEIGHT,
         nullptr, nullptr, context->moduleHandle, nullptr);
     auto identifier = std::bit_cast<HMENU>(uintptr_t{1});
     context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT,
@@ -108,11 +106,8 @@ BOOL StartHost(uint32_t flags)
 
 HostContext* FindHostContext(HMODULE moduleHandle)
 {
-    for (ListLinks* links = hostContexts.next; links != &hostContexts; links = links->next) {
-        if (ContextOf(links)->moduleHandle == moduleHandle)
-            return ContextOf(links);
-    }
-    return nullptr;
+    return FindInList(
+        &hostContexts, ContextOf, [moduleHandle](const HostContext* context) { return context->moduleHandle == moduleHandle; });
 }
 
 HostContext* CreateHostContext(HMODULE moduleHandle)
@@ -127,7 +122,7 @@ HostContext* CreateHostContext(HMODULE moduleHandle)
     context->stopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     context->notifyEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     context->icon = LoadIconW(moduleHandle, nullptr);
-    context->backgroundBrush = CreateSolidBrush(WHITE);
+    context->backgroundBrush = CreateSolidBrush(WINDOW_BACKGROUND);
     RegisterSetupClass(context);
     AppendToList(&hostContexts, &context->links);
     return context;

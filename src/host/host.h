@@ -13,6 +13,10 @@ namespace korvex {
 inline constexpr uint32_t HOST_DETECT = 0x2;     // starts the detection worker, behind a status window
 inline constexpr uint32_t HOST_PANEL_TEST = 0x4; // no status window and no refresh pass; detection waits for the notify target
 
+// What the library's windows have in common.
+inline constexpr const WCHAR* WINDOW_TITLE = TEXT("Korvex Touch Solutions");
+inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
+
 // Creates the process's context and, as the flags say, status window and worker. TRUE always; without memory for the context nothing is
 // started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);

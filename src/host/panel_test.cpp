@@ -16,10 +16,8 @@ namespace korvex {
 namespace {
 
 constexpr const WCHAR* PANEL_TEST_CLASS = TEXT("kxPanelTest");
-constexpr const WCHAR* PANEL_TEST_TITLE = TEXT("Korvex Touch Solutions");
 
 // Colours as 0x00BBGGRR.
-constexpr COLORREF WHITE = 0x00FFFFFF;
 constexpr COLORREF RED = 0x000000FF;
 constexpr COLORREF ORANGE = 0x00004DEA;
 constexpr COLORREF YELLOW = 0x0000FFFF;
@@ -193,7 +191,7 @@ BOOL StartPanelTest()
         return TRUE;
     const POINT screen = ScreenSize();
     context->window = CreateWindowExW(
-        0, PANEL_TEST_CLASS, PANEL_TEST_TITLE, WS_POPUP, 0, 0, screen.x, screen.y, nullptr, nullptr, context->moduleHandle, nullptr);
+        0, PANEL_TEST_CLASS, WINDOW_TITLE, WS_POPUP, 0, 0, screen.x, screen.y, nullptr, nullptr, context->moduleHandle, nullptr);
     ShowWindow(context->window, SW_SHOW);
     SetNotifyTarget(context->window, WM_DETECT_DONE);
     return TRUE;
@@ -201,11 +199,8 @@ BOOL StartPanelTest()
 
 PanelTestContext* FindPanelTestContext(HMODULE moduleHandle)
 {
-    for (ListLinks* links = panelTestContexts.next; links != &panelTestContexts; links = links->next) {
-        if (ContextOf(links)->moduleHandle == moduleHandle)
-            return ContextOf(links);
-    }
-    return nullptr;
+    return FindInList(
+        &panelTestContexts, ContextOf, [moduleHandle](const PanelTestContext* context) { return context->moduleHandle == moduleHandle; });
 }
 
 PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle)
@@ -216,7 +211,7 @@ PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle)
     auto* context = new (memory) PanelTestContext{};
     context->moduleHandle = moduleHandle;
     context->icon = LoadIconW(moduleHandle, nullptr);
-    context->backgroundBrush = CreateSolidBrush(WHITE);
+    context->backgroundBrush = CreateSolidBrush(WINDOW_BACKGROUND);
     RegisterPanelTestClass(context);
     AppendToList(&panelTestContexts, &context->links);
     return context;

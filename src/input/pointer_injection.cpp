@@ -28,7 +28,7 @@ bool InjectReport(TouchController* controller, const uint8_t* report)
     Point point = DecodeReport(controller, report);
     {
         const LockGuard guard(&controller->lock);
-        controller->lastRaw = point;
+        controller->touch = {point, ClassifyStatus(controller, status) == CONTACT_TOUCH};
         MapPoint(&controller->calib, &point);
         controller->report.lastX = point.x;
         controller->report.lastY = point.y;
@@ -55,6 +55,10 @@ void ReleaseContact(TouchController* controller)
     if (controller->prevContact != CONTACT_TOUCH)
         return;
     controller->prevContact = CONTACT_NONE;
+    {
+        const LockGuard guard(&controller->lock);
+        controller->touch.touching = false;
+    }
     // The reader alone writes the last point.
     Send(controller, {controller->report.lastX, controller->report.lastY}, MOUSEEVENTF_LEFTUP);
 }

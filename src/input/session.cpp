@@ -140,15 +140,15 @@ bool HasReaderEnded(const TouchController* controller)
 
 bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot)
 {
-    Point raw{};
-    return TakeSnapshotWithRaw(controller, snapshot, &raw);
+    LiveTouch touch{};
+    return TakeLiveSnapshot(controller, snapshot, &touch);
 }
 
-bool TakeSnapshotWithRaw(TouchController* controller, ReportSnapshot* snapshot, Point* raw)
+bool TakeLiveSnapshot(TouchController* controller, ReportSnapshot* snapshot, LiveTouch* touch)
 {
     const LockGuard guard(&controller->lock);
     *snapshot = controller->report;
-    *raw = controller->lastRaw;
+    *touch = controller->touch;
     return true;
 }
 

@@ -30,8 +30,8 @@ bool HasReaderEnded(const TouchController* controller);
 // Copies the last report. Any thread; never a mix of two reports.
 bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot);
 
-// The same, with the raw point that the report carried.
-bool TakeSnapshotWithRaw(TouchController* controller, ReportSnapshot* snapshot, Point* raw);
+// The same, with the touch as it is at that moment.
+bool TakeLiveSnapshot(TouchController* controller, ReportSnapshot* snapshot, LiveTouch* touch);
 
 // Sets the calibration's mapMode: 1 calibrated, 0 plain scaling. Applies from the next report on. On the thread that also imports
 // calibrations (ImportCalibration).

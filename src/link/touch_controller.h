@@ -79,6 +79,12 @@ struct ReportSnapshot {
 };
 static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
 
+// What a monitor shows besides.
+struct LiveTouch {
+    Point raw;     // what the last report measured, unmapped
+    bool touching; // from a report of contact to that of its end, or to the release that the session sends in its place
+};
+
 // What a session has seen since its start. Each is written by the reader thread alone and may be read by any thread at any time; they wrap.
 struct SessionCounters {
     std::atomic<uint32_t> reports;            // valid ones
@@ -118,11 +124,11 @@ struct TouchController {
     HANDLE stoppedEvent;                // set by the reader thread when it has left its loop
     ListLinks links;                    // in the host context's list
 
-    CRITICAL_SECTION lock; // guards `calib`, `report` and `lastRaw` of a running session; never held across a file access, input or wait
+    CRITICAL_SECTION lock; // guards `calib`, `report` and `touch` of a running session; never held across a file access, input or wait
     HANDLE stopEvent;      // the host's: set when everything is to end; null without a host; not owned
     HANDLE wakeEvent;      // manual-reset: set when this session is to end, for a reader that pauses
     HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
-    Point lastRaw;         // what the last report measured, unmapped
+    LiveTouch touch;
     SessionCounters counters;
 };
 

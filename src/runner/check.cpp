@@ -60,19 +60,31 @@ uint32_t FirmwareModelNumber(TouchController* controller)
     return Transact(controller, &command, &answer) ? DecodeCoord(controller, &answer[1], true) : 0;
 }
 
+// The rate at which something answers that was not identified: the last candidate's or that of the short packets; 0 when nothing does.
+uint32_t AnsweringBaudRate(TouchController* controller)
+{
+    if (controller->link.baudRate == 0) {
+        controller->model = MODEL_7700;
+        controller->reportLength = ReportLengthOf(MODEL_7700);
+        ProbeBaud(controller);
+    }
+    return controller->link.baudRate;
+}
+
 // Whether what answers on the port can be driven, and is what the port is bound to.
 bool CheckController(const PortState* port, TouchController* controller, Findings* findings)
 {
     const std::string stored = port->model == 0 ? "" : ModelText(port->model);
     if (!IdentifyController(controller)) {
         const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
-        if (controller->link.baudRate == 0)
+        const uint32_t baudRate = AnsweringBaudRate(controller);
+        if (baudRate == 0)
             Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, port->name,
                 "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud" + known
                     + "; if there is one, check its cable and power");
         else
             Add(findings, Severity::FAULT, port->name,
-                "what answers on '" + port->path + "' at " + std::to_string(controller->link.baudRate)
+                "what answers on '" + port->path + "' at " + std::to_string(baudRate)
                     + " baud leaves questions open; unplug it and plug it in again; if that does not help, its model cannot be driven");
         return false;
     }
@@ -86,8 +98,8 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
     }
     if (!stored.empty() && port->model != controller->model) {
         Add(findings, Severity::FAULT, port->name,
-            "a " + stored + " is known here, but a " + ModelText(controller->model)
-                + " answers; 'korvex enum' finds that out and binds it anew, 'korvex unbind " + port->name + "' forgets the old one");
+            "a " + stored + " is known here, but a " + ModelText(controller->model) + " answers; 'korvex unbind " + port->name
+                + "' forgets the old one, and the next start finds the new one");
         return true;
     }
     Add(findings, Severity::FINE, port->name, "'" + port->path + "', " + DescriptionOf(controller));
@@ -104,13 +116,18 @@ void CheckPort(const PortState* port, Findings* findings, std::vector<Listener>*
     TouchController* controller = CreateController();
     if (controller == nullptr) {
         CloseHandle(handle);
+        Add(findings, Severity::FAULT, port->name, "memory is short; end other programs");
         return;
     }
     LinkInit(&controller->link, handle, LINK_SERIAL, 0);
-    if (CheckController(port, controller, findings) && StartSession(controller))
+    const bool drivable = CheckController(port, controller, findings);
+    if (drivable && StartSession(controller)) {
         listeners->push_back({port->name, controller});
-    else
-        ReleaseController(controller);
+        return;
+    }
+    if (drivable)
+        Add(findings, Severity::FAULT, port->name, "the system refuses a thread for the session; end other programs");
+    ReleaseController(controller);
 }
 
 // What the sessions have seen while they listened.

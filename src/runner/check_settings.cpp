@@ -27,8 +27,10 @@ namespace {
 constexpr const char* FILE_NAME = "Korvex.ini";
 constexpr const char* SUBJECT = "settings";
 constexpr const char* CURE = "; calibrate anew with 'korvex paneltest', or put it right by hand";
-constexpr int LARGEST_RAW = 4095; // of 12 bits
-constexpr int LEAST_SPAN = 64;    // raw units that calibration points must cover on each axis to mean anything
+constexpr int LARGEST_RAW = 4095;  // of 12 bits
+constexpr int DEFAULT_MINIMUM = 0; // of a box
+constexpr int DEFAULT_MAXIMUM = 1023;
+constexpr int LEAST_SPAN = 64; // raw units that calibration points must cover on each axis to mean anything
 
 void AddFault(Findings* findings, std::string text)
 {
@@ -91,8 +93,8 @@ void CheckBox(const platform::ProfileDocument* file, const char* axis, Findings*
     // A box may reach past the panel: its ends are the raw values at the screen's edges.
     const bool usable
         = CheckNumber(&minimum, -LARGEST_RAW, 2 * LARGEST_RAW, findings) && CheckNumber(&maximum, -LARGEST_RAW, 2 * LARGEST_RAW, findings);
-    if (usable && minimum.number && minimum.number == maximum.number)
-        AddFault(findings, Line(&minimum) + " and " + Line(&maximum) + " leave the standard box without extent, so a default is used");
+    if (usable && minimum.number.value_or(DEFAULT_MINIMUM) == maximum.number.value_or(DEFAULT_MAXIMUM))
+        AddFault(findings, minimum.key + " and " + maximum.key + " leave the standard box without extent, so a default is used");
 }
 
 void CheckPoints(const platform::ProfileDocument* file, uint32_t count, Findings* findings)
@@ -168,9 +170,11 @@ void CheckSettings(Findings* findings)
     CheckBox(&file, "X", findings);
     CheckBox(&file, "Y", findings);
     CheckPoints(&file, count, findings);
-    if (findings->size() == before && writable)
-        findings->push_back({Severity::FINE, SUBJECT,
-            "'" + path + "', " + (count == 0 ? "the standard box" : std::to_string(count) + " calibration points")});
+    if (findings->size() == before && writable) {
+        const std::string points = std::to_string(count) + " calibration points";
+        const bool mapped = count == 4 || count == 9; // more of them are kept, but map by the box
+        findings->push_back({Severity::FINE, SUBJECT, "'" + path + "', " + (mapped ? points : "the standard box")});
+    }
 }
 
 } // namespace korvex::runner

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,7 +9,7 @@
 #include "drivers/touch_driver.h"
 #include "host/korvex.h"
 #include "platform/posix/device_tree.h"
-#include "platform/posix/machine.h"
+#include "platform/posix/registry_keys.h"
 #include "platform/posix/text.h"
 #include "platform/win32.h"
 #include "runner/machine_setup.h"
@@ -53,26 +52,11 @@ DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
     return result;
 }
 
-// What the registry holds, a line for each value.
-std::vector<std::string> RegistryLines()
+void PrintNewLines(const std::vector<std::u16string>& before, const std::vector<std::u16string>& after)
 {
-    std::vector<std::string> lines;
-    std::ifstream file(platform::ThisMachine()->stateFolder + "/registry.ini");
-    std::string section;
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with('['))
-            section = line.substr(1, line.rfind(']') - 1);
-        else if (!line.empty())
-            lines.push_back(std::string(section).append("\\").append(line));
-    }
-    return lines;
-}
-
-void PrintNewLines(const std::vector<std::string>& before, const std::vector<std::string>& after)
-{
-    for (const std::string& line : after) {
+    for (const std::u16string& line : after) {
         if (std::find(before.begin(), before.end(), line) == before.end())
-            printf("registry: %s\n", line.c_str());
+            printf("registry: %s\n", platform::ToUtf8(line).c_str());
     }
 }
 
@@ -110,14 +94,14 @@ int RunCoinstall(int argc, char** argv)
         fprintf(stderr, "%s: there is no device '%s'\n", options.command.c_str(), options.instance.c_str());
         return EXIT_FAULT;
     }
-    const std::vector<std::string> registry = RegistryLines();
+    const std::vector<std::u16string> registry = platform::RegistryLines();
     std::vector<std::pair<DEVINST, std::u16string>> children;
     for (const DEVINST child : platform::ChildrenOf(device.node))
         children.emplace_back(child, platform::InstanceIdOf(child));
 
     Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
 
-    PrintNewLines(registry, RegistryLines());
+    PrintNewLines(registry, platform::RegistryLines());
     PrintRemoved(children);
     if (device.driver != nullptr && !device.driver->reportModes.empty())
         printf("driver: report mode %u\n", device.driver->reportModes.back());

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "input/session.h"
-#include "input/touch_report.h"
 #include "runner/json_text.h"
 #include "runner/machine_setup.h"
 #include "runner/opened_controller.h"
@@ -68,10 +67,12 @@ Sample TakeSample(Watched* watched)
     const SessionCounters* counters = &controller->counters;
     ReportSnapshot report{};
     Sample sample{};
-    TakeSnapshotWithRaw(controller, &report, &sample.raw);
+    LiveTouch touch{};
+    TakeLiveSnapshot(controller, &report, &touch);
+    sample.raw = touch.raw;
+    sample.touching = touch.touching;
     sample.mapped = {report.lastX, report.lastY};
     sample.gone = GrowthOf(&watched->failedWaits, GONE_TICKS, counters->failedWaits) > 0;
-    sample.touching = !sample.gone && ClassifyStatus(controller, static_cast<uint8_t>(report.lastStatus)) == CONTACT_TOUCH;
     sample.reports = counters->reports;
     sample.rate = GrowthOf(&watched->reports, TICKS_PER_SECOND, sample.reports);
     sample.rejected = counters->rejectedPackets;
@@ -89,13 +90,11 @@ std::string RowOf(const Watched* watched)
     const size_t hidden = watched->port.size() > PORT_WIDTH ? watched->port.size() - PORT_WIDTH : 0;
     const char* contact = sample->gone ? "gone" : sample->touching ? "down" : "up";
     std::array<char, 120> row{};
-    snprintf(row.data(), row.size(), "%-13s %4d %4d %6d %6d %-4s %5u %7u %5u %6u %6u", watched->port.c_str() + hidden, sample->raw.x,
+    snprintf(row.data(), row.size(), "%-13s %4d %4d %6d %6d %-4s %5u %7u %5u %6u %7u", watched->port.c_str() + hidden, sample->raw.x,
         sample->raw.y, sample->mapped.x, sample->mapped.y, contact, sample->rate, sample->reports, sample->rejected,
         sample->resynchronisations, sample->dropped);
     return row.data();
 }
-
-constexpr const char* HEADING = "PORT          RAW X    Y MAPPED X      Y       RATE REPORTS  BAD RESYNC DROPPED";
 
 void PrintJson(const Watched* watched, milliseconds time)
 {
@@ -112,7 +111,9 @@ void Show(std::vector<Watched>* all, const Options* options, bool first, millise
 {
     const bool inPlace = !options->json && isatty(STDOUT_FILENO) == 1;
     if (first && !options->json)
-        puts(HEADING);
+        printf("%-13s %4s %4s %6s %6s %-4s %5s %7s %5s %6s %7s\n", "PORT", "RAW", "Y", "MAPPED", "Y", "", "RATE", "REPORTS", "BAD",
+            "RESYNC",
+            "DROPPED"); // the columns of RowOf
     if (inPlace && !first)
         printf("\x1b[%zuA", all->size()); // up to the first row (ECMA-48, CUU)
     for (Watched& watched : *all) {

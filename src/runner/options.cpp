@@ -1,6 +1,8 @@
 #include "runner/options.h"
 
 #include <getopt.h>
+#include <pwd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -31,10 +33,16 @@ std::string EnvironmentText(const char* name)
     return value == nullptr ? "" : value;
 }
 
+// By the XDG Base Directory Specification.
 std::string DefaultStateFolder()
 {
     const std::string folder = EnvironmentText("XDG_STATE_HOME");
-    return folder.empty() ? EnvironmentText("HOME") + "/.local/state/korvex" : folder + "/korvex";
+    if (!folder.empty())
+        return folder + "/korvex";
+    std::string home = EnvironmentText("HOME");
+    if (const passwd* user = getpwuid(getuid()); home.empty() && user != nullptr)
+        home = user->pw_dir;
+    return home + "/.local/state/korvex";
 }
 
 bool IsPortName(std::string_view name)

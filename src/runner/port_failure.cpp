@@ -47,6 +47,8 @@ pid_t LockHolder(const std::string& path)
 pid_t OpenHolder(const fs::path& file)
 {
     std::error_code error;
+    if (file.empty())
+        return 0; // the port has gone meanwhile
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
         const pid_t process = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
         if (process == 0 || process == getpid())

@@ -69,9 +69,11 @@ int RunUnbind(int argc, char** argv)
     for (const PortState& port : AllPorts()) {
         if (port.name != options.arguments[0])
             continue;
-        platform::ForgetPort(port.node);
-        platform::DeleteRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port.name));
-        return EXIT_DONE;
+        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port.name);
+        if (platform::ForgetPort(port.node) && platform::DeleteRegistryPath(parameters))
+            return EXIT_DONE;
+        fprintf(stderr, "%s: cannot write the state folder '%s'\n", options.command.c_str(), options.stateFolder.c_str());
+        return EXIT_FAULT;
     }
     fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options.command.c_str(), options.arguments[0].c_str());
     return EXIT_NO_PORT;

@@ -6,13 +6,15 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -53,8 +55,10 @@ microseconds TimeOf(const Recorder* recorder)
 // Written at once: what was recorded until a crash is in the file.
 void Write(Recorder* recorder, const std::string& line)
 {
-    if (fputs(line.c_str(), recorder->file) == EOF || fflush(recorder->file) != 0)
-        recorder->failed = true;
+    if (recorder->failed || (fputs(line.c_str(), recorder->file) != EOF && fflush(recorder->file) == 0))
+        return;
+    recorder->failed = true;
+    kill(getpid(), SIGTERM); // which ends the recording
 }
 
 void RecordBytes(Recorder* recorder, platform::LineDirection direction, const uint8_t* bytes, size_t count)
@@ -97,11 +101,14 @@ emulator::EmulatorOptions EmulatorOf(const Recording* recording)
     options.fwMajor = recording->fwMajor;
     options.fwMinor = recording->fwMinor;
     options.fwBuild = recording->fwBuild;
+    options.memory = recording->memory;
     return options;
 }
 
-// Sends the reports, each when its time has come. False when a signal ended it.
-bool Play(const Recording* recording, bool fullSpeed, emulator::Emulator* panel)
+enum class PlayResult { DONE, ENDED_BY_SIGNAL, LINE_FULL };
+
+// Sends the reports, each when its time has come.
+PlayResult Play(const Recording* recording, bool fullSpeed, emulator::Emulator* panel)
 {
     const Clock::time_point start = Clock::now();
     for (const RecordedReport& report : recording->reports) {
@@ -109,12 +116,12 @@ bool Play(const Recording* recording, bool fullSpeed, emulator::Emulator* panel)
         while (Clock::now() < due && !fullSpeed) {
             // Rounded up, so that the wait does not end before its time.
             if (WaitForEndSignal(std::chrono::ceil<milliseconds>(due - Clock::now())))
-                return false;
+                return PlayResult::ENDED_BY_SIGNAL;
         }
         if (!SendBytes(panel, report.bytes))
-            return false;
+            return PlayResult::LINE_FULL;
     }
-    return true;
+    return PlayResult::DONE;
 }
 
 // Waits until the session has taken everything: the line is empty, and nothing has been counted for longer than a report may take.
@@ -148,8 +155,13 @@ int Replay(const Options* options, const Recording* recording)
     if (exitCode != EXIT_DONE)
         return exitCode;
     exitCode = RunSession(options, options->arguments[0], controller);
-    if (exitCode == EXIT_DONE && Play(recording, options->fullSpeed, panel.get()))
+    const PlayResult result = exitCode == EXIT_DONE ? Play(recording, options->fullSpeed, panel.get()) : PlayResult::ENDED_BY_SIGNAL;
+    if (result == PlayResult::DONE)
         AwaitSilence(controller, TerminalPath(panel.get()));
+    if (result == PlayResult::LINE_FULL) {
+        fprintf(stderr, "%s: the session has taken nothing for a second; the rest is not played\n", options->command.c_str());
+        exitCode = EXIT_FAULT;
+    }
     const SessionCounters* counters = &controller->counters;
     fprintf(stderr, "%u reports, %u rejected packets, %u resynchronisations, %u bytes dropped, %u inputs\n", counters->reports.load(),
         counters->rejectedPackets.load(), counters->resynchronisations.load(), counters->droppedBytes.load(), counters->inputs.load());
@@ -160,8 +172,10 @@ int Replay(const Options* options, const Recording* recording)
 bool ReadWhole(const std::string& path, std::string* content)
 {
     std::ifstream file(path, std::ios::binary);
-    content->assign(std::istreambuf_iterator<char>(file), {});
-    return file.good() || file.eof();
+    std::ostringstream text;
+    text << file.rdbuf();
+    *content = text.str();
+    return file.good() && !text.bad() && !std::filesystem::is_directory(path);
 }
 
 } // namespace
@@ -184,6 +198,8 @@ int RunRecord(int argc, char** argv)
     Write(&recorder, FirstRecordingLine());
     const int exitCode = Record(&options, &recorder);
     recorder.failed = fclose(recorder.file) != 0 || recorder.failed;
+    if (exitCode == EXIT_NO_PORT)
+        unlink(path.c_str()); // nothing came over a line; a controller that gave no answer leaves what was asked
     if (recorder.failed)
         fprintf(stderr, "%s: cannot write all of '%s'\n", options.command.c_str(), path.c_str());
     return recorder.failed ? EXIT_FAULT : exitCode;

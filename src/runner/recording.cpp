@@ -1,7 +1,9 @@
 #include "runner/recording.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <optional>
 #include <system_error>
 
@@ -89,15 +91,37 @@ bool ParseController(std::string_view text, Recording* recording)
     return known && firmware && resolution && bits && baud && rate && TakeWord(&text).empty();
 }
 
-// Reads an event into the recording; empty, or what is wrong with it. `last` is the time of the event before.
-std::string ParseEvent(std::string_view line, std::chrono::microseconds* last, Recording* recording)
+// Takes what the controller's memory holds from the answer to a command that asks for it.
+void TakeMemory(const std::vector<uint8_t>* command, const std::vector<uint8_t>* answer, Recording* recording)
+{
+    const size_t length = ReportLengthOf(recording->model);
+    if (command->size() != length || answer->size() != length || answer->front() != command->front())
+        return;
+    const bool shortPackets = recording->model == MODEL_7700;
+    const auto code = command->front();
+    const size_t address = shortPackets ? size_t{4} * static_cast<uint8_t>(code - COMMAND_READ_MEMORY_7700) : (*command)[2];
+    const size_t first = shortPackets ? 1 : 3; // of the answer's data bytes
+    const size_t count = shortPackets ? 4 : 2;
+    if ((shortPackets || code == COMMAND_READ_MEMORY) && address + count <= recording->memory.size())
+        std::copy_n(answer->begin() + static_cast<ptrdiff_t>(first), count, recording->memory.begin() + static_cast<ptrdiff_t>(address));
+}
+
+// What has been read of a recording besides what is kept of it.
+struct ParserState {
+    std::chrono::microseconds time{0}; // of the event before
+    std::vector<uint8_t> command;      // the last one
+    std::vector<uint8_t> answer;       // what has come since
+};
+
+// Reads an event into the recording; empty, or what is wrong with it.
+std::string ParseEvent(std::string_view line, ParserState* state, Recording* recording)
 {
     const std::optional<std::chrono::microseconds> time = Time(TakeWord(&line));
     if (!time)
         return "a time in seconds is missing";
-    if (*time < *last)
+    if (*time < state->time)
         return "the time is before that of the line above";
-    *last = *time;
+    state->time = *time;
     const std::string_view kind = TakeWord(&line);
     if (kind == "controller") {
         if (recording->model != 0)
@@ -111,8 +135,15 @@ std::string ParseEvent(std::string_view line, std::chrono::microseconds* last, R
         return "bytes of two hexadecimal digits are missing";
     if (kind == "report" && recording->model == 0)
         return "a report before the controller is known";
-    if (kind == "report")
+    if (kind == "report") {
         recording->reports.push_back(std::move(report));
+    } else if (kind == "sent") {
+        state->command = report.bytes;
+        state->answer.clear();
+    } else {
+        state->answer.insert(state->answer.end(), report.bytes.begin(), report.bytes.end());
+        TakeMemory(&state->command, &state->answer, recording);
+    }
     return "";
 }
 
@@ -129,7 +160,7 @@ std::string TimeText(std::chrono::microseconds time)
 bool ParseRecording(std::string_view text, Recording* recording, std::string* error)
 {
     *recording = {};
-    std::chrono::microseconds last{0};
+    ParserState state;
     std::string fault;
     size_t number = 0;
     while (!text.empty() && fault.empty()) {
@@ -146,7 +177,7 @@ bool ParseRecording(std::string_view text, Recording* recording, std::string* er
             else if (version != VERSION)
                 fault = "version '" + std::string(version) + "' of the format is not known";
         } else if (!word.empty() && word.front() != '#') {
-            fault = ParseEvent(line, &last, recording);
+            fault = ParseEvent(line, &state, recording);
         }
     }
     if (fault.empty() && number == 0)

@@ -13,6 +13,7 @@
 // not count.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -20,6 +21,7 @@
 #include <string_view>
 #include <vector>
 
+#include "link/command_protocol.h"
 #include "link/touch_controller.h"
 
 namespace korvex::runner {
@@ -35,8 +37,9 @@ struct Recording {
     uint8_t fwMajor = 0;
     uint8_t fwMinor = 0;
     uint16_t fwBuild = 0;
-    uint32_t resolutionBits = 0; // 10 or 12
-    uint32_t baudRate = 0;       // 19200 or 9600
+    uint32_t resolutionBits = 0;                      // 10 or 12
+    uint32_t baudRate = 0;                            // 19200 or 9600
+    std::array<uint8_t, BOARD_MEMORY_BYTES> memory{}; // as far as it was asked for
     std::vector<RecordedReport> reports;
 };
 

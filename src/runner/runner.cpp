@@ -96,6 +96,15 @@ void BlockEndSignals()
     signal(SIGPIPE, SIG_IGN);
 }
 
+// The exit code of a command whose output must have gone out.
+int WithOutput(int exitCode)
+{
+    if ((fflush(stdout) == 0 && ferror(stdout) == 0) || exitCode != EXIT_DONE)
+        return exitCode;
+    fputs("korvex: cannot write to standard output\n", stderr);
+    return EXIT_FAULT;
+}
+
 } // namespace
 
 int RunCommand(int argc, char** argv)
@@ -106,11 +115,11 @@ int RunCommand(int argc, char** argv)
         = std::any_of(argv + std::min(argc, 1), argv + argc, [](const char* word) { return std::string_view(word) == "--help"; });
     for (const Command& known : COMMANDS) {
         if (known.name == command && !asksForHelp)
-            return known.run(argc - 1, argv + 1);
+            return WithOutput(known.run(argc - 1, argv + 1));
     }
     if (asksForHelp) {
         fputs(HELP, stdout);
-        return EXIT_DONE;
+        return WithOutput(EXIT_DONE);
     }
     if (command == "--version") {
         puts("korvex " KORVEX_VERSION);

@@ -37,4 +37,15 @@ inline void RemoveFromList(ListLinks* links)
     links->previous = nullptr;
 }
 
+// The first record of the list that matches, by the routines that give the record of its links and tell whether it does; null when none.
+template <typename RecordOf, typename Matches>
+auto FindInList(const ListLinks* head, RecordOf recordOf, Matches matches) -> decltype(recordOf(head->next))
+{
+    for (ListLinks* links = head->next; links != head; links = links->next) {
+        if (matches(recordOf(links)))
+            return recordOf(links);
+    }
+    return nullptr;
+}
+
 } // namespace korvex

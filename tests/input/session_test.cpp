@@ -264,6 +264,16 @@ TEST(Session, GoesOnWithinASecondOfItsPortsReturn)
         std::this_thread::sleep_for(milliseconds(10));
     }
     EXPECT_EQ(recorder.WaitFor(3)[2], (SentInput{49151, 49151, PRESS}));
+
+    // A loss within a report, on a port that is back at once, ends the touch too.
+    const size_t before = recorder.WaitFor(0).size();
+    emulator::EmulatorPointer next = emulator::StartEmulator({});
+    std::swap(panel, next);
+    plugIn();
+    SendBytes(next.get(), {0x70, 0});
+    next.reset();
+    const std::vector<SentInput> inputs = recorder.WaitFor(before + 1);
+    EXPECT_EQ(inputs.back(), (SentInput{49151, 49151, RELEASE}));
     StopSession(controller.get());
 }
 

@@ -58,6 +58,8 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
         EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << "one line: " << result.error;
         EXPECT_EQ(result.output, "");
     }
+    EXPECT_EQ(RunProgram({KORVEX, "replay", "."}).exitCode, 1) << "no file";
+    EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + " --help >/dev/full"}).exitCode, 1) << "nothing of it goes out";
     EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
     for (const std::vector<std::string>& command : {std::vector<std::string>{KORVEX, "--help"}, {KORVEX, "drive", "--help"}}) {
         const RunResult help = RunProgram(command);

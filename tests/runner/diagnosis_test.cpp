@@ -62,7 +62,7 @@ TEST(KorvexMonitor, KeepsItsTableInPlaceOnATerminal)
     const std::string command = KORVEX + " monitor --seconds 0.5 " + TerminalPath(panel.get());
     const RunResult result = RunProgram({"script", "-qec", command, "/dev/null"});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_NE(result.output.find("PORT          RAW X"), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("PORT           RAW    Y MAPPED"), std::string::npos) << result.output;
     EXPECT_NE(result.output.find("\x1b[1A" + TerminalPath(panel.get())), std::string::npos) << result.output;
     const RunResult clash = RunProgram({KORVEX, "monitor", "--pointer", "log", "panel"});
     EXPECT_EQ(clash.exitCode, 2);
@@ -131,12 +131,16 @@ TEST(KorvexCheck, FindsWhatIsWrongWithPortsAndControllers)
     AddAnswerFault(silent.get(), {emulator::AnswerFaultKind::SILENCE});
     const emulator::EmulatorPointer evasive = start({});
     AddAnswerFault(evasive.get(), {emulator::AnswerFaultKind::SILENCE, -1, 0xED});
+    options = {};
+    options.model = 0x7700;
+    const emulator::EmulatorPointer evasiveShort = start(options);
+    AddAnswerFault(evasiveShort.get(), {emulator::AnswerFaultKind::SILENCE, -1, 0xF2});
     const emulator::EmulatorPointer held = start({});
     const Process holder({"flock", TerminalPath(held.get()), "sh", "-c", "echo held; exec sleep 60"});
     EXPECT_EQ(ReadLine(holder.output), "held");
-    std::vector<std::string> words{"--seconds", "0", "--port", "COM6=/dev/nowhere", "--port", "COM7=/dev/null"};
+    std::vector<std::string> words{"--seconds", "0", "--port", "COM7=/dev/nowhere", "--port", "COM8=/dev/null"};
     int number = 1;
-    for (const auto& panel : {good.get(), unknown.get(), silent.get(), evasive.get(), held.get()})
+    for (const auto& panel : {good.get(), unknown.get(), silent.get(), evasive.get(), held.get(), evasiveShort.get()})
         words.insert(words.end(), {"--port", "COM" + std::to_string(number++) + "=" + TerminalPath(panel)});
     const RunResult result = Check(words);
     EXPECT_EQ(result.exitCode, 1);
@@ -147,8 +151,9 @@ TEST(KorvexCheck, FindsWhatIsWrongWithPortsAndControllers)
             std::string("note   COM3      no controller answers on '"), std::string("FAULT  COM4      what answers on '"),
             "FAULT  COM5      cannot open '" + TerminalPath(held.get()) + "': flock (process " + std::to_string(holder.pid)
                 + ") is using it",
-            std::string("FAULT  COM6      cannot open '/dev/nowhere': there is no such port"),
-            std::string("FAULT  COM7      cannot open '/dev/null': it is not a serial port")})
+            std::string("FAULT  COM7      cannot open '/dev/nowhere': there is no such port"),
+            std::string("FAULT  COM6      what answers on '"),
+            std::string("FAULT  COM8      cannot open '/dev/null': it is not a serial port")})
         EXPECT_TRUE(HasLine(&result, line)) << line << " in\n" << result.output;
 }
 

@@ -1,6 +1,7 @@
 // `korvex enum` and what belongs to it, as a person starts them.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -149,7 +150,8 @@ TEST(KorvexEnum, ReportsAPortThatAnotherProgramHolds)
     HANDLE held = testing::OpenPort(TerminalPath(installation.second.get()));
     Process command(installation.Unseen({"enum"}));
     EXPECT_EQ(ReadLineWith(command.error, "left out"),
-        "korvex enum: '" + TerminalPath(installation.second.get()) + "' is left out: another program is using it");
+        "korvex enum: '" + TerminalPath(installation.second.get()) + "' is left out: korvex_tests (process " + std::to_string(getpid())
+            + ") is using it");
     EXPECT_EQ(ReadLine(command.error), "Enable Touch Tests");
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     CloseHandle(held);
@@ -199,6 +201,10 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
     }
     std::vector<std::string> unbind = installation.Command({"unbind"});
     unbind.emplace_back("COM3");
+    namespace fs = std::filesystem;
+    fs::permissions("state/registry.ini", fs::perms::owner_read);
+    EXPECT_EQ(RunProgram(unbind).exitCode, 1) << "it cannot be written";
+    fs::permissions("state/registry.ini", fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(RunProgram(unbind).exitCode, 0);
     const std::string table = RunProgram(installation.Command({"ports"})).output;
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;

@@ -72,8 +72,12 @@ TEST(ParseRecording, NamesTheLineThatIsWrong)
     }
     runner::Recording recording;
     std::string error;
-    ASSERT_TRUE(runner::ParseRecording(start + "\n# by hand\r\n" + controller + "2.000001 report 70 0a\r\n3 report FF", &recording, &error))
+    ASSERT_TRUE(runner::ParseRecording(start + "\n# by hand\r\n" + controller
+            + "1 sent F3 00 0C 00 00 00\n1 answer F3 00\n1 answer 0C 01 F4 0B\n" + "2.000001 report 70 0a\r\n3 report FF",
+        &recording, &error))
         << error;
+    EXPECT_EQ(recording.memory[12], 0x01);
+    EXPECT_EQ(recording.memory[13], 0xF4);
     EXPECT_EQ(recording.model, 0x5200U);
     EXPECT_EQ(recording.resolutionBits, 12U);
     EXPECT_EQ(recording.baudRate, 9600U);

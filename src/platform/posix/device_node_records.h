@@ -29,7 +29,8 @@ struct TreeLock {
 // Null when the node is not present.
 DeviceNode* NodeOf(DEVINST node);
 std::vector<DEVINST> PresentNodes();
-void StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters);
+// False when the state folder cannot keep them; they count until the end of the process all the same.
+bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters);
 
 // Has the driver of the node's first upper filter look at the port. Called without the lock.
 void StartFilter(DEVINST node);

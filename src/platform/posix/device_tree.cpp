@@ -59,12 +59,10 @@ std::u16string StoredValue(std::u16string_view instanceId, std::u16string_view k
     return FindValue(&devices, instanceId, key).value_or(u"");
 }
 
-void StoreValue(std::u16string_view instanceId, std::u16string_view key, const std::u16string& value)
+bool StoreValue(std::u16string_view instanceId, std::u16string_view key, const std::u16string& value)
 {
-    if (!DevicesFile().empty())
-        UpdateProfile(
-            DevicesFile(), [&](ProfileDocument* devices) { SetValue(devices, instanceId, key, value.empty() ? nullptr : value.c_str()); },
-            Durability::LATER);
+    const auto store = [&](ProfileDocument* devices) { SetValue(devices, instanceId, key, value.empty() ? nullptr : value.c_str()); };
+    return DevicesFile().empty() || UpdateProfile(DevicesFile(), store, Durability::LATER);
 }
 
 std::vector<std::u16string> Split(std::u16string_view list)
@@ -149,12 +147,12 @@ void StartFilter(DEVINST node)
         start(node); // it talks to the port, so nothing is locked
 }
 
-void StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters)
+bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters)
 {
     const TreeLock lock;
     DeviceNode* found = NodeOf(node);
     found->upperFilters = std::move(filters);
-    StoreValue(found->options.instanceId, u"UpperFilters", Join(found->upperFilters));
+    return StoreValue(found->options.instanceId, u"UpperFilters", Join(found->upperFilters));
 }
 
 DEVINST AddNode(const NodeOptions& options)
@@ -281,12 +279,12 @@ DEVINST AddSerialPort(std::u16string_view name, const std::string& nativePath, c
     return port;
 }
 
-void PresentChild(DEVINST port, std::u16string_view instanceId)
+bool PresentChild(DEVINST port, std::u16string_view instanceId)
 {
     const TreeLock lock;
     const DeviceNode* found = NodeOf(port);
     if (found == nullptr)
-        return;
+        return false;
     bool presented = false;
     for (const DEVINST child : ChildrenOf(port)) {
         if (EqualNoCase(InstanceIdOf(child), instanceId))
@@ -296,14 +294,14 @@ void PresentChild(DEVINST port, std::u16string_view instanceId)
     }
     if (!presented && !instanceId.empty())
         AddChild(port, instanceId);
-    StoreValue(found->options.instanceId, u"Child", std::u16string(instanceId));
+    return StoreValue(found->options.instanceId, u"Child", std::u16string(instanceId));
 }
 
-void ForgetPort(DEVINST port)
+bool ForgetPort(DEVINST port)
 {
     const TreeLock lock;
-    PresentChild(port, u"");
-    StoreUpperFilters(port, {});
+    const bool childForgotten = PresentChild(port, u"");
+    return StoreUpperFilters(port, {}) && childForgotten;
 }
 
 void PlugFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start)

@@ -65,11 +65,12 @@ std::u16string HardwareKeyPath(std::u16string_view instanceId);
 // the adapter across runs (a path below /dev/serial/by-path where it has one). Its hardware key holds its name as "PortName".
 DEVINST AddSerialPort(std::u16string_view name, const std::string& nativePath, const std::string& stablePath);
 
-// Has a filter present a child below a port: the one with this instance ID, or none. The state folder keeps it.
-void PresentChild(DEVINST port, std::u16string_view instanceId);
+// Has a filter present a child below a port: the one with this instance ID, or none. False when the state folder cannot
+// keep it; it counts until the end of the process all the same.
+bool PresentChild(DEVINST port, std::u16string_view instanceId);
 
-// Takes a port's filters, its child and what the state folder keeps of it away.
-void ForgetPort(DEVINST port);
+// Takes a port's filters, its child and what the state folder keeps of it away. False when that cannot be written there.
+bool ForgetPort(DEVINST port);
 
 // A driver that can be a port's first upper filter: `start` is called when such a port is restarted or enumerated.
 void PlugFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start);

@@ -37,6 +37,9 @@ void RemoveSection(ProfileDocument* profile, std::u16string_view section);
 // The sections' names in the order of the file.
 std::vector<std::u16string> SectionNames(const ProfileDocument* profile);
 
+// Each line with a key, without blanks at its ends, behind its section's name and "\\".
+std::vector<std::u16string> SectionLines(const ProfileDocument* profile);
+
 // When a change is on the disk: as soon as its call returns, or when the system gets to it, so that a power cut can take it back.
 enum class Durability { AT_ONCE, LATER };
 

@@ -211,11 +211,15 @@ std::u16string ServiceKeyPath(std::u16string_view service)
     return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(service);
 }
 
-void DeleteRegistryPath(std::u16string_view path)
+bool DeleteRegistryPath(std::u16string_view path)
 {
-    if (!RegistryFile().empty())
-        UpdateProfile(
-            RegistryFile(), [path](ProfileDocument* registry) { RemoveSection(registry, path); }, Durability::LATER);
+    const auto remove = [path](ProfileDocument* registry) { RemoveSection(registry, path); };
+    return RegistryFile().empty() || UpdateProfile(RegistryFile(), remove, Durability::LATER);
+}
+
+std::vector<std::u16string> RegistryLines()
+{
+    return SectionLines(ReadRegistry().get());
 }
 
 } // namespace korvex::platform

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/posix/registry.h"
 
@@ -14,7 +15,10 @@ HKEY OpenRegistryPath(std::u16string_view path);
 // The path of a service's key.
 std::u16string ServiceKeyPath(std::u16string_view service);
 
-// Deletes a key with its values, not the keys below it.
-void DeleteRegistryPath(std::u16string_view path);
+// Deletes a key with its values, not the keys below it. False when that cannot be written.
+bool DeleteRegistryPath(std::u16string_view path);
+
+// Every value that is stored, as text: its key's path, "\\", and its line of the file.
+std::vector<std::u16string> RegistryLines();
 
 } // namespace korvex::platform

@@ -6,6 +6,7 @@
 
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include "platform/posix/blocking_io.h"
 #include "platform/posix/serial_port.h"
@@ -79,6 +80,9 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
     if (port == nullptr)
         return FALSE;
     *event = 0;
+    // Also where the line is back already: what was going on over it has ended.
+    if (std::exchange(port->lossToTell, false))
+        return Fail(ERROR_DEVICE_NOT_CONNECTED);
     if (!korvex::platform::HasLine(port))
         return FALSE;
     bool forInput = false;
@@ -102,8 +106,10 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
         return Fail(ERROR_OPERATION_ABORTED);
     if (wait == IoWait::WOKEN)
         return TRUE;
-    if (korvex::platform::IsQueueEmpty(port) && !korvex::platform::FetchInput(port))
+    if (korvex::platform::IsQueueEmpty(port) && !korvex::platform::FetchInput(port)) {
+        port->lossToTell = false;
         return FALSE;
+    }
     *event = EV_RXCHAR;
     return TRUE;
 }

@@ -73,6 +73,7 @@ BOOL SetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts);
 // Of the events only EV_RXCHAR is supported. Ends a pending WaitCommEvent, which then succeeds with event 0.
 BOOL SetCommMask(HANDLE handle, DWORD mask);
 
-// Waits, without limit, until input has arrived; returns at once while input is queued.
+// Waits, without limit, until input has arrived; returns at once while input is queued. Fails once after each loss of the line, also when
+// it is back.
 BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* overlapped);
 BOOL PurgeComm(HANDLE handle, DWORD flags);

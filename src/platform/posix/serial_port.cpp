@@ -212,6 +212,7 @@ bool HasLine(SerialPort* port)
 
 bool LoseLine(SerialPort* port)
 {
+    port->lossToTell = true;
     if (!port->path.empty()) {
         // An open descriptor would keep the adapter's number taken, and it would come back under another one.
         ::close(port->descriptor);

@@ -20,6 +20,7 @@ struct SerialPort : HandleObject {
     std::string path;        // empty: of a line that cannot be opened again
     int descriptor = -1;     // -1: the line is gone
     int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
+    bool lossToTell = false; // the line has gone since the last WaitCommEvent
     bool exclusive = false;  // TIOCEXCL is set
     bool pseudoTerminal = false;
     struct stat pathStatus { }; // of the path itself, a symbolic link say, when it was opened
