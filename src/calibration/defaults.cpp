@@ -9,7 +9,7 @@ namespace {
 
 constexpr uint32_t DEFAULT_RESOLUTION_BITS = 10;
 
-// No answer of this model is accepted yet (PacketIsValid), so the span stays as it is.
+// No answer of this model is accepted yet (PacketIsValid), so the span becomes 0.
 bool QueryRawRange(TouchController* controller, Point* rawRange)
 {
     const Packet command{COMMAND_RAW_RANGE};

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "discovery/model_table.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "link/touch_controller.h"
@@ -14,8 +15,6 @@
 namespace korvex::drivers {
 
 namespace {
-
-constexpr std::u16string_view SERVICE = u"KXSERENUM";
 
 struct Parameters {
     std::u16string portName;
@@ -40,7 +39,7 @@ Parameters ReadParameters(DEVINST port)
     RegQueryValueExW(hardwareKey, u"PortName", nullptr, nullptr, reinterpret_cast<BYTE*>(name.data()), &size);
     RegCloseKey(hardwareKey);
 
-    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(SERVICE) + u"\\Parameters\\" + name.data());
+    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name.data());
     Parameters parameters{name.data(), ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
     RegCloseKey(key);
     return parameters;
@@ -85,7 +84,7 @@ std::u16string ChildId(const Parameters* parameters)
 
 void PlugEnumeratorFilter()
 {
-    platform::PlugFilterDriver(SERVICE, StartEnumeratorFilter);
+    platform::PlugFilterDriver(ENUMERATOR_SERVICE, StartEnumeratorFilter);
 }
 
 void StartEnumeratorFilter(DEVINST port)

@@ -10,6 +10,7 @@
 #include "input/session.h"
 #include "support/lock_guard.h"
 #include "support/millisecond_clock.h"
+#include "support/time_left.h"
 
 namespace korvex {
 
@@ -59,7 +60,7 @@ bool JoinWorker(HostContext* context)
         return true;
     const DWORD start = GetTickCount();
     for (;;) {
-        const DWORD left = WORKER_STOP_LIMIT_MS - std::min<DWORD>(GetTickCount() - start, WORKER_STOP_LIMIT_MS);
+        const DWORD left = TimeLeft(start, WORKER_STOP_LIMIT_MS);
         const DWORD result = MsgWaitForMultipleObjects(1, &context->worker, FALSE, left, QS_SENDMESSAGE);
         if (result == WAIT_OBJECT_0)
             return true;
@@ -85,7 +86,7 @@ void StopSessions(HostContext* context, DWORD limit)
     for (auto* record = NextController(context, &context->controllers); record != nullptr; record = NextController(context, &record->links))
         RequestSessionStop(record);
     for (auto* record = NextController(context, &context->controllers); record != nullptr; record = NextController(context, &record->links))
-        JoinSession(record, limit - std::min<DWORD>(GetTickCount() - start, limit));
+        JoinSession(record, TimeLeft(start, limit));
 }
 
 } // namespace
@@ -215,7 +216,7 @@ BOOL DestroyHostContext()
     SetEvent(context->stopEvent);
     SetEvent(context->notifyEvent);
     const bool workerEnded = JoinWorker(context);
-    const DWORD left = STOP_LIMIT_MS - std::min<DWORD>(GetTickCount() - start, STOP_LIMIT_MS);
+    const DWORD left = TimeLeft(start, STOP_LIMIT_MS);
     if (!workerEnded) {
         StopSessions(context, left); // nothing is freed: the worker may still use it
         return TRUE;

@@ -25,10 +25,11 @@ void Send(TouchController* controller, Point point, DWORD flags)
 bool InjectReport(TouchController* controller, const uint8_t* report)
 {
     const uint8_t status = report[0];
+    const uint8_t contact = ClassifyStatus(controller, status);
     Point point = DecodeReport(controller, report);
     {
         const LockGuard guard(&controller->lock);
-        controller->touch = {point, ClassifyStatus(controller, status) == CONTACT_TOUCH};
+        controller->touch = {point, contact == CONTACT_TOUCH};
         MapPoint(&controller->calib, &point);
         controller->report.lastX = point.x;
         controller->report.lastY = point.y;
@@ -36,7 +37,6 @@ bool InjectReport(TouchController* controller, const uint8_t* report)
         controller->report.lastReportMs = NowMs();
     }
 
-    const uint8_t contact = ClassifyStatus(controller, status);
     DWORD flags = 0;
     if (contact == CONTACT_TOUCH)
         flags = MOUSEEVENTF_MOVE | (controller->prevContact == CONTACT_TOUCH ? 0 : MOUSEEVENTF_LEFTDOWN);

@@ -8,6 +8,7 @@
 #include "input/touch_report.h"
 #include "link/port_link.h"
 #include "support/lock_guard.h"
+#include "support/time_left.h"
 
 namespace korvex {
 
@@ -73,11 +74,6 @@ void CancelReaderWait(const TouchController* controller)
 bool HasThreadEnded(HANDLE thread)
 {
     return thread == nullptr || WaitForSingleObject(thread, 0) == WAIT_OBJECT_0;
-}
-
-DWORD TimeLeft(DWORD start, DWORD limit)
-{
-    return limit - std::min<DWORD>(GetTickCount() - start, limit);
 }
 
 } // namespace

@@ -15,8 +15,8 @@ inline constexpr uint32_t SESSION_STOP_LIMIT_MS = 2000;
 bool StartSession(TouchController* controller);
 
 // Stops the session and waits for its reader's end, at most SESSION_STOP_LIMIT_MS. A report that is being read is not injected any more.
-// Returns at once for a record without a session. True always; afterwards HasReaderEnded tells whether the record can be released.
-// Any thread but the reader's own, one at a time.
+// Returns at once for a record whose session was never started; one whose thread could not be created takes the whole limit. True always;
+// afterwards HasReaderEnded tells whether the record can be released. Any thread but the reader's own, one at a time.
 bool StopSession(TouchController* controller);
 
 // The two halves of StopSession, for stopping many sessions under one deadline: tells the session to end, without waiting; waits for its

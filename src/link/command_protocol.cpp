@@ -16,13 +16,8 @@ constexpr uint32_t MODEL_NUMBER_5460 = 5460; // decimal, as the firmware gives i
 constexpr uint32_t LOW_RESOLUTION_BITS = 10;
 constexpr uint32_t HIGH_RESOLUTION_BITS = 12;
 
-struct Candidate {
-    uint32_t model;
-    uint32_t reportLength;
-};
-
 // The short packets go first: a 6-byte controller ignores them, but a 5-byte one could take a longer packet for more than one command.
-constexpr std::array<Candidate, 2> CANDIDATES{Candidate{MODEL_7700, 5}, Candidate{MODEL_5200, 6}};
+constexpr std::array CANDIDATES{MODEL_7700, MODEL_5200};
 
 Packet CommandPacket(uint8_t code)
 {
@@ -117,10 +112,10 @@ void TakeBoardCalibration(TouchController* controller, const BoardMemory* memory
         calib->advPoints[i] = {valueAt(12 + 4 * i), valueAt(14 + 4 * i)};
 }
 
-bool TryCandidate(TouchController* controller, const Candidate* candidate)
+bool TryCandidate(TouchController* controller, uint32_t model)
 {
-    controller->model = candidate->model;
-    controller->reportLength = candidate->reportLength;
+    controller->model = model;
+    controller->reportLength = ReportLengthOf(model);
     if (!ProbeBaud(controller)) {
         controller->model = 0;
         controller->reportLength = 0;
@@ -267,8 +262,7 @@ bool IdentifyController(TouchController* controller)
 {
     controller->link.kind = LINK_SERIAL;
     controller->model = 0;
-    return std::any_of(
-        CANDIDATES.begin(), CANDIDATES.end(), [controller](const Candidate& candidate) { return TryCandidate(controller, &candidate); });
+    return std::any_of(CANDIDATES.begin(), CANDIDATES.end(), [controller](uint32_t model) { return TryCandidate(controller, model); });
 }
 
 } // namespace korvex

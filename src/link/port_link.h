@@ -1,5 +1,6 @@
 // The transport between a controller and the runtime: packets over a serial port. A link has one user at a time: the detecting thread
-// until the session starts, then the session's reader thread. Results are true for success; no routine closes the port.
+// until the session starts, then the session's reader thread. Results are true for success; no routine closes the port. A link of
+// another kind than LINK_SERIAL fails every transfer; one with an invalid handle transfers nothing and succeeds.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace korvex {
 // False for a kind other than LINK_SERIAL or a handle that is invalid; the link stores both all the same.
 bool LinkInit(PortLink* link, HANDLE handle, uint32_t kind, uint32_t portNumber);
 
-// Writes one packet, bounded by byteTimeoutMs in all. False on a link without a port, a failed or a short write. A count of 0 succeeds.
+// Writes one packet, bounded by byteTimeoutMs in all. False on a failed or a short write. A count of 0 succeeds.
 bool LinkWrite(PortLink* link, const uint8_t* bytes, uint32_t count);
 
 // Reads exactly `count` bytes into `buffer`, one byte per call of the system, so that nothing beyond them is taken from the port. Gives

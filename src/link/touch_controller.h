@@ -97,9 +97,9 @@ struct SessionCounters {
 };
 
 // Adds to a counter, which only the calling thread writes.
-inline void Count(std::atomic<uint32_t>* counter, uint32_t number = 1)
+inline void Count(std::atomic<uint32_t>* counter)
 {
-    counter->store(counter->load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
+    counter->store(counter->load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
 struct TouchController {

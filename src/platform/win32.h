@@ -17,6 +17,7 @@
 #include "platform/posix/files.h"
 #include "platform/posix/modules.h"
 #include "platform/posix/pointer.h"
+#include "platform/posix/process.h"
 #include "platform/posix/profile.h"
 #include "platform/posix/registry.h"
 #include "platform/posix/serial.h"

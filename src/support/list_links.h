@@ -1,8 +1,6 @@
 // Circular doubly-linked lists whose links are embedded in the records. A head is a ListLinks too, and empty when it points to itself.
 #pragma once
 
-#include <cstddef>
-
 namespace korvex {
 
 struct ListLinks {

@@ -16,30 +16,27 @@ using std::chrono::milliseconds;
 constexpr milliseconds READY_QUIET{300};
 constexpr milliseconds READY_LIMIT{60000};
 constexpr int DEFAULT_DRAG_STEPS = 20;
-constexpr double MAX_RATE = 10000;
+constexpr double LARGEST_NUMBER = 10000;
 constexpr double CIRCLE_RADIUS = 30; // percent
 
-// Reads the numbers of a line, at least `least`, each from 0 to `limit`; false when it holds anything else.
-bool ReadNumbers(std::istringstream* words, size_t least, double limit, std::vector<double>* numbers)
+// Reads the numbers of a line, `least` to `most` of them, each from 0 to `limit`; false when it holds anything else.
+bool ReadNumbers(std::istringstream* words, size_t least, size_t most, double limit, std::vector<double>* numbers)
 {
     for (double number = 0; *words >> number;) {
         if (!(number >= 0 && number <= limit))
             return false;
         numbers->push_back(number);
     }
-    return words->eof() && numbers->size() >= least;
+    return words->eof() && numbers->size() >= least && numbers->size() <= most;
 }
 
 bool ReadBytes(std::istringstream* words, Bytes* bytes)
 {
     std::string word;
     while (*words >> word) {
-        size_t used = 0;
-        unsigned long value = 0;
         if (word.size() > 2 || word.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
             return false;
-        value = std::stoul(word, &used, 16);
-        bytes->push_back(static_cast<uint8_t>(value));
+        bytes->push_back(static_cast<uint8_t>(std::stoul(word, nullptr, 16)));
     }
     return !bytes->empty();
 }
@@ -94,23 +91,25 @@ GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string*
     bool understood = true;
     bool done = true;
     if (verb == "ready") {
-        done = WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT);
+        understood = ReadNumbers(&words, 0, 0, 0, &numbers);
+        done = understood && WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT);
     } else if (verb == "touch") {
-        understood = ReadNumbers(&words, 2, 100, &numbers) && numbers.size() == 2;
+        understood = ReadNumbers(&words, 2, 2, 100, &numbers);
         done = understood && TouchAt(emulator, numbers[0], numbers[1]);
     } else if (verb == "drag") {
-        understood = ReadNumbers(&words, 2, MAX_RATE, &numbers) && numbers.size() <= 3 && numbers[0] <= 100 && numbers[1] <= 100;
+        understood = ReadNumbers(&words, 2, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100 && numbers[1] <= 100;
         done = understood
             && DragTo(emulator, numbers[0], numbers[1], numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
     } else if (verb == "lift") {
-        done = Lift(emulator);
+        understood = ReadNumbers(&words, 0, 0, 0, &numbers);
+        done = understood && Lift(emulator);
     } else if (verb == "circle") {
-        understood = ReadNumbers(&words, 2, MAX_RATE, &numbers) && numbers.size() == 2 && numbers[0] >= 1;
+        understood = ReadNumbers(&words, 2, 2, LARGEST_NUMBER, &numbers) && numbers[0] >= 1;
         done = understood && Circle(emulator, numbers[0], numbers[1]);
     } else if (verb == "panel-test") {
         done = FollowPanelTest(emulator);
     } else if (verb == "wait") {
-        understood = ReadNumbers(&words, 1, 3600000, &numbers) && numbers.size() == 1;
+        understood = ReadNumbers(&words, 1, 1, 3600000, &numbers);
         if (understood)
             std::this_thread::sleep_for(milliseconds(static_cast<int64_t>(numbers[0])));
     } else if (verb == "send") {

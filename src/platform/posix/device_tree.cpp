@@ -151,6 +151,8 @@ bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters)
 {
     const TreeLock lock;
     DeviceNode* found = NodeOf(node);
+    if (found == nullptr)
+        return false;
     found->upperFilters = std::move(filters);
     return StoreValue(found->options.instanceId, u"UpperFilters", Join(found->upperFilters));
 }

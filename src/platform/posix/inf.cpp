@@ -1,11 +1,11 @@
 // InstallHinfSectionW: the little of an INF file that a driver's service needs.
 
-#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "platform/posix/machine.h"
 #include "platform/posix/profile_document.h"
@@ -55,7 +55,7 @@ void InstallService(
     fs::create_directories(target.parent_path(), error);
     fs::copy_file(infFolder / target.filename(), target, fs::copy_options::overwrite_existing, error);
 
-    HKEY key = korvex::platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(service));
+    HKEY key = korvex::platform::OpenRegistryPath(korvex::platform::ServiceKeyPath(service));
     RegSetValueExW(
         key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(place.c_str()), static_cast<DWORD>((place.size() + 1) * sizeof(WCHAR)));
     RegCloseKey(key);

@@ -6,6 +6,7 @@
 #include "platform/posix/types.h"
 
 using HMODULE = struct HINSTANCE__*;
+using HINSTANCE = HMODULE;
 using FARPROC = intptr_t(WINAPI*)();
 
 // Knows "kernel32.dll", and the program itself by a null name.

@@ -16,7 +16,7 @@ using korvex::platform::Machine;
 using korvex::platform::PixelOf;
 using korvex::platform::ThisMachine;
 
-std::mutex pointerLock; // one output or question at a time; an output may take long
+std::mutex outputLock; // one output at a time, which may take long
 
 // Where a logged pointer is, under a lock of its own: a reader of the log that has stalled must not hold up who asks.
 std::mutex positionLock;
@@ -43,7 +43,7 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
         korvex::platform::Fail(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    const std::lock_guard guard(pointerLock);
+    const std::lock_guard guard(outputLock);
     const Machine* machine = ThisMachine();
     for (UINT i = 0; i < count; ++i) {
         if (!machine->pointerOutput || !machine->pointerOutput(inputs[i])) {

@@ -70,7 +70,7 @@ std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::
     for (const fs::directory_entry& entry : fs::directory_iterator(sysRoot + "/class/tty", error)) {
         const std::string name = entry.path().filename().string();
         const std::optional<TtyName> tty = ParseTtyName(name);
-        if (tty && HasDevice(entry.path()) && !IsKernelConsole("/dev/" + name, procRoot))
+        if (tty && HasDevice(entry.path()) && !IsKernelConsole(std::string(devRoot).append("/").append(name), procRoot))
             found.push_back({tty->family == "ttyS" ? 0 : tty->family == "ttyUSB" ? 1 : 2, tty->number, name});
     }
     std::sort(found.begin(), found.end(),
@@ -80,6 +80,7 @@ std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::
     int nextUsb = FIRST_USB_NUMBER;
     for (const Found& tty : found) {
         const int number = tty.family == 0 ? tty.number + 1 : nextUsb++;
+        nextUsb = std::max(nextUsb, number + 1); // a machine may have more than 32 UARTs
         const std::string path = devRoot + "/" + tty.name;
         ports.push_back({"COM" + std::to_string(number), path, StablePath(path, devRoot)});
     }

@@ -7,7 +7,8 @@
 namespace korvex::platform {
 
 struct ScannedPort {
-    std::string name;       // "COM1": ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters (ttyUSB, ttyACM) follow from COM33
+    std::string
+        name; // "COM1": ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters (ttyUSB, ttyACM) follow from COM33, or behind the last UART
     std::string path;       // /dev/ttyS0
     std::string stablePath; // that of the adapter across runs, below /dev/serial/by-path, where it has one; else `path`
 };

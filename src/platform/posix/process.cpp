@@ -1,4 +1,4 @@
-// Named mutexes, the start of programs, and the end of the process.
+#include "platform/posix/process.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -18,7 +18,6 @@
 #include "platform/posix/machine.h"
 #include "platform/posix/running_threads.h"
 #include "platform/posix/text.h"
-#include "platform/posix/windowing.h"
 
 namespace {
 

@@ -306,7 +306,7 @@ void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16str
     }
     EndLastLine(profile, lineEnd);
     if (!place.sectionFound)
-        lines->push_back(u"[" + std::u16string(section) + u"]" + lineEnd);
+        AddSection(profile, section);
     const size_t position = place.sectionFound ? place.lastEntry : lines->size();
     lines->insert(lines->begin() + static_cast<ptrdiff_t>(position), entry);
 }

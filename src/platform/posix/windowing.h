@@ -1,4 +1,4 @@
-// Windows and their classes, and the end of the process. A window belongs to the thread that creates it. Windows are shown by the backend
+// Windows and their classes. A window belongs to the thread that creates it. Windows are shown by the backend
 // that the machine names (window_backend.h): X11, or none.
 #pragma once
 
@@ -8,7 +8,6 @@
 #include "platform/posix/types.h"
 
 using ATOM = WORD;
-using HINSTANCE = HMODULE;
 using HICON = struct HICON__*;
 using HCURSOR = HICON;
 using HMENU = struct HMENU__*;
@@ -38,7 +37,6 @@ inline constexpr DWORD SS_CENTER = 1;
 inline constexpr int SW_SHOW = 5;
 inline constexpr UINT MB_OK = 0;
 inline constexpr int IDOK = 1;
-inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 inline const LPCWSTR IDC_ARROW = reinterpret_cast<LPCWSTR>(uintptr_t{32512}); // NOLINT(performance-no-int-to-ptr): as Windows has it
 
 ATOM RegisterClassW(const WNDCLASSW* windowClass);
@@ -60,14 +58,3 @@ int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
 HICON LoadIconW(HINSTANCE instance, LPCWSTR name); // there are none: null
 BOOL DestroyIcon(HICON icon);
 HCURSOR LoadCursorW(HINSTANCE instance, LPCWSTR name); // the display's own
-
-// Sets ERROR_ALREADY_EXISTS when another process of this user's session holds a mutex of that name, else ERROR_SUCCESS. Never closed, it
-// is held until the process ends.
-HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR name);
-
-// Starts a program with its parameters, split at blanks outside double quotes; only the verb "open". Above 32 when it was started.
-HINSTANCE ShellExecuteW(HWND owner, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, int show);
-
-// Flushes what was printed and ends the process (with 1 instead of 0, and a line that says so, when the display was lost): at once while
-// another thread runs, through the exit handlers otherwise.
-[[noreturn]] void ExitProcess(UINT exitCode);
