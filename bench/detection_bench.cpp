@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <bit>
 #include <chrono>
 #include <string>
 #include <string_view>
@@ -47,7 +48,7 @@ void BM_DetectingPass(benchmark::State& state)
             return 0U;
         };
         const auto start = std::chrono::steady_clock::now();
-        const auto worker = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, detect, context, 0, nullptr));
+        const auto worker = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, detect, context, 0, nullptr));
         WaitForSingleObject(worker, INFINITE);
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         CloseHandle(worker);

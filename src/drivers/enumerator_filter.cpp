@@ -33,14 +33,9 @@ DWORD ReadNumber(HKEY key, const WCHAR* name)
 
 Parameters ReadParameters(DEVINST port)
 {
-    std::array<WCHAR, 32> name{};
-    DWORD size = sizeof(name);
-    HKEY hardwareKey = platform::OpenRegistryPath(platform::HardwareKeyPath(platform::InstanceIdOf(port)));
-    RegQueryValueExW(hardwareKey, u"PortName", nullptr, nullptr, reinterpret_cast<BYTE*>(name.data()), &size);
-    RegCloseKey(hardwareKey);
-
-    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name.data());
-    Parameters parameters{name.data(), ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
+    const std::u16string name = platform::ReadRegistryText(platform::HardwareKeyPath(platform::InstanceIdOf(port)), u"PortName");
+    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name);
+    Parameters parameters{name, ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
     RegCloseKey(key);
     return parameters;
 }

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -27,16 +26,13 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* PROGRAM = "KxConsole.exe";
+constexpr const WCHAR* FOLDER_KEY = u"HKLM\\SOFTWARE\\Korvex";
+constexpr const WCHAR* FOLDER_VALUE = u"Path";
 
 // The stored folder of the calibration program; empty when there is none.
 std::u16string StoredFolder()
 {
-    std::array<WCHAR, TEXT_CAPACITY + 1> folder{};
-    DWORD size = TEXT_CAPACITY * sizeof(WCHAR);
-    HKEY key = platform::OpenRegistryPath(u"HKLM\\SOFTWARE\\Korvex");
-    RegQueryValueExW(key, u"Path", nullptr, nullptr, reinterpret_cast<BYTE*>(folder.data()), &size);
-    RegCloseKey(key);
-    return folder.data();
+    return platform::ReadRegistryText(FOLDER_KEY, FOLDER_VALUE);
 }
 
 // The entries say nothing when they cannot start the program, so what they need is looked at first.
@@ -93,15 +89,11 @@ int RunSetPath(int argc, char** argv)
         fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n", options.command.c_str(), folder.c_str());
         return EXIT_FAULT;
     }
-    HKEY key = nullptr;
-    bool stored = RegCreateKeyExW(
-                      HKEY_LOCAL_MACHINE, u"SOFTWARE\\Korvex", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
-            == ERROR_SUCCESS
-        && RegSetValueExW(
-               key, u"Path", 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()), static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR)))
-            == ERROR_SUCCESS;
-    if (key != nullptr)
-        stored = RegCloseKey(key) == ERROR_SUCCESS && stored;
+    HKEY key = platform::OpenRegistryPath(FOLDER_KEY);
+    const bool set = RegSetValueExW(key, FOLDER_VALUE, 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
+                         static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR)))
+        == ERROR_SUCCESS;
+    const bool stored = RegCloseKey(key) == ERROR_SUCCESS && set;
     if (!stored)
         fprintf(stderr, "%s: cannot write the registry in '%s'\n", options.command.c_str(), options.stateFolder.c_str());
     return stored ? EXIT_DONE : EXIT_FAULT;

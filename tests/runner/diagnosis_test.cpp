@@ -180,7 +180,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithReportsAndBindings)
         SendBytes(panel.get(), report);
         const std::string binding = ReadLineWith(check.output, "COM1");
         EXPECT_EQ(binding.substr(0, 66), "FAULT  COM1      a 7700 is known here, but a 5200 answers; 'korvex") << binding;
-        const std::string line = ReadLineWith(check.output, "COM1");
+        std::string line = ReadLineWith(check.output, "COM1");
         EXPECT_EQ(testing::WaitForExit(&check), 1);
         return line;
     };

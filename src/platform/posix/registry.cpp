@@ -206,6 +206,17 @@ HKEY OpenRegistryPath(std::u16string_view path)
     return new HKEY__{std::u16string(path), {}};
 }
 
+std::u16string ReadRegistryText(std::u16string_view path, std::u16string_view name)
+{
+    const std::optional<std::u16string> text = FindValue(ReadRegistry().get(), path, name);
+    const std::optional<Value> value = text ? ParseValue(*text) : std::nullopt;
+    if (!value || value->type != REG_SZ)
+        return u"";
+    std::u16string content(value->data.size() / sizeof(WCHAR), u'\0');
+    memcpy(content.data(), value->data.data(), content.size() * sizeof(WCHAR));
+    return content.substr(0, content.find(u'\0'));
+}
+
 std::u16string ServiceKeyPath(std::u16string_view service)
 {
     return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(service);

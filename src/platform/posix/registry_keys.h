@@ -12,6 +12,9 @@ namespace korvex::platform {
 // A key by its path from "HKLM" or "HKCU" on; it need not exist yet. Closed with RegCloseKey.
 HKEY OpenRegistryPath(std::u16string_view path);
 
+// A text value by its key's path; empty when there is none or it is no text.
+std::u16string ReadRegistryText(std::u16string_view path, std::u16string_view name);
+
 // The path of a service's key.
 std::u16string ServiceKeyPath(std::u16string_view service);
 

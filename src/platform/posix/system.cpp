@@ -1,7 +1,6 @@
 #include "platform/posix/system.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -20,12 +19,7 @@ namespace {
 
 std::u16string ImagePath(std::u16string_view service)
 {
-    std::array<WCHAR, MAX_PATH> path{};
-    auto size = static_cast<DWORD>(sizeof(path));
-    HKEY key = korvex::platform::OpenRegistryPath(korvex::platform::ServiceKeyPath(service));
-    RegQueryValueExW(key, u"ImagePath", nullptr, nullptr, reinterpret_cast<BYTE*>(path.data()), &size);
-    RegCloseKey(key);
-    return path.data();
+    return korvex::platform::ReadRegistryText(korvex::platform::ServiceKeyPath(service), u"ImagePath");
 }
 
 } // namespace
