@@ -30,7 +30,7 @@ constexpr DWORD STILL_ACTIVE_CODE = 259;
 
 // How much later than asked the kernel may end a wait, in nanoseconds. A detecting pass waits for silence so often that the usual 50 us
 // add up.
-constexpr unsigned long TIMER_SLACK_NS = 1000;
+constexpr unsigned long TIMER_SLACK_NS = 10'000;
 
 struct EventObject : HandleObject {
     static constexpr HandleKind KIND = HandleKind::EVENT;
