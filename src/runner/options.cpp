@@ -33,7 +33,7 @@ std::string EnvironmentText(const char* name)
     return value == nullptr ? "" : value;
 }
 
-// By the XDG Base Directory Specification.
+// As freedesktop.org has it for state of a user's programs.
 std::string DefaultStateFolder()
 {
     const std::string folder = EnvironmentText("XDG_STATE_HOME");

@@ -2,27 +2,17 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <mutex>
 #include <string>
 #include <string_view>
 
+#include "platform/posix/descriptors.h"
 #include "platform/posix/machine.h"
 #include "platform/posix/text.h"
 
 namespace {
 
 std::mutex outputLock;
-
-void WriteText(int descriptor, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written < 0 && errno != EINTR)
-            return; // nobody is left to be told
-        text.remove_prefix(written < 0 ? 0 : static_cast<size_t>(written));
-    }
-}
 
 } // namespace
 
@@ -34,10 +24,10 @@ void OutputDebugStringW(const WCHAR* text)
     if (machine->traceOutput)
         machine->traceOutput(bytes);
     else
-        WriteText(STDERR_FILENO, bytes);
+        korvex::platform::WriteWhole(STDERR_FILENO, bytes); // where that fails nobody is left to be told
 }
 
 void korvex::platform::UseTraceDescriptor(Machine* machine, int descriptor)
 {
-    machine->traceOutput = [descriptor](std::string_view text) { WriteText(descriptor, text); };
+    machine->traceOutput = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
 }

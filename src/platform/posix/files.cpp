@@ -11,6 +11,7 @@
 #include <string>
 #include <system_error>
 
+#include "platform/posix/descriptors.h"
 #include "platform/posix/device_tree.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/machine.h"
@@ -36,8 +37,7 @@ void CloseFile(HandleObject* object)
 HANDLE OpenFile(const char* path, const struct stat* status, DWORD access, DWORD shareMode)
 {
     const bool writes = (access & GENERIC_WRITE) != 0;
-    const bool readOnly = (status->st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
-    if (S_ISDIR(status->st_mode) || (writes && readOnly)) {
+    if (S_ISDIR(status->st_mode) || (writes && IsReadOnly(status))) {
         Fail(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }

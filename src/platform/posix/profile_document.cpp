@@ -13,6 +13,7 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/posix/descriptors.h"
 #include "platform/posix/text.h"
 
 namespace korvex::platform {
@@ -138,17 +139,6 @@ std::string Encode(const ProfileDocument* profile)
     return content;
 }
 
-bool WriteWhole(int descriptor, std::string_view content)
-{
-    while (!content.empty()) {
-        const ssize_t count = write(descriptor, content.data(), content.size());
-        if (count < 0 && errno != EINTR)
-            return false;
-        content.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
-    }
-    return true;
-}
-
 // The file that a path stands for, which need not exist: a symbolic link stays one, and what it points to is replaced.
 std::filesystem::path FollowLinks(std::filesystem::path path)
 {
@@ -157,12 +147,6 @@ std::filesystem::path FollowLinks(std::filesystem::path path)
     for (int i = 0; i < LONGEST_CHAIN && std::filesystem::is_symlink(path, error); ++i)
         path = path.parent_path() / std::filesystem::read_symlink(path, error);
     return path;
-}
-
-// As with the attribute of that name on Windows, which binds administrators too.
-bool IsReadOnly(const struct stat* status)
-{
-    return (status->st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
 }
 
 // Puts `content` in the file's place: written beside it, brought to the disk where that is asked for, renamed over it. The caller holds the
