@@ -13,8 +13,8 @@
 #include "drivers/enumerator_filter.h"
 #include "emulator/emulator.h"
 #include "host/host.h"
-#include "platform/posix/machine.h"
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
 #include "testing/test_machine.h"
 
 namespace korvex {

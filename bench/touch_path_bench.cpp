@@ -22,8 +22,8 @@
 #include "emulator/emulator.h"
 #include "input/session.h"
 #include "link/port_link.h"
-#include "platform/posix/machine.h"
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
 #include "testing/process.h"
 
 namespace korvex {

@@ -4,27 +4,26 @@ find_package(Threads REQUIRED)
 pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft)
 
 # Everything but the programs' main is in libraries that the tests link.
-file(GLOB KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/posix/*.cpp)
-file(GLOB KORVEX_RUNNER_SOURCES CONFIGURE_DEPENDS src/runner/*.cpp src/drivers/*.cpp)
-list(FILTER KORVEX_RUNNER_SOURCES EXCLUDE REGEX "/(main|loaded_library)\\.cpp$")
-add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_RUNNER_SOURCES})
+file(GLOB_RECURSE KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/linux/*.cpp)
+file(GLOB KORVEX_COMMAND_SOURCES CONFIGURE_DEPENDS src/command/*.cpp src/drivers/*.cpp)
+list(FILTER KORVEX_COMMAND_SOURCES EXCLUDE REGEX "/(main|loaded_library)\\.cpp$")
+add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_COMMAND_SOURCES})
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11)
 target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
 # For the builds that compile everything; the plain one does without, because clang-tidy reads its commands.
 target_precompile_headers(korvex PRIVATE <filesystem> <functional> <map> <memory> <mutex> <string> <vector>)
 
-add_executable(korvex_command src/runner/main.cpp)
+add_executable(korvex_command src/command/main.cpp)
 set_target_properties(korvex_command PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex_command PRIVATE korvex)
 
-add_library(korvex_emulator_library STATIC tools/emulator/command.cpp tools/emulator/distortion.cpp
-    tools/emulator/emulator.cpp tools/emulator/gestures.cpp)
-target_include_directories(korvex_emulator_library PUBLIC tools)
+add_library(korvex_emulator_library STATIC src/emulator/command.cpp src/emulator/distortion.cpp
+    src/emulator/emulator.cpp src/emulator/gestures.cpp)
 target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
 target_compile_definitions(korvex_emulator_library PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
 
-add_executable(korvex_emulator tools/emulator/main.cpp)
+add_executable(korvex_emulator src/emulator/main.cpp)
 set_target_properties(korvex_emulator PROPERTIES OUTPUT_NAME korvex-emulator)
 target_link_libraries(korvex_emulator PRIVATE korvex_emulator_library)
 

@@ -12,7 +12,7 @@ set_target_properties(korvex PROPERTIES OUTPUT_NAME KORVEX PREFIX "" LINK_DEPEND
 target_link_options(korvex PRIVATE -static -static-libgcc -static-libstdc++ -s)
 
 add_custom_command(TARGET korvex POST_BUILD VERBATIM
-    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:korvex> ${PROJECT_SOURCE_DIR}/src/host/korvex.contents
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:korvex> ${PROJECT_SOURCE_DIR}/tests/windows/korvex.contents
     COMMENT "Checking what KORVEX.dll exports, imports and contains")
 
 include(CTest)

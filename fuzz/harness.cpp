@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/posix/machine.h"
-#include "platform/posix/serial_port.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/serial/serial_port.h"
 
 namespace korvex::fuzz {
 

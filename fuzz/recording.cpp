@@ -6,20 +6,20 @@
 #include <string>
 #include <string_view>
 
-#include "runner/recording.h"
+#include "command/recording.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     using namespace korvex;
-    runner::Recording recording;
+    command::Recording recording;
     std::string error;
-    if (!runner::ParseRecording(std::string_view(reinterpret_cast<const char*>(data), size), &recording, &error)) {
+    if (!command::ParseRecording(std::string_view(reinterpret_cast<const char*>(data), size), &recording, &error)) {
         if (error.empty())
             abort();
         return 0;
     }
     std::chrono::microseconds last{0};
-    for (const runner::RecordedReport& report : recording.reports) {
+    for (const command::RecordedReport& report : recording.reports) {
         if (report.bytes.empty() || report.time < last)
             abort();
         last = report.time;

@@ -23,19 +23,19 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     input/touch_report_test.cpp
     link/command_protocol_test.cpp
     link/port_link_test.cpp
-    link/touch_driver_test.cpp
+    link/driver_requests_test.cpp
     platform/files_test.cpp
     platform/pointer_test.cpp
     platform/port_scan_test.cpp
     platform/profile_test.cpp
     platform/serial_test.cpp
     platform/threads_test.cpp
-    runner/command_test.cpp
-    runner/diagnosis_test.cpp
-    runner/documents_test.cpp
-    runner/enumerate_test.cpp
-    runner/panel_test_command_test.cpp
-    runner/recordings_test.cpp
+    command/command_test.cpp
+    command/diagnosis_test.cpp
+    command/documents_test.cpp
+    command/enumerate_test.cpp
+    command/panel_test_command_test.cpp
+    command/recordings_test.cpp
     support/debug_trace_test.cpp
     support/millisecond_clock_test.cpp)
 target_link_libraries(korvex_tests PRIVATE korvex_testing GTest::gtest_main)

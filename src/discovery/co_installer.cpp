@@ -7,7 +7,7 @@
 #include "discovery/device_nodes.h"
 #include "discovery/model_table.h"
 #include "link/device_properties.h"
-#include "link/touch_driver.h"
+#include "link/driver_requests.h"
 #include "support/bounded_text.h"
 
 namespace korvex {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "host/host_context.h"
+#include "discovery/host_context.h"
 #include "platform/win32.h"
 
 namespace korvex {

@@ -8,8 +8,8 @@
 #include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "link/touch_controller.h"
-#include "platform/posix/registry_keys.h"
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/registry_keys.h"
 #include "platform/win32.h"
 
 namespace korvex::drivers {

@@ -2,7 +2,7 @@
 // SERENUM\KVXnnnn\PORT, from the parameters that the binding left in the registry.
 #pragma once
 
-#include "platform/posix/device_tree.h"
+#include "platform/linux/devices/device_tree.h"
 
 namespace korvex::drivers {
 

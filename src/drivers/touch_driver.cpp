@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "link/touch_driver.h"
+#include "link/driver_requests.h"
 
 namespace korvex::drivers {
 

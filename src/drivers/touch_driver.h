@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/posix/device_tree.h"
+#include "platform/linux/devices/device_tree.h"
 
 namespace korvex::drivers {
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "host/host_context.h"
+#include "discovery/host_context.h"
 #include "platform/win32.h"
 
 namespace korvex {

@@ -1,4 +1,4 @@
-// The one door to the Windows API. On Windows it is the platform's own headers; elsewhere the layer in posix/ supplies the calls
+// The one door to the Windows API. On Windows it is the platform's own headers; elsewhere the layer in linux/ supplies the calls
 // that the library makes, under the same names and with the behaviour that Microsoft documents for them.
 #pragma once
 
@@ -12,18 +12,18 @@
 
 #include <cfgmgr32.h>
 #else
-#include "platform/posix/clock.h"
-#include "platform/posix/debug_output.h"
-#include "platform/posix/files.h"
-#include "platform/posix/modules.h"
-#include "platform/posix/pointer.h"
-#include "platform/posix/process.h"
-#include "platform/posix/profile.h"
-#include "platform/posix/registry.h"
-#include "platform/posix/serial.h"
-#include "platform/posix/setupapi.h"
-#include "platform/posix/system.h"
-#include "platform/posix/threads.h"
-#include "platform/posix/types.h"
-#include "platform/posix/windowing.h"
+#include "platform/linux/core/clock.h"
+#include "platform/linux/core/debug_output.h"
+#include "platform/linux/core/modules.h"
+#include "platform/linux/core/system.h"
+#include "platform/linux/core/threads.h"
+#include "platform/linux/core/types.h"
+#include "platform/linux/devices/registry.h"
+#include "platform/linux/devices/setupapi.h"
+#include "platform/linux/files/files.h"
+#include "platform/linux/files/process.h"
+#include "platform/linux/files/profile.h"
+#include "platform/linux/pointer/pointer.h"
+#include "platform/linux/serial/serial.h"
+#include "platform/linux/windows/windowing.h"
 #endif

@@ -9,7 +9,7 @@
 
 #include "calibration/mapping.h"
 #include "calibration/settings_file.h"
-#include "platform/posix/machine.h"
+#include "platform/linux/machine.h"
 #include "support/lock_guard.h"
 #include "testing/calibration_data.h"
 #include "testing/recorders.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "link/touch_controller.h"
-#include "platform/posix/machine.h"
+#include "platform/linux/machine.h"
 #include "support/compare_no_case.h"
 #include "testing/test_machine.h"
 

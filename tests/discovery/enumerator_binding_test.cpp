@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "drivers/enumerator_filter.h"
-#include "platform/posix/machine.h"
-#include "platform/posix/registry_keys.h"
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/machine.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"

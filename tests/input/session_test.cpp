@@ -14,7 +14,7 @@
 
 #include "link/command_protocol.h"
 #include "link/port_link.h"
-#include "platform/posix/machine.h"
+#include "platform/linux/machine.h"
 #include "testing/recorders.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"

@@ -1,4 +1,4 @@
-#include "platform/posix/files.h"
+#include "platform/linux/files/files.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
 

@@ -1,4 +1,4 @@
-#include "platform/posix/pointer.h"
+#include "platform/linux/pointer/pointer.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <csignal>
 #include <string>
 
-#include "platform/posix/machine.h"
+#include "platform/linux/machine.h"
 #include "testing/process.h"
 #include "testing/recorders.h"
 

@@ -1,4 +1,4 @@
-#include "platform/posix/port_scan.h"
+#include "platform/linux/serial/port_scan.h"
 
 #include <gtest/gtest.h>
 

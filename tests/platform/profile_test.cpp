@@ -1,4 +1,4 @@
-#include "platform/posix/profile.h"
+#include "platform/linux/files/profile.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
 #include "testing/temporary_folder.h"
 
 namespace korvex {

@@ -1,4 +1,4 @@
-#include "platform/posix/serial.h"
+#include "platform/linux/serial/serial.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "emulator/emulator.h"
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"

@@ -1,4 +1,4 @@
-#include "platform/posix/threads.h"
+#include "platform/linux/core/threads.h"
 
 #include <gtest/gtest.h>
 

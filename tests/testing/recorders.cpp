@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/posix/machine.h"
+#include "platform/linux/machine.h"
 
 namespace korvex::testing {
 

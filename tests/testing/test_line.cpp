@@ -6,7 +6,7 @@
 
 #include "calibration/defaults.h"
 #include "link/port_link.h"
-#include "platform/posix/text.h"
+#include "platform/linux/core/text.h"
 
 namespace korvex::testing {
 

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "platform/posix/machine.h"
-#include "platform/posix/registry_keys.h"
+#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/machine.h"
 
 namespace korvex::testing {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/posix/device_tree.h"
+#include "platform/linux/devices/device_tree.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
 

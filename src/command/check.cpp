@@ -1,0 +1,210 @@
+#include "command/check.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "command/check_settings.h"
+#include "command/finding.h"
+#include "command/machine_setup.h"
+#include "command/opened_controller.h"
+#include "command/options.h"
+#include "command/port_failure.h"
+#include "command/port_state.h"
+#include "command/runner.h"
+#include "input/session.h"
+#include "link/command_protocol.h"
+#include "link/port_link.h"
+#include "platform/linux/machine.h"
+
+namespace korvex::command {
+
+namespace {
+
+constexpr double LISTENING_SECONDS = 3;
+
+// A port on which a controller answers that can be driven.
+struct Listener {
+    std::string name;
+    TouchController* controller;
+};
+
+void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
+{
+    findings->push_back({severity, subject, text});
+}
+
+void CheckDisplay(Findings* findings)
+{
+    std::string reason;
+    if (!HasDisplay())
+        Add(findings, Severity::FAULT, "display",
+            "no X display is named in DISPLAY; start in the desktop session, or use '--pointer log' and '--windows none'");
+    else if (!platform::UseX11Pointer(platform::ThisMachine(), nullptr, &reason))
+        Add(findings, Severity::FAULT, "display", reason + "; start in the desktop session, as the user who is logged in");
+    else
+        Add(findings, Severity::FINE, "display", "the X display takes pointer input");
+}
+
+// What the firmware of an identified 6-byte controller calls its model, as a decimal number; 0 when it does not say.
+uint32_t FirmwareModelNumber(TouchController* controller)
+{
+    if (controller->model == MODEL_7700)
+        return 0;
+    Packet command{COMMAND_FIRMWARE_IDENTITY};
+    command[5] = PacketChecksum(command.data(), 5);
+    Packet answer{};
+    return Transact(controller, &command, &answer) ? DecodeCoord(controller, &answer[1], true) : 0;
+}
+
+// The rate at which something answers that was not identified: the last candidate's or that of the short packets; 0 when nothing does.
+uint32_t AnsweringBaudRate(TouchController* controller)
+{
+    if (controller->link.baudRate == 0) {
+        controller->model = MODEL_7700;
+        controller->reportLength = ReportLengthOf(MODEL_7700);
+        ProbeBaud(controller);
+    }
+    return controller->link.baudRate;
+}
+
+// Whether what answers on the port can be driven, and is what the port is bound to.
+bool CheckController(const PortState* port, TouchController* controller, Findings* findings)
+{
+    const std::string stored = port->model == 0 ? "" : ModelText(port->model);
+    if (!IdentifyController(controller)) {
+        const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
+        const uint32_t baudRate = AnsweringBaudRate(controller);
+        if (baudRate == 0)
+            Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, port->name,
+                "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud" + known
+                    + "; if there is one, check its cable and power");
+        else
+            Add(findings, Severity::FAULT, port->name,
+                "what answers on '" + port->path + "' at " + std::to_string(baudRate)
+                    + " baud leaves questions open; unplug it and plug it in again; if that does not help, its model cannot be driven");
+        return false;
+    }
+    const uint32_t number = FirmwareModelNumber(controller);
+    if (number != 0 && number != 5200 && number != 5460) {
+        Add(findings, Severity::FAULT, port->name,
+            "the controller calls itself model " + std::to_string(number)
+                + ", which cannot be driven; it is driven as a 5200 and may measure"
+                  " nonsense");
+        return false;
+    }
+    if (!stored.empty() && port->model != controller->model) {
+        Add(findings, Severity::FAULT, port->name,
+            "a " + stored + " is known here, but a " + ModelText(controller->model) + " answers; 'korvex unbind " + port->name
+                + "' forgets the old one, and the next start finds the new one");
+        return true;
+    }
+    Add(findings, Severity::FINE, port->name, "'" + port->path + "', " + DescriptionOf(controller));
+    return true;
+}
+
+void CheckPort(const PortState* port, Findings* findings, std::vector<Listener>* listeners)
+{
+    HANDLE handle = OpenPort(port->path);
+    if (handle == INVALID_HANDLE_VALUE) {
+        Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
+        return;
+    }
+    TouchController* controller = CreateController();
+    if (controller == nullptr) {
+        CloseHandle(handle);
+        Add(findings, Severity::FAULT, port->name, "memory is short; end other programs");
+        return;
+    }
+    LinkInit(&controller->link, handle, LINK_SERIAL, 0);
+    const bool drivable = CheckController(port, controller, findings);
+    if (drivable && StartSession(controller)) {
+        listeners->push_back({port->name, controller});
+        return;
+    }
+    if (drivable)
+        Add(findings, Severity::FAULT, port->name, "the system refuses a thread for the session; end other programs");
+    ReleaseController(controller);
+}
+
+// What the sessions have seen while they listened.
+void CheckReports(const Listener* listener, Findings* findings)
+{
+    const SessionCounters* counters = &listener->controller->counters;
+    const uint32_t bad = counters->rejectedPackets;
+    if (counters->outOfRange > 0)
+        Add(findings, Severity::FAULT, listener->name,
+            "it measures beyond its " + std::to_string(listener->controller->resolutionBits)
+                + " bits, and such touches are lost; unplug it and plug it in again, so that it is asked for its resolution anew");
+    else if (bad > 0)
+        Add(findings, Severity::FAULT, listener->name,
+            "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(counters->reports)
+                + "; check cable, grounding and what else is on the line");
+    else if (counters->reports == 0)
+        Add(findings, Severity::NOTE, listener->name, "it was not touched, so its reports were not looked at");
+    else
+        Add(findings, Severity::FINE, listener->name, "reports: " + std::to_string(counters->reports) + ", all good");
+}
+
+void Print(const Findings* findings)
+{
+    for (const Finding& finding : *findings) {
+        const char* severity = finding.severity == Severity::FINE ? "ok" : finding.severity == Severity::NOTE ? "note" : "FAULT";
+        printf("%-5s  %-8s  %s\n", severity, finding.subject.c_str(), finding.text.c_str());
+    }
+    fflush(stdout);
+}
+
+bool HasFault(const Findings* findings)
+{
+    return std::any_of(findings->begin(), findings->end(), [](const Finding& finding) { return finding.severity == Severity::FAULT; });
+}
+
+} // namespace
+
+int RunCheck(int argc, char** argv)
+{
+    Options options;
+    if (!ParseOptions(argc, argv, {"port", "state", "trace", "seconds"}, {0, 0}, &options))
+        return EXIT_USAGE_ERROR;
+    Findings findings;
+    CheckDisplay(&findings);
+    options.pointer = "none"; // the touches are looked at, not sent
+    if (const int exitCode = SetUpMachine(&options, {SetUpQuietTrace, SetUpPointer}); exitCode != EXIT_DONE)
+        return exitCode;
+    if (!PrepareState(&options))
+        Add(&findings, Severity::FAULT, "state",
+            "'" + options.stateFolder + "' cannot be written; give yourself permission, or name another folder with '--state'");
+    CheckSettings(&findings);
+    SetUpPorts(&options);
+    std::vector<PortState> ports = AllPorts();
+    if (ports.empty())
+        Add(&findings, Severity::FAULT, "ports", "there is no serial port; plug the adapter in, or name one with '--port'");
+    std::vector<Listener> listeners;
+    for (PortState& port : ports) {
+        if (port.name.empty()) // it is kept in the state folder
+            port.name = port.path;
+        CheckPort(&port, &findings, &listeners);
+    }
+    Print(&findings);
+
+    Findings heard;
+    std::vector<TouchController*> controllers;
+    const double seconds = options.seconds.value_or(LISTENING_SECONDS);
+    if (!listeners.empty() && seconds > 0) {
+        fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
+        WaitForEndSignal(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
+    }
+    for (const Listener& listener : listeners) {
+        if (seconds > 0)
+            CheckReports(&listener, &heard);
+        controllers.push_back(listener.controller);
+    }
+    Print(&heard);
+    return EndControllers(&controllers, HasFault(&findings) || HasFault(&heard) ? EXIT_FAULT : EXIT_DONE);
+}
+
+} // namespace korvex::command

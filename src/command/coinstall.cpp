@@ -1,0 +1,114 @@
+#include "command/coinstall.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "command/machine_setup.h"
+#include "command/options.h"
+#include "command/runner.h"
+#include "drivers/touch_driver.h"
+#include "host/korvex.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/devices/registry_keys.h"
+#include "platform/win32.h"
+
+namespace korvex::command {
+
+namespace {
+
+// The device that the calls are about, in a set of its own.
+struct Device {
+    DEVINST node;
+    HDEVINFO devices;
+    SP_DEVINFO_DATA element;
+    std::shared_ptr<drivers::TouchDevice> driver; // null for one that was there already
+};
+
+// Takes the device of the machine with this instance ID; where there is none, a touch device may be plugged in, whose hardware ID is what
+// comes before the last "\". False when there is none.
+bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* opened)
+{
+    Device& device = *opened;
+    if (platform::FindNode(instanceId) == 0 && !mayPlugIn)
+        return false;
+    if (platform::FindNode(instanceId) == 0)
+        device.driver = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
+    device.node = platform::FindNode(instanceId);
+    device.devices = SetupDiGetClassDevsW(nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+    device.element.cbSize = sizeof(device.element);
+    return SetupDiOpenDeviceInfoW(device.devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device.element) != FALSE;
+}
+
+DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
+{
+    COINSTALLER_CONTEXT_DATA context{};
+    context.PostProcessing = postProcessing ? TRUE : FALSE;
+    const DWORD result = kxCoInstaller(function, device->devices, &device->element, &context);
+    printf("%s pass: result 0x%X\n", postProcessing ? "second" : "first", result);
+    return result;
+}
+
+void PrintNewLines(const std::vector<std::u16string>& before, const std::vector<std::u16string>& after)
+{
+    for (const std::u16string& line : after) {
+        if (std::find(before.begin(), before.end(), line) == before.end())
+            printf("registry: %s\n", platform::ToUtf8(line).c_str());
+    }
+}
+
+void PrintRemoved(const std::vector<std::pair<DEVINST, std::u16string>>& before)
+{
+    for (const auto& [node, instanceId] : before) {
+        if (platform::InstanceIdOf(node).empty())
+            printf("removed: %s\n", platform::ToUtf8(instanceId).c_str());
+    }
+}
+
+// As the device installer goes about it: the second pass is called where the first one has asked for it.
+void Call(DI_FUNCTION function, Device* device)
+{
+    if (CallCoInstaller(function, false, device) == ERROR_DI_POSTPROCESSING_REQUIRED)
+        CallCoInstaller(function, true, device);
+}
+
+} // namespace
+
+int RunCoinstall(int argc, char** argv)
+{
+    Options options;
+    if (!ParseOptions(argc, argv, {"instance", "os", "server", "tablet-pc", "port", "state", "trace"}, {1, 1}, &options))
+        return EXIT_USAGE_ERROR;
+    const std::string& what = options.arguments[0];
+    if ((what != "install" && what != "remove") || options.instance.empty()) {
+        fprintf(stderr, "%s: it takes 'install' or 'remove' and '--instance'; see 'korvex --help'\n", options.command.c_str());
+        return EXIT_USAGE_ERROR;
+    }
+    if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpSystem, SetUpDevices}); exitCode != EXIT_DONE)
+        return exitCode;
+    Device device{};
+    if (!OpenDeviceOf(platform::FromUtf8(options.instance), what == "install", &device)) {
+        fprintf(stderr, "%s: there is no device '%s'\n", options.command.c_str(), options.instance.c_str());
+        return EXIT_FAULT;
+    }
+    const std::vector<std::u16string> registry = platform::RegistryLines();
+    std::vector<std::pair<DEVINST, std::u16string>> children;
+    for (const DEVINST child : platform::ChildrenOf(device.node))
+        children.emplace_back(child, platform::InstanceIdOf(child));
+
+    Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
+
+    PrintNewLines(registry, platform::RegistryLines());
+    PrintRemoved(children);
+    if (device.driver != nullptr && !device.driver->reportModes.empty())
+        printf("driver: report mode %u\n", device.driver->reportModes.back());
+    if ((platform::InstallFlagsOf(device.node) & DI_NEEDREBOOT) != 0)
+        puts("system: asked for a restart");
+    SetupDiDestroyDeviceInfoList(device.devices);
+    return EXIT_DONE;
+}
+
+} // namespace korvex::command

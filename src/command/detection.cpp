@@ -1,0 +1,84 @@
+#include "command/detection.h"
+
+#include <cstdio>
+
+#include "command/machine_setup.h"
+#include "command/options.h"
+#include "command/port_failure.h"
+#include "command/runner.h"
+#include "host/host.h"
+#include "host/korvex.h"
+#include "host/panel_test.h"
+#include "platform/linux/machine.h"
+#include "platform/win32.h"
+
+namespace korvex::command {
+
+namespace {
+
+// The two forms of an entry.
+struct Entry {
+    void(CALLBACK* run)();
+    void(CALLBACK* runSingle)(HWND window, HINSTANCE instance, LPWSTR text, int show);
+};
+
+// Says on standard error what a person would see on the screen.
+void PrintPanelTestState(const PanelTestContext* context)
+{
+    const uint32_t index = context->targetIndex;
+    if (context->showResult != 0) {
+        fprintf(stderr, "check: touch at %d, %d\npanel quality %u %%\n", context->markerX, context->markerY, PanelQuality(&context->calib));
+        return;
+    }
+    if (index > 0)
+        fprintf(stderr, "sample %u: raw %d, %d\n", index, context->calib.advPoints[index - 1].x, context->calib.advPoints[index - 1].y);
+    if (index == TARGET_COUNT) {
+        fputs("check: touch anywhere\n", stderr);
+        return;
+    }
+    const POINT target = TargetPosition(index);
+    fprintf(stderr, "target %u of %u at %d, %d\n", index + 1, TARGET_COUNT, target.x, target.y);
+}
+
+int RunEntry(int argc, char** argv, const Entry* entry)
+{
+    Options options;
+    if (!ParseOptions(argc, argv, {"single", "port", "state", "pointer", "windows", "trace"}, {0, 0}, &options))
+        return EXIT_USAGE_ERROR;
+    if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices}); exitCode != EXIT_DONE)
+        return exitCode;
+    platform::ThisMachine()->portRefused = [&options](const std::string& path, DWORD error) {
+        fprintf(stderr, "%s: '%s' is left out: %s\n", options.command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
+    };
+    if (options.windows == "none")
+        SetPanelTestObserver(PrintPanelTestState);
+    SetLastError(ERROR_SUCCESS);
+    if (options.single)
+        entry->runSingle(nullptr, nullptr, nullptr, SW_SHOW);
+    else
+        entry->run();
+    if (options.single && GetLastError() == ERROR_ALREADY_EXISTS) {
+        fprintf(stderr, "%s: another one is running in this session\n", options.command.c_str());
+        return EXIT_ALREADY_RUNNING;
+    }
+    // The message loop ends only without a display. Readers and worker are still running.
+    DestroyHostContext();
+    fprintf(stderr, "%s: the display is lost\n", options.command.c_str());
+    ExitProcess(EXIT_FAULT);
+}
+
+} // namespace
+
+int RunEnumerate(int argc, char** argv)
+{
+    static constexpr Entry DETECTION{kxENUM, kxENUMW};
+    return RunEntry(argc, argv, &DETECTION);
+}
+
+int RunPanelTest(int argc, char** argv)
+{
+    static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
+    return RunEntry(argc, argv, &PANEL_TEST);
+}
+
+} // namespace korvex::command

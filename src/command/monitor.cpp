@@ -1,0 +1,178 @@
+#include "command/monitor.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "command/json_text.h"
+#include "command/machine_setup.h"
+#include "command/opened_controller.h"
+#include "command/options.h"
+#include "command/runner.h"
+#include "input/session.h"
+
+namespace korvex::command {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds TICK{100};
+constexpr size_t TICKS_PER_SECOND = 10;
+constexpr size_t GONE_TICKS = 3; // a port is shown as gone for so long after a failed wait: the session tries it ten times a second
+
+// What is known of a session at one moment.
+struct Sample {
+    Point raw;
+    Point mapped;
+    bool touching;
+    bool gone;     // the port has failed
+    uint32_t rate; // reports in the last second
+    uint32_t reports;
+    uint32_t rejected;
+    uint32_t resynchronisations;
+    uint32_t dropped;
+    uint32_t inputs;
+
+    bool operator==(const Sample&) const = default;
+};
+
+struct Watched {
+    std::string port;
+    TouchController* controller;
+    std::deque<uint32_t> reports;     // at the last ticks, newest first
+    std::deque<uint32_t> failedWaits; // likewise
+    Sample shown;
+};
+
+// How much a counter has grown over its last ticks.
+uint32_t GrowthOf(std::deque<uint32_t>* history, size_t ticks, uint32_t now)
+{
+    history->push_front(now);
+    if (history->size() > ticks + 1)
+        history->pop_back();
+    return now - history->back();
+}
+
+Sample TakeSample(Watched* watched)
+{
+    TouchController* controller = watched->controller;
+    const SessionCounters* counters = &controller->counters;
+    ReportSnapshot report{};
+    Sample sample{};
+    LiveTouch touch{};
+    TakeLiveSnapshot(controller, &report, &touch);
+    sample.raw = touch.raw;
+    sample.touching = touch.touching;
+    sample.mapped = {report.lastX, report.lastY};
+    sample.gone = GrowthOf(&watched->failedWaits, GONE_TICKS, counters->failedWaits) > 0;
+    sample.reports = counters->reports;
+    sample.rate = GrowthOf(&watched->reports, TICKS_PER_SECOND, sample.reports);
+    sample.rejected = counters->rejectedPackets;
+    sample.resynchronisations = counters->resynchronisations;
+    sample.dropped = counters->droppedBytes;
+    sample.inputs = counters->inputs;
+    return sample;
+}
+
+// The columns fit 80 characters; a longer port name shows its end.
+std::string RowOf(const Watched* watched)
+{
+    constexpr size_t PORT_WIDTH = 13;
+    const Sample* sample = &watched->shown;
+    const size_t hidden = watched->port.size() > PORT_WIDTH ? watched->port.size() - PORT_WIDTH : 0;
+    const char* contact = sample->gone ? "gone" : sample->touching ? "down" : "up";
+    std::array<char, 120> row{};
+    snprintf(row.data(), row.size(), "%-13s %4d %4d %6d %6d %-4s %5u %7u %5u %6u %7u", watched->port.c_str() + hidden, sample->raw.x,
+        sample->raw.y, sample->mapped.x, sample->mapped.y, contact, sample->rate, sample->reports, sample->rejected,
+        sample->resynchronisations, sample->dropped);
+    return row.data();
+}
+
+void PrintJson(const Watched* watched, milliseconds time)
+{
+    const Sample* sample = &watched->shown;
+    printf("{\"port\": %s, \"time\": %.1f, \"raw\": [%d, %d], \"mapped\": [%d, %d], \"touching\": %s, \"gone\": %s, \"rate\": %u, "
+           "\"reports\": %u, \"rejected\": %u, \"resynchronisations\": %u, \"dropped\": %u, \"inputs\": %u}\n",
+        Quoted(watched->port).c_str(), static_cast<double>(time.count()) / 1000, sample->raw.x, sample->raw.y, sample->mapped.x,
+        sample->mapped.y, sample->touching ? "true" : "false", sample->gone ? "true" : "false", sample->rate, sample->reports,
+        sample->rejected, sample->resynchronisations, sample->dropped, sample->inputs);
+}
+
+// Shows what has changed: on a terminal the table in its place, else a line for each port that has.
+void Show(std::vector<Watched>* all, const Options* options, bool first, milliseconds time)
+{
+    const bool inPlace = !options->json && isatty(STDOUT_FILENO) == 1;
+    if (first && !options->json)
+        printf("%-13s %4s %4s %6s %6s %-4s %5s %7s %5s %6s %7s\n", "PORT", "RAW", "Y", "MAPPED", "Y", "", "RATE", "REPORTS", "BAD",
+            "RESYNC",
+            "DROPPED"); // the columns of RowOf
+    if (inPlace && !first)
+        printf("\x1b[%zuA", all->size()); // up to the first row (ECMA-48, CUU)
+    for (Watched& watched : *all) {
+        const Sample sample = TakeSample(&watched);
+        const bool changed = first || !(sample == watched.shown);
+        watched.shown = sample;
+        if (inPlace)
+            printf("%s\x1b[K\n", RowOf(&watched).c_str()); // and what a longer row left is erased (EL)
+        else if (changed && options->json)
+            PrintJson(&watched, time);
+        else if (changed)
+            puts(RowOf(&watched).c_str());
+    }
+    fflush(stdout);
+}
+
+void Watch(std::vector<Watched>* all, const Options* options)
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    for (bool first = true;; first = false) {
+        const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+        Show(all, options, first, elapsed);
+        const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
+        if (over || ferror(stdout) != 0 || WaitForEndSignal(TICK))
+            return;
+    }
+}
+
+} // namespace
+
+int RunMonitor(int argc, char** argv)
+{
+    constexpr size_t MOST_PORTS = 256;
+    Options options;
+    options.pointer = HasDisplay() ? "x11" : "none";
+    if (!ParseOptions(argc, argv, {"pointer", "trace", "seconds", "json"}, {1, MOST_PORTS}, &options))
+        return EXIT_USAGE_ERROR;
+    if (options.pointer == "log") {
+        fprintf(
+            stderr, "%s: invalid value 'log' for '--pointer': standard output is for what the panels report\n", options.command.c_str());
+        return EXIT_USAGE_ERROR;
+    }
+    int exitCode = SetUpMachine(&options, {SetUpQuietTrace, SetUpPointer});
+    std::vector<Watched> all;
+    std::vector<TouchController*> controllers;
+    for (const std::string& port : options.arguments) {
+        TouchController* controller = nullptr;
+        if (exitCode == EXIT_DONE)
+            exitCode = OpenController(&options, port, &controller);
+        if (exitCode != EXIT_DONE)
+            break;
+        controllers.push_back(controller);
+        all.push_back({port, controller, {}, {}, {}});
+        exitCode = RunSession(&options, port, controller);
+    }
+    if (exitCode == EXIT_DONE)
+        Watch(&all, &options);
+    return EndControllers(&controllers, exitCode);
+}
+
+} // namespace korvex::command

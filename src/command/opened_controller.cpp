@@ -1,0 +1,100 @@
+#include "command/opened_controller.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+#include "command/port_failure.h"
+#include "command/runner.h"
+#include "input/session.h"
+#include "link/command_protocol.h"
+#include "link/port_link.h"
+#include "platform/linux/core/text.h"
+#include "platform/win32.h"
+
+namespace korvex::command {
+
+HANDLE OpenPort(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_character_file(status)) {
+        SetLastError(ERROR_INVALID_FUNCTION);
+        return INVALID_HANDLE_VALUE;
+    }
+    return CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
+int OpenController(const Options* options, const std::string& path, TouchController** controller)
+{
+    HANDLE port = OpenPort(path);
+    if (port == INVALID_HANDLE_VALUE) {
+        fprintf(
+            stderr, "%s: cannot open '%s': %s\n", options->command.c_str(), path.c_str(), PortFailureText(path, GetLastError()).c_str());
+        return EXIT_NO_PORT;
+    }
+    *controller = CreateController();
+    if (*controller == nullptr) {
+        CloseHandle(port);
+        fprintf(stderr, "%s: memory is short\n", options->command.c_str());
+        return EXIT_FAULT;
+    }
+    LinkInit(&(*controller)->link, port, LINK_SERIAL, 0);
+    if (IdentifyController(*controller))
+        return EXIT_DONE;
+    fprintf(stderr, "%s: no controller answers on '%s', neither at 19200 nor at 9600 baud\n", options->command.c_str(), path.c_str());
+    ReleaseController(*controller);
+    return EXIT_NO_CONTROLLER;
+}
+
+std::string DescriptionOf(const TouchController* controller)
+{
+    std::array<char, 80> text{};
+    snprintf(text.data(), text.size(), "controller %X, firmware %u.%u.%u, %u bits, %u baud", controller->model, controller->fwMajor,
+        controller->fwMinor, controller->fwBuild, controller->resolutionBits, controller->link.baudRate);
+    return text.data();
+}
+
+int RunSession(const Options* options, const std::string& name, TouchController* controller)
+{
+    if (!StartSession(controller)) {
+        fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
+        return EXIT_FAULT;
+    }
+    fprintf(stderr, "%s: %s\n", name.c_str(), DescriptionOf(controller).c_str());
+    return EXIT_DONE;
+}
+
+int EndControllers(const std::vector<TouchController*>* controllers, int exitCode)
+{
+    for (TouchController* controller : *controllers)
+        RequestSessionStop(controller);
+    for (TouchController* controller : *controllers)
+        JoinSession(controller, SESSION_STOP_LIMIT_MS);
+    if (!std::all_of(controllers->begin(), controllers->end(), HasReaderEnded))
+        _exit(exitCode);
+    for (TouchController* controller : *controllers)
+        ReleaseController(controller);
+    return exitCode;
+}
+
+bool WaitForEndSignal(std::optional<std::chrono::milliseconds> limit)
+{
+    sigset_t endSignals;
+    sigemptyset(&endSignals);
+    sigaddset(&endSignals, SIGINT);
+    sigaddset(&endSignals, SIGTERM);
+    int signal = 0;
+    if (!limit)
+        return sigwait(&endSignals, &signal) == 0;
+    const timespec time{limit->count() / 1000, limit->count() % 1000 * 1000000};
+    return sigtimedwait(&endSignals, nullptr, &time) > 0;
+}
+
+} // namespace korvex::command

@@ -1,0 +1,35 @@
+// Controllers on ports that are given by their paths, for the commands that need neither bindings nor a device tree.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command/options.h"
+#include "link/touch_controller.h"
+
+namespace korvex::command {
+
+// The port's handle; INVALID_HANDLE_VALUE, with the last error set, when it cannot be opened or is no serial port.
+HANDLE OpenPort(const std::string& path);
+
+// Opens the port and identifies the controller on it. What goes wrong is said on standard error, and the result is the command's exit
+// code for it; else EXIT_DONE, and the controller is the caller's.
+int OpenController(const Options* options, const std::string& path, TouchController** controller);
+
+// "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"
+std::string DescriptionOf(const TouchController* controller);
+
+// Starts the session, and says on standard error, behind `name`, which controller is driven: from then on no touch is lost. EXIT_FAULT
+// after another line there when the system refuses a thread.
+int RunSession(const Options* options, const std::string& name, TouchController* controller);
+
+// Stops the sessions, frees the controllers and gives `exitCode` back. Ends the process with it instead when a reader could not be ended,
+// because what that reader uses must stay.
+int EndControllers(const std::vector<TouchController*>* controllers, int exitCode);
+
+// Waits for SIGINT or SIGTERM, which are blocked, for at most `limit` (none: no limit). True when one came.
+bool WaitForEndSignal(std::optional<std::chrono::milliseconds> limit);
+
+} // namespace korvex::command

@@ -1,0 +1,49 @@
+#include "command/port_state.h"
+
+#include <array>
+#include <cstdio>
+
+#include "discovery/device_nodes.h"
+#include "discovery/model_table.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/device_tree.h"
+
+namespace korvex::command {
+
+namespace {
+
+PortState StateOf(DEVINST port)
+{
+    SP_DEVINFO_DATA element{};
+    element.cbSize = sizeof(element);
+    element.DevInst = port;
+    HDEVINFO devices = SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+    PortName name{};
+    ReadPortName(devices, &element, &name);
+    const std::u16string child = platform::InstanceIdOf(FirstChild(port));
+    PortState state{port, platform::ToUtf8(name.data()), platform::NativePathOf(port), platform::ToUtf8(child),
+        ModelFromHardwareId(child.c_str()), IsEnumeratorBound(devices, &element)};
+    SetupDiDestroyDeviceInfoList(devices);
+    return state;
+}
+
+} // namespace
+
+std::vector<PortState> AllPorts()
+{
+    std::vector<PortState> ports;
+    for (const DEVINST node : platform::ChildrenOf(0)) {
+        if (!platform::NativePathOf(node).empty())
+            ports.push_back(StateOf(node));
+    }
+    return ports;
+}
+
+std::string ModelText(uint32_t model)
+{
+    std::array<char, 12> text{};
+    snprintf(text.data(), text.size(), "%X", model);
+    return model == 0 ? "" : text.data();
+}
+
+} // namespace korvex::command

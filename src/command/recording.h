@@ -1,0 +1,54 @@
+// Recordings of a serial line: text, one event a line, behind a first line with the format's name and version:
+//
+//   korvex-recording 1
+//   # a comment
+//   0.000103 sent F0 00 00 00 00
+//   0.000412 answer F0 00 00 00 00 0F
+//   0.212345 controller 5200 firmware 1.2.3 resolution 10 baud 19200
+//   1.500000 report 71 00 02 00 02 8A
+//
+// A line begins with the time in seconds since the start, with up to six decimals, never falling. "sent" and "answer" hold the bytes of
+// the identification and of all other commands and answers, "controller" what was identified, once, and "report" bytes that the
+// session read, as they came in: in whole reports, in pieces of one, or several at once. Bytes are two hexadecimal digits. Empty lines do
+// not count.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "link/command_protocol.h"
+#include "link/touch_controller.h"
+
+namespace korvex::command {
+
+struct RecordedReport {
+    std::chrono::microseconds time; // since the recording's start
+    std::vector<uint8_t> bytes;
+};
+
+// What a recording holds of a controller and its session.
+struct Recording {
+    uint32_t model = 0; // 0x5200, 0x5460 or 0x7700
+    uint8_t fwMajor = 0;
+    uint8_t fwMinor = 0;
+    uint16_t fwBuild = 0;
+    uint32_t resolutionBits = 0;                      // 10 or 12
+    uint32_t baudRate = 0;                            // 19200 or 9600
+    std::array<uint8_t, BOARD_MEMORY_BYTES> memory{}; // as far as it was asked for
+    std::vector<RecordedReport> reports;
+};
+
+// Reads a recording's text. False with `error`, "line 3: …", when it is none that can be played.
+bool ParseRecording(std::string_view text, Recording* recording, std::string* error);
+
+// The lines of a recording, each with its line end.
+std::string FirstRecordingLine();
+std::string EventLine(std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count);
+std::string ControllerLine(std::chrono::microseconds time, const TouchController* controller);
+
+} // namespace korvex::command

@@ -1,0 +1,59 @@
+#include "platform/linux/core/clock.h"
+
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+
+#include "platform/linux/core/handles.h"
+
+namespace {
+
+constexpr int FIRST_YEAR = 1601;
+constexpr int LAST_YEAR = 30827;
+constexpr int64_t SECONDS_FROM_1601_TO_1970 = 11644473600;
+constexpr int64_t INTERVALS_PER_SECOND = 10'000'000;
+constexpr int64_t INTERVALS_PER_MILLISECOND = 10'000;
+
+} // namespace
+
+void GetSystemTime(SYSTEMTIME* time)
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm fields{};
+    gmtime_r(&now.tv_sec, &fields);
+    time->wYear = static_cast<WORD>(fields.tm_year + 1900);
+    time->wMonth = static_cast<WORD>(fields.tm_mon + 1);
+    time->wDayOfWeek = static_cast<WORD>(fields.tm_wday);
+    time->wDay = static_cast<WORD>(fields.tm_mday);
+    time->wHour = static_cast<WORD>(fields.tm_hour);
+    time->wMinute = static_cast<WORD>(fields.tm_min);
+    time->wSecond = static_cast<WORD>(fields.tm_sec < 60 ? fields.tm_sec : 59);
+    time->wMilliseconds = static_cast<WORD>(now.tv_nsec / 1'000'000);
+}
+
+DWORD GetTickCount()
+{
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<DWORD>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime)
+{
+    using std::chrono::day;
+    using std::chrono::month;
+    using std::chrono::year;
+    // std::chrono::year stops at 32767, beyond the last year here.
+    const std::chrono::year_month_day date{year{time->wYear}, month{time->wMonth}, day{time->wDay}};
+    const bool valid = time->wYear >= FIRST_YEAR && time->wYear <= LAST_YEAR && date.ok() && time->wHour < 24 && time->wMinute < 60
+        && time->wSecond < 60 && time->wMilliseconds < 1000;
+    if (!valid)
+        return korvex::platform::Fail(ERROR_INVALID_PARAMETER);
+    const int64_t days = std::chrono::sys_days{date}.time_since_epoch().count();
+    const int64_t minutes = days * 1440 + int64_t{time->wHour} * 60 + time->wMinute;
+    const int64_t seconds = minutes * 60 + time->wSecond + SECONDS_FROM_1601_TO_1970;
+    const int64_t intervals = seconds * INTERVALS_PER_SECOND + time->wMilliseconds * INTERVALS_PER_MILLISECOND;
+    fileTime->dwLowDateTime = static_cast<DWORD>(intervals);
+    fileTime->dwHighDateTime = static_cast<DWORD>(intervals >> 32);
+    return TRUE;
+}

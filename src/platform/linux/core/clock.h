@@ -1,0 +1,30 @@
+// The system clock in the two forms in which Windows gives it.
+#pragma once
+
+#include "platform/linux/core/types.h"
+
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+
+struct SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+
+// The current time in UTC, with millisecond resolution.
+void GetSystemTime(SYSTEMTIME* time);
+
+// Milliseconds of a steady clock; wraps. Only for differences.
+DWORD GetTickCount();
+
+// Intervals of 100 ns since 1 January 1601 UTC. Fails with ERROR_INVALID_PARAMETER for fields that are no date (years 1601 to 30827);
+// the day of the week is not looked at.
+BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime);

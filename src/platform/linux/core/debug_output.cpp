@@ -1,0 +1,33 @@
+#include "platform/linux/core/debug_output.h"
+
+#include <unistd.h>
+
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "platform/linux/core/descriptors.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
+
+namespace {
+
+std::mutex outputLock;
+
+} // namespace
+
+void OutputDebugStringW(const WCHAR* text)
+{
+    const std::string bytes = korvex::platform::ToUtf8(text);
+    const std::lock_guard guard(outputLock);
+    const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
+    if (machine->traceOutput)
+        machine->traceOutput(bytes);
+    else
+        korvex::platform::WriteWhole(STDERR_FILENO, bytes); // where that fails nobody is left to be told
+}
+
+void korvex::platform::UseTraceDescriptor(Machine* machine, int descriptor)
+{
+    machine->traceOutput = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
+}

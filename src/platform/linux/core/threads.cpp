@@ -1,0 +1,327 @@
+#include "platform/linux/core/threads.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "platform/linux/core/blocking_io.h"
+#include "platform/linux/core/handles.h"
+#include "platform/linux/core/running_threads.h"
+
+namespace korvex::platform {
+
+namespace {
+
+constexpr DWORD STILL_ACTIVE_CODE = 259;
+
+// How much later than asked the kernel may end a wait, in nanoseconds. A detecting pass waits for silence so often that the usual 50 us
+// add up.
+constexpr unsigned long TIMER_SLACK_NS = 10'000;
+
+struct EventObject : HandleObject {
+    static constexpr HandleKind KIND = HandleKind::EVENT;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool manualReset = false;
+    bool signalled = false;
+};
+
+// Shared by the handle and the running thread; whichever lets go last frees it.
+struct ThreadRecord {
+    ThreadRoutine routine = nullptr;
+    void* argument = nullptr;
+    pthread_t thread{};
+    int cancelDescriptor = -1; // an eventfd: readable once the pending I/O is to end
+
+    std::mutex mutex; // guards the rest
+    std::condition_variable changed;
+    bool inIo = false;
+    bool cancelled = false;
+    bool ended = false;
+    bool joined = false;
+    DWORD exitCode = STILL_ACTIVE_CODE;
+
+    ~ThreadRecord()
+    {
+        if (cancelDescriptor >= 0)
+            ::close(cancelDescriptor);
+    }
+};
+
+struct ThreadObject : HandleObject {
+    static constexpr HandleKind KIND = HandleKind::THREAD;
+    std::shared_ptr<ThreadRecord> record;
+};
+
+std::atomic<int> runningThreads{0};
+
+thread_local ThreadRecord* currentThread = nullptr; // null in threads that _beginthreadex did not start
+
+void CloseEvent(HandleObject* object)
+{
+    delete static_cast<EventObject*>(object);
+}
+
+void CloseThread(HandleObject* object)
+{
+    auto* thread = static_cast<ThreadObject*>(object);
+    {
+        const std::lock_guard guard(thread->record->mutex);
+        if (!thread->record->joined)
+            pthread_detach(thread->record->thread);
+    }
+    delete thread;
+}
+
+void* RunThread(void* argument)
+{
+    const std::unique_ptr<std::shared_ptr<ThreadRecord>> owner(static_cast<std::shared_ptr<ThreadRecord>*>(argument));
+    ThreadRecord* record = owner->get();
+    currentThread = record;
+    prctl(PR_SET_TIMERSLACK, TIMER_SLACK_NS);
+    const unsigned exitCode = record->routine(record->argument);
+    currentThread = nullptr;
+    const std::lock_guard guard(record->mutex);
+    --runningThreads;
+    record->exitCode = exitCode;
+    record->ended = true;
+    record->changed.notify_all();
+    return nullptr;
+}
+
+// Waits until `reached`, called with the lock held, or for `milliseconds`.
+template <typename Condition>
+bool WaitUntil(std::unique_lock<std::mutex>* lock, std::condition_variable* changed, DWORD milliseconds, Condition reached)
+{
+    if (milliseconds == INFINITE) {
+        changed->wait(*lock, reached);
+        return true;
+    }
+    return changed->wait_for(*lock, std::chrono::milliseconds(milliseconds), reached);
+}
+
+DWORD WaitForEvent(EventObject* event, DWORD milliseconds)
+{
+    std::unique_lock lock(event->mutex);
+    if (!WaitUntil(&lock, &event->changed, milliseconds, [event] { return event->signalled; }))
+        return WAIT_TIMEOUT;
+    event->signalled = event->manualReset;
+    return WAIT_OBJECT_0;
+}
+
+DWORD WaitForThread(ThreadRecord* record, DWORD milliseconds)
+{
+    std::unique_lock lock(record->mutex);
+    if (!WaitUntil(&lock, &record->changed, milliseconds, [record] { return record->ended; }))
+        return WAIT_TIMEOUT;
+    if (!record->joined) {
+        record->joined = true;
+        pthread_join(record->thread, nullptr);
+    }
+    return WAIT_OBJECT_0;
+}
+
+std::optional<timespec> TimeLeft(std::optional<Clock::time_point> deadline)
+{
+    if (!deadline)
+        return std::nullopt;
+    const auto left = std::max(std::chrono::nanoseconds(*deadline - Clock::now()), std::chrono::nanoseconds(0));
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+    return timespec{seconds.count(), (left - seconds).count()};
+}
+
+// Marks the thread as inside an I/O for the life of the guard.
+struct IoMark {
+    ThreadRecord* record;
+
+    explicit IoMark(ThreadRecord* thread) : record(thread) { Set(true); }
+    ~IoMark() { Set(false); }
+    IoMark(const IoMark&) = delete;
+    IoMark& operator=(const IoMark&) = delete;
+
+    void Set(bool inIo) const
+    {
+        if (record == nullptr)
+            return;
+        const std::lock_guard guard(record->mutex);
+        record->inIo = inIo;
+        // A cancellation that came after the wait had ended for another reason must not end the next one.
+        eventfd_t count = 0;
+        if (!inIo && record->cancelled)
+            eventfd_read(record->cancelDescriptor, &count);
+        record->cancelled = false;
+    }
+};
+
+} // namespace
+
+int RunningThreads()
+{
+    return runningThreads;
+}
+
+IoWait WaitForIo(int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline)
+{
+    const IoMark mark(currentThread);
+    // poll(2) passes over negative descriptors.
+    std::array<pollfd, 3> polled{pollfd{descriptor, events, 0}, pollfd{wakeDescriptor, POLLIN, 0},
+        pollfd{currentThread == nullptr ? -1 : currentThread->cancelDescriptor, POLLIN, 0}};
+    for (;;) {
+        const std::optional<timespec> left = TimeLeft(deadline);
+        const int ready = ppoll(polled.data(), polled.size(), left ? &*left : nullptr, nullptr);
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready == 0)
+            return IoWait::TIMED_OUT;
+        if (polled[2].revents != 0)
+            return IoWait::CANCELLED;
+        return polled[1].revents != 0 ? IoWait::WOKEN : IoWait::READY;
+    }
+}
+
+} // namespace korvex::platform
+
+using korvex::platform::EventObject;
+using korvex::platform::Fail;
+using korvex::platform::HandleKind;
+using korvex::platform::HandleObject;
+using korvex::platform::ObjectAs;
+using korvex::platform::ObjectOf;
+using korvex::platform::ThreadObject;
+using korvex::platform::ThreadRecord;
+
+void InitializeCriticalSection(CRITICAL_SECTION* /*section*/) { }
+
+void DeleteCriticalSection(CRITICAL_SECTION* /*section*/) { }
+
+void EnterCriticalSection(CRITICAL_SECTION* section)
+{
+    section->mutex.lock();
+}
+
+void LeaveCriticalSection(CRITICAL_SECTION* section)
+{
+    section->mutex.unlock();
+}
+
+HANDLE CreateEventW(SECURITY_ATTRIBUTES* /*security*/, BOOL manualReset, BOOL initialState, LPCWSTR name)
+{
+    if (name != nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    auto* event = new EventObject;
+    event->kind = EventObject::KIND;
+    event->close = korvex::platform::CloseEvent;
+    event->manualReset = manualReset != FALSE;
+    event->signalled = initialState != FALSE;
+    return event;
+}
+
+BOOL SetEvent(HANDLE handle)
+{
+    auto* event = ObjectAs<EventObject>(handle);
+    if (event == nullptr)
+        return FALSE;
+    const std::lock_guard guard(event->mutex);
+    event->signalled = true;
+    if (event->manualReset)
+        event->changed.notify_all();
+    else
+        event->changed.notify_one();
+    return TRUE;
+}
+
+BOOL ResetEvent(HANDLE handle)
+{
+    auto* event = ObjectAs<EventObject>(handle);
+    if (event == nullptr)
+        return FALSE;
+    const std::lock_guard guard(event->mutex);
+    event->signalled = false;
+    return TRUE;
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
+{
+    HandleObject* object = ObjectOf(handle);
+    if (object != nullptr && object->kind == HandleKind::EVENT)
+        return korvex::platform::WaitForEvent(static_cast<EventObject*>(object), milliseconds);
+    if (object != nullptr && object->kind == HandleKind::THREAD)
+        return korvex::platform::WaitForThread(static_cast<ThreadObject*>(object)->record.get(), milliseconds);
+    SetLastError(ERROR_INVALID_HANDLE);
+    return WAIT_FAILED;
+}
+
+uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine, void* argument, unsigned flags,
+    unsigned* threadId) // NOLINT(readability-non-const-parameter): as Windows has it
+{
+    if (stackSize != 0 || flags != 0 || threadId != nullptr) {
+        errno = EINVAL;
+        return 0;
+    }
+    const auto record = std::make_shared<ThreadRecord>();
+    record->routine = routine;
+    record->argument = argument;
+    record->cancelDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (record->cancelDescriptor < 0)
+        return 0;
+    auto forThread = std::make_unique<std::shared_ptr<ThreadRecord>>(record);
+    const std::lock_guard guard(record->mutex); // the thread may end before its identifier is stored
+    ++korvex::platform::runningThreads;
+    const int refusal = pthread_create(&record->thread, nullptr, korvex::platform::RunThread, forThread.get());
+    if (refusal != 0) {
+        --korvex::platform::runningThreads;
+        errno = refusal;
+        return 0;
+    }
+    [[maybe_unused]] const auto* ownedByThread = forThread.release();
+    auto* thread = new ThreadObject;
+    thread->kind = ThreadObject::KIND;
+    thread->close = korvex::platform::CloseThread;
+    thread->record = record;
+    return reinterpret_cast<uintptr_t>(static_cast<HandleObject*>(thread));
+}
+
+BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode)
+{
+    auto* thread = ObjectAs<ThreadObject>(handle);
+    if (thread == nullptr)
+        return FALSE;
+    const std::lock_guard guard(thread->record->mutex);
+    *exitCode = thread->record->exitCode;
+    return TRUE;
+}
+
+void Sleep(DWORD milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+BOOL CancelSynchronousIo(HANDLE handle)
+{
+    auto* thread = ObjectAs<ThreadObject>(handle);
+    if (thread == nullptr)
+        return FALSE;
+    ThreadRecord* record = thread->record.get();
+    const std::lock_guard guard(record->mutex);
+    if (!record->inIo)
+        return Fail(ERROR_NOT_FOUND);
+    record->cancelled = true;
+    eventfd_write(record->cancelDescriptor, 1);
+    return TRUE;
+}

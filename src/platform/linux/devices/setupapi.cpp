@@ -1,0 +1,324 @@
+#include "platform/linux/devices/setupapi.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/linux/core/handles.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/device_node_records.h"
+#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/devices/registry_keys.h"
+
+namespace korvex::platform {
+
+namespace {
+
+struct InterfacePlace {
+    DEVINST node;
+    size_t index;
+};
+
+// What stands behind an HDEVINFO: the interfaces it was made for, and the requests stored for its devices.
+struct DeviceSet {
+    GUID classId{};
+    std::vector<InterfacePlace> interfaces;
+    std::map<DEVINST, std::vector<BYTE>> requests;
+};
+
+DeviceSet* SetOf(HDEVINFO devices)
+{
+    return static_cast<DeviceSet*>(devices);
+}
+
+void FillElement(SP_DEVINFO_DATA* element, DEVINST node)
+{
+    if (element != nullptr)
+        element->DevInst = node;
+}
+
+// Copies a property, both closing zeros of a list included, when it fits.
+BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buffer, DWORD size, DWORD* required)
+{
+    if (entries.empty())
+        return Fail(ERROR_INVALID_DATA);
+    std::u16string list;
+    for (const std::u16string& entry : entries)
+        list.append(entry).push_back(u'\0');
+    list.push_back(u'\0');
+    const auto bytes = static_cast<DWORD>(list.size() * sizeof(WCHAR));
+    if (required != nullptr)
+        *required = bytes;
+    if (type != nullptr)
+        *type = REG_MULTI_SZ;
+    if (size < bytes)
+        return Fail(ERROR_INSUFFICIENT_BUFFER);
+    std::copy_n(reinterpret_cast<const BYTE*>(list.data()), bytes, buffer);
+    return TRUE;
+}
+
+// The node of an element, with the tree locked; null, with the last error set, when it is no longer there.
+DeviceNode* PresentNode(const SP_DEVINFO_DATA* element)
+{
+    DeviceNode* node = NodeOf(element->DevInst);
+    if (node == nullptr)
+        SetLastError(ERROR_NO_SUCH_DEVINST);
+    return node;
+}
+
+} // namespace
+
+} // namespace korvex::platform
+
+using korvex::platform::ChildrenOf;
+using korvex::platform::DeviceNode;
+using korvex::platform::DeviceSet;
+using korvex::platform::Fail;
+using korvex::platform::NodeOf;
+using korvex::platform::SetOf;
+using korvex::platform::TreeLock;
+
+HDEVINFO SetupDiGetClassDevsW(const GUID* classId, LPCWSTR enumerator, HWND /*parent*/, DWORD flags)
+{
+    const TreeLock lock;
+    const DEVINST only = enumerator == nullptr ? 0 : korvex::platform::FindNode(enumerator);
+    if (enumerator != nullptr && only == 0) {
+        Fail(ERROR_INVALID_DATA);
+        return INVALID_HANDLE_VALUE;
+    }
+    auto devices = std::make_unique<DeviceSet>();
+    if ((flags & DIGCF_DEVICEINTERFACE) != 0) {
+        devices->classId = *classId;
+        for (const DEVINST node : korvex::platform::PresentNodes()) {
+            const auto& interfaces = NodeOf(node)->options.interfaces;
+            for (size_t i = 0; i < interfaces.size() && (only == 0 || only == node); ++i) {
+                if (interfaces[i].classId == *classId)
+                    devices->interfaces.push_back({node, i});
+            }
+        }
+    }
+    return devices.release();
+}
+
+BOOL SetupDiDestroyDeviceInfoList(HDEVINFO devices)
+{
+    delete SetOf(devices);
+    return TRUE;
+}
+
+BOOL SetupDiEnumDeviceInterfaces(
+    HDEVINFO devices, SP_DEVINFO_DATA* /*element*/, const GUID* classId, DWORD index, SP_DEVICE_INTERFACE_DATA* data)
+{
+    if (data->cbSize != sizeof(*data))
+        return Fail(ERROR_INVALID_PARAMETER);
+    if (!(*classId == SetOf(devices)->classId) || index >= SetOf(devices)->interfaces.size())
+        return Fail(ERROR_NO_MORE_ITEMS);
+    data->InterfaceClassGuid = *classId;
+    data->Flags = 1; // active
+    data->Reserved = index;
+    return TRUE;
+}
+
+BOOL SetupDiGetDeviceInterfaceDetailW(HDEVINFO devices, SP_DEVICE_INTERFACE_DATA* data, SP_DEVICE_INTERFACE_DETAIL_DATA_W* detail,
+    DWORD size, DWORD* required, SP_DEVINFO_DATA* element)
+{
+    const TreeLock lock;
+    const korvex::platform::InterfacePlace place = SetOf(devices)->interfaces.at(data->Reserved);
+    const DeviceNode* node = NodeOf(place.node);
+    if (node == nullptr)
+        return Fail(ERROR_NO_SUCH_DEVINST);
+    const std::u16string& path = node->options.interfaces[place.index].path;
+    const size_t pathBytes = (path.size() + 1) * sizeof(WCHAR);
+    const auto needed = static_cast<DWORD>(std::max(sizeof(*detail), offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath) + pathBytes));
+    if (required != nullptr)
+        *required = needed;
+    if (detail != nullptr && detail->cbSize != sizeof(*detail))
+        return Fail(ERROR_INVALID_PARAMETER);
+    if (detail == nullptr || size < needed)
+        return Fail(ERROR_INSUFFICIENT_BUFFER);
+    memcpy(reinterpret_cast<BYTE*>(detail) + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath), path.c_str(), pathBytes);
+    korvex::platform::FillElement(element, place.node);
+    return TRUE;
+}
+
+BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*parent*/, DWORD /*flags*/, SP_DEVINFO_DATA* element)
+{
+    const DEVINST node = korvex::platform::FindNode(instanceId);
+    if (node == 0)
+        return Fail(ERROR_NO_SUCH_DEVINST);
+    korvex::platform::FillElement(element, node);
+    return TRUE;
+}
+
+BOOL SetupDiGetDeviceRegistryPropertyW(
+    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD property, DWORD* type, BYTE* buffer, DWORD size, DWORD* required)
+{
+    const TreeLock lock;
+    const DeviceNode* node = korvex::platform::PresentNode(element);
+    if (node == nullptr)
+        return FALSE;
+    if (property == SPDRP_HARDWAREID)
+        return korvex::platform::CopyList(node->options.hardwareIds, type, buffer, size, required);
+    if (property == SPDRP_UPPERFILTERS)
+        return korvex::platform::CopyList(node->upperFilters, type, buffer, size, required);
+    return Fail(ERROR_INVALID_DATA);
+}
+
+BOOL SetupDiSetDeviceRegistryPropertyW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD property, const BYTE* buffer, DWORD size)
+{
+    const TreeLock lock;
+    const DeviceNode* node = korvex::platform::PresentNode(element);
+    if (node == nullptr)
+        return FALSE;
+    if (property != SPDRP_UPPERFILTERS || node->options.filtersLocked)
+        return Fail(ERROR_ACCESS_DENIED);
+    std::u16string list(size / sizeof(WCHAR), u'\0');
+    memcpy(list.data(), buffer, list.size() * sizeof(WCHAR));
+    // A list ends with two zeros: its last entry's and its own.
+    if (list.size() < 2 || !list.ends_with(std::u16string_view(u"\0\0", 2)))
+        return Fail(ERROR_INVALID_PARAMETER);
+    std::vector<std::u16string> filters;
+    for (size_t start = 0; list[start] != 0; start += filters.back().size() + 1)
+        filters.emplace_back(list.c_str() + start);
+    korvex::platform::StoreUpperFilters(element->DevInst, std::move(filters));
+    return TRUE;
+}
+
+HKEY SetupDiOpenDevRegKey(
+    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD /*scope*/, DWORD /*profile*/, DWORD keyType, DWORD /*access*/)
+{
+    const TreeLock lock;
+    const DeviceNode* node = korvex::platform::PresentNode(element);
+    if (node == nullptr || keyType != DIREG_DEV || node->hardwareKeyLocked) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return static_cast<HKEY>(INVALID_HANDLE_VALUE);
+    }
+    return korvex::platform::OpenRegistryPath(korvex::platform::HardwareKeyPath(node->options.instanceId));
+}
+
+BOOL SetupDiSetClassInstallParamsW(HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size)
+{
+    const TreeLock lock;
+    if (korvex::platform::PresentNode(element) == nullptr)
+        return FALSE;
+    if (parameters->cbSize != sizeof(*parameters) || size < sizeof(*parameters))
+        return Fail(ERROR_INVALID_PARAMETER);
+    const auto* bytes = reinterpret_cast<const BYTE*>(parameters);
+    SetOf(devices)->requests[element->DevInst].assign(bytes, bytes + size);
+    return TRUE;
+}
+
+BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINFO_DATA* element)
+{
+    {
+        const TreeLock lock;
+        DeviceNode* node = korvex::platform::PresentNode(element);
+        const std::vector<BYTE>& request = SetOf(devices)->requests[element->DevInst];
+        SP_CLASSINSTALL_HEADER header{};
+        if (request.size() >= sizeof(header))
+            memcpy(&header, request.data(), sizeof(header));
+        if (node == nullptr || header.InstallFunction != function)
+            return Fail(ERROR_INVALID_DATA);
+        if (function == DIF_REMOVE) {
+            korvex::platform::RemoveNode(element->DevInst);
+            return TRUE;
+        }
+        if (function != DIF_PROPERTYCHANGE)
+            return Fail(ERROR_INVALID_FUNCTION);
+        ++node->restarts;
+    }
+    korvex::platform::StartFilter(element->DevInst);
+    return TRUE;
+}
+
+BOOL SetupDiGetDeviceInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters)
+{
+    const TreeLock lock;
+    const DeviceNode* node = korvex::platform::PresentNode(element);
+    if (node == nullptr)
+        return FALSE;
+    if (parameters->cbSize != sizeof(*parameters))
+        return Fail(ERROR_INVALID_PARAMETER);
+    parameters->Flags = node->installFlags;
+    return TRUE;
+}
+
+BOOL SetupDiSetDeviceInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters)
+{
+    const TreeLock lock;
+    DeviceNode* node = korvex::platform::PresentNode(element);
+    if (node == nullptr)
+        return FALSE;
+    node->installFlags = parameters->Flags;
+    return TRUE;
+}
+
+CONFIGRET CM_Get_Child(DEVINST* child, DEVINST node, ULONG /*flags*/)
+{
+    const TreeLock lock;
+    const std::vector<DEVINST> children = ChildrenOf(node);
+    if (NodeOf(node) == nullptr || children.empty())
+        return CR_NO_SUCH_DEVNODE;
+    *child = children.front();
+    return CR_SUCCESS;
+}
+
+CONFIGRET CM_Get_Sibling(DEVINST* sibling, DEVINST node, ULONG /*flags*/)
+{
+    const TreeLock lock;
+    const DeviceNode* found = NodeOf(node);
+    if (found == nullptr)
+        return CR_INVALID_DEVNODE;
+    const std::vector<DEVINST> children = ChildrenOf(found->options.parent);
+    const auto next = std::upper_bound(children.begin(), children.end(), node);
+    if (next == children.end())
+        return CR_NO_SUCH_DEVNODE;
+    *sibling = *next;
+    return CR_SUCCESS;
+}
+
+CONFIGRET CM_Get_Device_ID_Size(ULONG* length, DEVINST node, ULONG /*flags*/)
+{
+    const std::u16string identifier = korvex::platform::InstanceIdOf(node);
+    *length = static_cast<ULONG>(identifier.size());
+    return identifier.empty() ? CR_INVALID_DEVNODE : CR_SUCCESS;
+}
+
+CONFIGRET CM_Get_Device_IDW(DEVINST node, LPWSTR buffer, ULONG capacity, ULONG /*flags*/)
+{
+    const std::u16string identifier = korvex::platform::InstanceIdOf(node);
+    if (identifier.empty())
+        return CR_INVALID_DEVNODE;
+    if (identifier.size() >= capacity)
+        return CR_BUFFER_SMALL;
+    std::copy_n(identifier.c_str(), identifier.size() + 1, buffer);
+    return CR_SUCCESS;
+}
+
+CONFIGRET CM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST node, ULONG /*flags*/)
+{
+    const TreeLock lock;
+    const DeviceNode* found = NodeOf(node);
+    if (found == nullptr)
+        return CR_INVALID_DEVNODE;
+    *status = found->status;
+    *problem = 0;
+    return CR_SUCCESS;
+}
+
+CONFIGRET CM_Reenumerate_DevNode(DEVINST node, ULONG /*flags*/)
+{
+    {
+        const TreeLock lock;
+        DeviceNode* found = NodeOf(node);
+        if (found == nullptr)
+            return CR_INVALID_DEVNODE;
+        ++found->enumerations;
+    }
+    korvex::platform::StartFilter(node);
+    return CR_SUCCESS;
+}

@@ -1,0 +1,161 @@
+#include "platform/linux/files/files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "platform/linux/core/descriptors.h"
+#include "platform/linux/core/handles.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/serial/serial_port.h"
+
+namespace korvex::platform {
+
+namespace {
+
+struct FileObject : HandleObject {
+    static constexpr HandleKind KIND = HandleKind::FILE;
+    int descriptor = -1;
+};
+
+void CloseFile(HandleObject* object)
+{
+    auto* file = static_cast<FileObject*>(object);
+    ::close(file->descriptor);
+    delete file;
+}
+
+HANDLE OpenFile(const char* path, const struct stat* status, DWORD access, DWORD shareMode)
+{
+    const bool writes = (access & GENERIC_WRITE) != 0;
+    if (S_ISDIR(status->st_mode) || (writes && IsReadOnly(status))) {
+        Fail(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+    }
+    const bool attributesOnly = (access & (GENERIC_READ | GENERIC_WRITE)) == 0; // such a handle takes no part in sharing
+    const int mode = writes ? O_RDWR : attributesOnly ? O_PATH : O_RDONLY;
+    const int descriptor = open(path, mode | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        FailWithErrno();
+        return INVALID_HANDLE_VALUE;
+    }
+    const bool shared = attributesOnly || (shareMode & FILE_SHARE_WRITE) != 0;
+    const int lock = writes || (shareMode & FILE_SHARE_READ) == 0 ? LOCK_EX : LOCK_SH;
+    if (!shared && flock(descriptor, lock | LOCK_NB) != 0) {
+        Fail(errno == EWOULDBLOCK ? ERROR_SHARING_VIOLATION : ErrorFromErrno(errno));
+        ::close(descriptor);
+        return INVALID_HANDLE_VALUE;
+    }
+    auto* file = new FileObject;
+    file->kind = FileObject::KIND;
+    file->close = CloseFile;
+    file->descriptor = descriptor;
+    return static_cast<HandleObject*>(file);
+}
+
+} // namespace
+
+} // namespace korvex::platform
+
+using korvex::platform::ErrorFromErrno;
+using korvex::platform::Fail;
+using korvex::platform::FailWithErrno;
+using korvex::platform::ObjectAs;
+using korvex::platform::SerialPort;
+
+namespace {
+
+// Tells the machine of a port's interface that cannot be opened, for the last error, which stays.
+void TellRefused(const korvex::platform::InterfaceOptions* port)
+{
+    const DWORD error = GetLastError();
+    const auto& tell = korvex::platform::ThisMachine()->portRefused;
+    if (port != nullptr && tell)
+        tell(port->nativePath, error);
+    SetLastError(error);
+}
+
+} // namespace
+
+HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* /*security*/, DWORD disposition, DWORD /*flags*/,
+    HANDLE /*templateFile*/)
+{
+    if (disposition != OPEN_EXISTING) {
+        Fail(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    const korvex::platform::InterfaceOptions* deviceInterface = korvex::platform::FindInterface(path);
+    if (deviceInterface != nullptr && deviceInterface->server != nullptr)
+        return korvex::platform::OpenDevice(deviceInterface);
+    const std::string nativePath = deviceInterface != nullptr ? deviceInterface->nativePath : korvex::platform::ToNativePath(path);
+    struct stat status { };
+    if (stat(nativePath.c_str(), &status) != 0) {
+        FailWithErrno();
+        TellRefused(deviceInterface);
+        return INVALID_HANDLE_VALUE;
+    }
+    if (!S_ISCHR(status.st_mode))
+        return korvex::platform::OpenFile(nativePath.c_str(), &status, access, shareMode);
+    SerialPort* port = korvex::platform::OpenSerialPort(nativePath.c_str());
+    if (port != nullptr)
+        return static_cast<korvex::platform::HandleObject*>(port);
+    TellRefused(deviceInterface);
+    return INVALID_HANDLE_VALUE;
+}
+
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* /*overlapped*/)
+{
+    auto* port = ObjectAs<SerialPort>(handle);
+    return port == nullptr ? FALSE : korvex::platform::ReadSerial(port, buffer, count, received);
+}
+
+BOOL WriteFile(HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* /*overlapped*/)
+{
+    auto* port = ObjectAs<SerialPort>(handle);
+    return port == nullptr ? FALSE : korvex::platform::WriteSerial(port, bytes, count, written);
+}
+
+BOOL FlushFileBuffers(HANDLE handle)
+{
+    auto* port = ObjectAs<SerialPort>(handle);
+    return port == nullptr ? FALSE : korvex::platform::FlushSerial(port);
+}
+
+DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* filePart)
+{
+    if (path == nullptr || *path == 0 || filePart != nullptr) {
+        Fail(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(korvex::platform::ToNativePath(path), error);
+    if (error) {
+        Fail(ErrorFromErrno(error.value()));
+        return 0;
+    }
+    const std::u16string text = korvex::platform::FromNativePath(absolute.lexically_normal().native());
+    if (text.size() >= capacity)
+        return static_cast<DWORD>(text.size() + 1);
+    std::copy_n(text.c_str(), text.size() + 1, buffer);
+    return static_cast<DWORD>(text.size());
+}
+
+HRESULT SHGetFolderPathW(HWND /*owner*/, int folder, HANDLE /*token*/, DWORD /*flags*/, LPWSTR path)
+{
+    const std::u16string text = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->systemFolder);
+    if (folder != CSIDL_SYSTEM || text.empty() || text.size() >= MAX_PATH) {
+        *path = 0;
+        return E_FAIL;
+    }
+    std::copy_n(text.c_str(), text.size() + 1, path);
+    return S_OK;
+}

@@ -1,0 +1,35 @@
+// Files, handles and folders.
+#pragma once
+
+#include "platform/linux/core/types.h"
+
+inline constexpr DWORD GENERIC_READ = 0x80000000;
+inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD FILE_READ_ATTRIBUTES = 0x80;
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr int CSIDL_SYSTEM = 37;
+inline constexpr DWORD SHGFP_TYPE_DEFAULT = 1;
+
+// Opens an existing file, serial port (serial.h) or device (device_tree.h), the last two by the path of their interface or, a port, by that
+// of its tty; `disposition` must be OPEN_EXISTING. A path may use either separator.
+// A file without any write permission counts as one with the read-only attribute, which binds administrators too. Handles of this
+// layer share a file as asked; programs that do not lock the file are not kept out.
+HANDLE CreateFileW(
+    LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flags, HANDLE templateFile);
+// Reading, writing and flushing: of serial ports only.
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* overlapped);
+BOOL WriteFile(HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* overlapped);
+BOOL FlushFileBuffers(HANDLE handle);
+
+// Closes a handle of any kind. No other thread may be using it, but a thread whose handle is closed runs on.
+BOOL CloseHandle(HANDLE handle);
+
+// Makes a path absolute against the current directory. Returns the length without terminator; when the buffer (`capacity` UTF-16
+// units) is too small, the capacity it needs, leaving the buffer alone; 0 on failure. `filePart` is not supported and must be null.
+DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* filePart);
+
+// Only CSIDL_SYSTEM: the machine's system folder (machine.h), into a buffer of MAX_PATH units.
+HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWSTR path);

@@ -1,0 +1,136 @@
+#include "platform/linux/files/process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/core/handles.h"
+#include "platform/linux/core/running_threads.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
+
+namespace {
+
+struct MutexObject : korvex::platform::HandleObject {
+    int descriptor = -1; // holds the file's lock, or would if another process did not
+    MutexObject* next = nullptr;
+};
+
+// Those that nobody closes are kept to the end of the process.
+std::mutex mutexesLock;
+MutexObject* mutexes = nullptr;
+
+void CloseMutex(korvex::platform::HandleObject* object)
+{
+    auto* mutex = static_cast<MutexObject*>(object);
+    {
+        const std::lock_guard guard(mutexesLock);
+        MutexObject** place = &mutexes;
+        while (*place != mutex)
+            place = &(*place)->next;
+        *place = mutex->next;
+    }
+    if (mutex->descriptor >= 0)
+        ::close(mutex->descriptor);
+    delete mutex;
+}
+
+// A file of the user's session that stands for the name.
+std::string MutexFile(std::u16string_view name)
+{
+    const char* session = getenv("XDG_RUNTIME_DIR");
+    const std::string start
+        = session != nullptr && *session != 0 ? std::string(session) + "/korvex-" : "/tmp/korvex-" + std::to_string(getuid()) + "-";
+    return start + korvex::platform::ToUtf8(name) + ".lock";
+}
+
+// Splits at blanks outside double quotes.
+std::vector<std::string> SplitParameters(std::string_view text)
+{
+    std::vector<std::string> words;
+    bool quoted = false;
+    bool inWord = false;
+    for (const char unit : text) {
+        if (unit == '"')
+            quoted = !quoted;
+        if (unit == ' ' && !quoted) {
+            inWord = false;
+            continue;
+        }
+        if (!inWord)
+            words.emplace_back();
+        inWord = true;
+        if (unit != '"')
+            words.back().push_back(unit);
+    }
+    return words;
+}
+
+} // namespace
+
+HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LPCWSTR name)
+{
+    auto* mutex = new MutexObject;
+    mutex->kind = korvex::platform::HandleKind::MUTEX;
+    mutex->close = CloseMutex;
+    mutex->descriptor = open(MutexFile(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const bool held = mutex->descriptor >= 0 && flock(mutex->descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    {
+        const std::lock_guard guard(mutexesLock);
+        mutex->next = mutexes;
+        mutexes = mutex;
+    }
+    SetLastError(held ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    return static_cast<korvex::platform::HandleObject*>(mutex);
+}
+
+HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR parameters, LPCWSTR /*folder*/, int /*show*/)
+{
+    constexpr uintptr_t STARTED = 42;
+    constexpr uintptr_t NOT_FOUND = 2;
+    std::vector<std::string> words{korvex::platform::ToNativePath(file)};
+    for (std::string& word : SplitParameters(korvex::platform::ToUtf8(parameters)))
+        words.push_back(std::move(word));
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    // The program gets the signals that this process has blocked or ignores for itself.
+    posix_spawnattr_t attributes;
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    sigset_t ignored;
+    sigemptyset(&ignored);
+    sigaddset(&ignored, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &ignored);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    pid_t child = 0;
+    const int refusal = posix_spawn(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    return reinterpret_cast<HINSTANCE>(refusal == 0 ? STARTED : NOT_FOUND); // NOLINT(performance-no-int-to-ptr): as Windows has it
+}
+
+void ExitProcess(UINT exitCode)
+{
+    if (exitCode == 0 && korvex::platform::ThisMachine()->displayLost) {
+        fputs("the display is lost\n", stderr);
+        exitCode = EXIT_FAILURE;
+    }
+    fflush(nullptr);
+    if (korvex::platform::RunningThreads() > 0)
+        _exit(static_cast<int>(exitCode));
+    exit(static_cast<int>(exitCode)); // NOLINT(concurrency-mt-unsafe): no other thread runs
+}

@@ -1,0 +1,165 @@
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer.h"
+
+namespace korvex::platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
+constexpr std::chrono::seconds MEASURE_INTERVAL{1};
+
+// A connection of its own.
+struct PointerDisplay {
+    std::mutex mutex; // guards the rest
+    std::string name; // empty: the one in DISPLAY
+    Display* display = nullptr;
+    bool broken = false;  // the server went away
+    bool pressed = false; // the button is held down by this connection
+    int width = 0;        // of the screen, in pixels
+    int height = 0;
+    Clock::time_point lastMeasured;
+    Clock::time_point lastAttempt;
+};
+
+// Takes the screen's size, at most once a second: it changes when the screen is turned or set to another mode.
+void Measure(PointerDisplay* pointer)
+{
+    if (Clock::now() - pointer->lastMeasured < MEASURE_INTERVAL)
+        return;
+    pointer->lastMeasured = Clock::now();
+    Window root = 0;
+    int x = 0;
+    int y = 0;
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned border = 0;
+    unsigned depth = 0;
+    if (XGetGeometry(pointer->display, DefaultRootWindow(pointer->display), &root, &x, &y, &width, &height, &border, &depth) == 0
+        || pointer->broken)
+        return;
+    pointer->width = static_cast<int>(width);
+    pointer->height = static_cast<int>(height);
+    ThisMachine()->screenWidth = pointer->width;
+    ThisMachine()->screenHeight = pointer->height;
+}
+
+bool Connect(PointerDisplay* pointer, std::string* reason)
+{
+    pointer->lastAttempt = Clock::now();
+    const char* name = pointer->name.empty() ? nullptr : pointer->name.c_str();
+    Display* display = XOpenDisplay(name);
+    if (display == nullptr) {
+        *reason = std::string("cannot open the X display \"") + XDisplayName(name) + "\"";
+        return false;
+    }
+    int event = 0;
+    int error = 0;
+    int major = 0;
+    int minor = 0;
+    if (XTestQueryExtension(display, &event, &error, &major, &minor) == False) {
+        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no XTEST extension";
+        XCloseDisplay(display);
+        return false;
+    }
+    // Without these two handlers Xlib ends the process when the server goes away.
+    XSetIOErrorHandler([](Display* /*display*/) { return 0; });
+    XSetIOErrorExitHandler(
+        display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
+    pointer->display = display;
+    pointer->broken = false;
+    pointer->pressed = false;
+    pointer->lastMeasured = {};
+    Measure(pointer);
+    return true;
+}
+
+// True when the display can be used; tries a lost one again once a second.
+bool IsConnected(PointerDisplay* pointer)
+{
+    if (pointer->display != nullptr && pointer->broken) {
+        XCloseDisplay(pointer->display);
+        pointer->display = nullptr;
+    }
+    std::string reason;
+    return pointer->display != nullptr || (Clock::now() - pointer->lastAttempt >= RECONNECT_INTERVAL && Connect(pointer, &reason));
+}
+
+bool SendToServer(PointerDisplay* pointer, const INPUT& input)
+{
+    if (!IsConnected(pointer))
+        return false;
+    Measure(pointer);
+    Display* display = pointer->display;
+    const DWORD flags = input.mi.dwFlags;
+    if ((flags & MOUSEEVENTF_MOVE) != 0)
+        XTestFakeMotionEvent(
+            display, DefaultScreen(display), PixelOf(input.mi.dx, pointer->width), PixelOf(input.mi.dy, pointer->height), CurrentTime);
+    if ((flags & MOUSEEVENTF_LEFTDOWN) != 0)
+        XTestFakeButtonEvent(display, Button1, True, CurrentTime);
+    if ((flags & MOUSEEVENTF_LEFTUP) != 0)
+        XTestFakeButtonEvent(display, Button1, False, CurrentTime);
+    if ((flags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
+        pointer->pressed = (flags & MOUSEEVENTF_LEFTDOWN) != 0;
+    XFlush(display);
+    return !pointer->broken;
+}
+
+bool AskServer(PointerDisplay* pointer, POINT* position)
+{
+    if (!IsConnected(pointer))
+        return false;
+    Window root = 0;
+    Window child = 0;
+    int rootX = 0;
+    int rootY = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned buttons = 0;
+    const Bool answered
+        = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display), &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
+    if (answered == False || pointer->broken)
+        return false;
+    *position = {rootX, rootY};
+    return true;
+}
+
+void CloseDisplay(PointerDisplay* pointer)
+{
+    if (pointer->display != nullptr) {
+        if (pointer->pressed && !pointer->broken)
+            XTestFakeButtonEvent(pointer->display, Button1, False, CurrentTime); // nobody else would release it
+        XCloseDisplay(pointer->display);
+    }
+    delete pointer;
+}
+
+} // namespace
+
+bool UseX11Pointer(Machine* machine, const char* display, std::string* reason)
+{
+    const std::shared_ptr<PointerDisplay> pointer(new PointerDisplay, CloseDisplay);
+    pointer->name = display == nullptr ? "" : display;
+    if (!Connect(pointer.get(), reason))
+        return false;
+    machine->pointerOutput = [pointer](const INPUT& input) {
+        const std::lock_guard guard(pointer->mutex);
+        return SendToServer(pointer.get(), input);
+    };
+    machine->pointerPosition = [pointer](POINT* position) {
+        const std::lock_guard guard(pointer->mutex);
+        return AskServer(pointer.get(), position);
+    };
+    return true;
+}
+
+} // namespace korvex::platform

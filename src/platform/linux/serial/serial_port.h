@@ -1,0 +1,70 @@
+// The record behind a serial port's handle, for the calls of files.h that work on it.
+#pragma once
+
+#include <sys/stat.h>
+#include <termios.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "platform/linux/core/handles.h"
+#include "platform/linux/serial/serial.h"
+
+namespace korvex::platform {
+
+struct SerialPort : HandleObject {
+    static constexpr HandleKind KIND = HandleKind::SERIAL_PORT;
+    std::string path;        // empty: of a line that cannot be opened again
+    int descriptor = -1;     // -1: the line is gone
+    int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
+    bool lossToTell = false; // the line has gone since the last WaitCommEvent
+    bool exclusive = false;  // TIOCEXCL is set
+    bool pseudoTerminal = false;
+    struct stat pathStatus { }; // of the path itself, a symbolic link say, when it was opened
+    bool terminal = false;      // false for a pipe or a socket, which has no settings and nothing to flush
+    termios settingsBefore{};   // of a terminal, put back when the port is closed
+    DCB dcb{};
+    COMMTIMEOUTS timeouts{};
+
+    // What has been fetched from the descriptor and not been read yet: [queueStart, queueEnd).
+    std::array<uint8_t, 4096> queue{};
+    size_t queueStart = 0;
+    size_t queueEnd = 0;
+
+    std::mutex mutex; // guards the rest
+    DWORD eventMask = 0;
+    bool waiting = false;
+    bool woken = false; // the wake descriptor is readable
+};
+
+// Makes a port of an open tty, without locking it; also of a pipe or socket, which then serves as a line without settings. Takes the
+// descriptor over. Null, with the descriptor closed, when the system refuses.
+SerialPort* AdoptSerialDescriptor(int descriptor);
+
+// Opens a tty exclusively. Null, with the last error set, when it cannot be opened.
+SerialPort* OpenSerialPort(const char* path);
+
+// Whether the line is there; one that has gone is opened again by its path, and gets its settings back. False with the last error
+// ERROR_DEVICE_NOT_CONNECTED.
+bool HasLine(SerialPort* port);
+
+// Takes note that the line has gone. False, with that last error.
+bool LoseLine(SerialPort* port);
+
+// Gives the line the settings of a DCB. False, with the last error set, when it does not take them.
+bool ApplySettings(SerialPort* port, const DCB* dcb);
+
+bool IsQueueEmpty(const SerialPort* port);
+
+// Moves what has arrived into the empty queue. False, with the last error set, when the line has gone.
+bool FetchInput(SerialPort* port);
+
+// ReadFile, WriteFile and FlushFileBuffers of a serial port.
+BOOL ReadSerial(SerialPort* port, void* buffer, DWORD count, DWORD* received);
+BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* written);
+BOOL FlushSerial(SerialPort* port);
+
+} // namespace korvex::platform

@@ -1,0 +1,116 @@
+// The message box, a window like any other of this layer.
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/machine.h"
+#include "platform/linux/windows/window_records.h"
+
+namespace {
+
+constexpr LPCWSTR BOX_CLASS = u"#32770"; // the name that Windows gives dialogs
+constexpr int MARGIN = 24;
+constexpr int LINE_HEIGHT = 20;
+constexpr int CHARACTER_WIDTH = 9; // enough for the font at its average
+constexpr int LEAST_WIDTH = 240;
+constexpr int FRAME = 2;
+constexpr int BUTTON_WIDTH = 88;
+constexpr int BUTTON_HEIGHT = 28;
+
+// The box that is shown. One at a time, on the windows' thread.
+struct Box {
+    HWND window;
+    int width;
+    int height;
+    RECT button;
+    bool pressed; // the mouse button went down on it
+    bool dismissed;
+};
+
+Box box{};
+
+bool IsOnButton(LPARAM position)
+{
+    const int x = static_cast<int>(position & 0xFFFF);
+    const int y = static_cast<int>(position >> 16 & 0xFFFF);
+    return x >= box.button.left && x < box.button.right && y >= box.button.top && y < box.button.bottom;
+}
+
+LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_PAINT) {
+        PAINTSTRUCT paint{};
+        HDC context = BeginPaint(window, &paint);
+        Rectangle(context, 0, 0, box.width, box.height); // where there is no window manager, the only frame
+        Rectangle(context, box.button.left, box.button.top, box.button.right, box.button.bottom);
+        EndPaint(window, &paint);
+        return 0;
+    }
+    if (message == WM_LBUTTONDOWN)
+        box.pressed = IsOnButton(lParam);
+    if (message == WM_CLOSE || (message == WM_LBUTTONUP && box.pressed && IsOnButton(lParam))
+        || (message == WM_KEYUP && (wParam == VK_RETURN || wParam == VK_ESCAPE || wParam == VK_SPACE))) {
+        box.dismissed = true;
+        return 0;
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+std::vector<std::u16string> LinesOf(std::u16string_view text)
+{
+    std::vector<std::u16string> lines;
+    while (!text.empty()) {
+        const size_t end = text.find(u'\n');
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(end == std::u16string_view::npos ? text.size() : end + 1);
+    }
+    return lines;
+}
+
+HWND AddText(LPCWSTR text, int x, int y, int width, int height)
+{
+    return CreateWindowExW(
+        0, u"STATIC", text, WS_CHILD | WS_VISIBLE | SS_CENTER, x, y, width, height, box.window, nullptr, nullptr, nullptr);
+}
+
+void CreateBox(LPCWSTR text, LPCWSTR caption)
+{
+    const std::vector<std::u16string> lines = LinesOf(text);
+    size_t longest = 0;
+    for (const std::u16string& line : lines)
+        longest = std::max(longest, line.size());
+    const int width = std::max(LEAST_WIDTH, static_cast<int>(longest) * CHARACTER_WIDTH + 2 * MARGIN);
+    const int textHeight = static_cast<int>(lines.size()) * LINE_HEIGHT;
+    const int height = textHeight + BUTTON_HEIGHT + 3 * MARGIN;
+    box = {nullptr, width, height, {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2, height - MARGIN},
+        false, false};
+
+    WNDCLASSW boxClass{};
+    boxClass.lpfnWndProc = BoxProcedure;
+    boxClass.lpszClassName = BOX_CLASS;
+    RegisterClassW(&boxClass);
+    const int x = (GetSystemMetrics(SM_CXSCREEN) - width) / 2;
+    const int y = (GetSystemMetrics(SM_CYSCREEN) - height) / 2;
+    box.window = CreateWindowExW(0, BOX_CLASS, caption, WS_SYSMENU, x, y, width, height, nullptr, nullptr, nullptr, nullptr);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        HWND line = AddText(u"", FRAME, MARGIN + static_cast<int>(i) * LINE_HEIGHT, width - 2 * FRAME, LINE_HEIGHT);
+        SetWindowTextW(line, lines[i].c_str()); // a backend without a screen prints texts that are set
+    }
+    AddText(u"OK", box.button.left + FRAME, box.button.top + FRAME, BUTTON_WIDTH - 2 * FRAME, BUTTON_HEIGHT - 2 * FRAME);
+    ShowWindow(box.window, SW_SHOW);
+}
+
+} // namespace
+
+int MessageBoxW(HWND /*owner*/, LPCWSTR text, LPCWSTR caption, UINT /*type*/)
+{
+    CreateBox(text, caption);
+    MSG message{};
+    BOOL got = TRUE;
+    while (korvex::platform::Backend()->answerable && !box.dismissed && (got = GetMessageW(&message, nullptr, 0, 0)) > 0)
+        DispatchMessageW(&message);
+    DestroyWindow(box.window);
+    return got < 0 ? 0 : IDOK;
+}

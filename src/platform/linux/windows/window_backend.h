@@ -1,0 +1,57 @@
+// How windows are shown. A backend's routines are called on the windows' thread only.
+#pragma once
+
+#include <string>
+
+#include "platform/linux/windows/windowing.h"
+
+namespace korvex::platform {
+
+// Where a window is and what it says, for the backend to show. A backend keeps its own state by the handle.
+struct WindowView {
+    HWND handle;
+    HWND parent; // null: top level
+    std::u16string text;
+    COLORREF background;
+    bool isStatic;
+    DWORD style; // WS_ flags
+    int x;
+    int y;
+    int width;
+    int height;
+};
+
+struct WindowBackend {
+    bool answerable; // there is somebody who can press a button
+
+    bool (*create)(const WindowView* view);
+    void (*show)(HWND window);
+    void (*changeText)(const WindowView* view);
+    void (*destroy)(HWND window);
+
+    // Painting, as painting.h has it: the background, and figures that are filled with a colour and outlined in black.
+    void (*erase)(const WindowView* view);
+    void (*rectangle)(HWND window, RECT bounds, COLORREF fill);
+    void (*ellipse)(HWND window, RECT bounds, COLORREF fill);
+
+    // A descriptor that is readable when `pump` has something to do; -1: never.
+    int (*descriptor)();
+    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYUP for a released key, WM_LBUTTONDOWN and
+    // WM_LBUTTONUP for the first mouse button, and invalidates what has come to light. False when the display is lost.
+    bool (*pump)();
+};
+
+// Prints each text of a STATIC window as a line on standard error, and shows nothing.
+const WindowBackend* NoWindows();
+
+// Shows windows on the X display of that name (null: the one in DISPLAY), whose size becomes that of the machine's screen. Null, with a
+// reason, when it cannot be used.
+const WindowBackend* X11Windows(const char* name, std::string* reason);
+
+// The colour of a brush; white for none.
+COLORREF ColorOf(HBRUSH brush);
+
+// Closes every top-level window, as its close button does: posts WM_CLOSE. On the windows' thread.
+void CloseTopLevelWindows();
+
+} // namespace korvex::platform

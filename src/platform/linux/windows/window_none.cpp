@@ -1,0 +1,27 @@
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/linux/core/text.h"
+#include "platform/linux/windows/window_backend.h"
+
+const korvex::platform::WindowBackend* korvex::platform::NoWindows()
+{
+    static constexpr WindowBackend BACKEND{
+        false,
+        [](const WindowView* /*view*/) { return true; },
+        [](HWND /*window*/) {},
+        [](const WindowView* view) {
+            const std::string line = ToUtf8(view->text) + "\n";
+            if (view->isStatic && write(STDERR_FILENO, line.data(), line.size()) < 0)
+                return; // nobody is left to be told
+        },
+        [](HWND /*window*/) {},
+        [](const WindowView* /*view*/) {},
+        [](HWND /*window*/, RECT /*bounds*/, COLORREF /*fill*/) {},
+        [](HWND /*window*/, RECT /*bounds*/, COLORREF /*fill*/) {},
+        [] { return -1; },
+        [] { return true; },
+    };
+    return &BACKEND;
+}

@@ -1,0 +1,351 @@
+#include <X11/XKBlib.h>
+#include <X11/Xatom.h>
+#include <X11/Xft/Xft.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/cursorfont.h>
+#include <X11/keysym.h>
+
+#include <map>
+#include <string>
+
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/windows/window_backend.h"
+
+namespace korvex::platform {
+
+namespace {
+
+constexpr const char* FONT = "DejaVu Sans:pixelsize=14";
+constexpr const char* FALLBACK_FONT = "sans:pixelsize=14";
+
+struct ShownWindow {
+    Window window;
+    WindowView view;
+};
+
+// The connection of the windows' thread.
+struct WindowDisplay {
+    Display* display = nullptr;
+    bool broken = false; // the server went away
+    Atom deleteWindow = 0;
+    Atom windowName = 0;
+    Atom utf8 = 0;
+    Cursor arrow = 0;
+    XftFont* font = nullptr;
+    std::map<HWND, ShownWindow> windows;
+};
+
+WindowDisplay* Connection()
+{
+    static WindowDisplay connection;
+    return &connection;
+}
+
+unsigned long XColorOf(COLORREF color)
+{
+    const unsigned long red = color & 0xFF;
+    const unsigned long green = (color >> 8) & 0xFF;
+    const unsigned long blue = (color >> 16) & 0xFF;
+    return red << 16 | green << 8 | blue; // every visual in use today is true colour
+}
+
+void SetTitle(const WindowDisplay* connection, Window window, const std::u16string& title)
+{
+    const std::string text = ToUtf8(title);
+    Xutf8SetWMProperties(connection->display, window, text.c_str(), text.c_str(), nullptr, 0, nullptr, nullptr, nullptr);
+    XChangeProperty(connection->display, window, connection->windowName, connection->utf8, 8, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+}
+
+// A line of text, centred on both axes.
+void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
+{
+    Display* display = connection->display;
+    const int screen = DefaultScreen(display);
+    XClearWindow(display, shown->window);
+    const std::string text = ToUtf8(shown->view.text);
+    if (connection->font == nullptr || text.empty())
+        return;
+    const auto* bytes = reinterpret_cast<const FcChar8*>(text.data());
+    const int length = static_cast<int>(text.size());
+    XGlyphInfo extents{};
+    XftTextExtentsUtf8(display, connection->font, bytes, length, &extents);
+    const int x = (shown->view.width - extents.xOff) / 2;
+    const int y = (shown->view.height + connection->font->ascent - connection->font->descent) / 2;
+    XftDraw* draw = XftDrawCreate(display, shown->window, DefaultVisual(display, screen), DefaultColormap(display, screen));
+    XftColor color{};
+    const XRenderColor black{0, 0, 0, 0xFFFF};
+    if (XftColorAllocValue(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &black, &color) != 0) {
+        XftDrawStringUtf8(draw, &color, connection->font, x, y, bytes, length);
+        XftColorFree(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &color);
+    }
+    XftDrawDestroy(draw);
+}
+
+// Asks a window manager, where there is one, for the whole screen.
+void AskForFullScreen(const WindowDisplay* connection, Window window)
+{
+    Atom fullScreen = XInternAtom(connection->display, "_NET_WM_STATE_FULLSCREEN", False);
+    XChangeProperty(connection->display, window, XInternAtom(connection->display, "_NET_WM_STATE", False), XA_ATOM, 32, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(&fullScreen), 1);
+}
+
+// Asks a window manager for a frame of fixed size, with a minimise button where the style has one, by the hints that Motif introduced.
+void AskForFrame(const WindowDisplay* connection, Window window, DWORD style)
+{
+    struct Hints {
+        unsigned long flags;
+        unsigned long functions;
+        unsigned long decorations;
+        long inputMode;
+        unsigned long status;
+    };
+    constexpr unsigned long HAS_FUNCTIONS = 1;
+    constexpr unsigned long MOVE = 4;
+    constexpr unsigned long MINIMIZE = 8;
+    constexpr unsigned long CLOSE = 32;
+    const Hints hints{HAS_FUNCTIONS, MOVE | CLOSE | ((style & WS_MINIMIZEBOX) != 0 ? MINIMIZE : 0), 0, 0, 0};
+    const Atom property = XInternAtom(connection->display, "_MOTIF_WM_HINTS", False);
+    XChangeProperty(
+        connection->display, window, property, property, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&hints), 5);
+}
+
+// Tells the window manager, where there is one, of a top-level window.
+void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view)
+{
+    Display* display = connection->display;
+    XSizeHints hints{};
+    hints.flags = PMinSize | PMaxSize | USPosition;
+    hints.min_width = hints.max_width = view->width;
+    hints.min_height = hints.max_height = view->height;
+    hints.x = view->x;
+    hints.y = view->y;
+    XSetWMNormalHints(display, window, &hints);
+    XSetWMProtocols(display, window, &connection->deleteWindow, 1);
+    SetTitle(connection, window, view->text);
+    if ((view->style & WS_POPUP) != 0)
+        AskForFullScreen(connection, window);
+    else
+        AskForFrame(connection, window, view->style);
+    // A box stands above the window that shows it, full screen or not.
+    for (const auto& [handle, shown] : connection->windows) {
+        if (shown.view.parent == nullptr && shown.window != window)
+            XSetTransientForHint(display, window, shown.window);
+    }
+}
+
+bool Create(const WindowView* view)
+{
+    WindowDisplay* connection = Connection();
+    Display* display = connection->display;
+    const auto parent = connection->windows.find(view->parent);
+    const Window root = DefaultRootWindow(display);
+    const Window window = XCreateSimpleWindow(display, parent == connection->windows.end() ? root : parent->second.window, view->x, view->y,
+        static_cast<unsigned>(view->width), static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
+    connection->windows[view->handle] = {window, *view};
+    if (view->parent != nullptr) {
+        XSelectInput(display, window, ExposureMask);
+        XMapWindow(display, window);
+    } else {
+        XSelectInput(display, window, ExposureMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask);
+        XDefineCursor(display, window, connection->arrow);
+        IntroduceWindow(connection, window, view);
+    }
+    XFlush(display);
+    return !connection->broken;
+}
+
+void Show(HWND handle)
+{
+    WindowDisplay* connection = Connection();
+    if (const auto shown = connection->windows.find(handle); shown != connection->windows.end())
+        XMapRaised(connection->display, shown->second.window);
+    XFlush(connection->display);
+}
+
+void ChangeText(const WindowView* view)
+{
+    WindowDisplay* connection = Connection();
+    const auto shown = connection->windows.find(view->handle);
+    if (shown == connection->windows.end() || connection->broken)
+        return;
+    shown->second.view.text = view->text;
+    if (view->isStatic)
+        DrawStatic(connection, &shown->second);
+    else
+        SetTitle(connection, shown->second.window, view->text);
+    XFlush(connection->display);
+}
+
+void Destroy(HWND handle)
+{
+    WindowDisplay* connection = Connection();
+    const auto shown = connection->windows.find(handle);
+    if (shown == connection->windows.end())
+        return;
+    if (!connection->broken) {
+        XDestroyWindow(connection->display, shown->second.window);
+        XFlush(connection->display);
+    }
+    connection->windows.erase(shown);
+}
+
+void Erase(const WindowView* view)
+{
+    WindowDisplay* connection = Connection();
+    if (const auto shown = connection->windows.find(view->handle); shown != connection->windows.end())
+        XClearWindow(connection->display, shown->second.window);
+}
+
+// Calls `draw` twice with a context of the window: to fill in the colour, then to outline in black.
+template <typename Draw>
+void DrawFigure(HWND handle, COLORREF fill, Draw draw)
+{
+    WindowDisplay* connection = Connection();
+    const auto shown = connection->windows.find(handle);
+    if (shown == connection->windows.end() || connection->broken)
+        return;
+    Display* display = connection->display;
+    GC context = XCreateGC(display, shown->second.window, 0, nullptr); // its line width 0 gives the pixels that Windows gives
+    XSetForeground(display, context, XColorOf(fill));
+    draw(display, shown->second.window, context, true);
+    XSetForeground(display, context, BlackPixel(display, DefaultScreen(display)));
+    draw(display, shown->second.window, context, false);
+    XFreeGC(display, context);
+    XFlush(display);
+}
+
+void DrawRectangle(HWND handle, RECT bounds, COLORREF fill)
+{
+    const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
+    const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
+    DrawFigure(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+        (filled ? XFillRectangle : XDrawRectangle)(display, window, context, bounds.left, bounds.top, width, height);
+    });
+}
+
+void DrawEllipse(HWND handle, RECT bounds, COLORREF fill)
+{
+    constexpr int FULL_TURN = 360 * 64;
+    const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
+    const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
+    DrawFigure(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+        (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top, width, height, 0, FULL_TURN);
+    });
+}
+
+// The virtual key of an X key, 0 for one that no window asks for.
+WPARAM VirtualKey(KeySym key)
+{
+    switch (key) {
+    case XK_Escape:
+        return VK_ESCAPE;
+    case XK_Return:
+    case XK_KP_Enter:
+        return VK_RETURN;
+    case XK_space:
+        return VK_SPACE;
+    default:
+        return key >= XK_a && key <= XK_z ? key - XK_a + 'A' : 0;
+    }
+}
+
+// Without a window manager nobody else gives a new window the keyboard.
+void TakeFocusAlone(const WindowDisplay* connection, Window window)
+{
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long left = 0;
+    unsigned char* manager = nullptr;
+    XGetWindowProperty(connection->display, DefaultRootWindow(connection->display),
+        XInternAtom(connection->display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW, &type, &format, &count, &left,
+        &manager);
+    if (manager == nullptr)
+        XSetInputFocus(connection->display, window, RevertToPointerRoot, CurrentTime);
+    else
+        XFree(manager);
+}
+
+void HandleEvent(const WindowDisplay* connection, XEvent* event)
+{
+    for (const auto& [handle, shown] : connection->windows) {
+        if (shown.window != event->xany.window)
+            continue;
+        switch (event->type) {
+        case Expose:
+            if (event->xexpose.count == 0 && shown.view.isStatic)
+                DrawStatic(connection, &shown);
+            else if (event->xexpose.count == 0)
+                InvalidateRect(handle, nullptr, TRUE);
+            return;
+        case MapNotify:
+            TakeFocusAlone(connection, shown.window);
+            return;
+        case KeyRelease:
+            if (const WPARAM key = VirtualKey(XLookupKeysym(&event->xkey, 0)); key != 0)
+                PostMessageW(handle, WM_KEYUP, key, 0);
+            return;
+        case ButtonPress:
+        case ButtonRelease:
+            if (event->xbutton.button == Button1)
+                PostMessageW(handle, event->type == ButtonPress ? WM_LBUTTONDOWN : WM_LBUTTONUP, 0,
+                    event->xbutton.y << 16 | (event->xbutton.x & 0xFFFF));
+            return;
+        case ClientMessage:
+            if (static_cast<Atom>(event->xclient.data.l[0]) == connection->deleteWindow)
+                PostMessageW(handle, WM_CLOSE, 0, 0);
+            return;
+        default:
+            return;
+        }
+    }
+}
+
+bool Pump()
+{
+    WindowDisplay* connection = Connection();
+    while (!connection->broken && XPending(connection->display) > 0) {
+        XEvent event{};
+        XNextEvent(connection->display, &event);
+        HandleEvent(connection, &event);
+        XFlush(connection->display);
+    }
+    return !connection->broken;
+}
+
+} // namespace
+
+const WindowBackend* X11Windows(const char* name, std::string* reason)
+{
+    static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase, DrawRectangle, DrawEllipse,
+        [] { return ConnectionNumber(Connection()->display); }, Pump};
+    WindowDisplay* connection = Connection();
+    connection->display = XOpenDisplay(name);
+    if (connection->display == nullptr) {
+        *reason = std::string("cannot open the X display \"") + XDisplayName(name) + "\"";
+        return nullptr;
+    }
+    // Without these two handlers Xlib ends the process when the server goes away.
+    XSetIOErrorHandler([](Display* /*display*/) { return 0; });
+    XSetIOErrorExitHandler(
+        connection->display, [](Display* /*display*/, void* data) { static_cast<WindowDisplay*>(data)->broken = true; }, connection);
+    // A request for a window that was closed in the meantime fails without harm.
+    XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
+    ThisMachine()->screenWidth = DisplayWidth(connection->display, DefaultScreen(connection->display));
+    ThisMachine()->screenHeight = DisplayHeight(connection->display, DefaultScreen(connection->display));
+    XkbSetDetectableAutoRepeat(connection->display, True, nullptr); // a key that is held down is released once
+    connection->arrow = XCreateFontCursor(connection->display, XC_left_ptr);
+    connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
+    connection->windowName = XInternAtom(connection->display, "_NET_WM_NAME", False);
+    connection->utf8 = XInternAtom(connection->display, "UTF8_STRING", False);
+    for (const char* font : {FONT, FALLBACK_FONT}) {
+        if (connection->font == nullptr)
+            connection->font = XftFontOpenName(connection->display, DefaultScreen(connection->display), font);
+    }
+    return &BACKEND;
+}
+
+} // namespace korvex::platform

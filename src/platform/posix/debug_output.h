@@ -1,7 +1,0 @@
-// The debugger output.
-#pragma once
-
-#include "platform/posix/types.h"
-
-// Hands the text, whole and as it stands, to the machine's trace output (machine.h). Texts of different threads never mix.
-void OutputDebugStringW(const WCHAR* text);

@@ -1,0 +1,155 @@
+// The real commands, as a person starts them.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/linux/core/text.h"
+#include "platform/win32.h"
+#include "testing/process.h"
+#include "testing/screen.h"
+#include "testing/temporary_folder.h"
+#include "testing/test_line.h"
+
+namespace korvex {
+namespace {
+
+using testing::EndBySignal;
+using testing::Process;
+using testing::ReadLine;
+using testing::ReadLineWith;
+using testing::RunProgram;
+using testing::RunResult;
+using testing::TemporaryFolder;
+using testing::WriteLine;
+
+const std::string KORVEX = KORVEX_COMMAND;
+const std::string EMULATOR = EMULATOR_COMMAND;
+
+TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
+{
+    const TemporaryFolder folder;
+    testing::WriteTextFile("plain", "");
+    unsetenv("DISPLAY");
+    struct Row {
+        std::vector<std::string> words;
+        int exitCode;
+        std::string error;
+    };
+    for (const Row& row :
+        {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
+            Row{{"drive"}, 2, "an argument is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
+            Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
+            Row{{"drive", "a", "--trace"}, 2, "'--trace'"}, Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
+            Row{{"drive", "plain"}, 3, "it is not a serial port"}, Row{{"drive", "."}, 3, "it is not a serial port"},
+            Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
+            Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
+        std::vector<std::string> command{KORVEX};
+        command.insert(command.end(), row.words.begin(), row.words.end());
+        const RunResult result = RunProgram(command);
+        EXPECT_EQ(result.exitCode, row.exitCode) << row.error;
+        EXPECT_NE(result.error.find(row.error), std::string::npos) << result.error;
+        EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << "one line: " << result.error;
+        EXPECT_EQ(result.output, "");
+    }
+    EXPECT_EQ(RunProgram({KORVEX, "replay", "."}).exitCode, 1) << "no file";
+    EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + " --help >/dev/full"}).exitCode, 1) << "nothing of it goes out";
+    EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
+    for (const std::vector<std::string>& command : {std::vector<std::string>{KORVEX, "--help"}, {KORVEX, "drive", "--help"}}) {
+        const RunResult help = RunProgram(command);
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_NE(help.output.find("drive PORT"), std::string::npos);
+    }
+}
+
+TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)
+{
+    const TemporaryFolder folder;
+    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    AddAnswerFault(emulator.get(), {emulator::AnswerFaultKind::SILENCE});
+    const std::string port = TerminalPath(emulator.get());
+    const RunResult silent = RunProgram({KORVEX, "drive", port, "--pointer", "log"});
+    EXPECT_EQ(silent.exitCode, 4);
+    EXPECT_NE(silent.error.find("no controller answers on '" + port + "'"), std::string::npos) << silent.error;
+
+    HANDLE held = testing::OpenPort(port);
+    const RunResult inUse = RunProgram({KORVEX, "drive", port, "--pointer", "log"});
+    EXPECT_EQ(inUse.exitCode, 3);
+    EXPECT_NE(inUse.error.find("(process " + std::to_string(getpid()) + ") is using it"), std::string::npos) << inUse.error;
+    CloseHandle(held);
+}
+
+// The whole way, in processes of their own: gestures of the emulator come out as input, mapped by the stored calibration.
+TEST(KorvexDrive, DrivesThePointerUntilASignal)
+{
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const TemporaryFolder folder;
+        testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=768\nSTD_MAX_Y=256\n");
+        Process emulator({EMULATOR, "--link", "port", "--model", "7700", "--baud", "9600", "--firmware", "4.5.6", "--script", "-"});
+        EXPECT_NE(ReadLine(emulator.output).find("emulating model 7700"), std::string::npos);
+        Process drive({KORVEX, "drive", "port", "--pointer", "log", "--trace", "trace.txt"});
+        EXPECT_EQ(ReadLine(drive.error), "port: controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
+        for (const char* line : {"ready", "touch 50 50", "drag 75 75 1", "lift"})
+            WriteLine(&emulator, line);
+        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
+        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32769}");
+        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32772}");
+        EXPECT_EQ(EndBySignal(&drive, signal), 0);
+        EXPECT_EQ(testing::ReadTextFile("trace.txt"), "Load File Settings\n");
+        EXPECT_NE(ReadLineWith(emulator.output, "9600 baud: F2").find("F2 00 00 00 00    -> F2 D9 04 05 60"), std::string::npos);
+        WriteLine(&emulator, "quit");
+        EXPECT_EQ(testing::WaitForExit(&emulator), 0);
+        EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("port"))) << "the link goes with the emulator";
+    }
+}
+
+// As a person runs it: the pointer of a display follows the finger, and a stop leaves no button pressed.
+TEST(KorvexDrive, MovesADisplaysPointerAndReleasesItsButtonAtTheEnd)
+{
+    const TemporaryFolder folder;
+    testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
+    const testing::Screen screen;
+    const auto waitForPointer = [&screen](const testing::PointerState& state) {
+        return testing::WaitUntil([&] { return testing::PointerOf(&screen) == state; });
+    };
+    Process emulator({EMULATOR, "--link", "port", "--script", "-"});
+    ReadLine(emulator.output);
+    Process drive({KORVEX, "drive", "port"});
+    ReadLine(drive.error);
+    WriteLine(&emulator, "ready");
+    WriteLine(&emulator, "touch 25 50");
+    EXPECT_TRUE(waitForPointer({255, 383, true}));
+    WriteLine(&emulator, "lift");
+    EXPECT_TRUE(waitForPointer({255, 383, false}));
+    WriteLine(&emulator, "touch 75 75");
+    EXPECT_TRUE(waitForPointer({767, 575, true}));
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+    EXPECT_TRUE(waitForPointer({767, 575, false}));
+}
+
+TEST(KorvexEmulator, NamesWhatIsWrong)
+{
+    for (const auto& [option, value] : std::vector<std::pair<std::string, std::string>>{{"--model", "5201"}, {"--baud", "4800"},
+             {"--resolution", "11"}, {"--firmware", "1.2"}, {"--memory", "0G"}, {"--fault", "flood"}, {"--report-noise", "1"},
+             {"--report-gap", "9,1"}, {"--scale", "1"}, {"--rotate", "x"}, {"--target-error", "0=1,1"}, {"--link", ""}}) {
+        const RunResult result = RunProgram({EMULATOR, option, value});
+        EXPECT_EQ(result.exitCode, 2) << option;
+        EXPECT_EQ(result.error, "korvex-emulator: invalid value '" + value + "' for '" + option + "'\n");
+    }
+    EXPECT_EQ(RunProgram({EMULATOR, "extra"}).exitCode, 2);
+    EXPECT_NE(RunProgram({EMULATOR, "--help"}).output.find("circle RATE S"), std::string::npos);
+    Process emulator({EMULATOR, "--script", "-"});
+    for (const char* line : {"touch 50", "touch 50 101", "send 100", "drag", "fly", "circle 0 1"}) {
+        WriteLine(&emulator, line);
+        EXPECT_EQ(ReadLine(emulator.error), std::string("korvex-emulator: not understood: ") + line);
+    }
+}
+
+} // namespace
+} // namespace korvex
