@@ -32,7 +32,7 @@ void BM_DetectingPass(benchmark::State& state)
         const testing::TestMachine machine;
         testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
         platform::ThisMachine()->traceOutput = [](std::string_view) {};
-        drivers::PlugEnumeratorFilter();
+        drivers::RegisterEnumeratorFilter();
         std::vector<emulator::EmulatorPointer> emulators;
         for (size_t i = 0; i < ports; ++i) {
             emulators.push_back(emulator::StartEmulator({}));

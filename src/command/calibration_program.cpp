@@ -15,7 +15,7 @@
 #include "command/runner.h"
 #include "host/korvex.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
 

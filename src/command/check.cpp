@@ -19,6 +19,7 @@
 #include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer_x11.h"
 
 namespace korvex::command {
 
@@ -43,7 +44,7 @@ void CheckDisplay(Findings* findings)
     if (!HasDisplay())
         Add(findings, Severity::FAULT, "display",
             "no X display is named in DISPLAY; start in the desktop session, or use '--pointer log' and '--windows none'");
-    else if (!platform::UseX11Pointer(platform::ThisMachine(), nullptr, &reason))
+    else if (!platform::UseX11Pointer(nullptr, &reason))
         Add(findings, Severity::FAULT, "display", reason + "; start in the desktop session, as the user who is logged in");
     else
         Add(findings, Severity::FINE, "display", "the X display takes pointer input");

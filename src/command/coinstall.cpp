@@ -13,7 +13,7 @@
 #include "host/korvex.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/win32.h"
 
 namespace korvex::command {

@@ -10,6 +10,7 @@
 #include "host/korvex.h"
 #include "host/panel_test.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
 
 namespace korvex::command {
@@ -49,6 +50,12 @@ int RunEntry(int argc, char** argv, const Entry* entry)
         return exitCode;
     platform::ThisMachine()->portRefused = [&options](const std::string& path, DWORD error) {
         fprintf(stderr, "%s: '%s' is left out: %s\n", options.command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
+    };
+    platform::ThisMachine()->onExit = [&options](int exitCode) {
+        if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
+            return exitCode;
+        fprintf(stderr, "%s: the display is lost\n", options.command.c_str());
+        return EXIT_FAULT;
     };
     if (options.windows == "none")
         SetPanelTestObserver(PrintPanelTestState);

@@ -17,12 +17,16 @@
 #include "command/runner.h"
 #include "discovery/model_table.h"
 #include "drivers/enumerator_filter.h"
+#include "platform/linux/core/debug_output.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/device_tree.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/port_nodes.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer_log.h"
+#include "platform/linux/pointer/pointer_x11.h"
 #include "platform/linux/serial/port_scan.h"
-#include "platform/linux/windows/window_backend.h"
+#include "platform/linux/windows/window_headless.h"
+#include "platform/linux/windows/window_x11.h"
 
 namespace korvex::command {
 
@@ -82,14 +86,13 @@ int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Opt
 
 int SetUpTrace(const Options* options)
 {
-    platform::Machine* machine = platform::ThisMachine();
     if (!options->traceFile.empty()) {
         const int trace = open(options->traceFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
         if (trace < 0) {
             fprintf(stderr, "%s: cannot write '%s': %s\n", options->command.c_str(), options->traceFile.c_str(), strerror(errno));
             return EXIT_FAULT;
         }
-        platform::UseTraceDescriptor(machine, trace);
+        platform::UseTraceDescriptor(trace);
     }
     return EXIT_DONE;
 }
@@ -107,8 +110,8 @@ int SetUpPointer(const Options* options)
     if (options->pointer == "none") {
         machine->pointerOutput = [](const INPUT& /*input*/) { return true; };
     } else if (options->pointer == "log") {
-        platform::UseLoggedPointer(machine, STDOUT_FILENO);
-    } else if (!platform::UseX11Pointer(machine, nullptr, &reason)) {
+        platform::UseLoggedPointer(STDOUT_FILENO);
+    } else if (!platform::UseX11Pointer(nullptr, &reason)) {
         fprintf(stderr, "%s: no pointer input: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
     }
@@ -119,7 +122,7 @@ int SetUpWindows(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     std::string reason;
-    machine->windowBackend = options->windows == "none" ? platform::NoWindows() : platform::X11Windows(nullptr, &reason);
+    machine->windowBackend = options->windows == "none" ? platform::HeadlessBackend() : platform::X11Backend(nullptr, &reason);
     if (machine->windowBackend == nullptr) {
         fprintf(stderr, "%s: no windows: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
@@ -174,7 +177,7 @@ int SetUpState(const Options* options)
 
 int SetUpPorts(const Options* options)
 {
-    drivers::PlugEnumeratorFilter();
+    drivers::RegisterEnumeratorFilter();
 
     const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts("/sys", "/dev", "/proc");
     if (options->ports.empty()) {

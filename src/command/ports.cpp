@@ -12,8 +12,8 @@
 #include "command/runner.h"
 #include "discovery/model_table.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/device_tree.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/port_nodes.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/win32.h"
 
 namespace korvex::command {
@@ -70,7 +70,7 @@ int RunUnbind(int argc, char** argv)
         if (port.name != options.arguments[0])
             continue;
         const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port.name);
-        if (platform::ForgetPort(port.node) && platform::DeleteRegistryPath(parameters))
+        if (platform::ForgetPort(port.node) && platform::DeleteRegistryKey(parameters))
             return EXIT_DONE;
         fprintf(stderr, "%s: cannot write the state folder '%s'\n", options.command.c_str(), options.stateFolder.c_str());
         return EXIT_FAULT;

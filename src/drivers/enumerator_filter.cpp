@@ -9,7 +9,9 @@
 #include "link/port_link.h"
 #include "link/touch_controller.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/devices/port_nodes.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/win32.h"
 
 namespace korvex::drivers {
@@ -40,7 +42,7 @@ Parameters ReadParameters(DEVINST port)
     return parameters;
 }
 
-enum class Presence { ANSWERS, SILENT, NOT_ASKED };
+enum class Presence { ANSWERS, SILENT, UNAVAILABLE };
 
 // A port that this process may not open now says nothing of what stands on it; one that is gone does.
 bool CanBeAskedLater(DWORD error)
@@ -49,16 +51,16 @@ bool CanBeAskedLater(DWORD error)
         || error == ERROR_NOT_ENOUGH_MEMORY;
 }
 
-Presence AskLine(DEVINST port, const Parameters* parameters)
+Presence ProbePort(DEVINST port, const Parameters* parameters)
 {
     const std::u16string path = platform::FromNativePath(platform::NativePathOf(port));
     HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
-        return CanBeAskedLater(GetLastError()) ? Presence::NOT_ASKED : Presence::SILENT;
+        return CanBeAskedLater(GetLastError()) ? Presence::UNAVAILABLE : Presence::SILENT;
     TouchController* controller = CreateController();
     if (controller == nullptr) {
         CloseHandle(handle);
-        return Presence::NOT_ASKED;
+        return Presence::UNAVAILABLE;
     }
     LinkInit(&controller->link, handle, LINK_SERIAL, 0);
     controller->model = parameters->model;
@@ -77,9 +79,9 @@ std::u16string ChildId(const Parameters* parameters)
 
 } // namespace
 
-void PlugEnumeratorFilter()
+void RegisterEnumeratorFilter()
 {
-    platform::PlugFilterDriver(ENUMERATOR_SERVICE, StartEnumeratorFilter);
+    platform::RegisterFilterDriver(ENUMERATOR_SERVICE, StartEnumeratorFilter);
 }
 
 void StartEnumeratorFilter(DEVINST port)
@@ -87,8 +89,8 @@ void StartEnumeratorFilter(DEVINST port)
     const Parameters parameters = ReadParameters(port);
     Presence presence = parameters.model == 0 ? Presence::SILENT : Presence::ANSWERS;
     if (presence == Presence::ANSWERS && parameters.alwaysExist == 0)
-        presence = AskLine(port, &parameters);
-    if (presence == Presence::NOT_ASKED)
+        presence = ProbePort(port, &parameters);
+    if (presence == Presence::UNAVAILABLE)
         return;
     const ULONG status = platform::StatusOf(port) & ~DN_HAS_PROBLEM;
     platform::SetStatus(port, presence == Presence::ANSWERS ? status : status | DN_HAS_PROBLEM);

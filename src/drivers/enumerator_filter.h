@@ -2,12 +2,12 @@
 // SERENUM\KVXnnnn\PORT, from the parameters that the binding left in the registry.
 #pragma once
 
-#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/devices/setup_types.h"
 
 namespace korvex::drivers {
 
 // Plugs the filter into the machine, for ports whose first upper filter is "KXSERENUM".
-void PlugEnumeratorFilter();
+void RegisterEnumeratorFilter();
 
 // What the filter does when its port is restarted or enumerated. With AlwaysExist 1 it presents the stored model as it is. Otherwise it
 // asks the line at the stored baud rate whether that model answers; if not, the port gets no child and its node a problem, so that the

@@ -175,10 +175,9 @@ TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
         EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     }
-    // The port's instance ID stands in the registry, with its hardware key.
-    const std::string registry = testing::ReadTextFile("state/registry.ini");
-    const size_t start = registry.find("TTY\\SERIALPORT");
-    const std::string port = registry.substr(start, registry.find("\\Device Parameters", start) - start);
+    const std::string devices = testing::ReadTextFile("state/devices.ini");
+    const size_t start = devices.find("TTY\\SERIALPORT");
+    const std::string port = devices.substr(start, devices.find(']', start) - start);
     result = RunProgram(installation.Command({"coinstall", "remove", "--instance", port}));
     EXPECT_EQ(result.output, "first pass: result 0x0\nremoved: SERENUM\\KVX5200\\COM3\n");
     EXPECT_EQ(RunProgram({KORVEX_COMMAND, "coinstall", "repair", "--instance", "A\\B"}).exitCode, 2);

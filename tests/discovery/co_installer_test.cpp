@@ -11,7 +11,7 @@
 #include "drivers/touch_driver.h"
 #include "host/korvex.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
 #include "testing/recorders.h"
 #include "testing/test_machine.h"
@@ -230,7 +230,7 @@ TEST(CoInstaller, GoesOnAfterEveryFailure)
         EXPECT_TRUE(installer->WantsRestart());
     }
     {
-        const auto installer = run({5, 1}, [](Installer* /*spoiled*/) { platform::DeleteRegistryPath(u"HKCU\\Control Panel\\Mouse"); });
+        const auto installer = run({5, 1}, [](Installer* /*spoiled*/) { platform::DeleteRegistryKey(u"HKCU\\Control Panel\\Mouse"); });
         EXPECT_EQ(MouseValue(u"DoubleClickWidth"), "none");
         EXPECT_EQ(installer->driver->reportModes, std::vector<uint32_t>{1});
     }

@@ -16,7 +16,7 @@
 #include "link/driver_requests.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
-#include "platform/linux/windows/window_backend.h"
+#include "platform/linux/windows/window_headless.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
@@ -39,7 +39,7 @@ Texts statusTexts; // of the status text window, in order
 const platform::WindowBackend* RecordingBackend()
 {
     static const platform::WindowBackend backend = [] {
-        platform::WindowBackend recording = *platform::NoWindows();
+        platform::WindowBackend recording = *platform::HeadlessBackend();
         recording.changeText = [](const platform::WindowView* view) { statusTexts.push_back(platform::ToUtf8(view->text)); };
         return recording;
     }();
@@ -116,7 +116,7 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
 {
     const TestMachine machine;
     testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
-    drivers::PlugEnumeratorFilter();
+    drivers::RegisterEnumeratorFilter();
     EmulatorOptions seven;
     seven.model = 0x7700;
     seven.baudRate = 9600;
@@ -189,7 +189,7 @@ TEST(DetectControllers, NoticesAnExchangedController)
     for (const Row& row : {Row{seven, true, MODEL_7700}, Row{slower, true, MODEL_5200}, Row{{}, false, 0}}) {
         const TestMachine machine;
         testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
-        drivers::PlugEnumeratorFilter();
+        drivers::RegisterEnumeratorFilter();
         const TraceRecorder trace;
         const emulator::EmulatorPointer emulator = emulator::StartEmulator(row.now);
         if (!row.answers)

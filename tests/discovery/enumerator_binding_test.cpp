@@ -10,7 +10,7 @@
 
 #include "drivers/enumerator_filter.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
@@ -57,7 +57,7 @@ struct Binding {
 TEST(BindEnumerator, ReplacesTheFiltersStoresTheParametersAndFindsTheChild)
 {
     const TestMachine machine;
-    drivers::PlugEnumeratorFilter();
+    drivers::RegisterEnumeratorFilter();
     TraceRecorder trace;
     const Binding binding;
     binding.Bind();
@@ -101,7 +101,7 @@ TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
         "[DefaultInstall]\nCopyFiles=Files\n[DefaultInstall.Services]\nAddService = KXSERENUM, 0x2, "
         "Service\n[Service]\nServiceBinary=%12%\\KXSERENUM.sys\n");
     testing::WriteTextFile("KXSERENUM.sys", "driver");
-    drivers::PlugEnumeratorFilter();
+    drivers::RegisterEnumeratorFilter();
     TraceRecorder trace;
     const Binding binding;
     binding.Bind();

@@ -11,7 +11,7 @@
 #include "host/host.h"
 #include "input/session.h"
 #include "platform/linux/machine.h"
-#include "platform/linux/windows/window_backend.h"
+#include "platform/linux/windows/window_headless.h"
 #include "support/millisecond_clock.h"
 #include "testing/recorders.h"
 #include "testing/test_machine.h"
@@ -53,7 +53,7 @@ void Record(char kind, RECT bounds, COLORREF fill)
 const platform::WindowBackend* RecordingBackend()
 {
     static const platform::WindowBackend backend = [] {
-        platform::WindowBackend recording = *platform::NoWindows();
+        platform::WindowBackend recording = *platform::HeadlessBackend();
         recording.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill) { Record('R', bounds, fill); };
         recording.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill) { Record('E', bounds, fill); };
         return recording;

@@ -9,6 +9,8 @@
 #include <string>
 
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer_log.h"
+#include "platform/linux/pointer/pointer_x11.h"
 #include "testing/process.h"
 #include "testing/recorders.h"
 
@@ -55,7 +57,7 @@ TEST(Pointer, IsLoggedAsOneJsonObjectALine)
 {
     int ends[2]{};
     ASSERT_EQ(pipe(ends), 0);
-    platform::UseLoggedPointer(ThisMachine(), ends[1]);
+    platform::UseLoggedPointer(ends[1]);
     EXPECT_TRUE(Send(32767, -1, 0x8003));
     std::array<char, 100> text{};
     EXPECT_GT(read(ends[0], text.data(), text.size() - 1), 0);
@@ -74,11 +76,11 @@ TEST(Pointer, IsLoggedAsOneJsonObjectALine)
 TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
 {
     std::string reason;
-    EXPECT_FALSE(platform::UseX11Pointer(ThisMachine(), ":987", &reason));
+    EXPECT_FALSE(platform::UseX11Pointer(":987", &reason));
     EXPECT_EQ(reason, "cannot open the X display \":987\"");
     {
         testing::DisplayServer display;
-        ASSERT_TRUE(platform::UseX11Pointer(ThisMachine(), display.name.c_str(), &reason)) << reason;
+        ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
         EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
         EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN), 768);
         ExpectPointerFollows();

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::testing {

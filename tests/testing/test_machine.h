@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/linux/devices/device_tree.h"
+#include "platform/linux/devices/port_nodes.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/linux/pointer/pointer.h"
+#include "platform/linux/core/input.h"
 
 namespace korvex::platform {
 
@@ -43,6 +43,9 @@ struct Machine {
     // Is told of each serial port that could not be opened by its interface, with the error of CreateFileW; any thread.
     std::function<void(const std::string& path, DWORD error)> portRefused;
 
+    // Is told of each value that is written to the registry: its key's path, "\\", and its line of the file; any thread.
+    std::function<void(std::string_view line)> registryWritten;
+
     // Is shown the bytes that come and go on serial lines, each call of the system's on the thread that makes it.
     std::function<void(LineDirection direction, const uint8_t* bytes, size_t count)> lineWatcher;
 
@@ -59,8 +62,8 @@ struct Machine {
     std::atomic<int> screenWidth = 1024;
     std::atomic<int> screenHeight = 768;
 
-    // The display went away while a window waited for it.
-    bool displayLost = false;
+    // Is asked last before the process ends, with the exit code, and gives the one that counts.
+    std::function<int(int exitCode)> onExit;
 };
 
 // The one machine of this process.
@@ -68,18 +71,5 @@ Machine* ThisMachine();
 
 // Makes it what it was at the start, for the next test.
 void ResetMachine();
-
-// The pixel that an absolute coordinate (0 to 65535) falls on, on an axis of `size` pixels; clamped to the axis.
-LONG PixelOf(LONG coordinate, int size);
-
-// Input goes to the X server of the display (null: the one in DISPLAY) through XTest, and the screen's size is the display's. When the
-// server goes away, inputs fail and the connection is tried again at most once a second. False with a reason when it cannot be used.
-bool UseX11Pointer(Machine* machine, const char* display, std::string* reason);
-
-// Input goes to a file descriptor as one JSON object a line, {"dx":32767,"dy":32767,"flags":32771}, each in one write.
-void UseLoggedPointer(Machine* machine, int descriptor);
-
-// Debugger texts go to a file descriptor, each in one write.
-void UseTraceDescriptor(Machine* machine, int descriptor);
 
 } // namespace korvex::platform

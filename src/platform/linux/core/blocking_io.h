@@ -1,7 +1,8 @@
-// The one place where a thread of this layer blocks on a descriptor, so that CancelSynchronousIo can end it.
+// The one place where a thread of this layer blocks on a descriptor, so that it can be cancelled.
 #pragma once
 
 #include <chrono>
+#include <mutex>
 #include <optional>
 
 namespace korvex::platform {
@@ -12,11 +13,31 @@ enum class IoWait {
     READY,     // the descriptor has the events asked for, or has failed: the next system call on it tells
     TIMED_OUT, // the deadline has passed
     WOKEN,     // the wake descriptor became readable
-    CANCELLED, // CancelSynchronousIo was called for this thread
+    CANCELLED, // CancelIo was called for this thread
 };
 
-// Waits until `descriptor` has one of the poll(2) `events`, or `deadline` (none: no limit), or `wakeDescriptor` (-1: none) is readable.
-// One system call while nothing interrupts it.
+// What another thread needs to end the waits of one.
+struct IoCancellation {
+    int descriptor = -1; // an eventfd: readable once the pending wait is to end; -1 when the system has refused it
+
+    std::mutex mutex; // guards the rest
+    bool waiting = false;
+    bool cancelled = false;
+
+    IoCancellation();
+    ~IoCancellation();
+    IoCancellation(const IoCancellation&) = delete;
+    IoCancellation& operator=(const IoCancellation&) = delete;
+};
+
+// Has the calling thread's waits end through `cancellation`, which must live as long as they do; null: through nothing.
+void UseCancellation(IoCancellation* cancellation);
+
+// Ends the wait in which the thread is. False when it is in none: it may just be about to enter one.
+bool CancelIo(IoCancellation* cancellation);
+
+// Waits until `descriptor` (-1: none) has one of the poll(2) `events`, or `deadline` (none: no limit), or `wakeDescriptor` (-1: none) is
+// readable. One system call while nothing interrupts it.
 IoWait WaitForIo(int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline);
 
 } // namespace korvex::platform

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <ctime>
 
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
 
 namespace {
 

@@ -27,7 +27,7 @@ void OutputDebugStringW(const WCHAR* text)
         korvex::platform::WriteWhole(STDERR_FILENO, bytes); // where that fails nobody is left to be told
 }
 
-void korvex::platform::UseTraceDescriptor(Machine* machine, int descriptor)
+void korvex::platform::UseTraceDescriptor(int descriptor)
 {
-    machine->traceOutput = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
+    ThisMachine()->traceOutput = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
 }

@@ -1,84 +1,36 @@
 #include "platform/linux/core/handles.h"
 
-#include <cerrno>
+#include "platform/linux/core/handle_objects.h"
 
-#include "platform/linux/files/files.h"
+using korvex::platform::Fail;
+using korvex::platform::HandleObject;
+using korvex::platform::ObjectOf;
 
-namespace {
-
-thread_local DWORD lastError = ERROR_SUCCESS;
-
-} // namespace
-
-DWORD GetLastError()
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* /*overlapped*/)
 {
-    return lastError;
+    HandleObject* object = ObjectOf(handle);
+    return object != nullptr && object->type->read != nullptr ? object->type->read(object, buffer, count, received)
+                                                              : Fail(ERROR_INVALID_HANDLE);
 }
 
-void SetLastError(DWORD error)
+BOOL WriteFile(HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* /*overlapped*/)
 {
-    lastError = error;
+    HandleObject* object = ObjectOf(handle);
+    return object != nullptr && object->type->write != nullptr ? object->type->write(object, bytes, count, written)
+                                                               : Fail(ERROR_INVALID_HANDLE);
+}
+
+BOOL FlushFileBuffers(HANDLE handle)
+{
+    HandleObject* object = ObjectOf(handle);
+    return object != nullptr && object->type->flush != nullptr ? object->type->flush(object) : Fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL CloseHandle(HANDLE handle)
 {
-    korvex::platform::HandleObject* object = korvex::platform::ObjectOf(handle);
+    HandleObject* object = ObjectOf(handle);
     if (object == nullptr)
-        return korvex::platform::Fail(ERROR_INVALID_HANDLE);
-    object->close(object);
+        return Fail(ERROR_INVALID_HANDLE);
+    object->type->close(object);
     return TRUE;
 }
-
-namespace korvex::platform {
-
-DWORD ErrorFromErrno(int number)
-{
-    switch (number) {
-    case ENOENT:
-        return ERROR_FILE_NOT_FOUND;
-    case ENOTDIR:
-        return ERROR_PATH_NOT_FOUND;
-    case EMFILE:
-    case ENFILE:
-        return ERROR_TOO_MANY_OPEN_FILES;
-    case EACCES:
-    case EPERM:
-    case EISDIR:
-        return ERROR_ACCESS_DENIED;
-    case ENOMEM:
-    case EAGAIN:
-        return ERROR_NOT_ENOUGH_MEMORY;
-    case EROFS:
-        return ERROR_WRITE_PROTECT;
-    case EBUSY:
-        return ERROR_SHARING_VIOLATION;
-    case EINVAL:
-        return ERROR_INVALID_PARAMETER;
-    case ENOSPC:
-    case EDQUOT:
-        return ERROR_DISK_FULL;
-    case ENAMETOOLONG:
-        return ERROR_FILENAME_EXCED_RANGE;
-    case ENXIO:
-    case ENODEV:
-    case EIO:
-        return ERROR_DEVICE_NOT_CONNECTED;
-    case ENOTTY:
-        return ERROR_INVALID_FUNCTION;
-    default:
-        return ERROR_GEN_FAILURE;
-    }
-}
-
-BOOL FailWithErrno()
-{
-    return Fail(ErrorFromErrno(errno));
-}
-
-BOOL Fail(DWORD error)
-{
-    SetLastError(error);
-    return FALSE;
-}
-
-} // namespace korvex::platform

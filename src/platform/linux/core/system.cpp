@@ -1,28 +1,12 @@
 #include "platform/linux/core/system.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <string_view>
 
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/registry.h"
-#include "platform/linux/devices/registry_keys.h"
 #include "platform/linux/machine.h"
-
-struct SC_HANDLE__ {
-    std::u16string binaryPath; // empty for the manager itself
-};
-
-namespace {
-
-std::u16string ImagePath(std::u16string_view service)
-{
-    return korvex::platform::ReadRegistryText(korvex::platform::ServiceKeyPath(service), u"ImagePath");
-}
-
-} // namespace
 
 BOOL GetVersionExW(OSVERSIONINFOW* version)
 {
@@ -66,39 +50,12 @@ UINT GetWindowsDirectoryW(LPWSTR buffer, UINT capacity)
     return static_cast<UINT>(folder.size());
 }
 
-SC_HANDLE OpenSCManagerW(LPCWSTR /*machine*/, LPCWSTR /*database*/, DWORD /*access*/)
+int GetSystemMetrics(int index)
 {
-    if (korvex::platform::ThisMachine()->serviceManagerLocked) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return nullptr;
-    }
-    return new SC_HANDLE__{};
-}
-
-SC_HANDLE OpenServiceW(SC_HANDLE /*manager*/, LPCWSTR name, DWORD /*access*/)
-{
-    const std::u16string path = ImagePath(name);
-    if (path.empty()) {
-        SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
-        return nullptr;
-    }
-    return new SC_HANDLE__{path};
-}
-
-BOOL QueryServiceConfigW(SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required)
-{
-    const size_t pathBytes = (service->binaryPath.size() + 1) * sizeof(WCHAR);
-    *required = static_cast<DWORD>(sizeof(*configuration) + pathBytes);
-    if (configuration == nullptr || size < *required)
-        return korvex::platform::Fail(ERROR_INSUFFICIENT_BUFFER);
-    *configuration = {};
-    configuration->lpBinaryPathName = reinterpret_cast<LPWSTR>(configuration + 1);
-    memcpy(configuration->lpBinaryPathName, service->binaryPath.c_str(), pathBytes);
-    return TRUE;
-}
-
-BOOL CloseServiceHandle(SC_HANDLE handle)
-{
-    delete handle;
-    return TRUE;
+    const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
+    if (index == SM_CXSCREEN)
+        return machine->screenWidth;
+    if (index == SM_CYSCREEN)
+        return machine->screenHeight;
+    return index == SM_TABLETPC && machine->isTabletPc ? 1 : 0;
 }

@@ -1,10 +1,9 @@
-// What the system tells of itself, the comparison of texts, and the service manager.
+// What the system tells of itself, and the comparison of texts.
 #pragma once
 
 #include "platform/linux/core/types.h"
 
 using LCID = DWORD;
-using SC_HANDLE = struct SC_HANDLE__*;
 
 struct OSVERSIONINFOW {
     DWORD dwOSVersionInfoSize;
@@ -30,26 +29,14 @@ struct OSVERSIONINFOEXW {
     BYTE wReserved;
 };
 
-struct QUERY_SERVICE_CONFIGW {
-    DWORD dwServiceType;
-    DWORD dwStartType;
-    DWORD dwErrorControl;
-    LPWSTR lpBinaryPathName;
-    LPWSTR lpLoadOrderGroup;
-    DWORD dwTagId;
-    LPWSTR lpDependencies;
-    LPWSTR lpServiceStartName;
-    LPWSTR lpDisplayName;
-};
-
 inline constexpr LCID LOCALE_INVARIANT = 127;
 inline constexpr DWORD NORM_IGNORECASE = 1;
 inline constexpr int CSTR_LESS_THAN = 1;
 inline constexpr int CSTR_EQUAL = 2;
 inline constexpr int CSTR_GREATER_THAN = 3;
-inline constexpr DWORD GENERIC_ALL = 0x10000000;
-inline constexpr DWORD SERVICE_QUERY_CONFIG = 1;
-inline constexpr DWORD SERVICE_ALL_ACCESS = 0xF01FF;
+inline constexpr int SM_CXSCREEN = 0;
+inline constexpr int SM_CYSCREEN = 1;
+inline constexpr int SM_TABLETPC = 86;
 inline constexpr BYTE VER_NT_WORKSTATION = 1;
 inline constexpr BYTE VER_NT_SERVER = 3;
 
@@ -64,10 +51,5 @@ int CompareStringW(LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPC
 // The machine's Windows folder; the length without terminator, or the capacity needed when that is larger than `capacity`.
 UINT GetWindowsDirectoryW(LPWSTR buffer, UINT capacity);
 
-// A service exists when the registry holds its ImagePath, as on Windows.
-SC_HANDLE OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
-SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access);
-
-// Of the configuration the binary's path is filled in; the text stands behind the record in the buffer of `size` bytes.
-BOOL QueryServiceConfigW(SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required);
-BOOL CloseServiceHandle(SC_HANDLE handle);
+// SM_CXSCREEN and SM_CYSCREEN, in pixels, and SM_TABLETPC, 1 for a Tablet PC; 0 for any other index.
+int GetSystemMetrics(int index);

@@ -1,26 +1,18 @@
 #include "platform/linux/core/threads.h"
 
-#include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <ctime>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 
 #include "platform/linux/core/blocking_io.h"
-#include "platform/linux/core/handles.h"
-#include "platform/linux/core/running_threads.h"
+#include "platform/linux/core/handle_objects.h"
 
 namespace korvex::platform {
 
@@ -33,7 +25,7 @@ constexpr DWORD STILL_ACTIVE_CODE = 259;
 constexpr unsigned long TIMER_SLACK_NS = 10'000;
 
 struct EventObject : HandleObject {
-    static constexpr HandleKind KIND = HandleKind::EVENT;
+    static const HandleType TYPE;
     std::mutex mutex;
     std::condition_variable changed;
     bool manualReset = false;
@@ -45,31 +37,21 @@ struct ThreadRecord {
     ThreadRoutine routine = nullptr;
     void* argument = nullptr;
     pthread_t thread{};
-    int cancelDescriptor = -1; // an eventfd: readable once the pending I/O is to end
+    IoCancellation cancellation; // of its serial reads, writes and waits
 
     std::mutex mutex; // guards the rest
     std::condition_variable changed;
-    bool inIo = false;
-    bool cancelled = false;
     bool ended = false;
     bool joined = false;
     DWORD exitCode = STILL_ACTIVE_CODE;
-
-    ~ThreadRecord()
-    {
-        if (cancelDescriptor >= 0)
-            ::close(cancelDescriptor);
-    }
 };
 
 struct ThreadObject : HandleObject {
-    static constexpr HandleKind KIND = HandleKind::THREAD;
+    static const HandleType TYPE;
     std::shared_ptr<ThreadRecord> record;
 };
 
 std::atomic<int> runningThreads{0};
-
-thread_local ThreadRecord* currentThread = nullptr; // null in threads that _beginthreadex did not start
 
 void CloseEvent(HandleObject* object)
 {
@@ -87,14 +69,17 @@ void CloseThread(HandleObject* object)
     delete thread;
 }
 
+constexpr HandleType EventObject::TYPE{CloseEvent};
+constexpr HandleType ThreadObject::TYPE{CloseThread};
+
 void* RunThread(void* argument)
 {
     const std::unique_ptr<std::shared_ptr<ThreadRecord>> owner(static_cast<std::shared_ptr<ThreadRecord>*>(argument));
     ThreadRecord* record = owner->get();
-    currentThread = record;
+    UseCancellation(&record->cancellation);
     prctl(PR_SET_TIMERSLACK, TIMER_SLACK_NS);
     const unsigned exitCode = record->routine(record->argument);
-    currentThread = nullptr;
+    UseCancellation(nullptr);
     const std::lock_guard guard(record->mutex);
     --runningThreads;
     record->exitCode = exitCode;
@@ -135,38 +120,6 @@ DWORD WaitForThread(ThreadRecord* record, DWORD milliseconds)
     return WAIT_OBJECT_0;
 }
 
-std::optional<timespec> TimeLeft(std::optional<Clock::time_point> deadline)
-{
-    if (!deadline)
-        return std::nullopt;
-    const auto left = std::max(std::chrono::nanoseconds(*deadline - Clock::now()), std::chrono::nanoseconds(0));
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-    return timespec{seconds.count(), (left - seconds).count()};
-}
-
-// Marks the thread as inside an I/O for the life of the guard.
-struct IoMark {
-    ThreadRecord* record;
-
-    explicit IoMark(ThreadRecord* thread) : record(thread) { Set(true); }
-    ~IoMark() { Set(false); }
-    IoMark(const IoMark&) = delete;
-    IoMark& operator=(const IoMark&) = delete;
-
-    void Set(bool inIo) const
-    {
-        if (record == nullptr)
-            return;
-        const std::lock_guard guard(record->mutex);
-        record->inIo = inIo;
-        // A cancellation that came after the wait had ended for another reason must not end the next one.
-        eventfd_t count = 0;
-        if (!inIo && record->cancelled)
-            eventfd_read(record->cancelDescriptor, &count);
-        record->cancelled = false;
-    }
-};
-
 } // namespace
 
 int RunningThreads()
@@ -174,31 +127,12 @@ int RunningThreads()
     return runningThreads;
 }
 
-IoWait WaitForIo(int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline)
-{
-    const IoMark mark(currentThread);
-    // poll(2) passes over negative descriptors.
-    std::array<pollfd, 3> polled{pollfd{descriptor, events, 0}, pollfd{wakeDescriptor, POLLIN, 0},
-        pollfd{currentThread == nullptr ? -1 : currentThread->cancelDescriptor, POLLIN, 0}};
-    for (;;) {
-        const std::optional<timespec> left = TimeLeft(deadline);
-        const int ready = ppoll(polled.data(), polled.size(), left ? &*left : nullptr, nullptr);
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready == 0)
-            return IoWait::TIMED_OUT;
-        if (polled[2].revents != 0)
-            return IoWait::CANCELLED;
-        return polled[1].revents != 0 ? IoWait::WOKEN : IoWait::READY;
-    }
-}
-
 } // namespace korvex::platform
 
 using korvex::platform::EventObject;
 using korvex::platform::Fail;
-using korvex::platform::HandleKind;
 using korvex::platform::HandleObject;
+using korvex::platform::HandleOf;
 using korvex::platform::ObjectAs;
 using korvex::platform::ObjectOf;
 using korvex::platform::ThreadObject;
@@ -225,11 +159,10 @@ HANDLE CreateEventW(SECURITY_ATTRIBUTES* /*security*/, BOOL manualReset, BOOL in
         return nullptr;
     }
     auto* event = new EventObject;
-    event->kind = EventObject::KIND;
-    event->close = korvex::platform::CloseEvent;
+    event->type = &EventObject::TYPE;
     event->manualReset = manualReset != FALSE;
     event->signalled = initialState != FALSE;
-    return event;
+    return HandleOf(event);
 }
 
 BOOL SetEvent(HANDLE handle)
@@ -259,9 +192,9 @@ BOOL ResetEvent(HANDLE handle)
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
 {
     HandleObject* object = ObjectOf(handle);
-    if (object != nullptr && object->kind == HandleKind::EVENT)
+    if (object != nullptr && object->type == &EventObject::TYPE)
         return korvex::platform::WaitForEvent(static_cast<EventObject*>(object), milliseconds);
-    if (object != nullptr && object->kind == HandleKind::THREAD)
+    if (object != nullptr && object->type == &ThreadObject::TYPE)
         return korvex::platform::WaitForThread(static_cast<ThreadObject*>(object)->record.get(), milliseconds);
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
@@ -277,8 +210,7 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
     const auto record = std::make_shared<ThreadRecord>();
     record->routine = routine;
     record->argument = argument;
-    record->cancelDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (record->cancelDescriptor < 0)
+    if (record->cancellation.descriptor < 0)
         return 0;
     auto forThread = std::make_unique<std::shared_ptr<ThreadRecord>>(record);
     const std::lock_guard guard(record->mutex); // the thread may end before its identifier is stored
@@ -291,10 +223,9 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
     }
     [[maybe_unused]] const auto* ownedByThread = forThread.release();
     auto* thread = new ThreadObject;
-    thread->kind = ThreadObject::KIND;
-    thread->close = korvex::platform::CloseThread;
+    thread->type = &ThreadObject::TYPE;
     thread->record = record;
-    return reinterpret_cast<uintptr_t>(static_cast<HandleObject*>(thread));
+    return reinterpret_cast<uintptr_t>(HandleOf(thread));
 }
 
 BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode)
@@ -317,11 +248,5 @@ BOOL CancelSynchronousIo(HANDLE handle)
     auto* thread = ObjectAs<ThreadObject>(handle);
     if (thread == nullptr)
         return FALSE;
-    ThreadRecord* record = thread->record.get();
-    const std::lock_guard guard(record->mutex);
-    if (!record->inIo)
-        return Fail(ERROR_NOT_FOUND);
-    record->cancelled = true;
-    eventfd_write(record->cancelDescriptor, 1);
-    return TRUE;
+    return korvex::platform::CancelIo(&thread->record->cancellation) ? TRUE : Fail(ERROR_NOT_FOUND);
 }

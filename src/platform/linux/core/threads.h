@@ -3,8 +3,8 @@
 
 #include <mutex>
 
+#include "platform/linux/core/handles.h"
 #include "platform/linux/core/types.h"
-#include "platform/linux/files/files.h"
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
@@ -41,3 +41,10 @@ void Sleep(DWORD milliseconds);
 // Ends the serial read, write or wait in which the thread blocks; that call fails with ERROR_OPERATION_ABORTED. Fails with
 // ERROR_NOT_FOUND when the thread is in none: it may just be about to enter one.
 BOOL CancelSynchronousIo(HANDLE handle);
+
+namespace korvex::platform {
+
+// How many threads of _beginthreadex are running.
+int RunningThreads();
+
+} // namespace korvex::platform

@@ -65,8 +65,5 @@ inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 inline constexpr DWORD ERROR_SERVICE_DOES_NOT_EXIST = 1060;
 inline constexpr DWORD ERROR_DEVICE_NOT_CONNECTED = 1167;
 inline constexpr DWORD ERROR_NOT_FOUND = 1168;
+inline constexpr DWORD ERROR_INVALID_USER_BUFFER = 1784;
 inline constexpr DWORD ERROR_NO_SUCH_DEVINST = 0xE000020B;
-
-// The calling thread's last error. Every call of this layer that fails sets it; one that succeeds leaves it alone.
-DWORD GetLastError();
-void SetLastError(DWORD error);

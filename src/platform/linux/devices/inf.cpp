@@ -1,5 +1,7 @@
-// InstallHinfSectionW: the little of an INF file that a driver's service needs.
+#include "platform/linux/devices/inf.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -8,8 +10,7 @@
 #include <utility>
 
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/registry_keys.h"
-#include "platform/linux/devices/setupapi.h"
+#include "platform/linux/devices/registry_store.h"
 #include "platform/linux/files/profile_document.h"
 #include "platform/linux/machine.h"
 
@@ -29,6 +30,13 @@ std::u16string Field(std::u16string_view value, size_t index)
     const size_t first = value.find_first_not_of(u" \t");
     const size_t last = value.find_last_not_of(u" \t");
     return first == std::u16string_view::npos ? std::u16string{} : std::u16string(value.substr(first, last - first + 1));
+}
+
+// 0 to 4, how a restart is asked for, or that much more than 128, where the source path is the INF's folder.
+bool IsKnownMode(std::u16string_view mode)
+{
+    constexpr std::array MODES{u"0", u"1", u"2", u"3", u"4", u"128", u"129", u"130", u"131", u"132"};
+    return std::find(MODES.begin(), MODES.end(), mode) != MODES.end();
 }
 
 // A file's place below the Windows folder; the directory identifiers 10 (Windows), 11 (system) and 12 (drivers) may stand in front.
@@ -55,10 +63,7 @@ void InstallService(
     fs::create_directories(target.parent_path(), error);
     fs::copy_file(infFolder / target.filename(), target, fs::copy_options::overwrite_existing, error);
 
-    HKEY key = korvex::platform::OpenRegistryPath(korvex::platform::ServiceKeyPath(service));
-    RegSetValueExW(
-        key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(place.c_str()), static_cast<DWORD>((place.size() + 1) * sizeof(WCHAR)));
-    RegCloseKey(key);
+    korvex::platform::WriteRegistryText(korvex::platform::ServiceKeyPath(service), u"ImagePath", place);
 }
 
 } // namespace
@@ -71,6 +76,8 @@ void InstallHinfSectionW(HWND /*window*/, HMODULE /*instance*/, LPCWSTR command,
     if (modeEnd == std::u16string_view::npos)
         return;
     const std::u16string section(text.substr(0, sectionEnd));
+    if (!IsKnownMode(text.substr(sectionEnd + 1, modeEnd - sectionEnd - 1)))
+        return;
     const std::string path = korvex::platform::ToNativePath(text.substr(modeEnd + 1));
     ProfileDocument inf;
     korvex::platform::ReadProfile(path, &inf);

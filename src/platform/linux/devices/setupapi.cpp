@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/device_node_records.h"
 #include "platform/linux/devices/device_tree.h"
-#include "platform/linux/devices/registry_keys.h"
+#include "platform/linux/devices/port_nodes.h"
 
 namespace korvex::platform {
 
@@ -35,10 +35,15 @@ DeviceSet* SetOf(HDEVINFO devices)
     return static_cast<DeviceSet*>(devices);
 }
 
-void FillElement(SP_DEVINFO_DATA* element, DEVINST node)
+// False, with the last error set, for an element that is none; null is one that nobody wants.
+bool FillElement(SP_DEVINFO_DATA* element, DEVINST node)
 {
-    if (element != nullptr)
-        element->DevInst = node;
+    if (element == nullptr)
+        return true;
+    if (element->cbSize != sizeof(*element))
+        return Fail(ERROR_INVALID_USER_BUFFER) != FALSE;
+    element->DevInst = node;
+    return true;
 }
 
 // Copies a property, both closing zeros of a list included, when it fits.
@@ -61,13 +66,28 @@ BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buf
     return TRUE;
 }
 
-// The node of an element, with the tree locked; null, with the last error set, when it is no longer there.
+// The node of an element, with the tree locked; null, with the last error set, when it is no longer there or the element is none.
 DeviceNode* PresentNode(const SP_DEVINFO_DATA* element)
 {
+    if (element->cbSize != sizeof(*element)) {
+        SetLastError(ERROR_INVALID_USER_BUFFER);
+        return nullptr;
+    }
     DeviceNode* node = NodeOf(element->DevInst);
     if (node == nullptr)
         SetLastError(ERROR_NO_SUCH_DEVINST);
     return node;
+}
+
+// Whether it is one of the two requests that the library makes, whole.
+bool IsKnownRequest(const SP_CLASSINSTALL_HEADER* header, DWORD size)
+{
+    if (header->InstallFunction == DIF_PROPERTYCHANGE && size == sizeof(SP_PROPCHANGE_PARAMS)) {
+        const auto* change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(header);
+        return change->StateChange == DICS_PROPCHANGE && change->Scope == DICS_FLAG_CONFIGSPECIFIC;
+    }
+    return header->InstallFunction == DIF_REMOVE && size == sizeof(SP_REMOVEDEVICE_PARAMS)
+        && reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(header)->Scope == DI_REMOVEDEVICE_GLOBAL;
 }
 
 } // namespace
@@ -84,6 +104,10 @@ using korvex::platform::TreeLock;
 
 HDEVINFO SetupDiGetClassDevsW(const GUID* classId, LPCWSTR enumerator, HWND /*parent*/, DWORD flags)
 {
+    if ((flags & DIGCF_PRESENT) == 0) {
+        Fail(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
     const TreeLock lock;
     const DEVINST only = enumerator == nullptr ? 0 : korvex::platform::FindNode(enumerator);
     if (enumerator != nullptr && only == 0) {
@@ -141,8 +165,7 @@ BOOL SetupDiGetDeviceInterfaceDetailW(HDEVINFO devices, SP_DEVICE_INTERFACE_DATA
     if (detail == nullptr || size < needed)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
     memcpy(reinterpret_cast<BYTE*>(detail) + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath), path.c_str(), pathBytes);
-    korvex::platform::FillElement(element, place.node);
-    return TRUE;
+    return korvex::platform::FillElement(element, place.node) ? TRUE : FALSE;
 }
 
 BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*parent*/, DWORD /*flags*/, SP_DEVINFO_DATA* element)
@@ -150,8 +173,7 @@ BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*par
     const DEVINST node = korvex::platform::FindNode(instanceId);
     if (node == 0)
         return Fail(ERROR_NO_SUCH_DEVINST);
-    korvex::platform::FillElement(element, node);
-    return TRUE;
+    return korvex::platform::FillElement(element, node) ? TRUE : FALSE;
 }
 
 BOOL SetupDiGetDeviceRegistryPropertyW(
@@ -188,8 +210,7 @@ BOOL SetupDiSetDeviceRegistryPropertyW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* el
     return TRUE;
 }
 
-HKEY SetupDiOpenDevRegKey(
-    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD /*scope*/, DWORD /*profile*/, DWORD keyType, DWORD /*access*/)
+HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD /*scope*/, DWORD /*profile*/, DWORD keyType, DWORD access)
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
@@ -197,7 +218,7 @@ HKEY SetupDiOpenDevRegKey(
         SetLastError(ERROR_ACCESS_DENIED);
         return static_cast<HKEY>(INVALID_HANDLE_VALUE);
     }
-    return korvex::platform::OpenRegistryPath(korvex::platform::HardwareKeyPath(node->options.instanceId));
+    return korvex::platform::OpenRegistryPath(korvex::platform::HardwareKeyPath(node->options.instanceId), access);
 }
 
 BOOL SetupDiSetClassInstallParamsW(HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size)
@@ -205,7 +226,7 @@ BOOL SetupDiSetClassInstallParamsW(HDEVINFO devices, SP_DEVINFO_DATA* element, S
     const TreeLock lock;
     if (korvex::platform::PresentNode(element) == nullptr)
         return FALSE;
-    if (parameters->cbSize != sizeof(*parameters) || size < sizeof(*parameters))
+    if (parameters->cbSize != sizeof(*parameters) || !korvex::platform::IsKnownRequest(parameters, size))
         return Fail(ERROR_INVALID_PARAMETER);
     const auto* bytes = reinterpret_cast<const BYTE*>(parameters);
     SetOf(devices)->requests[element->DevInst].assign(bytes, bytes + size);
@@ -255,70 +276,4 @@ BOOL SetupDiSetDeviceInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* eleme
         return FALSE;
     node->installFlags = parameters->Flags;
     return TRUE;
-}
-
-CONFIGRET CM_Get_Child(DEVINST* child, DEVINST node, ULONG /*flags*/)
-{
-    const TreeLock lock;
-    const std::vector<DEVINST> children = ChildrenOf(node);
-    if (NodeOf(node) == nullptr || children.empty())
-        return CR_NO_SUCH_DEVNODE;
-    *child = children.front();
-    return CR_SUCCESS;
-}
-
-CONFIGRET CM_Get_Sibling(DEVINST* sibling, DEVINST node, ULONG /*flags*/)
-{
-    const TreeLock lock;
-    const DeviceNode* found = NodeOf(node);
-    if (found == nullptr)
-        return CR_INVALID_DEVNODE;
-    const std::vector<DEVINST> children = ChildrenOf(found->options.parent);
-    const auto next = std::upper_bound(children.begin(), children.end(), node);
-    if (next == children.end())
-        return CR_NO_SUCH_DEVNODE;
-    *sibling = *next;
-    return CR_SUCCESS;
-}
-
-CONFIGRET CM_Get_Device_ID_Size(ULONG* length, DEVINST node, ULONG /*flags*/)
-{
-    const std::u16string identifier = korvex::platform::InstanceIdOf(node);
-    *length = static_cast<ULONG>(identifier.size());
-    return identifier.empty() ? CR_INVALID_DEVNODE : CR_SUCCESS;
-}
-
-CONFIGRET CM_Get_Device_IDW(DEVINST node, LPWSTR buffer, ULONG capacity, ULONG /*flags*/)
-{
-    const std::u16string identifier = korvex::platform::InstanceIdOf(node);
-    if (identifier.empty())
-        return CR_INVALID_DEVNODE;
-    if (identifier.size() >= capacity)
-        return CR_BUFFER_SMALL;
-    std::copy_n(identifier.c_str(), identifier.size() + 1, buffer);
-    return CR_SUCCESS;
-}
-
-CONFIGRET CM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST node, ULONG /*flags*/)
-{
-    const TreeLock lock;
-    const DeviceNode* found = NodeOf(node);
-    if (found == nullptr)
-        return CR_INVALID_DEVNODE;
-    *status = found->status;
-    *problem = 0;
-    return CR_SUCCESS;
-}
-
-CONFIGRET CM_Reenumerate_DevNode(DEVINST node, ULONG /*flags*/)
-{
-    {
-        const TreeLock lock;
-        DeviceNode* found = NodeOf(node);
-        if (found == nullptr)
-            return CR_INVALID_DEVNODE;
-        ++found->enumerations;
-    }
-    korvex::platform::StartFilter(node);
-    return CR_SUCCESS;
 }

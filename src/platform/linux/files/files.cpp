@@ -8,22 +8,22 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 
 #include "platform/linux/core/descriptors.h"
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/files/openers.h"
 #include "platform/linux/machine.h"
-#include "platform/linux/serial/serial_port.h"
 
 namespace korvex::platform {
 
 namespace {
 
 struct FileObject : HandleObject {
-    static constexpr HandleKind KIND = HandleKind::FILE;
+    static const HandleType TYPE;
     int descriptor = -1;
 };
 
@@ -34,10 +34,17 @@ void CloseFile(HandleObject* object)
     delete file;
 }
 
-HANDLE OpenFile(const char* path, const struct stat* status, DWORD access, DWORD shareMode)
+constexpr HandleType FileObject::TYPE{CloseFile};
+
+HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
 {
+    struct stat status { };
+    if (stat(path, &status) != 0) {
+        FailWithErrno();
+        return INVALID_HANDLE_VALUE;
+    }
     const bool writes = (access & GENERIC_WRITE) != 0;
-    if (S_ISDIR(status->st_mode) || (writes && IsReadOnly(status))) {
+    if (S_ISDIR(status.st_mode) || (writes && IsReadOnly(&status))) {
         Fail(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
@@ -56,10 +63,9 @@ HANDLE OpenFile(const char* path, const struct stat* status, DWORD access, DWORD
         return INVALID_HANDLE_VALUE;
     }
     auto* file = new FileObject;
-    file->kind = FileObject::KIND;
-    file->close = CloseFile;
+    file->type = &FileObject::TYPE;
     file->descriptor = descriptor;
-    return static_cast<HandleObject*>(file);
+    return HandleOf(file);
 }
 
 } // namespace
@@ -68,23 +74,6 @@ HANDLE OpenFile(const char* path, const struct stat* status, DWORD access, DWORD
 
 using korvex::platform::ErrorFromErrno;
 using korvex::platform::Fail;
-using korvex::platform::FailWithErrno;
-using korvex::platform::ObjectAs;
-using korvex::platform::SerialPort;
-
-namespace {
-
-// Tells the machine of a port's interface that cannot be opened, for the last error, which stays.
-void TellRefused(const korvex::platform::InterfaceOptions* port)
-{
-    const DWORD error = GetLastError();
-    const auto& tell = korvex::platform::ThisMachine()->portRefused;
-    if (port != nullptr && tell)
-        tell(port->nativePath, error);
-    SetLastError(error);
-}
-
-} // namespace
 
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* /*security*/, DWORD disposition, DWORD /*flags*/,
     HANDLE /*templateFile*/)
@@ -93,41 +82,10 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBU
         Fail(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    const korvex::platform::InterfaceOptions* deviceInterface = korvex::platform::FindInterface(path);
-    if (deviceInterface != nullptr && deviceInterface->server != nullptr)
-        return korvex::platform::OpenDevice(deviceInterface);
-    const std::string nativePath = deviceInterface != nullptr ? deviceInterface->nativePath : korvex::platform::ToNativePath(path);
-    struct stat status { };
-    if (stat(nativePath.c_str(), &status) != 0) {
-        FailWithErrno();
-        TellRefused(deviceInterface);
-        return INVALID_HANDLE_VALUE;
-    }
-    if (!S_ISCHR(status.st_mode))
-        return korvex::platform::OpenFile(nativePath.c_str(), &status, access, shareMode);
-    SerialPort* port = korvex::platform::OpenSerialPort(nativePath.c_str());
-    if (port != nullptr)
-        return static_cast<korvex::platform::HandleObject*>(port);
-    TellRefused(deviceInterface);
-    return INVALID_HANDLE_VALUE;
-}
-
-BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* /*overlapped*/)
-{
-    auto* port = ObjectAs<SerialPort>(handle);
-    return port == nullptr ? FALSE : korvex::platform::ReadSerial(port, buffer, count, received);
-}
-
-BOOL WriteFile(HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* /*overlapped*/)
-{
-    auto* port = ObjectAs<SerialPort>(handle);
-    return port == nullptr ? FALSE : korvex::platform::WriteSerial(port, bytes, count, written);
-}
-
-BOOL FlushFileBuffers(HANDLE handle)
-{
-    auto* port = ObjectAs<SerialPort>(handle);
-    return port == nullptr ? FALSE : korvex::platform::FlushSerial(port);
+    const korvex::platform::OpenRequest request{path, access, shareMode};
+    if (const std::optional<HANDLE> handle = korvex::platform::AskOpeners(&request))
+        return *handle;
+    return korvex::platform::OpenFile(korvex::platform::ToNativePath(path).c_str(), access, shareMode);
 }
 
 DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* filePart)

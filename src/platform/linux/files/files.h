@@ -1,4 +1,4 @@
-// Files, handles and folders.
+// Files and folders.
 #pragma once
 
 #include "platform/linux/core/types.h"
@@ -13,19 +13,12 @@ inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr int CSIDL_SYSTEM = 37;
 inline constexpr DWORD SHGFP_TYPE_DEFAULT = 1;
 
-// Opens an existing file, serial port (serial.h) or device (device_tree.h), the last two by the path of their interface or, a port, by that
-// of its tty; `disposition` must be OPEN_EXISTING. A path may use either separator.
+// Opens an existing file, or what an opener knows (openers.h): a serial port or a device, by the path of its interface, a port also by
+// that of its tty. `disposition` must be OPEN_EXISTING. A path may use either separator.
 // A file without any write permission counts as one with the read-only attribute, which binds administrators too. Handles of this
 // layer share a file as asked; programs that do not lock the file are not kept out.
 HANDLE CreateFileW(
     LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flags, HANDLE templateFile);
-// Reading, writing and flushing: of serial ports only.
-BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* overlapped);
-BOOL WriteFile(HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* overlapped);
-BOOL FlushFileBuffers(HANDLE handle);
-
-// Closes a handle of any kind. No other thread may be using it, but a thread whose handle is closed runs on.
-BOOL CloseHandle(HANDLE handle);
 
 // Makes a path absolute against the current directory. Returns the length without terminator; when the buffer (`capacity` UTF-16
 // units) is too small, the capacity it needs, leaving the buffer alone; 0 on failure. `filePart` is not supported and must be null.

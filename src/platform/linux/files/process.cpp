@@ -14,14 +14,15 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/core/handles.h"
-#include "platform/linux/core/running_threads.h"
+#include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/text.h"
+#include "platform/linux/core/threads.h"
 #include "platform/linux/machine.h"
 
 namespace {
 
 struct MutexObject : korvex::platform::HandleObject {
+    static const korvex::platform::HandleType TYPE;
     int descriptor = -1; // holds the file's lock, or would if another process did not
     MutexObject* next = nullptr;
 };
@@ -44,6 +45,8 @@ void CloseMutex(korvex::platform::HandleObject* object)
         ::close(mutex->descriptor);
     delete mutex;
 }
+
+constexpr korvex::platform::HandleType MutexObject::TYPE{CloseMutex};
 
 // A file of the user's session that stands for the name.
 std::string MutexFile(std::u16string_view name)
@@ -81,8 +84,7 @@ std::vector<std::string> SplitParameters(std::string_view text)
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LPCWSTR name)
 {
     auto* mutex = new MutexObject;
-    mutex->kind = korvex::platform::HandleKind::MUTEX;
-    mutex->close = CloseMutex;
+    mutex->type = &MutexObject::TYPE;
     mutex->descriptor = open(MutexFile(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     const bool held = mutex->descriptor >= 0 && flock(mutex->descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     {
@@ -91,7 +93,7 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LP
         mutexes = mutex;
     }
     SetLastError(held ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-    return static_cast<korvex::platform::HandleObject*>(mutex);
+    return korvex::platform::HandleOf(mutex);
 }
 
 HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR parameters, LPCWSTR /*folder*/, int /*show*/)
@@ -125,12 +127,11 @@ HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR 
 
 void ExitProcess(UINT exitCode)
 {
-    if (exitCode == 0 && korvex::platform::ThisMachine()->displayLost) {
-        fputs("the display is lost\n", stderr);
-        exitCode = EXIT_FAILURE;
-    }
+    auto code = static_cast<int>(exitCode);
+    if (const auto& onExit = korvex::platform::ThisMachine()->onExit)
+        code = onExit(code);
     fflush(nullptr);
     if (korvex::platform::RunningThreads() > 0)
-        _exit(static_cast<int>(exitCode));
-    exit(static_cast<int>(exitCode)); // NOLINT(concurrency-mt-unsafe): no other thread runs
+        _exit(code);
+    exit(code); // NOLINT(concurrency-mt-unsafe): no other thread runs
 }

@@ -11,6 +11,6 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR na
 // Starts a program with its parameters, split at blanks outside double quotes; only the verb "open". Above 32 when it was started.
 HINSTANCE ShellExecuteW(HWND owner, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, int show);
 
-// Flushes what was printed and ends the process (with 1 instead of 0, and a line that says so, when the display was lost): at once while
-// another thread runs, through the exit handlers otherwise.
+// Flushes what was printed and ends the process: at once while another thread runs, through the exit handlers otherwise. The machine may
+// turn the exit code into another one (machine.h, onExit).
 [[noreturn]] void ExitProcess(UINT exitCode);

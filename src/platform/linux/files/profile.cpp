@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/files/profile_document.h"
 

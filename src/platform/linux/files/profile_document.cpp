@@ -105,7 +105,7 @@ std::u16string Decode(std::string_view content, Encoding* encoding)
     const auto starts = [content](std::string_view mark) { return content.substr(0, mark.size()) == mark; };
     if (!starts(UTF_16_LITTLE_ENDIAN_MARK) && !starts(UTF_16_BIG_ENDIAN_MARK)) {
         const bool marked = starts(UTF_8_MARK);
-        *encoding = marked ? Encoding::UTF_8_WITH_MARK : Encoding::UTF_8;
+        *encoding = marked ? Encoding::UTF_8_BOM : Encoding::UTF_8;
         return FromUtf8(marked ? content.substr(UTF_8_MARK.size()) : content);
     }
     const bool bigEndian = starts(UTF_16_BIG_ENDIAN_MARK);
@@ -126,7 +126,7 @@ std::string Encode(const ProfileDocument* profile)
         text += line;
     if (profile->encoding == Encoding::UTF_8)
         return ToUtf8(text);
-    if (profile->encoding == Encoding::UTF_8_WITH_MARK)
+    if (profile->encoding == Encoding::UTF_8_BOM)
         return std::string(UTF_8_MARK) + ToUtf8(text);
     const bool bigEndian = profile->encoding == Encoding::UTF_16_BIG_ENDIAN;
     std::string content(bigEndian ? UTF_16_BIG_ENDIAN_MARK : UTF_16_LITTLE_ENDIAN_MARK);
@@ -173,7 +173,7 @@ bool ReplaceFile(const std::string& path, std::string_view content, Durability d
         [[maybe_unused]] const int refused = fchown(descriptor, status.st_uid, status.st_gid);
         written = fchmod(descriptor, status.st_mode & 07777) == 0;
     }
-    written = written && WriteWhole(descriptor, content) && (durability == Durability::LATER || fsync(descriptor) == 0);
+    written = written && WriteWhole(descriptor, content) && (durability == Durability::DEFERRED || fsync(descriptor) == 0);
     const int writeError = errno;
     close(descriptor);
     errno = writeError;

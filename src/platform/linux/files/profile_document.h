@@ -11,7 +11,7 @@
 
 namespace korvex::platform {
 
-enum class Encoding { UTF_8, UTF_8_WITH_MARK, UTF_16_LITTLE_ENDIAN, UTF_16_BIG_ENDIAN };
+enum class Encoding { UTF_8, UTF_8_BOM, UTF_16_LITTLE_ENDIAN, UTF_16_BIG_ENDIAN };
 
 struct ProfileDocument {
     Encoding encoding = Encoding::UTF_8;
@@ -41,12 +41,12 @@ std::vector<std::u16string> SectionNames(const ProfileDocument* profile);
 std::vector<std::u16string> SectionLines(const ProfileDocument* profile);
 
 // When a change is on the disk: as soon as its call returns, or when the system gets to it, so that a power cut can take it back.
-enum class Durability { AT_ONCE, LATER };
+enum class Durability { SYNCED, DEFERRED };
 
 // Reads the file, lets `change` change it, and puts the result in its place, as profile.h promises for a write. False with errno set when
 // that fails; the file is then as it was.
 bool UpdateProfile(
-    const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability = Durability::AT_ONCE);
+    const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability = Durability::SYNCED);
 
 // Whether UpdateProfile would be let write, as things stand.
 bool CanUpdateProfile(const std::string& path);

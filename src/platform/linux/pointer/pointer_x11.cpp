@@ -1,3 +1,5 @@
+#include "platform/linux/pointer/pointer_x11.h"
+
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 
@@ -7,7 +9,7 @@
 #include <string>
 
 #include "platform/linux/machine.h"
-#include "platform/linux/pointer/pointer.h"
+#include "platform/linux/pointer/pixels.h"
 
 namespace korvex::platform {
 
@@ -145,12 +147,13 @@ void CloseDisplay(PointerDisplay* pointer)
 
 } // namespace
 
-bool UseX11Pointer(Machine* machine, const char* display, std::string* reason)
+bool UseX11Pointer(const char* display, std::string* reason)
 {
     const std::shared_ptr<PointerDisplay> pointer(new PointerDisplay, CloseDisplay);
     pointer->name = display == nullptr ? "" : display;
     if (!Connect(pointer.get(), reason))
         return false;
+    Machine* machine = ThisMachine();
     machine->pointerOutput = [pointer](const INPUT& input) {
         const std::lock_guard guard(pointer->mutex);
         return SendToServer(pointer.get(), input);

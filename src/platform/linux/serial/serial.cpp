@@ -31,7 +31,7 @@ BOOL SetCommState(HANDLE handle, const DCB* dcb)
     auto* port = ObjectAs<SerialPort>(handle);
     if (port == nullptr)
         return FALSE;
-    if (!korvex::platform::HasLine(port) || !korvex::platform::ApplySettings(port, dcb))
+    if (!korvex::platform::EnsureConnected(port) || !korvex::platform::ApplySettings(port, dcb))
         return FALSE;
     port->dcb = *dcb;
     return TRUE;
@@ -81,9 +81,9 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
         return FALSE;
     *event = 0;
     // Also where the line is back already: what was going on over it has ended.
-    if (std::exchange(port->lossToTell, false))
+    if (std::exchange(port->hangupPending, false))
         return Fail(ERROR_DEVICE_NOT_CONNECTED);
-    if (!korvex::platform::HasLine(port))
+    if (!korvex::platform::EnsureConnected(port))
         return FALSE;
     bool forInput = false;
     {
@@ -107,7 +107,7 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
     if (wait == IoWait::WOKEN)
         return TRUE;
     if (korvex::platform::IsQueueEmpty(port) && !korvex::platform::FetchInput(port)) {
-        port->lossToTell = false;
+        port->hangupPending = false;
         return FALSE;
     }
     *event = EV_RXCHAR;
@@ -119,7 +119,7 @@ BOOL PurgeComm(HANDLE handle, DWORD flags)
     auto* port = ObjectAs<SerialPort>(handle);
     if (port == nullptr)
         return FALSE;
-    if (!korvex::platform::HasLine(port))
+    if (!korvex::platform::EnsureConnected(port))
         return FALSE;
     if ((flags & PURGE_RXCLEAR) != 0) {
         port->queueStart = port->queueEnd = 0;

@@ -1,63 +1,12 @@
-// Serial communications on a tty or pseudo-terminal. A port is opened with CreateFileW (files.h), exclusively: a second open fails
-// with ERROR_SHARING_VIOLATION. It is read and written with ReadFile and WriteFile under the time-outs set here. A handle has one user
-// at a time; only SetCommMask and CancelSynchronousIo (threads.h) may be called beside a pending wait.
-// Once the far end is gone, reads, writes and waits fail at once with ERROR_DEVICE_NOT_CONNECTED. Each such call looks whether the port
-// has come back: then it goes on, with the settings, mask and time-outs that were set.
+// Serial communications on a tty or pseudo-terminal. A port is opened with CreateFileW (files.h), exclusively, so with share mode 0: a
+// second open fails with ERROR_SHARING_VIOLATION. It is read and written with ReadFile and WriteFile under the time-outs set here. A handle
+// has one user at a time; only SetCommMask and CancelSynchronousIo (threads.h) may be called beside a pending wait. Once the far end is
+// gone, reads, writes and waits fail at once with ERROR_DEVICE_NOT_CONNECTED. Each such call looks whether the port has come back: then it
+// goes on, with the settings, mask and time-outs that were set.
 #pragma once
 
 #include "platform/linux/core/types.h"
-
-inline constexpr BYTE NOPARITY = 0;
-inline constexpr BYTE ODDPARITY = 1;
-inline constexpr BYTE EVENPARITY = 2;
-inline constexpr BYTE ONESTOPBIT = 0;
-inline constexpr BYTE TWOSTOPBITS = 2;
-inline constexpr DWORD DTR_CONTROL_ENABLE = 1;
-inline constexpr DWORD RTS_CONTROL_DISABLE = 0;
-inline constexpr DWORD RTS_CONTROL_ENABLE = 1;
-inline constexpr DWORD EV_RXCHAR = 1;
-inline constexpr DWORD PURGE_TXCLEAR = 4;
-inline constexpr DWORD PURGE_RXCLEAR = 8;
-
-struct DCB {
-    DWORD DCBlength;
-    DWORD BaudRate;
-    DWORD fBinary : 1;
-    DWORD fParity : 1;
-    DWORD fOutxCtsFlow : 1;
-    DWORD fOutxDsrFlow : 1;
-    DWORD fDtrControl : 2;
-    DWORD fDsrSensitivity : 1;
-    DWORD fTXContinueOnXoff : 1;
-    DWORD fOutX : 1;
-    DWORD fInX : 1;
-    DWORD fErrorChar : 1;
-    DWORD fNull : 1;
-    DWORD fRtsControl : 2;
-    DWORD fAbortOnError : 1;
-    DWORD fDummy2 : 17;
-    WORD wReserved;
-    WORD XonLim;
-    WORD XoffLim;
-    BYTE ByteSize;
-    BYTE Parity;
-    BYTE StopBits;
-    char XonChar;
-    char XoffChar;
-    char ErrorChar;
-    char EofChar;
-    char EvtChar;
-    WORD wReserved1;
-};
-
-// Milliseconds; how they combine is as documented for COMMTIMEOUTS.
-struct COMMTIMEOUTS {
-    DWORD ReadIntervalTimeout;
-    DWORD ReadTotalTimeoutMultiplier;
-    DWORD ReadTotalTimeoutConstant;
-    DWORD WriteTotalTimeoutMultiplier;
-    DWORD WriteTotalTimeoutConstant;
-};
+#include "platform/linux/serial/serial_types.h"
 
 BOOL GetCommState(HANDLE handle, DCB* dcb);
 

@@ -19,6 +19,8 @@
 #include <optional>
 
 #include "platform/linux/core/blocking_io.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/files/openers.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::platform {
@@ -92,7 +94,7 @@ bool IsPseudoTerminal(int descriptor)
 }
 
 // USB adapters otherwise hold received bytes back for up to 16 ms. Drivers without the setting refuse, which is no harm.
-void AskForLowLatency(int descriptor)
+void SetLowLatency(int descriptor)
 {
     serial_struct settings{};
     if (ioctl(descriptor, TIOCGSERIAL, &settings) != 0)
@@ -134,11 +136,11 @@ int OpenExclusively(const char* path)
     return -1;
 }
 
-void TakePossession(SerialPort* port)
+void ClaimExclusively(SerialPort* port)
 {
     port->pseudoTerminal = IsPseudoTerminal(port->descriptor);
     port->exclusive = !port->pseudoTerminal && ioctl(port->descriptor, TIOCEXCL) == 0;
-    AskForLowLatency(port->descriptor);
+    SetLowLatency(port->descriptor);
 }
 
 // The number of a pseudo-terminal soon belongs to someone else, a shell say, so such a line is taken again only through a symbolic link
@@ -171,8 +173,7 @@ SerialPort* AdoptSerialDescriptor(int descriptor)
     }
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     auto* port = new SerialPort;
-    port->kind = SerialPort::KIND;
-    port->close = CloseSerial;
+    port->type = &SerialPort::TYPE;
     port->descriptor = descriptor;
     port->wakeDescriptor = wakeDescriptor;
     MakeRaw(port);
@@ -190,11 +191,11 @@ SerialPort* OpenSerialPort(const char* path)
         return nullptr;
     port->path = path;
     lstat(path, &port->pathStatus);
-    TakePossession(port);
+    ClaimExclusively(port);
     return port;
 }
 
-bool HasLine(SerialPort* port)
+bool EnsureConnected(SerialPort* port)
 {
     if (port->descriptor >= 0)
         return true;
@@ -204,15 +205,15 @@ bool HasLine(SerialPort* port)
     port->descriptor = descriptor;
     lstat(port->path.c_str(), &port->pathStatus);
     MakeRaw(port);
-    TakePossession(port);
+    ClaimExclusively(port);
     if (ApplySettings(port, &port->dcb))
         return true;
-    return LoseLine(port);
+    return MarkDisconnected(port);
 }
 
-bool LoseLine(SerialPort* port)
+bool MarkDisconnected(SerialPort* port)
 {
-    port->lossToTell = true;
+    port->hangupPending = true;
     if (!port->path.empty()) {
         // An open descriptor would keep the adapter's number taken, and it would come back under another one.
         ::close(port->descriptor);
@@ -265,17 +266,20 @@ bool FetchInput(SerialPort* port)
     if (fetched < 0 && (errno == EAGAIN || errno == EINTR))
         return true;
     if (fetched <= 0)
-        return LoseLine(port);
+        return MarkDisconnected(port);
     port->queueStart = 0;
     port->queueEnd = static_cast<size_t>(fetched);
     ShowBytes(LineDirection::RECEIVED, port->queue.data(), port->queueEnd);
     return true;
 }
 
-BOOL ReadSerial(SerialPort* port, void* buffer, DWORD count, DWORD* received)
+namespace {
+
+BOOL ReadSerial(HandleObject* object, void* buffer, DWORD count, DWORD* received)
 {
+    auto* port = static_cast<SerialPort*>(object);
     *received = 0;
-    if (!HasLine(port))
+    if (!EnsureConnected(port))
         return FALSE;
     const Clock::time_point start = Clock::now();
     while (*received < count) {
@@ -297,10 +301,11 @@ BOOL ReadSerial(SerialPort* port, void* buffer, DWORD count, DWORD* received)
     return TRUE;
 }
 
-BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* written)
+BOOL WriteSerial(HandleObject* object, const void* bytes, DWORD count, DWORD* written)
 {
+    auto* port = static_cast<SerialPort*>(object);
     *written = 0;
-    if (!HasLine(port))
+    if (!EnsureConnected(port))
         return FALSE;
     const COMMTIMEOUTS* timeouts = &port->timeouts;
     std::optional<Clock::time_point> deadline;
@@ -317,7 +322,7 @@ BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* writte
         if (errno == EINTR)
             continue;
         if (errno != EAGAIN) {
-            LoseLine(port);
+            MarkDisconnected(port);
             return FALSE;
         }
         const IoWait wait = WaitForIo(port->descriptor, POLLOUT, -1, deadline);
@@ -329,9 +334,10 @@ BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* writte
     return TRUE;
 }
 
-BOOL FlushSerial(SerialPort* port)
+BOOL FlushSerial(HandleObject* object)
 {
-    if (!HasLine(port))
+    auto* port = static_cast<SerialPort*>(object);
+    if (!EnsureConnected(port))
         return FALSE;
     if (!port->terminal)
         return TRUE;
@@ -351,5 +357,26 @@ BOOL FlushSerial(SerialPort* port)
     }
     return TRUE;
 }
+
+// The opener of ttys.
+std::optional<HANDLE> OpenTty(const OpenRequest* request)
+{
+    const std::string path = ToNativePath(request->path);
+    struct stat status { };
+    if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode))
+        return std::nullopt;
+    if (request->shareMode != 0) {
+        Fail(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    SerialPort* port = OpenSerialPort(path.c_str());
+    return port == nullptr ? INVALID_HANDLE_VALUE : HandleOf(port);
+}
+
+[[maybe_unused]] const bool registered = RegisterOpener(OpenTty);
+
+} // namespace
+
+constexpr HandleType SerialPort::TYPE{CloseSerial, ReadSerial, WriteSerial, FlushSerial};
 
 } // namespace korvex::platform

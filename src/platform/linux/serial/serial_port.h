@@ -10,18 +10,18 @@
 #include <mutex>
 #include <string>
 
-#include "platform/linux/core/handles.h"
-#include "platform/linux/serial/serial.h"
+#include "platform/linux/core/handle_objects.h"
+#include "platform/linux/serial/serial_types.h"
 
 namespace korvex::platform {
 
 struct SerialPort : HandleObject {
-    static constexpr HandleKind KIND = HandleKind::SERIAL_PORT;
-    std::string path;        // empty: of a line that cannot be opened again
-    int descriptor = -1;     // -1: the line is gone
-    int wakeDescriptor = -1; // an eventfd: readable once a pending WaitCommEvent is to end
-    bool lossToTell = false; // the line has gone since the last WaitCommEvent
-    bool exclusive = false;  // TIOCEXCL is set
+    static const HandleType TYPE;
+    std::string path;           // empty: of a line that cannot be opened again
+    int descriptor = -1;        // -1: the line is gone
+    int wakeDescriptor = -1;    // an eventfd: readable once a pending WaitCommEvent is to end
+    bool hangupPending = false; // the line has gone since the last WaitCommEvent
+    bool exclusive = false;     // TIOCEXCL is set
     bool pseudoTerminal = false;
     struct stat pathStatus { }; // of the path itself, a symbolic link say, when it was opened
     bool terminal = false;      // false for a pipe or a socket, which has no settings and nothing to flush
@@ -49,10 +49,10 @@ SerialPort* OpenSerialPort(const char* path);
 
 // Whether the line is there; one that has gone is opened again by its path, and gets its settings back. False with the last error
 // ERROR_DEVICE_NOT_CONNECTED.
-bool HasLine(SerialPort* port);
+bool EnsureConnected(SerialPort* port);
 
 // Takes note that the line has gone. False, with that last error.
-bool LoseLine(SerialPort* port);
+bool MarkDisconnected(SerialPort* port);
 
 // Gives the line the settings of a DCB. False, with the last error set, when it does not take them.
 bool ApplySettings(SerialPort* port, const DCB* dcb);
@@ -61,10 +61,5 @@ bool IsQueueEmpty(const SerialPort* port);
 
 // Moves what has arrived into the empty queue. False, with the last error set, when the line has gone.
 bool FetchInput(SerialPort* port);
-
-// ReadFile, WriteFile and FlushFileBuffers of a serial port.
-BOOL ReadSerial(SerialPort* port, void* buffer, DWORD count, DWORD* received);
-BOOL WriteSerial(SerialPort* port, const void* bytes, DWORD count, DWORD* written);
-BOOL FlushSerial(SerialPort* port);
 
 } // namespace korvex::platform

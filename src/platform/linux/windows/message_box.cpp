@@ -1,12 +1,15 @@
-// The message box, a window like any other of this layer.
+#include "platform/linux/windows/message_box.h"
 
 #include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/machine.h"
+#include "platform/linux/core/system.h"
+#include "platform/linux/windows/messages.h"
+#include "platform/linux/windows/painting.h"
 #include "platform/linux/windows/window_records.h"
+#include "platform/linux/windows/windowing.h"
 
 namespace {
 
@@ -14,7 +17,7 @@ constexpr LPCWSTR BOX_CLASS = u"#32770"; // the name that Windows gives dialogs
 constexpr int MARGIN = 24;
 constexpr int LINE_HEIGHT = 20;
 constexpr int CHARACTER_WIDTH = 9; // enough for the font at its average
-constexpr int LEAST_WIDTH = 240;
+constexpr int MIN_WIDTH = 240;
 constexpr int FRAME = 2;
 constexpr int BUTTON_WIDTH = 88;
 constexpr int BUTTON_HEIGHT = 28;
@@ -81,7 +84,7 @@ void CreateBox(LPCWSTR text, LPCWSTR caption)
     size_t longest = 0;
     for (const std::u16string& line : lines)
         longest = std::max(longest, line.size());
-    const int width = std::max(LEAST_WIDTH, static_cast<int>(longest) * CHARACTER_WIDTH + 2 * MARGIN);
+    const int width = std::max(MIN_WIDTH, static_cast<int>(longest) * CHARACTER_WIDTH + 2 * MARGIN);
     const int textHeight = static_cast<int>(lines.size()) * LINE_HEIGHT;
     const int height = textHeight + BUTTON_HEIGHT + 3 * MARGIN;
     box = {nullptr, width, height, {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2, height - MARGIN},
@@ -109,7 +112,7 @@ int MessageBoxW(HWND /*owner*/, LPCWSTR text, LPCWSTR caption, UINT /*type*/)
     CreateBox(text, caption);
     MSG message{};
     BOOL got = TRUE;
-    while (korvex::platform::Backend()->answerable && !box.dismissed && (got = GetMessageW(&message, nullptr, 0, 0)) > 0)
+    while (korvex::platform::Backend()->interactive && !box.dismissed && (got = GetMessageW(&message, nullptr, 0, 0)) > 0)
         DispatchMessageW(&message);
     DestroyWindow(box.window);
     return got < 0 ? 0 : IDOK;

@@ -7,10 +7,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <optional>
 #include <vector>
 
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
 #include "platform/linux/core/threads.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/windows/window_records.h"
@@ -18,6 +19,8 @@
 namespace korvex::platform {
 
 namespace {
+
+std::atomic<bool> displayLost{false};
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -109,13 +112,6 @@ void WaitForWork(int wait)
 
 } // namespace
 
-MessageQueue::MessageQueue() : wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) { }
-
-MessageQueue::~MessageQueue()
-{
-    close(wakeDescriptor);
-}
-
 void CloseTopLevelWindows()
 {
     std::vector<HWND> topLevel;
@@ -128,6 +124,11 @@ void CloseTopLevelWindows()
     }
     for (HWND window : topLevel)
         PostMessageW(window, WM_CLOSE, 0, 0);
+}
+
+bool IsDisplayLost()
+{
+    return displayLost;
 }
 
 } // namespace korvex::platform
@@ -175,7 +176,7 @@ BOOL GetMessageW(MSG* message, HWND /*window*/, UINT /*first*/, UINT /*last*/)
         eventfd_read(ThisQueue()->wakeDescriptor, &count);
         korvex::platform::ServeSent();
         if (!Backend()->pump()) {
-            korvex::platform::ThisMachine()->displayLost = true;
+            korvex::platform::displayLost = true;
             return -1;
         }
         int wait = -1;

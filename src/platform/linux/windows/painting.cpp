@@ -2,7 +2,8 @@
 
 #include <array>
 
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
+#include "platform/linux/windows/messages.h"
 #include "platform/linux/windows/window_records.h"
 
 struct HBRUSH__ {

@@ -2,38 +2,7 @@
 // selected into it, at first white. On the windows' thread.
 #pragma once
 
-#include "platform/linux/core/types.h"
-
-using COLORREF = DWORD; // 0x00BBGGRR
-using HBRUSH = struct HBRUSH__*;
-using HDC = struct HDC__*;
-using HRGN = struct HRGN__*;
-using HGDIOBJ = void*;
-
-struct RECT {
-    LONG left;
-    LONG top;
-    LONG right;
-    LONG bottom;
-};
-
-struct PAINTSTRUCT {
-    HDC hdc;
-    BOOL fErase;
-    RECT rcPaint;
-    BOOL fRestore;
-    BOOL fIncUpdate;
-    BYTE rgbReserved[32];
-};
-
-inline constexpr int WHITE_BRUSH = 0;
-inline constexpr int GRAY_BRUSH = 2;
-inline constexpr int DC_BRUSH = 18; // of the colour that SetDCBrushColor has set
-inline constexpr UINT RDW_INVALIDATE = 0x0001;
-inline constexpr UINT RDW_INTERNALPAINT = 0x0002;
-inline constexpr UINT RDW_ERASE = 0x0004;
-inline constexpr UINT RDW_ALLCHILDREN = 0x0080;
-inline constexpr UINT RDW_UPDATENOW = 0x0100;
+#include "platform/linux/windows/window_types.h"
 
 // The window is painted as a whole: areas must be null. WM_PAINT comes when nothing else is to be done, or at once with RDW_UPDATENOW.
 BOOL InvalidateRect(HWND window, const RECT* area, BOOL erase);
@@ -56,3 +25,10 @@ COLORREF SetDCBrushColor(HDC context, COLORREF color);
 // Figures inside (left, top) to (right - 1, bottom - 1), filled and outlined.
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
+
+namespace korvex::platform {
+
+// The colour of a brush; white for none.
+COLORREF ColorOf(HBRUSH brush);
+
+} // namespace korvex::platform

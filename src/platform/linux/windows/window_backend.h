@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/linux/windows/windowing.h"
+#include "platform/linux/windows/window_types.h"
 
 namespace korvex::platform {
 
@@ -22,7 +22,7 @@ struct WindowView {
 };
 
 struct WindowBackend {
-    bool answerable; // there is somebody who can press a button
+    bool interactive; // there is somebody who can press a button
 
     bool (*create)(const WindowView* view);
     void (*show)(HWND window);
@@ -40,18 +40,5 @@ struct WindowBackend {
     // WM_LBUTTONUP for the first mouse button, and invalidates what has come to light. False when the display is lost.
     bool (*pump)();
 };
-
-// Prints each text of a STATIC window as a line on standard error, and shows nothing.
-const WindowBackend* NoWindows();
-
-// Shows windows on the X display of that name (null: the one in DISPLAY), whose size becomes that of the machine's screen. Null, with a
-// reason, when it cannot be used.
-const WindowBackend* X11Windows(const char* name, std::string* reason);
-
-// The colour of a brush; white for none.
-COLORREF ColorOf(HBRUSH brush);
-
-// Closes every top-level window, as its close button does: posts WM_CLOSE. On the windows' thread.
-void CloseTopLevelWindows();
 
 } // namespace korvex::platform

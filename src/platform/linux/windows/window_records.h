@@ -10,7 +10,7 @@
 #include <string>
 
 #include "platform/linux/windows/window_backend.h"
-#include "platform/linux/windows/windowing.h"
+#include "platform/linux/windows/window_types.h"
 
 namespace korvex::platform {
 

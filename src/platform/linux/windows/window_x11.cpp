@@ -1,3 +1,5 @@
+#include "platform/linux/windows/window_x11.h"
+
 #include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xft/Xft.h>
@@ -11,7 +13,8 @@
 
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
-#include "platform/linux/windows/window_backend.h"
+#include "platform/linux/windows/messages.h"
+#include "platform/linux/windows/painting.h"
 
 namespace korvex::platform {
 
@@ -318,7 +321,7 @@ bool Pump()
 
 } // namespace
 
-const WindowBackend* X11Windows(const char* name, std::string* reason)
+const WindowBackend* X11Backend(const char* name, std::string* reason)
 {
     static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase, DrawRectangle, DrawEllipse,
         [] { return ConnectionNumber(Connection()->display); }, Pump};

@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/core/handles.h"
+#include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/machine.h"
+#include "platform/linux/windows/messages.h"
+#include "platform/linux/windows/painting.h"
 #include "platform/linux/windows/window_records.h"
 
 namespace korvex::platform {
@@ -19,31 +20,6 @@ LRESULT CALLBACK StaticProcedure(HWND window, UINT message, WPARAM wParam, LPARA
 }
 
 } // namespace
-
-WindowSystem* Windows()
-{
-    static WindowSystem system;
-    return &system;
-}
-
-const std::shared_ptr<MessageQueue>& ThisQueue()
-{
-    thread_local const auto queue = std::make_shared<MessageQueue>();
-    return queue;
-}
-
-const WindowBackend* Backend()
-{
-    const WindowBackend* backend = ThisMachine()->windowBackend;
-    return backend == nullptr ? NoWindows() : backend;
-}
-
-std::shared_ptr<Window> FindWindow(HWND handle)
-{
-    const std::lock_guard guard(Windows()->mutex);
-    const auto found = Windows()->windows.find(handle);
-    return found == Windows()->windows.end() ? nullptr : found->second;
-}
 
 } // namespace korvex::platform
 

@@ -1,11 +1,12 @@
+#include "platform/linux/windows/window_headless.h"
+
 #include <unistd.h>
 
 #include <string>
 
 #include "platform/linux/core/text.h"
-#include "platform/linux/windows/window_backend.h"
 
-const korvex::platform::WindowBackend* korvex::platform::NoWindows()
+const korvex::platform::WindowBackend* korvex::platform::HeadlessBackend()
 {
     static constexpr WindowBackend BACKEND{
         false,

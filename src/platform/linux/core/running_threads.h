@@ -1,8 +1,0 @@
-#pragma once
-
-namespace korvex::platform {
-
-// How many threads of _beginthreadex are running.
-int RunningThreads();
-
-} // namespace korvex::platform

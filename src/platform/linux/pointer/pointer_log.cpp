@@ -1,0 +1,46 @@
+#include "platform/linux/pointer/pointer_log.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <mutex>
+
+#include "platform/linux/machine.h"
+#include "platform/linux/pointer/pixels.h"
+
+namespace korvex::platform {
+
+namespace {
+
+// Where a logged pointer is, under a lock of its own: a reader of the log that has stalled must not hold up who asks.
+std::mutex positionLock;
+POINT loggedPosition{0, 0};
+
+bool LogInput(int descriptor, const INPUT& input)
+{
+    if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0) {
+        const Machine* machine = ThisMachine();
+        const std::lock_guard guard(positionLock);
+        loggedPosition = {PixelOf(input.mi.dx, machine->screenWidth), PixelOf(input.mi.dy, machine->screenHeight)};
+    }
+    std::array<char, 80> line{};
+    const int length
+        = snprintf(line.data(), line.size(), "{\"dx\":%d,\"dy\":%d,\"flags\":%u}\n", input.mi.dx, input.mi.dy, input.mi.dwFlags);
+    return write(descriptor, line.data(), static_cast<size_t>(length)) == length;
+}
+
+} // namespace
+
+void UseLoggedPointer(int descriptor)
+{
+    Machine* machine = ThisMachine();
+    machine->pointerOutput = [descriptor](const INPUT& input) { return LogInput(descriptor, input); };
+    machine->pointerPosition = [](POINT* position) {
+        const std::lock_guard guard(positionLock);
+        *position = loggedPosition;
+        return true;
+    };
+}
+
+} // namespace korvex::platform

@@ -1,0 +1,14 @@
+// Windows on an X display.
+#pragma once
+
+#include <string>
+
+#include "platform/linux/windows/window_backend.h"
+
+namespace korvex::platform {
+
+// Shows windows on the X display of that name (null: the one in DISPLAY), whose size becomes that of the machine's screen. Null, with a
+// reason, when it cannot be used.
+const WindowBackend* X11Backend(const char* name, std::string* reason);
+
+} // namespace korvex::platform
