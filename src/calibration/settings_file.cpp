@@ -95,6 +95,7 @@ bool SaveCalibrationFile(TouchController* controller)
         WriteInteger(&path, PointKey(i, 'X').data(), calib.advPoints[i].x);
         WriteInteger(&path, PointKey(i, 'Y').data(), calib.advPoints[i].y);
     }
+    WritePrivateProfileStringW(nullptr, nullptr, nullptr, path.data()); // all of them reach the disk now
     return true;
 }
 

@@ -18,7 +18,7 @@
 #include "calibration/orientation.h"
 #include "link/touch_controller.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/files/profile_document.h"
+#include "platform/linux/files/profile_file.h"
 
 namespace korvex::command {
 
@@ -143,7 +143,7 @@ void CheckSettings(Findings* findings)
     const int openError = errno;
     if (descriptor >= 0)
         close(descriptor);
-    const bool writable = platform::CanUpdateProfile(path);
+    const bool writable = platform::CanChangeWholeFile(path);
     if (descriptor < 0 && openError == ENOENT) {
         if (writable)
             findings->push_back({Severity::NOTE, SUBJECT, "there is no '" + path + "': panels use the calibration in their own memory"});

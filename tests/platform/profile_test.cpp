@@ -3,16 +3,23 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "calibration/settings_file.h"
+#include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
+#include "platform/linux/files/whole_files.h"
+#include "testing/calibration_data.h"
 #include "testing/temporary_folder.h"
 
 namespace korvex {
@@ -28,6 +35,15 @@ std::string Value(const char16_t* section, const char16_t* key)
     const DWORD length = GetPrivateProfileStringW(section, key, TEXT("(none)"), value.data(), value.size(), TEXT("a.ini"));
     EXPECT_EQ(length, std::u16string(value.data()).size());
     return platform::ToUtf8(value.data());
+}
+
+// Writes and flushes one value.
+bool Write(const char16_t* section, const char16_t* key, const char16_t* value, const char16_t* path = u"a.ini")
+{
+    if (WritePrivateProfileStringW(section, key, value, path) == FALSE)
+        return false;
+    WritePrivateProfileStringW(nullptr, nullptr, nullptr, path);
+    return GetLastError() == ERROR_SUCCESS;
 }
 
 std::string Utf16(std::u16string_view text)
@@ -96,7 +112,7 @@ TEST(WritePrivateProfileStringW, ChangesNothingButTheValue)
         const TemporaryFolder folder;
         if (!row.before.empty())
             WriteTextFile("a.ini", row.before);
-        EXPECT_TRUE(WritePrivateProfileStringW(row.section, row.key, row.value, TEXT("a.ini")));
+        EXPECT_TRUE(Write(row.section, row.key, row.value));
         EXPECT_EQ(ReadTextFile("a.ini"), row.after);
     }
 }
@@ -108,20 +124,20 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     WriteTextFile("real/b.ini", "[S]\n");
     chmod("real/b.ini", 0640);
     std::filesystem::create_symlink("real/b.ini", "a.ini");
-    EXPECT_TRUE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("1"), TEXT("a.ini")));
+    EXPECT_TRUE(Write(u"S", u"a", u"1", u"a.ini"));
     EXPECT_TRUE(std::filesystem::is_symlink("a.ini"));
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
     struct stat status { };
     EXPECT_EQ(stat("real/b.ini", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("real"), {}), 1);
-    EXPECT_FALSE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("1"), TEXT("missing/a.ini")));
+    EXPECT_FALSE(Write(u"S", u"a", u"1", u"missing/a.ini"));
     std::filesystem::create_symlink("real/new.ini", "dangling.ini");
-    EXPECT_TRUE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("1"), TEXT("dangling.ini")));
+    EXPECT_TRUE(Write(u"S", u"a", u"1", u"dangling.ini"));
     EXPECT_TRUE(std::filesystem::is_symlink("dangling.ini"));
     EXPECT_EQ(ReadTextFile("real/new.ini"), "[S]\na=1\n");
     chmod("real/b.ini", 0444);
-    EXPECT_FALSE(WritePrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT("2"), TEXT("a.ini"))) << "a read-only file is not replaced";
+    EXPECT_FALSE(Write(u"S", u"a", u"2", u"a.ini")) << "a read-only file is not replaced";
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
 }
 
@@ -134,11 +150,101 @@ TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
         const rlimit none{8, 8}; // stands for the full disk: no file may grow beyond 8 bytes
         signal(SIGXFSZ, SIG_IGN);
         setrlimit(RLIMIT_FSIZE, &none);
-        _exit(WritePrivateProfileStringW(TEXT("S"), TEXT("b"), TEXT("22222222"), TEXT("a.ini")) == FALSE ? 0 : 1);
+        _exit(!Write(u"S", u"b", u"22222222", u"a.ini") ? 0 : 1);
     };
     EXPECT_EXIT(writeWithoutSpace(), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(ReadTextFile("a.ini"), "[S]\na=1\n");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1);
+}
+
+// Links that lead to what is no file, or that someone else has put there, could destroy what is not the runtime's.
+TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
+{
+    const TemporaryFolder folder;
+    ASSERT_EQ(mknod("device", S_IFCHR | 0666, makedev(1, 3)), 0); // a null device of the test's own
+    std::filesystem::create_symlink("device", "a.ini");
+    EXPECT_FALSE(Write(u"S", u"a", u"1"));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_TRUE(std::filesystem::is_character_file("device"));
+    EXPECT_EQ(Value(u"S", u"a"), "(none)");
+    WriteTextFile("victim.ini", "[S]\na=0\n");
+    std::filesystem::create_symlink("victim.ini", "b.ini");
+    ASSERT_EQ(lchown("b.ini", 65534, 65534), 0);
+    EXPECT_FALSE(Write(u"S", u"a", u"1", u"b.ini"));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ReadTextFile("victim.ini"), "[S]\na=0\n");
+    WriteTextFile("c.ini", std::string(platform::MAX_FILE_BYTES + 1, ';'));
+    EXPECT_FALSE(Write(u"S", u"a", u"1", u"c.ini")) << "what is too large to be read is not replaced";
+    EXPECT_EQ(std::filesystem::file_size("c.ini"), platform::MAX_FILE_BYTES + 1);
+}
+
+TEST(WritePrivateProfileStringW, ReachesTheDiskWithAllThatWasWrittenOrNotAtAll)
+{
+    const TemporaryFolder folder;
+    WriteTextFile("a.ini.1-0.new", "left behind by a process that was killed");
+    WriteTextFile("a.ini.new", "somebody's own");
+    EXPECT_TRUE(WritePrivateProfileStringW(u"S", u"a", u"1", u"a.ini"));
+    EXPECT_FALSE(std::filesystem::exists("a.ini"));
+    EXPECT_EQ(Value(u"S", u"a"), "1") << "seen by the thread that wrote it";
+    EXPECT_TRUE(Write(u"S", u"b", u"2"));
+    EXPECT_EQ(ReadTextFile("a.ini"), "[S]\na=1\nb=2\n");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2) << "the file and somebody's own";
+}
+
+// Saves one calibration after the other until it is killed.
+[[noreturn]] void SaveForEver()
+{
+    const testing::ControllerPointer controller = testing::Unconnected();
+    controller->calib.orientation = 1;
+    controller->calib.pointCount = 9;
+    for (int32_t value = 100;; value = 300 - value) {
+        controller->calib.stdMaxX = value;
+        for (Point& point : controller->calib.advPoints)
+            point = {value, value};
+        SaveCalibrationFile(controller.get());
+    }
+}
+
+// The one value that all numbers of a calibration have; -1 for a mix.
+int32_t OneValue(const CalibrationData* calib)
+{
+    const Point first = calib->advPoints[0];
+    const bool whole = calib->pointCount == 9 && first.x == calib->stdMaxX
+        && std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + 9, [first](Point point) {
+               return point == Point{first.x, first.x};
+           });
+    return whole ? first.x : -1;
+}
+
+TEST(SaveCalibrationFile, LeavesTheOldOrTheNewCalibrationWhenItIsKilled)
+{
+    const TemporaryFolder folder;
+    constexpr int KILLS = 300;
+    std::array<int, 2> seen{};
+    for (int i = 0; i < KILLS; ++i) {
+        const pid_t child = fork();
+        if (child == 0)
+            SaveForEver();
+        const testing::ControllerPointer reader = testing::Unconnected();
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(500 + 37 * i);
+        do { // a session that starts meanwhile
+            if (std::filesystem::exists("Korvex.ini") && LoadCalibrationFile(reader.get())) {
+                ASSERT_NE(OneValue(&reader->calib), -1) << i;
+            }
+        } while (std::chrono::steady_clock::now() < end);
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        if (!std::filesystem::exists("Korvex.ini"))
+            continue;
+        ASSERT_TRUE(LoadCalibrationFile(reader.get())) << i;
+        const int32_t value = OneValue(&reader->calib);
+        ASSERT_TRUE(value == 100 || value == 200) << i;
+        ++seen[value == 100 ? 0 : 1];
+    }
+    EXPECT_GT(seen[0], KILLS / 10);
+    EXPECT_GT(seen[1], KILLS / 10);
+    EXPECT_TRUE(Write(u"Calibration", u"Mode", u"0", u"Korvex.ini"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1) << "nothing of the killed ones is left";
 }
 
 TEST(WritePrivateProfileStringW, LosesNoValueOfAnotherProcess)
@@ -151,7 +257,7 @@ TEST(WritePrivateProfileStringW, LosesNoValueOfAnotherProcess)
         if (child == 0) {
             for (int i = 0; i < EACH; ++i) {
                 const std::string key = "key" + std::to_string(i);
-                WritePrivateProfileStringW(section, platform::FromUtf8(key).c_str(), TEXT("1"), TEXT("a.ini"));
+                Write(section, platform::FromUtf8(key).c_str(), u"1");
             }
             _exit(0);
         }

@@ -43,6 +43,9 @@ struct Machine {
     // Is told of each serial port that could not be opened by its interface, with the error of CreateFileW; any thread.
     std::function<void(const std::string& path, DWORD error)> portRefused;
 
+    // Is told of each INI or state file that could not be written, with errno's value; any thread.
+    std::function<void(const std::string& path, int error)> fileNotWritten;
+
     // Is told of each value that is written to the registry: its key's path, "\\", and its line of the file; any thread.
     std::function<void(std::string_view line)> registryWritten;
 

@@ -7,7 +7,7 @@
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/registry_store.h"
-#include "platform/linux/files/profile_document.h"
+#include "platform/linux/files/profile_file.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::platform {

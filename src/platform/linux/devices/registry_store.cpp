@@ -12,8 +12,9 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/files/profile_document.h"
+#include "platform/linux/files/profile_file.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::platform {
@@ -61,14 +62,16 @@ std::shared_ptr<const ProfileDocument> ReadRegistry()
         return snapshot.document;
     if (snapshot.descriptor >= 0)
         close(snapshot.descriptor);
-    snapshot.descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    auto document = std::make_shared<ProfileDocument>();
+    const bool isFile = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    snapshot.descriptor = isFile ? open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    std::string content;
     if (snapshot.descriptor >= 0) {
         fstat(snapshot.descriptor, &snapshot.status);
-        ReadProfileFrom(snapshot.descriptor, document.get());
+        if (!ReadWhole(snapshot.descriptor, MAX_FILE_BYTES, &content))
+            content.clear();
     }
-    snapshot.document = document;
-    return document;
+    snapshot.document = std::make_shared<ProfileDocument>(ParseProfile(content));
+    return snapshot.document;
 }
 
 std::u16string HexText(const BYTE* data, size_t size)
@@ -171,7 +174,7 @@ std::u16string VolatileName(std::u16string_view path, std::u16string_view name)
 
 bool IsRegistryWritable()
 {
-    return !RegistryFile().empty() && CanUpdateProfile(RegistryFile());
+    return !RegistryFile().empty() && CanChangeWholeFile(RegistryFile());
 }
 
 bool RegistryKeyExists(std::u16string_view path)

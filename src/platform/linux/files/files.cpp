@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/handle_objects.h"
@@ -36,6 +38,24 @@ void CloseFile(HandleObject* object)
 
 constexpr HandleType FileObject::TYPE{CloseFile};
 
+thread_local LastOpening lastOpening;
+
+// Handles that are held for a moment, as while settings are loaded, are waited for this long.
+constexpr std::chrono::milliseconds SHARING_LIMIT{100};
+constexpr std::chrono::milliseconds SHARING_RETRY{1};
+
+// Takes the file's lock. False with errno set, EWOULDBLOCK while someone else does not share it.
+bool LockShared(int descriptor, int operation)
+{
+    const auto deadline = std::chrono::steady_clock::now() + SHARING_LIMIT;
+    while (flock(descriptor, operation | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(SHARING_RETRY);
+    }
+    return true;
+}
+
 HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
 {
     struct stat status { };
@@ -57,7 +77,7 @@ HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
     }
     const bool shared = attributesOnly || (shareMode & FILE_SHARE_WRITE) != 0;
     const int lock = writes || (shareMode & FILE_SHARE_READ) == 0 ? LOCK_EX : LOCK_SH;
-    if (!shared && flock(descriptor, lock | LOCK_NB) != 0) {
+    if (!shared && !LockShared(descriptor, lock)) {
         Fail(errno == EWOULDBLOCK ? ERROR_SHARING_VIOLATION : ErrorFromErrno(errno));
         ::close(descriptor);
         return INVALID_HANDLE_VALUE;
@@ -69,6 +89,11 @@ HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
 }
 
 } // namespace
+
+const LastOpening* LastOpeningOfThread()
+{
+    return &lastOpening;
+}
 
 } // namespace korvex::platform
 
@@ -85,7 +110,10 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBU
     const korvex::platform::OpenRequest request{path, access, shareMode};
     if (const std::optional<HANDLE> handle = korvex::platform::AskOpeners(&request))
         return *handle;
-    return korvex::platform::OpenFile(korvex::platform::ToNativePath(path).c_str(), access, shareMode);
+    const std::string native = korvex::platform::ToNativePath(path);
+    HANDLE handle = korvex::platform::OpenFile(native.c_str(), access, shareMode);
+    korvex::platform::lastOpening = {korvex::platform::lastOpening.number + 1, native};
+    return handle;
 }
 
 DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* filePart)

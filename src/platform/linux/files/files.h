@@ -1,6 +1,9 @@
 // Files and folders.
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "platform/linux/core/types.h"
 
 inline constexpr DWORD GENERIC_READ = 0x80000000;
@@ -26,3 +29,15 @@ DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* file
 
 // Only CSIDL_SYSTEM: the machine's system folder (machine.h), into a buffer of MAX_PATH units.
 HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWSTR path);
+
+namespace korvex::platform {
+
+// What a thread has opened last with CreateFileW of regular files.
+struct LastOpening {
+    uint64_t number = 0; // of the thread's openings; 0: none
+    std::string path;
+};
+
+const LastOpening* LastOpeningOfThread();
+
+} // namespace korvex::platform

@@ -1,20 +1,106 @@
 #include "platform/linux/files/profile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/files/profile_document.h"
+#include "platform/linux/files/files.h"
+#include "platform/linux/files/profile_file.h"
+
+namespace korvex::platform {
+
+namespace {
+
+struct PendingWrite {
+    std::u16string section;
+    std::u16string key;
+    std::optional<std::u16string> value; // none: the key goes
+};
+
+void Apply(const std::vector<PendingWrite>* writes, ProfileDocument* profile)
+{
+    for (const PendingWrite& write : *writes)
+        SetValue(profile, write.section, write.key, write.value ? write.value->c_str() : nullptr);
+}
+
+// The files that a thread is writing, by path.
+struct PendingWrites {
+    std::map<std::string, std::vector<PendingWrite>> files;
+
+    PendingWrites() = default;
+    ~PendingWrites()
+    {
+        while (!files.empty())
+            Flush(files.begin()->first);
+    }
+    PendingWrites(const PendingWrites&) = delete;
+    PendingWrites& operator=(const PendingWrites&) = delete;
+
+    // False with errno set.
+    bool Flush(const std::string& path)
+    {
+        const auto found = files.find(path);
+        if (found == files.end())
+            return true;
+        const std::vector<PendingWrite> writes = std::move(found->second);
+        files.erase(found);
+        return UpdateProfile(path, [&writes](ProfileDocument* profile) { Apply(&writes, profile); });
+    }
+};
+
+thread_local PendingWrites pendingWrites;
+
+// The state of the file that the thread has opened last, once it has been read.
+struct Snapshot {
+    uint64_t opening = 0; // OpeningNumber when it was read; 0: none
+    std::string path;
+    ProfileDocument profile;
+};
+
+thread_local Snapshot snapshot;
+
+ProfileDocument ReadThrough(const std::string& path)
+{
+    const LastOpening* opening = LastOpeningOfThread();
+    ProfileDocument profile;
+    if (opening->path != path) {
+        ReadProfile(path, &profile);
+    } else {
+        if (snapshot.opening != opening->number) {
+            snapshot = {opening->number, path, {}};
+            ReadProfile(path, &snapshot.profile);
+        }
+        profile = snapshot.profile;
+    }
+    if (const auto written = pendingWrites.files.find(path); written != pendingWrites.files.end())
+        Apply(&written->second, &profile);
+    return profile;
+}
+
+// Flushes one file of the thread.
+BOOL Flush(const std::string& path)
+{
+    const bool flushed = pendingWrites.Flush(path);
+    snapshot.opening = 0;
+    return Fail(flushed ? ERROR_SUCCESS : ErrorFromErrno(errno));
+}
+
+} // namespace
+
+} // namespace korvex::platform
 
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR path)
 {
     if (capacity == 0)
         return 0;
-    korvex::platform::ProfileDocument profile;
-    korvex::platform::ReadProfile(korvex::platform::ToNativePath(path), &profile);
+    const korvex::platform::ProfileDocument profile = korvex::platform::ReadThrough(korvex::platform::ToNativePath(path));
     std::optional<std::u16string> value = korvex::platform::FindValue(&profile, section, key);
     if (!value) {
         SetLastError(ERROR_FILE_NOT_FOUND);
@@ -28,6 +114,12 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR fallback, L
 
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR path)
 {
-    const auto change = [section, key, value](korvex::platform::ProfileDocument* profile) { SetValue(profile, section, key, value); };
-    return korvex::platform::UpdateProfile(korvex::platform::ToNativePath(path), change) ? TRUE : korvex::platform::FailWithErrno();
+    const std::string native = korvex::platform::ToNativePath(path);
+    if (section == nullptr)
+        return korvex::platform::Flush(native);
+    if (!korvex::platform::CanChangeWholeFile(native))
+        return korvex::platform::FailWithErrno();
+    korvex::platform::pendingWrites.files[native].push_back(
+        {section, key, value == nullptr ? std::nullopt : std::optional<std::u16string>(value)});
+    return TRUE;
 }

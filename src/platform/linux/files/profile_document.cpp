@@ -1,19 +1,8 @@
 #include "platform/linux/files/profile_document.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
-#include <system_error>
-#include <thread>
 
-#include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
 
 namespace korvex::platform {
@@ -23,10 +12,6 @@ namespace {
 constexpr std::string_view UTF_8_MARK = "\xEF\xBB\xBF";
 constexpr std::string_view UTF_16_LITTLE_ENDIAN_MARK = "\xFF\xFE";
 constexpr std::string_view UTF_16_BIG_ENDIAN_MARK = "\xFE\xFF";
-
-// How long a write waits for another process that is writing in the same folder.
-constexpr std::chrono::milliseconds LOCK_LIMIT{2000};
-constexpr std::chrono::milliseconds LOCK_RETRY{5};
 
 bool IsBlank(char16_t unit)
 {
@@ -119,7 +104,34 @@ std::u16string Decode(std::string_view content, Encoding* encoding)
     return text;
 }
 
-std::string Encode(const ProfileDocument* profile)
+// New lines end as the first one does.
+std::u16string LineEndOf(const ProfileDocument* profile)
+{
+    return !profile->lines.empty() && profile->lines.front().ends_with(u"\r\n") ? u"\r\n" : u"\n";
+}
+
+void EndLastLine(ProfileDocument* profile, const std::u16string& lineEnd)
+{
+    if (!profile->lines.empty() && !profile->lines.back().ends_with(u'\n'))
+        profile->lines.back() += lineEnd;
+}
+
+} // namespace
+
+ProfileDocument ParseProfile(std::string_view content)
+{
+    ProfileDocument profile;
+    const std::u16string text = Decode(content, &profile.encoding);
+    for (size_t start = 0; start < text.size();) {
+        const size_t lineFeed = text.find(u'\n', start);
+        const size_t end = lineFeed == std::u16string::npos ? text.size() : lineFeed + 1;
+        profile.lines.push_back(text.substr(start, end - start));
+        start = end;
+    }
+    return profile;
+}
+
+std::string FormatProfile(const ProfileDocument* profile)
 {
     std::u16string text;
     for (const std::u16string& line : profile->lines)
@@ -137,134 +149,6 @@ std::string Encode(const ProfileDocument* profile)
         content.push_back(bigEndian ? low : high);
     }
     return content;
-}
-
-// The file that a path stands for, which need not exist: a symbolic link stays one, and what it points to is replaced.
-std::filesystem::path FollowLinks(std::filesystem::path path)
-{
-    constexpr int LONGEST_CHAIN = 40; // as the kernel has it
-    std::error_code error;
-    for (int i = 0; i < LONGEST_CHAIN && std::filesystem::is_symlink(path, error); ++i)
-        path = path.parent_path() / std::filesystem::read_symlink(path, error);
-    return path;
-}
-
-// Puts `content` in the file's place: written beside it, brought to the disk where that is asked for, renamed over it. The caller holds the
-// folder's lock. False with errno set; the file is then as it was.
-bool ReplaceFile(const std::string& path, std::string_view content, Durability durability)
-{
-    struct stat status { };
-    const bool exists = stat(path.c_str(), &status) == 0;
-    if (exists && IsReadOnly(&status)) {
-        errno = EACCES;
-        return false;
-    }
-    std::string temporary;
-    int descriptor = -1;
-    for (int number = 0; descriptor < 0; ++number) {
-        temporary = path + "." + std::to_string(getpid()) + "-" + std::to_string(number) + ".new";
-        descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor < 0 && errno != EEXIST)
-            return false;
-    }
-    bool written = true;
-    if (exists) {
-        // Only the superuser can give a file away; everyone else's new file stays their own.
-        [[maybe_unused]] const int refused = fchown(descriptor, status.st_uid, status.st_gid);
-        written = fchmod(descriptor, status.st_mode & 07777) == 0;
-    }
-    written = written && WriteWhole(descriptor, content) && (durability == Durability::DEFERRED || fsync(descriptor) == 0);
-    const int writeError = errno;
-    close(descriptor);
-    errno = writeError;
-    if (written && rename(temporary.c_str(), path.c_str()) == 0)
-        return true;
-    const int error = errno;
-    unlink(temporary.c_str());
-    errno = error;
-    return false;
-}
-
-std::string FolderOf(const std::filesystem::path& file)
-{
-    return file.has_parent_path() ? file.parent_path().string() : ".";
-}
-
-// Holds the lock of a folder while it lives; `descriptor` is -1, with errno set, when it could not be had.
-struct FolderLock {
-    int descriptor;
-
-    explicit FolderLock(const std::string& folder) : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
-    {
-        const auto deadline = std::chrono::steady_clock::now() + LOCK_LIMIT;
-        while (descriptor >= 0 && flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-            if (errno == EWOULDBLOCK && std::chrono::steady_clock::now() < deadline) {
-                std::this_thread::sleep_for(LOCK_RETRY);
-                continue;
-            }
-            close(descriptor);
-            descriptor = -1;
-            errno = EBUSY;
-        }
-    }
-    ~FolderLock()
-    {
-        if (descriptor >= 0)
-            close(descriptor);
-    }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-};
-
-// New lines end as the first one does.
-std::u16string LineEndOf(const ProfileDocument* profile)
-{
-    return !profile->lines.empty() && profile->lines.front().ends_with(u"\r\n") ? u"\r\n" : u"\n";
-}
-
-void EndLastLine(ProfileDocument* profile, const std::u16string& lineEnd)
-{
-    if (!profile->lines.empty() && !profile->lines.back().ends_with(u'\n'))
-        profile->lines.back() += lineEnd;
-}
-
-} // namespace
-
-bool ReadProfile(const std::string& path, ProfileDocument* profile)
-{
-    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
-        return errno == ENOENT;
-    const bool read = ReadProfileFrom(descriptor, profile);
-    const int readError = errno;
-    close(descriptor);
-    errno = readError;
-    return read;
-}
-
-bool ReadProfileFrom(int descriptor, ProfileDocument* profile)
-{
-    std::string content;
-    std::string block(16384, '\0');
-    ssize_t count = 0;
-    while ((count = ::read(descriptor, block.data(), block.size())) != 0) {
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            break;
-        content.append(block, 0, static_cast<size_t>(count));
-    }
-    if (count < 0)
-        return false;
-
-    const std::u16string text = Decode(content, &profile->encoding);
-    for (size_t start = 0; start < text.size();) {
-        const size_t lineFeed = text.find(u'\n', start);
-        const size_t end = lineFeed == std::u16string::npos ? text.size() : lineFeed + 1;
-        profile->lines.push_back(text.substr(start, end - start));
-        start = end;
-    }
-    return true;
 }
 
 std::optional<std::u16string> FindValue(const ProfileDocument* profile, std::u16string_view section, std::u16string_view key)
@@ -336,28 +220,6 @@ std::vector<std::u16string> SectionLines(const ProfileDocument* profile)
             lines.push_back(std::u16string(section).append(u"\\").append(Trim(line)));
     }
     return lines;
-}
-
-bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability)
-{
-    const std::filesystem::path target = FollowLinks(path);
-    const FolderLock lock(FolderOf(target));
-    ProfileDocument profile;
-    if (lock.descriptor < 0 || !ReadProfile(target.string(), &profile))
-        return false;
-    const std::vector<std::u16string> before = profile.lines;
-    change(&profile);
-    if (profile.lines == before)
-        return true; // nothing to write
-    return ReplaceFile(target.string(), Encode(&profile), durability);
-}
-
-bool CanUpdateProfile(const std::string& path)
-{
-    const std::filesystem::path target = FollowLinks(path);
-    struct stat status { };
-    const bool readOnly = stat(target.c_str(), &status) == 0 && IsReadOnly(&status);
-    return !readOnly && access(FolderOf(target).c_str(), W_OK | X_OK) == 0;
 }
 
 } // namespace korvex::platform
