@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "testing/temporary_folder.h"
+
 namespace korvex::testing {
 
 namespace {
@@ -141,10 +143,46 @@ RunResult RunProgram(const std::vector<std::string>& command)
     return result;
 }
 
-DisplayServer::DisplayServer()
-    : server({"Xvfb", "-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp"})
+DisplayServer::DisplayServer(const std::string& screen)
+    : server({"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp"})
     , name(":" + ReadLine(server.output))
 {
+}
+
+// Starts a server whose outputs are not real ones; it writes its configuration first.
+std::vector<std::string> DummyServerCommand()
+{
+    WriteTextFile("monitors.conf", R"(
+Section "Device"
+    Identifier "device"
+    Driver "dummy"
+    VideoRam 64000
+EndSection
+Section "Monitor"
+    Identifier "monitor"
+    HorizSync 1-1000
+    VertRefresh 1-1000
+EndSection
+Section "Screen"
+    Identifier "screen"
+    Device "device"
+    Monitor "monitor"
+    DefaultDepth 24
+    SubSection "Display"
+        Depth 24
+        Virtual 2048 768
+    EndSubSection
+EndSection
+)");
+    return {"Xorg", "-displayfd", "1", "-config", "monitors.conf", "-noreset", "-logfile", "monitors.log", "-sharevts", "-novtswitch",
+        "-nolisten", "tcp"};
+}
+
+TwoMonitors::TwoMonitors() : server(DummyServerCommand()), name(":" + ReadLine(server.output))
+{
+    RunProgram({"xrandr", "--display", name, "--addmode", "DUMMY1", "1024x768"});
+    RunProgram({"xrandr", "--display", name, "--output", "DUMMY0", "--mode", "1024x768", "--output", "DUMMY1", "--mode", "1024x768",
+        "--right-of", "DUMMY0", "--primary"});
 }
 
 } // namespace korvex::testing

@@ -49,7 +49,15 @@ struct DisplayServer {
     Process server;
     std::string name; // as for DISPLAY
 
-    DisplayServer();
+    explicit DisplayServer(const std::string& screen = "1024x768x24"); // width, height and depth
+};
+
+// An X server with two monitors of 1024 x 768 side by side, the right one primary. It needs the current folder for its configuration.
+struct TwoMonitors {
+    Process server;
+    std::string name;
+
+    TwoMonitors();
 };
 
 } // namespace korvex::testing

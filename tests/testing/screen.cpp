@@ -10,7 +10,7 @@
 
 namespace korvex::testing {
 
-Screen::Screen() : display(XOpenDisplay(server.name.c_str()))
+Screen::Screen(const std::string& size) : server(size), display(XOpenDisplay(server.name.c_str()))
 {
     if (display == nullptr)
         throw std::runtime_error("the X server cannot be reached");

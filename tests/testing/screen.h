@@ -14,7 +14,7 @@ struct Screen {
     DisplayServer server;
     _XDisplay* display; // a connection; it also keeps the server from starting anew when a program leaves
 
-    Screen();
+    explicit Screen(const std::string& size = "1024x768x24");
     ~Screen();
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;

@@ -61,9 +61,14 @@ struct Machine {
     // Asks where the pointer is; false when that is not known. On the windows' thread, beside outputs.
     std::function<bool(POINT* position)> pointerPosition;
 
-    // The primary screen in pixels; that of the display, once one is in use.
+    // The monitor that windows and absolute input mean, in pixels, and where it is on the screen: that of the display, once one is in use.
+    std::atomic<int> screenX = 0;
+    std::atomic<int> screenY = 0;
     std::atomic<int> screenWidth = 1024;
     std::atomic<int> screenHeight = 768;
+
+    // The output whose monitor that is; empty: the primary one.
+    std::string monitor;
 
     // Is asked last before the process ends, with the exit code, and gives the one that counts.
     std::function<int(int exitCode)> onExit;

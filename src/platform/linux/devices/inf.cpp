@@ -61,7 +61,11 @@ void InstallService(
     const fs::path target = fs::path(korvex::platform::ThisMachine()->windowsFolder) / korvex::platform::ToNativePath(place);
     std::error_code error;
     fs::create_directories(target.parent_path(), error);
-    fs::copy_file(infFolder / target.filename(), target, fs::copy_options::overwrite_existing, error);
+    const fs::path source = infFolder / target.filename();
+    if (fs::is_regular_file(source, error)) {
+        fs::remove(target, error); // a link in its place goes, not what it names
+        fs::copy_file(source, target, error);
+    }
 
     korvex::platform::WriteRegistryText(korvex::platform::ServiceKeyPath(service), u"ImagePath", place);
 }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 
+#include "platform/linux/core/x11_monitors.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pixels.h"
 
@@ -27,32 +28,26 @@ struct PointerDisplay {
     Display* display = nullptr;
     bool broken = false;  // the server went away
     bool pressed = false; // the button is held down by this connection
-    int width = 0;        // of the screen, in pixels
-    int height = 0;
+    MonitorArea area{};   // of the screen, where input goes
     Clock::time_point lastMeasured;
     Clock::time_point lastAttempt;
 };
 
-// Takes the screen's size, at most once a second: it changes when the screen is turned or set to another mode.
+// Takes where the monitor is, at most once a second: it changes when the screen is turned or set to another mode.
 void Measure(PointerDisplay* pointer)
 {
     if (Clock::now() - pointer->lastMeasured < MEASURE_INTERVAL)
         return;
     pointer->lastMeasured = Clock::now();
-    Window root = 0;
-    int x = 0;
-    int y = 0;
-    unsigned width = 0;
-    unsigned height = 0;
-    unsigned border = 0;
-    unsigned depth = 0;
-    if (XGetGeometry(pointer->display, DefaultRootWindow(pointer->display), &root, &x, &y, &width, &height, &border, &depth) == 0
-        || pointer->broken)
+    Machine* machine = ThisMachine();
+    MonitorArea area{};
+    if (!FindMonitor(pointer->display, machine->monitor, &area) || pointer->broken)
         return;
-    pointer->width = static_cast<int>(width);
-    pointer->height = static_cast<int>(height);
-    ThisMachine()->screenWidth = pointer->width;
-    ThisMachine()->screenHeight = pointer->height;
+    pointer->area = area;
+    machine->screenX = area.x;
+    machine->screenY = area.y;
+    machine->screenWidth = area.width;
+    machine->screenHeight = area.height;
 }
 
 bool Connect(PointerDisplay* pointer, std::string* reason)
@@ -102,10 +97,11 @@ bool SendToServer(PointerDisplay* pointer, const INPUT& input)
         return false;
     Measure(pointer);
     Display* display = pointer->display;
+    const MonitorArea* area = &pointer->area;
     const DWORD flags = input.mi.dwFlags;
     if ((flags & MOUSEEVENTF_MOVE) != 0)
-        XTestFakeMotionEvent(
-            display, DefaultScreen(display), PixelOf(input.mi.dx, pointer->width), PixelOf(input.mi.dy, pointer->height), CurrentTime);
+        XTestFakeMotionEvent(display, DefaultScreen(display), area->x + PixelOf(input.mi.dx, area->width),
+            area->y + PixelOf(input.mi.dy, area->height), CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTDOWN) != 0)
         XTestFakeButtonEvent(display, Button1, True, CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTUP) != 0)
@@ -131,7 +127,7 @@ bool AskServer(PointerDisplay* pointer, POINT* position)
         = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display), &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
     if (answered == False || pointer->broken)
         return false;
-    *position = {rootX, rootY};
+    *position = {rootX - pointer->area.x, rootY - pointer->area.y};
     return true;
 }
 

@@ -28,7 +28,8 @@ struct Box {
     int width;
     int height;
     RECT button;
-    bool pressed; // the mouse button went down on it
+    bool pressed;      // the mouse button went down on it
+    WPARAM pressedKey; // that may dismiss the box; 0: none
     bool dismissed;
 };
 
@@ -53,8 +54,11 @@ LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM l
     }
     if (message == WM_LBUTTONDOWN)
         box.pressed = IsOnButton(lParam);
+    // A release counts only behind its press: that of the key that started the program comes to the box too.
+    if (message == WM_KEYDOWN && (wParam == VK_RETURN || wParam == VK_ESCAPE || wParam == VK_SPACE))
+        box.pressedKey = wParam;
     if (message == WM_CLOSE || (message == WM_LBUTTONUP && box.pressed && IsOnButton(lParam))
-        || (message == WM_KEYUP && (wParam == VK_RETURN || wParam == VK_ESCAPE || wParam == VK_SPACE))) {
+        || (message == WM_KEYUP && wParam == box.pressedKey && wParam != 0)) {
         box.dismissed = true;
         return 0;
     }
@@ -88,7 +92,7 @@ void CreateBox(LPCWSTR text, LPCWSTR caption)
     const int textHeight = static_cast<int>(lines.size()) * LINE_HEIGHT;
     const int height = textHeight + BUTTON_HEIGHT + 3 * MARGIN;
     box = {nullptr, width, height, {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2, height - MARGIN},
-        false, false};
+        false, 0, false};
 
     WNDCLASSW boxClass{};
     boxClass.lpfnWndProc = BoxProcedure;

@@ -36,7 +36,7 @@ struct WindowBackend {
 
     // A descriptor that is readable when `pump` has something to do; -1: never.
     int (*descriptor)();
-    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYUP for a released key, WM_LBUTTONDOWN and
+    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYDOWN and WM_KEYUP for a key, WM_LBUTTONDOWN and
     // WM_LBUTTONUP for the first mouse button, and invalidates what has come to light. False when the display is lost.
     bool (*pump)();
 };

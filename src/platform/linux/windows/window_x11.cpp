@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/linux/core/text.h"
+#include "platform/linux/core/x11_monitors.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/linux/windows/painting.h"
@@ -37,6 +38,7 @@ struct WindowDisplay {
     Atom utf8 = 0;
     Cursor arrow = 0;
     XftFont* font = nullptr;
+    std::map<COLORREF, unsigned long> pixels; // of the colours that have been used
     std::map<HWND, ShownWindow> windows;
 };
 
@@ -46,12 +48,22 @@ WindowDisplay* Connection()
     return &connection;
 }
 
+// The pixel value of a colour, whatever the depth of the screen.
 unsigned long XColorOf(COLORREF color)
 {
-    const unsigned long red = color & 0xFF;
-    const unsigned long green = (color >> 8) & 0xFF;
-    const unsigned long blue = (color >> 16) & 0xFF;
-    return red << 16 | green << 8 | blue; // every visual in use today is true colour
+    WindowDisplay* connection = Connection();
+    if (const auto known = connection->pixels.find(color); known != connection->pixels.end())
+        return known->second;
+    Display* display = connection->display;
+    constexpr unsigned FULL = 0x101; // from 8 bits to 16
+    XColor wanted{};
+    wanted.red = static_cast<unsigned short>((color & 0xFF) * FULL);
+    wanted.green = static_cast<unsigned short>((color >> 8 & 0xFF) * FULL);
+    wanted.blue = static_cast<unsigned short>((color >> 16 & 0xFF) * FULL);
+    if (XAllocColor(display, DefaultColormap(display, DefaultScreen(display)), &wanted) == 0)
+        return WhitePixel(display, DefaultScreen(display));
+    connection->pixels[color] = wanted.pixel;
+    return wanted.pixel;
 }
 
 void SetTitle(const WindowDisplay* connection, Window window, const std::u16string& title)
@@ -123,8 +135,8 @@ void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView*
     hints.flags = PMinSize | PMaxSize | USPosition;
     hints.min_width = hints.max_width = view->width;
     hints.min_height = hints.max_height = view->height;
-    hints.x = view->x;
-    hints.y = view->y;
+    hints.x = view->x + ThisMachine()->screenX;
+    hints.y = view->y + ThisMachine()->screenY;
     XSetWMNormalHints(display, window, &hints);
     XSetWMProtocols(display, window, &connection->deleteWindow, 1);
     SetTitle(connection, window, view->text);
@@ -145,14 +157,19 @@ bool Create(const WindowView* view)
     Display* display = connection->display;
     const auto parent = connection->windows.find(view->parent);
     const Window root = DefaultRootWindow(display);
-    const Window window = XCreateSimpleWindow(display, parent == connection->windows.end() ? root : parent->second.window, view->x, view->y,
-        static_cast<unsigned>(view->width), static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
+    const bool topLevel = parent == connection->windows.end();
+    const Machine* machine = ThisMachine();
+    const int x = view->x + (topLevel ? machine->screenX.load() : 0);
+    const int y = view->y + (topLevel ? machine->screenY.load() : 0);
+    const Window window = XCreateSimpleWindow(display, topLevel ? root : parent->second.window, x, y, static_cast<unsigned>(view->width),
+        static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
     connection->windows[view->handle] = {window, *view};
     if (view->parent != nullptr) {
         XSelectInput(display, window, ExposureMask);
         XMapWindow(display, window);
     } else {
-        XSelectInput(display, window, ExposureMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask);
+        XSelectInput(
+            display, window, ExposureMask | KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask);
         XDefineCursor(display, window, connection->arrow);
         IntroduceWindow(connection, window, view);
     }
@@ -287,9 +304,10 @@ void HandleEvent(const WindowDisplay* connection, XEvent* event)
         case MapNotify:
             TakeFocusAlone(connection, shown.window);
             return;
+        case KeyPress:
         case KeyRelease:
             if (const WPARAM key = VirtualKey(XLookupKeysym(&event->xkey, 0)); key != 0)
-                PostMessageW(handle, WM_KEYUP, key, 0);
+                PostMessageW(handle, event->type == KeyPress ? WM_KEYDOWN : WM_KEYUP, key, 0);
             return;
         case ButtonPress:
         case ButtonRelease:
@@ -337,8 +355,16 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
         connection->display, [](Display* /*display*/, void* data) { static_cast<WindowDisplay*>(data)->broken = true; }, connection);
     // A request for a window that was closed in the meantime fails without harm.
     XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
-    ThisMachine()->screenWidth = DisplayWidth(connection->display, DefaultScreen(connection->display));
-    ThisMachine()->screenHeight = DisplayHeight(connection->display, DefaultScreen(connection->display));
+    Machine* machine = ThisMachine();
+    MonitorArea area{};
+    if (!FindMonitor(connection->display, machine->monitor, &area)) {
+        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \"" + machine->monitor + "\"";
+        return nullptr;
+    }
+    machine->screenX = area.x;
+    machine->screenY = area.y;
+    machine->screenWidth = area.width;
+    machine->screenHeight = area.height;
     XkbSetDetectableAutoRepeat(connection->display, True, nullptr); // a key that is held down is released once
     connection->arrow = XCreateFontCursor(connection->display, XC_left_ptr);
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);

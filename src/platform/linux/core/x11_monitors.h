@@ -1,0 +1,22 @@
+// The monitors of an X display.
+#pragma once
+
+#include <string>
+
+struct _XDisplay; // Xlib's Display
+
+namespace korvex::platform {
+
+// A part of the screen, in pixels.
+struct MonitorArea {
+    int x;
+    int y;
+    int width;
+    int height;
+};
+
+// The monitor of an output, "HDMI-1"; with an empty name the primary one, and where none is primary the first; the whole screen of a server
+// that knows no monitors. False for an output that has none, or when the server does not answer.
+bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area);
+
+} // namespace korvex::platform
