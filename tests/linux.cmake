@@ -61,6 +61,6 @@ if(KORVEX_WINDOWS_BUILD)
     add_executable(korvex_dll_tests windows/dll_test.cpp windows/wine.cpp testing/temporary_folder.cpp testing/calibration_data.cpp)
     target_link_libraries(korvex_dll_tests PRIVATE korvex_testing GTest::gtest_main)
     target_compile_definitions(korvex_dll_tests PRIVATE KORVEX_WINDOWS_BUILD="${KORVEX_WINDOWS_BUILD}"
-        MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")
+        WINE_COMMAND="${PROJECT_SOURCE_DIR}/scripts/wine" MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")
     gtest_discover_tests(korvex_dll_tests PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 30)
 endif()

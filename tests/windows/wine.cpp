@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <system_error>
 
 namespace korvex::testing {
 
@@ -13,6 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* IN_ROOT = WINE_COMMAND; // runs a program where Wine is
 constexpr const char* LOADER = "/usr/lib/wine/wine";
 constexpr const char* SERVER = "/usr/lib/wine/wineserver32";
 const fs::path BUILD = KORVEX_WINDOWS_BUILD;
@@ -24,28 +26,51 @@ void Run(const std::vector<std::string>& command)
     WaitForExit(&process);
 }
 
-// Makes the prefix that all others are copies of, once for all tests, which may run side by side.
-void MakeTemplate()
+void EndServer()
+{
+    Run({IN_ROOT, SERVER, "-k"});
+    Run({IN_ROOT, SERVER, "-w"});
+}
+
+// Makes the prefix that all others are copies of, once for all tests, which may run side by side. Wine sees the temporary folder alone.
+void MakeTemplate(const fs::path& temporary)
 {
     const int lock = open((BUILD / "wine-prefix.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     flock(lock, LOCK_EX);
     if (!fs::exists(TEMPLATE)) {
+        const fs::path made = temporary / "template";
+        setenv("WINEPREFIX", made.c_str(), 1);
+        Run({"timeout", "60", IN_ROOT, LOADER, "wineboot", "-i"});
+        EndServer();
         const std::string unfinished = TEMPLATE.string() + ".new";
         fs::remove_all(unfinished);
-        setenv("WINEPREFIX", unfinished.c_str(), 1);
-        Run({"timeout", "60", LOADER, "wineboot", "-i"});
-        Run({SERVER, "-k"});
-        Run({SERVER, "-w"});
+        fs::copy(made, unfinished, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
         fs::rename(unfinished, TEMPLATE);
+        fs::remove_all(made);
     }
     close(lock);
+}
+
+// A prefix of the test's own. The files of its drive, 600 MB which nothing changes, are those of the template where links can reach there.
+void CopyTemplate(const fs::path& prefix)
+{
+    constexpr auto COPY = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
+    fs::create_directory(prefix);
+    for (const auto& entry : fs::directory_iterator(TEMPLATE)) {
+        const fs::path copy = prefix / entry.path().filename();
+        std::error_code refusal = std::make_error_code(std::errc::cross_device_link);
+        if (entry.path().filename() == "drive_c")
+            fs::copy(entry.path(), copy, COPY | fs::copy_options::create_hard_links, refusal);
+        if (refusal)
+            fs::copy(entry.path(), copy, COPY | fs::copy_options::overwrite_existing);
+    }
 }
 
 } // namespace
 
 bool HasWine()
 {
-    return access(LOADER, X_OK) == 0;
+    return RunProgram({IN_ROOT, LOADER, "--version"}).exitCode == 0;
 }
 
 Wine::Wine()
@@ -53,24 +78,23 @@ Wine::Wine()
     setenv("WINEARCH", "win32", 1);
     setenv("WINEDEBUG", "-all", 1);
     setenv("WINEDLLOVERRIDES", "mscoree,mshtml=", 1); // neither is needed, and both would ask to be downloaded
-    unsetenv("LD_PRELOAD");
-    MakeTemplate();
+    unsetenv("PRELOAD");
+    MakeTemplate(folder.path);
     const fs::path prefix = folder.path / "prefix";
-    fs::copy(TEMPLATE, prefix, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    CopyTemplate(prefix);
     setenv("WINEPREFIX", prefix.c_str(), 1);
     // Server and services stay while no program runs, so that the next one starts sooner. They must not hold the pipes of a program that is
     // waited for.
-    Run({SERVER, "-p"});
-    Run({"sh", "-c", std::string(LOADER) + " wineboot </dev/null >/dev/null 2>&1"});
+    Run({IN_ROOT, SERVER, "-p"});
+    Run({"sh", "-c", R"(exec "$0" "$1" wineboot </dev/null >/dev/null 2>&1)", IN_ROOT, LOADER});
     fs::copy_file(BUILD / "KORVEX.dll", "KORVEX.dll");
     fs::copy_file(BUILD / "tests/korvex_host.exe", "host.exe");
 }
 
 Wine::~Wine()
 {
-    unsetenv("LD_PRELOAD");
-    Run({SERVER, "-k"});
-    Run({SERVER, "-w"});
+    unsetenv("PRELOAD");
+    EndServer();
 }
 
 void PlugIn(const Wine* wine, const emulator::Emulator* emulator)
@@ -85,7 +109,7 @@ void PlugIn(const Wine* wine, const emulator::Emulator* emulator)
 
 std::vector<std::string> Host(const std::vector<std::string>& words)
 {
-    std::vector<std::string> command{LOADER, "host.exe"};
+    std::vector<std::string> command{IN_ROOT, LOADER, "host.exe"};
     command.insert(command.end(), words.begin(), words.end());
     return command;
 }
@@ -94,7 +118,7 @@ void BlockInWaits(const Wine* wine)
 {
     const std::string library = (wine->folder.path / "modem_lines.so").string();
     Run({"gcc", "-m32", "-fPIC", "-shared", "-nostdlib", "-fno-stack-protector", "-o", library, MODEM_LINES_SOURCE});
-    setenv("LD_PRELOAD", library.c_str(), 1);
+    setenv("PRELOAD", library.c_str(), 1);
 }
 
 } // namespace korvex::testing

@@ -10,7 +10,7 @@
 
 namespace korvex::testing {
 
-// True when 32-bit Wine is installed.
+// True when 32-bit Wine is there (scripts/make-wine-root).
 bool HasWine();
 
 struct Wine {
