@@ -223,12 +223,12 @@ void TakePackets(Emulator* emulator, Bytes* pending)
 {
     const auto length = static_cast<ptrdiff_t>(PacketBytes(emulator));
     while (std::ssize(*pending) >= length) {
-        auto end = pending->begin() + length;
-        const bool intact = IsCommandIntact(emulator, Bytes(pending->begin(), end));
+        Bytes packet(pending->begin(), pending->begin() + length);
+        const bool intact = IsCommandIntact(emulator, packet);
         if (!intact)
-            end = std::find_if(pending->begin() + 1, end, IsCommandCode);
-        Receive(emulator, Bytes(pending->begin(), end), intact);
-        pending->erase(pending->begin(), end);
+            packet.erase(std::find_if(packet.begin() + 1, packet.end(), IsCommandCode), packet.end());
+        pending->erase(pending->begin(), pending->begin() + std::ssize(packet));
+        Receive(emulator, packet, intact);
     }
 }
 
