@@ -11,15 +11,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
     fuzz::SilenceMachine();
     fuzz::Input input{bytes, size};
-    const fuzz::FuzzLine line(&input);
+    const fuzz::MemoryLine line(fuzz::TakeController(&input));
+    AnswerCommands(&line, &input);
     TouchController* controller = line.controller;
-    QueryResolution(controller);
-    QueryFirmwareVersion(controller);
+    const bool identify = input.Take<uint8_t>() != 0;
+    if (identify && IdentifyController(controller) && controller->resolutionBits != 10 && controller->resolutionBits != 12)
+        abort();
+    if (!identify) {
+        QueryResolution(controller);
+        QueryFirmwareVersion(controller);
+    }
     controller->calib.orientation = 0xABCDEF;
     const bool read = ReadBoardCalibration(controller);
     if (!read && controller->calib.orientation != 0xABCDEF)
         abort(); // a failed read changes nothing
-    if (IdentifyController(controller) && controller->resolutionBits != 10 && controller->resolutionBits != 12)
-        abort();
     return 0;
 }

@@ -1,7 +1,6 @@
 #include "harness.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
+#include <fcntl.h>
 
 #include <algorithm>
 #include <array>
@@ -13,32 +12,73 @@
 
 namespace korvex::fuzz {
 
-FuzzLine::FuzzLine(Input* input) : controller(CreateController()), farEnd(-1)
+namespace {
+
+// The port behind every memory line. Its device is at its end from the start; what can be read is in the port's own queue.
+platform::SerialPort* ThePort()
+{
+    static platform::SerialPort* const port = [] {
+        platform::SerialPort* made = platform::AdoptSerialDescriptor(open("/dev/null", O_RDWR | O_CLOEXEC));
+        if (made == nullptr)
+            abort();
+        return made;
+    }();
+    return port;
+}
+
+} // namespace
+
+TouchController* TakeController(Input* input)
 {
     constexpr std::array<uint32_t, 5> MODELS{MODEL_5200, MODEL_7700, MODEL_5460, MODEL_2400, 0};
-    constexpr size_t LINE_LIMIT = 8192; // bytes that a socket takes without a reader
     const auto choice = input->Take<uint8_t>();
+    TouchController* controller = CreateController();
     controller->model = MODELS[choice % MODELS.size()];
     controller->reportLength = controller->model == MODEL_7700 ? 5 : 6;
     controller->resolutionBits = (choice & 0x80) != 0 ? 12 : 10;
     controller->running = 1;
+    return controller;
+}
 
-    std::array<int, 2> ends{};
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        abort();
-    farEnd = ends[1];
-    const size_t length = std::min(input->size, LINE_LIMIT);
-    if (length > 0 && write(farEnd, input->bytes, length) != static_cast<ssize_t>(length))
-        abort();
-    shutdown(farEnd, SHUT_WR);
-    platform::SerialPort* port = platform::AdoptSerialDescriptor(ends[0]);
+MemoryLine::MemoryLine(TouchController* user) : controller(user)
+{
+    platform::SerialPort* port = ThePort();
+    port->queueStart = port->queueEnd = 0;
+    port->lossToTell = false;
     controller->link = {LINK_SERIAL, static_cast<platform::HandleObject*>(port), 1, 10, 19200};
 }
 
-FuzzLine::~FuzzLine()
+MemoryLine::~MemoryLine()
 {
+    platform::ThisMachine()->lineWatcher = nullptr;
+    controller->link.handle = INVALID_HANDLE_VALUE; // the port stays for the next one
     ReleaseController(controller);
-    close(farEnd);
+}
+
+void Give(const MemoryLine* /*line*/, Input* input, size_t count)
+{
+    platform::SerialPort* port = ThePort();
+    if (IsQueueEmpty(port))
+        port->queueStart = port->queueEnd = 0;
+    count = std::min({count, input->size, port->queue.size() - port->queueEnd});
+    memcpy(port->queue.data() + port->queueEnd, input->bytes, count);
+    port->queueEnd += count;
+    input->bytes += count;
+    input->size -= count;
+}
+
+void AnswerCommands(const MemoryLine* line, Input* input)
+{
+    constexpr uint8_t LONGEST_ANSWER = 31;
+    platform::ThisMachine()->lineWatcher = [line, input](platform::LineDirection direction, const uint8_t*, size_t) {
+        if (direction == platform::LineDirection::SENT)
+            Give(line, input, input->Take<uint8_t>() & LONGEST_ANSWER);
+    };
+}
+
+bool IsUsedUp(const MemoryLine* /*line*/)
+{
+    return IsQueueEmpty(ThePort());
 }
 
 void SilenceMachine()

@@ -26,16 +26,26 @@ struct Input {
     }
 };
 
-// A record of one of the models whose line holds the rest of the input and has then hung up, so that no read waits.
-struct FuzzLine {
-    TouchController* controller;
-    int farEnd;
+// A record of one of the models, by the input's first byte.
+TouchController* TakeController(Input* input);
 
-    explicit FuzzLine(Input* input);
-    ~FuzzLine();
-    FuzzLine(const FuzzLine&) = delete;
-    FuzzLine& operator=(const FuzzLine&) = delete;
+// A line in memory: what was given is read from it, then it has hung up, so that no read waits; it takes every write. One at a time.
+struct MemoryLine {
+    TouchController* controller;
+
+    explicit MemoryLine(TouchController* user);
+    ~MemoryLine(); // releases the record
+    MemoryLine(const MemoryLine&) = delete;
+    MemoryLine& operator=(const MemoryLine&) = delete;
 };
+
+// Appends bytes to the line, as many as there is room for (some thousand).
+void Give(const MemoryLine* line, Input* input, size_t count);
+
+// Gives the line part of the input at each command that it takes: a byte says how much, as a controller's answer.
+void AnswerCommands(const MemoryLine* line, Input* input);
+
+bool IsUsedUp(const MemoryLine* line);
 
 // Debugger texts go nowhere, and pointer input only counts.
 void SilenceMachine();

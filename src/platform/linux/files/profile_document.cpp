@@ -36,11 +36,12 @@ std::u16string_view Unquote(std::u16string_view value)
 // The name when the line is a section's heading.
 std::optional<std::u16string_view> SectionName(std::u16string_view line)
 {
-    line = Trim(line);
-    const size_t end = line.find(u']');
-    if (line.empty() || line.front() != u'[' || end == std::u16string_view::npos)
+    while (!line.empty() && IsBlank(line.front()))
+        line.remove_prefix(1);
+    if (line.empty() || line.front() != u'[')
         return std::nullopt;
-    return Trim(line.substr(1, end - 1));
+    const size_t end = line.find(u']');
+    return end == std::u16string_view::npos ? std::nullopt : std::optional(Trim(line.substr(1, end - 1)));
 }
 
 bool IsComment(std::u16string_view line)
@@ -185,7 +186,7 @@ void AddSection(ProfileDocument* profile, std::u16string_view section)
         return;
     const std::u16string lineEnd = LineEndOf(profile);
     EndLastLine(profile, lineEnd);
-    profile->lines.push_back(u"[" + std::u16string(section) + u"]" + lineEnd);
+    profile->lines.push_back(std::u16string(u"[").append(section).append(u"]").append(lineEnd));
 }
 
 void RemoveSection(ProfileDocument* profile, std::u16string_view section)
