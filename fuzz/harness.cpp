@@ -44,7 +44,7 @@ MemoryLine::MemoryLine(TouchController* user) : controller(user)
 {
     platform::SerialPort* port = ThePort();
     port->queueStart = port->queueEnd = 0;
-    port->lossToTell = false;
+    port->hangupPending = false;
     controller->link = {LINK_SERIAL, static_cast<platform::HandleObject*>(port), 1, 10, 19200};
 }
 
