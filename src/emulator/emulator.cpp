@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <pty.h>
+#include <sched.h>
 #include <sys/eventfd.h>
 #include <termios.h>
 #include <unistd.h>
@@ -232,8 +234,16 @@ void TakePackets(Emulator* emulator, Bytes* pending)
     }
 }
 
+// A host takes a late answer for silence, so answers come before everything else, where the system grants that.
+void TakePriority()
+{
+    const sched_param priority{sched_get_priority_min(SCHED_RR)};
+    pthread_setschedparam(pthread_self(), SCHED_RR, &priority);
+}
+
 void Serve(Emulator* emulator, int master)
 {
+    TakePriority();
     Bytes pending;
     std::array<pollfd, 2> polled{pollfd{master, POLLIN, 0}, pollfd{emulator->stopDescriptor, POLLIN, 0}};
     for (;;) {
@@ -345,12 +355,6 @@ void AddAnswerFault(Emulator* emulator, const AnswerFault& fault)
     emulator->answerFaults.push_back(fault);
 }
 
-void ClearAnswerFaults(Emulator* emulator)
-{
-    const std::lock_guard guard(emulator->mutex);
-    emulator->answerFaults.clear();
-}
-
 void SetReportFault(Emulator* emulator, const ReportFault& fault)
 {
     const std::lock_guard guard(emulator->mutex);
@@ -388,9 +392,10 @@ bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
     if (fault.gapAfter == 0 || fault.gapAfter >= report.size())
         return SendBytes(emulator, bytes);
     const auto cut = bytes.begin() + static_cast<ptrdiff_t>(fault.noiseBefore.size() + fault.gapAfter);
+    const Clock::time_point gapEnd = Clock::now() + fault.gapLength;
     if (!SendBytes(emulator, Bytes(bytes.begin(), cut)))
         return false;
-    std::this_thread::sleep_for(fault.gapLength);
+    std::this_thread::sleep_until(gapEnd);
     return SendBytes(emulator, Bytes(cut, bytes.end()));
 }
 

@@ -84,7 +84,6 @@ bool WaitForCommands(const Emulator* emulator, size_t count, std::chrono::millis
 bool WaitForQuietHost(const Emulator* emulator, std::chrono::milliseconds quiet, std::chrono::milliseconds limit);
 
 void AddAnswerFault(Emulator* emulator, const AnswerFault& fault);
-void ClearAnswerFaults(Emulator* emulator);
 void SetReportFault(Emulator* emulator, const ReportFault& fault);
 
 // Has the panel measure the gestures from now on as this distortion says; at first it measures truly.

@@ -179,16 +179,6 @@ BOOL SetEvent(HANDLE handle)
     return TRUE;
 }
 
-BOOL ResetEvent(HANDLE handle)
-{
-    auto* event = ObjectAs<EventObject>(handle);
-    if (event == nullptr)
-        return FALSE;
-    const std::lock_guard guard(event->mutex);
-    event->signalled = false;
-    return TRUE;
-}
-
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
 {
     HandleObject* object = ObjectOf(handle);

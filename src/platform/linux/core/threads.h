@@ -23,7 +23,6 @@ void LeaveCriticalSection(CRITICAL_SECTION* section);
 // Unnamed events only.
 HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState, LPCWSTR name);
 BOOL SetEvent(HANDLE handle);
-BOOL ResetEvent(HANDLE handle);
 
 // Waits for an event, or for a thread's end, at most `milliseconds` (INFINITE: without limit). A thread that a wait has seen end is
 // gone from the process. Any other handle: WAIT_FAILED at once.

@@ -65,8 +65,10 @@ CONFIGRET CM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST node, ULO
     return CR_SUCCESS;
 }
 
-CONFIGRET CM_Reenumerate_DevNode(DEVINST node, ULONG /*flags*/)
+CONFIGRET CM_Reenumerate_DevNode(DEVINST node, ULONG flags)
 {
+    if (flags != CM_REENUMERATE_SYNCHRONOUS)
+        return CR_INVALID_FLAG;
     {
         const TreeLock lock;
         if (NodeOf(node) == nullptr)

@@ -93,6 +93,7 @@ inline constexpr DI_FUNCTION DIF_REMOVE = 0x05;
 inline constexpr DI_FUNCTION DIF_PROPERTYCHANGE = 0x12;
 
 inline constexpr CONFIGRET CR_SUCCESS = 0x00;
+inline constexpr CONFIGRET CR_INVALID_FLAG = 0x04;
 inline constexpr CONFIGRET CR_INVALID_DEVNODE = 0x05;
 inline constexpr CONFIGRET CR_NO_SUCH_DEVNODE = 0x0D;
 inline constexpr CONFIGRET CR_BUFFER_SMALL = 0x1A;

@@ -88,6 +88,8 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
     bool forInput = false;
     {
         const std::lock_guard guard(port->mutex);
+        if (port->eventMask == 0)
+            return Fail(ERROR_INVALID_PARAMETER);
         forInput = (port->eventMask & EV_RXCHAR) != 0;
         port->waiting = true;
     }

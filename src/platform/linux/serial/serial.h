@@ -23,6 +23,6 @@ BOOL SetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts);
 BOOL SetCommMask(HANDLE handle, DWORD mask);
 
 // Waits, without limit, until input has arrived; returns at once while input is queued. Fails once after each loss of the line, also when
-// it is back.
+// it is back, and at once where no event has been asked for.
 BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* overlapped);
 BOOL PurgeComm(HANDLE handle, DWORD flags);
