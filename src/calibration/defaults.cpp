@@ -1,7 +1,6 @@
 #include "calibration/defaults.h"
 
 #include "link/command_protocol.h"
-#include "support/lock_guard.h"
 
 namespace korvex {
 
@@ -22,12 +21,6 @@ bool QueryRawRange(TouchController* controller, Point* rawRange)
 }
 
 } // namespace
-
-CalibrationData CopyCalibration(TouchController* controller)
-{
-    const LockGuard guard(&controller->lock);
-    return controller->calib;
-}
 
 bool SetCalibrationRanges(CalibrationData* calib, const Point* rawRange, const Point* outRange)
 {

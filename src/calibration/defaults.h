@@ -5,13 +5,11 @@
 
 namespace korvex {
 
+// Spans of the work space and of the output, both axes.
 inline constexpr int32_t WORK_RANGE = 4096;
 inline constexpr int32_t OUTPUT_RANGE = 65535;
 
-// The controller's calibration as it is at one moment. Any thread.
-CalibrationData CopyCalibration(TouchController* controller);
-
-// Sets the raw and the output span where they are given (null: left alone), and the work span to 4096 x 4096 always.
+// Sets the raw and the output span where they are given (null: left alone), and the work span to 4096 x 4096 always. True always.
 bool SetCalibrationRanges(CalibrationData* calib, const Point* rawRange, const Point* outRange);
 
 // Sets resolutionBits (asking the controller), mapMode and the spans by the model. True when the model's query succeeded or it needs

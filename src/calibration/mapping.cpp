@@ -15,10 +15,10 @@ int32_t Scale(int32_t value, int32_t numerator, int32_t denominator)
     return WrapDivide(WrapMultiply(numerator, value), denominator);
 }
 
-// std::clamp is undefined for an upper limit below the lower one.
+// First from below, then from above; std::clamp is undefined for an upper limit below the lower one.
 int32_t ClampToRange(int32_t value, int32_t range)
 {
-    return value < 0 ? 0 : std::min(value, range);
+    return std::min(std::max(value, 0), range);
 }
 
 } // namespace

@@ -3,9 +3,8 @@
 #include <array>
 #include <cstddef>
 
-#include "calibration/defaults.h"
-
 #include "platform/win32.h"
+#include "support/owned.h"
 
 namespace korvex {
 
@@ -51,11 +50,8 @@ void WriteInteger(const Path* path, const WCHAR* key, int32_t number)
 
 bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)
 {
-    HANDLE file = CreateFileW(path, access, FILE_SHARE_READ, nullptr, OPEN_EXISTING, attributes, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
-    CloseHandle(file);
-    return true;
+    const OwnedHandle file(CreateFileW(path, access, FILE_SHARE_READ, nullptr, OPEN_EXISTING, attributes, nullptr));
+    return IsOpen(file.value);
 }
 
 } // namespace
@@ -102,7 +98,7 @@ bool SaveCalibrationFile(TouchController* controller)
 bool LocateSettingsFile(WCHAR* path)
 {
     Path folder{};
-    const bool folderKnown = SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_DEFAULT, folder.data()) == S_OK;
+    const bool folderKnown = SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_DEFAULT, folder.data()) >= 0;
     FormatBounded(path, TEXT_CAPACITY, TEXT("%s\\%s"), folder.data(), FILE_NAME);
     return folderKnown && CanOpen(path, GENERIC_READ, FILE_ATTRIBUTE_NORMAL);
 }

@@ -6,9 +6,11 @@
 #include "calibration/settings_file.h"
 #include "discovery/device_nodes.h"
 #include "discovery/model_table.h"
+#include "discovery/services.h"
 #include "link/device_properties.h"
 #include "link/driver_requests.h"
 #include "support/bounded_text.h"
+#include "support/owned.h"
 
 namespace korvex {
 
@@ -97,14 +99,13 @@ void WriteDriverSettings(HDEVINFO devices, SP_DEVINFO_DATA* element)
         ReadOption(&file, SUSPEND_KEY, TEXT("0"), &value);
         suspend = ParseInteger(value.data()) != 0;
     }
-    HKEY key = OpenHardwareKey(devices, element);
-    if (key == INVALID_HANDLE_VALUE)
+    const OwnedKey key(OpenHardwareKey(devices, element));
+    if (!IsOpen(key.value))
         return;
     const DWORD suspendOn = suspend ? 1 : 0;
-    WriteByte(key, TEXT("SelectiveSuspendEnabled"), true);
-    RegSetValueExW(key, TEXT("SelectiveSuspendOn"), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&suspendOn), sizeof(suspendOn));
-    WriteByte(key, TABLET_VALUE, tablet);
-    RegCloseKey(key);
+    WriteByte(key.value, TEXT("SelectiveSuspendEnabled"), true);
+    RegSetValueExW(key.value, TEXT("SelectiveSuspendOn"), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&suspendOn), sizeof(suspendOn));
+    WriteByte(key.value, TABLET_VALUE, tablet);
 }
 
 // The report mode by the system's version, or as the settings file wants it where the system can do that.
@@ -131,19 +132,18 @@ void SettleReportMode(HDEVINFO devices, SP_DEVINFO_DATA* element)
 {
     PropertyText hardwareId{};
     ReadFirstEntry(devices, element, SPDRP_HARDWAREID, &hardwareId);
-    HANDLE driver = OpenTouchDevice(hardwareId.data());
+    const OwnedHandle driver(OpenTouchDevice(hardwareId.data()));
     const int mode = ChooseReportMode();
-    HKEY key = OpenHardwareKey(devices, element);
-    if (key != INVALID_HANDLE_VALUE) {
-        WriteByte(key, TABLET_VALUE, mode == REPORT_MODE_TABLET);
-        RegCloseKey(key);
+    {
+        const OwnedKey key(OpenHardwareKey(devices, element));
+        if (IsOpen(key.value))
+            WriteByte(key.value, TABLET_VALUE, mode == REPORT_MODE_TABLET);
     }
     if (mode == REPORT_MODE_MOUSE)
         ApplyDoubleClickSettings();
     if (mode == REPORT_MODE_TABLET || BusKindFromHardwareId(devices, element) == BUS_SERIAL_ENUMERATOR)
         SetNeedReboot(devices, element);
-    SetReportMode(driver, mode);
-    CloseIfOpen(driver);
+    SetReportMode(driver.value, mode);
 }
 
 } // namespace
@@ -166,25 +166,18 @@ DWORD HandleRemoveDevice(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element)
 
 void ApplyDoubleClickSettings()
 {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, TEXT("Control Panel\\Mouse"), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS)
+    OwnedKey key(nullptr);
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, TEXT("Control Panel\\Mouse"), 0, KEY_ALL_ACCESS, &key.value) != ERROR_SUCCESS)
         return;
-    WriteText(key, TEXT("DoubleClickWidth"), TEXT("25"));
-    WriteText(key, TEXT("DoubleClickHeight"), TEXT("25"));
-    WriteText(key, TEXT("DoubleClickSpeed"), TEXT("800"));
-    RegCloseKey(key);
+    WriteText(key.value, TEXT("DoubleClickWidth"), TEXT("25"));
+    WriteText(key.value, TEXT("DoubleClickHeight"), TEXT("25"));
+    WriteText(key.value, TEXT("DoubleClickSpeed"), TEXT("800"));
 }
 
 bool IsTabletInputServicePresent()
 {
-    SC_HANDLE manager = OpenSCManagerW(nullptr, TEXT("ServicesActive"), GENERIC_ALL);
-    if (manager == nullptr)
-        return false;
-    SC_HANDLE service = OpenServiceW(manager, TEXT("TabletInputService"), SERVICE_ALL_ACCESS);
-    if (service != nullptr)
-        CloseServiceHandle(service);
-    CloseServiceHandle(manager);
-    return service != nullptr;
+    const OwnedService service(OpenServiceByName(TEXT("TabletInputService"), SERVICE_ALL_ACCESS));
+    return service.value != nullptr;
 }
 
 } // namespace korvex

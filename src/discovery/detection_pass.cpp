@@ -1,6 +1,5 @@
 #include "discovery/detection_pass.h"
 
-#include <array>
 #include <cstdlib>
 
 #include "discovery/device_nodes.h"
@@ -18,8 +17,6 @@
 namespace korvex {
 
 namespace {
-
-constexpr size_t STATUS_CAPACITY = 32; // UTF-16 units with terminator
 
 constexpr GUID COM_PORT_CLASS = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
@@ -45,15 +42,6 @@ void DetectChildController(Pass* pass, const Port* port, uint32_t model, WCHAR* 
 bool IsStopped(const Pass* pass)
 {
     return WaitForSingleObject(pass->context->stopEvent, 0) == WAIT_OBJECT_0;
-}
-
-template <typename... Arguments>
-void ShowStatus(const HostContext* context, const WCHAR* format, Arguments... arguments)
-{
-    std::array<WCHAR, STATUS_CAPACITY> text{};
-    FormatBounded(text.data(), text.size(), format, arguments...);
-    if (context->statusText != nullptr)
-        SetWindowTextW(context->statusText, text.data());
 }
 
 HANDLE OpenPort(const Port* port)
@@ -87,24 +75,12 @@ void StartAndAppend(Pass* pass, TouchController* controller)
 void DetectControllers(HostContext* context, uint32_t mode)
 {
     Pass pass{context, mode, false};
-    HDEVINFO devices = SetupDiGetClassDevsW(&COM_PORT_CLASS, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-    if (devices != INVALID_HANDLE_VALUE) {
-        for (DWORD index = 0; !IsStopped(&pass); ++index) {
-            SP_DEVICE_INTERFACE_DATA deviceInterface{};
-            deviceInterface.cbSize = sizeof(deviceInterface);
-            if (SetupDiEnumDeviceInterfaces(devices, nullptr, &COM_PORT_CLASS, index, &deviceInterface) == FALSE)
-                break;
-            SP_DEVINFO_DATA element{};
-            element.cbSize = sizeof(element);
-            SP_DEVICE_INTERFACE_DETAIL_DATA_W* detail = ReadInterfaceDetail(devices, &deviceInterface, &element);
-            if (detail == nullptr)
-                continue;
-            const Port port{devices, &element, detail->DevicePath};
+    VisitInterfaces(&COM_PORT_CLASS, nullptr, [&pass](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
+        const Port port{devices, element, path};
+        if (!IsStopped(&pass) && path != nullptr)
             VisitPort(&pass, &port);
-            free(detail);
-        }
-        SetupDiDestroyDeviceInfoList(devices);
-    }
+        return IsStopped(&pass);
+    });
     if (mode == PASS_DETECT && !IsStopped(&pass))
         PostMessageW(context->notifyWindow, context->notifyMessage, pass.found ? 1 : 0, 0);
 }

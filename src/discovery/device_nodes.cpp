@@ -2,19 +2,18 @@
 
 #include <cstdlib>
 
+#include "support/owned.h"
+
 namespace korvex {
 
 bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name)
 {
     name->fill(0);
-    HKEY key = SetupDiOpenDevRegKey(devices, element, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_ALL_ACCESS);
-    if (key == INVALID_HANDLE_VALUE)
-        return false;
+    const OwnedKey key(SetupDiOpenDevRegKey(devices, element, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_ALL_ACCESS));
     PortName value{};
     DWORD size = sizeof(value);
-    const LONG result = RegQueryValueExW(key, TEXT("PortName"), nullptr, nullptr, reinterpret_cast<BYTE*>(value.data()), &size);
-    RegCloseKey(key);
-    if (result != ERROR_SUCCESS)
+    if (!IsOpen(key.value)
+        || RegQueryValueExW(key.value, TEXT("PortName"), nullptr, nullptr, reinterpret_cast<BYTE*>(value.data()), &size) != ERROR_SUCCESS)
         return false;
     CopyBounded(name->data(), name->size(), value.data()); // the registry does not promise a terminator
     return true;
@@ -73,14 +72,12 @@ void RemoveChildDevices(DEVINST node)
         // The next one is asked for first: a removed node has no siblings any more.
         DEVINST sibling = 0;
         const bool last = CM_Get_Sibling(&sibling, child, 0) != CR_SUCCESS;
-        HDEVINFO devices = SetupDiGetClassDevsW(nullptr, identifier.data(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
-        if (devices != INVALID_HANDLE_VALUE) {
-            SP_DEVINFO_DATA element{};
-            element.cbSize = sizeof(element);
-            if (SetupDiOpenDeviceInfoW(devices, identifier.data(), nullptr, DIOD_INHERIT_CLASSDRVS, &element) != FALSE)
-                RemoveDevice(devices, &element);
-            SetupDiDestroyDeviceInfoList(devices);
-        }
+        const OwnedDevices devices(SetupDiGetClassDevsW(nullptr, identifier.data(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
+        SP_DEVINFO_DATA element{};
+        element.cbSize = sizeof(element);
+        if (IsOpen(devices.value)
+            && SetupDiOpenDeviceInfoW(devices.value, identifier.data(), nullptr, DIOD_INHERIT_CLASSDRVS, &element) != FALSE)
+            RemoveDevice(devices.value, &element);
         child = last ? 0 : sibling;
     }
 }

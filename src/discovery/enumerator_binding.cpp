@@ -4,8 +4,10 @@
 #include <cstdlib>
 
 #include "discovery/model_table.h"
+#include "discovery/services.h"
 #include "support/bounded_text.h"
 #include "support/debug_trace.h"
+#include "support/owned.h"
 
 namespace korvex {
 
@@ -63,20 +65,20 @@ bool ReadBinaryPath(SC_HANDLE service, Text* path)
     QueryServiceConfigW(service, nullptr, 0, &size);
     if (size == 0)
         return false;
-    auto* configuration = static_cast<QUERY_SERVICE_CONFIGW*>(malloc(size));
-    const bool read = configuration != nullptr && QueryServiceConfigW(service, configuration, size, &size) != FALSE;
-    if (read) {
-        Text windows{};
-        GetWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size()));
-        FormatBounded(path->data(), path->size(), TEXT("\\\\?\\%s\\%s"), windows.data(), configuration->lpBinaryPathName);
-    }
-    free(configuration);
-    return read;
+    const OwnedMemory<QUERY_SERVICE_CONFIGW> configuration(static_cast<QUERY_SERVICE_CONFIGW*>(malloc(size)));
+    if (configuration.value == nullptr || QueryServiceConfigW(service, configuration.value, size, &size) == FALSE)
+        return false;
+    Text windows{};
+    GetWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size()));
+    FormatBounded(path->data(), path->size(), TEXT("\\\\?\\%s\\%s"), windows.data(), configuration.value->lpBinaryPathName);
+    return true;
 }
 
-// Creates or opens a key below `parent`; null when that fails.
+// Creates or opens a key below `parent`; null when that fails, or `parent` is null.
 HKEY OpenKey(HKEY parent, const WCHAR* name)
 {
+    if (parent == nullptr)
+        return nullptr;
     HKEY key = nullptr;
     const LONG result = RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
     return result == ERROR_SUCCESS ? key : nullptr;
@@ -129,44 +131,28 @@ bool InstallEnumerator(const WCHAR* service, HANDLE stopEvent)
 
 bool IsServiceBinaryPresent(const WCHAR* service)
 {
-    SC_HANDLE manager = OpenSCManagerW(nullptr, TEXT("ServicesActive"), GENERIC_ALL);
-    if (manager == nullptr)
-        return false;
+    const OwnedService handle(OpenServiceByName(service, SERVICE_QUERY_CONFIG));
     Text path{};
-    bool known = false;
-    SC_HANDLE handle = OpenServiceW(manager, service, SERVICE_QUERY_CONFIG);
-    if (handle != nullptr) {
-        known = ReadBinaryPath(handle, &path);
-        CloseServiceHandle(handle);
-    }
-    CloseServiceHandle(manager);
-    if (!known)
+    if (handle.value == nullptr || !ReadBinaryPath(handle.value, &path))
         return false;
-    HANDLE file = CreateFileW(path.data(), FILE_READ_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
-    CloseHandle(file);
-    return true;
+    const OwnedHandle file(CreateFileW(path.data(), FILE_READ_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return IsOpen(file.value);
 }
 
 void WriteEnumeratorParameters(const TouchController* controller, const PortName* port, uint32_t alwaysExist)
 {
     Text path{};
     FormatBounded(path.data(), path.size(), TEXT("SYSTEM\\CurrentControlSet\\Services\\%s"), ENUMERATOR_SERVICE);
-    HKEY service = OpenKey(HKEY_LOCAL_MACHINE, path.data());
-    HKEY parameters = service == nullptr ? nullptr : OpenKey(service, TEXT("Parameters"));
-    HKEY key = parameters == nullptr ? nullptr : OpenKey(parameters, port->data());
-    if (key != nullptr) {
-        SetNumber(key, TEXT("AlwaysExist"), alwaysExist);
-        if (alwaysExist == 1 && controller != nullptr && controller->model != 0)
-            SetNumber(key, TEXT("Model"), controller->model);
-        if (alwaysExist == 1 && controller != nullptr && controller->link.baudRate != 0)
-            SetNumber(key, TEXT("BaudRate"), controller->link.baudRate);
-    }
-    for (HKEY opened : {key, parameters, service}) {
-        if (opened != nullptr)
-            RegCloseKey(opened);
-    }
+    const OwnedKey service(OpenKey(HKEY_LOCAL_MACHINE, path.data()));
+    const OwnedKey parameters(OpenKey(service.value, TEXT("Parameters")));
+    const OwnedKey key(OpenKey(parameters.value, port->data()));
+    if (key.value == nullptr)
+        return;
+    SetNumber(key.value, TEXT("AlwaysExist"), alwaysExist);
+    if (alwaysExist == 1 && controller != nullptr && controller->model != 0)
+        SetNumber(key.value, TEXT("Model"), controller->model);
+    if (alwaysExist == 1 && controller != nullptr && controller->link.baudRate != 0)
+        SetNumber(key.value, TEXT("BaudRate"), controller->link.baudRate);
 }
 
 } // namespace korvex

@@ -1,11 +1,14 @@
 // The record of a detection or panel test entry: what it has found, what it shows, and who waits for the result. One per process.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #include "link/touch_controller.h"
 #include "platform/win32.h"
+#include "support/bounded_text.h"
 #include "support/list_links.h"
 
 namespace korvex {
@@ -27,5 +30,18 @@ struct HostContext {
     HANDLE notifyEvent;    // manual-reset: set once the notify target is in place, and by a stop
     HANDLE worker;         // the detection worker's thread
 };
+
+inline constexpr size_t STATUS_CAPACITY = 32; // UTF-16 units with terminator
+
+// Shows a status text, formatted as by FormatBounded and cut to STATUS_CAPACITY - 1 units; does nothing in panel test mode. Any thread; the
+// window's thread must be serving messages.
+template <typename... Arguments>
+void ShowStatus(const HostContext* context, const WCHAR* format, Arguments... arguments)
+{
+    std::array<WCHAR, STATUS_CAPACITY> text{};
+    FormatBounded(text.data(), text.size(), format, arguments...);
+    if (context->statusText != nullptr)
+        SetWindowTextW(context->statusText, text.data());
+}
 
 } // namespace korvex

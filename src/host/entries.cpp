@@ -6,6 +6,7 @@
 #include "host/panel_test.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
+#include "support/owned.h"
 
 namespace {
 
@@ -50,13 +51,12 @@ void RunPanelTest()
 // registry does not promise a terminator.
 bool ReadProgramFolder(std::array<WCHAR, korvex::TEXT_CAPACITY + 1>* folder)
 {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, TEXT("SOFTWARE\\Korvex"), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS)
+    korvex::OwnedKey key(nullptr);
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, TEXT("SOFTWARE\\Korvex"), 0, KEY_ALL_ACCESS, &key.value) != ERROR_SUCCESS)
         return false;
     DWORD type = 0;
     DWORD size = korvex::TEXT_CAPACITY * sizeof(WCHAR);
-    const LONG result = RegQueryValueExW(key, TEXT("Path"), nullptr, &type, reinterpret_cast<BYTE*>(folder->data()), &size);
-    RegCloseKey(key);
+    const LONG result = RegQueryValueExW(key.value, TEXT("Path"), nullptr, &type, reinterpret_cast<BYTE*>(folder->data()), &size);
     return result == ERROR_SUCCESS && type == REG_SZ;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstddef>
 #include <cstdlib>
 #include <new>
 
@@ -10,6 +9,7 @@
 #include "input/session.h"
 #include "support/lock_guard.h"
 #include "support/millisecond_clock.h"
+#include "support/owned.h"
 #include "support/time_left.h"
 
 namespace korvex {
@@ -23,20 +23,9 @@ constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
 
 ListLinks hostContexts = {&hostContexts, &hostContexts};
 
-HostContext* ContextOf(ListLinks* links)
-{
-    return reinterpret_cast<HostContext*>(reinterpret_cast<BYTE*>(links) - offsetof(HostContext, links));
-}
-
 HostContext* ProcessContext()
 {
     return FindHostContext(GetModuleHandleW(nullptr));
-}
-
-void ShowStatus(const HostContext* context, const WCHAR* text)
-{
-    if (context->statusText != nullptr)
-        SetWindowTextW(context->statusText, text);
 }
 
 void CreateStatusWindow(HostContext* context)
@@ -76,7 +65,7 @@ bool JoinWorker(HostContext* context)
 TouchController* NextController(HostContext* context, ListLinks* links)
 {
     const LockGuard guard(&context->lock);
-    return links->next == &context->controllers ? nullptr : ControllerOf(links->next);
+    return links->next == &context->controllers ? nullptr : RecordOf<TouchController>(links->next);
 }
 
 // Stops every session of the list under one deadline: all are told first.
@@ -107,8 +96,8 @@ BOOL StartHost(uint32_t flags)
 
 HostContext* FindHostContext(HMODULE moduleHandle)
 {
-    return FindInList(
-        &hostContexts, ContextOf, [moduleHandle](const HostContext* context) { return context->moduleHandle == moduleHandle; });
+    return FindInList<HostContext>(
+        &hostContexts, [moduleHandle](const HostContext* context) { return context->moduleHandle == moduleHandle; });
 }
 
 HostContext* CreateHostContext(HMODULE moduleHandle)
@@ -191,16 +180,15 @@ TouchController* MostRecentController()
     if (context == nullptr)
         return nullptr;
     const LockGuard guard(&context->lock);
-    const uint32_t now = NowMs();
     TouchController* candidate = nullptr;
-    uint32_t candidateAge = 0;
+    uint32_t candidateMs = 0;
     for (ListLinks* links = context->controllers.next; links != &context->controllers; links = links->next) {
         ReportSnapshot last{};
-        TakeSnapshot(ControllerOf(links), &last);
-        const uint32_t age = now - last.lastReportMs; // right across the wrap of the clock
-        if (candidate == nullptr || age < candidateAge) {
-            candidate = ControllerOf(links);
-            candidateAge = age;
+        TakeSnapshot(RecordOf<TouchController>(links), &last);
+        const uint32_t now = NowMs(); // after every report that is compared, so that ages are right, also across the clock's wrap
+        if (candidate == nullptr || now - last.lastReportMs < now - candidateMs) {
+            candidate = RecordOf<TouchController>(links);
+            candidateMs = last.lastReportMs;
         }
     }
     return candidate;
@@ -218,12 +206,12 @@ BOOL DestroyHostContext()
     const bool workerEnded = JoinWorker(context);
     const DWORD left = TimeLeft(start, STOP_LIMIT_MS);
     if (!workerEnded) {
-        StopSessions(context, left); // nothing is freed: the worker may still use it
+        StopSessions(context, std::min<DWORD>(left, SESSION_STOP_LIMIT_MS)); // nothing is freed: the worker may still use it
         return TRUE;
     }
     if (context->statusWindow != nullptr)
         DestroyWindow(context->statusWindow);
-    FreeControllerList(context, left);
+    FreeControllerList(context, std::min<DWORD>(left, SESSION_STOP_LIMIT_MS));
     if (context->icon != nullptr)
         DestroyIcon(context->icon);
     DeleteObject(context->backgroundBrush);
@@ -239,7 +227,7 @@ BOOL FreeControllerList(HostContext* context, uint32_t limitMs)
 {
     StopSessions(context, limitMs);
     while (!IsListEmpty(&context->controllers)) {
-        TouchController* controller = ControllerOf(context->controllers.next);
+        TouchController* controller = RecordOf<TouchController>(context->controllers.next);
         RemoveFromList(&controller->links);
         if (HasReaderEnded(controller))
             ReleaseController(controller);

@@ -1,6 +1,5 @@
 #include "host/panel_test.h"
 
-#include <cstddef>
 #include <cstdlib>
 #include <new>
 
@@ -36,11 +35,6 @@ constexpr double TARGET_EXTENT = 0.96;
 
 ListLinks panelTestContexts = {&panelTestContexts, &panelTestContexts};
 PanelTestObserver panelTestObserver = nullptr;
-
-PanelTestContext* ContextOf(ListLinks* links)
-{
-    return reinterpret_cast<PanelTestContext*>(reinterpret_cast<BYTE*>(links) - offsetof(PanelTestContext, links));
-}
 
 PanelTestContext* ProcessContext()
 {
@@ -199,8 +193,8 @@ BOOL StartPanelTest()
 
 PanelTestContext* FindPanelTestContext(HMODULE moduleHandle)
 {
-    return FindInList(
-        &panelTestContexts, ContextOf, [moduleHandle](const PanelTestContext* context) { return context->moduleHandle == moduleHandle; });
+    return FindInList<PanelTestContext>(
+        &panelTestContexts, [moduleHandle](const PanelTestContext* context) { return context->moduleHandle == moduleHandle; });
 }
 
 PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle)

@@ -20,12 +20,19 @@ constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
 
 using CancelRoutine = BOOL(WINAPI*)(HANDLE);
 
+// After a failed wait: waits alone fail on some drivers. The port has failed where the read before it did too, or where it says so.
+bool HasPortFailed(const TouchController* controller)
+{
+    return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
+}
+
 unsigned __stdcall ReaderLoop(void* argument)
 {
     auto* controller = static_cast<TouchController*>(argument);
     Packet report{};
     bool read = false;
     while (controller->running == 1) {
+        controller->link.readFailed = false;
         read = ReadReport(controller, &report);
         if (read) {
             if (controller->running != 1)
@@ -34,8 +41,8 @@ unsigned __stdcall ReaderLoop(void* argument)
                 InjectReport(controller, report.data());
             continue;
         }
-        // A wait that fails at once, on a port that has gone, must not spin.
-        if (controller->running == 1 && !LinkWaitInput(&controller->link) && controller->running == 1) {
+        // A port that has gone must not make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
+        if (controller->running == 1 && !LinkWaitInput(&controller->link) && HasPortFailed(controller) && controller->running == 1) {
             Count(&controller->counters.failedWaits);
             ReleaseContact(controller);
             WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);

@@ -46,6 +46,7 @@ bool IsWithinResolution(const TouchController* controller, const uint8_t* report
 void CollectReport(TouchController* controller, Packet* report)
 {
     report->fill(0);
+    uint8_t* bytes = report->data();
     uint32_t count = 0;
     uint32_t skipped = 0;
     while (count < ReportBytes(controller) && skipped < SKIP_LIMIT) {
@@ -60,7 +61,7 @@ void CollectReport(TouchController* controller, Packet* report)
             Count(&controller->counters.droppedBytes);
             continue;
         }
-        (*report)[count++] = byte;
+        bytes[count++] = byte;
     }
 }
 

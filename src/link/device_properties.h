@@ -5,6 +5,7 @@
 
 #include "platform/win32.h"
 #include "support/bounded_text.h"
+#include "support/owned.h"
 
 namespace korvex {
 
@@ -19,5 +20,27 @@ bool ReadFirstEntry(HDEVINFO devices, SP_DEVINFO_DATA* element, DWORD property, 
 // null, gets the interface's device.
 SP_DEVICE_INTERFACE_DETAIL_DATA_W* ReadInterfaceDetail(
     HDEVINFO devices, SP_DEVICE_INTERFACE_DATA* deviceInterface, SP_DEVINFO_DATA* element);
+
+// Calls `visit(devices, element, path)` for each present interface of the class, in order, those of one device only when `deviceId` is not
+// null: with the set, the interface's device in it, and the interface's path, null where that cannot be read. Ends early when a call gives
+// true, and then gives true itself.
+template <typename Visit>
+bool VisitInterfaces(const GUID* interfaceClass, const WCHAR* deviceId, Visit visit)
+{
+    const OwnedDevices devices(SetupDiGetClassDevsW(interfaceClass, deviceId, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE));
+    if (!IsOpen(devices.value))
+        return false;
+    for (DWORD index = 0;; ++index) {
+        SP_DEVICE_INTERFACE_DATA deviceInterface{};
+        deviceInterface.cbSize = sizeof(deviceInterface);
+        if (SetupDiEnumDeviceInterfaces(devices.value, nullptr, interfaceClass, index, &deviceInterface) == FALSE)
+            return false;
+        SP_DEVINFO_DATA element{};
+        element.cbSize = sizeof(element);
+        const OwnedMemory<SP_DEVICE_INTERFACE_DETAIL_DATA_W> detail(ReadInterfaceDetail(devices.value, &deviceInterface, &element));
+        if (visit(devices.value, &element, detail.value == nullptr ? nullptr : detail.value->DevicePath))
+            return true;
+    }
+}
 
 } // namespace korvex

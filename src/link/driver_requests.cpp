@@ -1,18 +1,12 @@
 #include "link/driver_requests.h"
 
-#include <cstdlib>
-
 #include "link/device_properties.h"
 #include "support/compare_no_case.h"
+#include "support/owned.h"
 
 namespace korvex {
 
 namespace {
-
-bool IsOpen(HANDLE device)
-{
-    return device != nullptr && device != INVALID_HANDLE_VALUE;
-}
 
 // One request for a 32-bit value; the output is written only on success.
 bool Request(HANDLE device, DWORD code, uint32_t* output)
@@ -30,30 +24,6 @@ bool Request(HANDLE device, DWORD code, uint32_t* output)
 HANDLE OpenInterface(const WCHAR* path)
 {
     return CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-}
-
-// Calls `visit` for each present interface of the class, those of one device only when `deviceId` is not null, with the interface's path
-// and its device's element, until it returns true. False when no call did.
-template <typename Visit>
-bool VisitInterfaces(const WCHAR* deviceId, Visit visit)
-{
-    HDEVINFO devices = SetupDiGetClassDevsW(&TOUCH_INTERFACE_CLASS, deviceId, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-    if (devices == INVALID_HANDLE_VALUE)
-        return false;
-    bool ended = false;
-    for (DWORD index = 0; !ended; ++index) {
-        SP_DEVICE_INTERFACE_DATA deviceInterface{};
-        deviceInterface.cbSize = sizeof(deviceInterface);
-        if (SetupDiEnumDeviceInterfaces(devices, nullptr, &TOUCH_INTERFACE_CLASS, index, &deviceInterface) == FALSE)
-            break;
-        SP_DEVINFO_DATA element{};
-        element.cbSize = sizeof(element);
-        SP_DEVICE_INTERFACE_DETAIL_DATA_W* detail = ReadInterfaceDetail(devices, &deviceInterface, &element);
-        ended = visit(devices, &element, detail == nullptr ? nullptr : detail->DevicePath);
-        free(detail);
-    }
-    SetupDiDestroyDeviceInfoList(devices);
-    return ended;
 }
 
 bool HasHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* hardwareId)
@@ -85,13 +55,11 @@ void ReadIdentity(TouchController* controller, HANDLE device)
 bool QueryDriverIdentity(TouchController* controller, const WCHAR* deviceId)
 {
     bool pathRead = false;
-    VisitInterfaces(deviceId, [&](HDEVINFO /*devices*/, SP_DEVINFO_DATA* /*element*/, const WCHAR* path) {
+    VisitInterfaces(&TOUCH_INTERFACE_CLASS, deviceId, [&](HDEVINFO /*devices*/, SP_DEVINFO_DATA* /*element*/, const WCHAR* path) {
         pathRead = path != nullptr;
-        HANDLE device = pathRead ? OpenInterface(path) : INVALID_HANDLE_VALUE;
-        if (IsOpen(device)) {
-            ReadIdentity(controller, device);
-            CloseHandle(device);
-        }
+        const OwnedHandle device(pathRead ? OpenInterface(path) : INVALID_HANDLE_VALUE);
+        if (IsOpen(device.value))
+            ReadIdentity(controller, device.value);
         return true; // the first interface alone counts
     });
     return pathRead;
@@ -100,7 +68,7 @@ bool QueryDriverIdentity(TouchController* controller, const WCHAR* deviceId)
 HANDLE OpenTouchDevice(const WCHAR* hardwareId)
 {
     HANDLE device = INVALID_HANDLE_VALUE;
-    VisitInterfaces(nullptr, [&](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
+    VisitInterfaces(&TOUCH_INTERFACE_CLASS, nullptr, [&](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
         if (path == nullptr || !HasHardwareId(devices, element, hardwareId))
             return false;
         device = OpenInterface(path);

@@ -52,15 +52,19 @@ bool SerialRead(PortLink* link, uint8_t* buffer, uint32_t count)
     if (link->handle == INVALID_HANDLE_VALUE)
         return true;
     const TimeoutsGuard guard(link->handle);
-    if (!ApplyReadTimeouts(link, &guard.saved))
+    if (!ApplyReadTimeouts(link, &guard.saved)) {
+        link->readFailed = true;
         return false;
+    }
     uint32_t received = 0;
     uint32_t emptyReads = 0;
     while (received < count) {
         uint8_t byte = 0;
         DWORD taken = 0;
-        if (ReadFile(link->handle, &byte, 1, &taken, nullptr) == FALSE)
+        if (ReadFile(link->handle, &byte, 1, &taken, nullptr) == FALSE) {
+            link->readFailed = true;
             return false;
+        }
         if (taken == 1)
             buffer[received++] = byte;
         else if (++emptyReads >= count)

@@ -18,8 +18,8 @@ bool LinkWrite(PortLink* link, const uint8_t* bytes, uint32_t count);
 
 // Reads exactly `count` bytes into `buffer`, one byte per call of the system, so that nothing beyond them is taken from the port. Gives
 // up at the `count`-th empty wait of byteTimeoutMs, counted over the whole call and not in a row: a controller may pause between bytes,
-// but not for longer than a packet of that length is worth waiting for. On false the bytes received so far stand at the start of
-// `buffer`. A count of 0 succeeds.
+// but not for longer than a packet of that length is worth waiting for. On false the bytes received so far are at the start of
+// `buffer`, and the link's readFailed tells a port that refused the read from a silent one. A count of 0 succeeds.
 bool LinkRead(PortLink* link, uint8_t* buffer, uint32_t count);
 
 // Waits until a byte has been received, without limit. False when the wait failed or was cancelled; true at once on a link without a

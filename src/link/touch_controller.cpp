@@ -1,8 +1,10 @@
 #include "link/touch_controller.h"
 
-#include <cstddef>
 #include <cstdlib>
 #include <new>
+
+#include "support/lock_guard.h"
+#include "support/owned.h"
 
 namespace korvex {
 
@@ -32,15 +34,10 @@ void ReleaseController(TouchController* controller)
     free(controller);
 }
 
-TouchController* ControllerOf(ListLinks* links)
+CalibrationData CopyCalibration(TouchController* controller)
 {
-    return reinterpret_cast<TouchController*>(reinterpret_cast<BYTE*>(links) - offsetof(TouchController, links));
-}
-
-void CloseIfOpen(HANDLE handle)
-{
-    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
-        CloseHandle(handle);
+    const LockGuard guard(&controller->lock);
+    return controller->calib;
 }
 
 bool IsStopRequested(const TouchController* controller)

@@ -31,11 +31,12 @@ inline constexpr uint32_t LINK_SERIAL = 2;
 
 // The byte link to a controller (port_link.h).
 struct PortLink {
-    uint32_t kind;          // LINK_SERIAL, or LINK_NONE while not initialised: every transfer then fails
-    HANDLE handle;          // the open COM port, owned by the controller's record
-    uint32_t portNumber;    // of a serial link
-    uint32_t byteTimeoutMs; // milliseconds that a read waits for one byte; 10 once the port is configured
-    uint32_t baudRate;      // 19200 or 9600; 0 after a probe that found no rate
+    uint32_t kind;           // LINK_SERIAL, or LINK_NONE while not initialised: every transfer then fails
+    HANDLE handle;           // the open COM port, owned by the controller's record
+    uint32_t portNumber;     // of a serial link
+    uint32_t byteTimeoutMs;  // milliseconds that a read waits for one byte; 10 once the port is configured
+    uint32_t baudRate;       // 19200 or 9600; 0 after a probe that found no rate
+    bool readFailed = false; // a read was refused by the port, which silence is not; stays until its user clears it
 };
 
 struct Point {
@@ -139,11 +140,8 @@ TouchController* CreateController();
 // record whose reader could not be ended (StopSession) is left to the end of the process instead. Null is allowed.
 void ReleaseController(TouchController* controller);
 
-// The record that `links`, its list membership, belongs to.
-TouchController* ControllerOf(ListLinks* links);
-
-// Closes a handle that was opened; null and INVALID_HANDLE_VALUE are left alone.
-void CloseIfOpen(HANDLE handle);
+// The controller's calibration as it is at one moment. Any thread.
+CalibrationData CopyCalibration(TouchController* controller);
 
 // True when the host's stop event is set: whatever is going on with the controller is to end soon. Any thread.
 bool IsStopRequested(const TouchController* controller);

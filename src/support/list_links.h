@@ -1,6 +1,8 @@
 // Circular doubly-linked lists whose links are embedded in the records. A head is a ListLinks too, and empty when it points to itself.
 #pragma once
 
+#include <cstddef>
+
 namespace korvex {
 
 struct ListLinks {
@@ -8,6 +10,14 @@ struct ListLinks {
     ListLinks* previous;
 };
 
+// The record whose member `links` this is.
+template <typename Record>
+Record* RecordOf(ListLinks* links)
+{
+    return reinterpret_cast<Record*>(reinterpret_cast<unsigned char*>(links) - offsetof(Record, links));
+}
+
+// A head must be made empty before its first use.
 inline void MakeEmptyList(ListLinks* head)
 {
     head->next = head;
@@ -19,6 +29,7 @@ inline bool IsListEmpty(const ListLinks* head)
     return head->next == head;
 }
 
+// Puts a record, which is in no list, behind the last one.
 inline void AppendToList(ListLinks* head, ListLinks* links)
 {
     links->next = head;
@@ -27,6 +38,7 @@ inline void AppendToList(ListLinks* head, ListLinks* links)
     head->previous = links;
 }
 
+// Takes a record out of the list that it is in; its links are null afterwards.
 inline void RemoveFromList(ListLinks* links)
 {
     links->previous->next = links->next;
@@ -35,13 +47,13 @@ inline void RemoveFromList(ListLinks* links)
     links->previous = nullptr;
 }
 
-// The first record of the list that matches, by the routines that give the record of its links and tell whether it does; null when none.
-template <typename RecordOf, typename Matches>
-auto FindInList(const ListLinks* head, RecordOf recordOf, Matches matches) -> decltype(recordOf(head->next))
+// The first record of the list for which `matches` gives true; null when there is none.
+template <typename Record, typename Matches>
+Record* FindInList(const ListLinks* head, Matches matches)
 {
     for (ListLinks* links = head->next; links != head; links = links->next) {
-        if (matches(recordOf(links)))
-            return recordOf(links);
+        if (matches(RecordOf<Record>(links)))
+            return RecordOf<Record>(links);
     }
     return nullptr;
 }

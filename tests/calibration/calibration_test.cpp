@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "calibration/defaults.h"
 #include "calibration/mapping.h"
 #include "calibration/settings_file.h"
 #include "platform/linux/machine.h"
@@ -19,83 +20,60 @@
 namespace korvex {
 namespace {
 
-using emulator::AnswerFault;
-using emulator::AnswerFaultKind;
-using testing::ColumnX;
-using testing::PointLines;
 using testing::ReadTextFile;
-using testing::RowY;
 using testing::TemporaryFolder;
 using testing::TestLine;
+using testing::TextOf;
 using testing::TraceRecorder;
 using testing::Unconnected;
 using testing::WriteTextFile;
+using Texts = std::vector<std::string>;
 
-TEST(LoadSettings, TakesTheFileAndTracesIt)
+HANDLE Hold(const WCHAR* path, DWORD share)
 {
-    const TemporaryFolder folder;
-    WriteTextFile("Korvex.ini",
-        "[Calibration]\nPanelOrient=6\nMode=9\nSTD_MIN_X=85\nSTD_MAX_X=938\nSTD_MIN_Y=100\nSTD_MAX_Y=900\n" + PointLines(9, ColumnX, RowY));
-    TraceRecorder trace;
-    const auto controller = Unconnected();
-    EXPECT_TRUE(LoadSettings(controller.get()));
-    EXPECT_EQ(trace.texts, (std::vector<std::string>{"Load File Settings\n"}));
-    const CalibrationData& calib = controller->calib;
-    EXPECT_EQ(calib.mapMode, 1);
-    EXPECT_EQ(calib.orientation, 3U) << "detected from the points, whatever was stored";
-    EXPECT_EQ(calib.pointCount, 9U);
-    EXPECT_EQ(calib.stdMinX, 85);
-    EXPECT_EQ(calib.stdMaxX, 938);
-    EXPECT_EQ(calib.stdMinY, 100);
-    EXPECT_EQ(calib.stdMaxY, 900);
-    EXPECT_EQ(calib.advPoints[8].x, 100);
-    EXPECT_EQ(calib.advPoints[8].y, 900);
-    EXPECT_EQ(calib.refPoints[8].x, 3996);
-    EXPECT_EQ(calib.rawRangeX, 1024);
-    EXPECT_EQ(calib.outRangeY, 65535);
-    EXPECT_EQ(calib.workRangeX, 4096);
+    return CreateFileW(path, GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 TEST(LoadSettings, TakesAFileCutAtAnyLength)
 {
-    const std::string whole = "[Calibration]\nPanelOrient=2\nMode=4\nSTD_MAX_X=938\n" + PointLines(4, ColumnX, RowY);
+    const std::string whole = "[Calibration]\nPanelOrient=2\nMode=4\nSTD_MAX_X=938\n" + testing::PointLines(testing::TargetsOf(4));
     for (size_t length = 0; length <= whole.size(); ++length) {
         const TemporaryFolder folder;
         WriteTextFile("Korvex.ini", whole.substr(0, length));
-        const TraceRecorder trace;
+        TraceRecorder trace;
         const auto controller = Unconnected();
         EXPECT_TRUE(LoadSettings(controller.get()));
+        EXPECT_EQ(trace.texts, Texts{"Load File Settings\n"});
         EXPECT_EQ(controller->calib.pointCount, length < whole.find("4\nSTD") + 1 ? 0U : 4U) << length;
         EXPECT_NE(controller->calib.stdMinX, controller->calib.stdMaxX) << length;
-        Point point{500, 500};
-        EXPECT_TRUE(MapPoint(&controller->calib, &point));
     }
 }
 
 TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFile)
 {
-    const TemporaryFolder folder;
     emulator::EmulatorOptions options;
     options.resolutionBits = 12;
     options.memory = {3, 0, 0, 0, 0x00, 0x10, 0x0F, 0xF0, 0x01, 0x00, 0x01, 0x00}; // the Y box is degenerate
-    for (const bool readOnly : {false, true}) {
-        if (readOnly) {
-            WriteTextFile("Korvex.ini", "[Calibration]\nMode=9\n");
+    enum class File { MISSING, READ_ONLY, HELD, SHARED };
+    for (const File file : {File::MISSING, File::READ_ONLY, File::HELD, File::SHARED}) {
+        const TemporaryFolder folder;
+        if (file != File::MISSING)
+            WriteTextFile("Korvex.ini", "[Calibration]\nPanelOrient=7\n");
+        if (file == File::READ_ONLY)
             chmod("Korvex.ini", 0444);
-        }
+        // Who reads the file and lets others write it does not keep the runtime out.
+        HANDLE holder = Hold(TEXT("Korvex.ini"), file == File::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ);
         const TestLine line(options);
         line.Know(MODEL_5200);
         TraceRecorder trace;
-        EXPECT_FALSE(LoadSettings(line.controller.get()));
-        EXPECT_EQ(trace.texts, (std::vector<std::string>{"Load File Settings\n", "Load Board Settings\n"}));
+        const bool fromFile = file == File::SHARED;
+        EXPECT_EQ(LoadSettings(line.controller.get()), fromFile);
+        EXPECT_EQ(trace.texts, fromFile ? Texts{"Load File Settings\n"} : (Texts{"Load File Settings\n", "Load Board Settings\n"}));
         EXPECT_EQ(line.controller->resolutionBits, 12U);
-        const CalibrationData& calib = line.controller->calib;
-        EXPECT_EQ(calib.rawRangeX, 4096);
-        EXPECT_EQ(calib.orientation, 3U);
-        EXPECT_EQ(calib.stdMinX, 0x10);
-        EXPECT_EQ(calib.stdMaxX, 0xFF0);
-        EXPECT_EQ(calib.stdMinY, 341);
-        EXPECT_EQ(calib.stdMaxY, 3754);
+        EXPECT_EQ(TextOf(&line.controller->calib),
+            fromFile ? "mode 1, orientation 7, 0 points, box 0..1023 0..1023, raw 4096 x 4096"
+                     : "mode 1, orientation 3, 0 points, box 16..4080 341..3754, raw 4096 x 4096");
+        CloseHandle(holder);
     }
 }
 
@@ -105,13 +83,10 @@ TEST(LoadSettings, GoesOnWithDefaultsWhenTheControllerAnswersNothing)
     const TraceRecorder trace;
     const TestLine line;
     line.Know(MODEL_5200, 12);
-    AddAnswerFault(line.emulator.get(), AnswerFault{AnswerFaultKind::SILENCE});
+    AddAnswerFault(line.emulator.get(), {emulator::AnswerFaultKind::SILENCE});
     EXPECT_FALSE(LoadSettings(line.controller.get()));
     EXPECT_EQ(line.controller->resolutionBits, 10U);
-    EXPECT_EQ(line.controller->calib.mapMode, 1);
-    EXPECT_EQ(line.controller->calib.rawRangeX, 1024);
-    EXPECT_EQ(line.controller->calib.orientation, 1U);
-    EXPECT_EQ(line.controller->calib.stdMinX, 85);
+    EXPECT_EQ(TextOf(&line.controller->calib), "mode 1, orientation 1, 0 points, box 85..938 85..938, raw 1024 x 1024");
 }
 
 // Two calibrations whose halves would map to something else when mixed; one thread maps, the other imports.
@@ -124,7 +99,8 @@ TEST(ImportCalibration, NeverShowsHalfACalibrationToTheMapping)
         boxes[i].stdMinX = boxes[i].stdMinY = i * 100;
         boxes[i].stdMaxX = boxes[i].stdMaxY = i * 100 + 400;
     }
-    controller->calib.workRangeX = controller->calib.workRangeY = controller->calib.outRangeX = controller->calib.outRangeY = 4096;
+    const Point range{WORK_RANGE, WORK_RANGE};
+    SetCalibrationRanges(&controller->calib, &range, &range);
     ImportCalibration(controller.get(), &boxes[0]);
     std::atomic<bool> done{false};
     std::atomic<int> mixed{0};
@@ -147,9 +123,9 @@ TEST(ImportCalibration, NeverShowsHalfACalibrationToTheMapping)
 TEST(SettingsFile, IsNeitherReadNorWrittenWhereThePathIsTooLong)
 {
     const TemporaryFolder folder;
-    const std::string segment(200, 'd');
-    std::filesystem::create_directories(segment + "/" + segment);
-    std::filesystem::current_path(segment + "/" + segment);
+    const std::string deep = std::string(200, 'd') + "/" + std::string(200, 'd');
+    std::filesystem::create_directories(deep);
+    std::filesystem::current_path(deep);
     WriteTextFile("Korvex.ini", "[Calibration]\nPanelOrient=5\n");
     const auto controller = Unconnected();
     EXPECT_FALSE(LoadCalibrationFile(controller.get()));
@@ -167,7 +143,9 @@ TEST(LocateSettingsFile, LooksInTheSystemFolder)
     EXPECT_TRUE(std::u16string(path.data()).ends_with(u"\\Korvex.ini")) << "the path is given all the same";
     WriteTextFile("Korvex.ini", "");
     chmod("Korvex.ini", 0444);
-    EXPECT_TRUE(LocateSettingsFile(path.data()));
+    HANDLE reader = Hold(path.data(), FILE_SHARE_READ);
+    EXPECT_TRUE(LocateSettingsFile(path.data())) << "beside another reader";
+    CloseHandle(reader);
     platform::ThisMachine()->systemFolder.clear();
     EXPECT_FALSE(LocateSettingsFile(path.data()));
 }

@@ -1,150 +1,148 @@
+// The way of a point through spans, box, orientation and kernels. Runs on Windows too.
+
 #include "calibration/mapping.h"
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <algorithm>
 #include <limits>
 
 #include "calibration/defaults.h"
 #include "calibration/orientation.h"
+#include "testing/calibration_data.h"
 
 namespace korvex {
 namespace {
 
-CalibrationData Calibrated(int32_t rawRange)
+CalibrationData Spans(uint8_t mapMode, Point rawRange = {1024, 1024})
 {
     CalibrationData calib{};
-    calib.mapMode = 1;
-    calib.orientation = 1;
-    const Point raw{rawRange, rawRange};
-    const Point out{OUTPUT_RANGE, OUTPUT_RANGE};
-    SetCalibrationRanges(&calib, &raw, &out);
+    calib.mapMode = mapMode;
+    const Point outRange{OUTPUT_RANGE, OUTPUT_RANGE};
+    SetCalibrationRanges(&calib, &rawRange, &outRange);
     return calib;
 }
 
-void SetBox(CalibrationData* calib, int32_t minimum, int32_t maximum)
+CalibrationData Box(Point minimum, Point maximum, uint32_t pointCount = 0)
 {
-    calib->stdMinX = calib->stdMinY = minimum;
-    calib->stdMaxX = calib->stdMaxY = maximum;
+    CalibrationData calib = Spans(1);
+    calib.pointCount = pointCount;
+    calib.orientation = 8; // a box has no transform
+    calib.stdMinX = minimum.x;
+    calib.stdMinY = minimum.y;
+    calib.stdMaxX = maximum.x;
+    calib.stdMaxY = maximum.y;
+    return calib;
 }
 
-void ExpectMaps(const CalibrationData* calib, Point raw, Point mapped)
+CalibrationData Measured(const std::vector<Point>& points, uint8_t mapMode = 1)
 {
-    Point point = raw;
-    EXPECT_TRUE(MapPoint(calib, &point));
-    EXPECT_EQ(point.x, mapped.x) << "from " << raw.x << ", " << raw.y;
-    EXPECT_EQ(point.y, mapped.y) << "from " << raw.x << ", " << raw.y;
+    CalibrationData calib = Spans(mapMode);
+    calib.pointCount = static_cast<uint32_t>(points.size());
+    calib.orientation = 1;
+    std::copy(points.begin(), points.end(), calib.advPoints.begin());
+    BuildReferencePoints(&calib);
+    return calib;
 }
 
-// The point sets are given as the panel measured them; the reference points follow from them.
-void SetGrid(CalibrationData* calib, uint32_t pointCount)
+TEST(MapPoint, IsExactToTheUnitInEveryStage)
 {
-    const int32_t places[]{100, 500, 900};
-    calib->pointCount = pointCount;
-    if (pointCount == 4) {
-        calib->advPoints = {Point{100, 100}, Point{900, 100}, Point{900, 900}, Point{100, 900}};
-    } else {
-        for (uint32_t i = 0; i < 9; ++i)
-            calib->advPoints[i] = {places[i % 3], places[i / 3]};
+    const std::vector<Point> nine = testing::TargetsOf(9);
+    const std::vector<Point> four = testing::TargetsOf(4);
+    const std::vector<Point> slanted{{500, 100}, {510, 100}, {510, 900}, {500, 900}};
+    struct Row {
+        const char* what;
+        CalibrationData calib;
+        Point raw, mapped;
+    };
+    for (const Row& row : {
+             Row{"plain", Spans(0), {0, 512}, {0, 32767}},
+             Row{"plain, the last place", Spans(2), {1023, 1023}, {65471, 65471}},
+             Row{"plain, whatever was measured", Measured(nine, 255), {512, 0}, {32767, 0}},
+             Row{"plain, a span of 0", Spans(0, {0, 1024}), {512, 512}, {0, 32767}},
+             Row{"box", Box({85, 85}, {938, 938}), {511, 938}, {32719, 65535}},
+             Row{"box of 16 points, clamped", Box({85, 85}, {938, 938}, 16), {0, 1023}, {0, 65535}},
+             Row{"box of 25 points, mirrored", Box({938, 85}, {85, 938}, 25), {500, 85}, {33647, 0}},
+             Row{"box without height", Box({85, 85}, {938, 85}), {1000, 2500}, {15999, 39999}},
+             Row{"box without width: clamped alone", Box({85, 85}, {85, 938}), {5000, -3}, {65535, 0}},
+             Row{"a product beyond 32 bits", Box({-2000000, -2000000}, {3000000, 3000000}), {500, 500}, {0, 0}},
+             Row{"nine points, the middle", Measured(nine), {500, 500}, {32767, 32767}},
+             Row{"nine points, on the outer targets", Measured(nine), {100, 900}, {1311, 64223}},
+             Row{"nine points, between", Measured(nine), {300, 700}, {17023, 48495}},
+             Row{"nine points, beyond", Measured(nine), {0, 0}, {-6543, -6543}},
+             Row{"nine points in one place", Measured(std::vector<Point>(9)), {700, 300}, {0, 0}},
+             Row{"four points", Measured(four), {500, 900}, {32767, 64223}},
+             Row{"four points, between", Measured(four), {300, 700}, {17039, 48495}},
+             Row{"four points close together", Measured(slanted), {1023, 500}, {145821, 32767}},
+         }) {
+        Point point = row.raw;
+        EXPECT_TRUE(MapPoint(&row.calib, &point)) << row.what;
+        EXPECT_EQ(point, row.mapped) << row.what;
     }
-    BuildReferencePoints(calib);
-}
-
-TEST(MapPoint, ScalesPlainlyUnlessCalibrated)
-{
-    CalibrationData calib = Calibrated(1024);
-    SetBox(&calib, 400, 600);
-    SetGrid(&calib, 9);
-    for (const uint8_t mode : std::initializer_list<uint8_t>{0, 2, 255}) {
-        calib.mapMode = mode;
-        ExpectMaps(&calib, {0, 512}, {0, 32767});
-        ExpectMaps(&calib, {1023, 1023}, {65471, 65471});
-    }
-    calib.rawRangeX = 0;
-    ExpectMaps(&calib, {512, 512}, {0, 32767});
-}
-
-TEST(MapPoint, MapsThroughTheStandardBoxAndClamps)
-{
-    for (const uint32_t pointCount : {0U, 16U, 25U}) { // these have no kernel
-        CalibrationData calib = Calibrated(1024);
-        calib.orientation = 8; // and no transform
-        calib.pointCount = pointCount;
-        SetBox(&calib, 85, 938);
-        ExpectMaps(&calib, {85, 938}, {0, 65535});
-        ExpectMaps(&calib, {511, 511}, {32719, 32719});
-        ExpectMaps(&calib, {0, 1023}, {0, 65535});
-        SetBox(&calib, 938, 85);
-        ExpectMaps(&calib, {85, 938}, {65535, 0});
-        ExpectMaps(&calib, {500, 500}, {33647, 33647});
-    }
-    CalibrationData calib = Calibrated(4096);
-    SetBox(&calib, 85, 938);
-    calib.stdMaxY = calib.stdMinY;
-    ExpectMaps(&calib, {1000, 2500}, {15999, 39999});
-    Point point{1000, 2500};
-    EXPECT_FALSE(MapStandardBox(&calib, &point));
-}
-
-TEST(MapPoint, InterpolatesBetweenMeasuredPointsAndExtrapolatesBeyond)
-{
-    CalibrationData calib = Calibrated(1024);
-    SetGrid(&calib, 9);
-    ExpectMaps(&calib, {500, 500}, {32767, 32767});
-    ExpectMaps(&calib, {100, 100}, {1311, 1311});
-    ExpectMaps(&calib, {900, 900}, {64223, 64223});
-    ExpectMaps(&calib, {300, 700}, {17023, 48495});
-    ExpectMaps(&calib, {0, 0}, {-6543, -6543});
-    SetGrid(&calib, 4);
-    ExpectMaps(&calib, {500, 500}, {32767, 32767});
-    ExpectMaps(&calib, {300, 700}, {17039, 48495});
+    Point point{-5, 7};
+    CalibrationData negative = Box({0, 0}, {0, 0});
+    negative.workRangeX = -3;
+    EXPECT_FALSE(MapStandardBox(&negative, &point));
+    EXPECT_EQ(point, (Point{-3, 7})) << "raised to 0, then lowered to the span";
 }
 
 // A panel mounted in any of the eight ways: its points, measured in its own axes, bring the same finger to the same place.
 TEST(MapPoint, UndoesEveryOrientation)
 {
     for (uint32_t orientation = 1; orientation <= MAX_ORIENTATION; ++orientation) {
+        const auto panelPoint = [orientation](Point screen) {
+            const bool mirrorX = orientation == 3 || orientation == 4 || orientation == 6 || orientation == 8;
+            const bool mirrorY = orientation == 2 || orientation == 4 || orientation == 7 || orientation == 8;
+            const Point panel = orientation >= 5 ? Point{screen.y, screen.x} : screen;
+            return Point{mirrorX ? 1000 - panel.x : panel.x, mirrorY ? 1000 - panel.y : panel.y};
+        };
         for (const uint32_t pointCount : {4U, 9U}) {
-            const auto panelPoint = [orientation](Point screen) {
-                const bool swapped = orientation >= 5;
-                const bool mirrorX = orientation == 3 || orientation == 4 || orientation == 6 || orientation == 8;
-                const bool mirrorY = orientation == 2 || orientation == 4 || orientation == 7 || orientation == 8;
-                Point panel = swapped ? Point{screen.y, screen.x} : screen;
-                panel.x = mirrorX ? 1000 - panel.x : panel.x;
-                panel.y = mirrorY ? 1000 - panel.y : panel.y;
-                return panel;
-            };
-            CalibrationData calib = Calibrated(1024);
-            SetGrid(&calib, pointCount);
-            for (uint32_t i = 0; i < pointCount; ++i)
-                calib.advPoints[i] = panelPoint(calib.advPoints[i]);
+            CalibrationData calib = Measured(testing::TargetsOf(pointCount));
+            std::transform(calib.advPoints.begin(), calib.advPoints.begin() + pointCount, calib.advPoints.begin(), panelPoint);
             DetectOrientation(&calib);
             EXPECT_EQ(calib.orientation, orientation);
             BuildReferencePoints(&calib);
-            ExpectMaps(&calib, panelPoint({500, 500}), {32767, 32767});
-            ExpectMaps(&calib, panelPoint({900, 100}), {64223, 1311});
+            Point point = panelPoint({900, 100});
+            MapPoint(&calib, &point);
+            EXPECT_EQ(point, (Point{64223, 1311})) << orientation;
         }
     }
 }
 
-TEST(MapPoint, SurvivesEveryCalibration)
+// Calibration values come from a file that anyone can edit: with whatever numbers, extremes among them, the steps end as an independent
+// calculation of the same rules does, which has given the number below.
+TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
 {
-    const int32_t extremes[]{std::numeric_limits<int32_t>::min(), -1, 0, 1, std::numeric_limits<int32_t>::max()};
-    for (const int32_t value : extremes) {
-        for (const uint32_t pointCount : {0U, 4U, 9U, 25U}) {
-            CalibrationData calib = Calibrated(value);
-            SetBox(&calib, value, 1);
-            calib.pointCount = pointCount;
-            calib.advPoints.fill({value, 1 - (value == 0)});
-            calib.advPoints[0] = {7, value};
-            BuildReferencePoints(&calib);
-            for (const uint8_t mode : std::initializer_list<uint8_t>{0, 1}) {
-                calib.mapMode = mode;
-                Point point{1023, 4095};
-                EXPECT_TRUE(MapPoint(&calib, &point));
-            }
+    constexpr int32_t SMALLEST = std::numeric_limits<int32_t>::min();
+    constexpr int32_t LARGEST = std::numeric_limits<int32_t>::max();
+    constexpr int32_t EXTREMES[]{SMALLEST, SMALLEST + 1, -65536, -1, 0, 1, 65536, LARGEST};
+    uint32_t state = 1;
+    const auto number = [&state, &EXTREMES] {
+        state = state * 1664525 + 1013904223;
+        return state >> 28 == 0 ? EXTREMES[(state >> 16) & 7] : static_cast<int32_t>((state >> 8) % 4096);
+    };
+    uint32_t digest = 0;
+    for (int i = 0; i < 20000; ++i) {
+        CalibrationData calib{};
+        SetCalibrationRanges(&calib, nullptr, nullptr);
+        calib.mapMode = i % 7 == 0 ? 0 : 1;
+        calib.pointCount = std::array{0U, 4U, 9U, 16U, 25U}[static_cast<size_t>(i % 5)];
+        for (int32_t* value : {&calib.rawRangeX, &calib.rawRangeY, &calib.outRangeX, &calib.outRangeY, &calib.stdMinX, &calib.stdMinY,
+                 &calib.stdMaxX, &calib.stdMaxY})
+            *value = number();
+        for (Point& point : calib.advPoints) {
+            point.x = number();
+            point.y = number();
         }
+        DetectOrientation(&calib);
+        BuildReferencePoints(&calib);
+        Point point{};
+        point.x = number();
+        point.y = number();
+        EXPECT_TRUE(MapPoint(&calib, &point));
+        digest = (digest * 31 + static_cast<uint32_t>(point.x)) * 31 + static_cast<uint32_t>(point.y);
     }
+    EXPECT_EQ(digest, 0x2045DB0BU);
 }
 
 } // namespace

@@ -1,67 +1,60 @@
-// What the settings file makes of a calibration. Runs on Windows too.
+// What the settings file makes of a calibration, and back. Runs on Windows too.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "calibration/calibration.h"
-#include "calibration/mapping.h"
+#include "calibration/defaults.h"
 #include "testing/calibration_data.h"
 #include "testing/temporary_folder.h"
 
 namespace korvex {
 namespace {
 
-using testing::ColumnX;
+using testing::FirstPoints;
+using testing::MirroredTargetsOf;
 using testing::PointLines;
 using testing::ReadTextFile;
-using testing::RowY;
 using testing::TemporaryFolder;
+using testing::TextOf;
 using testing::Unconnected;
 using testing::WriteTextFile;
 
 TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
 {
+    const std::string nine = PointLines(MirroredTargetsOf(9));
     struct Row {
-        const char* section;
-        uint32_t orientation, pointCount;
-        int32_t minX, maxX, minY, maxY;
+        std::string section, loaded;
     };
-    for (const Row& row : {Row{"", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=9\n", 1, 0, 0, 1023, 0, 1023},
-             Row{"PanelOrient=0\n", 1, 0, 0, 1023, 0, 1023}, Row{"PanelOrient=-2\n", 1, 0, 0, 1023, 0, 1023},
-             Row{"PanelOrient=8\n", 8, 0, 0, 1023, 0, 1023}, Row{"Mode=7\n", 1, 0, 0, 1023, 0, 1023},
-             Row{"Mode=-1\n", 1, 0, 0, 1023, 0, 1023}, Row{"Mode=26\n", 1, 0, 0, 1023, 0, 1023}, Row{"Mode=25\n", 4, 25, 0, 1023, 0, 1023},
-             Row{"STD_MIN_X=500\nSTD_MAX_X=500\n", 1, 0, 85, 938, 0, 1023}, Row{"STD_MIN_Y=7\nSTD_MAX_Y=7\n", 1, 0, 0, 1023, 85, 938},
-             Row{"STD_MIN_X=abc\nSTD_MAX_X= -12x\n", 1, 0, 0, -12, 0, 1023}, Row{"STD_MAX_X=99999999999\n", 1, 0, 0, INT32_MAX, 0, 1023},
+    for (const Row& row : {
+             Row{"", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"PanelOrient=9\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"PanelOrient=0\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"PanelOrient=-2\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"PanelOrient=8\n", "orientation 8, 0 points, box 0..1023 0..1023"},
+             Row{"Mode=7\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"Mode=-1\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"Mode=26\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+             Row{"Mode=16\n", "orientation 4, 16 points, box 0..1023 0..1023"},
+             Row{"PanelOrient=6\nMode=9\nSTD_MIN_X=85\nSTD_MAX_X=938\nSTD_MIN_Y=100\nSTD_MAX_Y=900\n" + nine,
+                 "orientation 3, 9 points, box 85..938 100..900"}, // detected from the points, whatever was stored
+             Row{"STD_MIN_X=500\nSTD_MAX_X=500\n", "orientation 1, 0 points, box 85..938 0..1023"},
+             Row{"STD_MIN_Y=7\nSTD_MAX_Y=7\n", "orientation 1, 0 points, box 0..1023 85..938"},
+             Row{"STD_MIN_X=abc\nSTD_MAX_X= -12x\n", "orientation 1, 0 points, box 0..-12 0..1023"},
+             Row{"STD_MAX_X=99999999999\n", "orientation 1, 0 points, box 0..2147483647 0..1023"},
              // A value is cut to 31 characters, so the last digit is lost.
-             Row{"STD_MAX_X=00000000000000000000000000000077\n", 1, 0, 0, 7, 0, 1023}}) {
+             Row{"STD_MAX_X=00000000000000000000000000000077\n", "orientation 1, 0 points, box 0..7 0..1023"},
+         }) {
         const TemporaryFolder folder;
-        WriteTextFile("Korvex.ini", std::string("[Calibration]\n") + row.section);
+        const std::string file = "[Calibration]\n" + row.section;
+        WriteTextFile("Korvex.ini", file);
         const auto controller = Unconnected();
         EXPECT_TRUE(LoadSettings(controller.get()));
-        const CalibrationData& calib = controller->calib;
-        EXPECT_EQ(calib.orientation, row.orientation) << row.section;
-        EXPECT_EQ(calib.pointCount, row.pointCount) << row.section;
-        EXPECT_EQ(calib.stdMinX, row.minX) << row.section;
-        EXPECT_EQ(calib.stdMaxX, row.maxX) << row.section;
-        EXPECT_EQ(calib.stdMinY, row.minY) << row.section;
-        EXPECT_EQ(calib.stdMaxY, row.maxY) << row.section;
-        EXPECT_EQ(ReadTextFile("Korvex.ini"), std::string("[Calibration]\n") + row.section) << "reading changes nothing";
+        EXPECT_EQ(TextOf(&controller->calib), "mode 1, " + row.loaded + ", raw 1024 x 1024") << row.section;
+        EXPECT_EQ(ReadTextFile("Korvex.ini"), file) << "reading changes nothing";
     }
-}
-
-TEST(LoadSettings, MapsEverythingToZeroByCoincidentPoints)
-{
-    const TemporaryFolder folder;
-    WriteTextFile("Korvex.ini", "[Calibration]\nMode=9\n");
-    const auto controller = Unconnected();
-    LoadSettings(controller.get());
-    EXPECT_EQ(controller->calib.orientation, 4U);
-    EXPECT_EQ(controller->calib.refPoints[8].x, 4096);
-    Point point{700, 300};
-    MapPoint(&controller->calib, &point);
-    EXPECT_EQ(point.x, 0);
-    EXPECT_EQ(point.y, 0);
 }
 
 TEST(LoadSettings, KeepsPlainScalingForAModelWithoutASpan)
@@ -69,48 +62,51 @@ TEST(LoadSettings, KeepsPlainScalingForAModelWithoutASpan)
     const TemporaryFolder folder;
     for (const uint32_t model : {MODEL_2400, MODEL_4400}) {
         const auto controller = Unconnected(model);
-        LoadSettings(controller.get());
-        EXPECT_EQ(controller->calib.mapMode, 0);
-        EXPECT_EQ(controller->calib.rawRangeX, 0);
+        EXPECT_FALSE(LoadSettings(controller.get()));
+        EXPECT_EQ(TextOf(&controller->calib), "mode 0, orientation 1, 0 points, box 85..938 85..938, raw 0 x 0");
         EXPECT_EQ(controller->calib.outRangeX, 65535);
+        EXPECT_EQ(controller->calib.workRangeY, 4096);
     }
 }
 
 TEST(ImportCalibration, InstallsAndSavesThePointsInOrder)
 {
-    const TemporaryFolder folder;
-    WriteTextFile("Korvex.ini", "; by hand\n[Option]\nTouchReport=1\n[Calibration]\nADV_12_X=77\n");
-    const auto controller = Unconnected();
-    controller->calib.workRangeX = controller->calib.workRangeY = 4096;
-    controller->calib.rawRangeX = 1234;
-    controller->calib.advPoints[9] = {55, 66};
-    CalibrationData source{};
-    source.pointCount = 9;
-    source.orientation = 8;
-    source.stdMinX = -5;
-    source.stdMaxX = 1023;
-    source.stdMinY = 10;
-    source.stdMaxY = 1000;
-    for (int i = 0; i < 9; ++i)
-        source.advPoints[static_cast<size_t>(i)] = {ColumnX(i), RowY(i)};
-    source.advPoints[9] = {1, 2};
-    EXPECT_TRUE(ImportCalibration(controller.get(), &source));
-    EXPECT_EQ(controller->calib.mapMode, 1);
-    EXPECT_EQ(controller->calib.orientation, 3U);
-    EXPECT_EQ(controller->calib.rawRangeX, 1234);
-    EXPECT_EQ(controller->calib.advPoints[9].x, 55) << "points beyond the count are not taken";
-    EXPECT_EQ(controller->calib.refPoints[0].x, 4096 - 900);
-    std::string settings = ReadTextFile("Korvex.ini");
-    std::erase(settings, '\r'); // Windows ends lines in its own way
-    EXPECT_EQ(settings,
-        "; by "
-        "hand\n[Option]\nTouchReport=1\n[Calibration]\nADV_12_X=77\nPanelOrient=3\nMode=9\nSTD_MIN_X=-5\nSTD_MAX_X=1023\nSTD_MIN_Y=10\nSTD_"
-        "MAX_Y=1000\n"
-            + PointLines(9, ColumnX, RowY));
+    for (const uint32_t count : {9U, 25U}) {
+        const TemporaryFolder folder;
+        const std::string before = "; by hand\n[Option]\nTouchReport=1\n[Calibration]\nMORE=77\n";
+        WriteTextFile("Korvex.ini", before);
+        const auto controller = Unconnected();
+        SetCalibrationRanges(&controller->calib, nullptr, nullptr);
+        controller->calib.rawRangeX = controller->calib.rawRangeY = 1024;
+        controller->calib.advPoints.fill({55, 66});
+        CalibrationData source{};
+        source.pointCount = count;
+        source.orientation = 8;
+        source.stdMinX = -5;
+        source.stdMaxX = 1023;
+        source.stdMinY = 10;
+        source.stdMaxY = 1000;
+        source.advPoints.fill({1, 2});
+        const std::vector<Point> targets = MirroredTargetsOf(count);
+        std::copy(targets.begin(), targets.end(), source.advPoints.begin());
+        EXPECT_TRUE(ImportCalibration(controller.get(), &source));
+        const CalibrationData* calib = &controller->calib;
+        const std::string text = "mode 1, orientation 3, " + std::to_string(count) + " points, box -5..1023 10..1000, raw 1024 x 1024";
+        EXPECT_EQ(TextOf(calib), text);
+        EXPECT_EQ(FirstPoints(&calib->advPoints, count), targets);
+        EXPECT_EQ(calib->advPoints[24], count == 25 ? targets[24] : (Point{55, 66})) << "points beyond the count are not taken";
+        EXPECT_EQ(calib->refPoints[0], (Point{4096 - 900, 100}));
+        std::string settings = ReadTextFile("Korvex.ini");
+        std::erase(settings, '\r'); // Windows ends lines in its own way
+        EXPECT_EQ(settings,
+            before + "PanelOrient=3\nMode=" + std::to_string(count) + "\nSTD_MIN_X=-5\nSTD_MAX_X=1023\nSTD_MIN_Y=10\nSTD_MAX_Y=1000\n"
+                + PointLines(targets));
 
-    const auto next = Unconnected();
-    EXPECT_TRUE(LoadSettings(next.get()));
-    EXPECT_EQ(next->calib.refPoints[0].x, controller->calib.refPoints[0].x) << "the next session maps as this one";
+        const auto next = Unconnected();
+        EXPECT_TRUE(LoadSettings(next.get()));
+        EXPECT_EQ(TextOf(&next->calib), text) << "the last point decides the orientation";
+        EXPECT_EQ(FirstPoints(&next->calib.refPoints, count), FirstPoints(&calib->refPoints, count)) << "the next session maps as this one";
+    }
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "testing/calibration_data.h"
 
+#include <sstream>
+
 namespace korvex::testing {
 
 ControllerPointer Unconnected(uint32_t model)
@@ -10,25 +12,47 @@ ControllerPointer Unconnected(uint32_t model)
     return controller;
 }
 
-std::string PointLines(int count, int (*x)(int), int (*y)(int))
+std::vector<Point> TargetsOf(uint32_t pointCount)
 {
-    std::string lines;
-    for (int i = 0; i < count; ++i) {
-        const std::string index = (i < 10 ? "0" : "") + std::to_string(i);
-        lines.append("ADV_").append(index).append("_X=").append(std::to_string(x(i))).append("\n");
-        lines.append("ADV_").append(index).append("_Y=").append(std::to_string(y(i))).append("\n");
+    if (pointCount == 4)
+        return {{100, 100}, {900, 100}, {900, 900}, {100, 900}};
+    std::vector<Point> points;
+    const int side = pointCount == 9 ? 3 : pointCount == 16 ? 4 : 5;
+    for (int i = 0; i < side * side; ++i)
+        points.push_back({100 + 800 * (i % side) / (side - 1), 100 + 800 * (i / side) / (side - 1)});
+    return points;
+}
+
+std::vector<Point> MirroredTargetsOf(uint32_t pointCount)
+{
+    std::vector<Point> points = TargetsOf(pointCount);
+    for (Point& point : points)
+        point.x = 1000 - point.x;
+    return points;
+}
+
+std::string PointLines(const std::vector<Point>& points)
+{
+    std::ostringstream lines;
+    for (size_t i = 0; i < points.size(); ++i) {
+        const char* zero = i < 10 ? "0" : "";
+        lines << "ADV_" << zero << i << "_X=" << points[i].x << "\nADV_" << zero << i << "_Y=" << points[i].y << "\n";
     }
-    return lines;
+    return lines.str();
 }
 
-int ColumnX(int i)
+std::string TextOf(const CalibrationData* calib)
 {
-    return 900 - 400 * (i % 3); // falls from left to right
+    std::ostringstream text;
+    text << "mode " << int{calib->mapMode} << ", orientation " << calib->orientation << ", " << calib->pointCount << " points, box "
+         << calib->stdMinX << ".." << calib->stdMaxX << " " << calib->stdMinY << ".." << calib->stdMaxY << ", raw " << calib->rawRangeX
+         << " x " << calib->rawRangeY;
+    return text.str();
 }
 
-int RowY(int i)
+std::vector<Point> FirstPoints(const std::array<Point, MAX_CALIBRATION_POINTS>* points, uint32_t count)
 {
-    return 100 + 400 * (i / 3);
+    return {points->begin(), points->begin() + count};
 }
 
 } // namespace korvex::testing

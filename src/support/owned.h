@@ -1,0 +1,61 @@
+// Scoped ownership of what the system or the C heap has given out and wants back.
+#pragma once
+
+#include <cstdlib>
+
+#include "platform/win32.h"
+
+namespace korvex {
+
+// Gives `value` back with CLOSE at the end of its life. CLOSE leaves the values alone that name nothing (null, INVALID_HANDLE_VALUE).
+template <typename T, auto CLOSE>
+struct Owned {
+    T value;
+
+    explicit Owned(T owned) : value(owned) { }
+    ~Owned() { CLOSE(value); }
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+};
+
+// True for a handle that was opened: neither null nor INVALID_HANDLE_VALUE.
+inline bool IsOpen(HANDLE handle)
+{
+    return handle != nullptr && handle != INVALID_HANDLE_VALUE;
+}
+
+// Closes a handle that was opened.
+inline void CloseIfOpen(HANDLE handle)
+{
+    if (IsOpen(handle))
+        CloseHandle(handle);
+}
+
+inline void CloseKeyIfOpen(HKEY key)
+{
+    if (IsOpen(key))
+        RegCloseKey(key);
+}
+
+inline void CloseServiceIfOpen(SC_HANDLE service)
+{
+    if (service != nullptr)
+        CloseServiceHandle(service);
+}
+
+inline void DestroyDevicesIfOpen(HDEVINFO devices)
+{
+    if (IsOpen(devices))
+        SetupDiDestroyDeviceInfoList(devices);
+}
+
+using OwnedHandle = Owned<HANDLE, CloseIfOpen>;
+using OwnedKey = Owned<HKEY, CloseKeyIfOpen>;
+using OwnedService = Owned<SC_HANDLE, CloseServiceIfOpen>;
+using OwnedDevices = Owned<HDEVINFO, DestroyDevicesIfOpen>;
+
+// Memory from malloc.
+template <typename T>
+using OwnedMemory = Owned<T*, free>;
+
+} // namespace korvex
