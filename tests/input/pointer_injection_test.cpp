@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "calibration/defaults.h"
@@ -22,8 +23,7 @@ using testing::SentInput;
 
 testing::ControllerPointer PlainController()
 {
-    testing::ControllerPointer controller(CreateController());
-    controller->model = MODEL_7700;
+    testing::ControllerPointer controller = testing::Unconnected(MODEL_7700);
     const Point rawRange{1024, 1024};
     const Point outRange{OUTPUT_RANGE, OUTPUT_RANGE};
     SetCalibrationRanges(&controller->calib, &rawRange, &outRange);
@@ -72,8 +72,8 @@ TEST(InjectReport, SendsExtrapolatedPointsUnchanged)
     const auto controller = PlainController();
     controller->calib.mapMode = 1;
     controller->calib.pointCount = 9;
-    for (uint32_t i = 0; i < 9; ++i)
-        controller->calib.refPoints[i] = {static_cast<int32_t>(100 + 400 * (i % 3)), static_cast<int32_t>(100 + 400 * (i / 3))};
+    const std::vector<Point> targets = testing::TargetsOf(9);
+    std::copy(targets.begin(), targets.end(), controller->calib.refPoints.begin());
     EXPECT_TRUE(Inject(controller.get(), 0xFF, 0, 0));
     EXPECT_EQ(recorder.inputs, (std::vector<SentInput>{{-6543, -6543, PRESS}}));
 }

@@ -50,6 +50,7 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
     const Bytes corrupt{0x70, 0x00, 0x02, 0x00, 0x01, 0x8D};
     const Bytes outside{0x70, 0x00, 0x04, 0x00, 0x00, 0x8B}; // X = 1024
     const Bytes beyond{0x70, 0x00, 0x10, 0x00, 0x00, 0x7F};  // X = 4096
+    const Bytes below{0x70, 0x00, 0x00, 0x00, 0x04, 0x8B};   // Y = 1024
     const Bytes seven{0xFF, 1, 2, 3, 4};                     // 130, 388
     const Bytes rejected{0xFF, 0x80, 5, 6, 7};               // what is left of it must not show in a report that is cut off
     for (const Stream& stream : {
@@ -57,7 +58,8 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
              Stream{"as of model 5460", MODEL_5460, 10, good, {{512, 256}}},
              Stream{"a corrupt one between", MODEL_5200, 10, good + corrupt + good, {{512, 256}, {512, 256}}},
              Stream{"at the 10-bit limit", MODEL_5200, 10, outside + good, {{512, 256}}},
-             Stream{"within 12 bits", MODEL_5200, 12, outside + beyond + good, {{1024, 0}, {512, 256}}},
+             Stream{"at the 10-bit limit downward", MODEL_5200, 10, below + good, {{512, 256}}},
+             Stream{"within 12 bits", MODEL_5200, 12, outside + beyond + below + good, {{1024, 0}, {0, 1024}, {512, 256}}},
              Stream{"stray bytes in front", MODEL_5200, 10, Bytes{0x01, 0x02, 0x03} + good + good, {{512, 256}}},
              // A stray byte that looks like a status byte takes the report behind it along; the data bytes there are no new start.
              Stream{"a false start", MODEL_5200, 10, Bytes{0, 0, 0, 0, 0, 0, 0x31} + good + good + good, {{512, 256}, {512, 256}}},
@@ -72,12 +74,7 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
         line.Know(stream.model, stream.resolutionBits);
         line.controller->running = 1;
         SendBytes(line.emulator.get(), stream.bytes);
-        const std::vector<Point> points = ReadAll(&line);
-        ASSERT_EQ(points.size(), stream.reports.size()) << stream.what;
-        for (size_t i = 0; i < points.size(); ++i) {
-            EXPECT_EQ(points[i].x, stream.reports[i].x) << stream.what;
-            EXPECT_EQ(points[i].y, stream.reports[i].y) << stream.what;
-        }
+        EXPECT_EQ(ReadAll(&line), stream.reports) << stream.what;
     }
 }
 

@@ -1,5 +1,6 @@
 #include "link/driver_requests.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -12,63 +13,61 @@ namespace korvex {
 namespace {
 
 using drivers::AddTouchDevice;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using testing::TestMachine;
 
-const std::vector<std::pair<DWORD, uint32_t>> ALL_ANSWERS{{TOUCH_IDENTITY_A, 0x1234}, {TOUCH_IDENTITY_B, 0x56},
-    {TOUCH_IDENTITY_C, 0xABCDEF}, {TOUCH_MODEL, 0x8200}, {TOUCH_FIRMWARE_FIRST, 0x0103}, {TOUCH_FIRMWARE_SECOND, 0x00070512},
-    {TOUCH_BAUD_RATE, 4800}};
+// The codes as the driver knows them.
+const std::vector<std::pair<DWORD, uint32_t>> ALL_ANSWERS{{0x223C00, 0x1234}, {0x223C04, 0x56}, {0x223C80, 0xABCDEF}, {0x223D24, 0x8200},
+    {0x223CA8, 0x0103}, {0x223CAC, 0x00070512}, {0x223CB4, 4800}};
 
 testing::ControllerPointer KnownController()
 {
     testing::ControllerPointer controller(CreateController());
     controller->model = MODEL_7700;
     controller->fwMajor = controller->fwMinor = 99;
+    controller->fwBuild = 99;
     controller->link.baudRate = 1;
     return controller;
 }
 
-TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
+std::vector<int> InfoOf(const TouchController* controller)
 {
-    const TestMachine machine;
-    const auto device = AddTouchDevice(u"USB\\KVX8200\\1", {u"USB\\KVX8200"});
-    device->answers = ALL_ANSWERS;
-    const auto controller = KnownController();
-    EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"usb\\kvx8200\\1"));
-    EXPECT_EQ(controller->usbInfoA, 0x34);
-    EXPECT_EQ(controller->usbInfoB, 0x56);
-    EXPECT_EQ(controller->usbInfoC, 0xCDEF);
-    EXPECT_EQ(controller->model, 0x8200U);
-    EXPECT_EQ(controller->fwMajor, 3);
-    EXPECT_EQ(controller->fwMinor, 7);
-    EXPECT_EQ(controller->fwBuild, 0x12);
-    EXPECT_EQ(controller->link.baudRate, 4800U) << "a rate that no controller has stays all the same";
-    EXPECT_EQ(controller->link.kind, LINK_NONE);
-    EXPECT_EQ(device->requests,
-        (std::vector<DWORD>{TOUCH_IDENTITY_A, TOUCH_IDENTITY_B, TOUCH_IDENTITY_C, TOUCH_MODEL, TOUCH_FIRMWARE_FIRST, TOUCH_FIRMWARE_SECOND,
-            TOUCH_BAUD_RATE}));
+    return {controller->usbInfoA, controller->usbInfoB, controller->usbInfoC};
 }
 
-TEST(QueryDriverIdentity, GoesOnAfterAFailedRequest)
+// Each request fails once; the others are sent and taken all the same.
+TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
 {
-    for (const auto& failing : ALL_ANSWERS) {
+    struct Row {
+        DWORD failing;
+        std::vector<int> info;
+        const char* identity;
+    };
+    for (const Row& row : {
+             Row{0, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"}, // no controller's rate, but kept
+             Row{0x223C00, {0, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+             Row{0x223C04, {0x34, 0, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+             Row{0x223C80, {0x34, 0x56, 0}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+             Row{0x223D24, {0x34, 0x56, 0xCDEF}, "model 7700, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+             Row{0x223CA8, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
+             Row{0x223CAC, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
+             Row{0x223CB4, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 1 baud, 0 bits, firmware 3.7.18"},
+         }) {
         const TestMachine machine;
         const auto device = AddTouchDevice(u"USB\\KVX8200\\1", {});
         for (const auto& answer : ALL_ANSWERS) {
-            if (answer != failing)
+            if (answer.first != row.failing)
                 device->answers.push_back(answer);
         }
         const auto controller = KnownController();
-        EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"USB\\KVX8200\\1"));
-        const auto expected
-            = [&failing](DWORD request, uint32_t answered, uint32_t failed) { return failing.first == request ? failed : answered; };
-        EXPECT_EQ(controller->usbInfoA, expected(TOUCH_IDENTITY_A, 0x34, 0));
-        EXPECT_EQ(controller->usbInfoC, expected(TOUCH_IDENTITY_C, 0xCDEF, 0));
-        EXPECT_EQ(controller->model, expected(TOUCH_MODEL, 0x8200, MODEL_7700));
-        EXPECT_EQ(controller->link.baudRate, expected(TOUCH_BAUD_RATE, 4800, 1));
-        const bool versionFails = failing.first == TOUCH_FIRMWARE_FIRST || failing.first == TOUCH_FIRMWARE_SECOND;
-        EXPECT_EQ(controller->fwMajor, versionFails ? 0 : 3);
-        EXPECT_EQ(device->requests.size(), 7U);
+        EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"usb\\kvx8200\\1"));
+        EXPECT_EQ(InfoOf(controller.get()), row.info) << std::hex << row.failing;
+        EXPECT_EQ(testing::IdentityText(controller.get()), row.identity) << std::hex << row.failing;
+        EXPECT_EQ(controller->link.kind, LINK_NONE);
+        EXPECT_THAT(device->requests, ElementsAre(0x223C00, 0x223C04, 0x223C80, 0x223D24, 0x223CA8, 0x223CAC, 0x223CB4));
     }
+    EXPECT_EQ(TOUCH_INTERFACE_CLASS, (GUID{0x7B3F12C4, 0x5A0E, 0x4D19, {0x9C, 0x62, 0x0E, 0x84, 0xB1, 0xD7, 0xA3, 0x5F}}));
 }
 
 TEST(QueryDriverIdentity, LeavesTheRecordAloneWhereNothingCanBeAsked)
@@ -83,9 +82,8 @@ TEST(QueryDriverIdentity, LeavesTheRecordAloneWhereNothingCanBeAsked)
     const auto closed = AddTouchDevice(u"USB\\KVX8200\\3", {});
     closed->openable = false;
     EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"USB\\KVX8200\\3")) << "its path was read";
-    EXPECT_EQ(controller->fwMajor, 99);
-    EXPECT_EQ(controller->model, MODEL_7700);
-    EXPECT_TRUE(closed->requests.empty());
+    EXPECT_EQ(testing::IdentityText(controller.get()), "model 7700, 0 bytes, 1 baud, 0 bits, firmware 99.99.99");
+    EXPECT_THAT(closed->requests, IsEmpty());
 }
 
 TEST(OpenTouchDevice, MatchesTheFirstHardwareIdAloneAndSetsTheMode)
@@ -100,14 +98,14 @@ TEST(OpenTouchDevice, MatchesTheFirstHardwareIdAloneAndSetsTheMode)
     for (const int mode : {-1, 0, 1, 2, 3})
         SetReportMode(device, mode);
     SetReportMode(INVALID_HANDLE_VALUE, 1);
-    EXPECT_EQ(second->reportModes, (std::vector<uint32_t>{0, 1, 2}));
-    EXPECT_TRUE(first->requests.empty());
     uint32_t value = 7;
     EXPECT_FALSE(ReadIdentityInfo(device, &value, nullptr, &value));
     EXPECT_FALSE(ReadDriverModel(device, nullptr));
     EXPECT_FALSE(ReadDriverFirmware(INVALID_HANDLE_VALUE, &value));
     EXPECT_FALSE(ReadDriverBaud(INVALID_HANDLE_VALUE, &value));
-    EXPECT_EQ(second->requests.size(), 3U) << "none of these was sent";
+    EXPECT_THAT(second->requests, ElementsAre(0x223D20, 0x223D20, 0x223D20)) << "none of the last ones was sent";
+    EXPECT_THAT(second->reportModes, ElementsAre(0U, 1U, 2U));
+    EXPECT_THAT(first->requests, IsEmpty());
     EXPECT_EQ(value, 7U);
     CloseHandle(device);
 }

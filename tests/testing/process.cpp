@@ -114,15 +114,22 @@ void WriteLine(const Process* process, const std::string& line)
         throw std::runtime_error("the program takes no input");
 }
 
-int WaitForExit(Process* process)
+bool WaitUntil(const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(LIMIT_MS);
-    int status = 0;
-    while (waitpid(process->pid, &status, WNOHANG) == 0) {
+    while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
-            return -1;
+            return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
+    return true;
+}
+
+int WaitForExit(Process* process)
+{
+    int status = 0;
+    if (!WaitUntil([&] { return waitpid(process->pid, &status, WNOHANG) != 0; }))
+        return -1;
     process->pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,9 @@ int WaitForExit(Process* process);
 
 // Sends a signal, then waits.
 int EndBySignal(Process* process, int signal);
+
+// Looks every 2 ms whether the condition holds; false when it does not within 10 s.
+bool WaitUntil(const std::function<bool()>& condition);
 
 struct RunResult {
     int exitCode;

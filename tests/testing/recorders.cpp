@@ -8,14 +8,16 @@ namespace korvex::testing {
 
 std::ostream& operator<<(std::ostream& stream, const SentInput& input)
 {
-    return stream << "(" << input.dx << ", " << input.dy << ", flags " << std::hex << input.flags << std::dec << ")";
+    return stream << "(" << input.dx << ", " << input.dy << ", flags " << std::hex << input.flags << std::dec
+                  << (input.more ? ", more" : "") << ")";
 }
 
 InputRecorder::InputRecorder()
 {
     platform::ThisMachine()->pointerOutput = [this](const INPUT& input) {
         const std::lock_guard guard(mutex);
-        inputs.push_back({input.mi.dx, input.mi.dy, input.mi.dwFlags});
+        const bool more = input.type != INPUT_MOUSE || input.mi.mouseData != 0 || input.mi.time != 0 || input.mi.dwExtraInfo != 0;
+        inputs.push_back({input.mi.dx, input.mi.dy, input.mi.dwFlags, more});
         changed.notify_all();
         return true;
     };

@@ -20,6 +20,7 @@ struct SentInput {
     int dx;
     int dy;
     DWORD flags;
+    bool more = false; // another field of the record is set, or it is no mouse input
 
     bool operator==(const SentInput&) const = default;
 };

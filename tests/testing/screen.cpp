@@ -3,10 +3,8 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
-#include <thread>
 
 namespace korvex::testing {
 
@@ -60,17 +58,6 @@ void PressCloseButton(const Screen* screen, unsigned long window)
     event.xclient.data.l[0] = static_cast<long>(XInternAtom(screen->display, "WM_DELETE_WINDOW", False));
     XSendEvent(screen->display, window, False, NoEventMask, &event);
     XFlush(screen->display);
-}
-
-bool WaitUntil(const std::function<bool()>& condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 } // namespace korvex::testing

@@ -1,7 +1,6 @@
 // An X server without a screen, looked at from outside. DISPLAY names it while it lives.
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "testing/process.h"
@@ -37,8 +36,5 @@ unsigned long WaitForWindow(const std::string& title);
 
 // What a window manager does when a window's close button is pressed.
 void PressCloseButton(const Screen* screen, unsigned long window);
-
-// Looks every 2 ms whether the condition holds; false when it does not within 10 s.
-bool WaitUntil(const std::function<bool()>& condition);
 
 } // namespace korvex::testing

@@ -7,6 +7,8 @@
 #include "calibration/defaults.h"
 #include "link/port_link.h"
 #include "platform/linux/core/text.h"
+#include "platform/linux/serial/serial_port.h"
+#include "testing/process.h"
 
 namespace korvex::testing {
 
@@ -25,6 +27,24 @@ void TestLine::Know(uint32_t model, uint32_t resolutionBits) const
     const Point rawRange{span, span};
     const Point outRange{OUTPUT_RANGE, OUTPUT_RANGE};
     SetCalibrationRanges(&controller->calib, &rawRange, &outRange);
+}
+
+std::string IdentityText(const TouchController* controller)
+{
+    std::array<char, 100> text{};
+    snprintf(text.data(), text.size(), "model %X, %u bytes, %u baud, %u bits, firmware %d.%d.%d", controller->model,
+        controller->reportLength, controller->link.baudRate, controller->resolutionBits, controller->fwMajor, controller->fwMinor,
+        controller->fwBuild);
+    return text.data();
+}
+
+bool AwaitReader(const TouchController* controller)
+{
+    auto* port = platform::ObjectAs<platform::SerialPort>(controller->link.handle);
+    return WaitUntil([port] {
+        const std::lock_guard guard(port->mutex);
+        return port->waiting;
+    });
 }
 
 HANDLE OpenPort(const std::string& path)

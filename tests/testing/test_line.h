@@ -22,6 +22,12 @@ struct TestLine {
     void Know(uint32_t model, uint32_t resolutionBits = 10) const;
 };
 
+// "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 1.2.3".
+std::string IdentityText(const TouchController* controller);
+
+// Waits until the session's reader, or who else uses the line, sleeps in its input wait; false when it does not within 10 s.
+bool AwaitReader(const TouchController* controller);
+
 // Opens a terminal as the detection pass opens a port.
 HANDLE OpenPort(const std::string& path);
 
