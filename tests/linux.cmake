@@ -4,7 +4,8 @@ add_library(korvex_testing STATIC
     testing/recorders.cpp
     testing/screen.cpp
     testing/test_line.cpp
-    testing/test_machine.cpp)
+    testing/test_machine.cpp
+    testing/window_recorder.cpp)
 target_include_directories(korvex_testing PUBLIC . ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(korvex_testing PUBLIC korvex korvex_emulator_library PRIVATE PkgConfig::X11)
 target_compile_definitions(korvex_testing PUBLIC

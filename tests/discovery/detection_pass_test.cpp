@@ -2,6 +2,7 @@
 
 #include "discovery/detection_pass.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -16,45 +17,32 @@
 #include "link/driver_requests.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
-#include "platform/linux/windows/window_headless.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
+#include "testing/window_recorder.h"
 
 namespace korvex {
 namespace {
 
 using emulator::EmulatorOptions;
+using ::testing::ElementsAre;
+using testing::IdentityText;
+using ::testing::IsEmpty;
 using testing::ParametersOf;
 using testing::RegistryNumber;
 using testing::TestMachine;
 using testing::TraceRecorder;
-using Texts = std::vector<std::string>;
 
 constexpr UINT RESULT_MESSAGE = WM_USER + 240;
 
-Texts statusTexts; // of the status text window, in order
-
-// A backend without a screen that keeps the texts.
-const platform::WindowBackend* RecordingBackend()
-{
-    static const platform::WindowBackend backend = [] {
-        platform::WindowBackend recording = *platform::HeadlessBackend();
-        recording.changeText = [](const platform::WindowView* view) { statusTexts.push_back(platform::ToUtf8(view->text)); };
-        return recording;
-    }();
-    return &backend;
-}
-
 // A host context with a status text and a notify target, as an entry has one; passes run on the test's own thread.
 struct Host {
+    testing::WindowRecorder windows;
     HostContext* context;
 
-    Host()
+    Host() : context(CreateHostContext(GetModuleHandleW(nullptr)))
     {
-        statusTexts.clear();
-        platform::ThisMachine()->windowBackend = RecordingBackend();
-        context = CreateHostContext(GetModuleHandleW(nullptr));
         context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD, 0, 0, 300, 36, nullptr, nullptr, nullptr, nullptr);
         SetNotifyTarget(context->statusText, RESULT_MESSAGE);
     }
@@ -67,9 +55,11 @@ struct Host {
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    // The result that a pass has posted; -1 when it has posted none.
-    int64_t Result() const
+    // Runs a pass; the result that it has posted, -1 when it has posted none.
+    int64_t Detect(uint32_t mode)
     {
+        windows.texts.clear();
+        DetectControllers(context, mode);
         PostMessageW(context->statusText, WM_USER, 0, 0); // so that the wait ends either way
         MSG message{};
         int64_t result = -1;
@@ -92,23 +82,33 @@ std::string PathOf(const std::string& port)
     return "\\\\?\\tty#serialport#" + port + "#{86e0d1e0-8089-11d0-9ce4-08003e301f73}";
 }
 
-DEVINST AddPort(const char16_t* name, const emulator::Emulator* emulator)
+DEVINST AddPort(const std::u16string& name, const emulator::Emulator* emulator)
 {
     return platform::AddSerialPort(name, emulator == nullptr ? "/dev/null" : TerminalPath(emulator), "pci-" + platform::ToUtf8(name));
+}
+
+// A new port in a machine where the filter's driver is missing, so that a child is what the test presents.
+DEVINST AddBoundPort(const std::u16string& name, const emulator::Emulator* emulator, const std::u16string& child)
+{
+    const DEVINST port = AddPort(name, emulator);
+    const testing::ControllerPointer controller(CreateController());
+    controller->stopEvent = CreateEventW(nullptr, TRUE, TRUE, nullptr); // nothing is waited for
+    testing::Element element(port);
+    BindEnumerator(controller.get(), element.devices, &element.data);
+    CloseHandle(controller->stopEvent);
+    platform::PresentChild(port, child);
+    return port;
 }
 
 TEST(DetectControllers, PostsItsResultAlsoWithoutAnyPort)
 {
     const TestMachine machine;
     const TraceRecorder trace;
-    const Host host;
-    DetectControllers(host.context, PASS_REFRESH);
-    EXPECT_EQ(host.Result(), -1);
-    DetectControllers(host.context, PASS_DETECT);
-    EXPECT_EQ(host.Result(), 0);
+    Host host;
+    EXPECT_EQ(host.Detect(PASS_REFRESH), -1);
+    EXPECT_EQ(host.Detect(PASS_DETECT), 0);
     SetEvent(host.context->stopEvent);
-    DetectControllers(host.context, PASS_DETECT);
-    EXPECT_EQ(host.Result(), -1) << "a stopped pass posts nothing";
+    EXPECT_EQ(host.Detect(PASS_DETECT), -1) << "a stopped pass posts nothing";
 }
 
 // Two new controllers, a silent line and a port that does not open; then the same machine again, with what the first run left.
@@ -128,65 +128,66 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
     AddPort(u"COM12", silent.get());
     const DEVINST third = AddPort(u"COM4", second.get());
     AddPort(u"COM5", nullptr);
+    const auto expectControllers = [](const Host* host) {
+        const std::vector<TouchController*> controllers = host->Controllers();
+        ASSERT_EQ(controllers.size(), 2U);
+        EXPECT_EQ(IdentityText(controllers[0]), "model 7700, 5 bytes, 9600 baud, 10 bits, firmware 1.2.3");
+        EXPECT_EQ(IdentityText(controllers[1]), "model 5200, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3");
+        EXPECT_EQ(platform::ToUtf8(controllers[0]->deviceId), "SERENUM\\KVX7700\\COM3");
+        EXPECT_EQ(platform::ToUtf8(controllers[1]->deviceId), "SERENUM\\KVX5200\\COM4");
+        EXPECT_EQ(controllers[0]->link.portNumber, 3U);
+        EXPECT_EQ(controllers[1]->running, 1);
+    };
     {
         TraceRecorder trace;
-        const Host host;
-        DetectControllers(host.context, PASS_DETECT);
-        EXPECT_EQ(host.Result(), 1);
-        EXPECT_EQ(statusTexts, (Texts{"Detecting COM3", "Detecting COM12", "Detecting COM4"}));
+        Host host;
+        EXPECT_EQ(host.Detect(PASS_DETECT), 1);
+        EXPECT_THAT(host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM12", "Detecting COM4"));
         const std::string installed = "\nEnum Driver has already been installed !\n";
-        EXPECT_EQ(trace.texts,
-            (Texts{"Start Detect : " + PathOf("COM3") + "\n", "Korvex 7700 Found!!\n", installed,
+        EXPECT_THAT(trace.texts,
+            ElementsAre("Start Detect : " + PathOf("COM3") + "\n", "Korvex 7700 Found!!\n", installed,
                 "Get Child Device ID : SERENUM\\KVX7700\\COM3\n", "Load File Settings\n", "Start Detect : " + PathOf("COM12") + "\n",
                 "No Device Found!!\n", "Start Detect : " + PathOf("COM4") + "\n", "Korvex 5200 Found!!\n", installed,
-                "Get Child Device ID : SERENUM\\KVX5200\\COM4\n", "Load File Settings\n", "Create File Error!!\n"}));
-        const std::vector<TouchController*> controllers = host.Controllers();
-        ASSERT_EQ(controllers.size(), 2U);
-        EXPECT_EQ(controllers[0]->model, MODEL_7700);
-        EXPECT_EQ(controllers[0]->link.portNumber, 3U);
-        EXPECT_EQ(controllers[1]->model, MODEL_5200);
-        EXPECT_EQ(platform::ToUtf8(controllers[1]->deviceId), "SERENUM\\KVX5200\\COM4");
-        EXPECT_EQ(controllers[1]->running, 1);
-        // The failed probe has closed its port: another program can have it.
+                "Get Child Device ID : SERENUM\\KVX5200\\COM4\n", "Load File Settings\n", "Create File Error!!\n"));
+        expectControllers(&host);
         HANDLE freed = testing::OpenPort(TerminalPath(silent.get()));
-        EXPECT_NE(freed, INVALID_HANDLE_VALUE);
+        EXPECT_NE(freed, INVALID_HANDLE_VALUE) << "the failed probe has closed its port: another program can have it";
         CloseHandle(freed);
     }
     TraceRecorder trace;
-    const Host host;
+    Host host;
     const size_t commandsBefore = ReceivedCommands(silent.get()).size();
-    DetectControllers(host.context, PASS_REFRESH);
-    EXPECT_EQ(host.Result(), -1);
-    EXPECT_EQ(statusTexts, (Texts{"Restarting COM3", "Restarting COM4"}));
-    EXPECT_EQ(trace.texts, (Texts{"Skip Detection on :", PathOf("COM12"), "\n", "Skip Detection on :", PathOf("COM5"), "\n"}));
+    EXPECT_EQ(host.Detect(PASS_REFRESH), -1);
+    EXPECT_THAT(host.windows.texts, ElementsAre("Restarting COM3", "Restarting COM4"));
+    EXPECT_THAT(trace.texts, ElementsAre("Skip Detection on :", PathOf("COM12"), "\n", "Skip Detection on :", PathOf("COM5"), "\n"));
     EXPECT_EQ(RegistryNumber(ParametersOf(u"COM4"), u"AlwaysExist"), 0);
     EXPECT_EQ(RegistryNumber(ParametersOf(u"COM4"), u"Model"), 0x5200);
     EXPECT_EQ(platform::RestartsOf(third), 2);
     EXPECT_EQ(ReceivedCommands(silent.get()).size(), commandsBefore) << "a refresh opens no port";
 
     trace.texts.clear();
-    statusTexts.clear();
-    DetectControllers(host.context, PASS_DETECT);
-    EXPECT_EQ(host.Result(), 1);
-    EXPECT_EQ(statusTexts, (Texts{"Detecting COM3", "Detecting COM12", "Detecting COM4"}));
+    EXPECT_EQ(host.Detect(PASS_DETECT), 1);
+    EXPECT_THAT(host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM12", "Detecting COM4"));
     EXPECT_EQ(trace.texts.front(), "Detect Korvex 7700 with Baud Rate 9600\nFirmware Version : 7700.1.2.3\n");
-    EXPECT_EQ(host.Controllers().size(), 2U);
-    EXPECT_EQ(host.Controllers()[0]->reportLength, 5U);
+    expectControllers(&host);
 }
 
-// What stands on a bound port may have been exchanged since: the refresh finds out, and the same run probes afresh.
+// The controller on a bound port may have been exchanged since: the refresh finds out, and the same run probes afresh. A port that is in
+// use says nothing of it.
 TEST(DetectControllers, NoticesAnExchangedController)
 {
     struct Row {
         EmulatorOptions now;
         bool answers;
+        bool held;
         uint32_t model;
     };
     EmulatorOptions slower;
     slower.baudRate = 9600;
     EmulatorOptions seven;
     seven.model = 0x7700;
-    for (const Row& row : {Row{seven, true, MODEL_7700}, Row{slower, true, MODEL_5200}, Row{{}, false, 0}}) {
+    for (const Row& row :
+        {Row{seven, true, false, MODEL_7700}, Row{slower, true, false, MODEL_5200}, Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
         const TestMachine machine;
         testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
         drivers::RegisterEnumeratorFilter();
@@ -203,61 +204,91 @@ TEST(DetectControllers, NoticesAnExchangedController)
             testing::Element element(port);
             BindEnumerator(before.get(), element.devices, &element.data);
         }
-        ASSERT_NE(before->deviceId, nullptr);
-        const Host host;
-        DetectControllers(host.context, PASS_REFRESH);
-        EXPECT_TRUE(platform::ChildrenOf(port).empty());
-        EXPECT_NE(platform::StatusOf(port) & DN_HAS_PROBLEM, 0U);
-        DetectControllers(host.context, PASS_DETECT);
-        EXPECT_EQ(host.Result(), row.answers ? 1 : 0);
-        ASSERT_EQ(host.Controllers().size(), row.answers ? 1U : 0U);
+        HANDLE holder = row.held ? testing::OpenPort(TerminalPath(emulator.get())) : nullptr;
+        Host host;
+        host.Detect(PASS_REFRESH);
+        EXPECT_EQ(platform::ChildrenOf(port).size(), row.held ? 1U : 0U);
+        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, row.held ? 0U : DN_HAS_PROBLEM);
+        EXPECT_EQ(host.Detect(PASS_DETECT), row.answers ? 1 : 0);
+        EXPECT_EQ(host.Controllers().size(), row.answers ? 1U : 0U);
         EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"Model"), row.answers ? row.model : 0x5200);
         EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"BaudRate"), row.answers ? row.now.baudRate : 19200);
-        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, row.answers ? 0U : DN_HAS_PROBLEM);
+        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, row.answers || row.held ? 0U : DN_HAS_PROBLEM);
+        CloseHandle(holder);
     }
 }
 
-TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesStrangersAlone)
+// Ports that are held, whose child does not answer, that carry a stranger, and that are bound without a child.
+TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAlone)
 {
     const TestMachine machine;
     TraceRecorder trace;
-    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
-    HANDLE holder = testing::OpenPort(TerminalPath(emulator.get()));
-    const auto served = drivers::AddTouchDevice(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", emulator.get()));
+    const emulator::EmulatorPointer held = emulator::StartEmulator({});
+    const emulator::EmulatorPointer silent = emulator::StartEmulator({});
+    AddAnswerFault(silent.get(), {emulator::AnswerFaultKind::SILENCE});
+    const emulator::EmulatorPointer other = emulator::StartEmulator({});
+    HANDLE holder = testing::OpenPort(TerminalPath(held.get()));
+    const auto served = drivers::AddTouchDevice(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", held.get()));
     served->answers
         = {{TOUCH_IDENTITY_A, 0}, {TOUCH_IDENTITY_B, 0x100}, {TOUCH_IDENTITY_C, 7}, {TOUCH_MODEL, 0x7700}, {TOUCH_BAUD_RATE, 9600}};
-    const auto nobody = drivers::AddTouchDevice(u"SERENUM\\KVX5460\\B", {u"SERENUM\\KVX5460"}, AddPort(u"COM4", emulator.get()));
+    const auto nobody = drivers::AddTouchDevice(u"SERENUM\\KVX5460\\B", {u"SERENUM\\KVX5460"}, AddPort(u"COM4", held.get()));
     nobody->answers = {{TOUCH_IDENTITY_A, 0x100}, {TOUCH_IDENTITY_B, 0}, {TOUCH_IDENTITY_C, 0x10000}}; // nothing in the bytes that count
-    platform::PresentChild(AddPort(u"COM5", emulator.get()), u"SERENUM\\MOUSE\\C");
+    platform::PresentChild(AddPort(u"COM5", silent.get()), u"SERENUM\\KVX7700\\C");
+    const DEVINST stranger = AddPort(u"COM6", other.get());
+    platform::PresentChild(stranger, u"SERENUM\\MOUSE\\D");
+    const DEVINST bound = AddBoundPort(u"COM7", other.get(), u"");
+    trace.texts.clear();
 
-    const Host host;
-    DetectControllers(host.context, PASS_DETECT);
-    EXPECT_EQ(host.Result(), 0) << "no session was started";
+    Host host;
+    EXPECT_EQ(host.Detect(PASS_DETECT), 0) << "no session was started";
     ASSERT_EQ(host.Controllers().size(), 1U);
     const TouchController* controller = host.Controllers()[0];
     EXPECT_EQ(controller->usbInfoC, 7);
-    EXPECT_EQ(controller->reportLength, 5U);
+    EXPECT_EQ(IdentityText(controller), "model 7700, 5 bytes, 9600 baud, 0 bits, firmware 0.0.0");
+    EXPECT_EQ(platform::ToUtf8(controller->deviceId), "SERENUM\\KVX7700\\A");
     EXPECT_EQ(controller->link.kind, LINK_NONE);
-    EXPECT_EQ(controller->link.baudRate, 9600U);
     EXPECT_EQ(controller->readerThread, nullptr);
     EXPECT_EQ(nobody->requests.size(), 7U);
-    EXPECT_TRUE(trace.texts.empty());
-    EXPECT_EQ(statusTexts, (Texts{"Detecting COM3", "Detecting COM4"}));
+    EXPECT_THAT(host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM4", "Detecting COM5"));
+    EXPECT_THAT(trace.texts, ElementsAre("Skip Detection on :", PathOf("COM7"), "\n")) << "and of all others not a word";
+    EXPECT_EQ(platform::EnumerationsOf(bound), 1);
+    EXPECT_THAT(ReceivedCommands(other.get()), IsEmpty());
+
+    host.Detect(PASS_REFRESH);
+    EXPECT_EQ(platform::EnumerationsOf(bound), 2);
+    EXPECT_EQ(platform::RestartsOf(stranger), 0);
+    EXPECT_EQ(platform::EnumerationsOf(stranger), 0);
     CloseHandle(holder);
 }
 
-TEST(DetectControllers, DiscardsAChildThatDoesNotAnswerWithoutAWord)
+TEST(DetectControllers, RestartsAPortWhateverItsName)
 {
-    const TestMachine machine;
-    TraceRecorder trace;
-    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
-    AddAnswerFault(emulator.get(), {emulator::AnswerFaultKind::SILENCE});
-    platform::PresentChild(AddPort(u"COM3", emulator.get()), u"SERENUM\\KVX7700\\A");
-    const Host host;
-    DetectControllers(host.context, PASS_DETECT);
-    EXPECT_EQ(host.Result(), 0);
-    EXPECT_TRUE(host.Controllers().empty());
-    EXPECT_TRUE(trace.texts.empty());
+    const std::u16string longest = u"COM4567890123456789012345678901";
+    struct Row {
+        std::u16string name;
+        bool locked;
+        const char* status;
+        int64_t alwaysExist;
+    };
+    for (const Row& row : {Row{longest, false, "Restarting COM45678901234567890", 0}, Row{u"", false, "Restarting ", -1},
+             Row{u"COM3", true, "Restarting ", -1}}) {
+        const TestMachine machine;
+        const TraceRecorder trace;
+        const DEVINST port = AddPort(row.name, nullptr);
+        platform::PresentChild(port, u"SERENUM\\KVX7700\\A");
+        if (row.locked)
+            platform::LockHardwareKey(port);
+        Host host;
+        host.Detect(PASS_REFRESH);
+        EXPECT_THAT(host.windows.texts, ElementsAre(row.status));
+        EXPECT_EQ(platform::RestartsOf(port), 1);
+        HKEY parameters = nullptr; // an empty name is the key above all ports' own
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters", 0, KEY_ALL_ACCESS, &parameters);
+        EXPECT_EQ(parameters != nullptr, row.alwaysExist == 0);
+        EXPECT_EQ(RegistryNumber(ParametersOf(row.name), u"AlwaysExist"), row.alwaysExist);
+        if (parameters != nullptr)
+            RegCloseKey(parameters);
+    }
 }
 
 TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
@@ -269,14 +300,12 @@ TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
     for (const Row& row :
         {Row{u"COM12", 12}, Row{u"XYZ7abc", 7}, Row{u"COM", 0}, Row{u"CO", 0}, Row{u"COM-3", 0}, Row{u"COMx", 0}, Row{u"", 0}}) {
         const TestMachine machine;
-        testing::Element element(platform::AddSerialPort(row.name, "/dev/null", "pci-1"));
+        const DEVINST port = AddPort(row.name, nullptr);
+        testing::Element element(port);
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), row.number);
+        platform::LockHardwareKey(port);
+        EXPECT_EQ(ReadPortNumber(element.devices, &element.data), 0U);
     }
-    const TestMachine machine;
-    const DEVINST locked = platform::AddSerialPort(u"COM3", "/dev/null", "pci-1");
-    platform::LockHardwareKey(locked);
-    testing::Element element(locked);
-    EXPECT_EQ(ReadPortNumber(element.devices, &element.data), 0U);
 }
 
 } // namespace

@@ -1,20 +1,43 @@
 #include "host/host.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
+#include "emulator/emulator.h"
+#include "host/panel_test.h"
+#include "platform/linux/machine.h"
+#include "support/lock_guard.h"
 #include "support/millisecond_clock.h"
+#include "testing/process.h"
 #include "testing/recorders.h"
+#include "testing/test_line.h"
 #include "testing/test_machine.h"
+#include "testing/window_recorder.h"
 
 namespace korvex {
 namespace {
 
+using ::testing::AllOf;
+using ::testing::ContainsRegex;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using testing::TestMachine;
 using testing::TraceRecorder;
 
 HostContext* Context()
 {
     return FindHostContext(GetModuleHandleW(nullptr));
+}
+
+TouchController* AddController()
+{
+    TouchController* controller = CreateController();
+    AppendToList(&Context()->controllers, &controller->links);
+    return controller;
 }
 
 TEST(StartHost, DoesNothingButCreateTheContextWithoutDetection)
@@ -63,26 +86,119 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
     DestroyWindow(window);
 }
 
+// An entry in a process of its own, on a port with an emulated controller: the controller is touched, without lifting, once its session
+// runs, and the window is closed at the press. Standard error gets inputs, diagnostic lines and how long they took to come.
+[[noreturn]] void TouchAndClose(uint32_t flags)
+{
+    const TestMachine machine;
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    platform::AddSerialPort(u"COM3", TerminalPath(panel.get()), "pci-1");
+    const DWORD start = GetTickCount();
+    platform::ThisMachine()->traceOutput = [start](std::string_view text) {
+        const bool second = GetTickCount() - start >= 1000;
+        dprintf(STDERR_FILENO, "%s %.*s", second ? "a second later:" : "at once:", static_cast<int>(text.size()), text.data());
+    };
+    HWND window = nullptr;
+    platform::ThisMachine()->pointerOutput = [&window](const INPUT& input) {
+        dprintf(STDERR_FILENO, "input %X\n", input.mi.dwFlags);
+        return PostMessageW(window, WM_CLOSE, 0, 0) != FALSE;
+    };
+    StartHost(flags);
+    window = Context()->statusWindow;
+    if ((flags & HOST_PANEL_TEST) != 0) {
+        StartPanelTest();
+        window = FindPanelTestContext(GetModuleHandleW(nullptr))->window;
+    }
+    HostContext* context = Context();
+    std::thread([&panel, context] {
+        const auto isRunning = [context] {
+            const LockGuard guard(&context->lock);
+            return !IsListEmpty(&context->controllers);
+        };
+        testing::WaitUntil(isRunning);
+        TouchAt(panel.get(), 50, 50);
+    }).detach();
+    MSG message{};
+    while (GetMessageW(&message, nullptr, 0, 0) > 0)
+        DispatchMessageW(&message);
+    _exit(1);
+}
+
+TEST(Host, StopsItsSessionsBeforeAClosedWindowEndsTheProcess)
+{
+    EXPECT_EXIT(TouchAndClose(HOST_DETECT), ::testing::ExitedWithCode(0),
+        AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), HasSubstr("at once: Skip Detection"),
+            HasSubstr("a second later: Start Detect")));
+    EXPECT_EXIT(TouchAndClose(HOST_DETECT | HOST_PANEL_TEST), ::testing::ExitedWithCode(0),
+        AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), Not(HasSubstr("Skip Detection")), HasSubstr("at once: Start Detect")));
+}
+
+TEST(DestroyHostContext, DestroysTheStatusWindowOnlyOnceTheWorkerHasEnded)
+{
+    const TestMachine machine;
+    const TraceRecorder trace;
+    testing::WindowRecorder windows;
+    StartHost(HOST_DETECT); // the worker pauses for a second behind the first pass
+    int destroyed = 0;
+    windows.onDestroy = [worker = Context()->worker, &destroyed] {
+        ++destroyed;
+        EXPECT_EQ(WaitForSingleObject(worker, 0), WAIT_OBJECT_0);
+    };
+    DestroyHostContext();
+    EXPECT_EQ(destroyed, 2) << "window and text";
+}
+
+// Two sessions whose readers never end.
+TEST(DestroyHostContext, GivesStuckSessionsTwoSecondsInAllWithinItsLimit)
+{
+    StartHost(0);
+    std::array<HANDLE, 2> events{};
+    for (HANDLE& event : events) {
+        event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        AddController()->stoppedEvent = event;
+    }
+    const DWORD start = GetTickCount();
+    DestroyHostContext();
+    const DWORD taken = GetTickCount() - start;
+    EXPECT_GE(taken, 1990U);
+    EXPECT_LT(taken, 2500U);
+}
+
 TEST(MostRecentController, PrefersTheYoungestReportThenTheFirstFoundAcrossTheWrap)
 {
     struct Row {
         uint32_t ages[3]; // milliseconds before now
         size_t winner;
     };
-    // An age beyond half the clock's range stands for a record that has not reported: its report time is 0.
+    // An age beyond half the clock's range is that of a record that has not reported: its report time is 0.
     for (const Row& row : {Row{{30, 20, 25}, 1}, Row{{20, 20, 30}, 0}, Row{{0x90000000, 0x90000000, 0x90000000}, 0},
              Row{{0x90000000, 5000, 0x90000000}, 1}, Row{{0xF0000000, 0x80000000, 40}, 2}}) {
         StartHost(0);
-        TouchController* controllers[3]{};
         const uint32_t now = NowMs();
+        std::array<TouchController*, 3> controllers{};
         for (size_t i = 0; i < 3; ++i) {
-            controllers[i] = CreateController();
+            controllers[i] = AddController();
             controllers[i]->report.lastReportMs = now - row.ages[i];
-            AppendToList(&Context()->controllers, &controllers[i]->links);
         }
         EXPECT_EQ(MostRecentController(), controllers[row.winner]);
         DestroyHostContext();
     }
+}
+
+TEST(MostRecentController, TakesAReportThatComesWhileItLooks)
+{
+    StartHost(0);
+    AddController()->report.lastReportMs = NowMs() - 50;
+    TouchController* touched = AddController();
+    EnterCriticalSection(&touched->lock); // as its reader does for a report
+    TouchController* found = nullptr;
+    std::thread looking([&found] { found = MostRecentController(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30)); // it has come to the lock by then
+    touched->report.lastReportMs = NowMs();
+    LeaveCriticalSection(&touched->lock);
+    looking.join();
+    EXPECT_EQ(found, touched);
+    DestroyHostContext();
 }
 
 } // namespace

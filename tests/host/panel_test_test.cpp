@@ -11,14 +11,16 @@
 #include "host/host.h"
 #include "input/session.h"
 #include "platform/linux/machine.h"
-#include "platform/linux/windows/window_headless.h"
 #include "support/millisecond_clock.h"
+#include "testing/calibration_data.h"
 #include "testing/recorders.h"
 #include "testing/test_machine.h"
+#include "testing/window_recorder.h"
 
 namespace korvex {
 namespace {
 
+using testing::Figure;
 using testing::TestMachine;
 using testing::TraceRecorder;
 
@@ -28,48 +30,15 @@ constexpr COLORREF RED = 0x0000FF;
 constexpr COLORREF GREEN = 0x00FF00;
 constexpr COLORREF BLUE = 0xFF0000;
 
-struct Figure {
-    char kind; // 'R' rectangle, 'E' ellipse
-    int x;     // its middle
-    int y;
-    int halfWidth;
-    COLORREF fill;
-
-    bool operator==(const Figure&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& stream, const Figure& figure)
-{
-    return stream << figure.kind << " " << figure.x << "," << figure.y << " +-" << figure.halfWidth << " #" << std::hex << figure.fill;
-}
-
-std::vector<Figure> figures; // drawn since they were last taken
-
-void Record(char kind, RECT bounds, COLORREF fill)
-{
-    figures.push_back({kind, (bounds.left + bounds.right) / 2, (bounds.top + bounds.bottom) / 2, (bounds.right - bounds.left) / 2, fill});
-}
-
-const platform::WindowBackend* RecordingBackend()
-{
-    static const platform::WindowBackend backend = [] {
-        platform::WindowBackend recording = *platform::HeadlessBackend();
-        recording.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill) { Record('R', bounds, fill); };
-        recording.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill) { Record('E', bounds, fill); };
-        return recording;
-    }();
-    return &backend;
-}
-
 // A panel test whose detection the test itself plays: two controllers without sessions, and ticks when it says.
 struct RunningTest {
     TestMachine machine;
+    testing::WindowRecorder windows;
     PanelTestContext* context;
     std::array<TouchController*, 2> controllers{};
 
     explicit RunningTest(uint32_t resolutionBits = 10, int width = 1024, int height = 768)
     {
-        platform::ThisMachine()->windowBackend = RecordingBackend();
         platform::ThisMachine()->screenWidth = width;
         platform::ThisMachine()->screenHeight = height;
         platform::ThisMachine()->pointerPosition = [](POINT* position) { return *position = {100, 200}, true; };
@@ -104,13 +73,14 @@ struct RunningTest {
     void Tick() const
     {
         EXPECT_TRUE(KillTimer(context->window, 0));
+        SetTimer(context->window, 0, TARGET_TIME_MS, nullptr);
         SendMessageW(context->window, WM_TIMER, 0, 0);
     }
 
-    std::vector<Figure> TakeFigures() const
+    std::vector<Figure> Repaint()
     {
         RedrawWindow(context->window, nullptr, nullptr, RDW_UPDATENOW);
-        return std::exchange(figures, {});
+        return windows.TakeFigures();
     }
 };
 
@@ -124,7 +94,7 @@ TEST(PanelTest, PlacesTheTargetsOnEveryScreen)
     };
     for (const Row& row : {Row{1024, 768, {20, 512, 1003}, {15, 384, 752}}, Row{1920, 1080, {38, 960, 1881}, {21, 540, 1058}},
              Row{800, 600, {16, 400, 784}, {12, 300, 588}}}) {
-        const RunningTest test(10, row.width, row.height);
+        RunningTest test(10, row.width, row.height);
         for (uint32_t index = 0; index < TARGET_COUNT; ++index) {
             EXPECT_EQ(TargetPosition(index).x, row.columns[index % 3]) << row.width;
             EXPECT_EQ(TargetPosition(index).y, row.rows[index / 3]) << row.height;
@@ -135,11 +105,13 @@ TEST(PanelTest, PlacesTheTargetsOnEveryScreen)
 TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
 {
     const TraceRecorder trace;
-    const RunningTest test;
+    RunningTest test;
     EXPECT_EQ(test.controllers[0]->calib.mapMode, 0) << "the samples of the one touched last are raw positions";
     EXPECT_EQ(test.controllers[1]->calib.mapMode, 1);
     EXPECT_EQ(test.context->calib.rawRangeX, 1024);
     std::array<Point, TARGET_COUNT> samples{};
+    bool storedBeforeDrawn = false;
+    test.windows.onDraw = [&storedBeforeDrawn] { storedBeforeDrawn = std::filesystem::exists("Korvex.ini"); };
     for (uint32_t target = 0; target < TARGET_COUNT; ++target) {
         EXPECT_EQ(test.context->targetIndex, target);
         EXPECT_FALSE(std::filesystem::exists("Korvex.ini")) << "nothing is stored yet";
@@ -149,16 +121,13 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
         test.Touch(target == 8 ? 1 : 0, 1310 + column * 31455, 1310 + line * 31455);
         samples[target] = {1024 * (1310 + column * 31455) / 65535, 1024 * (1310 + line * 31455) / 65535};
         test.Tick();
-        EXPECT_EQ(test.context->calib.advPoints[target].x, samples[target].x);
-        EXPECT_EQ(test.context->calib.advPoints[target].y, samples[target].y);
+        EXPECT_EQ(test.context->calib.advPoints[target], samples[target]);
     }
     EXPECT_TRUE(std::filesystem::exists("Korvex.ini"));
+    EXPECT_FALSE(storedBeforeDrawn) << "the dots are shown first";
     const CalibrationData* stored = &test.controllers[1]->calib;
-    EXPECT_EQ(stored->mapMode, 1);
-    EXPECT_EQ(stored->pointCount, 9U);
-    EXPECT_EQ(stored->orientation, 1U);
-    EXPECT_EQ(stored->stdMaxX, 0) << "the box is measured only at the check";
-    EXPECT_EQ(stored->advPoints[8].x, samples[8].x);
+    EXPECT_EQ(testing::TextOf(stored), "mode 1, orientation 1, 9 points, box 0..0 0..0, raw 0 x 0") << "the box comes with the check";
+    EXPECT_EQ(stored->advPoints[8], samples[8]);
     EXPECT_EQ(test.controllers[0]->calib.pointCount, 0U);
     EXPECT_TRUE(trace.texts.empty());
 
@@ -175,14 +144,14 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
 TEST(PanelTest, DrawsEveryState)
 {
     const TraceRecorder trace;
-    const RunningTest test;
+    RunningTest test;
     const Figure white{'R', 512, 384, 512, WHITE};
     const Figure dot{'E', 100, 200, 3, RED};
-    EXPECT_EQ(test.TakeFigures().at(0), white);
+    EXPECT_EQ(test.Repaint().at(0), white);
     for (uint32_t target = 0; target < TARGET_COUNT; ++target)
         test.Tick();
     // What the last two ticks drew: the ninth target over eight dots, then nine dots.
-    std::vector<Figure> drawn = std::exchange(figures, {});
+    std::vector<Figure> drawn = test.windows.TakeFigures();
     std::vector<Figure> expected{white};
     expected.insert(expected.end(), 8, dot);
     expected.push_back({'E', 1003, 752, 3, GRAY});
@@ -192,13 +161,13 @@ TEST(PanelTest, DrawsEveryState)
 
     test.Touch(0, 65535, 65535);
     test.Tick();
-    EXPECT_TRUE(figures.empty()) << "the result is painted when its message comes";
+    EXPECT_TRUE(test.windows.figures.empty()) << "the result is painted when its message comes";
     expected = {{'R', 512, 384, 512, RED}};
     expected.insert(expected.end(), 9, dot);
     expected.push_back({'E', 1024, 768, 12, GRAY});
     expected.push_back({'E', 1024, 768, 10, WHITE});
     expected.push_back({'E', 1024, 768, 3, BLUE});
-    EXPECT_EQ(test.TakeFigures(), expected);
+    EXPECT_EQ(test.Repaint(), expected);
 }
 
 TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
@@ -213,7 +182,7 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
              Row{10, 787, 80, 0x00FFFF}, Row{10, 884, 89, 0x00FFFF}, Row{10, 885, 90, GREEN}, Row{10, 1023, 104, GREEN},
              Row{12, 3932, 99, GREEN}, Row{12, 2750, 69, RED}}) {
         const TraceRecorder trace;
-        const RunningTest test(row.bits);
+        RunningTest test(row.bits);
         const int32_t range = 1 << row.bits;
         EXPECT_EQ(test.context->calib.rawRangeY, range);
         for (uint32_t target = 0; target <= TARGET_COUNT; ++target) {
@@ -223,8 +192,8 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
             test.Tick();
         }
         EXPECT_EQ(trace.texts, std::vector<std::string>{"Panel Quality : " + std::to_string(row.quality)}) << row.extent;
-        figures.clear();
-        EXPECT_EQ(test.TakeFigures().at(0).fill, row.color) << row.quality;
+        test.windows.figures.clear();
+        EXPECT_EQ(test.Repaint().at(0).fill, row.color) << row.quality;
     }
     // Both axes count, each cut to a whole number first.
     CalibrationData calib{};
@@ -236,12 +205,12 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
 
 TEST(PanelTest, IgnoresOtherResultsAndKeys)
 {
-    const RunningTest test;
-    figures.clear();
+    RunningTest test;
+    test.windows.figures.clear();
     SendMessageW(test.context->window, WM_DETECT_DONE, 2, 0);
     SendMessageW(test.context->window, WM_KEYUP, 'Q', 0);
     EXPECT_EQ(test.context->targetIndex, 0U);
-    EXPECT_TRUE(figures.empty());
+    EXPECT_TRUE(test.windows.figures.empty());
 }
 
 } // namespace

@@ -71,8 +71,10 @@ CONFIGRET CM_Reenumerate_DevNode(DEVINST node, ULONG flags)
         return CR_INVALID_FLAG;
     {
         const TreeLock lock;
-        if (NodeOf(node) == nullptr)
+        DeviceNode* found = NodeOf(node);
+        if (found == nullptr)
             return CR_INVALID_DEVNODE;
+        ++found->enumerations;
     }
     korvex::platform::StartFilter(node);
     return CR_SUCCESS;

@@ -134,6 +134,11 @@ int RestartsOf(DEVINST node)
     return ReadNode<int>(node, [](const DeviceNode* found) { return found->restarts; });
 }
 
+int EnumerationsOf(DEVINST node)
+{
+    return ReadNode<int>(node, [](const DeviceNode* found) { return found->enumerations; });
+}
+
 std::string NativePathOf(DEVINST node)
 {
     return ReadNode<std::string>(node,

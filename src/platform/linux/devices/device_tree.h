@@ -44,6 +44,7 @@ struct DeviceNode {
     bool hardwareKeyLocked = false;
     DWORD installFlags = 0;
     int restarts = 0;
+    int enumerations = 0;
 };
 
 // Holds the tree's lock while it lives; may be nested.
@@ -77,6 +78,7 @@ void SetStatus(DEVINST node, ULONG status);
 void LockHardwareKey(DEVINST node); // it cannot be opened any more
 DWORD InstallFlagsOf(DEVINST node); // DI_ flags that an installer has set
 int RestartsOf(DEVINST node);
+int EnumerationsOf(DEVINST node);
 std::string NativePathOf(DEVINST node); // of a serial port: its tty; else empty
 
 // The registry path of a node's hardware key.
