@@ -1,7 +1,7 @@
 # libkorvex, the command `korvex`, the emulator, and what tests and measures them.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft xrandr)
+pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft xrandr libevdev)
 
 # Everything but the programs' main is in libraries that the tests link.
 file(GLOB_RECURSE KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/linux/*.cpp)

@@ -31,6 +31,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/profile_test.cpp
     platform/serial_test.cpp
     platform/threads_test.cpp
+    platform/touch_events_test.cpp
     platform/windows_test.cpp
     command/command_test.cpp
     command/diagnosis_test.cpp

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "platform/linux/core/input.h"
+#include "platform/linux/core/input_line.h"
 
 namespace korvex::platform {
 
@@ -57,6 +58,10 @@ struct Machine {
 
     // Receives each input record, one call at a time; false when it could not be sent. Default: none can be sent.
     std::function<bool(const INPUT& input)> pointerOutput;
+
+    // Are told of a line that a thread begins to wait on for input, once, and of one that is closed. On the thread that does it.
+    std::function<void(const InputLine* line)> lineWaits;
+    std::function<void(const InputLine* line)> lineClosed;
 
     // Asks where the pointer is; false when that is not known. On the windows' thread, beside outputs.
     std::function<bool(POINT* position)> pointerPosition;

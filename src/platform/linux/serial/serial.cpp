@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/linux/core/blocking_io.h"
+#include "platform/linux/machine.h"
 #include "platform/linux/serial/serial_port.h"
 
 using korvex::platform::Fail;
@@ -80,6 +81,9 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
     if (port == nullptr)
         return FALSE;
     *event = 0;
+    korvex::platform::SetLineOfThread(port->line);
+    if (const auto& told = korvex::platform::ThisMachine()->lineWaits; !std::exchange(port->waitedOn, true) && told)
+        told(port->line.get());
     // Also where the line is back already: what was going on over it has ended.
     if (std::exchange(port->hangupPending, false))
         return Fail(ERROR_DEVICE_NOT_CONNECTED);

@@ -44,6 +44,8 @@ constexpr milliseconds FLUSH_LIMIT{500};
 void CloseSerial(HandleObject* object)
 {
     auto* port = static_cast<SerialPort*>(object);
+    if (const auto& told = ThisMachine()->lineClosed; told && port->waitedOn)
+        told(port->line.get());
     if (port->terminal)
         tcsetattr(port->descriptor, TCSANOW, &port->settingsBefore);
     if (port->exclusive)
@@ -148,7 +150,7 @@ void ClaimExclusively(SerialPort* port)
 bool MayReopen(const SerialPort* port)
 {
     struct stat status { };
-    if (port->path.empty() || lstat(port->path.c_str(), &status) != 0)
+    if (port->line->path.empty() || lstat(port->line->path.c_str(), &status) != 0)
         return false;
     const bool sameEntry = status.st_ino == port->pathStatus.st_ino && status.st_ctim.tv_sec == port->pathStatus.st_ctim.tv_sec
         && status.st_ctim.tv_nsec == port->pathStatus.st_ctim.tv_nsec;
@@ -189,7 +191,7 @@ SerialPort* OpenSerialPort(const char* path)
     SerialPort* port = AdoptSerialDescriptor(descriptor);
     if (port == nullptr)
         return nullptr;
-    port->path = path;
+    port->line->path = path;
     lstat(path, &port->pathStatus);
     ClaimExclusively(port);
     return port;
@@ -199,11 +201,11 @@ bool EnsureConnected(SerialPort* port)
 {
     if (port->descriptor >= 0)
         return true;
-    const int descriptor = MayReopen(port) ? OpenExclusively(port->path.c_str()) : -1;
+    const int descriptor = MayReopen(port) ? OpenExclusively(port->line->path.c_str()) : -1;
     if (descriptor < 0)
         return Fail(ERROR_DEVICE_NOT_CONNECTED) != FALSE;
     port->descriptor = descriptor;
-    lstat(port->path.c_str(), &port->pathStatus);
+    lstat(port->line->path.c_str(), &port->pathStatus);
     MakeRaw(port);
     ClaimExclusively(port);
     if (ApplySettings(port, &port->dcb))
@@ -214,7 +216,7 @@ bool EnsureConnected(SerialPort* port)
 bool MarkDisconnected(SerialPort* port)
 {
     port->hangupPending = true;
-    if (!port->path.empty()) {
+    if (!port->line->path.empty()) {
         // An open descriptor would keep the adapter's number taken, and it would come back under another one.
         ::close(port->descriptor);
         port->descriptor = -1;
@@ -279,6 +281,7 @@ BOOL ReadSerial(HandleObject* object, void* buffer, DWORD count, DWORD* received
 {
     auto* port = static_cast<SerialPort*>(object);
     *received = 0;
+    SetLineOfThread(port->line);
     if (!EnsureConnected(port))
         return FALSE;
     const Clock::time_point start = Clock::now();

@@ -7,17 +7,21 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
 #include "platform/linux/core/handle_objects.h"
+#include "platform/linux/core/input_line.h"
 #include "platform/linux/serial/serial_types.h"
 
 namespace korvex::platform {
 
 struct SerialPort : HandleObject {
     static const HandleType TYPE;
-    std::string path;           // empty: of a line that cannot be opened again
+    // Its path is empty for a line that cannot be opened again.
+    std::shared_ptr<InputLine> line = std::make_shared<InputLine>();
+    bool waitedOn = false;      // for input, once or more
     int descriptor = -1;        // -1: the line is gone
     int wakeDescriptor = -1;    // an eventfd: readable once a pending WaitCommEvent is to end
     bool hangupPending = false; // the line has gone since the last WaitCommEvent

@@ -1,0 +1,153 @@
+#include "platform/linux/pointer/pointer_uinput.h"
+
+#include <fcntl.h>
+#include <libevdev/libevdev-uinput.h>
+#include <libevdev/libevdev.h>
+#include <linux/uinput.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "platform/linux/core/input_line.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/pointer/pixels.h"
+#include "platform/linux/pointer/touch_events.h"
+
+namespace korvex::platform {
+
+namespace {
+
+constexpr const char* UINPUT = "/dev/uinput";
+
+struct TouchDevice {
+    int descriptor = -1;
+    libevdev_uinput* device = nullptr;
+    TouchState state{false, 0, 0};
+
+    TouchDevice() = default;
+    ~TouchDevice()
+    {
+        if (device != nullptr)
+            libevdev_uinput_destroy(device);
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+    TouchDevice(const TouchDevice&) = delete;
+    TouchDevice& operator=(const TouchDevice&) = delete;
+};
+
+struct TouchDevices {
+    std::function<PanelDescription(const std::string& path)> describe;
+
+    std::mutex mutex;                                                 // guards the rest
+    std::map<const InputLine*, std::unique_ptr<TouchDevice>> devices; // null: it could not be made
+    POINT position{0, 0};                                             // in absolute coordinates
+};
+
+// A direct touch screen, and no mouse button: with one, desktops take it for a mouse.
+libevdev* Describe(const PanelDescription* panel)
+{
+    libevdev* description = libevdev_new();
+    if (description == nullptr)
+        return nullptr;
+    input_absinfo axis{};
+    axis.maximum = MAX_TOUCH_COORDINATE;
+    libevdev_set_name(description, ("Korvex touch panel " + panel->name).c_str());
+    libevdev_set_id_bustype(description, BUS_RS232);
+    libevdev_set_id_product(description, panel->model);
+    libevdev_enable_property(description, INPUT_PROP_DIRECT);
+    libevdev_enable_event_code(description, EV_KEY, BTN_TOUCH, nullptr);
+    libevdev_enable_event_code(description, EV_ABS, ABS_X, &axis);
+    libevdev_enable_event_code(description, EV_ABS, ABS_Y, &axis);
+    return description;
+}
+
+// Null when the system refuses.
+std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const PanelDescription* panel)
+{
+    auto made = std::make_unique<TouchDevice>();
+    made->descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (made->descriptor < 0)
+        return nullptr;
+    // libevdev does not carry the physical path; it stays when it is set before.
+    ioctl(made->descriptor, UI_SET_PHYS, line->path.c_str());
+    const std::unique_ptr<libevdev, void (*)(libevdev*)> description(Describe(panel), libevdev_free);
+    if (description == nullptr || libevdev_uinput_create_from_device(description.get(), made->descriptor, &made->device) != 0)
+        return nullptr;
+    return made;
+}
+
+// With the lock held.
+TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line)
+{
+    const auto known = all->devices.find(line);
+    if (known != all->devices.end())
+        return known->second.get();
+    const PanelDescription panel = all->describe(line->path);
+    return (all->devices[line] = MakeDevice(line, &panel)).get();
+}
+
+bool Send(TouchDevices* all, const INPUT& input)
+{
+    const InputLine* line = LineOfThread().get();
+    const std::lock_guard guard(all->mutex);
+    if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
+        all->position = {input.mi.dx, input.mi.dy};
+    TouchDevice* device = line == nullptr ? nullptr : DeviceOf(all, line);
+    if (device == nullptr)
+        return false;
+    TouchState next = device->state;
+    if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
+        next = {next.touching, input.mi.dx, input.mi.dy};
+    if ((input.mi.dwFlags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
+        next.touching = (input.mi.dwFlags & MOUSEEVENTF_LEFTDOWN) != 0;
+    if (!WriteTouch(device->descriptor, &device->state, &next))
+        return false;
+    device->state = next;
+    return true;
+}
+
+} // namespace
+
+bool UseInputDevices(std::function<PanelDescription(const std::string& path)> describe, std::string* reason)
+{
+    if (!CanMakeInputDevices(reason))
+        return false;
+    const auto all = std::make_shared<TouchDevices>();
+    all->describe = std::move(describe);
+    Machine* machine = ThisMachine();
+    machine->pointerOutput = [all](const INPUT& input) { return Send(all.get(), input); };
+    machine->pointerPosition = [all, machine](POINT* position) {
+        const std::lock_guard guard(all->mutex);
+        *position = {PixelOf(all->position.x, machine->screenWidth), PixelOf(all->position.y, machine->screenHeight)};
+        return true;
+    };
+    machine->lineWaits = [all](const InputLine* line) {
+        const std::lock_guard guard(all->mutex);
+        DeviceOf(all.get(), line);
+    };
+    machine->lineClosed = [all](const InputLine* line) {
+        const std::lock_guard guard(all->mutex);
+        all->devices.erase(line);
+    };
+    return true;
+}
+
+bool CanMakeInputDevices(std::string* reason)
+{
+    const int descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        *reason = std::string("cannot open ") + UINPUT + ": " + strerror(errno);
+        return false;
+    }
+    close(descriptor);
+    return true;
+}
+
+} // namespace korvex::platform
