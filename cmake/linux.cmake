@@ -2,14 +2,17 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft xrandr libevdev)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json 3 REQUIRED)
 
 # Everything but the programs' main is in libraries that the tests link.
 file(GLOB_RECURSE KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/linux/*.cpp)
 file(GLOB KORVEX_COMMAND_SOURCES CONFIGURE_DEPENDS src/command/*.cpp src/drivers/*.cpp)
-list(FILTER KORVEX_COMMAND_SOURCES EXCLUDE REGEX "/(main|loaded_library)\\.cpp$")
+list(FILTER KORVEX_COMMAND_SOURCES EXCLUDE REGEX "/(main|documents_main|loaded_library)\\.cpp$")
 add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_COMMAND_SOURCES})
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
-target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11)
+target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11
+    CLI11::CLI11 nlohmann_json::nlohmann_json)
 target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
 # For the builds that compile everything; the plain one does without, because clang-tidy reads its commands.
 target_precompile_headers(korvex PRIVATE <filesystem> <functional> <map> <memory> <mutex> <string> <vector>)

@@ -1,5 +1,3 @@
-#include "command/calibration_program.h"
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,9 +8,10 @@
 #include <string>
 #include <system_error>
 
+#include "command/exit_codes.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 #include "host/korvex.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/registry.h"
@@ -53,16 +52,11 @@ bool CanStartProgram(const Options* options)
 
 } // namespace
 
-int RunCalib(int argc, char** argv)
+int RunCalib(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"state"}, {1, 1}, &options))
-        return EXIT_USAGE_ERROR;
-    if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
-        return exitCode;
-    if (!CanStartProgram(&options))
+    if (!CanStartProgram(options))
         return EXIT_FAULT;
-    const std::string& argument = options.arguments[0];
+    const std::string& argument = options->arguments[0];
     int number = 0;
     const auto [end, error] = std::from_chars(argument.data(), argument.data() + argument.size(), number);
     if (error == std::errc{} && end == argument.data() + argument.size()) {
@@ -74,29 +68,20 @@ int RunCalib(int argc, char** argv)
     return EXIT_DONE;
 }
 
-int RunSetPath(int argc, char** argv)
+int RunSetPath(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"state"}, {1, 1}, &options))
-        return EXIT_USAGE_ERROR;
-    if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
-        return exitCode;
-    const std::string& folder = options.arguments[0];
+    const std::string& folder = options->arguments[0];
     std::error_code error;
     const std::u16string path = platform::FromNativePath(fs::absolute(folder, error).string());
     // The entries form the program's path, with a separator, in a buffer of that size.
     if (!fs::is_directory(folder, error) || path.size() + 1 + strlen(PROGRAM) >= TEXT_CAPACITY) {
-        fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n", options.command.c_str(), folder.c_str());
+        fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n", options->command.c_str(), folder.c_str());
         return EXIT_FAULT;
     }
-    HKEY key = platform::OpenRegistryPath(FOLDER_KEY);
-    const bool set = RegSetValueExW(key, FOLDER_VALUE, 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
-                         static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR)))
-        == ERROR_SUCCESS;
-    const bool stored = RegCloseKey(key) == ERROR_SUCCESS && set;
-    if (!stored)
-        fprintf(stderr, "%s: cannot write the registry in '%s'\n", options.command.c_str(), options.stateFolder.c_str());
-    return stored ? EXIT_DONE : EXIT_FAULT;
+    if (platform::WriteRegistryText(FOLDER_KEY, FOLDER_VALUE, path))
+        return EXIT_DONE;
+    SayStateFault(options);
+    return EXIT_FAULT;
 }
 
 } // namespace korvex::command

@@ -1,5 +1,3 @@
-#include "command/check.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -8,13 +6,15 @@
 #include <vector>
 
 #include "command/check_settings.h"
+#include "command/end_request.h"
+#include "command/exit_codes.h"
 #include "command/finding.h"
 #include "command/machine_setup.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
 #include "command/port_failure.h"
 #include "command/port_state.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
@@ -114,13 +114,11 @@ void CheckPort(const PortState* port, Findings* findings, std::vector<Listener>*
         Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
         return;
     }
-    TouchController* controller = CreateController();
+    TouchController* controller = ControllerOn(handle);
     if (controller == nullptr) {
-        CloseHandle(handle);
         Add(findings, Severity::FAULT, port->name, "memory is short; end other programs");
         return;
     }
-    LinkInit(&controller->link, handle, LINK_SERIAL, 0);
     const bool drivable = CheckController(port, controller, findings);
     if (drivable && StartSession(controller)) {
         listeners->push_back({port->name, controller});
@@ -166,21 +164,16 @@ bool HasFault(const Findings* findings)
 
 } // namespace
 
-int RunCheck(int argc, char** argv)
+int RunCheck(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"port", "state", "trace", "seconds"}, {0, 0}, &options))
-        return EXIT_USAGE_ERROR;
     Findings findings;
     CheckDisplay(&findings);
-    options.pointer = "none"; // the touches are looked at, not sent
-    if (const int exitCode = SetUpMachine(&options, {SetUpQuietTrace, SetUpPointer}); exitCode != EXIT_DONE)
-        return exitCode;
-    if (!PrepareState(&options))
+    SetUpPointer(options); // in place of the display's
+    if (const std::string fault = PrepareState(options); !fault.empty())
         Add(&findings, Severity::FAULT, "state",
-            "'" + options.stateFolder + "' cannot be written; give yourself permission, or name another folder with '--state'");
+            "'" + options->stateFolder + "' cannot be written: " + fault + "; put that right, or name another folder with '--state'");
     CheckSettings(&findings);
-    SetUpPorts(&options);
+    SetUpPorts(options);
     std::vector<PortState> ports = AllPorts();
     if (ports.empty())
         Add(&findings, Severity::FAULT, "ports", "there is no serial port; plug the adapter in, or name one with '--port'");
@@ -194,10 +187,10 @@ int RunCheck(int argc, char** argv)
 
     Findings heard;
     std::vector<TouchController*> controllers;
-    const double seconds = options.seconds.value_or(LISTENING_SECONDS);
+    const double seconds = options->seconds.value_or(LISTENING_SECONDS);
     if (!listeners.empty() && seconds > 0) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
-        WaitForEndSignal(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
+        WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
     }
     for (const Listener& listener : listeners) {
         if (seconds > 0)

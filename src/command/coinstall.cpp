@@ -1,14 +1,13 @@
-#include "command/coinstall.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "command/exit_codes.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 #include "drivers/touch_driver.h"
 #include "host/korvex.h"
 #include "platform/linux/core/text.h"
@@ -77,21 +76,12 @@ void Call(DI_FUNCTION function, Device* device)
 
 } // namespace
 
-int RunCoinstall(int argc, char** argv)
+int RunCoinstall(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"instance", "os", "server", "tablet-pc", "port", "state", "trace"}, {1, 1}, &options))
-        return EXIT_USAGE_ERROR;
-    const std::string& what = options.arguments[0];
-    if ((what != "install" && what != "remove") || options.instance.empty()) {
-        fprintf(stderr, "%s: it takes 'install' or 'remove' and '--instance'; see 'korvex --help'\n", options.command.c_str());
-        return EXIT_USAGE_ERROR;
-    }
-    if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpSystem, SetUpDevices}); exitCode != EXIT_DONE)
-        return exitCode;
+    const std::string& what = options->arguments[0];
     Device device{};
-    if (!OpenDeviceOf(platform::FromUtf8(options.instance), what == "install", &device)) {
-        fprintf(stderr, "%s: there is no device '%s'\n", options.command.c_str(), options.instance.c_str());
+    if (!OpenDeviceOf(platform::FromUtf8(options->instance), what == "install", &device)) {
+        fprintf(stderr, "%s: there is no device '%s'\n", options->command.c_str(), options->instance.c_str());
         return EXIT_FAULT;
     }
     const std::vector<std::u16string> registry = platform::RegistryLines();

@@ -1,11 +1,10 @@
-#include "command/detection.h"
-
 #include <cstdio>
 
+#include "command/exit_codes.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
 #include "command/port_failure.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 #include "host/host.h"
 #include "host/korvex.h"
 #include "host/panel_test.h"
@@ -41,51 +40,46 @@ void PrintPanelTestState(const PanelTestContext* context)
     fprintf(stderr, "target %u of %u at %d, %d\n", index + 1, TARGET_COUNT, target.x, target.y);
 }
 
-int RunEntry(int argc, char** argv, const Entry* entry)
+int RunEntry(const Options* options, const Entry* entry)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"single", "port", "state", "pointer", "windows", "trace"}, {0, 0}, &options))
-        return EXIT_USAGE_ERROR;
-    if (const int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices}); exitCode != EXIT_DONE)
-        return exitCode;
-    platform::ThisMachine()->portRefused = [&options](const std::string& path, DWORD error) {
-        fprintf(stderr, "%s: '%s' is left out: %s\n", options.command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
+    platform::ThisMachine()->portRefused = [options](const std::string& path, DWORD error) {
+        fprintf(stderr, "%s: '%s' is left out: %s\n", options->command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
     };
-    platform::ThisMachine()->onExit = [&options](int exitCode) {
+    platform::ThisMachine()->onExit = [options](int exitCode) {
         if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
             return exitCode;
-        fprintf(stderr, "%s: the display is lost\n", options.command.c_str());
+        fprintf(stderr, "%s: the display is lost\n", options->command.c_str());
         return EXIT_FAULT;
     };
-    if (options.windows == "none")
+    if (options->windows == "none")
         SetPanelTestObserver(PrintPanelTestState);
     SetLastError(ERROR_SUCCESS);
-    if (options.single)
+    if (options->single)
         entry->runSingle(nullptr, nullptr, nullptr, SW_SHOW);
     else
         entry->run();
-    if (options.single && GetLastError() == ERROR_ALREADY_EXISTS) {
-        fprintf(stderr, "%s: another one is running in this session\n", options.command.c_str());
+    if (options->single && GetLastError() == ERROR_ALREADY_EXISTS) {
+        fprintf(stderr, "%s: another one is running in this session\n", options->command.c_str());
         return EXIT_ALREADY_RUNNING;
     }
     // The message loop ends only without a display. Readers and worker are still running.
     DestroyHostContext();
-    fprintf(stderr, "%s: the display is lost\n", options.command.c_str());
+    fprintf(stderr, "%s: the display is lost\n", options->command.c_str());
     ExitProcess(EXIT_FAULT);
 }
 
 } // namespace
 
-int RunEnumerate(int argc, char** argv)
+int RunEnumerate(const Options* options)
 {
     static constexpr Entry DETECTION{kxENUM, kxENUMW};
-    return RunEntry(argc, argv, &DETECTION);
+    return RunEntry(options, &DETECTION);
 }
 
-int RunPanelTest(int argc, char** argv)
+int RunPanelTest(const Options* options)
 {
     static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
-    return RunEntry(argc, argv, &PANEL_TEST);
+    return RunEntry(options, &PANEL_TEST);
 }
 
 } // namespace korvex::command

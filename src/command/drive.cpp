@@ -1,29 +1,23 @@
-#include "command/drive.h"
-
 #include <optional>
 #include <vector>
 
-#include "command/machine_setup.h"
+#include "command/end_request.h"
+#include "command/exit_codes.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 
 namespace korvex::command {
 
-int RunDrive(int argc, char** argv)
+int RunDrive(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"pointer", "trace"}, {1, 1}, &options))
-        return EXIT_USAGE_ERROR;
-    int exitCode = SetUpMachine(&options, {SetUpTrace, SetUpPointer});
     TouchController* controller = nullptr;
-    if (exitCode == EXIT_DONE)
-        exitCode = OpenController(&options, options.arguments[0], &controller);
-    if (exitCode != EXIT_DONE)
+    int exitCode = OpenController(options, options->arguments[0], &controller);
+    if (controller == nullptr)
         return exitCode;
-    exitCode = RunSession(&options, options.arguments[0], controller);
+    exitCode = StartDriving(options, options->arguments[0], controller);
     if (exitCode == EXIT_DONE)
-        WaitForEndSignal(std::nullopt);
+        WaitForEnd(std::nullopt);
     const std::vector controllers{controller};
     return EndControllers(&controllers, exitCode);
 }

@@ -1,26 +1,25 @@
 #include "command/machine_setup.h"
 
 #include <fcntl.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 
-#include "command/runner.h"
-#include "discovery/model_table.h"
+#include "command/end_request.h"
+#include "command/exit_codes.h"
 #include "drivers/enumerator_filter.h"
 #include "platform/linux/core/debug_output.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/devices/registry.h"
+#include "platform/linux/files/whole_files.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_log.h"
 #include "platform/linux/pointer/pointer_x11.h"
@@ -34,31 +33,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Registers the enumerator's service, and puts its binary in place, unless an earlier run has.
-void InstallEnumeratorService(const std::string& windowsFolder)
-{
-    constexpr std::u16string_view BINARY = u"system32\\drivers\\KXSERENUM.sys";
-    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE));
-    if (RegQueryValueExW(key, u"ImagePath", nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
-        RegCloseKey(key);
-        return;
-    }
-    RegSetValueExW(key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(BINARY.data()),
-        static_cast<DWORD>((BINARY.size() + 1) * sizeof(WCHAR)));
-    RegCloseKey(key);
-    std::error_code error;
-    fs::create_directories(windowsFolder + "/system32/drivers", error);
-    std::ofstream(windowsFolder + "/system32/drivers/KXSERENUM.sys") << "stands for the serial enumerator filter, which is built in here\n";
-}
-
 // The user's mouse settings, a key that Windows always has.
-void CreateMouseSettings()
+bool CreateMouseSettings()
 {
     HKEY key = nullptr;
-    if (RegCreateKeyExW(
-            HKEY_CURRENT_USER, u"Control Panel\\Mouse", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
-        == ERROR_SUCCESS)
-        RegCloseKey(key);
+    return RegCreateKeyExW(
+               HKEY_CURRENT_USER, u"Control Panel\\Mouse", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
+        == ERROR_SUCCESS
+        && RegCloseKey(key) == ERROR_SUCCESS;
+}
+
+// Whether changes can be kept in a folder now: its lock can be had and its disk takes a file.
+bool CanKeepChanges(const std::string& folder)
+{
+    const std::string path = folder + "/.writable." + std::to_string(getpid());
+    const auto change = [](std::string_view /*content*/) { return std::optional<std::string>("writable\n"); };
+    const bool kept = platform::ChangeWholeFile(path, change, platform::Durability::DEFERRED);
+    const int error = errno;
+    unlink(path.c_str());
+    errno = error;
+    return kept;
 }
 
 // The adapter's path across runs of a port that was given by its tty.
@@ -75,7 +69,7 @@ std::string StablePathOf(const std::string& path, const std::vector<platform::Sc
 
 } // namespace
 
-int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Options*)> parts)
+int SetUpMachine(const Options* options, const std::vector<int (*)(const Options*)>& parts)
 {
     for (const auto& setUp : parts) {
         if (const int exitCode = setUp(options); exitCode != EXIT_DONE)
@@ -87,7 +81,7 @@ int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Opt
 int SetUpTrace(const Options* options)
 {
     if (!options->traceFile.empty()) {
-        const int trace = open(options->traceFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+        const int trace = open(options->traceFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
         if (trace < 0) {
             fprintf(stderr, "%s: cannot write '%s': %s\n", options->command.c_str(), options->traceFile.c_str(), strerror(errno));
             return EXIT_FAULT;
@@ -127,11 +121,7 @@ int SetUpWindows(const Options* options)
         fprintf(stderr, "%s: no windows: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
     }
-    sigset_t endSignals;
-    sigemptyset(&endSignals);
-    sigaddset(&endSignals, SIGINT);
-    sigaddset(&endSignals, SIGTERM);
-    machine->closeSignals = signalfd(-1, &endSignals, SFD_CLOEXEC | SFD_NONBLOCK);
+    machine->closeSignals = EndDescriptor();
     return EXIT_DONE;
 }
 
@@ -152,27 +142,36 @@ int SetUpDevices(const Options* options)
     return SetUpMachine(options, {SetUpState, SetUpPorts});
 }
 
-bool PrepareState(const Options* options)
+std::string PrepareState(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     std::error_code error;
     fs::create_directories(options->stateFolder, error);
-    if (error || access(options->stateFolder.c_str(), W_OK) != 0)
-        return false;
+    if (error)
+        return error.message();
     machine->stateFolder = fs::absolute(options->stateFolder, error).string();
     machine->windowsFolder = machine->stateFolder + "/windows";
     machine->systemFolder = machine->windowsFolder + "/system32";
-    InstallEnumeratorService(machine->windowsFolder);
-    CreateMouseSettings();
-    return true;
+    errno = 0;
+    if (CanKeepChanges(machine->stateFolder) && drivers::InstallEnumeratorService() && CreateMouseSettings())
+        return "";
+    const int reason = errno;
+    machine->stateFolder.clear();
+    return reason == EBUSY ? "another program holds its lock" : reason != 0 ? strerror(reason) : "the system refuses it";
 }
 
 int SetUpState(const Options* options)
 {
-    if (PrepareState(options))
+    const std::string fault = PrepareState(options);
+    if (fault.empty())
         return EXIT_DONE;
-    fprintf(stderr, "%s: cannot write the state folder '%s'\n", options->command.c_str(), options->stateFolder.c_str());
+    fprintf(stderr, "%s: cannot write the state folder '%s': %s\n", options->command.c_str(), options->stateFolder.c_str(), fault.c_str());
     return EXIT_FAULT;
+}
+
+void SayStateFault(const Options* options)
+{
+    fprintf(stderr, "%s: cannot write the state folder '%s'\n", options->command.c_str(), options->stateFolder.c_str());
 }
 
 int SetUpPorts(const Options* options)

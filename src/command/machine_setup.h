@@ -2,23 +2,25 @@
 // command's exit code, else EXIT_DONE.
 #pragma once
 
-#include <initializer_list>
+#include <string>
+#include <vector>
 
 #include "command/options.h"
 
 namespace korvex::command {
 
 // Sets the parts up in order, up to the first fault.
-int SetUpMachine(const Options* options, std::initializer_list<int (*)(const Options*)> parts);
+int SetUpMachine(const Options* options, const std::vector<int (*)(const Options*)>& parts);
 
-// Diagnostic lines; the quiet form drops them where no file is given for them.
+// Where diagnostic lines go: to the file that is given, else to standard error, or nowhere in the quiet form. Lines that a pipe or terminal
+// does not take at once are lost, so that its reader cannot hold up a touch.
 int SetUpTrace(const Options* options);
 int SetUpQuietTrace(const Options* options);
 
 // Pointer input.
 int SetUpPointer(const Options* options);
 
-// How windows are shown, and SIGINT and SIGTERM, which the caller has blocked, as what closes them.
+// How windows are shown, and the request for the end (end_request.h) as what closes them.
 int SetUpWindows(const Options* options);
 
 // The version of Windows that the machine gives itself.
@@ -27,13 +29,16 @@ int SetUpSystem(const Options* options);
 // The state folder with what Windows would keep across runs, and the enumerator's service in it.
 int SetUpState(const Options* options);
 
-// The same, without a word when it fails.
-bool PrepareState(const Options* options);
+// The same part without a word: empty, or why the state folder cannot be used.
+std::string PrepareState(const Options* options);
+
+// Says that the state folder cannot be written.
+void SayStateFault(const Options* options);
 
 // The serial ports: those given, else the system's.
 int SetUpPorts(const Options* options);
 
-// Both.
+// State folder and ports.
 int SetUpDevices(const Options* options);
 
 } // namespace korvex::command

@@ -1,21 +1,21 @@
-#include "command/monitor.h"
-
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "command/json_text.h"
-#include "command/machine_setup.h"
+#include "command/end_request.h"
+#include "command/exit_codes.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 #include "input/session.h"
 
 namespace korvex::command {
@@ -96,14 +96,14 @@ std::string RowOf(const Watched* watched)
     return row.data();
 }
 
-void PrintJson(const Watched* watched, milliseconds time)
+std::string JsonOf(const Watched* watched, milliseconds time)
 {
     const Sample* sample = &watched->shown;
-    printf("{\"port\": %s, \"time\": %.1f, \"raw\": [%d, %d], \"mapped\": [%d, %d], \"touching\": %s, \"gone\": %s, \"rate\": %u, "
-           "\"reports\": %u, \"rejected\": %u, \"resynchronisations\": %u, \"dropped\": %u, \"inputs\": %u}\n",
-        Quoted(watched->port).c_str(), static_cast<double>(time.count()) / 1000, sample->raw.x, sample->raw.y, sample->mapped.x,
-        sample->mapped.y, sample->touching ? "true" : "false", sample->gone ? "true" : "false", sample->rate, sample->reports,
-        sample->rejected, sample->resynchronisations, sample->dropped, sample->inputs);
+    const nlohmann::ordered_json line{{"port", watched->port}, {"time", std::round(static_cast<double>(time.count()) / 100) / 10},
+        {"raw", {sample->raw.x, sample->raw.y}}, {"mapped", {sample->mapped.x, sample->mapped.y}}, {"touching", sample->touching},
+        {"gone", sample->gone}, {"rate", sample->rate}, {"reports", sample->reports}, {"rejected", sample->rejected},
+        {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped}, {"inputs", sample->inputs}};
+    return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 // Shows what has changed: on a terminal the table in its place, else a line for each port that has.
@@ -123,7 +123,7 @@ void Show(std::vector<Watched>* all, const Options* options, bool first, millise
         if (inPlace)
             printf("%s\x1b[K\n", RowOf(&watched).c_str()); // and what a longer row left is erased (EL)
         else if (changed && options->json)
-            PrintJson(&watched, time);
+            puts(JsonOf(&watched, time).c_str());
         else if (changed)
             puts(RowOf(&watched).c_str());
     }
@@ -138,40 +138,31 @@ void Watch(std::vector<Watched>* all, const Options* options)
         const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
         Show(all, options, first, elapsed);
         const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
-        if (over || ferror(stdout) != 0 || WaitForEndSignal(TICK))
+        if (over || ferror(stdout) != 0 || WaitForEnd(TICK))
             return;
     }
 }
 
 } // namespace
 
-int RunMonitor(int argc, char** argv)
+int RunMonitor(const Options* options)
 {
-    constexpr size_t MOST_PORTS = 256;
-    Options options;
-    options.pointer = HasDisplay() ? "x11" : "none";
-    if (!ParseOptions(argc, argv, {"pointer", "trace", "seconds", "json"}, {1, MOST_PORTS}, &options))
-        return EXIT_USAGE_ERROR;
-    if (options.pointer == "log") {
-        fprintf(
-            stderr, "%s: invalid value 'log' for '--pointer': standard output is for what the panels report\n", options.command.c_str());
-        return EXIT_USAGE_ERROR;
-    }
-    int exitCode = SetUpMachine(&options, {SetUpQuietTrace, SetUpPointer});
+    int exitCode = EXIT_DONE;
     std::vector<Watched> all;
     std::vector<TouchController*> controllers;
-    for (const std::string& port : options.arguments) {
+    for (const std::string& port : options->arguments) {
         TouchController* controller = nullptr;
-        if (exitCode == EXIT_DONE)
-            exitCode = OpenController(&options, port, &controller);
-        if (exitCode != EXIT_DONE)
+        exitCode = OpenController(options, port, &controller);
+        if (controller == nullptr)
             break;
         controllers.push_back(controller);
         all.push_back({port, controller, {}, {}, {}});
-        exitCode = RunSession(&options, port, controller);
+        exitCode = StartDriving(options, port, controller);
+        if (exitCode != EXIT_DONE)
+            break;
     }
-    if (exitCode == EXIT_DONE)
-        Watch(&all, &options);
+    if (controllers.size() == options->arguments.size() && exitCode == EXIT_DONE)
+        Watch(&all, options);
     return EndControllers(&controllers, exitCode);
 }
 

@@ -4,14 +4,13 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <system_error>
 
+#include "command/end_request.h"
+#include "command/exit_codes.h"
 #include "command/port_failure.h"
-#include "command/runner.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
@@ -31,25 +30,40 @@ HANDLE OpenPort(const std::string& path)
     return CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
+TouchController* ControllerOn(HANDLE port)
+{
+    TouchController* controller = CreateController();
+    if (controller == nullptr) {
+        CloseHandle(port);
+        return nullptr;
+    }
+    LinkInit(&controller->link, port, LINK_SERIAL, 0);
+    controller->stopEvent = EndEvent();
+    return controller;
+}
+
 int OpenController(const Options* options, const std::string& path, TouchController** controller)
 {
+    *controller = nullptr;
     HANDLE port = OpenPort(path);
     if (port == INVALID_HANDLE_VALUE) {
         fprintf(
             stderr, "%s: cannot open '%s': %s\n", options->command.c_str(), path.c_str(), PortFailureText(path, GetLastError()).c_str());
         return EXIT_NO_PORT;
     }
-    *controller = CreateController();
-    if (*controller == nullptr) {
-        CloseHandle(port);
+    TouchController* opened = ControllerOn(port);
+    if (opened == nullptr) {
         fprintf(stderr, "%s: memory is short\n", options->command.c_str());
         return EXIT_FAULT;
     }
-    LinkInit(&(*controller)->link, port, LINK_SERIAL, 0);
-    if (IdentifyController(*controller))
+    if (IdentifyController(opened)) {
+        *controller = opened;
+        return EXIT_DONE;
+    }
+    ReleaseController(opened);
+    if (IsEndRequested())
         return EXIT_DONE;
     fprintf(stderr, "%s: no controller answers on '%s', neither at 19200 nor at 9600 baud\n", options->command.c_str(), path.c_str());
-    ReleaseController(*controller);
     return EXIT_NO_CONTROLLER;
 }
 
@@ -61,7 +75,7 @@ std::string DescriptionOf(const TouchController* controller)
     return text.data();
 }
 
-int RunSession(const Options* options, const std::string& name, TouchController* controller)
+int StartDriving(const Options* options, const std::string& name, TouchController* controller)
 {
     if (!StartSession(controller)) {
         fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
@@ -75,26 +89,15 @@ int EndControllers(const std::vector<TouchController*>* controllers, int exitCod
 {
     for (TouchController* controller : *controllers)
         RequestSessionStop(controller);
-    for (TouchController* controller : *controllers)
-        JoinSession(controller, SESSION_STOP_LIMIT_MS);
+    for (TouchController* controller : *controllers) {
+        if (controller->readerThread != nullptr) // a thread that was refused will not tell of its end
+            JoinSession(controller, SESSION_STOP_LIMIT_MS);
+    }
     if (!std::all_of(controllers->begin(), controllers->end(), HasReaderEnded))
         _exit(exitCode);
     for (TouchController* controller : *controllers)
         ReleaseController(controller);
     return exitCode;
-}
-
-bool WaitForEndSignal(std::optional<std::chrono::milliseconds> limit)
-{
-    sigset_t endSignals;
-    sigemptyset(&endSignals);
-    sigaddset(&endSignals, SIGINT);
-    sigaddset(&endSignals, SIGTERM);
-    int signal = 0;
-    if (!limit)
-        return sigwait(&endSignals, &signal) == 0;
-    const timespec time{limit->count() / 1000, limit->count() % 1000 * 1000000};
-    return sigtimedwait(&endSignals, nullptr, &time) > 0;
 }
 
 } // namespace korvex::command

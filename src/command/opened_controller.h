@@ -1,8 +1,6 @@
 // Controllers on ports that are given by their paths, for the commands that need neither bindings nor a device tree.
 #pragma once
 
-#include <chrono>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,8 +12,13 @@ namespace korvex::command {
 // The port's handle; INVALID_HANDLE_VALUE, with the last error set, when it cannot be opened or is no serial port.
 HANDLE OpenPort(const std::string& path);
 
-// Opens the port and identifies the controller on it. What goes wrong is said on standard error, and the result is the command's exit
-// code for it; else EXIT_DONE, and the controller is the caller's.
+// A new record for the controller on an open port, which is closed with it; the end request (end_request.h) stops its exchanges. Null when
+// memory is short; the port is then closed.
+TouchController* ControllerOn(HANDLE port);
+
+// Opens the port and identifies the controller on it, which is then the caller's: EXIT_DONE. What goes wrong is said on standard error, and
+// the result is the command's exit code for it. When the end is requested meanwhile: EXIT_DONE without a controller. `controller` is null
+// wherever there is none.
 int OpenController(const Options* options, const std::string& path, TouchController** controller);
 
 // "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"
@@ -23,13 +26,10 @@ std::string DescriptionOf(const TouchController* controller);
 
 // Starts the session, and says on standard error, behind `name`, which controller is driven: from then on no touch is lost. EXIT_FAULT
 // after another line there when the system refuses a thread.
-int RunSession(const Options* options, const std::string& name, TouchController* controller);
+int StartDriving(const Options* options, const std::string& name, TouchController* controller);
 
 // Stops the sessions, frees the controllers and gives `exitCode` back. Ends the process with it instead when a reader could not be ended,
 // because what that reader uses must stay.
 int EndControllers(const std::vector<TouchController*>* controllers, int exitCode);
-
-// Waits for SIGINT or SIGTERM, which are blocked, for at most `limit` (none: no limit). True when one came.
-bool WaitForEndSignal(std::optional<std::chrono::milliseconds> limit);
 
 } // namespace korvex::command

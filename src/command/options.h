@@ -1,7 +1,6 @@
-// The options of the subcommands.
+// What a subcommand was asked to do.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,7 +18,7 @@ struct Options {
     std::string stateFolder;       // --state
     std::string pointer;           // --pointer: "x11", "log" or "none"
     std::string windows;           // --windows: "x11" or "none"
-    std::string traceFile;         // --trace; empty: standard error
+    std::string traceFile;         // --trace; empty: not given
     std::optional<double> seconds; // --seconds
     bool fullSpeed = false;        // --speed full
     std::string instance;          // --instance
@@ -32,20 +31,13 @@ struct Options {
     std::vector<std::string> arguments;
 };
 
-struct ArgumentCount {
-    size_t least;
-    size_t most;
-};
-
 // True when an X display is named in the environment.
 bool HasDisplay();
 
-// Sets what an option that is missing means, where that depends on the user's environment and is not set yet.
-void SetDefaults(Options* options);
+// The state folder of a user who names none: as freedesktop.org has it for state of a user's programs.
+std::string DefaultStateFolder();
 
-// Reads a subcommand's options and arguments; argv[0] is its name, `accepted` names the options that it takes ("port", "state", …), and it
-// takes that many arguments. What `options` says of the pointer before is what an option that is missing means. False after one line on
-// standard error that names what is wrong.
-bool ParseOptions(int argc, char** argv, const std::vector<std::string>& accepted, ArgumentCount arguments, Options* options);
+// Sets what missing options mean to a command that sends pointer input and shows windows, by the user's environment.
+void SetDefaults(Options* options);
 
 } // namespace korvex::command

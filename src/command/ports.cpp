@@ -1,15 +1,14 @@
-#include "command/ports.h"
-
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "command/json_text.h"
+#include "command/exit_codes.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
 #include "command/port_state.h"
-#include "command/runner.h"
+#include "command/subcommands.h"
 #include "discovery/model_table.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
@@ -22,12 +21,11 @@ namespace {
 
 void PrintJson(const std::vector<PortState>* ports)
 {
-    puts("[");
+    auto list = nlohmann::ordered_json::array();
     for (const PortState& port : *ports)
-        printf("  {\"name\": %s, \"path\": %s, \"child\": %s, \"model\": %s, \"bound\": %s}%s\n", Quoted(port.name).c_str(),
-            Quoted(port.path).c_str(), Quoted(port.child).c_str(), Quoted(ModelText(port.model)).c_str(), port.bound ? "true" : "false",
-            &port == &ports->back() ? "" : ",");
-    puts("]");
+        list.push_back(
+            {{"name", port.name}, {"path", port.path}, {"child", port.child}, {"model", ModelText(port.model)}, {"bound", port.bound}});
+    puts(list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
 void PrintTable(const std::vector<PortState>* ports)
@@ -44,38 +42,29 @@ void PrintTable(const std::vector<PortState>* ports)
 
 } // namespace
 
-int RunPorts(int argc, char** argv)
+int RunPorts(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"port", "state", "json"}, {0, 0}, &options))
-        return EXIT_USAGE_ERROR;
-    if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
-        return exitCode;
     const std::vector<PortState> ports = AllPorts();
-    if (options.json)
+    if (options->json)
         PrintJson(&ports);
     else
         PrintTable(&ports);
     return EXIT_DONE;
 }
 
-int RunUnbind(int argc, char** argv)
+int RunUnbind(const Options* options)
 {
-    Options options;
-    if (!ParseOptions(argc, argv, {"port", "state"}, {1, 1}, &options))
-        return EXIT_USAGE_ERROR;
-    if (const int exitCode = SetUpDevices(&options); exitCode != EXIT_DONE)
-        return exitCode;
+    const std::string& name = options->arguments[0];
     for (const PortState& port : AllPorts()) {
-        if (port.name != options.arguments[0])
+        if (port.name != name)
             continue;
         const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port.name);
         if (platform::ForgetPort(port.node) && platform::DeleteRegistryKey(parameters))
             return EXIT_DONE;
-        fprintf(stderr, "%s: cannot write the state folder '%s'\n", options.command.c_str(), options.stateFolder.c_str());
+        SayStateFault(options);
         return EXIT_FAULT;
     }
-    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options.command.c_str(), options.arguments[0].c_str());
+    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), name.c_str());
     return EXIT_NO_PORT;
 }
 

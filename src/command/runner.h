@@ -3,16 +3,7 @@
 
 namespace korvex::command {
 
-// Exit codes of the command.
-inline constexpr int EXIT_DONE = 0;
-inline constexpr int EXIT_FAULT = 1;           // the system refused something that is said on standard error
-inline constexpr int EXIT_USAGE_ERROR = 2;     // a wrong option or argument
-inline constexpr int EXIT_NO_PORT = 3;         // the port cannot be opened
-inline constexpr int EXIT_NO_CONTROLLER = 4;   // nothing that can be driven answers on the port
-inline constexpr int EXIT_NO_DISPLAY = 5;      // the display cannot be used
-inline constexpr int EXIT_ALREADY_RUNNING = 6; // another one is running in this session
-
-// Runs the command; the result is its exit code. Called once, from main, before any thread is started.
+// Runs the command; the result is its exit code (exit_codes.h). Called once, from main, before any thread is started.
 int RunCommand(int argc, char** argv);
 
 } // namespace korvex::command

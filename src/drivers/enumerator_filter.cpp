@@ -1,8 +1,10 @@
 #include "drivers/enumerator_filter.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "discovery/model_table.h"
 #include "link/command_protocol.h"
@@ -12,6 +14,8 @@
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/devices/registry.h"
+#include "platform/linux/files/whole_files.h"
+#include "platform/linux/machine.h"
 #include "platform/win32.h"
 
 namespace korvex::drivers {
@@ -78,6 +82,18 @@ std::u16string ChildId(const Parameters* parameters)
 }
 
 } // namespace
+
+bool InstallEnumeratorService()
+{
+    constexpr std::u16string_view BINARY = u"system32\\drivers\\KXSERENUM.sys";
+    constexpr std::string_view CONTENT = "stands for the serial enumerator filter, which is built in here\n";
+    const std::u16string service = platform::ServiceKeyPath(ENUMERATOR_SERVICE);
+    if (!platform::ReadRegistryText(service, u"ImagePath").empty())
+        return true;
+    const std::string path = platform::ThisMachine()->windowsFolder + "/" + platform::ToNativePath(BINARY);
+    const bool inPlace = platform::CreateWholeFile(path, CONTENT) || errno == EEXIST;
+    return inPlace && platform::WriteRegistryText(service, u"ImagePath", BINARY);
+}
 
 void RegisterEnumeratorFilter()
 {

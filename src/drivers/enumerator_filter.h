@@ -6,6 +6,10 @@
 
 namespace korvex::drivers {
 
+// Registers the filter's service in the registry and puts its binary in place below the machine's Windows folder, as far as that has not
+// been done. False when it cannot be stored.
+bool InstallEnumeratorService();
+
 // Plugs the filter into the machine, for ports whose first upper filter is "KXSERENUM".
 void RegisterEnumeratorFilter();
 

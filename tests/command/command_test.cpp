@@ -46,7 +46,10 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
         {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
             Row{{"drive"}, 2, "an argument is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
             Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
-            Row{{"drive", "a", "--trace"}, 2, "'--trace'"}, Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
+            Row{{"drive", "a", "--trace"}, 2, "'--trace' needs a value"}, Row{{"set-path", "a\nb"}, 2, "invalid value 'a b'"},
+            Row{{"ports", "--port", "COM1=a\nb"}, 2, "for '--port': it must be one line"},
+            Row{{"coinstall", "install"}, 2, "an option is missing: --instance"},
+            Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
             Row{{"drive", "plain"}, 3, "it is not a serial port"}, Row{{"drive", "."}, 3, "it is not a serial port"},
             Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
             Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
@@ -61,10 +64,11 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
     EXPECT_EQ(RunProgram({KORVEX, "replay", "."}).exitCode, 1) << "no file";
     EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + " --help >/dev/full"}).exitCode, 1) << "nothing of it goes out";
     EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
-    for (const std::vector<std::string>& command : {std::vector<std::string>{KORVEX, "--help"}, {KORVEX, "drive", "--help"}}) {
-        const RunResult help = RunProgram(command);
+    for (const auto& [words, line] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{KORVEX, "-h"}, "\n  drive  "}, {{KORVEX, "drive", "--help"}, "korvex drive [OPTION...] PORT\n"}}) {
+        const RunResult help = RunProgram(words);
         EXPECT_EQ(help.exitCode, 0);
-        EXPECT_NE(help.output.find("drive PORT"), std::string::npos);
+        EXPECT_NE(help.output.find(line), std::string::npos) << help.output;
     }
 }
 

@@ -192,8 +192,8 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
         // The ports are in use, which a list does not mind.
         const RunResult list = RunProgram(installation.Command({"ports", "--json"}));
         EXPECT_EQ(list.exitCode, 0);
-        EXPECT_NE(list.output.find(R"("name": "COM3", "path": ")" + TerminalPath(installation.first.get())
-                      + R"(", "child": "SERENUM\\KVX5200\\COM3", "model": "5200", "bound": true)"),
+        EXPECT_NE(list.output.find("\"name\": \"COM3\",\n    \"path\": \"" + TerminalPath(installation.first.get())
+                      + "\",\n    \"child\": \"SERENUM\\\\KVX5200\\\\COM3\",\n    \"model\": \"5200\",\n    \"bound\": true"),
             std::string::npos)
             << list.output;
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "drivers/enumerator_filter.h"
 #include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
 
@@ -27,14 +28,9 @@ TestMachine::~TestMachine()
 
 void InstallEnumeratorService(bool withBinary)
 {
-    constexpr std::u16string_view BINARY = u"system32\\drivers\\KXSERENUM.sys";
-    HKEY key = platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM");
-    RegSetValueExW(key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(BINARY.data()), (BINARY.size() + 1) * sizeof(WCHAR));
-    RegCloseKey(key);
-    fs::create_directories("windows/system32/drivers");
-    fs::remove("windows/system32/drivers/KXSERENUM.sys");
-    if (withBinary)
-        WriteTextFile("windows/system32/drivers/KXSERENUM.sys", "");
+    drivers::InstallEnumeratorService();
+    if (!withBinary)
+        fs::remove("windows/system32/drivers/KXSERENUM.sys");
 }
 
 Element::Element(DEVINST node)

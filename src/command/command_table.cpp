@@ -1,0 +1,224 @@
+#include "command/command_table.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <system_error>
+
+#include "command/machine_setup.h"
+#include "command/subcommands.h"
+
+namespace korvex::command {
+
+namespace {
+
+bool IsPortName(std::string_view name)
+{
+    return name.starts_with("COM") && name.size() > 3 && name.size() < 8
+        && name.find_first_not_of("0123456789", 3) == std::string_view::npos;
+}
+
+bool TakePort(const std::string& value, Options* options)
+{
+    const size_t equals = value.find('=');
+    if (equals == std::string::npos || equals + 1 == value.size() || !IsPortName(std::string_view(value).substr(0, equals)))
+        return false;
+    const GivenPort given{value.substr(0, equals), value.substr(equals + 1)};
+    const bool taken = std::any_of(options->ports.begin(), options->ports.end(),
+        [&given](const GivenPort& other) { return other.name == given.name || other.path == given.path; });
+    options->ports.push_back(given);
+    return !taken;
+}
+
+bool TakeVersion(const std::string& value, Options* options)
+{
+    const char* end = value.data() + value.size();
+    const auto [dot, majorError] = std::from_chars(value.data(), end, options->osMajor);
+    if (majorError != std::errc{} || dot == end || *dot != '.' || options->osMajor == 0)
+        return false;
+    const auto [rest, minorError] = std::from_chars(dot + 1, end, options->osMinor);
+    return minorError == std::errc{} && rest == end;
+}
+
+bool TakeSeconds(const std::string& value, Options* options)
+{
+    double number = 0;
+    const char* end = value.data() + value.size();
+    const auto [rest, error] = std::from_chars(value.data(), end, number);
+    options->seconds = number;
+    return error == std::errc{} && rest == end && number >= 0 && number <= MAX_SECONDS;
+}
+
+bool TakeInstance(const std::string& value, Options* options)
+{
+    options->instance = value;
+    const size_t last = value.rfind('\\');
+    return last != std::string::npos && last > 0 && last + 1 < value.size();
+}
+
+template <std::string Options::*FIELD>
+bool TakeText(const std::string& value, Options* options)
+{
+    options->*FIELD = value;
+    return !value.empty();
+}
+
+bool TakeSpeed(const std::string& value, Options* options)
+{
+    options->fullSpeed = value == "full";
+    return true;
+}
+
+constexpr const char* POINTER = "--pointer";
+
+} // namespace
+
+const std::vector<OptionDeclaration>& AllOptions()
+{
+    static const std::vector<OptionDeclaration> OPTIONS{
+        {"--single", nullptr, "only when no other one runs in this session", &Options::single, nullptr, nullptr},
+        {"--port", "NAME=PATH",
+            "use these ports, COM3=/dev/ttyUSB0, not the system's; may be given several times. Of the system's ports ttyS0 is COM1, ttyS1"
+            " COM2 and so on; USB adapters follow from COM33",
+            nullptr, TakePort, "NAME=PATH, such as COM3=/dev/ttyS2, each once", Completion::NOTHING, {}, true},
+        {"--state", "DIR", "where bindings and registry are kept (default $XDG_STATE_HOME/korvex, or ~/.local/state/korvex)", nullptr,
+            TakeText<&Options::stateFolder>, "a path", Completion::FOLDERS},
+        {POINTER, "x11|log|none",
+            "send the pointer input to the X display (default where DISPLAY is set), print it as one JSON object a line on standard"
+            " output, or drop it",
+            nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING, {"x11", "log", "none"}},
+        {"--windows", "x11|none",
+            "show windows on the X display (default where DISPLAY is set), or print what they would show on standard error", nullptr,
+            TakeText<&Options::windows>, nullptr, Completion::NOTHING, {"x11", "none"}},
+        {"--trace", "FILE", "write the diagnostic lines to FILE (default: standard error)", nullptr, TakeText<&Options::traceFile>,
+            "a path", Completion::FILES},
+        {"--json", nullptr, "print JSON", &Options::json, nullptr, nullptr},
+        {"--seconds", "N", "end by itself after so long", nullptr, TakeSeconds, "a number from 0 to 86400"},
+        {"--speed", "recorded|full", "with the pauses of the recording (default), or as fast as the line takes it", nullptr, TakeSpeed,
+            nullptr, Completion::NOTHING, {"recorded", "full"}},
+        {"--instance", "ID", "the device, USB\\KVX5200\\1; one that is not there is plugged in", nullptr, TakeInstance,
+            "a device instance ID, such as USB\\KVX5200\\1"},
+        {"--os", "VERSION", "the version of Windows that is asked, 5.1 unless given", nullptr, TakeVersion, "MAJOR.MINOR, such as 6.1"},
+        {"--server", nullptr, "it is a server edition", &Options::server, nullptr, nullptr},
+        {"--tablet-pc", nullptr, "it is a Tablet PC", &Options::tabletPc, nullptr, nullptr},
+    };
+    return OPTIONS;
+}
+
+const std::vector<CommandDeclaration>& AllCommands()
+{
+    const OptionUse quietTrace{"--trace", "write the diagnostic lines to FILE (default: nowhere)"};
+    const ArgumentDeclaration port{"PORT", "the serial port, a path such as /dev/ttyS0", Completion::FILES};
+    static const std::vector<CommandDeclaration> COMMANDS{
+        {.name = "enum",
+            .help = "find the controllers on all ports and let their touches move the pointer, behind a status window, until it is closed"
+                    " or SIGINT or SIGTERM comes. What was found on a port is kept for the next start",
+            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--windows"}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices},
+            .run = RunEnumerate,
+            .endsCleanly = true},
+        {.name = "paneltest",
+            .help = "calibrate the panel that is touched, by nine targets over the whole screen of 5 seconds each, then rate it; Escape"
+                    " ends it. The calibration is stored in Korvex.ini",
+            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--windows"}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices},
+            .run = RunPanelTest,
+            .endsCleanly = true},
+        {.name = "check",
+            .help = "look at display, settings, ports and controllers for what commonly goes wrong, one line each: \"ok\", \"note\", or"
+                    " \"FAULT\" with what to do",
+            .options = {{"--port"}, {"--state"}, quietTrace, {"--seconds", "how long to listen for touches (default 3)"}},
+            .machine = {SetUpQuietTrace},
+            .run = RunCheck,
+            .pointer = "none", // the touches are looked at, not sent
+            .endsCleanly = true},
+        {.name = "drive",
+            .help = "like enum for the one controller on a serial port, without window and bindings",
+            .arguments = {port},
+            .options = {{POINTER}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpPointer},
+            .run = RunDrive,
+            .endsCleanly = true},
+        {.name = "monitor",
+            .help = "drive the controllers on these ports and show, live, what each reports: raw and mapped position, contact, reports a"
+                    " second, all reports, rejected packets (BAD), searches for the next report (RESYNC) and bytes dropped in them",
+            .arguments = {{port.name, port.help, port.completion, {}, true}},
+            .options = {{POINTER, "send the pointer input to the X display (default where DISPLAY is set), or drop it", {"x11", "none"}},
+                quietTrace, {"--seconds"}, {"--json", "print one JSON object a line when something has changed"}},
+            .machine = {SetUpQuietTrace, SetUpPointer},
+            .run = RunMonitor,
+            .pointerUnseen = "none",
+            .endsCleanly = true},
+        {.name = "record",
+            .help = "drive the controller on a port and keep what comes over the line in a new file, a text that replay reads",
+            .arguments = {{"FILE", "the new file", Completion::FILES}, port},
+            .options = {{POINTER,
+                            "send the pointer input to the X display, print it as one JSON object a line on standard output, or drop it"
+                            " (default)"},
+                quietTrace, {"--seconds"}},
+            .machine = {SetUpQuietTrace, SetUpPointer},
+            .run = RunRecord,
+            .pointer = "none",
+            .endsCleanly = true},
+        {.name = "replay",
+            .help = "play a recording to a session, through a pseudo-terminal",
+            .arguments = {{"FILE", "the recording", Completion::FILES}},
+            .options = {{POINTER}, quietTrace, {"--speed"}},
+            .machine = {SetUpQuietTrace, SetUpPointer},
+            .run = RunReplay,
+            .endsCleanly = true},
+        {.name = "ports",
+            .help = "list the serial ports, what stands on them and how they are bound, opening none",
+            .options = {{"--port"}, {"--state"}, {"--json"}},
+            .machine = {SetUpDevices},
+            .run = RunPorts},
+        {.name = "unbind",
+            .help = "take the binding and its parameters off a port, COM3",
+            .arguments = {{"NAME", "the port's name, COM3"}},
+            .options = {{"--port"}, {"--state"}},
+            .machine = {SetUpDevices},
+            .run = RunUnbind},
+        {.name = "calib",
+            .help = "start the calibration program with a number or a text (behind \"--\" when it begins with \"-\" and no digit)",
+            .arguments = {{"N|TEXT", "the number or text that it is started with"}},
+            .options = {{"--state"}},
+            .machine = {SetUpState},
+            .run = RunCalib},
+        {.name = "coinstall",
+            .help = "call the co-installer for the device named with --instance, as the installer of Windows does, and print what it"
+                    " writes",
+            .arguments = {{"install|remove", "the device's installation or its removal", Completion::NOTHING, {"install", "remove"}}},
+            .options = {{"--instance", nullptr, {}, true}, {"--os"}, {"--server"}, {"--tablet-pc"}, {"--port"}, {"--state"}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpSystem, SetUpDevices},
+            .run = RunCoinstall},
+        {.name = "set-path",
+            .help = "store where the calibration program KxConsole.exe is",
+            .arguments = {{"DIR", "the folder that holds it", Completion::FOLDERS}},
+            .options = {{"--state"}},
+            .machine = {SetUpState},
+            .run = RunSetPath},
+    };
+    return COMMANDS;
+}
+
+const OptionDeclaration* FindOption(const OptionUse* use)
+{
+    const auto found = std::find_if(AllOptions().begin(), AllOptions().end(),
+        [use](const OptionDeclaration& option) { return std::string_view(option.name) == use->name; });
+    return &*found; // the tables agree
+}
+
+const std::vector<const char*>& ChoicesOf(const OptionUse* use)
+{
+    return use->choices.empty() ? FindOption(use)->choices : use->choices;
+}
+
+std::string ListOf(const std::vector<const char*>& words)
+{
+    std::string list;
+    for (size_t i = 0; i < words.size(); ++i)
+        list += std::string(i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
+    return list;
+}
+
+} // namespace korvex::command

@@ -1,0 +1,72 @@
+// The commands and options of `korvex`, declared once: parsing, help, man page and completion are made of these tables.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "command/options.h"
+
+namespace korvex::command {
+
+// What the shell offers for a value.
+enum class Completion { NOTHING, FILES, FOLDERS };
+
+struct OptionDeclaration {
+    const char* name;                           // "--port"
+    const char* value;                          // what stands for its value, "NAME=PATH"; null: it takes none
+    const char* help;                           // what it does
+    bool Options::*toggle;                      // what one without a value sets
+    bool (*take)(const std::string&, Options*); // sets what a value says; false when it is not valid
+    const char* expected;                       // of a value that is not valid, what it should be
+    Completion completion = Completion::NOTHING;
+    std::vector<const char*> choices = {}; // the only valid values; none: `take` says
+    bool repeatable = false;
+};
+
+// An option as a command takes it.
+struct OptionUse {
+    const char* name;
+    const char* help = nullptr;            // what it does there; null: what its declaration says
+    std::vector<const char*> choices = {}; // those that are valid there; none: those of its declaration
+    bool required = false;
+};
+
+struct ArgumentDeclaration {
+    const char* name; // "PORT"
+    const char* help;
+    Completion completion = Completion::NOTHING;
+    std::vector<const char*> choices = {}; // the only valid ones; none: any
+    bool many = false;                     // one or more of them
+};
+
+using SetUpPart = int (*)(const Options*);
+
+struct CommandDeclaration {
+    const char* name;
+    const char* help; // what it does
+    std::vector<ArgumentDeclaration> arguments = {};
+    std::vector<OptionUse> options = {};
+    std::vector<SetUpPart> machine = {}; // what is set up before it runs (machine_setup.h)
+    int (*run)(const Options*) = nullptr;
+    const char* pointer = nullptr; // what a missing --pointer means; null: "x11" with a display, else `pointerUnseen`
+    const char* pointerUnseen = "log";
+    bool endsCleanly = false; // SIGINT and SIGTERM are what it waits for (end_request.h); else they have their default action
+};
+
+// The longest value of --seconds.
+inline constexpr double MAX_SECONDS = 86400;
+
+// All options and commands, in the order of help and man page.
+const std::vector<OptionDeclaration>& AllOptions();
+const std::vector<CommandDeclaration>& AllCommands();
+
+// The declaration of an option that a command takes.
+const OptionDeclaration* FindOption(const OptionUse* use);
+
+// Its valid values in that use; empty when they are not counted.
+const std::vector<const char*>& ChoicesOf(const OptionUse* use);
+
+// "a, b or c"
+std::string ListOf(const std::vector<const char*>& words);
+
+} // namespace korvex::command

@@ -1,0 +1,35 @@
+// What ends a command that is to end cleanly: SIGINT or SIGTERM, or the command itself. There is one request, for good.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+#include "platform/win32.h"
+
+namespace korvex::command {
+
+// Keeps SIGINT and SIGTERM waiting, in this thread and in those that it starts. First thing in the program.
+void BlockEndSignals();
+
+// Gives them their default action again, also to one that has come meanwhile.
+void AllowEndSignals();
+
+// Takes the signals from now on, on a thread of its own: each is an end request. A process that has not ended 2.8 s after the first one,
+// whatever holds it, is ended then with EXIT_DONE. False when the system refuses what that needs; once per process.
+bool WatchForEnd();
+
+// Requests the end, as a signal would, but without a limit. Any thread.
+void RequestEnd();
+
+bool IsEndRequested();
+
+// Is set with the request; not owned. Null before WatchForEnd.
+HANDLE EndEvent();
+
+// Can be read once for each signal, as a signalfd can; -1 before WatchForEnd.
+int EndDescriptor();
+
+// Waits for the request for at most `limit` (none: no limit). True when it has come.
+bool WaitForEnd(std::optional<std::chrono::milliseconds> limit);
+
+} // namespace korvex::command
