@@ -33,9 +33,19 @@ void RepairBox(int32_t* minimum, int32_t* maximum, uint32_t resolutionBits)
 
 } // namespace
 
+void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits)
+{
+    if (calib->orientation < 1 || calib->orientation > MAX_ORIENTATION)
+        calib->orientation = 1;
+    if (std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), calib->pointCount) == POINT_COUNTS.end())
+        calib->pointCount = 0;
+    DeriveFromPoints(calib);
+    RepairBox(&calib->stdMinX, &calib->stdMaxX, resolutionBits);
+    RepairBox(&calib->stdMinY, &calib->stdMaxY, resolutionBits);
+}
+
 bool LoadSettings(TouchController* controller)
 {
-    CalibrationData* calib = &controller->calib;
     SetDefaultCalibration(controller);
     DebugTrace(TEXT("Load File Settings\n"));
     const bool fromFile = LoadCalibrationFile(controller);
@@ -43,16 +53,9 @@ bool LoadSettings(TouchController* controller)
         DebugTrace(TEXT("Load Board Settings\n"));
         ReadBoardCalibration(controller);
     }
-    if (calib->orientation < 1 || calib->orientation > MAX_ORIENTATION)
-        calib->orientation = 1;
-    const uint32_t count = calib->pointCount;
-    if (count != 4 && count != 9 && count != 16 && count != 25)
-        calib->pointCount = 0;
-    DeriveFromPoints(calib);
     if (controller->resolutionBits != 10 && controller->resolutionBits != 12)
         controller->resolutionBits = 10;
-    RepairBox(&calib->stdMinX, &calib->stdMaxX, controller->resolutionBits);
-    RepairBox(&calib->stdMinY, &calib->stdMaxY, controller->resolutionBits);
+    RepairCalibration(&controller->calib, controller->resolutionBits);
     return fromFile;
 }
 

@@ -1,9 +1,20 @@
 // A controller's calibration as a whole: loaded at the start of its session, replaced by the panel test.
 #pragma once
 
+#include <array>
+#include <cstdint>
+
 #include "link/touch_controller.h"
 
 namespace korvex {
+
+// The numbers of points that a calibration with points can have.
+inline constexpr std::array<uint32_t, 4> POINT_COUNTS{4, 9, 16, 25};
+
+// Puts every value right that the mapping could not work with: an unknown orientation becomes 1, an unknown number of points 0, a side of
+// the standard box without extent the middle ten twelfths of the raw span of that resolution. Orientation and reference points are derived
+// from the points where there are any.
+void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits);
 
 // The model's defaults, then the settings file or, where there is none, the calibration in the controller's memory; then every value is
 // put right that the mapping could not work with. True when the values came from the file. Before the reader thread runs.

@@ -50,6 +50,11 @@ bool MapToWork(const CalibrationData* calib, Point* point)
     }
 }
 
+bool MapsByPoints(const CalibrationData* calib)
+{
+    return calib->pointCount == 4 || calib->pointCount == 9;
+}
+
 bool MapStandardBox(const CalibrationData* calib, Point* point)
 {
     const bool scalable = calib->stdMaxX != calib->stdMinX && calib->stdMaxY != calib->stdMinY;

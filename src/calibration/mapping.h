@@ -14,6 +14,9 @@ bool MapPoint(const CalibrationData* calib, Point* point);
 // 9-point calibration after the orientation transform, else the standard box. The result is that of the stage that ran.
 bool MapToWork(const CalibrationData* calib, Point* point);
 
+// Whether a calibrated mapping goes by the points (4 or 9 of them), not by the standard box.
+bool MapsByPoints(const CalibrationData* calib);
+
 // Scales by the standard box and clamps to 0 to 4096 inclusive. A box without width or height scales neither axis: false.
 bool MapStandardBox(const CalibrationData* calib, Point* point);
 

@@ -1,7 +1,5 @@
 #include "calibration/settings_file.h"
 
-#include <array>
-#include <cstddef>
 
 #include "platform/win32.h"
 #include "support/owned.h"
@@ -10,42 +8,19 @@ namespace korvex {
 
 namespace {
 
-constexpr const WCHAR* FILE_NAME = TEXT("Korvex.ini");
 constexpr const WCHAR* SECTION = TEXT("Calibration");
-constexpr size_t VALUE_CAPACITY = 32; // UTF-16 units with terminator
 
-using Path = std::array<WCHAR, TEXT_CAPACITY>;
-using Key = std::array<WCHAR, VALUE_CAPACITY>;
-
-// The runtime's file; an empty path, which names no file, when the current directory's is too long.
-Path SettingsPath()
+int32_t Read(const SettingsPath* path, const SettingKey& key)
 {
-    Path path{};
-    const DWORD length = GetFullPathNameW(FILE_NAME, static_cast<DWORD>(path.size()), path.data(), nullptr);
-    if (length >= path.size())
-        path[0] = 0;
-    return path;
+    SettingText text{};
+    return ReadSetting(path, &key, &text);
 }
 
-Key PointKey(uint32_t index, WCHAR axis)
+void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
 {
-    Key key{};
-    FormatBounded(key.data(), key.size(), TEXT("ADV_%02d_%c"), index, axis);
-    return key;
-}
-
-int32_t ReadInteger(const Path* path, const WCHAR* key, const WCHAR* fallback)
-{
-    std::array<WCHAR, VALUE_CAPACITY> value{};
-    GetPrivateProfileStringW(SECTION, key, fallback, value.data(), static_cast<DWORD>(value.size()), path->data());
-    return ParseInteger(value.data());
-}
-
-void WriteInteger(const Path* path, const WCHAR* key, int32_t number)
-{
-    std::array<WCHAR, VALUE_CAPACITY> value{};
+    SettingText value{};
     FormatBounded(value.data(), value.size(), TEXT("%d"), number);
-    WritePrivateProfileStringW(SECTION, key, value.data(), path->data());
+    WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
 }
 
 bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)
@@ -56,21 +31,44 @@ bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)
 
 } // namespace
 
+SettingKey PointSetting(uint32_t index, WCHAR axis, SettingText* name)
+{
+    FormatBounded(name->data(), name->size(), TEXT("ADV_%02d_%c"), index, axis);
+    return {name->data(), TEXT("0")};
+}
+
+bool LocateCalibrationFile(SettingsPath* path)
+{
+    const DWORD length = GetFullPathNameW(SETTINGS_FILE, static_cast<DWORD>(path->size()), path->data(), nullptr);
+    const bool fits = length > 0 && length < path->size();
+    if (!fits)
+        (*path)[0] = 0;
+    return fits;
+}
+
+int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText* text)
+{
+    GetPrivateProfileStringW(SECTION, key->name, key->fallback, text->data(), static_cast<DWORD>(text->size()), path->data());
+    return ParseInteger(text->data());
+}
+
 bool LoadCalibrationFile(TouchController* controller)
 {
-    const Path path = SettingsPath();
+    SettingsPath path{};
+    LocateCalibrationFile(&path);
     if (!CanOpen(path.data(), GENERIC_READ | GENERIC_WRITE, 0))
         return false;
     CalibrationData* calib = &controller->calib;
-    calib->orientation = static_cast<uint32_t>(ReadInteger(&path, TEXT("PanelOrient"), TEXT("1")));
-    calib->pointCount = static_cast<uint32_t>(ReadInteger(&path, TEXT("Mode"), TEXT("0")));
-    calib->stdMinX = ReadInteger(&path, TEXT("STD_MIN_X"), TEXT("0"));
-    calib->stdMaxX = ReadInteger(&path, TEXT("STD_MAX_X"), TEXT("1023"));
-    calib->stdMinY = ReadInteger(&path, TEXT("STD_MIN_Y"), TEXT("0"));
-    calib->stdMaxY = ReadInteger(&path, TEXT("STD_MAX_Y"), TEXT("1023"));
+    calib->orientation = static_cast<uint32_t>(Read(&path, SETTING_ORIENTATION));
+    calib->pointCount = static_cast<uint32_t>(Read(&path, SETTING_POINT_COUNT));
+    calib->stdMinX = Read(&path, SETTING_MIN_X);
+    calib->stdMaxX = Read(&path, SETTING_MAX_X);
+    calib->stdMinY = Read(&path, SETTING_MIN_Y);
+    calib->stdMaxY = Read(&path, SETTING_MAX_Y);
+    SettingText name{};
     for (uint32_t i = 0; i < calib->pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
-        calib->advPoints[i].x = ReadInteger(&path, PointKey(i, 'X').data(), TEXT("0"));
-        calib->advPoints[i].y = ReadInteger(&path, PointKey(i, 'Y').data(), TEXT("0"));
+        calib->advPoints[i].x = Read(&path, PointSetting(i, 'X', &name));
+        calib->advPoints[i].y = Read(&path, PointSetting(i, 'Y', &name));
     }
     return true;
 }
@@ -78,18 +76,19 @@ bool LoadCalibrationFile(TouchController* controller)
 bool SaveCalibrationFile(TouchController* controller)
 {
     const CalibrationData calib = CopyCalibration(controller);
-    const Path path = SettingsPath();
-    if (path[0] == 0)
+    SettingsPath path{};
+    if (!LocateCalibrationFile(&path))
         return true;
-    WriteInteger(&path, TEXT("PanelOrient"), static_cast<int32_t>(calib.orientation));
-    WriteInteger(&path, TEXT("Mode"), static_cast<int32_t>(calib.pointCount));
-    WriteInteger(&path, TEXT("STD_MIN_X"), calib.stdMinX);
-    WriteInteger(&path, TEXT("STD_MAX_X"), calib.stdMaxX);
-    WriteInteger(&path, TEXT("STD_MIN_Y"), calib.stdMinY);
-    WriteInteger(&path, TEXT("STD_MAX_Y"), calib.stdMaxY);
+    Write(&path, SETTING_ORIENTATION, static_cast<int32_t>(calib.orientation));
+    Write(&path, SETTING_POINT_COUNT, static_cast<int32_t>(calib.pointCount));
+    Write(&path, SETTING_MIN_X, calib.stdMinX);
+    Write(&path, SETTING_MAX_X, calib.stdMaxX);
+    Write(&path, SETTING_MIN_Y, calib.stdMinY);
+    Write(&path, SETTING_MAX_Y, calib.stdMaxY);
+    SettingText name{};
     for (uint32_t i = 0; i < calib.pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
-        WriteInteger(&path, PointKey(i, 'X').data(), calib.advPoints[i].x);
-        WriteInteger(&path, PointKey(i, 'Y').data(), calib.advPoints[i].y);
+        Write(&path, PointSetting(i, 'X', &name), calib.advPoints[i].x);
+        Write(&path, PointSetting(i, 'Y', &name), calib.advPoints[i].y);
     }
     WritePrivateProfileStringW(nullptr, nullptr, nullptr, path.data()); // all of them reach the disk now
     return true;
@@ -97,9 +96,9 @@ bool SaveCalibrationFile(TouchController* controller)
 
 bool LocateSettingsFile(WCHAR* path)
 {
-    Path folder{};
+    SettingsPath folder{};
     const bool folderKnown = SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_DEFAULT, folder.data()) >= 0;
-    FormatBounded(path, TEXT_CAPACITY, TEXT("%s\\%s"), folder.data(), FILE_NAME);
+    FormatBounded(path, TEXT_CAPACITY, TEXT("%s\\%s"), folder.data(), SETTINGS_FILE);
     return folderKnown && CanOpen(path, GENERIC_READ, FILE_ATTRIBUTE_NORMAL);
 }
 

@@ -2,10 +2,44 @@
 // the one in the system folder.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
 #include "link/touch_controller.h"
 #include "support/bounded_text.h"
 
 namespace korvex {
+
+// A value of the file: its key, and the text that counts where it is missing.
+struct SettingKey {
+    const WCHAR* name;
+    const WCHAR* fallback;
+};
+
+inline constexpr SettingKey SETTING_ORIENTATION{TEXT("PanelOrient"), TEXT("1")};
+inline constexpr SettingKey SETTING_POINT_COUNT{TEXT("Mode"), TEXT("0")};
+inline constexpr SettingKey SETTING_MIN_X{TEXT("STD_MIN_X"), TEXT("0")};
+inline constexpr SettingKey SETTING_MAX_X{TEXT("STD_MAX_X"), TEXT("1023")};
+inline constexpr SettingKey SETTING_MIN_Y{TEXT("STD_MIN_Y"), TEXT("0")};
+inline constexpr SettingKey SETTING_MAX_Y{TEXT("STD_MAX_Y"), TEXT("1023")};
+
+inline constexpr const WCHAR* SETTINGS_FILE = TEXT("Korvex.ini");
+
+inline constexpr size_t SETTING_CAPACITY = 32; // UTF-16 units with terminator, of a value or a point's key
+
+using SettingText = std::array<WCHAR, SETTING_CAPACITY>;
+using SettingsPath = std::array<WCHAR, TEXT_CAPACITY>;
+
+// The key of a calibration point's coordinate, "ADV_07_X" of point 7 and axis X, into `name`, which must live as long as it.
+SettingKey PointSetting(uint32_t index, WCHAR axis, SettingText* name);
+
+// The whole path of the runtime's file. False, with an empty path, which names no file, when it is too long: the runtime does without.
+bool LocateCalibrationFile(SettingsPath* path);
+
+// The number that the runtime reads for a key, and the text that it reads it from. The last error is ERROR_FILE_NOT_FOUND where that is the
+// fallback.
+int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText* text);
 
 // Reads orientation, pointCount, standard box and pointCount advPoints (at most 25) as they stand, unchecked; a missing key gives its
 // default (orientation 1, no points, standard box 0 to 1023, point coordinates 0). False, with nothing changed, when the file does not

@@ -50,17 +50,6 @@ void CheckDisplay(Findings* findings)
         Add(findings, Severity::FINE, "display", "the X display takes pointer input");
 }
 
-// What the firmware of an identified 6-byte controller calls its model, as a decimal number; 0 when it does not say.
-uint32_t FirmwareModelNumber(TouchController* controller)
-{
-    if (controller->model == MODEL_7700)
-        return 0;
-    Packet command{COMMAND_FIRMWARE_IDENTITY};
-    command[5] = PacketChecksum(command.data(), 5);
-    Packet answer{};
-    return Transact(controller, &command, &answer) ? DecodeCoord(controller, &answer[1], true) : 0;
-}
-
 // The rate at which something answers that was not identified: the last candidate's or that of the short packets; 0 when nothing does.
 uint32_t AnsweringBaudRate(TouchController* controller)
 {
@@ -89,8 +78,9 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
                     + " baud leaves questions open; unplug it and plug it in again; if that does not help, its model cannot be driven");
         return false;
     }
-    const uint32_t number = FirmwareModelNumber(controller);
-    if (number != 0 && number != 5200 && number != 5460) {
+    uint32_t number = 0;
+    const bool named = controller->model != MODEL_7700 && QueryModelNumber(controller, &number, nullptr);
+    if (named && number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
         Add(findings, Severity::FAULT, port->name,
             "the controller calls itself model " + std::to_string(number)
                 + ", which cannot be driven; it is driven as a 5200 and may measure"
@@ -155,11 +145,6 @@ void Print(const Findings* findings)
         printf("%-5s  %-8s  %s\n", severity, finding.subject.c_str(), finding.text.c_str());
     }
     fflush(stdout);
-}
-
-bool HasFault(const Findings* findings)
-{
-    return std::any_of(findings->begin(), findings->end(), [](const Finding& finding) { return finding.severity == Severity::FAULT; });
 }
 
 } // namespace

@@ -97,13 +97,8 @@ void TakeMemory(const std::vector<uint8_t>* command, const std::vector<uint8_t>*
     const size_t length = ReportLengthOf(recording->model);
     if (command->size() != length || answer->size() != length || answer->front() != command->front())
         return;
-    const bool shortPackets = recording->model == MODEL_7700;
-    const auto code = command->front();
-    const size_t address = shortPackets ? size_t{4} * static_cast<uint8_t>(code - COMMAND_READ_MEMORY_7700) : (*command)[2];
-    const size_t first = shortPackets ? 1 : 3; // of the answer's data bytes
-    const size_t count = shortPackets ? 4 : 2;
-    if ((shortPackets || code == COMMAND_READ_MEMORY) && address + count <= recording->memory.size())
-        std::copy_n(answer->begin() + static_cast<ptrdiff_t>(first), count, recording->memory.begin() + static_cast<ptrdiff_t>(address));
+    const MemoryPart part = MemoryPartOf(recording->model, command->data());
+    std::copy_n(answer->begin() + part.offset, part.count, recording->memory.begin() + part.address);
 }
 
 // What has been read of a recording besides what is kept of it.

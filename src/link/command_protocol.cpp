@@ -12,7 +12,6 @@ constexpr int ATTEMPTS = 3;
 constexpr uint32_t CHECKED_BYTES = 5; // a packet's checksum covers its first five bytes
 constexpr uint8_t SEVEN_BIT_LIMIT = 0x80;
 constexpr std::array<uint32_t, 2> BAUD_RATES{19200, 9600};
-constexpr uint32_t MODEL_NUMBER_5460 = 5460; // decimal, as the firmware gives it
 constexpr uint32_t LOW_RESOLUTION_BITS = 10;
 constexpr uint32_t HIGH_RESOLUTION_BITS = 12;
 
@@ -58,15 +57,11 @@ bool QueryFirmware7700(TouchController* controller)
 
 bool QueryFirmwareSixByte(TouchController* controller)
 {
+    uint32_t number = 0;
+    if (QueryModelNumber(controller, &number, &controller->fwMajor) && number == MODEL_NUMBER_5460)
+        controller->model = MODEL_5460;
     Packet answer{};
-    Packet command = CommandPacket(COMMAND_FIRMWARE_IDENTITY);
-    AddChecksum(controller, &command);
-    if (Transact(controller, &command, &answer)) {
-        if (DecodeCoord(controller, &answer[1], true) == MODEL_NUMBER_5460)
-            controller->model = MODEL_5460;
-        controller->fwMajor = LowByte(DecodeCoord(controller, &answer[3], true));
-    }
-    command = CommandPacket(COMMAND_FIRMWARE_VERSION);
+    Packet command = CommandPacket(COMMAND_FIRMWARE_VERSION);
     AddChecksum(controller, &command);
     if (!Transact(controller, &command, &answer)) // checked under the model that may have just been set
         return false;
@@ -80,21 +75,19 @@ using BoardMemory = std::array<uint8_t, BOARD_MEMORY_BYTES>;
 // Reads the bytes at `address`; the count of bytes read, 0 when the exchange failed.
 uint32_t ReadMemory(TouchController* controller, uint32_t address, BoardMemory* memory)
 {
-    Packet answer{};
+    Packet command = CommandPacket(COMMAND_READ_MEMORY);
     if (controller->model == MODEL_5200) {
-        Packet command = CommandPacket(COMMAND_READ_MEMORY);
         command[2] = LowByte(address);
         AddChecksum(controller, &command);
-        if (!Transact(controller, &command, &answer))
-            return 0;
-        std::copy_n(&answer[3], 2, &(*memory)[address]);
-        return 2;
+    } else {
+        command = CommandPacket(LowByte(COMMAND_READ_MEMORY_7700 + address / 4));
     }
-    const Packet command = CommandPacket(LowByte(COMMAND_READ_MEMORY_7700 + address / 4));
+    Packet answer{};
     if (!Transact(controller, &command, &answer))
         return 0;
-    std::copy_n(&answer[1], 4, &(*memory)[address]);
-    return 4;
+    const MemoryPart part = MemoryPartOf(controller->model, command.data());
+    std::copy_n(&answer[part.offset], part.count, &(*memory)[part.address]);
+    return part.count;
 }
 
 void TakeBoardCalibration(TouchController* controller, const BoardMemory* memory)
@@ -238,6 +231,31 @@ bool QueryFirmwareVersion(TouchController* controller)
     default:
         return false;
     }
+}
+
+bool QueryModelNumber(TouchController* controller, uint32_t* number, uint8_t* fwMajor)
+{
+    Packet command = CommandPacket(COMMAND_FIRMWARE_IDENTITY);
+    AddChecksum(controller, &command);
+    Packet answer{};
+    if (!Transact(controller, &command, &answer))
+        return false;
+    *number = DecodeCoord(controller, &answer[1], true);
+    if (fwMajor != nullptr)
+        *fwMajor = LowByte(DecodeCoord(controller, &answer[3], true));
+    return true;
+}
+
+MemoryPart MemoryPartOf(uint32_t model, const uint8_t* command)
+{
+    MemoryPart part{};
+    if (model == MODEL_7700)
+        part = {4U * LowByte(command[0] - uint32_t{COMMAND_READ_MEMORY_7700}), 4, 1};
+    else if (command[0] == COMMAND_READ_MEMORY)
+        part = {command[2], 2, 3};
+    if (part.address + part.count > BOARD_MEMORY_BYTES)
+        part.count = 0;
+    return part;
 }
 
 bool ReadBoardCalibration(TouchController* controller)

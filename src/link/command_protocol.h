@@ -56,6 +56,22 @@ bool QueryResolution(TouchController* controller);
 // Reads the firmware version, and turns model 0x5200 into 0x5460 where the controller says so. On false fields that were not read are 0.
 bool QueryFirmwareVersion(TouchController* controller);
 
+// The number that the firmware of a 6-byte controller gives as its model, a decimal one (5200, 5460), and the first part of its version,
+// which may be null. False, with both untouched, when it does not say.
+bool QueryModelNumber(TouchController* controller, uint32_t* number, uint8_t* fwMajor);
+
+// Model numbers of firmware that can be driven.
+inline constexpr uint32_t MODEL_NUMBER_5200 = 5200;
+inline constexpr uint32_t MODEL_NUMBER_5460 = 5460;
+
+// What a command that reads the controller's memory asks for, and where its answer holds it.
+struct MemoryPart {
+    uint32_t address;
+    uint32_t count;  // of bytes; 0: the command is none that reads memory
+    uint32_t offset; // in the answer
+};
+MemoryPart MemoryPartOf(uint32_t model, const uint8_t* command);
+
 // Reads the calibration kept in the controller's memory (models 0x5200 and 0x7700; any other: nothing is sent) into orientation,
 // pointCount, standard box and all 25 advPoints, unchecked. On false the calibration is untouched: an address failed 3 times in a row.
 bool ReadBoardCalibration(TouchController* controller);

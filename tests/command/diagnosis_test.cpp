@@ -204,8 +204,12 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
     };
     const std::string corners = "ADV_00_X=10\nADV_00_Y=10\nADV_01_X=900\nADV_01_Y=10\nADV_02_X=900\nADV_02_Y=900\n";
     for (const Row& row : {Row{"", "the standard box", 0}, Row{"Mode=4\nADV_03_X=10\nADV_03_Y=900\n" + corners, "4 calibration points", 0},
-             Row{"Mode=5\n", "Mode=5 is none of 0, 4, 9, 16 and 25", 1}, Row{"PanelOrient=9\n", "PanelOrient=9 is not between 1 and 8", 1},
-             Row{"STD_MAX_X=wide\n", "STD_MAX_X=wide is not a whole number", 1},
+             Row{"Mode=5\n", "'Mode=5' is none of 0, 4, 9, 16 and 25", 1},
+             Row{"PanelOrient=9\n", "'PanelOrient=9' is not between 1 and 8", 1},
+             Row{"STD_MAX_X=wide\n", "'STD_MAX_X=wide' is not a whole number, and counts as 0", 1},
+             Row{"Mode=+4 ; corners\nADV_03_X=10.5\nADV_03_Y=900\n" + corners, "4 calibration points", 0},
+             Row{"PanelOrient=2.0\n", "note   settings  'PanelOrient=2.0' is read as 2", 0},
+             Row{"STD_MAX_X=\n", "'STD_MAX_X=' is not a whole number, and counts as 0", 1},
              Row{"STD_MIN_Y=7\nSTD_MAX_Y=7\n", "leave the standard box without extent", 1},
              Row{"Mode=4\n" + corners, "ADV_03_X is missing", 1},
              Row{"Mode=4\nADV_03_X=900\nADV_03_Y=900\n" + corners, "the targets 3 and 4 were measured at the same place", 1},
