@@ -43,8 +43,8 @@ else()
     target_link_libraries(korvex_documents PRIVATE korvex)
     target_compile_definitions(korvex_documents PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
     add_custom_command(OUTPUT korvex.1 korvex.bash VERBATIM DEPENDS korvex_documents packages/linux/korvex.1.in
-        COMMAND korvex_documents man <${PROJECT_SOURCE_DIR}/packages/linux/korvex.1.in >korvex.1
-        COMMAND korvex_documents completion >korvex.bash)
+        COMMAND korvex_documents man korvex.1 ${PROJECT_SOURCE_DIR}/packages/linux/korvex.1.in
+        COMMAND korvex_documents completion korvex.bash)
     add_custom_target(korvex_texts ALL DEPENDS ${PROJECT_BINARY_DIR}/korvex.1 ${PROJECT_BINARY_DIR}/korvex.bash)
     install(TARGETS korvex_command korvex_emulator korvex_shared)
     install(FILES src/host/korvex.h DESTINATION include/korvex)

@@ -1,9 +1,10 @@
-// Makes a document at build time: reads a template from standard input, or none, and prints it with the parts that are made of the tables.
+// Makes a document at build time: writes a file of the parts that are made of the tables, in their places in a template where it has one.
 
 #include <cstdio>
-#include <iostream>
+#include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "command/documents.h"
@@ -11,24 +12,26 @@
 int main(int argc, char** argv)
 {
     using namespace korvex::command;
-    if (argc != 2) {
-        fputs("usage: korvex-documents completion, or korvex-documents man <TEMPLATE\n", stderr);
+    const std::string_view document = argc > 1 ? argv[1] : "";
+    if (!(argc == 3 && document == "completion") && !(argc == 4 && document == "man")) {
+        fputs("usage: korvex-documents completion FILE, or korvex-documents man FILE TEMPLATE\n", stderr);
         return 2;
     }
-    if (std::string(argv[1]) == "completion") {
-        std::cout << BashCompletion() << std::flush;
-        return std::cout ? 0 : 1;
-    }
-    std::string text(std::istreambuf_iterator<char>(std::cin), {});
-    for (const auto& [mark, part] : {std::pair<std::string, std::string>("@VERSION@", KORVEX_VERSION), {"@COMMANDS@\n", ManCommands()},
-             {"@OPTIONS@\n", ManOptions()}}) {
-        const size_t place = text.find(mark);
-        if (place == std::string::npos) {
-            fprintf(stderr, "korvex-documents: the template lacks %s\n", mark.c_str());
-            return 1;
+    std::string text = BashCompletion();
+    if (document == "man") {
+        std::ifstream input(argv[3]);
+        text.assign(std::istreambuf_iterator<char>(input), {});
+        for (const auto& [mark, part] : {std::pair<std::string, std::string>("@VERSION@", KORVEX_VERSION), {"@COMMANDS@\n", ManCommands()},
+                 {"@OPTIONS@\n", ManOptions()}}) {
+            const size_t place = text.find(mark);
+            if (place == std::string::npos) {
+                fprintf(stderr, "korvex-documents: the template lacks %s\n", mark.c_str());
+                return 1;
+            }
+            text.replace(place, mark.size(), part);
         }
-        text.replace(place, mark.size(), part);
     }
-    std::cout << text << std::flush;
-    return std::cout ? 0 : 1;
+    std::ofstream output(argv[2]);
+    output << text << std::flush;
+    return output ? 0 : 1;
 }
