@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "platform/linux/core/input_line.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer_x11.h"
 #include "platform/linux/windows/window_headless.h"
 #include "platform/linux/windows/window_x11.h"
 #include "platform/win32.h"
+#include "testing/recorders.h"
 #include "testing/screen.h"
 #include "testing/temporary_folder.h"
 
@@ -98,8 +103,49 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOf)
         EXPECT_NE(geometry.find(output.empty() ? "Position: 1024,0" : "Position: 0,0"), std::string::npos) << geometry;
         EXPECT_NE(geometry.find("Geometry: 1024x768"), std::string::npos) << geometry;
         unsetenv("DISPLAY");
+        if (!output.empty()) { // it takes another mode while the window is there
+            testing::RunProgram({"xrandr", "--display", display.name, "--output", output, "--mode", "800x600"});
+            EXPECT_TRUE(
+                testing::WaitUntil([] { return platform::ThisMachine()->windowBackend->pump() && GetSystemMetrics(SM_CXSCREEN) == 800; }));
+        }
         DestroyWindow(window);
     }
+    platform::ResetMachine();
+}
+
+// Where the pointer is after an input to the middle, on the whole screen; nowhere when the input fails.
+std::string PointerAfterInput(const std::string& display)
+{
+    INPUT input{};
+    input.mi = {32768, 32768, 0, testing::MOVE, 0, 0};
+    if (SendInput(1, &input, sizeof(input)) != 1)
+        return "nowhere";
+    return testing::RunProgram({"env", "DISPLAY=" + display, "xdotool", "getmouselocation"}).output.substr(0, 11);
+}
+
+TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
+{
+    const TemporaryFolder folder;
+    const testing::TwoMonitors display;
+    std::string reason;
+    platform::Machine* machine = platform::ThisMachine();
+    std::vector<std::string> told;
+    machine->monitorOfLine = [](const std::string& path) { return path == "/dev/left" ? "DUMMY0" : ""; };
+    machine->monitorChanged = [&told](const std::string& output, bool present) { told.push_back(output + (present ? " back" : " gone")); };
+    ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
+    EXPECT_EQ(PointerAfterInput(display.name), "x:1536 y:38") << "the primary monitor";
+    platform::SetLineOfThread(std::make_shared<platform::InputLine>(platform::InputLine{"/dev/left"}));
+    EXPECT_EQ(PointerAfterInput(display.name), "x:512 y:384");
+    POINT position{};
+    EXPECT_TRUE(GetCursorPos(&position));
+    EXPECT_EQ(position.x, -512) << "of the machine's monitor";
+
+    testing::RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--off"});
+    EXPECT_TRUE(testing::WaitUntil([&] { return PointerAfterInput(display.name) == "nowhere"; }));
+    testing::RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--mode", "1024x768", "--left-of", "DUMMY1"});
+    EXPECT_TRUE(testing::WaitUntil([&] { return PointerAfterInput(display.name) == "x:512 y:384"; }));
+    EXPECT_EQ(told, (std::vector<std::string>{"DUMMY0 gone", "DUMMY0 back"}));
+    platform::SetLineOfThread(nullptr);
     platform::ResetMachine();
 }
 

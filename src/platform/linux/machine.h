@@ -72,8 +72,11 @@ struct Machine {
     std::atomic<int> screenWidth = 1024;
     std::atomic<int> screenHeight = 768;
 
-    // The output whose monitor that is; empty: the primary one.
+    // The output whose monitor that is; empty: the primary one. The output for the input of one line, by the line's path; null, or empty:
+    // that monitor's. Who is told when the monitor of an output is not there, and when it is back; on the thread of an input.
     std::string monitor;
+    std::function<std::string(const std::string& path)> monitorOfLine;
+    std::function<void(const std::string& output, bool present)> monitorChanged;
 
     // Is asked last before the process ends, with the exit code, and gives the one that counts.
     std::function<int(int exitCode)> onExit;

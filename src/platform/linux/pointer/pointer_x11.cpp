@@ -4,10 +4,13 @@
 #include <X11/extensions/XTest.h>
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
+#include "platform/linux/core/input_line.h"
 #include "platform/linux/core/x11_monitors.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pixels.h"
@@ -21,33 +24,53 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
 constexpr std::chrono::seconds MEASURE_INTERVAL{1};
 
+// Where a monitor was when it was last looked at.
+struct MeasuredMonitor {
+    bool present = true;
+    MonitorArea area{};
+    Clock::time_point measured;
+};
+
 // A connection of its own.
 struct PointerDisplay {
     std::mutex mutex; // guards the rest
     std::string name; // empty: the one in DISPLAY
     Display* display = nullptr;
-    bool broken = false;  // the server went away
-    bool pressed = false; // the button is held down by this connection
-    MonitorArea area{};   // of the screen, where input goes
-    Clock::time_point lastMeasured;
+    bool broken = false;                             // the server went away
+    bool pressed = false;                            // the button is held down by this connection
+    std::map<std::string, MeasuredMonitor> monitors; // by their outputs; the machine's may have an empty name
     Clock::time_point lastAttempt;
 };
 
-// Takes where the monitor is, at most once a second: it changes when the screen is turned or set to another mode.
-void Measure(PointerDisplay* pointer)
+// The monitor of an output, looked at anew once a second: it may go, and it changes when the screen is turned or set to another mode.
+const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& output)
 {
-    if (Clock::now() - pointer->lastMeasured < MEASURE_INTERVAL)
-        return;
-    pointer->lastMeasured = Clock::now();
+    MeasuredMonitor* monitor = &pointer->monitors[output];
+    if (Clock::now() - monitor->measured < MEASURE_INTERVAL)
+        return monitor;
+    const bool present = FindMonitor(pointer->display, output, &monitor->area);
+    if (pointer->broken)
+        return monitor;
+    monitor->measured = Clock::now();
     Machine* machine = ThisMachine();
-    MonitorArea area{};
-    if (!FindMonitor(pointer->display, machine->monitor, &area) || pointer->broken)
-        return;
-    pointer->area = area;
-    machine->screenX = area.x;
-    machine->screenY = area.y;
-    machine->screenWidth = area.width;
-    machine->screenHeight = area.height;
+    if (std::exchange(monitor->present, present) != present && machine->monitorChanged)
+        machine->monitorChanged(output, present);
+    if (output == machine->monitor && present) {
+        machine->screenX = monitor->area.x;
+        machine->screenY = monitor->area.y;
+        machine->screenWidth = monitor->area.width;
+        machine->screenHeight = monitor->area.height;
+    }
+    return monitor;
+}
+
+// The output of the line that the calling thread reads.
+std::string OutputOfThread()
+{
+    const Machine* machine = ThisMachine();
+    const std::string output
+        = machine->monitorOfLine && LineOfThread() != nullptr ? machine->monitorOfLine(LineOfThread()->path) : std::string();
+    return output.empty() ? machine->monitor : output;
 }
 
 bool Connect(PointerDisplay* pointer, std::string* reason)
@@ -75,8 +98,8 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
     pointer->display = display;
     pointer->broken = false;
     pointer->pressed = false;
-    pointer->lastMeasured = {};
-    Measure(pointer);
+    pointer->monitors.clear();
+    MonitorOf(pointer, ThisMachine()->monitor);
     return true;
 }
 
@@ -95,9 +118,12 @@ bool SendToServer(PointerDisplay* pointer, const INPUT& input)
 {
     if (!IsConnected(pointer))
         return false;
-    Measure(pointer);
+    const MeasuredMonitor* monitor = MonitorOf(pointer, OutputOfThread());
+    // A release goes out in any case: the button must not stay pressed.
+    if (!monitor->present && (input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
+        return false;
     Display* display = pointer->display;
-    const MonitorArea* area = &pointer->area;
+    const MonitorArea* area = &monitor->area;
     const DWORD flags = input.mi.dwFlags;
     if ((flags & MOUSEEVENTF_MOVE) != 0)
         XTestFakeMotionEvent(display, DefaultScreen(display), area->x + PixelOf(input.mi.dx, area->width),
@@ -127,7 +153,8 @@ bool AskServer(PointerDisplay* pointer, POINT* position)
         = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display), &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
     if (answered == False || pointer->broken)
         return false;
-    *position = {rootX - pointer->area.x, rootY - pointer->area.y};
+    const MonitorArea* area = &MonitorOf(pointer, ThisMachine()->monitor)->area;
+    *position = {rootX - area->x, rootY - area->y};
     return true;
 }
 

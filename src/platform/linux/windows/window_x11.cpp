@@ -6,6 +6,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/cursorfont.h>
+#include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
 
 #include <map>
@@ -32,7 +33,8 @@ struct ShownWindow {
 // The connection of the windows' thread.
 struct WindowDisplay {
     Display* display = nullptr;
-    bool broken = false; // the server went away
+    bool broken = false;   // the server went away
+    int monitorEvent = -1; // the type of the event that tells of changed monitors
     Atom deleteWindow = 0;
     Atom windowName = 0;
     Atom utf8 = 0;
@@ -127,17 +129,23 @@ void AskForFrame(const WindowDisplay* connection, Window window, DWORD style)
         connection->display, window, property, property, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&hints), 5);
 }
 
-// Tells the window manager, where there is one, of a top-level window.
-void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view)
+// Tells the window manager of a window's fixed size, and where it is.
+void SetSizeHints(const WindowDisplay* connection, Window window, const WindowView* view)
 {
-    Display* display = connection->display;
     XSizeHints hints{};
     hints.flags = PMinSize | PMaxSize | USPosition;
     hints.min_width = hints.max_width = view->width;
     hints.min_height = hints.max_height = view->height;
     hints.x = view->x + ThisMachine()->screenX;
     hints.y = view->y + ThisMachine()->screenY;
-    XSetWMNormalHints(display, window, &hints);
+    XSetWMNormalHints(connection->display, window, &hints);
+}
+
+// Tells the window manager, where there is one, of a top-level window.
+void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view)
+{
+    Display* display = connection->display;
+    SetSizeHints(connection, window, view);
     XSetWMProtocols(display, window, &connection->deleteWindow, 1);
     SetTitle(connection, window, view->text);
     if ((view->style & WS_POPUP) != 0)
@@ -325,13 +333,50 @@ void HandleEvent(const WindowDisplay* connection, XEvent* event)
     }
 }
 
+// Takes where the machine's monitor is. False, with the machine as it was, when it is not there.
+bool MeasureMonitor(const WindowDisplay* connection)
+{
+    Machine* machine = ThisMachine();
+    MonitorArea area{};
+    if (!FindMonitor(connection->display, machine->monitor, &area))
+        return false;
+    machine->screenX = area.x;
+    machine->screenY = area.y;
+    machine->screenWidth = area.width;
+    machine->screenHeight = area.height;
+    return true;
+}
+
+// Has the windows that take a whole monitor follow it.
+void FollowMonitor(WindowDisplay* connection)
+{
+    if (!MeasureMonitor(connection))
+        return;
+    const Machine* machine = ThisMachine();
+    for (auto& [handle, shown] : connection->windows) {
+        if (shown.view.parent != nullptr || (shown.view.style & WS_POPUP) == 0)
+            continue;
+        shown.view.width = machine->screenWidth;
+        shown.view.height = machine->screenHeight;
+        SetSizeHints(connection, shown.window, &shown.view);
+        XMoveResizeWindow(connection->display, shown.window, machine->screenX, machine->screenY, static_cast<unsigned>(shown.view.width),
+            static_cast<unsigned>(shown.view.height));
+        InvalidateRect(handle, nullptr, TRUE);
+    }
+}
+
 bool Pump()
 {
     WindowDisplay* connection = Connection();
     while (!connection->broken && XPending(connection->display) > 0) {
         XEvent event{};
         XNextEvent(connection->display, &event);
-        HandleEvent(connection, &event);
+        if (event.type == connection->monitorEvent) {
+            XRRUpdateConfiguration(&event);
+            FollowMonitor(connection);
+        } else {
+            HandleEvent(connection, &event);
+        }
         XFlush(connection->display);
     }
     return !connection->broken;
@@ -355,16 +400,16 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
         connection->display, [](Display* /*display*/, void* data) { static_cast<WindowDisplay*>(data)->broken = true; }, connection);
     // A request for a window that was closed in the meantime fails without harm.
     XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
-    Machine* machine = ThisMachine();
-    MonitorArea area{};
-    if (!FindMonitor(connection->display, machine->monitor, &area)) {
-        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \"" + machine->monitor + "\"";
+    if (!MeasureMonitor(connection)) {
+        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \"" + ThisMachine()->monitor + "\"";
         return nullptr;
     }
-    machine->screenX = area.x;
-    machine->screenY = area.y;
-    machine->screenWidth = area.width;
-    machine->screenHeight = area.height;
+    int firstEvent = 0;
+    int firstError = 0;
+    if (XRRQueryExtension(connection->display, &firstEvent, &firstError) != 0) {
+        connection->monitorEvent = firstEvent + RRScreenChangeNotify;
+        XRRSelectInput(connection->display, DefaultRootWindow(connection->display), RRScreenChangeNotifyMask);
+    }
     XkbSetDetectableAutoRepeat(connection->display, True, nullptr); // a key that is held down is released once
     connection->arrow = XCreateFontCursor(connection->display, XC_left_ptr);
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
