@@ -12,7 +12,7 @@
 #include "command/machine_setup.h"
 #include "command/options.h"
 #include "command/subcommands.h"
-#include "host/korvex.h"
+#include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/registry.h"
 #include "platform/win32.h"

@@ -9,7 +9,7 @@
 #include "command/options.h"
 #include "command/subcommands.h"
 #include "drivers/touch_driver.h"
-#include "host/korvex.h"
+#include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/registry.h"

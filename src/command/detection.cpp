@@ -6,8 +6,8 @@
 #include "command/port_failure.h"
 #include "command/subcommands.h"
 #include "host/host.h"
-#include "host/korvex.h"
 #include "host/panel_test.h"
+#include "korvex/korvex.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
@@ -18,8 +18,8 @@ namespace {
 
 // The two forms of an entry.
 struct Entry {
-    void(CALLBACK* run)();
-    void(CALLBACK* runSingle)(HWND window, HINSTANCE instance, LPWSTR text, int show);
+    decltype(&kxENUM) run;
+    decltype(&kxENUMW) runSingle;
 };
 
 // Says on standard error what a person would see on the screen.

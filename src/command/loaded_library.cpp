@@ -1,15 +1,19 @@
-// For programs that link libkorvex: when it is loaded the machine is set up as for `korvex` without options. What cannot be had, a
+// For programs that link libkorvex: at their first call the machine is set up as for `korvex` without options. What cannot be had, a
 // display say, is named on standard error and left out.
+
+#include <mutex>
 
 #include "command/machine_setup.h"
 #include "command/options.h"
+#include "host/preparation.h"
 
-namespace korvex::command {
+namespace korvex {
 
 namespace {
 
-__attribute__((constructor)) void SetUpLoadedLibrary()
+void SetUpLoadedLibrary()
 {
+    using namespace command; // NOLINT(google-build-using-namespace): of one routine
     Options options;
     options.command = "libkorvex";
     SetDefaults(&options);
@@ -20,4 +24,10 @@ __attribute__((constructor)) void SetUpLoadedLibrary()
 
 } // namespace
 
-} // namespace korvex::command
+void PrepareMachine()
+{
+    static std::once_flag prepared;
+    std::call_once(prepared, SetUpLoadedLibrary);
+}
+
+} // namespace korvex

@@ -1,9 +1,11 @@
 #include <array>
+#include <cstddef>
 
 #include "discovery/co_installer.h"
 #include "host/host.h"
-#include "host/korvex.h"
 #include "host/panel_test.h"
+#include "host/preparation.h"
+#include "korvex/korvex.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
 #include "support/owned.h"
@@ -12,6 +14,15 @@ namespace {
 
 using korvex::FormatBounded;
 using Text = std::array<WCHAR, korvex::TEXT_CAPACITY>;
+
+// The public header's records are the platform's.
+static_assert(sizeof(KxDevice) == sizeof(SP_DEVINFO_DATA) && offsetof(KxDevice, instance) == offsetof(SP_DEVINFO_DATA, DevInst)
+    && offsetof(KxDevice, setupClass) == offsetof(SP_DEVINFO_DATA, ClassGuid)
+    && offsetof(KxDevice, reserved) == offsetof(SP_DEVINFO_DATA, Reserved));
+static_assert(sizeof(KxCoInstallerContext) == sizeof(COINSTALLER_CONTEXT_DATA)
+    && offsetof(KxCoInstallerContext, postProcessing) == offsetof(COINSTALLER_CONTEXT_DATA, PostProcessing));
+static_assert(KX_DIF_INSTALLDEVICE == DIF_INSTALLDEVICE && KX_DIF_REMOVE == DIF_REMOVE
+    && KX_ERROR_DI_POSTPROCESSING_REQUIRED == static_cast<DWORD>(ERROR_DI_POSTPROCESSING_REQUIRED));
 
 // True for the first caller in the user's session. The handle is never closed: it keeps the others out until the process ends.
 bool IsOnlyInstance()
@@ -74,47 +85,56 @@ void LaunchCalibration(const Text* parameters)
 
 extern "C" {
 
-void CALLBACK kxENUM()
+void KORVEX_CALL kxENUM()
 {
+    korvex::PrepareMachine();
     RunDetection();
 }
 
-void CALLBACK kxENUMW(HWND /*window*/, HINSTANCE /*instance*/, LPWSTR /*text*/, int /*show*/)
+void KORVEX_CALL kxENUMW(void* /*window*/, void* /*instance*/, KxChar* /*text*/, int /*show*/)
 {
+    korvex::PrepareMachine();
     if (IsOnlyInstance())
         RunDetection();
 }
 
-void CALLBACK kxPANELTEST()
+void KORVEX_CALL kxPANELTEST()
 {
+    korvex::PrepareMachine();
     RunPanelTest();
 }
 
-void CALLBACK kxPANELTESTW(HWND /*window*/, HINSTANCE /*instance*/, LPWSTR /*text*/, int /*show*/)
+void KORVEX_CALL kxPANELTESTW(void* /*window*/, void* /*instance*/, KxChar* /*text*/, int /*show*/)
 {
+    korvex::PrepareMachine();
     if (IsOnlyInstance())
         RunPanelTest();
 }
 
-void CALLBACK kxCALIB(int number)
+void KORVEX_CALL kxCALIB(int number)
 {
+    korvex::PrepareMachine();
     Text parameters{};
     FormatBounded(parameters.data(), parameters.size(), TEXT("-calibration %d"), number);
     LaunchCalibration(&parameters);
 }
 
-void CALLBACK kxCALIBW(HWND /*window*/, HINSTANCE /*instance*/, LPWSTR text, int /*show*/)
+void KORVEX_CALL kxCALIBW(void* /*window*/, void* /*instance*/, KxChar* text, int /*show*/)
 {
+    korvex::PrepareMachine();
     Text parameters{};
     FormatBounded(parameters.data(), parameters.size(), TEXT("-calibration %s"), text);
     LaunchCalibration(&parameters);
 }
 
-DWORD CALLBACK kxCoInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINFO_DATA* element, COINSTALLER_CONTEXT_DATA* context)
+uint32_t KORVEX_CALL kxCoInstaller(uint32_t function, void* devices, void* device, void* context)
 {
+    korvex::PrepareMachine();
+    auto* element = static_cast<SP_DEVINFO_DATA*>(device);
+    const auto isSecondPass = [context] { return static_cast<const COINSTALLER_CONTEXT_DATA*>(context)->PostProcessing; };
     if (function == DIF_INSTALLDEVICE)
-        return korvex::HandleInstallDevice(devices, element, context->PostProcessing);
-    if (function == DIF_REMOVE && context->PostProcessing == FALSE)
+        return korvex::HandleInstallDevice(devices, element, isSecondPass());
+    if (function == DIF_REMOVE && isSecondPass() == FALSE)
         return korvex::HandleRemoveDevice(devices, element);
     return NO_ERROR;
 }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "drivers/touch_driver.h"
-#include "host/korvex.h"
+#include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
