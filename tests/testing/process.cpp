@@ -35,15 +35,6 @@ void Close(int* descriptor)
     *descriptor = -1;
 }
 
-std::string ReadAll(int descriptor)
-{
-    std::string text;
-    std::array<char, 4096> block{};
-    for (ssize_t count = 0; (count = read(descriptor, block.data(), block.size())) > 0;)
-        text.append(block.data(), static_cast<size_t>(count));
-    return text;
-}
-
 } // namespace
 
 Process::Process(const std::vector<std::string>& command)
@@ -82,6 +73,15 @@ Process::~Process()
     Close(&input);
     Close(&output);
     Close(&error);
+}
+
+std::string ReadAll(int descriptor)
+{
+    std::string text;
+    std::array<char, 4096> block{};
+    for (ssize_t count = 0; (count = read(descriptor, block.data(), block.size())) > 0;)
+        text.append(block.data(), static_cast<size_t>(count));
+    return text;
 }
 
 std::string ReadLine(int descriptor)

@@ -28,6 +28,9 @@ std::string ReadLine(int descriptor);
 // Reads lines until one contains `text`, and gives it; empty when none does.
 std::string ReadLineWith(int descriptor, const std::string& text);
 
+// Everything up to the end of what a program prints.
+std::string ReadAll(int descriptor);
+
 void WriteLine(const Process* process, const std::string& line);
 
 // Waits for the program's end: its exit code, or -1 when it did not end by itself within 10 s.

@@ -45,6 +45,14 @@ struct Dll : ::testing::Test {
 
 const std::string TITLE = "Korvex Touch Solutions";
 
+// What the entries ask Windows for, call by call.
+const std::string SETUP_CLASS = "class kxSetup style 8, extra 0+0, arrow cursor, background FFFFFF, menu none, program\r\n";
+const std::string PANEL_TEST_CALLS = SETUP_CLASS
+    + "class kxPanelTest style 8, extra 0+0, arrow cursor, background FFFFFF, menu none, program\r\n"
+      "window kxPanelTest \"Korvex Touch Solutions\" styles 0 80000000 at 0,0 of 1024x768, parent none, menu 0, program\r\n"
+      "show kxPanelTest 5\r\n";
+const std::string MUTEX = "mutex kxSetupMUTEX, free, security default\r\n";
+
 // Processor time of a process so far, in clock ticks.
 long ProcessorTime(pid_t process)
 {
@@ -125,20 +133,14 @@ TEST_F(Dll, PanelTestStoresACalibrationAndShowsItsResult)
     EXPECT_TRUE(settings.find("ADV_04_X=511") != std::string::npos || settings.find("ADV_04_X=512") != std::string::npos) << settings;
     RunProgram({"xdotool", "key", "Escape"});
     EXPECT_EQ(WaitForExit(&process), 0);
+    // Each target is drawn behind a redraw of all, and each tick is asked for: nine targets, and the check after the last.
+    std::string ticks = "redraw all 187\r\ntimer 0, 5000 ms\r\n";
+    for (int i = 0; i < 9; ++i)
+        ticks += "redraw all 187\r\ntimer 0, 5000 ms\r\n";
+    EXPECT_EQ(testing::ReadAll(process.output), PANEL_TEST_CALLS + ticks);
 }
 
-TEST_F(Dll, PanelTestSaysWhenThereIsNoController)
-{
-    const Screen screen; // before Wine, which looks for it when it starts
-    const Wine wine;
-    Process process(Host({"kxPANELTEST"}));
-    const unsigned long box = WaitForWindow("Touch Panel Utility");
-    ASSERT_NE(box, 0U);
-    RunProgram({"xdotool", "windowfocus", "--sync", std::to_string(box), "key", "Return"});
-    EXPECT_EQ(WaitForExit(&process), 0);
-}
-
-TEST_F(Dll, SingleEntriesKeepEachOtherOut)
+TEST_F(Dll, SingleEntriesKeepEachOtherOutBehindTheStatedWindow)
 {
     const Screen screen; // before Wine, which looks for it when it starts
     const Wine wine;
@@ -146,23 +148,46 @@ TEST_F(Dll, SingleEntriesKeepEachOtherOut)
     const unsigned long window = WaitForWindow(TITLE);
     ASSERT_NE(window, 0U);
     for (const char* entry : {"kxENUMW", "kxPANELTESTW"})
-        EXPECT_EQ(RunProgram(Host({entry})).output, "returned\r\n");
+        EXPECT_EQ(RunProgram(Host({entry})).output, MUTEX + "returned\r\n");
     PressCloseButton(&screen, window);
     EXPECT_EQ(WaitForExit(&process), 0);
+    EXPECT_EQ(testing::ReadAll(process.output),
+        MUTEX + SETUP_CLASS
+            + "window kxSetup \"Korvex Touch Solutions\" styles 0 000A0000 at 0,0 of 300x100, parent none, menu 0, program\r\n"
+              "window STATIC \"\" styles 0 50000001 at 0,20 of 300x36, parent kxSetup, menu 1, program\r\n"
+              "show kxSetup 5\r\n");
+
+    // Without a controller the panel test says so over its window, and ends.
+    const testing::RunResult panelTest = RunProgram(Host({"kxPANELTEST"}));
+    EXPECT_EQ(panelTest.exitCode, 0);
+    EXPECT_EQ(panelTest.output, PANEL_TEST_CALLS + "box of nobody \"No Touch Screen Found !\" (line) \"Touch Panel Utility\" 0\r\n");
 }
 
 TEST_F(Dll, CalibStartsTheProgramOfTheStoredFolder)
 {
+    struct Row {
+        std::vector<std::string> path; // type, length, text; none: what was stored before
+        std::vector<std::string> entry;
+        std::string program; // without the folder's end; empty: nothing is started
+        std::string parameters;
+    };
+    const std::string program = "D:\\Touch\\KxConsole.exe";
     const Wine wine;
-    std::filesystem::copy_file("host.exe", "KxConsole.exe");
-    EXPECT_EQ(RunProgram(Host({"kxCALIB", "9"})).exitCode, 0) << "no folder is known: nothing is started";
-    RunProgram(Host({"set-path", "Z:" + wine.folder.path.string()}));
-    for (const auto& [entry, argument, tail] : std::vector<std::tuple<std::string, std::string, std::string>>{
-             {"kxCALIB", "9", "-calibration 9"}, {"kxCALIBW", "two words", "-calibration two words"}}) {
-        EXPECT_EQ(RunProgram(Host({entry, argument})).exitCode, 0);
-        EXPECT_TRUE(WaitUntil([] { return std::filesystem::exists("started.txt"); }));
-        EXPECT_TRUE(testing::ReadTextFile("started.txt").ends_with("KxConsole.exe\" " + tail)) << testing::ReadTextFile("started.txt");
-        std::filesystem::remove("started.txt");
+    for (const Row& row : {Row{{}, {"kxCALIB", "9"}, "", ""}, Row{{"1", "9", "D:\\Touch"}, {"kxCALIB", "9"}, program, "-calibration 9"},
+             Row{{}, {"kxCALIB", "-4"}, program, "-calibration -4"}, Row{{}, {"kxCALIBW", "two words"}, program, "-calibration two words"},
+             Row{{}, {"kxCALIBW", ""}, program, "-calibration "},
+             Row{{}, {"kxCALIBW", std::string(300, 'x')}, program, "-calibration " + std::string(246, 'x')},
+             Row{{"1", "8", "D:\\Touch"}, {"kxCALIB", "9"}, program, "-calibration 9"},
+             Row{{"2", "9", "D:\\Touch"}, {"kxCALIB", "9"}, "", ""},
+             Row{{"1", "244", "p"}, {"kxCALIB", "9"}, std::string(244, 'p') + "\\KxConsole.exe", "-calibration 9"},
+             Row{{"1", "260", "p"}, {"kxCALIB", "9"}, std::string(259, 'p'), "-calibration 9"},
+             Row{{"1", "261", "p"}, {"kxCALIB", "9"}, "", ""}}) {
+        if (!row.path.empty())
+            RunProgram(Host({"set-path", row.path[0], row.path[1], row.path[2]}));
+        std::string calls = "key machine SOFTWARE\\Korvex, access F003F\r\n";
+        if (!row.program.empty())
+            calls += "start for nobody open \"" + row.program + "\" \"" + row.parameters + "\" in no folder, show 5\r\n";
+        EXPECT_EQ(RunProgram(Host(row.entry)).output, calls + "returned\r\n");
     }
 }
 

@@ -1,12 +1,14 @@
 // A program that loads KORVEX.dll and calls one of its functions, as rundll32 and the device installer do.
-//   host ENTRY [TEXT]                 calls the entry, with TEXT as the command line of an entry in W and as the number of kxCALIB
+//   host ENTRY [TEXT]                 calls the entry, with TEXT as the command line of an entry in W and as the number of kxCALIB, and
+//   prints
+//                                     what the DLL asks Windows for on the way; programs and message boxes are not started or shown
 //   host register-port N              makes COM<N> a device that SetupAPI lists, with the device path \\?\root#ports#000<N>#{...}
 //   host install|remove ID            calls the co-installer for it as the device installer does, and prints results and values
-//   host set-path DIR                 stores the folder of the calibration program
+//   host set-path TYPE UNITS TEXT     stores the folder of the calibration program as a value of this type and length, without a terminator
+//                                     where the text does not end sooner; a single letter is repeated
 //   host report-version NAME          has Wine give this program the version "winxp", "win7", ... from the next start on
 //   host watch-clicks                 shows a window "Clicks" and prints where the first button is pressed and released on it
 //   host status-text                  prints the text that the status window shows
-// Under the name KxConsole.exe it is a stand-in for the calibration program: it writes its command line to started.txt.
 // Prints what it is told on standard output; exit code 3 when a function is missing.
 #include <windows.h>
 
@@ -37,8 +39,117 @@ Function Find(const char* name)
     return function;
 }
 
+// "program" for the executable's own module, which the DLL's windows belong to.
+const char* OwnerOf(HINSTANCE instance)
+{
+    return instance == GetModuleHandleW(nullptr) ? "program" : "another module";
+}
+
+ATOM WINAPI WatchRegisterClass(const WNDCLASSW* window)
+{
+    LOGBRUSH brush{};
+    GetObjectW(window->hbrBackground, sizeof(brush), &brush);
+    printf("class %ls style %X, extra %d+%d, %s cursor, background %06lX, menu %s, %s\n", window->lpszClassName, window->style,
+        window->cbClsExtra, window->cbWndExtra, window->hCursor == LoadCursorW(nullptr, IDC_ARROW) ? "arrow" : "other", brush.lbColor,
+        window->lpszMenuName == nullptr ? "none" : "some", OwnerOf(window->hInstance));
+    return RegisterClassW(window);
+}
+
+HWND WINAPI WatchCreateWindow(DWORD extended, LPCWSTR name, LPCWSTR title, DWORD style, int x, int y, int width, int height, HWND parent,
+    HMENU menu, HINSTANCE instance, LPVOID data)
+{
+    std::array<wchar_t, 64> parentClass{L"none"};
+    GetClassNameW(parent, parentClass.data(), static_cast<int>(parentClass.size()));
+    printf("window %ls \"%ls\" styles %lX %08lX at %d,%d of %dx%d, parent %ls, menu %u, %s\n", name, title, extended, style, x, y, width,
+        height, parentClass.data(), std::bit_cast<unsigned>(menu), OwnerOf(instance));
+    return CreateWindowExW(extended, name, title, style, x, y, width, height, parent, menu, instance, data);
+}
+
+BOOL WINAPI WatchShowWindow(HWND window, int show)
+{
+    std::array<wchar_t, 64> name{};
+    GetClassNameW(window, name.data(), static_cast<int>(name.size()));
+    printf("show %ls %d\n", name.data(), show);
+    return ShowWindow(window, show);
+}
+
+BOOL WINAPI WatchRedrawWindow(HWND window, const RECT* area, HRGN region, UINT flags)
+{
+    printf("redraw %s %X\n", area == nullptr && region == nullptr ? "all" : "a part", flags);
+    return RedrawWindow(window, area, region, flags);
+}
+
+UINT_PTR WINAPI WatchSetTimer(HWND window, UINT_PTR timer, UINT period, TIMERPROC procedure)
+{
+    printf("timer %u, %u ms\n", timer, period);
+    return SetTimer(window, timer, period, procedure);
+}
+
+int WINAPI WatchMessageBox(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
+{
+    const std::wstring shown(text);
+    printf("box %s \"%ls\" (%s) \"%ls\" %X\n", owner == nullptr ? "of nobody" : "owned", shown.substr(0, shown.find(L'\n')).c_str(),
+        shown.ends_with(L'\n') ? "line" : "text", caption, type);
+    return IDOK;
+}
+
+LONG WINAPI WatchRegOpenKey(HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key)
+{
+    printf("key %s %ls, access %lX\n", root == HKEY_LOCAL_MACHINE ? "machine" : "other", path, access);
+    return RegOpenKeyExW(root, path, options, access, key);
+}
+
+HINSTANCE WINAPI WatchShellExecute(HWND owner, LPCWSTR verb, LPCWSTR program, LPCWSTR parameters, LPCWSTR folder, int show)
+{
+    printf("start %s %ls \"%ls\" \"%ls\" in %ls, show %d\n", owner == nullptr ? "for nobody" : "for a window", verb, program, parameters,
+        folder == nullptr ? L"no folder" : folder, show);
+    return std::bit_cast<HINSTANCE>(33); // more than 32: started
+}
+
+HANDLE WINAPI WatchCreateMutex(SECURITY_ATTRIBUTES* security, BOOL owned, LPCWSTR name)
+{
+    printf("mutex %ls, %s, security %s\n", name, owned != FALSE ? "owned" : "free", security == nullptr ? "default" : "other");
+    return CreateMutexW(security, owned, name);
+}
+
+// Has the DLL call another function in place of one that it imports.
+void Divert(HMODULE library, const std::string& name, uintptr_t function)
+{
+    auto* base = reinterpret_cast<BYTE*>(library);
+    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); from->Name != 0; ++from) {
+        const auto* imported = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + from->OriginalFirstThunk);
+        auto* address = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->FirstThunk);
+        for (; imported->u1.AddressOfData != 0; ++imported, ++address) {
+            if (name != reinterpret_cast<const char*>(reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + imported->u1.AddressOfData)->Name))
+                continue;
+            DWORD protection = 0;
+            VirtualProtect(address, sizeof(*address), PAGE_READWRITE, &protection);
+            address->u1.Function = function;
+            return;
+        }
+    }
+    printf("not imported: %s\n", name.c_str());
+}
+
+void WatchCalls()
+{
+    HMODULE library = LoadLibraryW(L"KORVEX.dll");
+    Divert(library, "RegisterClassW", std::bit_cast<uintptr_t>(&WatchRegisterClass));
+    Divert(library, "CreateWindowExW", std::bit_cast<uintptr_t>(&WatchCreateWindow));
+    Divert(library, "ShowWindow", std::bit_cast<uintptr_t>(&WatchShowWindow));
+    Divert(library, "RedrawWindow", std::bit_cast<uintptr_t>(&WatchRedrawWindow));
+    Divert(library, "SetTimer", std::bit_cast<uintptr_t>(&WatchSetTimer));
+    Divert(library, "MessageBoxW", std::bit_cast<uintptr_t>(&WatchMessageBox));
+    Divert(library, "RegOpenKeyExW", std::bit_cast<uintptr_t>(&WatchRegOpenKey));
+    Divert(library, "ShellExecuteW", std::bit_cast<uintptr_t>(&WatchShellExecute));
+    Divert(library, "CreateMutexW", std::bit_cast<uintptr_t>(&WatchCreateMutex));
+}
+
 void CallEntry(const std::wstring& entry, const std::wstring& text)
 {
+    WatchCalls();
     const std::string name(entry.begin(), entry.end());
     std::wstring line = text;
     if (name == "kxCALIB")
@@ -189,16 +300,17 @@ void ShowClicks()
         DispatchMessageW(&message);
 }
 
-// The folder of this program, where the test looks.
-void WriteCommandLine()
+void StorePath(DWORD type, size_t units, const std::wstring& text)
 {
-    std::array<wchar_t, 260> path{};
-    GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    const std::wstring folder(path.data(), std::wstring(path.data()).rfind(L'\\') + 1);
-    FILE* file = _wfopen((folder + L"started.new").c_str(), L"w");
-    fprintf(file, "%ls", GetCommandLineW());
-    fclose(file);
-    MoveFileW((folder + L"started.new").c_str(), (folder + L"started.txt").c_str());
+    std::wstring value;
+    while (value.size() < units)
+        value += text.size() > 1 ? text + L'\0' : text;
+    value.resize(units);
+    value += L'#'; // Windows takes a zero behind the last unit for a terminator that was not counted
+    HKEY key = nullptr;
+    RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Korvex", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+    RegSetValueExW(key, L"Path", 0, type, reinterpret_cast<const BYTE*>(value.c_str()), static_cast<DWORD>(units * sizeof(WCHAR)));
+    RegCloseKey(key);
 }
 
 } // namespace
@@ -210,10 +322,8 @@ int wmain(int argc, wchar_t** argv)
     const std::wstring argument = argc > 2 ? argv[2] : L"";
     if (command == L"register-port")
         return RegisterPort(argument) ? EXIT_SUCCESS : EXIT_FAILURE;
-    if (std::wstring(GetCommandLineW()).find(L"KxConsole") != std::wstring::npos)
-        WriteCommandLine();
-    else if (command == L"set-path")
-        WriteText(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Korvex", L"Path", argument);
+    if (command == L"set-path")
+        StorePath(wcstoul(argv[2], nullptr, 10), wcstoul(argv[3], nullptr, 10), argv[4]);
     else if (command == L"report-version")
         WriteText(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\host.exe", L"Version", argument);
     else if (command == L"watch-clicks")
