@@ -1,11 +1,6 @@
 #include "calibration/calibration.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <atomic>
-#include <string>
-#include <thread>
 
 #include "calibration/defaults.h"
 #include "calibration/mapping.h"
@@ -16,18 +11,10 @@
 #include "testing/recorders.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::ReadTextFile;
-using testing::TemporaryFolder;
-using testing::TestLine;
-using testing::TextOf;
-using testing::TraceRecorder;
-using testing::Unconnected;
-using testing::WriteTextFile;
-using Texts = std::vector<std::string>;
 
 HANDLE Hold(const WCHAR* path, DWORD share)
 {
@@ -36,7 +23,7 @@ HANDLE Hold(const WCHAR* path, DWORD share)
 
 TEST(LoadSettings, TakesAFileCutAtAnyLength)
 {
-    const std::string whole = "[Calibration]\nPanelOrient=2\nMode=4\nSTD_MAX_X=938\n" + testing::PointLines(testing::TargetsOf(4));
+    const std::string whole = "[Calibration]\nPanelOrient=2\nMode=4\nSTD_MAX_X=938\n" + PointLines(TargetsOf(4));
     for (size_t length = 0; length <= whole.size(); ++length) {
         const TemporaryFolder folder;
         WriteTextFile("Korvex.ini", whole.substr(0, length));
@@ -49,44 +36,35 @@ TEST(LoadSettings, TakesAFileCutAtAnyLength)
     }
 }
 
-TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFile)
+TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFileAndElseDefaults)
 {
     emulator::EmulatorOptions options;
     options.resolutionBits = 12;
     options.memory = {3, 0, 0, 0, 0x00, 0x10, 0x0F, 0xF0, 0x01, 0x00, 0x01, 0x00}; // the Y box is degenerate
-    enum class File { MISSING, READ_ONLY, HELD, SHARED };
-    for (const File file : {File::MISSING, File::READ_ONLY, File::HELD, File::SHARED}) {
+    enum class Case { NO_FILE, READ_ONLY, HELD, SHARED, SILENT };
+    for (const Case row : {Case::NO_FILE, Case::READ_ONLY, Case::HELD, Case::SHARED, Case::SILENT}) {
         const TemporaryFolder folder;
-        if (file != File::MISSING)
+        if (row != Case::NO_FILE && row != Case::SILENT)
             WriteTextFile("Korvex.ini", "[Calibration]\nPanelOrient=7\n");
-        if (file == File::READ_ONLY)
+        if (row == Case::READ_ONLY)
             chmod("Korvex.ini", 0444);
         // Who reads the file and lets others write it does not keep the runtime out.
-        HANDLE holder = Hold(TEXT("Korvex.ini"), file == File::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ);
+        HANDLE holder = Hold(TEXT("Korvex.ini"), row == Case::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ);
         const TestLine line(options);
         line.Know(MODEL_5200);
+        if (row == Case::SILENT)
+            AddAnswerFault(line.emulator.get(), {emulator::AnswerFaultKind::SILENCE});
         TraceRecorder trace;
-        const bool fromFile = file == File::SHARED;
+        const bool fromFile = row == Case::SHARED;
         EXPECT_EQ(LoadSettings(line.controller.get()), fromFile);
         EXPECT_EQ(trace.texts, fromFile ? Texts{"Load File Settings\n"} : (Texts{"Load File Settings\n", "Load Board Settings\n"}));
-        EXPECT_EQ(line.controller->resolutionBits, 12U);
+        EXPECT_EQ(line.controller->resolutionBits, row == Case::SILENT ? 10U : 12U);
         EXPECT_EQ(TextOf(&line.controller->calib),
-            fromFile ? "mode 1, orientation 7, 0 points, box 0..1023 0..1023, raw 4096 x 4096"
-                     : "mode 1, orientation 3, 0 points, box 16..4080 341..3754, raw 4096 x 4096");
+            row == Case::SILENT ? "mode 1, orientation 1, 0 points, box 85..938 85..938, raw 1024 x 1024"
+                : fromFile      ? "mode 1, orientation 7, 0 points, box 0..1023 0..1023, raw 4096 x 4096"
+                                : "mode 1, orientation 3, 0 points, box 16..4080 341..3754, raw 4096 x 4096");
         CloseHandle(holder);
     }
-}
-
-TEST(LoadSettings, GoesOnWithDefaultsWhenTheControllerAnswersNothing)
-{
-    const TemporaryFolder folder;
-    const TraceRecorder trace;
-    const TestLine line;
-    line.Know(MODEL_5200, 12);
-    AddAnswerFault(line.emulator.get(), {emulator::AnswerFaultKind::SILENCE});
-    EXPECT_FALSE(LoadSettings(line.controller.get()));
-    EXPECT_EQ(line.controller->resolutionBits, 10U);
-    EXPECT_EQ(TextOf(&line.controller->calib), "mode 1, orientation 1, 0 points, box 85..938 85..938, raw 1024 x 1024");
 }
 
 // Two calibrations whose halves would map to something else when mixed; one thread maps, the other imports.

@@ -2,14 +2,12 @@
 
 #include "calibration/mapping.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <limits>
 
 #include "calibration/defaults.h"
 #include "calibration/orientation.h"
 #include "testing/calibration_data.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
@@ -47,8 +45,8 @@ CalibrationData Measured(const std::vector<Point>& points, uint8_t mapMode = 1)
 
 TEST(MapPoint, IsExactToTheUnitInEveryStage)
 {
-    const std::vector<Point> nine = testing::TargetsOf(9);
-    const std::vector<Point> four = testing::TargetsOf(4);
+    const std::vector<Point> nine = TargetsOf(9);
+    const std::vector<Point> four = TargetsOf(4);
     const std::vector<Point> slanted{{500, 100}, {510, 100}, {510, 900}, {500, 900}};
     struct Row {
         const char* what;
@@ -97,7 +95,7 @@ TEST(MapPoint, UndoesEveryOrientation)
             return Point{mirrorX ? 1000 - panel.x : panel.x, mirrorY ? 1000 - panel.y : panel.y};
         };
         for (const uint32_t pointCount : {4U, 9U}) {
-            CalibrationData calib = Measured(testing::TargetsOf(pointCount));
+            CalibrationData calib = Measured(TargetsOf(pointCount));
             std::transform(calib.advPoints.begin(), calib.advPoints.begin() + pointCount, calib.advPoints.begin(), panelPoint);
             DetectOrientation(&calib);
             EXPECT_EQ(calib.orientation, orientation);

@@ -1,9 +1,8 @@
 #include "calibration/orientation.h"
 
-#include <gtest/gtest.h>
-
 #include "calibration/defaults.h"
 #include "testing/calibration_data.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {

@@ -1,10 +1,9 @@
 #include "calibration/point_kernels.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "calibration/wrapping.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {

@@ -1,26 +1,13 @@
 // What the settings file makes of a calibration, and back. Runs on Windows too.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-
 #include "calibration/calibration.h"
 #include "calibration/defaults.h"
 #include "testing/calibration_data.h"
 #include "testing/temporary_folder.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::FirstPoints;
-using testing::MirroredTargetsOf;
-using testing::PointLines;
-using testing::ReadTextFile;
-using testing::TemporaryFolder;
-using testing::TextOf;
-using testing::Unconnected;
-using testing::WriteTextFile;
 
 TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
 {

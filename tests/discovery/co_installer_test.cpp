@@ -1,14 +1,5 @@
 #include "discovery/co_installer.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "drivers/touch_driver.h"
 #include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
@@ -16,12 +7,10 @@
 #include "platform/linux/machine.h"
 #include "testing/recorders.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::TestMachine;
-using testing::TraceRecorder;
 
 // A registry value as text, "binary 1", "dword 1" or "'25' in 6 bytes"; "none" where there is none.
 std::string ValueText(std::u16string_view path, const WCHAR* name)
@@ -47,13 +36,15 @@ struct System {
     bool hasTabletService = false;
 };
 
+constexpr DWORD FOREIGN_FLAG = 0x8; // of the installation, as somebody else has set it
+
 // A machine with a touch device that is being installed.
 struct Installer {
     TestMachine machine;
     std::u16string instanceId;
     std::shared_ptr<drivers::TouchDevice> driver;
     DEVINST node;
-    testing::Element element;
+    Element element;
 
     Installer(const System& system, const std::optional<std::string>& settings, std::u16string_view hardwareId)
         : instanceId(std::u16string(hardwareId) + u"\\1")
@@ -69,10 +60,14 @@ struct Installer {
         computer->systemFolder = (machine.folder.path / "system32").string();
         std::filesystem::create_directories(computer->systemFolder);
         if (settings)
-            testing::WriteTextFile("system32/Korvex.ini", *settings);
+            WriteTextFile("system32/Korvex.ini", *settings);
         if (system.hasTabletService)
             SetText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\TabletInputService", u"ImagePath");
         SetText(u"HKCU\\Control Panel\\Mouse", u"DoubleClickSpeed");
+        SP_DEVINSTALL_PARAMS_W parameters{};
+        parameters.cbSize = sizeof(parameters);
+        parameters.Flags = FOREIGN_FLAG;
+        SetupDiSetDeviceInstallParamsW(element.devices, &element.data, &parameters);
     }
 
     static void SetText(std::u16string_view path, const WCHAR* name)
@@ -98,7 +93,7 @@ struct Installer {
             text += ValueText(u"HKCU\\Control Panel\\Mouse", name) + ", ";
         for (const uint32_t mode : driver->reportModes)
             text += "mode " + std::to_string(mode) + ", ";
-        return text + (platform::InstallFlagsOf(node) == DI_NEEDREBOOT ? "restart" : "no restart");
+        return text + (platform::InstallFlagsOf(node) == (FOREIGN_FLAG | DI_NEEDREBOOT) ? "restart" : "no restart");
     }
 };
 
@@ -194,7 +189,7 @@ TEST(CoInstaller, TracesWhatItReadWithTheErrorOfThatReadAlone)
         Installer installer({6, 1}, row.settings, USB);
         SetLastError(ERROR_ACCESS_DENIED);
         installer.Call(DIF_INSTALLDEVICE, true);
-        EXPECT_THAT(trace.texts, ::testing::ElementsAre(("GetPrivateProfileString() Bytes Copied : " + row.line).substr(0, 255)));
+        EXPECT_THAT(trace.texts, ElementsAre(("GetPrivateProfileString() Bytes Copied : " + row.line).substr(0, 255)));
     }
 }
 
@@ -235,10 +230,15 @@ TEST(CoInstaller, RemovesTheChildrenOfARemovedDeviceUpToOneThatCannotBeRead)
             child.parent = installer.node;
             children.push_back(platform::AddNode(child));
         }
+        platform::NodeOptions below;
+        below.instanceId = u"HID\\C\\1";
+        below.parent = children.back();
+        const DEVINST grandchild = platform::AddNode(below);
         EXPECT_EQ(installer.Call(DIF_REMOVE, true), NO_ERROR);
         EXPECT_EQ(platform::ChildrenOf(installer.node), children) << "only before the removal";
         EXPECT_EQ(installer.Call(DIF_REMOVE, false), NO_ERROR);
         EXPECT_EQ(platform::ChildrenOf(installer.node).size(), 3 - unreadable);
+        EXPECT_EQ(platform::InstanceIdOf(grandchild).empty(), unreadable == 3) << "what is below a removed device goes too";
         EXPECT_NE(platform::FindNode(installer.instanceId), 0U) << "the device itself is the installer's to remove";
     }
 }

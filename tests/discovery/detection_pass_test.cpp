@@ -2,13 +2,6 @@
 
 #include "discovery/detection_pass.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "discovery/enumerator_binding.h"
 #include "drivers/enumerator_filter.h"
 #include "drivers/touch_driver.h"
@@ -20,25 +13,19 @@
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 #include "testing/window_recorder.h"
 
 namespace korvex {
 namespace {
 
 using emulator::EmulatorOptions;
-using ::testing::ElementsAre;
-using testing::IdentityText;
-using ::testing::IsEmpty;
-using testing::ParametersOf;
-using testing::RegistryNumber;
-using testing::TestMachine;
-using testing::TraceRecorder;
 
 constexpr UINT RESULT_MESSAGE = WM_USER + 240;
 
 // A host context with a status text and a notify target, as an entry has one; passes run on the test's own thread.
 struct Host {
-    testing::WindowRecorder windows;
+    WindowRecorder windows;
     HostContext* context;
 
     Host() : context(CreateHostContext(GetModuleHandleW(nullptr)))
@@ -91,9 +78,9 @@ DEVINST AddPort(const std::u16string& name, const emulator::Emulator* emulator)
 DEVINST AddBoundPort(const std::u16string& name, const emulator::Emulator* emulator, const std::u16string& child)
 {
     const DEVINST port = AddPort(name, emulator);
-    const testing::ControllerPointer controller(CreateController());
+    const ControllerPointer controller(CreateController());
     controller->stopEvent = CreateEventW(nullptr, TRUE, TRUE, nullptr); // nothing is waited for
-    testing::Element element(port);
+    Element element(port);
     BindEnumerator(controller.get(), element.devices, &element.data);
     CloseHandle(controller->stopEvent);
     platform::PresentChild(port, child);
@@ -115,7 +102,7 @@ TEST(DetectControllers, PostsItsResultAlsoWithoutAnyPort)
 TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime)
 {
     const TestMachine machine;
-    testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
+    WriteTextFile("Korvex.ini", "[Calibration]\n");
     drivers::RegisterEnumeratorFilter();
     EmulatorOptions seven;
     seven.model = 0x7700;
@@ -150,7 +137,7 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
                 "No Device Found!!\n", "Start Detect : " + PathOf("COM4") + "\n", "Korvex 5200 Found!!\n", installed,
                 "Get Child Device ID : SERENUM\\KVX5200\\COM4\n", "Load File Settings\n", "Create File Error!!\n"));
         expectControllers(&host);
-        HANDLE freed = testing::OpenPort(TerminalPath(silent.get()));
+        HANDLE freed = OpenPort(TerminalPath(silent.get()));
         EXPECT_NE(freed, INVALID_HANDLE_VALUE) << "the failed probe has closed its port: another program can have it";
         CloseHandle(freed);
     }
@@ -189,7 +176,7 @@ TEST(DetectControllers, NoticesAnExchangedController)
     for (const Row& row :
         {Row{seven, true, false, MODEL_7700}, Row{slower, true, false, MODEL_5200}, Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
         const TestMachine machine;
-        testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
+        WriteTextFile("Korvex.ini", "[Calibration]\n");
         drivers::RegisterEnumeratorFilter();
         const TraceRecorder trace;
         const emulator::EmulatorPointer emulator = emulator::StartEmulator(row.now);
@@ -197,14 +184,14 @@ TEST(DetectControllers, NoticesAnExchangedController)
             AddAnswerFault(emulator.get(), {emulator::AnswerFaultKind::SILENCE});
         const DEVINST port = AddPort(u"COM3", emulator.get());
         // As a run with a 0x5200 at 19200 baud has left it.
-        const testing::ControllerPointer before(CreateController());
+        const ControllerPointer before(CreateController());
         before->model = MODEL_5200;
         before->link.baudRate = 19200;
         {
-            testing::Element element(port);
+            Element element(port);
             BindEnumerator(before.get(), element.devices, &element.data);
         }
-        HANDLE holder = row.held ? testing::OpenPort(TerminalPath(emulator.get())) : nullptr;
+        HANDLE holder = row.held ? OpenPort(TerminalPath(emulator.get())) : nullptr;
         Host host;
         host.Detect(PASS_REFRESH);
         EXPECT_EQ(platform::ChildrenOf(port).size(), row.held ? 1U : 0U);
@@ -227,7 +214,7 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
     const emulator::EmulatorPointer silent = emulator::StartEmulator({});
     AddAnswerFault(silent.get(), {emulator::AnswerFaultKind::SILENCE});
     const emulator::EmulatorPointer other = emulator::StartEmulator({});
-    HANDLE holder = testing::OpenPort(TerminalPath(held.get()));
+    HANDLE holder = OpenPort(TerminalPath(held.get()));
     const auto served = drivers::AddTouchDevice(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", held.get()));
     served->answers
         = {{TOUCH_IDENTITY_A, 0}, {TOUCH_IDENTITY_B, 0x100}, {TOUCH_IDENTITY_C, 7}, {TOUCH_MODEL, 0x7700}, {TOUCH_BAUD_RATE, 9600}};
@@ -301,7 +288,7 @@ TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
         {Row{u"COM12", 12}, Row{u"XYZ7abc", 7}, Row{u"COM", 0}, Row{u"CO", 0}, Row{u"COM-3", 0}, Row{u"COMx", 0}, Row{u"", 0}}) {
         const TestMachine machine;
         const DEVINST port = AddPort(row.name, nullptr);
-        testing::Element element(port);
+        Element element(port);
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), row.number);
         platform::LockHardwareKey(port);
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), 0U);

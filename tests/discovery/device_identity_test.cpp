@@ -1,19 +1,13 @@
 #include "discovery/model_table.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "link/touch_controller.h"
 #include "platform/linux/machine.h"
 #include "support/compare_no_case.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::Element;
-using testing::TestMachine;
 
 TEST(CompareNoCase, UsesEnglishOnWindows2000Only)
 {

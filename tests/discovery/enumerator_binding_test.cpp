@@ -1,14 +1,5 @@
 #include "discovery/enumerator_binding.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <filesystem>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "drivers/enumerator_filter.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/registry.h"
@@ -16,18 +7,11 @@
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
-using std::chrono::milliseconds;
-using testing::Element;
-using ::testing::ElementsAre;
-using testing::InstallEnumeratorService;
-using testing::ParametersOf;
-using testing::RegistryNumber;
-using testing::TestMachine;
-using testing::TraceRecorder;
 using Filters = std::vector<std::u16string>;
 
 constexpr const char* INSTALLED_ALREADY = "\nEnum Driver has already been installed !\n";
@@ -35,7 +19,7 @@ constexpr const char* INSTALLED_ALREADY = "\nEnum Driver has already been instal
 // A port that held another filter, and a controller that was identified on it.
 struct Binding {
     DEVINST port;
-    testing::ControllerPointer controller;
+    ControllerPointer controller;
 
     Binding() : port(platform::AddSerialPort(u"COM3", "/dev/null", "pci-1")), controller(CreateController())
     {
@@ -84,7 +68,7 @@ TEST(BindEnumerator, ReplacesTheFiltersStoresTheParametersAndFindsTheChild)
 TEST(WriteEnumeratorParameters, TouchesOnlyWhatItIsToldTo)
 {
     const TestMachine machine;
-    const testing::ControllerPointer controller(CreateController());
+    const ControllerPointer controller(CreateController());
     controller->model = MODEL_5200;
     controller->link.baudRate = 19200;
     const PortName name{'C', 'O', 'M', '9'};
@@ -106,15 +90,15 @@ TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
 {
     const TestMachine machine;
     InstallEnumeratorService(false);
-    testing::WriteTextFile("KXSERENUM.inf",
+    WriteTextFile("KXSERENUM.inf",
         "[DefaultInstall]\nCopyFiles=Files\n[DefaultInstall.Services]\nAddService = KXSERENUM, 0x2, "
         "Service\n[Service]\nServiceBinary=%12%\\KXSERENUM.sys\n");
-    testing::WriteTextFile("KXSERENUM.sys", "driver");
+    WriteTextFile("KXSERENUM.sys", "driver");
     drivers::RegisterEnumeratorFilter();
     TraceRecorder trace;
     const Binding binding;
     EXPECT_GE(binding.Bind().count(), 1000) << "the installation gets its time";
-    EXPECT_EQ(testing::ReadTextFile("windows/system32/drivers/KXSERENUM.sys"), "driver");
+    EXPECT_EQ(ReadTextFile("windows/system32/drivers/KXSERENUM.sys"), "driver");
     const std::string inf = (std::filesystem::current_path() / "KXSERENUM.inf").string();
     EXPECT_THAT(trace.texts, ElementsAre("Installing Enum Driver !", inf, "\n", "Get Child Device ID : SERENUM\\KVX7700\\COM3\n"));
 }
@@ -174,7 +158,7 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
         EXPECT_EQ(binding.controller->rebootRequired, row.rebootRequired) << fault;
         EXPECT_EQ(binding.DeviceId(), "(none)") << fault;
         EXPECT_EQ(trace.texts.back(), row.lastTrace) << fault;
-        EXPECT_THAT(taken, ::testing::AllOf(::testing::Ge(row.time), ::testing::Lt(row.time + 450))) << fault;
+        EXPECT_THAT(taken, AllOf(Ge(row.time), Lt(row.time + 450))) << fault;
     }
 }
 
@@ -197,38 +181,6 @@ TEST(BindEnumerator, WaitsForALateChildButNotBeyondAStopWithinItsTime)
     EXPECT_LT(stopped.Bind().count(), 100);
     EXPECT_EQ(stopped.DeviceId(), "(none)");
     CloseHandle(stopped.controller->stopEvent);
-}
-
-TEST(RemoveChildDevices, RemovesEveryChildAndNothingElse)
-{
-    const TestMachine machine;
-    RemoveChildDevices(999); // no such node
-    platform::NodeOptions options;
-    options.instanceId = u"USB\\HUB";
-    const DEVINST parent = platform::AddNode(options);
-    RemoveChildDevices(parent);
-    options.instanceId = u"USB\\A";
-    options.parent = parent;
-    options.parent = platform::AddNode(options);
-    options.instanceId = u"USB\\A\\1";
-    const DEVINST grandchild = platform::AddNode(options);
-    RemoveChildDevices(parent);
-    EXPECT_TRUE(platform::ChildrenOf(parent).empty());
-    EXPECT_EQ(platform::InstanceIdOf(parent), u"USB\\HUB");
-    EXPECT_EQ(platform::InstanceIdOf(grandchild), u"") << "what is below a removed device goes too";
-}
-
-TEST(SetNeedReboot, AddsItsFlagToTheOthers)
-{
-    const TestMachine machine;
-    const DEVINST port = platform::AddSerialPort(u"COM3", "/dev/null", "pci-1");
-    Element element(port);
-    SP_DEVINSTALL_PARAMS_W parameters{};
-    parameters.cbSize = sizeof(parameters);
-    parameters.Flags = 0x8;
-    EXPECT_TRUE(SetupDiSetDeviceInstallParamsW(element.devices, &element.data, &parameters));
-    SetNeedReboot(element.devices, &element.data);
-    EXPECT_EQ(platform::InstallFlagsOf(port), 0x108U);
 }
 
 } // namespace

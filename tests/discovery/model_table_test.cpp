@@ -1,8 +1,7 @@
 // Runs on Windows too.
 
 #include "discovery/model_table.h"
-
-#include <gtest/gtest.h>
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {

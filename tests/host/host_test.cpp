@@ -1,11 +1,6 @@
 #include "host/host.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <thread>
 
 #include "emulator/emulator.h"
 #include "host/panel_test.h"
@@ -16,17 +11,11 @@
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 #include "testing/window_recorder.h"
 
 namespace korvex {
 namespace {
-
-using ::testing::AllOf;
-using ::testing::ContainsRegex;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using testing::TestMachine;
-using testing::TraceRecorder;
 
 HostContext* Context()
 {
@@ -115,7 +104,7 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
             const LockGuard guard(&context->lock);
             return !IsListEmpty(&context->controllers);
         };
-        testing::WaitUntil(isRunning);
+        WaitUntil(isRunning);
         TouchAt(panel.get(), 50, 50);
     }).detach();
     MSG message{};
@@ -126,10 +115,10 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
 
 TEST(Host, StopsItsSessionsBeforeAClosedWindowEndsTheProcess)
 {
-    EXPECT_EXIT(TouchAndClose(HOST_DETECT), ::testing::ExitedWithCode(0),
+    EXPECT_EXIT(TouchAndClose(HOST_DETECT), ExitedWithCode(0),
         AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), HasSubstr("at once: Skip Detection"),
             HasSubstr("a second later: Start Detect")));
-    EXPECT_EXIT(TouchAndClose(HOST_DETECT | HOST_PANEL_TEST), ::testing::ExitedWithCode(0),
+    EXPECT_EXIT(TouchAndClose(HOST_DETECT | HOST_PANEL_TEST), ExitedWithCode(0),
         AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), Not(HasSubstr("Skip Detection")), HasSubstr("at once: Start Detect")));
 }
 
@@ -137,7 +126,7 @@ TEST(DestroyHostContext, DestroysTheStatusWindowOnlyOnceTheWorkerHasEnded)
 {
     const TestMachine machine;
     const TraceRecorder trace;
-    testing::WindowRecorder windows;
+    WindowRecorder windows;
     StartHost(HOST_DETECT); // the worker pauses for a second behind the first pass
     int destroyed = 0;
     windows.onDestroy = [worker = Context()->worker, &destroyed] {

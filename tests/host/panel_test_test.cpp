@@ -1,12 +1,5 @@
 #include "host/panel_test.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "calibration/defaults.h"
 #include "host/host.h"
 #include "input/session.h"
@@ -15,14 +8,11 @@
 #include "testing/calibration_data.h"
 #include "testing/recorders.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 #include "testing/window_recorder.h"
 
 namespace korvex {
 namespace {
-
-using testing::Figure;
-using testing::TestMachine;
-using testing::TraceRecorder;
 
 constexpr COLORREF WHITE = 0xFFFFFF;
 constexpr COLORREF GRAY = 0x808080;
@@ -33,7 +23,7 @@ constexpr COLORREF BLUE = 0xFF0000;
 // A panel test whose detection the test itself plays: two controllers without sessions, and ticks when it says.
 struct RunningTest {
     TestMachine machine;
-    testing::WindowRecorder windows;
+    WindowRecorder windows;
     PanelTestContext* context;
     std::array<TouchController*, 2> controllers{};
 
@@ -126,7 +116,7 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
     EXPECT_TRUE(std::filesystem::exists("Korvex.ini"));
     EXPECT_FALSE(storedBeforeDrawn) << "the dots are shown first";
     const CalibrationData* stored = &test.controllers[1]->calib;
-    EXPECT_EQ(testing::TextOf(stored), "mode 1, orientation 1, 9 points, box 0..0 0..0, raw 0 x 0") << "the box comes with the check";
+    EXPECT_EQ(TextOf(stored), "mode 1, orientation 1, 9 points, box 0..0 0..0, raw 0 x 0") << "the box comes with the check";
     EXPECT_EQ(stored->advPoints[8], samples[8]);
     EXPECT_EQ(test.controllers[0]->calib.pointCount, 0U);
     EXPECT_TRUE(trace.texts.empty());
@@ -137,7 +127,7 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
     EXPECT_EQ(test.context->markerY, 192);
     EXPECT_EQ(test.context->calib.stdMinX, 20);
     EXPECT_EQ(test.context->calib.stdMaxX, 1003);
-    EXPECT_EQ(trace.texts, std::vector<std::string>{"Panel Quality : 99"});
+    EXPECT_EQ(trace.texts, Texts{"Panel Quality : 99"});
     EXPECT_FALSE(KillTimer(test.context->window, 0)) << "there is no eleventh tick";
 }
 
@@ -191,7 +181,7 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
             test.Touch(0, target == 4 ? far : 0, target == 2 ? far : 0);
             test.Tick();
         }
-        EXPECT_EQ(trace.texts, std::vector<std::string>{"Panel Quality : " + std::to_string(row.quality)}) << row.extent;
+        EXPECT_EQ(trace.texts, Texts{"Panel Quality : " + std::to_string(row.quality)}) << row.extent;
         test.windows.figures.clear();
         EXPECT_EQ(test.Repaint().at(0).fill, row.color) << row.quality;
     }

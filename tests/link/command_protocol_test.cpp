@@ -1,15 +1,10 @@
 #include "link/command_protocol.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <numeric>
-#include <string>
-#include <vector>
 
 #include "link/port_link.h"
 #include "testing/test_line.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
@@ -17,10 +12,6 @@ namespace {
 using emulator::AnswerFault;
 using emulator::AnswerFaultKind;
 using emulator::EmulatorOptions;
-using testing::IdentityText;
-using testing::PacketTexts;
-using testing::TestLine;
-using Texts = std::vector<std::string>;
 
 EmulatorOptions OptionsOf(uint32_t model, uint32_t baudRate = 19200, uint32_t resolutionBits = 10, uint32_t modelNumber = 0)
 {
@@ -202,7 +193,7 @@ TEST(QueryFirmwareVersion, LeavesNoOldPartWhereNothingIsAnswered)
         line.controller->fwMajor = line.controller->fwMinor = 9;
         line.controller->fwBuild = 9;
         EXPECT_FALSE(QueryFirmwareVersion(line.controller.get()));
-        EXPECT_THAT(IdentityText(line.controller.get()), ::testing::EndsWith("firmware 0.0.0"));
+        EXPECT_THAT(IdentityText(line.controller.get()), EndsWith("firmware 0.0.0"));
     }
 }
 
@@ -233,7 +224,7 @@ TEST(ReadBoardCalibration, ReadsEveryByteAndSurvivesTwoFailures)
         EXPECT_EQ(texts.front(), seven ? "19200:D0 00 00 00 00" : "19200:F3 00 00 00 00 0C");
         EXPECT_EQ(texts.back(), seven ? "19200:EB 00 00 00 00" : "19200:F3 00 6E 00 00 9E");
         const CalibrationData* calib = &line.controller->calib;
-        EXPECT_EQ(testing::TextOf(calib),
+        EXPECT_EQ(TextOf(calib),
             seven ? "mode 0, orientation 0, 1 points, box 517..775 1033..1291, raw 1024 x 1024"
                   : "mode 0, orientation 0, 1 points, box 1029..1543 2057..2571, raw 1024 x 1024");
         EXPECT_EQ(calib->advPoints[24], seven ? (Point{13933, 14191}) : (Point{27757, 28271}));

@@ -1,29 +1,22 @@
 #include "link/driver_requests.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "drivers/touch_driver.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
 using drivers::AddTouchDevice;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using testing::TestMachine;
 
 // The codes as the driver knows them.
 const std::vector<std::pair<DWORD, uint32_t>> ALL_ANSWERS{{0x223C00, 0x1234}, {0x223C04, 0x56}, {0x223C80, 0xABCDEF}, {0x223D24, 0x8200},
     {0x223CA8, 0x0103}, {0x223CAC, 0x00070512}, {0x223CB4, 4800}};
 
-testing::ControllerPointer KnownController()
+ControllerPointer KnownController()
 {
-    testing::ControllerPointer controller(CreateController());
+    ControllerPointer controller(CreateController());
     controller->model = MODEL_7700;
     controller->fwMajor = controller->fwMinor = 99;
     controller->fwBuild = 99;
@@ -63,7 +56,7 @@ TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
         const auto controller = KnownController();
         EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"usb\\kvx8200\\1"));
         EXPECT_EQ(InfoOf(controller.get()), row.info) << std::hex << row.failing;
-        EXPECT_EQ(testing::IdentityText(controller.get()), row.identity) << std::hex << row.failing;
+        EXPECT_EQ(IdentityText(controller.get()), row.identity) << std::hex << row.failing;
         EXPECT_EQ(controller->link.kind, LINK_NONE);
         EXPECT_THAT(device->requests, ElementsAre(0x223C00, 0x223C04, 0x223C80, 0x223D24, 0x223CA8, 0x223CAC, 0x223CB4));
     }
@@ -82,7 +75,7 @@ TEST(QueryDriverIdentity, LeavesTheRecordAloneWhereNothingCanBeAsked)
     const auto closed = AddTouchDevice(u"USB\\KVX8200\\3", {});
     closed->openable = false;
     EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"USB\\KVX8200\\3")) << "its path was read";
-    EXPECT_EQ(testing::IdentityText(controller.get()), "model 7700, 0 bytes, 1 baud, 0 bits, firmware 99.99.99");
+    EXPECT_EQ(IdentityText(controller.get()), "model 7700, 0 bytes, 1 baud, 0 bits, firmware 99.99.99");
     EXPECT_THAT(closed->requests, IsEmpty());
 }
 

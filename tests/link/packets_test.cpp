@@ -1,10 +1,9 @@
 // Packets and reports as bytes, without a line. Runs on Windows too.
 
-#include <gtest/gtest.h>
-
 #include "input/touch_report.h"
 #include "link/command_protocol.h"
 #include "testing/calibration_data.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
@@ -33,7 +32,7 @@ TEST(PacketIsValid, KnowsEachFamilysRule)
 
 TEST(DecodeCoord, HasEachModelsByteOrder)
 {
-    const auto controller = testing::ControllerPointer(CreateController());
+    const auto controller = ControllerPointer(CreateController());
     const uint8_t field[]{0x12, 0x34};
     struct Row {
         uint32_t model, answers, reports;
@@ -49,7 +48,7 @@ TEST(DecodeCoord, HasEachModelsByteOrder)
 
 TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
 {
-    const auto controller = testing::ControllerPointer(CreateController());
+    const auto controller = ControllerPointer(CreateController());
     struct Row {
         uint32_t model;
         uint8_t status, contact;

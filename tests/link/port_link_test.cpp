@@ -1,26 +1,20 @@
 #include "link/port_link.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
-#include <vector>
 
 #include "platform/linux/serial/serial_port.h"
 #include "testing/test_line.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
 using emulator::SendBytes;
-using std::chrono::milliseconds;
-using testing::TestLine;
 
 template <typename T>
 std::string BytesOf(const T& record)
@@ -192,7 +186,7 @@ TEST(SerialWrite, CountsAShortWriteAsFailed)
     const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(grantpt(master) | unlockpt(master), 0);
     PortLink link{};
-    ASSERT_TRUE(LinkInit(&link, testing::OpenPort(ptsname(master)), LINK_SERIAL, 1));
+    ASSERT_TRUE(LinkInit(&link, OpenPort(ptsname(master)), LINK_SERIAL, 1));
     {
         const ForeignTimeouts timeouts(link.handle, {0, 0, 0, 7, 9});
         const std::vector<uint8_t> much(1 << 20); // more than a line takes that nobody reads

@@ -1,21 +1,14 @@
 #include "platform/linux/files/files.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <array>
-#include <filesystem>
-#include <string>
 
 #include "platform/linux/core/text.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::TemporaryFolder;
-using testing::WriteTextFile;
 
 HANDLE Open(const WCHAR* path, DWORD access, DWORD share)
 {

@@ -1,18 +1,16 @@
 #include "platform/linux/pointer/pointer.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
-#include <string>
 
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_log.h"
 #include "platform/linux/pointer/pointer_x11.h"
 #include "testing/process.h"
 #include "testing/recorders.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
@@ -45,9 +43,8 @@ void ExpectPointerFollows()
         DWORD flags;
         int x, y;
     };
-    for (const Row& row :
-        {Row{32768, 32768, testing::PRESS, 512, 384}, Row{65535, 65535, testing::MOVE, 1023, 767}, Row{0, 0, testing::RELEASE, 1023, 767},
-            Row{-6543, 70000, testing::MOVE, 0, 767}, Row{63, 85, testing::MOVE, 0, 0}, Row{64, 86, testing::MOVE, 1, 1}}) {
+    for (const Row& row : {Row{32768, 32768, PRESS, 512, 384}, Row{65535, 65535, MOVE, 1023, 767}, Row{0, 0, RELEASE, 1023, 767},
+             Row{-6543, 70000, MOVE, 0, 767}, Row{63, 85, MOVE, 0, 0}, Row{64, 86, MOVE, 1, 1}}) {
         EXPECT_TRUE(Send(row.dx, row.dy, row.flags));
         ExpectPointerAt(row.x, row.y);
     }
@@ -79,12 +76,12 @@ TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
     EXPECT_FALSE(platform::UseX11Pointer(":987", &reason));
     EXPECT_EQ(reason, "cannot open the X display \":987\"");
     {
-        testing::DisplayServer display;
+        DisplayServer display;
         ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
         EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
         EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN), 768);
         ExpectPointerFollows();
-        EXPECT_EQ(testing::EndBySignal(&display.server, SIGTERM), 0);
+        EXPECT_EQ(EndBySignal(&display.server, SIGTERM), 0);
     }
     // The server is gone: inputs fail, and the process goes on.
     while (Send(1, 1, 0x8001)) { }

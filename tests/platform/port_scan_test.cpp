@@ -1,18 +1,12 @@
 #include "platform/linux/serial/port_scan.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "testing/temporary_folder.h"
+#include "testing/testing.h"
 
 namespace korvex::platform {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::WriteTextFile;
 
 // A tty as the kernel shows it: its entry in /sys/class/tty, with a device behind it or without, and its node in /dev.
 void AddTty(const std::string& name, bool withDevice, const char* type = nullptr)
@@ -26,7 +20,7 @@ void AddTty(const std::string& name, bool withDevice, const char* type = nullptr
 
 TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
 {
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     for (const char* name : {"tty0", "ptmx", "console", "ttyprintk"})
         AddTty(name, true);
     AddTty("ttyS0", true, "4\n");
@@ -42,11 +36,11 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
     fs::create_directories("proc");
     WriteTextFile("proc/consoles", "tty0                 -WU (EC p  )    4:7\nttyS0                -W- (EC p a)    4:64\n");
 
-    std::vector<std::string> found;
+    Texts found;
     for (const ScannedPort& port : ScanSerialPorts("sys", "dev", "proc"))
         found.push_back(port.name + " " + port.path + " " + port.stablePath);
     EXPECT_EQ(found,
-        (std::vector<std::string>{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10", "COM33 dev/ttyUSB0 dev/ttyUSB0",
+        (Texts{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10", "COM33 dev/ttyUSB0 dev/ttyUSB0",
             "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2", "COM35 dev/ttyACM0 dev/ttyACM0"}));
     EXPECT_TRUE(ScanSerialPorts("nowhere", "dev", "proc").empty());
 

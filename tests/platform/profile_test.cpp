@@ -1,19 +1,12 @@
 #include "platform/linux/files/profile.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "calibration/settings_file.h"
 #include "platform/linux/core/last_error.h"
@@ -21,13 +14,10 @@
 #include "platform/linux/files/whole_files.h"
 #include "testing/calibration_data.h"
 #include "testing/temporary_folder.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::ReadTextFile;
-using testing::TemporaryFolder;
-using testing::WriteTextFile;
 
 std::string Value(const char16_t* section, const char16_t* key)
 {
@@ -152,7 +142,7 @@ TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
         setrlimit(RLIMIT_FSIZE, &none);
         _exit(!Write(u"S", u"b", u"22222222", u"a.ini") ? 0 : 1);
     };
-    EXPECT_EXIT(writeWithoutSpace(), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(writeWithoutSpace(), ExitedWithCode(0), "");
     EXPECT_EQ(ReadTextFile("a.ini"), "[S]\na=1\n");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1);
 }
@@ -194,7 +184,7 @@ TEST(WritePrivateProfileStringW, ReachesTheDiskWithAllThatWasWrittenOrNotAtAll)
 // Saves one calibration after the other until it is killed.
 [[noreturn]] void SaveForEver()
 {
-    const testing::ControllerPointer controller = testing::Unconnected();
+    const ControllerPointer controller = Unconnected();
     controller->calib.orientation = 1;
     controller->calib.pointCount = 9;
     for (int32_t value = 100;; value = 300 - value) {
@@ -225,7 +215,7 @@ TEST(SaveCalibrationFile, LeavesTheOldOrTheNewCalibrationWhenItIsKilled)
         const pid_t child = fork();
         if (child == 0)
             SaveForEver();
-        const testing::ControllerPointer reader = testing::Unconnected();
+        const ControllerPointer reader = Unconnected();
         const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(500 + 37 * i);
         do { // a session that starts meanwhile
             if (std::filesystem::exists("Korvex.ini") && LoadCalibrationFile(reader.get())) {

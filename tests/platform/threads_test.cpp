@@ -1,10 +1,9 @@
 #include "platform/linux/core/threads.h"
 
-#include <gtest/gtest.h>
-
 #include <bit>
 
 #include "platform/win32.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {

@@ -1,10 +1,7 @@
 #include "support/bounded_text.h"
+#include "testing/testing.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <climits>
-#include <string>
 
 namespace korvex {
 namespace {

@@ -1,15 +1,10 @@
 #include "support/debug_trace.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "testing/recorders.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::TraceRecorder;
 
 TEST(DebugTrace, FollowsItsOwnSmallLanguage)
 {
@@ -23,8 +18,8 @@ TEST(DebugTrace, FollowsItsOwnSmallLanguage)
     DebugTrace(TEXT("end%"));
     DebugTrace(TEXT(""));
     EXPECT_EQ(trace.texts,
-        (std::vector<std::string>{"Detect Korvex 5200 with Baud Rate 19200\nFirmware Version : 5200.1.-2.3\n",
-            "Get Child Device ID : SERENUM\\KVX5200\n", "123", "5", "2d", "6", "end", ""}));
+        (Texts{"Detect Korvex 5200 with Baud Rate 19200\nFirmware Version : 5200.1.-2.3\n", "Get Child Device ID : SERENUM\\KVX5200\n",
+            "123", "5", "2d", "6", "end", ""}));
 }
 
 TEST(DebugTrace, CutsLongTextsAndRefusesLongFormats)
@@ -34,7 +29,7 @@ TEST(DebugTrace, CutsLongTextsAndRefusesLongFormats)
     DebugTrace(TEXT("%s%s%d"), half.c_str(), half.c_str(), 7);
     DebugTrace(std::u16string(255, u'b').c_str());
     DebugTrace(std::u16string(256, u'c').c_str());
-    EXPECT_EQ(trace.texts, (std::vector<std::string>{std::string(259, 'a'), std::string(255, 'b'), ""}));
+    EXPECT_EQ(trace.texts, (Texts{std::string(259, 'a'), std::string(255, 'b'), ""}));
 }
 
 } // namespace

@@ -1,0 +1,30 @@
+// What nearly every test uses: GoogleTest and its matchers, the everyday headers of the standard library, and the names of both, so that
+// a test says `Process` and `HasSubstr` as they are.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace korvex::testing {
+}
+
+namespace korvex {
+
+using namespace testing;   // NOLINT(google-build-using-namespace,google-global-names-in-headers): in tests alone
+using namespace ::testing; // NOLINT(google-build-using-namespace,google-global-names-in-headers): in tests alone
+using std::chrono::milliseconds;
+using Texts = std::vector<std::string>;
+
+} // namespace korvex
