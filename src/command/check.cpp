@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +12,7 @@
 #include "command/machine_setup.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
+#include "command/output.h"
 #include "command/port_failure.h"
 #include "command/port_state.h"
 #include "command/subcommands.h"
@@ -140,11 +141,15 @@ void CheckReports(const Listener* listener, Findings* findings)
 
 void Print(const Findings* findings)
 {
+    std::string text;
     for (const Finding& finding : *findings) {
         const char* severity = finding.severity == Severity::FINE ? "ok" : finding.severity == Severity::NOTE ? "note" : "FAULT";
-        printf("%-5s  %-8s  %s\n", severity, finding.subject.c_str(), finding.text.c_str());
+        std::array<char, 32> start{};
+        snprintf(start.data(), start.size(), "%-5s  %-8s  ", severity, finding.subject.c_str());
+        text += start.data() + finding.text + "\n";
     }
-    fflush(stdout);
+    if (!WriteOutput(text) && !IsEndRequested())
+        fputs("korvex check: cannot write to standard output\n", stderr);
 }
 
 } // namespace

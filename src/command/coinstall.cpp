@@ -1,7 +1,7 @@
-#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "command/exit_codes.h"
@@ -13,6 +13,7 @@
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/registry.h"
+#include "platform/linux/machine.h"
 #include "platform/win32.h"
 
 namespace korvex::command {
@@ -51,14 +52,6 @@ DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
     return result;
 }
 
-void PrintNewLines(const std::vector<std::u16string>& before, const std::vector<std::u16string>& after)
-{
-    for (const std::u16string& line : after) {
-        if (std::find(before.begin(), before.end(), line) == before.end())
-            printf("registry: %s\n", platform::ToUtf8(line).c_str());
-    }
-}
-
 void PrintRemoved(const std::vector<std::pair<DEVINST, std::u16string>>& before)
 {
     for (const auto& [node, instanceId] : before) {
@@ -84,14 +77,17 @@ int RunCoinstall(const Options* options)
         fprintf(stderr, "%s: there is no device '%s'\n", options->command.c_str(), options->instance.c_str());
         return EXIT_FAULT;
     }
-    const std::vector<std::u16string> registry = platform::RegistryLines();
     std::vector<std::pair<DEVINST, std::u16string>> children;
     for (const DEVINST child : platform::ChildrenOf(device.node))
         children.emplace_back(child, platform::InstanceIdOf(child));
 
+    std::vector<std::string> written;
+    platform::ThisMachine()->registryWritten = [&written](std::string_view line) { written.emplace_back(line); };
     Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
+    platform::ThisMachine()->registryWritten = nullptr;
 
-    PrintNewLines(registry, platform::RegistryLines());
+    for (const std::string& line : written)
+        printf("registry: %s\n", line.c_str());
     PrintRemoved(children);
     if (device.driver != nullptr && !device.driver->reportModes.empty())
         printf("driver: report mode %u\n", device.driver->reportModes.back());

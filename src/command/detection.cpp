@@ -1,13 +1,17 @@
 #include <cstdio>
+#include <string>
 
+#include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
 #include "command/port_failure.h"
+#include "command/stored_calibration.h"
 #include "command/subcommands.h"
 #include "host/host.h"
 #include "host/panel_test.h"
 #include "korvex/korvex.h"
+#include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
@@ -40,17 +44,35 @@ void PrintPanelTestState(const PanelTestContext* context)
     fprintf(stderr, "target %u of %u at %d, %d\n", index + 1, TARGET_COUNT, target.x, target.y);
 }
 
+// The command's words, for the routines that the library calls back.
+std::string command;
+
+// Without its worker the entry would show a window that never finds anything.
+void EndWithoutWorker()
+{
+    fprintf(stderr, "%s: the system refuses a thread for the detection\n", command.c_str());
+    DestroyHostContext();
+    ExitProcess(EXIT_FAULT);
+}
+
+int ExitCodeOf(int exitCode)
+{
+    if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
+        return exitCode;
+    fprintf(stderr, "%s: the display is lost\n", command.c_str());
+    return EXIT_FAULT;
+}
+
 int RunEntry(const Options* options, const Entry* entry)
 {
-    platform::ThisMachine()->portRefused = [options](const std::string& path, DWORD error) {
-        fprintf(stderr, "%s: '%s' is left out: %s\n", options->command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
+    command = options->command;
+    platform::Machine* machine = platform::ThisMachine();
+    machine->portRefused = [](const std::string& path, DWORD error) {
+        fprintf(stderr, "%s: '%s' is left out: %s\n", command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
     };
-    platform::ThisMachine()->onExit = [options](int exitCode) {
-        if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
-            return exitCode;
-        fprintf(stderr, "%s: the display is lost\n", options->command.c_str());
-        return EXIT_FAULT;
-    };
+    if (!machine->onExit)
+        machine->onExit = ExitCodeOf;
+    SetWorkerRefusedHandler(EndWithoutWorker);
     if (options->windows == "none")
         SetPanelTestObserver(PrintPanelTestState);
     SetLastError(ERROR_SUCCESS);
@@ -59,13 +81,22 @@ int RunEntry(const Options* options, const Entry* entry)
     else
         entry->run();
     if (options->single && GetLastError() == ERROR_ALREADY_EXISTS) {
-        fprintf(stderr, "%s: another one is running in this session\n", options->command.c_str());
+        fprintf(stderr, "%s: another one is running in this session\n", command.c_str());
         return EXIT_ALREADY_RUNNING;
     }
-    // The message loop ends only without a display. Readers and worker are still running.
+    // The entry has ended without a display, or without memory for its window. Readers and worker may still be running.
     DestroyHostContext();
-    fprintf(stderr, "%s: the display is lost\n", options->command.c_str());
+    fprintf(stderr, "%s: %s\n", command.c_str(), platform::IsDisplayLost() ? "the display is lost" : "memory is short");
     ExitProcess(EXIT_FAULT);
+}
+
+// A person in front of the screen must read it before nine targets are touched for nothing.
+void TellThatNothingIsSaved(const Options* options, const std::string& fault)
+{
+    const std::string text = "The calibration will not be saved: " + fault;
+    fprintf(stderr, "%s: %s\n", options->command.c_str(), text.c_str());
+    if (options->windows != "none")
+        MessageBoxW(nullptr, platform::FromUtf8(text).c_str(), u"Touch Panel Utility", MB_OK);
 }
 
 } // namespace
@@ -79,6 +110,17 @@ int RunEnumerate(const Options* options)
 int RunPanelTest(const Options* options)
 {
     static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
+    static const SettingsBefore before = LookAtSettings();
+    if (!before.savingFault.empty())
+        TellThatNothingIsSaved(options, before.savingFault);
+    if (IsEndRequested())
+        return EXIT_DONE;
+    platform::ThisMachine()->onExit = [](int exitCode) {
+        exitCode = ExitCodeOf(exitCode);
+        if (exitCode != EXIT_DONE)
+            return exitCode;
+        return before.savingFault.empty() && !WasWriteRefused() ? JudgeStored(command, &before) : EXIT_FAULT;
+    };
     return RunEntry(options, &PANEL_TEST);
 }
 

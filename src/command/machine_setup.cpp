@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -32,6 +34,18 @@ namespace korvex::command {
 namespace {
 
 namespace fs = std::filesystem;
+
+struct RefusedFiles {
+    std::mutex mutex;
+    std::set<std::string> paths;
+} refusedFiles;
+
+std::string WriteFaultText(int error)
+{
+    if (error == EBUSY)
+        return "another program holds the folder's lock";
+    return error == 0 ? "the system refuses it" : strerror(error);
+}
 
 // The user's mouse settings, a key that Windows always has.
 bool CreateMouseSettings()
@@ -157,21 +171,28 @@ std::string PrepareState(const Options* options)
         return "";
     const int reason = errno;
     machine->stateFolder.clear();
-    return reason == EBUSY ? "another program holds its lock" : reason != 0 ? strerror(reason) : "the system refuses it";
+    return WriteFaultText(reason);
 }
 
 int SetUpState(const Options* options)
 {
     const std::string fault = PrepareState(options);
-    if (fault.empty())
+    if (fault.empty()) {
+        platform::ThisMachine()->fileNotWritten = [command = options->command](const std::string& path, int error) {
+            const std::lock_guard guard(refusedFiles.mutex);
+            if (refusedFiles.paths.insert(path).second)
+                fprintf(stderr, "%s: cannot write '%s': %s\n", command.c_str(), path.c_str(), WriteFaultText(error).c_str());
+        };
         return EXIT_DONE;
+    }
     fprintf(stderr, "%s: cannot write the state folder '%s': %s\n", options->command.c_str(), options->stateFolder.c_str(), fault.c_str());
     return EXIT_FAULT;
 }
 
-void SayStateFault(const Options* options)
+bool WasWriteRefused()
 {
-    fprintf(stderr, "%s: cannot write the state folder '%s'\n", options->command.c_str(), options->stateFolder.c_str());
+    const std::lock_guard guard(refusedFiles.mutex);
+    return !refusedFiles.paths.empty();
 }
 
 int SetUpPorts(const Options* options)

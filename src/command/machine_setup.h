@@ -32,8 +32,8 @@ int SetUpState(const Options* options);
 // The same part without a word: empty, or why the state folder cannot be used.
 std::string PrepareState(const Options* options);
 
-// Says that the state folder cannot be written.
-void SayStateFault(const Options* options);
+// True when a settings or state file could not be written since SetUpState; that was then said on standard error, once a file.
+bool WasWriteRefused();
 
 // The serial ports: those given, else the system's.
 int SetUpPorts(const Options* options);

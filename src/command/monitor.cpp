@@ -15,6 +15,7 @@
 #include "command/exit_codes.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
+#include "command/output.h"
 #include "command/subcommands.h"
 #include "input/session.h"
 
@@ -106,40 +107,43 @@ std::string JsonOf(const Watched* watched, milliseconds time)
     return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-// Shows what has changed: on a terminal the table in its place, else a line for each port that has.
-void Show(std::vector<Watched>* all, const Options* options, bool first, milliseconds time)
+// What has changed, as text: on a terminal the table in its place, else a line for each port that has.
+std::string Changes(std::vector<Watched>* all, const Options* options, bool first, milliseconds time)
 {
     const bool inPlace = !options->json && isatty(STDOUT_FILENO) == 1;
+    std::string text;
     if (first && !options->json)
-        printf("%-13s %4s %4s %6s %6s %-4s %5s %7s %5s %6s %7s\n", "PORT", "RAW", "Y", "MAPPED", "Y", "", "RATE", "REPORTS", "BAD",
-            "RESYNC",
-            "DROPPED"); // the columns of RowOf
+        text = "PORT           RAW    Y MAPPED      Y       RATE REPORTS   BAD RESYNC DROPPED\n"; // the columns of RowOf
     if (inPlace && !first)
-        printf("\x1b[%zuA", all->size()); // up to the first row (ECMA-48, CUU)
+        text = "\x1b[" + std::to_string(all->size()) + "A"; // up to the first row (ECMA-48, CUU)
     for (Watched& watched : *all) {
         const Sample sample = TakeSample(&watched);
         const bool changed = first || !(sample == watched.shown);
         watched.shown = sample;
         if (inPlace)
-            printf("%s\x1b[K\n", RowOf(&watched).c_str()); // and what a longer row left is erased (EL)
-        else if (changed && options->json)
-            puts(JsonOf(&watched, time).c_str());
+            text += RowOf(&watched) + "\x1b[K\n"; // and what a longer row left is erased (EL)
         else if (changed)
-            puts(RowOf(&watched).c_str());
+            text += (options->json ? JsonOf(&watched, time) : RowOf(&watched)) + "\n";
     }
-    fflush(stdout);
+    return text;
 }
 
-void Watch(std::vector<Watched>* all, const Options* options)
+// Shows the changes until the time is over or the end is requested; the exit code.
+int Watch(std::vector<Watched>* all, const Options* options)
 {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     for (bool first = true;; first = false) {
         const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
-        Show(all, options, first, elapsed);
+        if (!WriteOutput(Changes(all, options, first, elapsed))) {
+            if (IsEndRequested())
+                return EXIT_DONE;
+            fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
+            return EXIT_FAULT;
+        }
         const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
-        if (over || ferror(stdout) != 0 || WaitForEnd(TICK))
-            return;
+        if (over || WaitForEnd(TICK))
+            return EXIT_DONE;
     }
 }
 
@@ -162,7 +166,7 @@ int RunMonitor(const Options* options)
             break;
     }
     if (controllers.size() == options->arguments.size() && exitCode == EXIT_DONE)
-        Watch(&all, options);
+        exitCode = Watch(&all, options);
     return EndControllers(&controllers, exitCode);
 }
 

@@ -99,6 +99,8 @@ std::string PortFailureText(const std::string& path, DWORD error)
         return HolderOf(path) + " is using it";
     case ERROR_DEVICE_NOT_CONNECTED:
         return "no device is connected";
+    case ERROR_TOO_MANY_OPEN_FILES:
+        return "this process may not open more files";
     case ERROR_INVALID_FUNCTION:
         return "it is not a serial port";
     default:

@@ -46,8 +46,10 @@ int Run(const CommandLine* line)
     } else {
         AllowEndSignals();
     }
-    const int exitCode = SetUpMachine(&line->options, line->command->machine);
-    return exitCode == EXIT_DONE ? line->command->run(&line->options) : exitCode;
+    int exitCode = SetUpMachine(&line->options, line->command->machine);
+    if (exitCode == EXIT_DONE)
+        exitCode = line->command->run(&line->options);
+    return exitCode == EXIT_DONE && WasWriteRefused() ? EXIT_FAULT : exitCode;
 }
 
 } // namespace

@@ -51,6 +51,8 @@ void RunDetection()
 void RunPanelTest()
 {
     korvex::StartHost(korvex::HOST_DETECT | korvex::HOST_PANEL_TEST);
+    if (korvex::FindHostContext(GetModuleHandleW(nullptr)) == nullptr)
+        return; // nothing would be detected, and no message end the test
     korvex::StartPanelTest();
     if (korvex::FindPanelTestContext(GetModuleHandleW(nullptr)) != nullptr)
         RunMessageLoop();

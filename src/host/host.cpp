@@ -21,6 +21,7 @@ constexpr DWORD PAUSE_BEFORE_DETECTION_MS = 1000;
 constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
 constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
 
+WorkerRefusedHandler workerRefusedHandler = nullptr;
 ListLinks hostContexts = {&hostContexts, &hostContexts};
 
 HostContext* ProcessContext()
@@ -91,7 +92,14 @@ BOOL StartHost(uint32_t flags)
     if ((flags & HOST_PANEL_TEST) == 0)
         CreateStatusWindow(context);
     context->worker = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, DetectionWorker, context, 0, nullptr));
+    if (context->worker == nullptr && workerRefusedHandler != nullptr)
+        workerRefusedHandler();
     return TRUE;
+}
+
+void SetWorkerRefusedHandler(WorkerRefusedHandler handler)
+{
+    workerRefusedHandler = handler;
 }
 
 HostContext* FindHostContext(HMODULE moduleHandle)

@@ -21,6 +21,11 @@ inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 // started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);
 
+// Who is told, on the entry's thread, that the worker's thread could not be created, before StartHost returns; null: nobody, and the window
+// stays empty until it is closed.
+using WorkerRefusedHandler = void (*)();
+void SetWorkerRefusedHandler(WorkerRefusedHandler handler);
+
 // The first context with this key; null when there is none.
 HostContext* FindHostContext(HMODULE moduleHandle);
 
