@@ -179,7 +179,7 @@ void SetCommandDefaults(const CommandDeclaration* command, Options* options)
     options->command = std::string("korvex ") + command->name;
     if (command->pointer != nullptr)
         options->pointer = command->pointer;
-    else if (!HasDisplay())
+    else if (options->pointer == "log")
         options->pointer = command->pointerUnseen;
 }
 

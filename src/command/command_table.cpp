@@ -56,6 +56,21 @@ bool TakeInstance(const std::string& value, Options* options)
     return last != std::string::npos && last > 0 && last + 1 < value.size();
 }
 
+bool TakeMonitor(const std::string& value, Options* options)
+{
+    const size_t equals = value.rfind('=');
+    if (equals == std::string::npos) {
+        const bool first = options->monitor.empty();
+        options->monitor = value;
+        return first && !value.empty();
+    }
+    const PortMonitor given{value.substr(0, equals), value.substr(equals + 1)};
+    const bool taken = std::any_of(options->portMonitors.begin(), options->portMonitors.end(),
+        [&given](const PortMonitor& other) { return other.port == given.port; });
+    options->portMonitors.push_back(given);
+    return !taken && !given.port.empty() && !given.output.empty();
+}
+
 template <std::string Options::*FIELD>
 bool TakeText(const std::string& value, Options* options)
 {
@@ -83,10 +98,16 @@ const std::vector<OptionDeclaration>& AllOptions()
             nullptr, TakePort, "NAME=PATH, such as COM3=/dev/ttyS2, each once", Completion::NOTHING, {}, true},
         {"--state", "DIR", "where bindings and registry are kept (default $XDG_STATE_HOME/korvex, or ~/.local/state/korvex)", nullptr,
             TakeText<&Options::stateFolder>, "a path", Completion::FOLDERS},
-        {POINTER, "x11|log|none",
-            "send the pointer input to the X display (default where DISPLAY is set), print it as one JSON object a line on standard"
-            " output, or drop it",
-            nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING, {"x11", "log", "none"}},
+        {POINTER, "x11|uinput|log|none",
+            "send the touches to the X display (default in an X session), to a touch screen device of the kernel for each panel, for"
+            " Wayland, consoles and login screens too (default elsewhere, where /dev/uinput may be opened), print them as one JSON object"
+            " a line on standard output, or drop them",
+            nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING, {"x11", "uinput", "log", "none"}},
+        {"--monitor", "[PORT=]OUTPUT",
+            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT, COM3 or a path, "
+            "the"
+            " touches from that port; may be given several times",
+            nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once", Completion::NOTHING, {}, true},
         {"--windows", "x11|none",
             "show windows on the X display (default where DISPLAY is set), or print what they would show on standard error", nullptr,
             TakeText<&Options::windows>, nullptr, Completion::NOTHING, {"x11", "none"}},
@@ -113,14 +134,14 @@ const std::vector<CommandDeclaration>& AllCommands()
         {.name = "enum",
             .help = "find the controllers on all ports and let their touches move the pointer, behind a status window, until it is closed"
                     " or SIGINT or SIGTERM comes. What was found on a port is kept for the next start",
-            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--windows"}, {"--trace"}},
+            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices},
             .run = RunEnumerate,
             .endsCleanly = true},
         {.name = "paneltest",
             .help = "calibrate the panel that is touched, by nine targets over the whole screen of 5 seconds each, then rate it; Escape"
                     " ends it. The calibration is stored in Korvex.ini",
-            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--windows"}, {"--trace"}},
+            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices},
             .run = RunPanelTest,
             .endsCleanly = true},
@@ -135,7 +156,7 @@ const std::vector<CommandDeclaration>& AllCommands()
         {.name = "drive",
             .help = "like enum for the one controller on a serial port, without window and bindings",
             .arguments = {port},
-            .options = {{POINTER}, {"--trace"}},
+            .options = {{POINTER}, {"--monitor"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer},
             .run = RunDrive,
             .endsCleanly = true},
@@ -143,8 +164,10 @@ const std::vector<CommandDeclaration>& AllCommands()
             .help = "drive the controllers on these ports and show, live, what each reports: raw and mapped position, contact, reports a"
                     " second, all reports, rejected packets (BAD), searches for the next report (RESYNC) and bytes dropped in them",
             .arguments = {{port.name, port.help, port.completion, {}, true}},
-            .options = {{POINTER, "send the pointer input to the X display (default where DISPLAY is set), or drop it", {"x11", "none"}},
-                quietTrace, {"--seconds"}, {"--json", "print one JSON object a line when something has changed"}},
+            .options
+            = {{POINTER, "send the touches to the X display or to touch screen devices of the kernel (defaults as for drive), or drop them",
+                   {"x11", "uinput", "none"}},
+                {"--monitor"}, quietTrace, {"--seconds"}, {"--json", "print one JSON object a line when something has changed"}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunMonitor,
             .pointerUnseen = "none",
@@ -153,7 +176,8 @@ const std::vector<CommandDeclaration>& AllCommands()
             .help = "drive the controller on a port and keep what comes over the line in a new file, a text that replay reads",
             .arguments = {{"FILE", "the new file", Completion::FILES}, port},
             .options = {{POINTER,
-                            "send the pointer input to the X display, print it as one JSON object a line on standard output, or drop it"
+                            "send the touches to the X display or to a touch screen device of the kernel, print them as one JSON object a "
+                            "line on standard output, or drop them"
                             " (default)"},
                 quietTrace, {"--seconds"}},
             .machine = {SetUpQuietTrace, SetUpPointer},
@@ -163,7 +187,7 @@ const std::vector<CommandDeclaration>& AllCommands()
         {.name = "replay",
             .help = "play a recording to a session, through a pseudo-terminal",
             .arguments = {{"FILE", "the recording", Completion::FILES}},
-            .options = {{POINTER}, quietTrace, {"--speed"}},
+            .options = {{POINTER}, {"--monitor"}, quietTrace, {"--speed"}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunReplay,
             .endsCleanly = true},

@@ -48,7 +48,7 @@ struct CommandDeclaration {
     std::vector<OptionUse> options = {};
     std::vector<SetUpPart> machine = {}; // what is set up before it runs (machine_setup.h)
     int (*run)(const Options*) = nullptr;
-    const char* pointer = nullptr; // what a missing --pointer means; null: "x11" with a display, else `pointerUnseen`
+    const char* pointer = nullptr; // what a missing --pointer means; null: as the session has it, and where it has none `pointerUnseen`
     const char* pointerUnseen = "log";
     bool endsCleanly = false; // SIGINT and SIGTERM are what it waits for (end_request.h); else they have their default action
 };

@@ -16,6 +16,8 @@
 
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/panel_devices.h"
+#include "command/port_state.h"
 #include "drivers/enumerator_filter.h"
 #include "platform/linux/core/debug_output.h"
 #include "platform/linux/core/text.h"
@@ -24,6 +26,7 @@
 #include "platform/linux/files/whole_files.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_log.h"
+#include "platform/linux/pointer/pointer_uinput.h"
 #include "platform/linux/pointer/pointer_x11.h"
 #include "platform/linux/serial/port_scan.h"
 #include "platform/linux/windows/window_headless.h"
@@ -81,6 +84,21 @@ std::string StablePathOf(const std::string& path, const std::vector<platform::Sc
     return fs::absolute(path, error).string();
 }
 
+// Gives /dev/uinput to the group "korvex".
+constexpr const char* UINPUT_RULE = "/usr/share/korvex/71-korvex-uinput.rules";
+
+// The output that is named for the touches of a line; empty when none is.
+std::string MonitorOf(const Options* options, const std::string& path)
+{
+    for (const PortMonitor& given : options->portMonitors) {
+        std::error_code error;
+        const std::string port = PathOfPort(options, given.port);
+        if (port == path || fs::equivalent(port, path, error))
+            return given.output;
+    }
+    return "";
+}
+
 } // namespace
 
 int SetUpMachine(const Options* options, const std::vector<int (*)(const Options*)>& parts)
@@ -114,15 +132,32 @@ int SetUpQuietTrace(const Options* options)
 int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
+    machine->monitor = options->monitor;
+    if (!options->portMonitors.empty())
+        machine->monitorOfLine = [options](const std::string& path) { return MonitorOf(options, path); };
+    machine->monitorChanged = [options](const std::string& output, bool present) {
+        fprintf(stderr, "%s: the monitor of output '%s' is %s\n", options->command.c_str(), output.empty() ? "(primary)" : output.c_str(),
+            present ? "back" : "gone; touches for it are dropped until it is back");
+    };
     std::string reason;
     if (options->pointer == "none") {
         machine->pointerOutput = [](const INPUT& /*input*/) { return true; };
     } else if (options->pointer == "log") {
         platform::UseLoggedPointer(STDOUT_FILENO);
+    } else if (options->pointer == "uinput") {
+        if (!platform::UseInputDevices(DescribePanel, &reason)) {
+            fprintf(stderr, "%s: no pointer input: %s; the udev rule %s, put in place, lets the group \"korvex\" open it\n",
+                options->command.c_str(), reason.c_str(), UINPUT_RULE);
+            return EXIT_NO_DISPLAY;
+        }
     } else if (!platform::UseX11Pointer(nullptr, &reason)) {
         fprintf(stderr, "%s: no pointer input: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
     }
+    if (options->pointer == "x11" && IsWaylandSession())
+        fprintf(stderr,
+            "%s: this is a Wayland session: only X programs will see the touches; '--pointer uinput' is for all (the udev rule %s)\n",
+            options->command.c_str(), UINPUT_RULE);
     return EXIT_DONE;
 }
 

@@ -10,6 +10,7 @@
 
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/panel_devices.h"
 #include "command/port_failure.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
@@ -57,6 +58,7 @@ int OpenController(const Options* options, const std::string& path, TouchControl
         return EXIT_FAULT;
     }
     if (IdentifyController(opened)) {
+        NotePanelModel(path, opened->model);
         *controller = opened;
         return EXIT_DONE;
     }

@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 
+#include "platform/linux/pointer/pointer_uinput.h"
+
 namespace korvex::command {
 
 namespace {
@@ -22,6 +24,11 @@ bool HasDisplay()
     return !EnvironmentText("DISPLAY").empty();
 }
 
+bool IsWaylandSession()
+{
+    return !EnvironmentText("WAYLAND_DISPLAY").empty() || EnvironmentText("XDG_SESSION_TYPE") == "wayland";
+}
+
 std::string DefaultStateFolder()
 {
     const std::string folder = EnvironmentText("XDG_STATE_HOME");
@@ -35,7 +42,12 @@ std::string DefaultStateFolder()
 
 void SetDefaults(Options* options)
 {
-    options->pointer = HasDisplay() ? "x11" : "log";
+    std::string refused;
+    const bool isX = HasDisplay() && !IsWaylandSession();
+    if (!isX && platform::CanMakeInputDevices(&refused))
+        options->pointer = "uinput";
+    else
+        options->pointer = HasDisplay() ? "x11" : "log";
     options->windows = HasDisplay() ? "x11" : "none";
     options->stateFolder = DefaultStateFolder();
 }

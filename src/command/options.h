@@ -12,17 +12,24 @@ struct GivenPort {
     std::string path; // of the tty
 };
 
+struct PortMonitor {
+    std::string port;   // COM3, or the path of its tty
+    std::string output; // HDMI-1
+};
+
 struct Options {
-    std::string command;           // "korvex enum", how messages begin
-    std::vector<GivenPort> ports;  // --port; none: those of the system
-    std::string stateFolder;       // --state
-    std::string pointer;           // --pointer: "x11", "log" or "none"
-    std::string windows;           // --windows: "x11" or "none"
-    std::string traceFile;         // --trace; empty: not given
-    std::optional<double> seconds; // --seconds
-    bool fullSpeed = false;        // --speed full
-    std::string instance;          // --instance
-    unsigned osMajor = 0;          // --os; 0: not given
+    std::string command;                   // "korvex enum", how messages begin
+    std::vector<GivenPort> ports;          // --port; none: those of the system
+    std::string stateFolder;               // --state
+    std::string pointer;                   // --pointer: "x11", "uinput", "log" or "none"
+    std::string monitor;                   // --monitor OUTPUT; empty: the primary one
+    std::vector<PortMonitor> portMonitors; // --monitor PORT=OUTPUT
+    std::string windows;                   // --windows: "x11" or "none"
+    std::string traceFile;                 // --trace; empty: not given
+    std::optional<double> seconds;         // --seconds
+    bool fullSpeed = false;                // --speed full
+    std::string instance;                  // --instance
+    unsigned osMajor = 0;                  // --os; 0: not given
     unsigned osMinor = 0;
     bool server = false;   // --server
     bool tabletPc = false; // --tablet-pc
@@ -33,6 +40,9 @@ struct Options {
 
 // True when an X display is named in the environment.
 bool HasDisplay();
+
+// True in a Wayland session, where an X display reaches X programs only.
+bool IsWaylandSession();
 
 // The state folder of a user who names none: as freedesktop.org has it for state of a user's programs.
 std::string DefaultStateFolder();

@@ -39,6 +39,19 @@ std::vector<PortState> AllPorts()
     return ports;
 }
 
+std::string PathOfPort(const Options* options, const std::string& port)
+{
+    for (const GivenPort& given : options->ports) {
+        if (given.name == port)
+            return given.path;
+    }
+    for (const PortState& known : AllPorts()) {
+        if (known.name == port)
+            return known.path;
+    }
+    return port;
+}
+
 std::string ModelText(uint32_t model)
 {
     std::array<char, 12> text{};

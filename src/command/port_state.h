@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "command/options.h"
 #include "platform/win32.h"
 
 namespace korvex::command {
@@ -20,6 +21,9 @@ struct PortState {
 
 // The states of all ports; none is opened.
 std::vector<PortState> AllPorts();
+
+// The path of the tty that a port's name, COM3, or its path stands for; the text itself where no port has that name.
+std::string PathOfPort(const Options* options, const std::string& port);
 
 // A model as people write it, "5200"; empty for 0.
 std::string ModelText(uint32_t model);

@@ -67,9 +67,13 @@ const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& out
 // The output of the line that the calling thread reads.
 std::string OutputOfThread()
 {
+    thread_local std::shared_ptr<const InputLine> line; // whose output is known
+    thread_local std::string output;
     const Machine* machine = ThisMachine();
-    const std::string output
-        = machine->monitorOfLine && LineOfThread() != nullptr ? machine->monitorOfLine(LineOfThread()->path) : std::string();
+    if (machine->monitorOfLine && LineOfThread() != line) {
+        line = LineOfThread();
+        output = line == nullptr ? "" : machine->monitorOfLine(line->path);
+    }
     return output.empty() ? machine->monitor : output;
 }
 
