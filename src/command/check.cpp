@@ -67,6 +67,8 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
 {
     const std::string stored = port->model == 0 ? "" : ModelText(port->model);
     if (!IdentifyController(controller)) {
+        if (IsEndRequested())
+            return false; // it was not asked everything
         const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
         const uint32_t baudRate = AnsweringBaudRate(controller);
         if (baudRate == 0)
@@ -164,13 +166,13 @@ int RunCheck(const Options* options)
             "'" + options->stateFolder + "' cannot be written: " + fault + "; put that right, or name another folder with '--state'");
     CheckSettings(&findings);
     SetUpPorts(options);
-    std::vector<PortState> ports = AllPorts();
+    const std::vector<PortState> ports = AllPorts();
     if (ports.empty())
         Add(&findings, Severity::FAULT, "ports", "there is no serial port; plug the adapter in, or name one with '--port'");
     std::vector<Listener> listeners;
-    for (PortState& port : ports) {
-        if (port.name.empty()) // it is kept in the state folder
-            port.name = port.path;
+    for (const PortState& port : ports) {
+        if (IsEndRequested())
+            break;
         CheckPort(&port, &findings, &listeners);
     }
     Print(&findings);
@@ -178,7 +180,7 @@ int RunCheck(const Options* options)
     Findings heard;
     std::vector<TouchController*> controllers;
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);
-    if (!listeners.empty() && seconds > 0) {
+    if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
         WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command/exit_codes.h"
+#include "command/wrapped_text.h"
 
 namespace korvex::command {
 
@@ -22,20 +23,6 @@ The calibration is read from "Korvex.ini" in the current directory.
 
 Exit codes: 0 done, or ended by its window or a signal, 1 other failure, 2 wrong option or argument, 3 no
 such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, 6 another one runs.)";
-
-// In lines of at most that many bytes, where its words allow it.
-std::string Wrapped(std::string_view text, size_t width)
-{
-    std::string wrapped;
-    while (text.size() > width) {
-        const size_t space = text.rfind(' ', width);
-        if (space == std::string_view::npos)
-            break;
-        wrapped.append(text.substr(0, space)).append("\n");
-        text.remove_prefix(space + 1);
-    }
-    return wrapped.append(text);
-}
 
 std::string HelpOf(const char* text)
 {

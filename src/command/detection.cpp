@@ -8,6 +8,7 @@
 #include "command/port_failure.h"
 #include "command/stored_calibration.h"
 #include "command/subcommands.h"
+#include "command/wrapped_text.h"
 #include "host/host.h"
 #include "host/panel_test.h"
 #include "korvex/korvex.h"
@@ -93,10 +94,11 @@ int RunEntry(const Options* options, const Entry* entry)
 // A person in front of the screen must read it before nine targets are touched for nothing.
 void TellThatNothingIsSaved(const Options* options, const std::string& fault)
 {
+    constexpr size_t BOX_COLUMNS = 60;
     const std::string text = "The calibration will not be saved: " + fault;
     fprintf(stderr, "%s: %s\n", options->command.c_str(), text.c_str());
     if (options->windows != "none")
-        MessageBoxW(nullptr, platform::FromUtf8(text).c_str(), u"Touch Panel Utility", MB_OK);
+        MessageBoxW(nullptr, platform::FromUtf8(Wrapped(text, BOX_COLUMNS)).c_str(), u"Touch Panel Utility", MB_OK);
 }
 
 } // namespace

@@ -142,6 +142,9 @@ int SetUpPointer(const Options* options)
     std::string reason;
     if (options->pointer == "none") {
         machine->pointerOutput = [](const INPUT& /*input*/) { return true; };
+    } else if (options->pointer == "log" && (fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) { // it was closed
+        fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
+        return EXIT_FAULT;
     } else if (options->pointer == "log") {
         platform::UseLoggedPointer(STDOUT_FILENO);
     } else if (options->pointer == "uinput") {

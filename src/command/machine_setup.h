@@ -29,7 +29,7 @@ int SetUpSystem(const Options* options);
 // The state folder with what Windows would keep across runs, and the enumerator's service in it.
 int SetUpState(const Options* options);
 
-// The same part without a word: empty, or why the state folder cannot be used.
+// As SetUpState, but without a word: empty, or why the state folder cannot be used.
 std::string PrepareState(const Options* options);
 
 // True when a settings or state file could not be written since SetUpState; that was then said on standard error, once a file.
@@ -38,7 +38,7 @@ bool WasWriteRefused();
 // The serial ports: those given, else the system's.
 int SetUpPorts(const Options* options);
 
-// State folder and ports.
+// The state folder (SetUpState) and the ports (SetUpPorts).
 int SetUpDevices(const Options* options);
 
 } // namespace korvex::command

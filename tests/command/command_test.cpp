@@ -1,9 +1,11 @@
 // The real commands, as a person starts them.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -61,8 +63,12 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
         EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << "one line: " << result.error;
         EXPECT_EQ(result.output, "");
     }
-    EXPECT_EQ(RunProgram({KORVEX, "replay", "."}).exitCode, 1) << "no file";
-    EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + " --help >/dev/full"}).exitCode, 1) << "nothing of it goes out";
+    ASSERT_EQ(mkfifo("fifo", 0600), 0);
+    for (const char* path : {".", "fifo", "/dev/zero"})
+        EXPECT_EQ(RunProgram({KORVEX, "replay", path}).error, std::string("korvex replay: cannot read '") + path + "': it is not a file\n");
+    EXPECT_EQ(RunProgram({KORVEX, "drive", "plain", "--trace", "fifo"}).exitCode, 1) << "nobody reads it";
+    for (const char* words : {" --help >/dev/full", " --version >/dev/full", " --version >&-"})
+        EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + words}).exitCode, 1) << "nothing of it goes out:" << words;
     EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
     for (const auto& [words, line] : std::vector<std::pair<std::vector<std::string>, std::string>>{
              {{KORVEX, "-h"}, "\n  drive  "}, {{KORVEX, "drive", "--help"}, "korvex drive [OPTION...] PORT\n"}}) {
@@ -70,6 +76,35 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
         EXPECT_EQ(help.exitCode, 0);
         EXPECT_NE(help.output.find(line), std::string::npos) << help.output;
     }
+}
+
+// The first file or port that is opened must not become the descriptor that is missing.
+TEST(KorvexRecord, WritesNoWordsIntoItsFileWhenStandardErrorIsClosed)
+{
+    const TemporaryFolder folder;
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    const std::string port = TerminalPath(panel.get());
+    EXPECT_EQ(RunProgram({"sh", "-c", "exec " + KORVEX + " record touches --seconds 0 " + port + " 2>&-"}).exitCode, 0);
+    const std::string text = testing::ReadTextFile("touches");
+    EXPECT_TRUE(text.starts_with("korvex-recording 1\n"));
+    EXPECT_EQ(text.find(port), std::string::npos) << text;
+    const RunResult unseen = RunProgram({"sh", "-c", "exec " + KORVEX + " drive --pointer log " + port + " >&-"});
+    EXPECT_EQ(unseen.exitCode, 1);
+    EXPECT_EQ(unseen.error, "korvex drive: cannot write to standard output\n");
+}
+
+// A controller that spoils so many answers is asked for its calibration for many seconds.
+TEST(KorvexDrive, EndsWithinThreeSecondsWhileAControllerSpoilsItsAnswers)
+{
+    const TemporaryFolder folder;
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    for (int address = 0; address < static_cast<int>(emulator::MEMORY_BYTES); address += 2)
+        AddAnswerFault(panel.get(), {emulator::AnswerFaultKind::CORRUPTION, 8, 0xF3, address});
+    Process drive({KORVEX, "drive", "--pointer", "none", TerminalPath(panel.get())});
+    EXPECT_TRUE(WaitForCommands(panel.get(), 20, std::chrono::milliseconds(5000)));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
 }
 
 TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)

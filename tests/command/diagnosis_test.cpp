@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -52,6 +56,20 @@ TEST(KorvexMonitor, ShowsWhatEachPanelReports)
     EXPECT_NE(gone.find(R"("touching":false)"), std::string::npos) << gone;
     EXPECT_NE(gone.find(R"("inputs":2)"), std::string::npos) << "the press and the release";
     EXPECT_EQ(EndBySignal(&monitor, SIGINT), 0);
+}
+
+TEST(KorvexMonitor, IsNotHeldUpByAReaderWhoDoesNotRead)
+{
+    const TemporaryFolder folder;
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const int reader = open("pipe", O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (write(reader, "full", 4) > 0) { }
+    Process monitor({"sh", "-c", "exec " + KORVEX + " monitor --pointer none " + TerminalPath(panel.get()) + " >pipe"});
+    EXPECT_NE(ReadLineWith(monitor.error, "controller 5200"), "");
+    TouchAt(panel.get(), 50, 50);
+    EXPECT_EQ(EndBySignal(&monitor, SIGTERM), 0);
+    close(reader);
 }
 
 TEST(KorvexMonitor, KeepsItsTableInPlaceOnATerminal)
@@ -224,6 +242,11 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
     std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_read);
     const RunResult locked = Check({"--seconds", "0", "--port", port});
     EXPECT_TRUE(HasLine(&locked, "FAULT  settings  ") && locked.exitCode == 1) << locked.output;
+    EXPECT_FALSE(HasLine(&locked, "ok     settings  ")) << locked.output;
+    const std::string name(90, 'x');
+    std::filesystem::create_directories(name + "/" + name + "/" + name);
+    const RunResult deep = RunProgram({"sh", "-c", "cd -- x*/*/* && exec " + KORVEX + " check --seconds 0 --state state --port " + port});
+    EXPECT_NE(deep.output.find("FAULT  settings  the path of 'Korvex.ini' in this folder is too long"), std::string::npos) << deep.output;
     unsetenv("DISPLAY");
 }
 

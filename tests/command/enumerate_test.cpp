@@ -158,18 +158,38 @@ TEST(KorvexEnum, ReportsAPortThatAnotherProgramHolds)
     EXPECT_EQ(RunProgram(installation.Unseen({"enum", "--port", "COM3=/dev/null"})).exitCode, 2) << "the name is taken";
 }
 
+// Each says what it lacks, or which port is left out for it, however little it gets.
+TEST(KorvexEnum, IsNeverUpSilentlyWithTooFewDescriptors)
+{
+    const Installation installation;
+    for (const char* limit : {"4", "5", "6", "7", "8", "10"}) {
+        std::vector<std::string> words{"prlimit", std::string("--nofile=") + limit};
+        const std::vector<std::string> command = installation.Unseen({"enum"});
+        words.insert(words.end(), command.begin(), command.end());
+        Process limited(words);
+        EXPECT_NE(ReadLineWith(limited.error, "korvex enum: "), "") << limit;
+        const int exitCode = EndBySignal(&limited, SIGTERM);
+        EXPECT_TRUE(exitCode == 0 || exitCode == 1) << limit;
+    }
+}
+
 TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
 {
     const Installation installation;
-    RunResult result = RunProgram(installation.Command({"coinstall", "install", "--instance", "SERENUM\\KVX5200\\1", "--os", "5.1"}));
-    EXPECT_EQ(result.exitCode, 0);
     const std::string key = "registry: HKLM\\SYSTEM\\CurrentControlSet\\Enum\\SERENUM\\KVX5200\\1\\Device Parameters\\";
-    EXPECT_EQ(result.output,
-        "first pass: result 0xE0000226\nsecond pass: result 0x0\nregistry: HKCU\\Control Panel\\Mouse\\DoubleClickWidth=sz:\"25\"\n"
-        "registry: HKCU\\Control Panel\\Mouse\\DoubleClickHeight=sz:\"25\"\n"
-        "registry: HKCU\\Control Panel\\Mouse\\DoubleClickSpeed=sz:\"800\"\n"
-            + key + "SelectiveSuspendEnabled=hex:01\n" + key + "SelectiveSuspendOn=dword:00000000\n" + key
-            + "TabletPC=hex:00\ndriver: report mode 1\nsystem: asked for a restart\n");
+    RunResult result{};
+    for (const char* run : {"the first", "the second, which writes what is there already"}) {
+        result = RunProgram(installation.Command({"coinstall", "install", "--instance", "SERENUM\\KVX5200\\1", "--os", "5.1"}));
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.output,
+            "first pass: result 0xE0000226\nsecond pass: result 0x0\n" + key + "SelectiveSuspendEnabled=hex:01\n" + key
+                + "SelectiveSuspendOn=dword:00000000\n" + key + "TabletPC=hex:00\n" + key
+                + "TabletPC=hex:00\nregistry: HKCU\\Control Panel\\Mouse\\DoubleClickWidth=sz:\"25\"\n"
+                  "registry: HKCU\\Control Panel\\Mouse\\DoubleClickHeight=sz:\"25\"\n"
+                  "registry: HKCU\\Control Panel\\Mouse\\DoubleClickSpeed=sz:\"800\"\n"
+                  "driver: report mode 1\nsystem: asked for a restart\n")
+            << run;
+    }
     {
         Process command(installation.Unseen({"enum"}));
         EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
@@ -203,6 +223,13 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
     namespace fs = std::filesystem;
     fs::permissions("state/registry.ini", fs::perms::owner_read);
     EXPECT_EQ(RunProgram(unbind).exitCode, 1) << "it cannot be written";
+    {
+        const Process holder({"flock", "-F", "state", "sh", "-c", "echo held; exec sleep 60"});
+        EXPECT_EQ(ReadLine(holder.output), "held");
+        EXPECT_EQ(RunProgram(unbind).error,
+            "korvex unbind: cannot write the state folder '" + (installation.folder.path / "state").string()
+                + "': another program holds the folder's lock\n");
+    }
     fs::permissions("state/registry.ini", fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(RunProgram(unbind).exitCode, 0);
     const std::string table = RunProgram(installation.Command({"ports"})).output;

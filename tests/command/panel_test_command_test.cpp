@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "command/stored_calibration.h"
 #include "emulator/gestures.h"
 #include "testing/installation.h"
 #include "testing/process.h"
@@ -123,6 +124,48 @@ TEST(KorvexPanelTest, PrintsItsStatesWithoutAScreenAndStoresNothingWhenItEndsEar
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     EXPECT_EQ(testing::ReadTextFile("Korvex.ini"), settings);
     EXPECT_NE(testing::ReadTextFile("trace.txt").find("Load File Settings"), std::string::npos);
+}
+
+TEST(KorvexPanelTest, SaysThatAReadOnlyFileWillNotBeSavedAlsoByItsExitCode)
+{
+    const Installation installation;
+    std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_read);
+    Process command(installation.Unseen({"paneltest"}));
+    EXPECT_NE(ReadLine(command.error).find("korvex paneltest: The calibration will not be saved: '"), std::string::npos);
+    EXPECT_EQ(ReadLine(command.error), "target 1 of 9 at 20, 15");
+    EXPECT_EQ(EndBySignal(&command, SIGTERM), 1);
+}
+
+// What is stored afterwards, and what then becomes of what was there before.
+TEST(JudgeStored, KeepsAGoodCalibrationThatABadOneReplaces)
+{
+    const testing::TemporaryFolder folder;
+    const std::string good = "[Calibration]\nSTD_MAX_X=1024\n";
+    const std::string untouched = "[Calibration]\nMode=4\nADV_00_X=0\nADV_00_Y=0\nADV_01_X=0\nADV_01_Y=0\n"
+                                  "ADV_02_X=0\nADV_02_Y=0\nADV_03_X=0\nADV_03_Y=0\n";
+    struct Row {
+        std::string before; // empty: no file
+        std::string after;
+        int exitCode;
+        bool kept;
+    };
+    for (const Row& row : {Row{good, untouched, 1, true}, Row{good, good + "STD_MAX_Y=1024\n", 0, false}, Row{good, good, 0, false},
+             Row{untouched, untouched + "Other=1\n", 1, false}, Row{"", untouched, 1, false}, Row{untouched, untouched, 0, false}}) {
+        std::filesystem::remove("Korvex.ini");
+        std::filesystem::remove("Korvex.ini.old");
+        if (!row.before.empty())
+            testing::WriteTextFile("Korvex.ini", row.before);
+        const command::SettingsBefore before = command::LookAtSettings();
+        testing::WriteTextFile("Korvex.ini", row.after);
+        ::testing::internal::CaptureStderr();
+        EXPECT_EQ(command::JudgeStored("test", &before), row.exitCode);
+        const std::string said = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ(
+            said.starts_with("test: what was stored looks wrong: the targets 1 and 2 were measured at the same place"), row.exitCode == 1)
+            << said;
+        EXPECT_EQ(std::filesystem::exists("Korvex.ini.old") ? testing::ReadTextFile("Korvex.ini.old") : "", row.kept ? good : "");
+        EXPECT_EQ(testing::ReadTextFile("Korvex.ini"), row.after);
+    }
 }
 
 TEST(KorvexPanelTest, SaysWhenThereIsNoPanel)
