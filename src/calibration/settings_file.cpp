@@ -1,6 +1,5 @@
 #include "calibration/settings_file.h"
 
-
 #include "platform/win32.h"
 #include "support/owned.h"
 
