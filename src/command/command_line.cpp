@@ -114,7 +114,7 @@ std::string TakeValues(const CLI::Option* given, const OptionUse* use, Options* 
         return "";
     }
     for (const std::string& value : given->results()) {
-        if (const std::string fault = FaultOf(value, declaration->name, ChoicesOf(use)); !fault.empty())
+        if (std::string fault = FaultOf(value, declaration->name, ChoicesOf(use)); !fault.empty())
             return fault;
         if (!declaration->take(value, options))
             return InvalidValue(value, declaration->name, declaration->expected);
@@ -126,12 +126,12 @@ std::string TakeValues(const CLI::Option* given, const OptionUse* use, Options* 
 std::string TakeAll(const CLI::App* app, const CommandDeclaration* command, Options* options)
 {
     for (const OptionUse& use : command->options) {
-        if (const std::string fault = TakeValues(app->get_option(use.name), &use, options); !fault.empty())
+        if (std::string fault = TakeValues(app->get_option(use.name), &use, options); !fault.empty())
             return fault;
     }
     for (const ArgumentDeclaration& argument : command->arguments) {
         for (const std::string& text : app->get_option(argument.name)->results()) {
-            if (const std::string fault = FaultOf(text, argument.name, argument.choices); !fault.empty())
+            if (std::string fault = FaultOf(text, argument.name, argument.choices); !fault.empty())
                 return fault;
             options->arguments.push_back(text);
         }

@@ -203,7 +203,7 @@ const std::vector<CommandDeclaration>& AllCommands()
             .machine = {SetUpDevices},
             .run = RunUnbind},
         {.name = "calib",
-            .help = "start the calibration program with a number or a text (behind \"--\" when it begins with \"-\" and no digit)",
+            .help = R"(start the calibration program with a number or a text (behind "--" when it begins with "-" and no digit))",
             .arguments = {{"N|TEXT", "the number or text that it is started with"}},
             .options = {{"--state"}},
             .machine = {SetUpState},
