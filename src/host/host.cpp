@@ -235,7 +235,7 @@ BOOL FreeControllerList(HostContext* context, uint32_t limitMs)
 {
     StopSessions(context, limitMs);
     while (!IsListEmpty(&context->controllers)) {
-        TouchController* controller = RecordOf<TouchController>(context->controllers.next);
+        auto* controller = RecordOf<TouchController>(context->controllers.next);
         RemoveFromList(&controller->links);
         if (HasReaderEnded(controller))
             ReleaseController(controller);
