@@ -101,9 +101,9 @@ TEST(ImportCalibration, NeverShowsHalfACalibrationToTheMapping)
 TEST(SettingsFile, IsNeitherReadNorWrittenWhereThePathIsTooLong)
 {
     const TemporaryFolder folder;
-    const std::string deep = std::string(200, 'd') + "/" + std::string(200, 'd');
-    std::filesystem::create_directories(deep);
-    std::filesystem::current_path(deep);
+    const std::filesystem::path segment(std::string(200, 'd'));
+    std::filesystem::create_directories(segment / segment);
+    std::filesystem::current_path(segment / segment);
     WriteTextFile("Korvex.ini", "[Calibration]\nPanelOrient=5\n");
     const auto controller = Unconnected();
     EXPECT_FALSE(LoadCalibrationFile(controller.get()));

@@ -23,10 +23,10 @@ using testing::TemporaryFolder;
 // A screen on which somebody releases Return, and some time later presses and releases it.
 int turns = 0;
 int turnsBeforePress = 0;
+HWND box = nullptr;
 
 bool ReleasePressRelease()
 {
-    const HWND box = reinterpret_cast<HWND>(uintptr_t{1}); // the first window of the process
     if (++turns == 1)
         PostMessageW(box, WM_KEYUP, VK_RETURN, 0);
     else if (turns == 5) {
@@ -44,6 +44,10 @@ TEST(MessageBoxW, IsNotDismissedByTheReleaseOfAKeyThatWasPressedBeforeIt)
     platform::WindowBackend backend = *platform::HeadlessBackend();
     backend.interactive = true;
     backend.pump = ReleasePressRelease;
+    backend.create = [](const platform::WindowView* view) {
+        box = view->parent == nullptr ? view->handle : box;
+        return true;
+    };
     platform::ThisMachine()->windowBackend = &backend;
     EXPECT_EQ(MessageBoxW(nullptr, u"text", u"caption", MB_OK), IDOK);
     EXPECT_EQ(turnsBeforePress, 5);
