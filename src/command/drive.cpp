@@ -1,7 +1,5 @@
-#include <optional>
 #include <vector>
 
-#include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
@@ -11,15 +9,19 @@ namespace korvex::command {
 
 int RunDrive(const Options* options)
 {
-    TouchController* controller = nullptr;
-    int exitCode = OpenController(options, options->arguments[0], &controller);
-    if (controller == nullptr)
-        return exitCode;
-    exitCode = StartDriving(options, options->arguments[0], controller);
-    if (exitCode == EXIT_DONE)
-        WaitForEnd(std::nullopt);
-    const std::vector controllers{controller};
-    return EndControllers(&controllers, exitCode);
+    // Once more for each controller that takes the place of the one before.
+    for (;;) {
+        TouchController* controller = nullptr;
+        int exitCode = OpenController(options, options->arguments[0], &controller);
+        if (controller == nullptr)
+            return exitCode;
+        exitCode = StartDriving(options, options->arguments[0], controller);
+        const bool over = exitCode != EXIT_DONE || WaitForEndOf(controller);
+        const std::vector controllers{controller};
+        exitCode = EndControllers(&controllers, exitCode);
+        if (over)
+            return exitCode;
+    }
 }
 
 } // namespace korvex::command

@@ -128,6 +128,25 @@ std::string Changes(std::vector<Watched>* all, const Options* options, bool firs
     return text;
 }
 
+// Drives what has taken the place of a controller whose session has ended by itself. Not EXIT_DONE, with the reason on standard error, when
+// nothing there can be driven.
+int DriveReplacements(std::vector<Watched>* all, const Options* options)
+{
+    for (Watched& watched : *all) {
+        if (!HasReaderEnded(watched.controller))
+            continue;
+        ReleaseController(watched.controller);
+        int exitCode = OpenController(options, watched.port, &watched.controller);
+        if (watched.controller != nullptr)
+            exitCode = StartDriving(options, watched.port, watched.controller);
+        if (watched.controller == nullptr || exitCode != EXIT_DONE)
+            return exitCode;
+        watched.reports.clear();
+        watched.failedWaits.clear();
+    }
+    return EXIT_DONE;
+}
+
 // Shows the changes until the time is over or the end is requested; the exit code.
 int Watch(std::vector<Watched>* all, const Options* options)
 {
@@ -144,6 +163,8 @@ int Watch(std::vector<Watched>* all, const Options* options)
         const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
         if (over || WaitForEnd(TICK))
             return EXIT_DONE;
+        if (const int exitCode = DriveReplacements(all, options); exitCode != EXIT_DONE)
+            return exitCode;
     }
 }
 
@@ -153,20 +174,23 @@ int RunMonitor(const Options* options)
 {
     int exitCode = EXIT_DONE;
     std::vector<Watched> all;
-    std::vector<TouchController*> controllers;
     for (const std::string& port : options->arguments) {
         TouchController* controller = nullptr;
         exitCode = OpenController(options, port, &controller);
         if (controller == nullptr)
             break;
-        controllers.push_back(controller);
         all.push_back({port, controller, {}, {}, {}});
         exitCode = StartDriving(options, port, controller);
         if (exitCode != EXIT_DONE)
             break;
     }
-    if (controllers.size() == options->arguments.size() && exitCode == EXIT_DONE)
+    if (all.size() == options->arguments.size() && exitCode == EXIT_DONE)
         exitCode = Watch(&all, options);
+    std::vector<TouchController*> controllers;
+    for (const Watched& watched : all) {
+        if (watched.controller != nullptr)
+            controllers.push_back(watched.controller);
+    }
     return EndControllers(&controllers, exitCode);
 }
 

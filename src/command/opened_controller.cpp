@@ -1,5 +1,7 @@
 #include "command/opened_controller.h"
 
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -7,6 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include "command/end_request.h"
 #include "command/exit_codes.h"
@@ -85,6 +88,27 @@ int StartDriving(const Options* options, const std::string& name, TouchControlle
     }
     fprintf(stderr, "%s: %s\n", name.c_str(), DescriptionOf(controller).c_str());
     return EXIT_DONE;
+}
+
+bool WaitForEndOf(TouchController* controller)
+{
+    const int ended = eventfd(0, EFD_CLOEXEC);
+    std::thread watcher([reader = controller->readerThread, ended] {
+        WaitForSingleObject(reader, INFINITE);
+        eventfd_write(ended, 1);
+    });
+    std::array awaited{pollfd{EndDescriptor(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
+    while (poll(awaited.data(), awaited.size(), -1) < 0) { }
+    const bool requested = IsEndRequested();
+    RequestSessionStop(controller);
+    JoinSession(controller, SESSION_STOP_LIMIT_MS);
+    if (HasReaderEnded(controller)) {
+        watcher.join();
+        close(ended);
+    } else {
+        watcher.detach(); // the process ends with it
+    }
+    return requested;
 }
 
 int EndControllers(const std::vector<TouchController*>* controllers, int exitCode)

@@ -28,6 +28,9 @@ std::string DescriptionOf(const TouchController* controller);
 // after another line there when the system refuses a thread.
 int StartDriving(const Options* options, const std::string& name, TouchController* controller);
 
+// Waits until the end is requested, and then stops the running session: true; or until the session has ended by itself: false.
+bool WaitForEndOf(TouchController* controller);
+
 // Stops the sessions, frees the controllers and gives `exitCode` back. Ends the process with it instead when a reader could not be ended,
 // because what that reader uses must stay.
 int EndControllers(const std::vector<TouchController*>* controllers, int exitCode);

@@ -6,7 +6,9 @@
 #include "calibration/calibration.h"
 #include "input/pointer_injection.h"
 #include "input/touch_report.h"
+#include "link/command_protocol.h"
 #include "link/port_link.h"
+#include "support/debug_trace.h"
 #include "support/lock_guard.h"
 #include "support/time_left.h"
 
@@ -26,11 +28,23 @@ bool HasPortFailed(const TouchController* controller)
     return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
 }
 
+// On a port that has come back and is silent: whether the session goes on. `returned` stays set while nothing is known of what answers.
+bool IsStillDriven(TouchController* controller, bool* returned)
+{
+    uint32_t model = 0;
+    const ReturnedController answer = AskReturnedController(controller, &model);
+    *returned = answer == ReturnedController::UNKNOWN;
+    if (answer == ReturnedController::ANOTHER)
+        DebugTrace(TEXT("Korvex %X answers in place of %X, Session ends\n"), model, controller->model);
+    return answer != ReturnedController::ANOTHER;
+}
+
 unsigned __stdcall ReaderLoop(void* argument)
 {
     auto* controller = static_cast<TouchController*>(argument);
     Packet report{};
     bool read = false;
+    bool returned = false; // the port has failed since its controller was asked last
     while (controller->running == 1) {
         controller->link.readFailed = false;
         read = ReadReport(controller, &report);
@@ -41,8 +55,11 @@ unsigned __stdcall ReaderLoop(void* argument)
                 InjectReport(controller, report.data());
             continue;
         }
+        if (returned && !controller->link.readFailed && controller->running == 1 && !IsStillDriven(controller, &returned))
+            break;
         // A port that has gone must not make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
         if (controller->running == 1 && !LinkWaitInput(&controller->link) && HasPortFailed(controller) && controller->running == 1) {
+            returned = true;
             Count(&controller->counters.failedWaits);
             ReleaseContact(controller);
             WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);

@@ -283,4 +283,27 @@ bool IdentifyController(TouchController* controller)
     return std::any_of(CANDIDATES.begin(), CANDIDATES.end(), [controller](uint32_t model) { return TryCandidate(controller, model); });
 }
 
+ReturnedController AskReturnedController(TouchController* controller, uint32_t* model)
+{
+    const auto isSame = [controller](const TouchController* answering) {
+        return answering->model == controller->model && answering->resolutionBits == controller->resolutionBits
+            && answering->link.baudRate == controller->link.baudRate;
+    };
+    TouchController answering{}; // its lock is never used
+    answering.link = controller->link;
+    answering.stopEvent = controller->stopEvent;
+    // As it was identified first, which takes milliseconds; the whole search only where that does not find it again.
+    answering.model = controller->model == MODEL_7700 ? MODEL_7700 : MODEL_5200;
+    answering.reportLength = controller->reportLength;
+    const bool known = ProbeBaudAt(&answering, controller->link.baudRate) && QueryResolution(&answering) && QueryFirmwareVersion(&answering)
+        && isSame(&answering);
+    const bool found = known || IdentifyController(&answering);
+    if (!known)
+        SerialSetBaud(&controller->link, controller->link.baudRate);
+    *model = found ? answering.model : 0;
+    if (!found)
+        return ReturnedController::UNKNOWN;
+    return isSame(&answering) ? ReturnedController::SAME : ReturnedController::ANOTHER;
+}
+
 } // namespace korvex

@@ -76,6 +76,18 @@ MemoryPart MemoryPartOf(uint32_t model, const uint8_t* command);
 // pointCount, standard box and all 25 advPoints, unchecked. On false the calibration is untouched: an address failed 3 times in a row.
 bool ReadBoardCalibration(TouchController* controller);
 
+// What answers on a port that was gone for a while.
+enum class ReturnedController {
+    SAME,
+    ANOTHER, // of another model, resolution or baud rate
+    UNKNOWN, // nothing answers, or what answers cannot be understood
+};
+
+// Asks what is attached now, in up to a second where nothing answers, and compares it with the record, which stays as it is but for its
+// link, whose rate is set again. `model` is what was found, 0 when that is unknown. For the link's user, on a line that is silent: reports
+// would be taken for answers.
+ReturnedController AskReturnedController(TouchController* controller, uint32_t* model);
+
 // Finds out what is attached to the freshly opened port of the link: model, reportLength, baud rate, resolution and firmware version.
 // False when no controller answers at either rate, or one does not answer everything.
 bool IdentifyController(TouchController* controller);

@@ -268,6 +268,13 @@ TEST(Session, GoesOnWithinASecondOfItsPortsReturn)
     SendBytes(next.get(), {0x70, 0});
     next.reset();
     EXPECT_EQ(recorder.WaitFor(before + 1).back(), (SentInput{49151, 49151, RELEASE}));
+
+    // Another controller in its place is none of this session's.
+    EXPECT_TRUE(emulator::WaitForQuietHost(panel.get(), milliseconds(100), milliseconds(5000)));
+    panel = emulator::StartEmulator(OptionsOf(MODEL_5460));
+    plugIn();
+    EXPECT_EQ(WaitForSingleObject(controller->readerThread, 5000), WAIT_OBJECT_0);
+    EXPECT_THAT(trace.texts, ::testing::Contains("Korvex 5460 answers in place of 5200, Session ends\n"));
     StopSession(controller.get());
 }
 

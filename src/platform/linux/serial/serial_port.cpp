@@ -46,6 +46,8 @@ void CloseSerial(HandleObject* object)
     auto* port = static_cast<SerialPort*>(object);
     if (const auto& told = ThisMachine()->lineClosed; told && port->waitedOn)
         told(port->line.get());
+    if (port->descriptor >= 0)
+        RestoreUartTrigger(&port->triggerBefore);
     if (port->terminal)
         tcsetattr(port->descriptor, TCSANOW, &port->settingsBefore);
     if (port->exclusive)
@@ -143,6 +145,7 @@ void ClaimExclusively(SerialPort* port)
     port->pseudoTerminal = IsPseudoTerminal(port->descriptor);
     port->exclusive = !port->pseudoTerminal && ioctl(port->descriptor, TIOCEXCL) == 0;
     SetLowLatency(port->descriptor);
+    port->triggerBefore = LowerUartTrigger(port->descriptor, "/sys");
 }
 
 // The number of a pseudo-terminal soon belongs to someone else, a shell say, so such a line is taken again only through a symbolic link

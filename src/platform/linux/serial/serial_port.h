@@ -14,6 +14,7 @@
 #include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/input_line.h"
 #include "platform/linux/serial/serial_types.h"
+#include "platform/linux/serial/uart_trigger.h"
 
 namespace korvex::platform {
 
@@ -30,6 +31,7 @@ struct SerialPort : HandleObject {
     struct stat pathStatus { }; // of the path itself, a symbolic link say, when it was opened
     bool terminal = false;      // false for a pipe or a socket, which has no settings and nothing to flush
     termios settingsBefore{};   // of a terminal, put back when the port is closed
+    UartTrigger triggerBefore;  // likewise
     DCB dcb{};
     COMMTIMEOUTS timeouts{};
 
