@@ -66,3 +66,8 @@ if(KORVEX_WINDOWS_BUILD)
         WINE_COMMAND="${PROJECT_SOURCE_DIR}/scripts/wine" MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")
     gtest_discover_tests(korvex_dll_tests PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 30)
 endif()
+
+# Run by scripts/test-machine, inside of its machine.
+add_executable(korvex_machine_probe machine/probe.cpp)
+target_link_libraries(korvex_machine_probe PRIVATE korvex)
+target_include_directories(korvex_machine_probe PRIVATE ${PROJECT_SOURCE_DIR}/src)

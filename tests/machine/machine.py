@@ -1,0 +1,255 @@
+"""A machine of the project's own: QEMU with a Debian kernel, emulated controllers behind its serial ports, and an agent in it that runs what
+the cases ask for. Every wait has a deadline; times of events are the guest's (its monotonic clock, in seconds)."""
+import json
+import os
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import threading
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BUILT = os.path.join(ROOT, "build", "linux")
+IMAGES = os.path.join(ROOT, "build", "machine")
+GUEST = os.path.join(ROOT, "tests", "machine", "guest")
+
+
+class Failure(Exception):
+    """A case that does not hold, or a wait that was in vain."""
+
+
+def expect(condition, text):
+    if not condition:
+        raise Failure(text)
+
+
+def wait_until(condition, limit, text):
+    """Waits for a state of this machine that nothing announces."""
+    end = time.monotonic() + limit
+    while not condition():
+        expect(time.monotonic() < end, f"waited {limit} s in vain for {text}")
+        time.sleep(0.01)
+
+
+class Controller:
+    """An emulated controller: a process whose gestures come through a pipe."""
+
+    def __init__(self, folder, name, *options):
+        self.path = os.path.join(folder, name)
+        script = self.path + ".gestures"
+        os.mkfifo(script)
+        self.commands = self.path + ".commands"
+        with open(self.commands, "w") as output:
+            self.process = subprocess.Popen([os.path.join(BUILT, "korvex-emulator"), "--link", self.path, "--script", script, *options],
+                                            stdout=output, stderr=output)
+        self.script = os.open(script, os.O_RDWR)
+        wait_until(lambda: os.path.exists(self.path), 20, f"the emulated controller {name}")
+
+    def gesture(self, *lines):
+        os.write(self.script, "".join(line + "\n" for line in lines).encode())
+
+    def received(self):
+        with open(self.commands) as file:
+            return file.read()
+
+    def end(self):
+        self.process.kill()
+        self.process.wait()
+        os.close(self.script)
+
+
+class Monitor:
+    """QEMU's own control, over its QMP socket."""
+
+    def __init__(self, path):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(60)
+        wait_until(lambda: os.path.exists(path), 30, "QEMU's control socket")
+        self.socket.connect(path)
+        self.file = self.socket.makefile("r")
+        self.file.readline()
+        self.events = []
+        self.execute("qmp_capabilities")
+
+    def execute(self, command, **arguments):
+        self.socket.sendall(json.dumps({"execute": command, "arguments": arguments}).encode())
+        while True:
+            answer = json.loads(self.file.readline())
+            if "event" in answer:
+                self.events.append(answer["event"])
+            elif "error" in answer:
+                raise Failure(f"QEMU refuses {command}: {answer['error']['desc']}")
+            else:
+                return answer["return"]
+
+    def remove(self, device):
+        """Pulls a device out; returns once it is gone."""
+        self.events.clear()
+        self.execute("device_del", id=device)
+        while "DEVICE_DELETED" not in self.events:
+            answer = json.loads(self.file.readline())
+            self.events.append(answer.get("event"))
+
+
+class Line:
+    """A line of output of a process in the guest."""
+
+    def __init__(self, name, message):
+        self.name = name
+        self.time = message["time"]
+        self.text = message.get("line")
+        self.ended = message.get("ended")  # exit code, of the last "line" of a process
+
+
+class Guest:
+    """What runs in the machine."""
+
+    def __init__(self, path):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.connect(path)
+        self.changed = threading.Condition()
+        self.lines = []
+        self.answers = {}
+        self.next_id = 0
+        self.gone = False
+        threading.Thread(target=self.receive, daemon=True).start()
+
+    def receive(self):
+        try:
+            for text in self.socket.makefile("r"):
+                message = json.loads(text)
+                with self.changed:
+                    if "name" in message:
+                        self.lines.append(Line(message["name"], message))
+                    else:
+                        self.answers[message["id"]] = message
+                    self.changed.notify_all()
+        except OSError:
+            pass
+        with self.changed:
+            self.gone = True
+            self.changed.notify_all()
+
+    def wait(self, condition, limit, text):
+        """Waits for what the guest sends."""
+        with self.changed:
+            self.changed.wait_for(lambda: condition() or self.gone, limit)
+            expect(condition(), f"{'the machine has ended while waiting' if self.gone else f'waited {limit} s in vain'} for {text}")
+            return condition()
+
+    def request(self, limit, **request):
+        self.next_id += 1
+        number = self.next_id
+        self.socket.sendall(json.dumps({"id": number, **request}).encode() + b"\n")
+        self.wait(lambda: number in self.answers, limit, f"an answer to {request}")
+        return self.answers.pop(number)
+
+    def run(self, command, limit=30, code=0):
+        """Runs a shell command and returns its output; it has to end with this exit code (None: any)."""
+        answer = self.request(limit + 10, run=command, seconds=limit)
+        expect(code is None or answer["code"] == code, f"'{command}' ended with {answer['code']}: {answer['output']}")
+        return answer["output"].strip()
+
+    def start(self, name, command):
+        """Starts a process whose lines are kept under a name of its own; returns its number."""
+        expect(not any(line.name == name for line in self.lines), f"the name {name} is taken")
+        return int(self.request(30, start=command, name=name)["output"])
+
+    def stop(self, name, number=signal.SIGTERM, group=False):
+        """Ends a process by a signal and returns its exit code."""
+        self.request(30, kill=int(number), name=name, group=group)
+        return self.wait_end(name)
+
+    def wait_end(self, name, limit=30):
+        return self.wait(lambda: [line for line in self.lines if line.name == name and line.ended is not None], limit,
+                         f"the end of '{name}'")[0].ended
+
+    def mark(self):
+        """The present end of what has been received, for `since`."""
+        with self.changed:
+            return len(self.lines)
+
+    def find(self, name, pattern, since=0):
+        return [line for line in self.lines[since:] if line.name == name and line.text is not None and re.search(pattern, line.text)]
+
+    def wait_line(self, name, pattern, since=0, limit=30, count=1):
+        """Waits for the `count`-th line of a process that matches, and returns it."""
+        return self.wait(lambda: self.find(name, pattern, since)[count - 1:count], limit, f"'{pattern}' from '{name}'")[0]
+
+    def transcript(self, since=0):
+        return "".join(f"{line.time:9.3f} {line.name}: {line.text if line.ended is None else f'(ended with {line.ended})'}\n"
+                       for line in self.lines[since:])
+
+
+class Machine:
+    """A booted machine in a folder of its own. /dev/ttyS1 is a 16550A, /dev/ttyUSB0 an FTDI adapter; ttyS0 is the kernel's console."""
+
+    def __init__(self, folder, uart, adapter, *options):
+        self.folder = folder
+        os.makedirs(folder, exist_ok=True)
+        self.console = os.path.join(folder, "console.log")
+        self.next_backend = 0
+        self.backend = "adapter0"
+        self.process = subprocess.Popen(
+            ["qemu-system-x86_64", "-accel", "tcg", "-smp", "1", "-m", "1024", "-nic", "none", "-nodefaults", "-display", "none", "-no-reboot",
+             "-kernel", os.path.join(IMAGES, "vmlinuz"), "-initrd", os.path.join(IMAGES, "initrd"),
+             "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 init=/bin/sh -- -c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init\"",
+             "-drive", f"file={IMAGES}/root.img,if=virtio,format=raw,snapshot=on",
+             "-drive", f"file={self.case_image()},if=virtio,format=raw",
+             "-serial", f"file:{self.console}",
+             "-chardev", f"serial,id=uart0,path={os.path.realpath(uart.path)}", "-device", "isa-serial,chardev=uart0,index=1,id=uart",
+             "-device", "qemu-xhci",
+             "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}", "-device", "usb-serial,chardev=adapter0,id=adapter",
+             "-device", "virtio-serial-pci", "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
+             "-device", "virtserialport,chardev=agent,name=korvex",
+             "-qmp", f"unix:{folder}/qmp,server=on,wait=off", *options],
+            stdin=subprocess.DEVNULL, stdout=open(os.path.join(folder, "qemu.log"), "w"), stderr=subprocess.STDOUT)
+        self.monitor = Monitor(os.path.join(folder, "qmp"))
+        self.guest = Guest(os.path.join(folder, "agent"))
+        self.guest.wait_line("machine", "ready", limit=180)
+
+    def case_image(self):
+        """A small disk with what this run brings into the machine."""
+        content = os.path.join(self.folder, "case")
+        shutil.copytree(GUEST, content)
+        packages = [name for name in os.listdir(os.path.join(ROOT, "build")) if re.fullmatch(r"korvex_.*\.deb", name)]
+        expect(len(packages) == 1, "no package is there: run scripts/package first")
+        shutil.copy(os.path.join(ROOT, "build", packages[0]), content)
+        shutil.copy(os.path.join(BUILT, "tests", "korvex_machine_probe"), content)
+        image = os.path.join(self.folder, "case.img")
+        subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", content, image, "64M"], check=True, stdout=subprocess.DEVNULL)
+        return image
+
+    def change_uart(self, controller):
+        """Puts another controller behind the 16550A."""
+        self.monitor.execute("chardev-change", id="uart0", backend=serial_backend(controller))
+
+    def unplug(self):
+        self.monitor.remove("adapter")
+
+    def plug(self, controller=None):
+        """Plugs the adapter in, with another controller behind it where one is given."""
+        if controller is not None:
+            self.next_backend += 1
+            old, self.backend = self.backend, f"adapter{self.next_backend}"
+            self.monitor.execute("chardev-remove", id=old)
+            self.monitor.execute("chardev-add", id=self.backend, backend=serial_backend(controller))
+        self.monitor.execute("device_add", driver="usb-serial", id="adapter", chardev=self.backend)
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+    def end(self):
+        """Shuts the machine down."""
+        try:
+            self.guest.socket.sendall(b'{"end": true}\n')
+            self.process.wait(20)
+        except (OSError, subprocess.TimeoutExpired):
+            self.kill()
+
+
+def serial_backend(controller):
+    return {"type": "serial", "data": {"device": os.path.realpath(controller.path)}}
