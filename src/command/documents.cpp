@@ -121,9 +121,15 @@ std::string BashCompletion()
         std::string options;
         for (const OptionUse& use : command.options) {
             const OptionDeclaration* option = FindOption(&use);
-            options += " " + std::string(option->name);
+            options.append(" ").append(option->name);
             if (option->value != nullptr)
-                values += "    \"" + name + " " + option->name + "\") " + Reply(option->completion, ChoicesOf(&use)) + "return ;;\n";
+                values.append("    \"")
+                    .append(name)
+                    .append(" ")
+                    .append(option->name)
+                    .append("\") ")
+                    .append(Reply(option->completion, ChoicesOf(&use)))
+                    .append("return ;;\n");
         }
         arguments += "    " + name + ") options=\"--help" + options + "\"";
         if (!command.arguments.empty()) {
@@ -145,7 +151,8 @@ _korvex() {
         + R"(    esac
     case $command in
 )" + arguments
-        + "    *) options=\"--help --version\"; COMPREPLY=($(compgen -W \"" + commands + "\" -- \"$word\")) ;;\n" + R"(    esac
+        + R"(    *) options="--help --version"; COMPREPLY=($(compgen -W ")" + commands + R"(" -- "$word")) ;;
+)" + R"(    esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))
     fi
