@@ -20,9 +20,10 @@ void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits);
 // put right that the mapping could not work with. True when the values came from the file. Before the reader thread runs.
 bool LoadSettings(TouchController* controller);
 
-// Takes over pointCount (0, 4, 9, 16 or 25), standard box and advPoints of `source` (raw units, in target order), derives orientation and
-// reference points, and saves the result to the settings file. A running session maps each report either with the old calibration or
-// with the new one, calibrated in either case from here on. On the thread that runs the panel test.
+// Takes over pointCount (0, 4, 9, 16 or 25), orientation, standard box and the pointCount advPoints of `source` (raw units, in target
+// order), derives orientation and reference points anew where there are points, and saves the result to the settings file. True always. A
+// running session maps each report either with the old calibration or with the new one, calibrated in either case from here on. On the
+// thread that runs the panel test.
 bool ImportCalibration(TouchController* controller, const CalibrationData* source);
 
 } // namespace korvex

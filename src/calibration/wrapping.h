@@ -6,16 +6,19 @@
 
 namespace korvex {
 
+// a + b.
 constexpr int32_t WrapAdd(int32_t a, int32_t b)
 {
     return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
+// a - b.
 constexpr int32_t WrapSubtract(int32_t a, int32_t b)
 {
     return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
+// a * b.
 constexpr int32_t WrapMultiply(int32_t a, int32_t b)
 {
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));

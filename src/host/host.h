@@ -21,8 +21,8 @@ inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 // started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);
 
-// Who is told, on the entry's thread, that the worker's thread could not be created, before StartHost returns; null: nobody, and the window
-// stays empty until it is closed.
+// Sets who is told, on the entry's thread, that the worker's thread could not be created, before StartHost returns; null: nobody, and the
+// window stays empty until it is closed.
 using WorkerRefusedHandler = void (*)();
 void SetWorkerRefusedHandler(WorkerRefusedHandler handler);
 
@@ -31,15 +31,18 @@ HostContext* FindHostContext(HMODULE moduleHandle);
 
 // A new context in the process's list, its window class registered; null when memory is short.
 HostContext* CreateHostContext(HMODULE moduleHandle);
+
+// Registers the status window's class with the context's icon and brush. TRUE always.
 BOOL RegisterSetupClass(HostContext* context);
 
 // The worker's thread, with the context as its argument: the refresh pass, a second's wait and the detecting pass, each announced in the
 // status text.
 unsigned __stdcall DetectionWorker(void* argument);
 
+// The status window's procedure: its closing stops everything (DestroyHostContext) and ends the process with exit code 0.
 LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-// Who gets the result of the detection: posted `message` with wParam 1 when a session was started, else 0.
+// Sets who gets the result of the detection: posted `message` with wParam 1 when a session was started, else 0.
 BOOL SetNotifyTarget(HWND window, UINT message);
 
 // The controller that has reported last, the first found among equals; null when there is none.

@@ -42,8 +42,12 @@ PanelTestContext* FindPanelTestContext(HMODULE moduleHandle);
 
 // A new context in the process's list, its window class registered; null when memory is short.
 PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle);
+
+// Registers the test window's class with the context's icon and brush. TRUE always.
 BOOL RegisterPanelTestClass(PanelTestContext* context);
 
+// The test window's procedure: the result of the detection starts the test, the timer takes a sample, Escape and closing end the process
+// with exit code 0.
 LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
 // Repaints the window and draws the current target over it; behind the last target it only repaints.
@@ -62,7 +66,7 @@ uint32_t PanelQuality(const CalibrationData* calib);
 // Ends the host (DestroyHostContext), then frees window and context. The end of the process is to follow.
 BOOL DestroyPanelTest();
 
-// Who is told of each state that the test enters, on the window's thread, for callers without a screen; null: nobody.
+// Sets who is told of each state that the test enters, on the window's thread, for callers without a screen; null: nobody.
 using PanelTestObserver = void (*)(const PanelTestContext* context);
 void SetPanelTestObserver(PanelTestObserver observer);
 

@@ -20,9 +20,10 @@ bool StartSession(TouchController* controller);
 // afterwards HasReaderEnded tells whether the record can be released. Any thread but the reader's own, one at a time.
 bool StopSession(TouchController* controller);
 
-// The two halves of StopSession, for stopping many sessions under one deadline: tells the session to end, without waiting; waits for its
-// reader for at most `limitMs`, 0 to look only.
+// Tells the session to end, without waiting: the first half of StopSession, for stopping many under one deadline. Threads as there.
 void RequestSessionStop(TouchController* controller);
+
+// Waits for the reader of a session that was told to end, at most `limitMs` milliseconds, 0 to look only: the second half of StopSession.
 void JoinSession(TouchController* controller, uint32_t limitMs);
 
 // True when the record has no reader thread that still runs.
@@ -31,7 +32,7 @@ bool HasReaderEnded(const TouchController* controller);
 // Copies the last report. Any thread; never a mix of two reports.
 bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot);
 
-// The same, with the touch as it is at that moment.
+// Copies the last report together with the touch as it is at that moment. Any thread; never a mix of two reports.
 bool TakeLiveSnapshot(TouchController* controller, ReportSnapshot* snapshot, LiveTouch* touch);
 
 // Sets the calibration's mapMode: 1 calibrated, 0 plain scaling. Applies from the next report on. On the thread that also imports

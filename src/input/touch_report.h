@@ -15,6 +15,7 @@ inline constexpr uint8_t CONTACT_NONE = 0;
 inline constexpr uint8_t CONTACT_TOUCH = 1;
 inline constexpr uint8_t CONTACT_INVALID = 0xFF;
 
+// The contact class of a report's status byte, by the controller's model; CONTACT_INVALID for a byte that begins no report.
 uint8_t ClassifyStatus(const TouchController* controller, uint8_t status);
 
 // True when the packet is a report worth using: valid for the model, a status of contact or no contact, and coordinates within the

@@ -47,7 +47,7 @@ bool Transact(TouchController* controller, const Packet* command, Packet* answer
 // Finds the baud rate at which the controller answers, 19200 or 9600. On false the link's baudRate is 0.
 bool ProbeBaud(TouchController* controller);
 
-// The same at one rate only.
+// Probes at one rate only, 19200 or 9600; otherwise as ProbeBaud.
 bool ProbeBaudAt(TouchController* controller, uint32_t baudRate);
 
 // Asks a model 0x5200 for its resolution; every other model has 10 bits. On false resolutionBits is 10.
@@ -70,6 +70,8 @@ struct MemoryPart {
     uint32_t count;  // of bytes; 0: the command is none that reads memory
     uint32_t offset; // in the answer
 };
+
+// The part that this command packet reads from a controller of the model.
 MemoryPart MemoryPartOf(uint32_t model, const uint8_t* command);
 
 // Reads the calibration kept in the controller's memory (models 0x5200 and 0x7700; any other: nothing is sent) into orientation,

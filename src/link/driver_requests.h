@@ -40,13 +40,18 @@ HANDLE OpenTouchDevice(const WCHAR* hardwareId);
 // Sets the driver's report mode, 0 to LARGEST_REPORT_MODE; any other mode and an invalid handle send nothing.
 void SetReportMode(HANDLE device, int mode);
 
-// Single requests; an invalid handle or a missing output sends nothing and fails.
-// All three are always asked; an output whose request failed is left alone.
+// The routines below are single requests: an invalid handle or a missing output sends nothing and fails.
+
+// The three identity values. All are always asked; an output whose request failed is left alone. True when none failed.
 bool ReadIdentityInfo(HANDLE device, uint32_t* first, uint32_t* second, uint32_t* third);
+
+// The model code; on false the output is left alone.
 bool ReadDriverModel(HANDLE device, uint32_t* model);
-// The version as major << 16 | minor << 8 | build; stored only when both requests succeeded.
+
+// The version as major << 16 | minor << 8 | build; stored only when both of its requests succeeded.
 bool ReadDriverFirmware(HANDLE device, uint32_t* version);
-// Fails for a rate other than 9600 and 19200, which is stored all the same.
+
+// The baud rate. Fails for a rate other than 9600 and 19200, which is stored all the same.
 bool ReadDriverBaud(HANDLE device, uint32_t* baudRate);
 
 } // namespace korvex

@@ -1,4 +1,4 @@
-// The record that stands for one touch controller: what it is, the byte link to it, its calibration, its last report, its session.
+// The record of one touch controller: what it is, the byte link to it, its calibration, its last report, its session.
 #pragma once
 
 #include <array>
@@ -80,7 +80,7 @@ struct ReportSnapshot {
 };
 static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
 
-// What a monitor shows besides.
+// What the panel measures now, for whoever shows it.
 struct LiveTouch {
     Point raw;     // what the last report measured, unmapped
     bool touching; // from a report of contact to that of its end, or to the release that the session sends in its place

@@ -24,6 +24,7 @@ inline void MakeEmptyList(ListLinks* head)
     head->previous = head;
 }
 
+// True when no record is in the list.
 inline bool IsListEmpty(const ListLinks* head)
 {
     return head->next == head;

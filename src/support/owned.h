@@ -24,25 +24,28 @@ inline bool IsOpen(HANDLE handle)
     return handle != nullptr && handle != INVALID_HANDLE_VALUE;
 }
 
-// Closes a handle that was opened.
+// Closes a handle that was opened; null and INVALID_HANDLE_VALUE are left alone, as by the routines below.
 inline void CloseIfOpen(HANDLE handle)
 {
     if (IsOpen(handle))
         CloseHandle(handle);
 }
 
+// Closes a registry key.
 inline void CloseKeyIfOpen(HKEY key)
 {
     if (IsOpen(key))
         RegCloseKey(key);
 }
 
+// Closes a service or the service manager.
 inline void CloseServiceIfOpen(SC_HANDLE service)
 {
     if (service != nullptr)
         CloseServiceHandle(service);
 }
 
+// Gives a device information set back.
 inline void DestroyDevicesIfOpen(HDEVINFO devices)
 {
     if (IsOpen(devices))

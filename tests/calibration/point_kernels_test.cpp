@@ -16,16 +16,6 @@ TEST(WrapDivide, HasAResultForEveryDivisor)
     EXPECT_EQ(WrapDivide(-7, 2), -3);
 }
 
-TEST(InterpolateLinear, FollowsTheLineAndGivesZeroOnEqualNodes)
-{
-    struct Row {
-        int32_t p0, p1, x, result;
-    };
-    for (const Row& row : {Row{100, 900, 100, 82}, Row{100, 900, 900, 4014}, Row{100, 900, 500, 2048}, Row{100, 900, 0, -409},
-             Row{900, 100, 500, 2048}, Row{5, 5, 7, 0}})
-        EXPECT_EQ(InterpolateLinear(row.p0, row.p1, TARGET_LOW, TARGET_HIGH, row.x), row.result) << row.x;
-}
-
 TEST(InterpolateQuadratic, IsExactToTheUnit)
 {
     struct Row {

@@ -120,8 +120,8 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
         ASSERT_EQ(controllers.size(), 2U);
         EXPECT_EQ(IdentityText(controllers[0]), "model 7700, 5 bytes, 9600 baud, 10 bits, firmware 1.2.3");
         EXPECT_EQ(IdentityText(controllers[1]), "model 5200, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3");
-        EXPECT_EQ(platform::ToUtf8(controllers[0]->deviceId), "SERENUM\\KVX7700\\COM3");
-        EXPECT_EQ(platform::ToUtf8(controllers[1]->deviceId), "SERENUM\\KVX5200\\COM4");
+        EXPECT_EQ(DeviceIdOf(controllers[0]), "SERENUM\\KVX7700\\COM3");
+        EXPECT_EQ(DeviceIdOf(controllers[1]), "SERENUM\\KVX5200\\COM4");
         EXPECT_EQ(controllers[0]->link.portNumber, 3U);
         EXPECT_EQ(controllers[1]->running, 1);
     };
@@ -232,7 +232,7 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
     const TouchController* controller = host.Controllers()[0];
     EXPECT_EQ(controller->usbInfoC, 7);
     EXPECT_EQ(IdentityText(controller), "model 7700, 5 bytes, 9600 baud, 0 bits, firmware 0.0.0");
-    EXPECT_EQ(platform::ToUtf8(controller->deviceId), "SERENUM\\KVX7700\\A");
+    EXPECT_EQ(DeviceIdOf(controller), "SERENUM\\KVX7700\\A");
     EXPECT_EQ(controller->link.kind, LINK_NONE);
     EXPECT_EQ(controller->readerThread, nullptr);
     EXPECT_EQ(nobody->requests.size(), 7U);

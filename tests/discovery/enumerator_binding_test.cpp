@@ -39,8 +39,6 @@ struct Binding {
         BindEnumerator(controller.get(), element.devices, &element.data);
         return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
     }
-
-    std::string DeviceId() const { return controller->deviceId == nullptr ? "(none)" : platform::ToUtf8(controller->deviceId); }
 };
 
 // AlwaysExist, Model and BaudRate of a port; -1 for one that is not there.
@@ -48,21 +46,6 @@ std::vector<int64_t> Parameters(std::u16string_view port)
 {
     return {RegistryNumber(ParametersOf(port), u"AlwaysExist"), RegistryNumber(ParametersOf(port), u"Model"),
         RegistryNumber(ParametersOf(port), u"BaudRate")};
-}
-
-TEST(BindEnumerator, ReplacesTheFiltersStoresTheParametersAndFindsTheChild)
-{
-    const TestMachine machine;
-    drivers::RegisterEnumeratorFilter();
-    TraceRecorder trace;
-    const Binding binding;
-    binding.Bind();
-    EXPECT_EQ(platform::UpperFiltersOf(binding.port), Filters{u"KXSERENUM"});
-    EXPECT_THAT(Parameters(u"COM3"), ElementsAre(1, 0x7700, 9600));
-    EXPECT_EQ(platform::RestartsOf(binding.port), 1);
-    EXPECT_EQ(binding.DeviceId(), "SERENUM\\KVX7700\\COM3");
-    EXPECT_EQ(binding.controller->rebootRequired, 0);
-    EXPECT_THAT(trace.texts, ElementsAre(INSTALLED_ALREADY, "Get Child Device ID : SERENUM\\KVX7700\\COM3\n"));
 }
 
 TEST(WriteEnumeratorParameters, TouchesOnlyWhatItIsToldTo)
@@ -156,7 +139,7 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
         EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"AlwaysExist"), row.alwaysExist) << fault;
         EXPECT_EQ(platform::RestartsOf(binding.port), row.restarts) << fault;
         EXPECT_EQ(binding.controller->rebootRequired, row.rebootRequired) << fault;
-        EXPECT_EQ(binding.DeviceId(), "(none)") << fault;
+        EXPECT_EQ(DeviceIdOf(binding.controller.get()), "(none)") << fault;
         EXPECT_EQ(trace.texts.back(), row.lastTrace) << fault;
         EXPECT_THAT(taken, AllOf(Ge(row.time), Lt(row.time + 450))) << fault;
     }
@@ -174,12 +157,12 @@ TEST(BindEnumerator, WaitsForALateChildButNotBeyondAStopWithinItsTime)
     });
     EXPECT_GE(binding.Bind().count(), 1000);
     late.join();
-    EXPECT_EQ(binding.DeviceId(), "SERENUM\\KVX7700\\late");
+    EXPECT_EQ(DeviceIdOf(binding.controller.get()), "SERENUM\\KVX7700\\late");
     const Binding stopped;
     platform::PresentChild(stopped.port, u"");
     stopped.controller->stopEvent = CreateEventW(nullptr, TRUE, TRUE, nullptr);
     EXPECT_LT(stopped.Bind().count(), 100);
-    EXPECT_EQ(stopped.DeviceId(), "(none)");
+    EXPECT_EQ(DeviceIdOf(stopped.controller.get()), "(none)");
     CloseHandle(stopped.controller->stopEvent);
 }
 

@@ -5,9 +5,7 @@
 #include "emulator/emulator.h"
 #include "host/panel_test.h"
 #include "platform/linux/machine.h"
-#include "support/lock_guard.h"
 #include "support/millisecond_clock.h"
-#include "testing/process.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
@@ -75,17 +73,20 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
     DestroyWindow(window);
 }
 
-// An entry in a process of its own, on a port with an emulated controller: the controller is touched, without lifting, once its session
-// runs, and the window is closed at the press. Standard error gets inputs, diagnostic lines and how long they took to come.
+// An entry in a process of its own, on a port with an emulated controller: the controller is touched, without lifting, while its session
+// starts, and the window is closed at the press. Standard error gets inputs, diagnostic lines and how long they took to come.
 [[noreturn]] void TouchAndClose(uint32_t flags)
 {
     const TestMachine machine;
+    WriteTextFile("Korvex.ini", "[Calibration]\n");
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
     platform::AddSerialPort(u"COM3", TerminalPath(panel.get()), "pci-1");
     const DWORD start = GetTickCount();
-    platform::ThisMachine()->traceOutput = [start](std::string_view text) {
+    platform::ThisMachine()->traceOutput = [start, &panel](std::string_view text) {
         const bool second = GetTickCount() - start >= 1000;
         dprintf(STDERR_FILENO, "%s %.*s", second ? "a second later:" : "at once:", static_cast<int>(text.size()), text.data());
+        if (text == "Load File Settings\n")
+            TouchAt(panel.get(), 50, 50);
     };
     HWND window = nullptr;
     platform::ThisMachine()->pointerOutput = [&window](const INPUT& input) {
@@ -98,15 +99,6 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
         StartPanelTest();
         window = FindPanelTestContext(GetModuleHandleW(nullptr))->window;
     }
-    HostContext* context = Context();
-    std::thread([&panel, context] {
-        const auto isRunning = [context] {
-            const LockGuard guard(&context->lock);
-            return !IsListEmpty(&context->controllers);
-        };
-        WaitUntil(isRunning);
-        TouchAt(panel.get(), 50, 50);
-    }).detach();
     MSG message{};
     while (GetMessageW(&message, nullptr, 0, 0) > 0)
         DispatchMessageW(&message);

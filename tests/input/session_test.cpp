@@ -154,6 +154,7 @@ TEST(StopSession, DropsTheReportThatIsBeingRead)
     session.recorder.WaitFor(1);
     const emulator::Bytes report = ReportOf(session.panel, true, 512, 512);
     SendBytes(session.panel, {report.begin(), report.begin() + 3});
+    EXPECT_TRUE(WaitUntil([&] { return session.received == report.size() + 3; }));
     session.controller->running = 0;
     SendBytes(session.panel, {report.begin() + 3, report.end()});
     EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0);

@@ -38,6 +38,11 @@ std::string IdentityText(const TouchController* controller)
     return text.data();
 }
 
+std::string DeviceIdOf(const TouchController* controller)
+{
+    return controller->deviceId == nullptr ? "(none)" : platform::ToUtf8(controller->deviceId);
+}
+
 bool AwaitReader(const TouchController* controller)
 {
     auto* port = platform::ObjectAs<platform::SerialPort>(controller->link.handle);

@@ -25,6 +25,9 @@ struct TestLine {
 // "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 1.2.3".
 std::string IdentityText(const TouchController* controller);
 
+// The record's deviceId, "(none)" where there is none.
+std::string DeviceIdOf(const TouchController* controller);
+
 // Waits until the session's reader, or who else uses the line, sleeps in its input wait; false when it does not within 10 s.
 bool AwaitReader(const TouchController* controller);
 
