@@ -6,6 +6,7 @@
 #include "host/panel_test.h"
 #include "platform/linux/machine.h"
 #include "support/millisecond_clock.h"
+#include "testing/process.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
@@ -88,10 +89,10 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
         if (text == "Load File Settings\n")
             TouchAt(panel.get(), 50, 50);
     };
-    HWND window = nullptr;
+    std::atomic<HWND> window = nullptr;
     platform::ThisMachine()->pointerOutput = [&window](const INPUT& input) {
         dprintf(STDERR_FILENO, "input %X\n", input.mi.dwFlags);
-        return PostMessageW(window, WM_CLOSE, 0, 0) != FALSE;
+        return WaitUntil([&window] { return window != nullptr; }) && PostMessageW(window, WM_CLOSE, 0, 0) != FALSE;
     };
     StartHost(flags);
     window = Context()->statusWindow;

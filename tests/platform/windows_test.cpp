@@ -65,7 +65,11 @@ HWND ShowScreenOf(COLORREF color)
     WNDCLASSW plain{};
     plain.lpfnWndProc = Plain;
     plain.lpszClassName = u"plain";
-    plain.hbrBackground = CreateSolidBrush(color);
+    static HBRUSH brush = nullptr; // the class of the last call uses it
+    if (brush != nullptr)
+        DeleteObject(brush);
+    brush = CreateSolidBrush(color);
+    plain.hbrBackground = brush;
     RegisterClassW(&plain);
     HWND window = CreateWindowExW(0, u"plain", u"plain", WS_POPUP, 0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN),
         nullptr, nullptr, nullptr, nullptr);
