@@ -155,8 +155,9 @@ void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings
     RepairCalibration(&used, FINEST_RESOLUTION_BITS);
     CheckValue(path, SETTING_ORIENTATION, 1, static_cast<int>(MAX_ORIENTATION), findings);
     CheckPointCount(path, used.pointCount, findings);
-    CheckBoxSide(path, SETTING_MIN_X, SETTING_MAX_X, read->stdMinX == read->stdMaxX, findings);
-    CheckBoxSide(path, SETTING_MIN_Y, SETTING_MAX_Y, read->stdMinY == read->stdMaxY, findings);
+    const bool boxCounts = !MapsByPoints(&used); // the panel test stores none
+    CheckBoxSide(path, SETTING_MIN_X, SETTING_MAX_X, boxCounts && read->stdMinX == read->stdMaxX, findings);
+    CheckBoxSide(path, SETTING_MIN_Y, SETTING_MAX_Y, boxCounts && read->stdMinY == read->stdMaxY, findings);
     CheckPoints(path, &used, findings);
     if (!HasFault(findings))
         Add(findings, Severity::FINE,

@@ -35,8 +35,9 @@ struct RunningSession {
     TouchController* controller;
     size_t sent = 0;                 // bytes, through Send
     std::atomic<size_t> received{0}; // bytes that have come
+    std::atomic<size_t> endAt{0};    // bytes at whose coming `running` is cleared, by the reader's own thread; 0: never
 
-    explicit RunningSession(uint32_t model = MODEL_5200, const char* settings = PLAIN_SETTINGS)
+    explicit RunningSession(uint32_t model = MODEL_5200, const char* settings = PLAIN_SETTINGS, uint32_t byteTimeoutMs = 10)
         : line(OptionsOf(model))
         , panel(line.emulator.get())
         , controller(line.controller.get())
@@ -44,9 +45,10 @@ struct RunningSession {
         WriteTextFile("Korvex.ini", settings);
         line.Know(model);
         platform::ThisMachine()->lineWatcher = [this](platform::LineDirection direction, const uint8_t* /*bytes*/, size_t count) {
-            if (direction == platform::LineDirection::RECEIVED)
-                received += count;
+            if (direction == platform::LineDirection::RECEIVED && (received += count) == endAt)
+                controller->running = 0;
         };
+        controller->link.byteTimeoutMs = byteTimeoutMs;
         EXPECT_TRUE(StartSession(controller));
         received = 0;
     }
@@ -149,13 +151,13 @@ TEST(StopSession, EndsASilentReaderWithinItsLimitWhereNoWaitCanBeCancelled)
 // The reader is inside the report when `running` is cleared, and no cancellation takes the report from it.
 TEST(StopSession, DropsTheReportThatIsBeingRead)
 {
-    RunningSession session;
+    RunningSession session(MODEL_5200, PLAIN_SETTINGS, 1000);
     TouchAt(session.panel, 50, 50);
     session.recorder.WaitFor(1);
     const emulator::Bytes report = ReportOf(session.panel, true, 512, 512);
+    session.endAt = 2 * report.size();
     SendBytes(session.panel, {report.begin(), report.begin() + 3});
     EXPECT_TRUE(WaitUntil([&] { return session.received == report.size() + 3; }));
-    session.controller->running = 0;
     SendBytes(session.panel, {report.begin() + 3, report.end()});
     EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0);
     EXPECT_THAT(session.recorder.WaitFor(2), ElementsAre(SentInput{32767, 32767, PRESS}, SentInput{32767, 32767, RELEASE}));
