@@ -47,6 +47,7 @@ Process::Process(const std::vector<std::string>& command)
     posix_spawn_file_actions_adddup2(&actions, inputEnds[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, outputEnds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errorEnds[1], STDERR_FILENO);
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1); // what whoever runs the tests has left open
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
