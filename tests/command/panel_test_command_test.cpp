@@ -209,5 +209,23 @@ TEST(KorvexPanelTest, EndsWithEscapeOrItsCloseButtonWhileItStillDetects)
     }
 }
 
+TEST(KorvexPanelTest, FindsTheControllerThatHasTakenTheKnownOnesPlace)
+{
+    const testing::TemporaryFolder folder;
+    const auto command = [](const char* name) {
+        return std::vector<std::string>{KORVEX_COMMAND, name, "--port", "COM3=panel", "--state", "state", "--windows", "none", "--pointer",
+            "log", "--trace", "trace.txt"};
+    };
+    for (const uint32_t model : {0x5200U, 0x7700U}) {
+        const emulator::EmulatorPointer panel = emulator::StartEmulator({model});
+        std::filesystem::remove("panel");
+        std::filesystem::create_symlink(TerminalPath(panel.get()), "panel");
+        const bool known = model == 0x7700; // the first has been bound by then
+        Process running(command(known ? "paneltest" : "enum"));
+        EXPECT_NE(ReadLineWith(running.error, known ? "target 1 of 9" : "Enable Touch Tests"), "");
+        EXPECT_EQ(EndBySignal(&running, SIGTERM), 0);
+    }
+}
+
 } // namespace
 } // namespace korvex
