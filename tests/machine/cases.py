@@ -1,10 +1,13 @@
 """The cases: what has to hold on a real machine. Each starts and ends with both lines plugged in, an emulated controller behind each, and no
 process of korvex."""
 import json
+import os
+import random
 import re
+import subprocess
 import time
 
-from machine import Controller, Failure, expect
+from machine import Controller, expect, wait_until
 
 UART = "/dev/ttyS1"
 ADAPTER = "/dev/ttyUSB0"
@@ -14,13 +17,20 @@ LONG = 60 # seconds that an event may take on a processor that others keep busy
 class Setting:
     """What the cases share: the machine and the controllers that are behind its lines now."""
 
-    def __init__(self, folder, machine, uart, adapter):
+    def __init__(self, folder):
         self.folder = folder
-        self.machine = machine
-        self.guest = machine.guest
-        self.uart = uart
-        self.adapter = adapter
         self.count = 0
+        self.uart = self.controller()
+        self.adapter = self.controller("--baud", "9600", "--model", "7700")
+        self.data = os.path.join(folder, "data.img")
+        subprocess.run(["mke2fs", "-q", "-t", "ext4", self.data, "16M"], check=True, stdout=subprocess.DEVNULL)
+        self.machine = None
+
+    def boot(self):
+        self.machine = Machine(os.path.join(self.folder, self.name("machine")), self.uart, self.adapter, self.data)
+        self.guest = self.machine.guest
+        self.guest.start("devices", "stdbuf -oL udevadm monitor --kernel --udev")
+        self.guest.wait_line("devices", "^KERNEL - ")
 
     def name(self, stem):
         """A name that nothing had before."""
@@ -49,20 +59,25 @@ class Setting:
         return name
 
     def end(self):
-        self.machine.end()
+        if self.machine:
+            self.machine.end()
         self.uart.end()
         self.adapter.end()
 
-    def swap(self, uart, adapter):
-        """Puts other controllers behind both lines."""
-        self.machine.change_uart(uart)
-        self.machine.unplug()
-        since = self.guest.mark()
-        self.machine.plug(adapter)
-        self.guest.wait_line("devices", r"^UDEV.* add .*/ttyUSB0 \(tty\)", since, limit=LONG)
+    def replace_uart(self, *options):
+        """Puts another controller behind the 16550A."""
+        controller = self.controller(*options)
+        self.machine.change_uart(controller)
         self.uart.end()
+        self.uart = controller
+
+    def replace_adapter(self, *options):
+        """Pulls the adapter out and plugs it in with another controller behind it."""
+        controller = self.controller(*options)
+        unplug(self)
+        plug(self, controller)
         self.adapter.end()
-        self.uart, self.adapter = uart, adapter
+        self.adapter = controller
 
 
 def percent_of(line):
@@ -92,8 +107,8 @@ def identification(setting):
     """Both lines are identified at both rates and driven; the console and a port in use are left out, with a line that says so."""
     guest = setting.guest
     for rates in ((19200, 9600), (9600, 19200)):
-        if rates != (19200, 9600):
-            setting.swap(setting.controller("--baud", str(rates[0])), setting.controller("--baud", str(rates[1]), "--model", "7700"))
+        setting.replace_uart("--baud", str(rates[0]))
+        setting.replace_adapter("--baud", str(rates[1]), "--model", "7700")
         name = setting.enumerate()
         guest.wait_line(name, "Enable Touch Tests", limit=LONG)
         for model, path, rate in (("5200", UART, rates[0]), ("7700", ADAPTER, rates[1])):
@@ -118,5 +133,217 @@ def identification(setting):
     return "19200 and 9600 baud on 16550A and FTDI"
 
 
-SHORT = ["identification"]
-CASES = {case.__name__.replace("_", "-"): case for case in (identification,)}
+def event_time(line):
+    """When the kernel or udev saw what a line tells, which is sooner than the line came."""
+    return float(re.search(r"\[ *(\d+\.\d+)\]", line.text)[1])
+
+
+def wait_adapter(guest, since):
+    """Waits until udev is done with a coming adapter; the guest's time of that."""
+    return event_time(guest.wait_line("devices", r"^UDEV *\[.* add .*/ttyUSB\d+ \(tty\)", since, limit=LONG))
+
+
+def wait_removed(guest, since):
+    """Waits until the kernel has taken a going adapter away; the guest's time of that."""
+    return event_time(guest.wait_line("devices", r"^KERNEL *\[.* remove .*/ttyUSB\d+ \(tty\)", since, limit=LONG))
+
+
+def unplug(setting):
+    since = setting.guest.mark()
+    setting.machine.unplug()
+    return wait_removed(setting.guest, since)
+
+
+def plug(setting, controller=None):
+    since = setting.guest.mark()
+    setting.machine.plug(controller)
+    return wait_adapter(setting.guest, since)
+
+
+def expect_no_spin(guest, process):
+    """Looks at the CPU time of a second and a half, in hundredths of a second."""
+    ticks = f"cut -d ' ' -f 14,15 /proc/{process}/stat"
+    before, after = guest.run(f"{ticks}; sleep 1.5; {ticks}").splitlines()
+    used = sum(map(int, after.split())) - sum(map(int, before.split()))
+    expect(used < 10, f"{used / 100} s of CPU time in 1.5 s without the adapter")
+
+
+def check_touch_through_loss(setting, name, process, other):
+    """The adapter goes within a touch and comes back within it; the other line reports all the while."""
+    guest = setting.guest
+    start = guest.mark()
+    for controller, panel in ((setting.adapter, name), (setting.uart, other)):
+        controller.gesture("circle 40 6")
+        guest.wait_line(panel, '"flags":32769', start, count=10)
+    removed = unplug(setting)
+    released = guest.wait_line(name, '"flags":32772', start).time - removed # the driver hangs up a little before
+    expect(-0.5 < released < 0.1, f"the touch was released {released:.3f} s after the adapter had gone")
+    expect_no_spin(guest, process)
+    since = guest.mark()
+    back = plug(setting)
+    again = guest.wait_line(name, '"flags":32771', since).time - back
+    expect(again < 1, f"reports came again {again:.3f} s after the adapter was back")
+    end = guest.wait_line(other, '"flags":32772', start)
+    times = [line.time for line in guest.find(other, '"flags":327', start) if line.time <= end.time]
+    pause = max(after - before for before, after in zip(times, times[1:]))
+    expect(pause < 0.4, f"the other line paused for {pause:.3f} s")
+    guest.wait_line(name, '"flags":32772', since)
+    return f"released {released * 1000:.0f} ms after the loss, reports {again * 1000:.0f} ms after the return"
+
+
+def check_idle_loss(setting, name, process, link):
+    """The adapter goes while idle and comes back, first under another number, then under its own."""
+    guest = setting.guest
+    unplug(setting)
+    expect_no_spin(guest, process)
+    setting.machine.monitor.execute("chardev-add", id="other", backend={"type": "null", "data": {}})
+    since = guest.mark()
+    setting.machine.monitor.execute("device_add", driver="usb-serial", id="other", chardev="other", port="2",
+                                    **{"always-plugged": True})
+    wait_adapter(guest, since)
+    for number in (1, 0):
+        back = plug(setting)
+        expect(guest.run("readlink -f " + link) == f"/dev/ttyUSB{number}", f"the adapter is not ttyUSB{number}")
+        since = guest.mark()
+        touch(setting, setting.adapter, name, 40, 30)
+        again = guest.find(name, '"flags":32771', since)[0].time - back
+        expect(again < 1, f"as ttyUSB{number} reports came again after {again:.3f} s")
+        if number == 1:
+            unplug(setting)
+            since = guest.mark()
+            setting.machine.monitor.remove("other")
+            wait_removed(guest, since)
+            setting.machine.monitor.execute("chardev-remove", id="other")
+
+
+def name_of_link(guest):
+    """The adapter's link, which stays the same under any number."""
+    links = guest.run("ls -d /dev/serial/by-path/*").split()
+    expect(len(links) == 1, f"links of adapters: {links}")
+    return links[0]
+
+
+def unplugging(setting):
+    """The adapter is pulled out within a touch, while idle and within the identification, and put back, also under another number."""
+    guest = setting.guest
+    other = setting.drive(UART)
+    link = name_of_link(guest)
+    name = setting.drive(link)
+    process = guest.run(f"pgrep -f '^korvex drive {link}'")
+    told = check_touch_through_loss(setting, name, process, other)
+    check_idle_loss(setting, name, process, link)
+
+    # Another controller in its place ends the session; what answers is identified anew.
+    known = guest.mark()
+    setting.replace_adapter("--model", "5460")
+    guest.wait_line(name, "answers in place of", known, limit=LONG)
+    guest.wait_line(name, "controller 5460, .* 19200 baud", known, limit=LONG)
+    touch(setting, setting.adapter, name, 60, 20)
+    expect(guest.stop(name) == 0 and guest.stop(other) == 0, "drive did not end with 0")
+
+    commands = len(setting.adapter.received())
+    name = setting.korvex("drive", f"drive {link} --pointer log")
+    wait_until(lambda: len(setting.adapter.received()) > commands, LONG, "the first command of an identification")
+    unplug(setting)
+    code = guest.wait_end(name)
+    expect(code in (3, 4), f"drive of an adapter that went within the identification ended with {code}")
+    plug(setting)
+    name = setting.drive(link)
+    touch(setting, setting.adapter, name, 10, 90)
+    guest.stop(name)
+    return told
+
+
+def latency(setting):
+    """A command's round trip on the 16550A is that of a driver that hands over each byte; adapters wait 1 ms; both are put back."""
+    guest = setting.guest
+    trigger = "/sys/class/tty/ttyS1/rx_trig_bytes"
+
+    def round_trip(user=""):
+        return min(int(guest.run(f"{user} /case/korvex_machine_probe round-trips {UART} 150", limit=60)) for _ in range(3))
+
+    setting.replace_uart()
+    expect(guest.run(f"cat {trigger}") == "8", "a 16550A whose driver has another trigger than 8 bytes")
+    left = round_trip()
+    expect(guest.run(f"cat {trigger}") == "8", "the UART's trigger was not put back")
+    guest.run(f"chmod 666 {UART}")
+    untouched = round_trip("setpriv --reuid 65534 --regid 65534 --clear-groups")  # who may not change it
+    guest.run(f"chmod 660 {UART} && echo 1 >{trigger}")
+    best = round_trip()
+    expect(guest.run(f"cat {trigger}") == "1", "the UART's trigger was changed for good")
+    guest.run(f"echo 8 >{trigger}")
+    expect(left <= 1.1 * best, f"a round trip took {left} us, {best} us where the trigger was 1 already")
+    expect(untouched > 1.3 * best, f"with a trigger of 8 bytes a round trip took no longer: {untouched} us and {best} us")
+
+    for path, setting_file, driven in ((UART, trigger, "1"), (ADAPTER, "/sys/bus/usb-serial/devices/ttyUSB0/latency_timer", "1")):
+        name = setting.drive(path)
+        expect(guest.run(f"cat {setting_file}") == driven, f"{setting_file} is not {driven} while the line is driven")
+        guest.stop(name)
+    return f"round trip {left / 1000:.2f} ms, {best / 1000:.2f} ms at best, {untouched / 1000:.2f} ms with the driver's own trigger"
+
+
+
+
+def numbers_in(text, key):
+    return [int(number, 0) for number in re.findall(rf"(?m)^{key}\s*=\s*(?:dword:)?(\w+)\s*$", text)]
+
+
+def check_saved_files(settings, registry, saved):
+    """Both files are whole, and none is older than the last save that has returned."""
+    values = numbers_in(settings, r"(?:STD|ADV)_\w+")
+    expect(len(values) == 54 and len(set(values)) == 1 and values[0] >= saved, f"the settings after save {saved}:\n{settings}")
+    bindings = numbers_in(registry, r"(?:BaudRate|Model\w*)")
+    expect(len(bindings) == 2 and min(bindings) >= saved and max(bindings) - min(bindings) <= 1, f"the state after save {saved}:\n{registry}")
+
+
+def check_image(image, folder, saved):
+    """Repairs a copied disk and reads what was saved on it."""
+    repaired = subprocess.run(["e2fsck", "-fy", image], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    expect(repaired.returncode in (0, 1), f"e2fsck ended with {repaired.returncode}: {repaired.stdout.decode()}")
+
+    def read(path):
+        return subprocess.run(["debugfs", "-R", f"cat {path}", image], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.decode()
+    check_saved_files(read("/panel/Korvex.ini"), read("/state/registry.ini"), saved)
+
+
+def power_cut(setting):
+    """The power goes while calibrations and bindings are saved: every file is whole, old or new, and nothing that was saved is lost."""
+    guest, machine = setting.guest, setting.machine
+    saving = "sh -c 'cd /data/panel && exec /case/korvex_machine_probe save /data/state'"
+
+    def saves(name):
+        return max([int(line.text.split()[1]) for line in guest.find(name, "^saved ")], default=0)
+    guest.run("mkdir -p /data && mount /dev/vdc /data && mkdir -p /data/panel /data/state")
+    name = setting.name("save")
+    guest.start(name, saving)
+    copies = []
+    for number in range(20):
+        guest.wait_line(name, "^saved ", guest.mark(), count=2)
+        time.sleep(random.uniform(0, 0.2))  # the moment is what is left to chance
+        saved = saves(name)
+        machine.monitor.execute("stop")
+        copies.append((os.path.join(setting.folder, f"copy-{number}"), saved))
+        subprocess.run(["cp", "--sparse=always", setting.data, copies[-1][0]], check=True)
+        machine.monitor.execute("cont")
+    for copy, saved in copies:
+        check_image(copy, setting.folder, saved)
+        os.unlink(copy)
+
+    guest.wait_line(name, "^saved ", guest.mark(), count=2)
+    saved = saves(name)
+    machine.kill()
+    setting.boot()
+    guest = setting.guest
+    guest.run("mkdir -p /data && mount /dev/vdc /data")
+    check_saved_files(guest.run("cat /data/panel/Korvex.ini"), guest.run("cat /data/state/registry.ini"), saved)
+    name = setting.name("save")
+    guest.start(name, saving)
+    guest.wait_line(name, "^saved 3$")
+    guest.stop(name)
+    guest.run("test $(ls -A /data/panel /data/state | grep -c tmp) = 0")  # nothing is left of the saves that were cut
+    guest.run("umount /data")
+    return f"20 copies of a disk up to save {copies[-1][1]}, and a killed machine"
+
+
+SHORT = ["identification", "unplugging"]
+CASES = {case.__name__.replace("_", "-"): case for case in (identification, unplugging, latency, power_cut)}

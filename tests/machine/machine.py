@@ -180,13 +180,13 @@ class Guest:
 
     def transcript(self, since=0):
         return "".join(f"{line.time:9.3f} {line.name}: {line.text if line.ended is None else f'(ended with {line.ended})'}\n"
-                       for line in self.lines[since:])
+                       for line in self.lines[since:] if '"flags":32769}' not in (line.text or ""))  # moves are many
 
 
 class Machine:
-    """A booted machine in a folder of its own. /dev/ttyS1 is a 16550A, /dev/ttyUSB0 an FTDI adapter; ttyS0 is the kernel's console."""
+    """A booted machine in a folder of its own, with a data disk (/dev/vdc) that outlives it. /dev/ttyS1 is a 16550A, /dev/ttyUSB0 an FTDI adapter; ttyS0 is the kernel's console."""
 
-    def __init__(self, folder, uart, adapter, *options):
+    def __init__(self, folder, uart, adapter, data):
         self.folder = folder
         os.makedirs(folder, exist_ok=True)
         self.console = os.path.join(folder, "console.log")
@@ -198,13 +198,14 @@ class Machine:
              "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 init=/bin/sh -- -c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init\"",
              "-drive", f"file={IMAGES}/root.img,if=virtio,format=raw,snapshot=on",
              "-drive", f"file={self.case_image()},if=virtio,format=raw",
+             "-drive", f"file={data},if=virtio,format=raw",
              "-serial", f"file:{self.console}",
              "-chardev", f"serial,id=uart0,path={os.path.realpath(uart.path)}", "-device", "isa-serial,chardev=uart0,index=1,id=uart",
              "-device", "qemu-xhci",
-             "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}", "-device", "usb-serial,chardev=adapter0,id=adapter",
+             "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}", "-device", "usb-serial,chardev=adapter0,id=adapter,port=1",
              "-device", "virtio-serial-pci", "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
              "-device", "virtserialport,chardev=agent,name=korvex",
-             "-qmp", f"unix:{folder}/qmp,server=on,wait=off", *options],
+             "-qmp", f"unix:{folder}/qmp,server=on,wait=off"],
             stdin=subprocess.DEVNULL, stdout=open(os.path.join(folder, "qemu.log"), "w"), stderr=subprocess.STDOUT)
         self.monitor = Monitor(os.path.join(folder, "qmp"))
         self.guest = Guest(os.path.join(folder, "agent"))
@@ -236,7 +237,7 @@ class Machine:
             old, self.backend = self.backend, f"adapter{self.next_backend}"
             self.monitor.execute("chardev-remove", id=old)
             self.monitor.execute("chardev-add", id=self.backend, backend=serial_backend(controller))
-        self.monitor.execute("device_add", driver="usb-serial", id="adapter", chardev=self.backend)
+        self.monitor.execute("device_add", driver="usb-serial", id="adapter", chardev=self.backend, port="1")
 
     def kill(self):
         self.process.kill()
