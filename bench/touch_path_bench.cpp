@@ -57,7 +57,7 @@ TouchController* StartOn(const std::string& path)
 
 void SilenceTrace()
 {
-    platform::ThisMachine()->traceOutput = [](std::string_view) {};
+    platform::ThisMachine()->sinks.trace = [](std::string_view) {};
 }
 
 double Percentile(std::vector<double>* values, double part)
@@ -82,7 +82,7 @@ void BM_Latency(benchmark::State& state)
 {
     SilenceTrace();
     std::atomic<Clock::rep> inputSent{0};
-    platform::ThisMachine()->pointerOutput = [&inputSent](const INPUT&) {
+    platform::ThisMachine()->sinks.pointer = [&inputSent](const INPUT*) {
         inputSent = Clock::now().time_since_epoch().count();
         return true;
     };
@@ -162,7 +162,7 @@ void BM_ControllersAtLineRate(benchmark::State& state)
 
     SilenceTrace();
     std::atomic<int> inputs{0};
-    platform::ThisMachine()->pointerOutput = [&inputs](const INPUT&) {
+    platform::ThisMachine()->sinks.pointer = [&inputs](const INPUT*) {
         ++inputs;
         return true;
     };

@@ -50,7 +50,7 @@ MemoryLine::MemoryLine(TouchController* user) : controller(user)
 
 MemoryLine::~MemoryLine()
 {
-    platform::ThisMachine()->lineWatcher = nullptr;
+    platform::ThisMachine()->observers.lineBytes = nullptr;
     controller->link.handle = INVALID_HANDLE_VALUE; // the port stays for the next one
     ReleaseController(controller);
 }
@@ -70,7 +70,7 @@ void Give(const MemoryLine* /*line*/, Input* input, size_t count)
 void AnswerCommands(const MemoryLine* line, Input* input)
 {
     constexpr uint8_t LONGEST_ANSWER = 31;
-    platform::ThisMachine()->lineWatcher = [line, input](platform::LineDirection direction, const uint8_t*, size_t) {
+    platform::ThisMachine()->observers.lineBytes = [line, input](platform::LineDirection direction, const uint8_t*, size_t) {
         if (direction == platform::LineDirection::SENT)
             Give(line, input, input->Take<uint8_t>() & LONGEST_ANSWER);
     };
@@ -84,8 +84,8 @@ bool IsUsedUp(const MemoryLine* /*line*/)
 void SilenceMachine()
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->traceOutput = [](std::string_view) {};
-    machine->pointerOutput = [](const INPUT&) { return true; };
+    machine->sinks.trace = [](std::string_view) {};
+    machine->sinks.pointer = [](const INPUT&) { return true; };
 }
 
 } // namespace korvex::fuzz

@@ -82,9 +82,9 @@ int RunCoinstall(const Options* options)
         children.emplace_back(child, platform::InstanceIdOf(child));
 
     std::vector<std::string> written;
-    platform::ThisMachine()->registryWritten = [&written](std::string_view line) { written.emplace_back(line); };
+    platform::ThisMachine()->observers.registryWritten = [&written](std::string_view line) { written.emplace_back(line); };
     Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
-    platform::ThisMachine()->registryWritten = nullptr;
+    platform::ThisMachine()->observers.registryWritten = nullptr;
 
     for (const std::string& line : written)
         printf("registry: %s\n", line.c_str());

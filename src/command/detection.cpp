@@ -73,7 +73,7 @@ int RunEntry(const Options* options, const Entry* entry)
 {
     command = options->command;
     platform::Machine* machine = platform::ThisMachine();
-    machine->portRefused = [](const std::string& path, DWORD error) {
+    machine->observers.portRefused = [](const std::string& path, DWORD error) {
         fprintf(stderr, "%s: '%s' is left out: %s\n", command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
     };
     if (!machine->onExit)

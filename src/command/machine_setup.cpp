@@ -125,23 +125,23 @@ int SetUpTrace(const Options* options)
 
 int SetUpQuietTrace(const Options* options)
 {
-    platform::ThisMachine()->traceOutput = [](std::string_view /*text*/) {};
+    platform::ThisMachine()->sinks.trace = [](std::string_view /*text*/) {};
     return SetUpTrace(options);
 }
 
 int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->monitor = options->monitor;
+    machine->screen.output = options->monitor;
     if (!options->portMonitors.empty())
-        machine->monitorOfLine = [options](const std::string& path) { return MonitorOf(options, path); };
-    machine->monitorChanged = [options](const std::string& output, bool present) {
+        machine->screen.outputOfLine = [options](const std::string& path) { return MonitorOf(options, path); };
+    machine->observers.monitorChanged = [options](const std::string& output, bool present) {
         fprintf(stderr, "%s: the monitor of output '%s' is %s\n", options->command.c_str(), output.empty() ? "(primary)" : output.c_str(),
             present ? "back" : "gone; touches for it are dropped until it is back");
     };
     std::string reason;
     if (options->pointer == "none") {
-        machine->pointerOutput = [](const INPUT& /*input*/) { return true; };
+        machine->sinks.pointer = [](const INPUT* /*input*/) { return true; };
     } else if (options->pointer == "log" && (fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) { // it was closed
         fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
         return EXIT_FAULT;
@@ -168,12 +168,12 @@ int SetUpWindows(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     std::string reason;
-    machine->windowBackend = options->windows == "none" ? platform::HeadlessBackend() : platform::X11Backend(nullptr, &reason);
-    if (machine->windowBackend == nullptr) {
+    machine->windows.backend = options->windows == "none" ? platform::HeadlessBackend() : platform::X11Backend(nullptr, &reason);
+    if (machine->windows.backend == nullptr) {
         fprintf(stderr, "%s: no windows: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
     }
-    machine->closeSignals = EndDescriptor();
+    machine->windows.closeSignals = EndDescriptor();
     return EXIT_DONE;
 }
 
@@ -181,11 +181,11 @@ int SetUpSystem(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     if (options->osMajor != 0) {
-        machine->osMajor = options->osMajor;
-        machine->osMinor = options->osMinor;
+        machine->os.majorVersion = options->osMajor;
+        machine->os.minorVersion = options->osMinor;
     }
-    machine->isServer = options->server;
-    machine->isTabletPc = options->tabletPc;
+    machine->os.isServer = options->server;
+    machine->os.isTabletPc = options->tabletPc;
     return EXIT_DONE;
 }
 
@@ -201,14 +201,14 @@ std::string PrepareState(const Options* options)
     fs::create_directories(options->stateFolder, error);
     if (error)
         return error.message();
-    machine->stateFolder = fs::absolute(options->stateFolder, error).string();
-    machine->windowsFolder = machine->stateFolder + "/windows";
-    machine->systemFolder = machine->windowsFolder + "/system32";
+    machine->folders.state = fs::absolute(options->stateFolder, error).string();
+    machine->folders.windows = machine->folders.state + "/windows";
+    machine->folders.system = machine->folders.windows + "/system32";
     errno = 0;
-    if (CanKeepChanges(machine->stateFolder) && drivers::InstallEnumeratorService() && CreateMouseSettings())
+    if (CanKeepChanges(machine->folders.state) && drivers::InstallEnumeratorService() && CreateMouseSettings())
         return "";
     const int reason = errno;
-    machine->stateFolder.clear();
+    machine->folders.state.clear();
     return WriteFaultText(reason);
 }
 
@@ -216,7 +216,7 @@ int SetUpState(const Options* options)
 {
     const std::string fault = PrepareState(options);
     if (fault.empty()) {
-        platform::ThisMachine()->fileNotWritten = [command = options->command](const std::string& path, int error) {
+        platform::ThisMachine()->observers.fileNotWritten = [command = options->command](const std::string& path, int error) {
             const std::lock_guard guard(refusedFiles.mutex);
             if (refusedFiles.paths.insert(path).second)
                 fprintf(stderr, "%s: cannot write '%s': %s\n", command.c_str(), path.c_str(), WriteFaultText(error).c_str());

@@ -59,7 +59,7 @@ void RecordBytes(Recorder* recorder, platform::LineDirection direction, const ui
 
 int Record(const Options* options, Recorder* recorder)
 {
-    platform::ThisMachine()->lineWatcher = [recorder](platform::LineDirection direction, const uint8_t* bytes, size_t count) {
+    platform::ThisMachine()->observers.lineBytes = [recorder](platform::LineDirection direction, const uint8_t* bytes, size_t count) {
         RecordBytes(recorder, direction, bytes, count);
     };
     TouchController* controller = nullptr;

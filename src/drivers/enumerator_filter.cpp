@@ -90,7 +90,7 @@ bool InstallEnumeratorService()
     const std::u16string service = platform::ServiceKeyPath(ENUMERATOR_SERVICE);
     if (!platform::ReadRegistryText(service, u"ImagePath").empty())
         return true;
-    const std::string path = platform::ThisMachine()->windowsFolder + "/" + platform::ToNativePath(BINARY);
+    const std::string path = platform::ThisMachine()->folders.windows + "/" + platform::ToNativePath(BINARY);
     const bool inPlace = platform::CreateWholeFile(path, CONTENT) || errno == EEXIST;
     return inPlace && platform::WriteRegistryText(service, u"ImagePath", BINARY);
 }

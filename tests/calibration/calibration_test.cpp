@@ -115,7 +115,7 @@ TEST(SettingsFile, IsNeitherReadNorWrittenWhereThePathIsTooLong)
 TEST(LocateSettingsFile, LooksInTheSystemFolder)
 {
     const TemporaryFolder folder;
-    platform::ThisMachine()->systemFolder = folder.path.string();
+    platform::ThisMachine()->folders.system = folder.path.string();
     std::array<WCHAR, TEXT_CAPACITY> path{};
     EXPECT_FALSE(LocateSettingsFile(path.data()));
     EXPECT_TRUE(std::u16string(path.data()).ends_with(u"\\Korvex.ini")) << "the path is given all the same";
@@ -124,7 +124,7 @@ TEST(LocateSettingsFile, LooksInTheSystemFolder)
     HANDLE reader = Hold(path.data(), FILE_SHARE_READ);
     EXPECT_TRUE(LocateSettingsFile(path.data())) << "beside another reader";
     CloseHandle(reader);
-    platform::ThisMachine()->systemFolder.clear();
+    platform::ThisMachine()->folders.system.clear();
     EXPECT_FALSE(LocateSettingsFile(path.data()));
 }
 

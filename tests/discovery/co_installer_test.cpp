@@ -53,12 +53,12 @@ struct Installer {
         , element(node)
     {
         platform::Machine* computer = platform::ThisMachine();
-        computer->osMajor = system.majorVersion;
-        computer->osMinor = system.minorVersion;
-        computer->isServer = system.isServer;
-        computer->isTabletPc = system.isTabletPc;
-        computer->systemFolder = (machine.folder.path / "system32").string();
-        std::filesystem::create_directories(computer->systemFolder);
+        computer->os.majorVersion = system.majorVersion;
+        computer->os.minorVersion = system.minorVersion;
+        computer->os.isServer = system.isServer;
+        computer->os.isTabletPc = system.isTabletPc;
+        computer->folders.system = (machine.folder.path / "system32").string();
+        std::filesystem::create_directories(computer->folders.system);
         if (settings)
             WriteTextFile("system32/Korvex.ini", *settings);
         if (system.hasTabletService)
@@ -207,7 +207,7 @@ TEST(CoInstaller, GoesOnAfterEveryFailure)
                  "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "restart"},
              Row{{5, 1}, [](Installer* /*spoiled*/) { platform::DeleteRegistryKey(u"HKCU\\Control Panel\\Mouse"); },
                  "binary 1, dword 0, binary 0, none, none, none, mode 1, no restart"},
-             Row{{6, 1, true, false, true}, [](Installer* /*spoiled*/) { platform::ThisMachine()->serviceManagerLocked = true; },
+             Row{{6, 1, true, false, true}, [](Installer* /*spoiled*/) { platform::ThisMachine()->tests.serviceManagerLocked = true; },
                  "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "mode 2, restart"},
          }) {
         Installer installer(row.system, NO_FILE, USB);

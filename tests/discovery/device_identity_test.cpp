@@ -12,8 +12,8 @@ namespace {
 TEST(CompareNoCase, UsesEnglishOnWindows2000Only)
 {
     for (const auto& [major, minor] : {std::pair(5U, 0U), std::pair(5U, 1U), std::pair(6U, 1U), std::pair(4U, 0U)}) {
-        platform::ThisMachine()->osMajor = major;
-        platform::ThisMachine()->osMinor = minor;
+        platform::ThisMachine()->os.majorVersion = major;
+        platform::ThisMachine()->os.minorVersion = minor;
         // The invariant locale fails on a Windows 2000, so the comparison succeeds only with the other.
         EXPECT_EQ(CompareNoCase(LOCALE_INVARIANT, NORM_IGNORECASE, TEXT("usB"), -1, TEXT("UsbX"), 3), CSTR_EQUAL) << major << "." << minor;
         EXPECT_EQ(CompareNoCase(LOCALE_INVARIANT, NORM_IGNORECASE, TEXT("a"), -1, TEXT("B"), -1), CSTR_LESS_THAN);

@@ -63,9 +63,9 @@ TEST(WriteEnumeratorParameters, TouchesOnlyWhatItIsToldTo)
     controller->link.baudRate = 0;
     WriteEnumeratorParameters(controller.get(), &name, 1);
     EXPECT_THAT(Parameters(u"COM9"), ElementsAre(1, 0x5200, 19200)) << "what was stored stays";
-    platform::ThisMachine()->stateFolder = "/proc/korvex"; // a registry that takes nothing
+    platform::ThisMachine()->folders.state = "/proc/korvex"; // a registry that takes nothing
     WriteEnumeratorParameters(nullptr, &name, 0);
-    platform::ThisMachine()->stateFolder = (machine.folder.path / "state").string();
+    platform::ThisMachine()->folders.state = (machine.folder.path / "state").string();
     EXPECT_THAT(Parameters(u"COM9"), ElementsAre(1, 0x5200, 19200));
 }
 
@@ -121,7 +121,7 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
             platform::LockHardwareKey(binding.port);
         if (row.fault == Fault::NO_INF)
             InstallEnumeratorService(false);
-        platform::ThisMachine()->serviceManagerLocked = row.fault == Fault::SERVICE_MANAGER;
+        platform::ThisMachine()->tests.serviceManagerLocked = row.fault == Fault::SERVICE_MANAGER;
         if (row.fault == Fault::ABSOLUTE_BINARY) {
             HKEY key = platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM");
             const std::u16string path = platform::FromNativePath((machine.folder.path / "windows/system32/drivers/KXSERENUM.sys").string());

@@ -29,9 +29,9 @@ struct RunningTest {
 
     explicit RunningTest(uint32_t resolutionBits = 10, int width = 1024, int height = 768)
     {
-        platform::ThisMachine()->screenWidth = width;
-        platform::ThisMachine()->screenHeight = height;
-        platform::ThisMachine()->pointerPosition = [](POINT* position) { return *position = {100, 200}, true; };
+        platform::ThisMachine()->screen.width = width;
+        platform::ThisMachine()->screen.height = height;
+        platform::ThisMachine()->sinks.pointerPosition = [](POINT* position) { return *position = {100, 200}, true; };
         StartHost(0);
         StartPanelTest();
         context = FindPanelTestContext(GetModuleHandleW(nullptr));

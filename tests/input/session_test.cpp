@@ -44,7 +44,7 @@ struct RunningSession {
     {
         WriteTextFile("Korvex.ini", settings);
         line.Know(model);
-        platform::ThisMachine()->lineWatcher = [this](platform::LineDirection direction, const uint8_t* /*bytes*/, size_t count) {
+        platform::ThisMachine()->observers.lineBytes = [this](platform::LineDirection direction, const uint8_t* /*bytes*/, size_t count) {
             if (direction == platform::LineDirection::RECEIVED && (received += count) == endAt)
                 controller->running = 0;
         };
@@ -55,7 +55,7 @@ struct RunningSession {
     ~RunningSession()
     {
         StopSession(controller);
-        platform::ThisMachine()->lineWatcher = nullptr;
+        platform::ThisMachine()->observers.lineBytes = nullptr;
     }
     RunningSession(const RunningSession&) = delete;
     RunningSession& operator=(const RunningSession&) = delete;
@@ -140,12 +140,12 @@ TEST(StopSession, EndsASilentReaderWithinFiftyMilliseconds)
 
 TEST(StopSession, EndsASilentReaderWithinItsLimitWhereNoWaitCanBeCancelled)
 {
-    platform::ThisMachine()->hasCancelSynchronousIo = false;
+    platform::ThisMachine()->tests.hasCancelSynchronousIo = false;
     RunningSession session;
     AwaitReader(session.controller);
     EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 200);
     EXPECT_TRUE(HasReaderEnded(session.controller));
-    platform::ThisMachine()->hasCancelSynchronousIo = true;
+    platform::ThisMachine()->tests.hasCancelSynchronousIo = true;
 }
 
 // The reader is inside the report when `running` is cleared, and no cancellation takes the report from it.

@@ -24,7 +24,7 @@ constexpr int32_t LARGEST = 60000;
 // Each save carries one number in all its values; the number is printed once the save has returned.
 int SaveForever(const char* state)
 {
-    platform::ThisMachine()->stateFolder = state;
+    platform::ThisMachine()->folders.state = state;
     TouchController* controller = CreateController(); // until the end
     CalibrationData* calib = &controller->calib;
     PortName port{};
@@ -48,7 +48,8 @@ int MeasureRoundTrips(const char* path, size_t count)
 {
     using Clock = std::chrono::steady_clock;
     TouchController* controller = CreateController();
-    const HANDLE port = CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE port
+        = CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (!LinkInit(&controller->link, port, LINK_SERIAL, 0) || !IdentifyController(controller))
         return 1;
     Packet command{COMMAND_PRESENCE};

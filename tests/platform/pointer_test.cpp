@@ -64,7 +64,7 @@ TEST(Pointer, IsLoggedAsOneJsonObjectALine)
     close(ends[0]);
     EXPECT_FALSE(Send(1, 1, 0x8001)) << "nobody reads the log any more";
     close(ends[1]);
-    ThisMachine()->pointerOutput = nullptr;
+    ThisMachine()->sinks.pointer = nullptr;
     EXPECT_FALSE(Send(1, 1, 0x8001)) << "no output at all";
     INPUT input{};
     EXPECT_EQ(SendInput(1, &input, 1), 0U) << "a record of another size";
@@ -87,8 +87,8 @@ TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
     while (Send(1, 1, 0x8001)) { }
     POINT point{};
     EXPECT_FALSE(GetCursorPos(&point));
-    ThisMachine()->pointerOutput = nullptr;
-    ThisMachine()->pointerPosition = nullptr;
+    ThisMachine()->sinks.pointer = nullptr;
+    ThisMachine()->sinks.pointerPosition = nullptr;
 }
 
 } // namespace

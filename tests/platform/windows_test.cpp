@@ -48,7 +48,7 @@ TEST(MessageBoxW, IsNotDismissedByTheReleaseOfAKeyThatWasPressedBeforeIt)
         box = view->parent == nullptr ? view->handle : box;
         return true;
     };
-    platform::ThisMachine()->windowBackend = &backend;
+    platform::ThisMachine()->windows.backend = &backend;
     EXPECT_EQ(MessageBoxW(nullptr, u"text", u"caption", MB_OK), IDOK);
     EXPECT_EQ(turnsBeforePress, 5);
     platform::ResetMachine();
@@ -81,8 +81,8 @@ TEST(Windows, HaveTheirColoursOnDisplaysOf16Bits)
 {
     const testing::Screen screen("1024x768x16");
     std::string reason;
-    platform::ThisMachine()->windowBackend = platform::X11Backend(screen.server.name.c_str(), &reason);
-    ASSERT_NE(platform::ThisMachine()->windowBackend, nullptr) << reason;
+    platform::ThisMachine()->windows.backend = platform::X11Backend(screen.server.name.c_str(), &reason);
+    ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;
     HWND window = ShowScreenOf(0x0000FF00);
     EXPECT_TRUE(testing::WaitUntil([&] { return PixelAt(&screen, 512, 384) == 0x07E0; })) << "green of 5, 6 and 5 bits";
     DestroyWindow(window);
@@ -95,14 +95,14 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOf)
     const testing::TwoMonitors display;
     for (const std::string output : {"", "DUMMY0", "DUMMY9"}) {
         std::string reason;
-        platform::ThisMachine()->monitor = output;
-        platform::ThisMachine()->windowBackend = platform::X11Backend(display.name.c_str(), &reason);
+        platform::ThisMachine()->screen.output = output;
+        platform::ThisMachine()->windows.backend = platform::X11Backend(display.name.c_str(), &reason);
         if (output == "DUMMY9") {
-            EXPECT_EQ(platform::ThisMachine()->windowBackend, nullptr);
+            EXPECT_EQ(platform::ThisMachine()->windows.backend, nullptr);
             EXPECT_EQ(reason, "the X display \"" + display.name + "\" has no monitor \"DUMMY9\"");
             continue;
         }
-        ASSERT_NE(platform::ThisMachine()->windowBackend, nullptr) << reason;
+        ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;
         EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
         HWND window = ShowScreenOf(0x00FF0000);
         setenv("DISPLAY", display.name.c_str(), 1);
@@ -113,8 +113,8 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOf)
         unsetenv("DISPLAY");
         if (!output.empty()) { // it takes another mode while the window is there
             testing::RunProgram({"xrandr", "--display", display.name, "--output", output, "--mode", "800x600"});
-            EXPECT_TRUE(
-                testing::WaitUntil([] { return platform::ThisMachine()->windowBackend->pump() && GetSystemMetrics(SM_CXSCREEN) == 800; }));
+            EXPECT_TRUE(testing::WaitUntil(
+                [] { return platform::ThisMachine()->windows.backend->pump() && GetSystemMetrics(SM_CXSCREEN) == 800; }));
         }
         DestroyWindow(window);
     }
@@ -138,8 +138,9 @@ TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
     std::string reason;
     platform::Machine* machine = platform::ThisMachine();
     std::vector<std::string> told;
-    machine->monitorOfLine = [](const std::string& path) { return path == "/dev/left" ? "DUMMY0" : ""; };
-    machine->monitorChanged = [&told](const std::string& output, bool present) { told.push_back(output + (present ? " back" : " gone")); };
+    machine->screen.outputOfLine = [](const std::string& path) { return path == "/dev/left" ? "DUMMY0" : ""; };
+    machine->observers.monitorChanged
+        = [&told](const std::string& output, bool present) { told.push_back(output + (present ? " back" : " gone")); };
     ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
     EXPECT_EQ(PointerAfterInput(display.name), "x:1536 y:38") << "the primary monitor";
     platform::SetLineOfThread(std::make_shared<platform::InputLine>(platform::InputLine{"/dev/left"}));

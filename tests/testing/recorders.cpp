@@ -14,10 +14,10 @@ std::ostream& operator<<(std::ostream& stream, const SentInput& input)
 
 InputRecorder::InputRecorder()
 {
-    platform::ThisMachine()->pointerOutput = [this](const INPUT& input) {
+    platform::ThisMachine()->sinks.pointer = [this](const INPUT* input) {
         const std::lock_guard guard(mutex);
-        const bool more = input.type != INPUT_MOUSE || input.mi.mouseData != 0 || input.mi.time != 0 || input.mi.dwExtraInfo != 0;
-        inputs.push_back({input.mi.dx, input.mi.dy, input.mi.dwFlags, more});
+        const bool more = input->type != INPUT_MOUSE || input->mi.mouseData != 0 || input->mi.time != 0 || input->mi.dwExtraInfo != 0;
+        inputs.push_back({input->mi.dx, input->mi.dy, input->mi.dwFlags, more});
         changed.notify_all();
         return true;
     };
@@ -25,7 +25,7 @@ InputRecorder::InputRecorder()
 
 InputRecorder::~InputRecorder()
 {
-    platform::ThisMachine()->pointerOutput = nullptr;
+    platform::ThisMachine()->sinks.pointer = nullptr;
 }
 
 std::vector<SentInput> InputRecorder::WaitFor(size_t count)
@@ -37,12 +37,12 @@ std::vector<SentInput> InputRecorder::WaitFor(size_t count)
 
 TraceRecorder::TraceRecorder()
 {
-    platform::ThisMachine()->traceOutput = [this](std::string_view text) { texts.emplace_back(text); };
+    platform::ThisMachine()->sinks.trace = [this](std::string_view text) { texts.emplace_back(text); };
 }
 
 TraceRecorder::~TraceRecorder()
 {
-    platform::ThisMachine()->traceOutput = nullptr;
+    platform::ThisMachine()->sinks.trace = nullptr;
 }
 
 } // namespace korvex::testing

@@ -13,8 +13,8 @@ namespace fs = std::filesystem;
 TestMachine::TestMachine()
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->stateFolder = (folder.path / "state").string();
-    machine->windowsFolder = (folder.path / "windows").string();
+    machine->folders.state = (folder.path / "state").string();
+    machine->folders.windows = (folder.path / "windows").string();
     fs::create_directory("state");
     platform::ClearDeviceTree();
     InstallEnumeratorService(true);

@@ -40,12 +40,12 @@ std::ostream& operator<<(std::ostream& stream, const Figure& figure)
 WindowRecorder::WindowRecorder()
 {
     current = this;
-    platform::ThisMachine()->windowBackend = Backend();
+    platform::ThisMachine()->windows.backend = Backend();
 }
 
 WindowRecorder::~WindowRecorder()
 {
-    platform::ThisMachine()->windowBackend = nullptr;
+    platform::ThisMachine()->windows.backend = nullptr;
 }
 
 } // namespace korvex::testing

@@ -83,8 +83,8 @@ Wine::Wine()
     const fs::path prefix = folder.path / "prefix";
     CopyTemplate(prefix);
     setenv("WINEPREFIX", prefix.c_str(), 1);
-    // Server and services stay for a minute when no program runs, so that the next one starts sooner; should this process be killed, they still
-    // end. They must not hold the pipes of a program that is waited for.
+    // Server and services stay for a minute when no program runs, so that the next one starts sooner; should this process be killed, they
+    // still end. They must not hold the pipes of a program that is waited for.
     Run({IN_ROOT, SERVER, "-p60"});
     Run({"sh", "-c", R"(exec "$0" "$1" wineboot </dev/null >/dev/null 2>&1)", IN_ROOT, LOADER});
     fs::copy_file(BUILD / "KORVEX.dll", "KORVEX.dll");

@@ -18,65 +18,88 @@ struct WindowBackend;
 
 enum class LineDirection { SENT, RECEIVED };
 
-struct Machine {
-    // Folders, as native paths; empty: there is no such folder. Where the registry and the devices' settings are kept, what CSIDL_SYSTEM
-    // gives, and the Windows folder.
-    std::string stateFolder;
-    std::string systemFolder;
-    std::string windowsFolder;
+// Folders, as native paths; empty: there is no such folder.
+struct Folders {
+    std::string state;   // where the registry and the devices' settings are kept
+    std::string system;  // what CSIDL_SYSTEM gives
+    std::string windows; // the Windows folder
+};
 
-    // The version of Windows that the machine gives itself.
-    unsigned osMajor = 5;
-    unsigned osMinor = 1;
+// The version of Windows that the machine gives itself.
+struct OperatingSystem {
+    unsigned majorVersion = 5;
+    unsigned minorVersion = 1;
     bool isServer = false;
     bool isTabletPc = false;
+};
 
-    // The service manager cannot be opened.
-    bool serviceManagerLocked = false;
+// The monitor that windows and absolute input mean.
+struct Screen {
+    // In pixels, and where it is on the whole screen: that of the display, once one is in use.
+    std::atomic<int> x = 0;
+    std::atomic<int> y = 0;
+    std::atomic<int> width = 1024;
+    std::atomic<int> height = 768;
 
-    // Windows has CancelSynchronousIo since Vista; false: GetProcAddress does not find it.
-    bool hasCancelSynchronousIo = true;
+    std::string output; // whose monitor that is, "HDMI-1"; empty: the primary one
 
-    // How windows are shown (window_backend.h); null: not at all. And a signalfd whose signals close the windows; -1: none.
-    const WindowBackend* windowBackend = nullptr;
-    int closeSignals = -1;
+    // The output for the input of one line, by the line's path; null, or empty: the one above.
+    std::function<std::string(const std::string& path)> outputOfLine;
+};
 
-    // Is told of each serial port that could not be opened by its interface, with the error of CreateFileW; any thread.
-    std::function<void(const std::string& path, DWORD error)> portRefused;
+struct WindowSettings {
+    const WindowBackend* backend = nullptr; // how windows are shown (window_backend.h); null: not at all
+    int closeSignals = -1;                  // a descriptor that is readable once the windows are to close; -1: none
+};
 
-    // Is told of each INI or state file that could not be written, with errno's value; any thread.
-    std::function<void(const std::string& path, int error)> fileNotWritten;
-
-    // Is told of each value that is written to the registry: its key's path, "\\", and its line of the file; any thread.
-    std::function<void(std::string_view line)> registryWritten;
-
-    // Is shown the bytes that come and go on serial lines, each call of the system's on the thread that makes it.
-    std::function<void(LineDirection direction, const uint8_t* bytes, size_t count)> lineWatcher;
-
+// Where what leaves the machine goes.
+struct Sinks {
     // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
-    std::function<void(std::string_view text)> traceOutput;
+    std::function<void(std::string_view text)> trace;
 
     // Receives each input record, one call at a time; false when it could not be sent. Default: none can be sent.
-    std::function<bool(const INPUT& input)> pointerOutput;
+    std::function<bool(const INPUT* input)> pointer;
 
-    // Are told of a line that a thread begins to wait on for input, once, and of one that is closed. On the thread that does it.
+    // Asks where the pointer is; false when that is not known. On the windows' thread, beside inputs.
+    std::function<bool(POINT* position)> pointerPosition;
+};
+
+// Who is told of what happens; on the thread on which it does.
+struct Observers {
+    // A serial port could not be opened by its interface, with the error of CreateFileW.
+    std::function<void(const std::string& path, DWORD error)> portRefused;
+
+    // An INI or state file could not be written, with errno's value.
+    std::function<void(const std::string& path, int error)> fileNotWritten;
+
+    // A value is written to the registry: its key's path, "\\", and its line of the file.
+    std::function<void(std::string_view line)> registryWritten;
+
+    // Bytes come and go on serial lines, at each call of the system's.
+    std::function<void(LineDirection direction, const uint8_t* bytes, size_t count)> lineBytes;
+
+    // A thread begins to wait for a line's input, once for each line; a line is closed.
     std::function<void(const InputLine* line)> lineWaits;
     std::function<void(const InputLine* line)> lineClosed;
 
-    // Asks where the pointer is; false when that is not known. On the windows' thread, beside outputs.
-    std::function<bool(POINT* position)> pointerPosition;
-
-    // The monitor that windows and absolute input mean, in pixels, and where it is on the screen: that of the display, once one is in use.
-    std::atomic<int> screenX = 0;
-    std::atomic<int> screenY = 0;
-    std::atomic<int> screenWidth = 1024;
-    std::atomic<int> screenHeight = 768;
-
-    // The output whose monitor that is; empty: the primary one. The output for the input of one line, by the line's path; null, or empty:
-    // that monitor's. Who is told when the monitor of an output is not there, and when it is back; on the thread of an input.
-    std::string monitor;
-    std::function<std::string(const std::string& path)> monitorOfLine;
+    // The monitor of an output is not there, or is back; found out at an input.
     std::function<void(const std::string& output, bool present)> monitorChanged;
+};
+
+// What only tests take away.
+struct TestSwitches {
+    bool serviceManagerLocked = false;  // true: the service manager cannot be opened
+    bool hasCancelSynchronousIo = true; // Windows has it since Vista; false: GetProcAddress does not find it
+};
+
+struct Machine {
+    Folders folders;
+    OperatingSystem os;
+    Screen screen;
+    WindowSettings windows;
+    Sinks sinks;
+    Observers observers;
+    TestSwitches tests;
 
     // Is asked last before the process ends, with the exit code, and gives the one that counts.
     std::function<int(int exitCode)> onExit;

@@ -21,13 +21,13 @@ void OutputDebugStringW(const WCHAR* text)
     const std::string bytes = korvex::platform::ToUtf8(text);
     const std::lock_guard guard(outputLock);
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
-    if (machine->traceOutput)
-        machine->traceOutput(bytes);
+    if (machine->sinks.trace)
+        machine->sinks.trace(bytes);
     else
         korvex::platform::WriteWhole(STDERR_FILENO, bytes); // where that fails nobody is left to be told
 }
 
 void korvex::platform::UseTraceDescriptor(int descriptor)
 {
-    ThisMachine()->traceOutput = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
+    ThisMachine()->sinks.trace = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
 }

@@ -25,5 +25,5 @@ HMODULE GetModuleHandleW(LPCWSTR name)
 FARPROC GetProcAddress(HMODULE module, const char* name)
 {
     const bool known = module == reinterpret_cast<HMODULE>(&kernelModule) && std::string_view(name) == "CancelSynchronousIo";
-    return known && korvex::platform::ThisMachine()->hasCancelSynchronousIo ? std::bit_cast<FARPROC>(&CancelSynchronousIo) : nullptr;
+    return known && korvex::platform::ThisMachine()->tests.hasCancelSynchronousIo ? std::bit_cast<FARPROC>(&CancelSynchronousIo) : nullptr;
 }

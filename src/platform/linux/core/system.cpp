@@ -13,20 +13,20 @@ BOOL GetVersionExW(OSVERSIONINFOW* version)
     if (version->dwOSVersionInfoSize < sizeof(*version))
         return korvex::platform::Fail(ERROR_INVALID_PARAMETER);
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
-    version->dwMajorVersion = machine->osMajor;
-    version->dwMinorVersion = machine->osMinor;
+    version->dwMajorVersion = machine->os.majorVersion;
+    version->dwMinorVersion = machine->os.minorVersion;
     version->dwBuildNumber = 0;
     version->dwPlatformId = 2; // VER_PLATFORM_WIN32_NT
     version->szCSDVersion[0] = 0;
     if (version->dwOSVersionInfoSize >= sizeof(OSVERSIONINFOEXW))
-        reinterpret_cast<OSVERSIONINFOEXW*>(version)->wProductType = machine->isServer ? VER_NT_SERVER : VER_NT_WORKSTATION;
+        reinterpret_cast<OSVERSIONINFOEXW*>(version)->wProductType = machine->os.isServer ? VER_NT_SERVER : VER_NT_WORKSTATION;
     return TRUE;
 }
 
 int CompareStringW(LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPCWSTR second, int secondLength)
 {
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
-    const bool windows2000 = machine->osMajor == 5 && machine->osMinor == 0;
+    const bool windows2000 = machine->os.majorVersion == 5 && machine->os.minorVersion == 0;
     if (first == nullptr || second == nullptr || (windows2000 && locale == LOCALE_INVARIANT)) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
@@ -43,7 +43,7 @@ int CompareStringW(LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPC
 
 UINT GetWindowsDirectoryW(LPWSTR buffer, UINT capacity)
 {
-    const std::u16string folder = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->windowsFolder);
+    const std::u16string folder = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->folders.windows);
     if (folder.size() >= capacity)
         return static_cast<UINT>(folder.size() + 1);
     std::copy_n(folder.c_str(), folder.size() + 1, buffer);
@@ -54,8 +54,8 @@ int GetSystemMetrics(int index)
 {
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
     if (index == SM_CXSCREEN)
-        return machine->screenWidth;
+        return machine->screen.width;
     if (index == SM_CYSCREEN)
-        return machine->screenHeight;
-    return index == SM_TABLETPC && machine->isTabletPc ? 1 : 0;
+        return machine->screen.height;
+    return index == SM_TABLETPC && machine->os.isTabletPc ? 1 : 0;
 }

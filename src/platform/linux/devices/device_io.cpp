@@ -46,7 +46,7 @@ HANDLE OpenPortOf(const InterfaceOptions* port, const OpenRequest* request)
     HANDLE handle
         = CreateFileW(FromNativePath(port->nativePath).c_str(), request->access, request->shareMode, nullptr, OPEN_EXISTING, 0, nullptr);
     const DWORD error = GetLastError();
-    if (const auto& tell = ThisMachine()->portRefused; handle == INVALID_HANDLE_VALUE && tell) {
+    if (const auto& tell = ThisMachine()->observers.portRefused; handle == INVALID_HANDLE_VALUE && tell) {
         tell(port->nativePath, error);
         SetLastError(error);
     }

@@ -58,7 +58,7 @@ void InstallService(
     if (!binary || service.empty())
         return;
     const std::u16string place = ResolveBinary(*binary);
-    const fs::path target = fs::path(korvex::platform::ThisMachine()->windowsFolder) / korvex::platform::ToNativePath(place);
+    const fs::path target = fs::path(korvex::platform::ThisMachine()->folders.windows) / korvex::platform::ToNativePath(place);
     std::error_code error;
     fs::create_directories(target.parent_path(), error);
     const fs::path source = infFolder / target.filename();

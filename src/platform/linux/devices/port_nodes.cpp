@@ -30,7 +30,7 @@ std::vector<FilterDriver>* FilterDrivers()
 
 std::string DevicesFile()
 {
-    const std::string& folder = ThisMachine()->stateFolder;
+    const std::string& folder = ThisMachine()->folders.state;
     return folder.empty() ? "" : folder + "/devices.ini";
 }
 

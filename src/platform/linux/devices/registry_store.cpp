@@ -28,7 +28,7 @@ constexpr std::u16string_view BYTES_MARK = u"hex:";
 
 std::string RegistryFile()
 {
-    const std::string& folder = ThisMachine()->stateFolder;
+    const std::string& folder = ThisMachine()->folders.state;
     return folder.empty() ? "" : folder + "/registry.ini";
 }
 
@@ -216,7 +216,7 @@ bool WriteRegistryValues(std::u16string_view path, const std::vector<NamedValue>
     };
     if (RegistryFile().empty() || !UpdateProfile(RegistryFile(), change, Durability::DEFERRED))
         return false;
-    const auto& told = ThisMachine()->registryWritten;
+    const auto& told = ThisMachine()->observers.registryWritten;
     for (const NamedValue& value : *values) {
         if (told)
             told(ToUtf8(std::u16string(path).append(u"\\").append(value.name).append(u"=").append(LineText(&value.value))));

@@ -23,7 +23,7 @@ std::u16string ImagePath(std::u16string_view service)
 
 SC_HANDLE OpenSCManagerW(LPCWSTR /*machine*/, LPCWSTR /*database*/, DWORD /*access*/)
 {
-    if (korvex::platform::ThisMachine()->serviceManagerLocked) {
+    if (korvex::platform::ThisMachine()->tests.serviceManagerLocked) {
         SetLastError(ERROR_ACCESS_DENIED);
         return nullptr;
     }

@@ -137,7 +137,7 @@ DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* file
 
 HRESULT SHGetFolderPathW(HWND /*owner*/, int folder, HANDLE /*token*/, DWORD /*flags*/, LPWSTR path)
 {
-    const std::u16string text = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->systemFolder);
+    const std::u16string text = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->folders.system);
     if (folder != CSIDL_SYSTEM || text.empty() || text.size() >= MAX_PATH) {
         *path = 0;
         return E_FAIL;

@@ -206,7 +206,7 @@ bool ChangeWholeFile(
     if (Change(path, change, durability))
         return true;
     const int error = errno;
-    if (const auto& told = ThisMachine()->fileNotWritten)
+    if (const auto& told = ThisMachine()->observers.fileNotWritten)
         told(path, error);
     return FailWith(error);
 }

@@ -23,7 +23,7 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
     const std::lock_guard guard(outputLock);
     const Machine* machine = ThisMachine();
     for (UINT i = 0; i < count; ++i) {
-        if (!machine->pointerOutput || !machine->pointerOutput(inputs[i])) {
+        if (!machine->sinks.pointer || !machine->sinks.pointer(&inputs[i])) {
             korvex::platform::Fail(ERROR_GEN_FAILURE);
             return i;
         }
@@ -34,5 +34,5 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
 BOOL GetCursorPos(POINT* point)
 {
     const Machine* machine = ThisMachine();
-    return machine->pointerPosition && machine->pointerPosition(point) ? TRUE : korvex::platform::Fail(ERROR_GEN_FAILURE);
+    return machine->sinks.pointerPosition && machine->sinks.pointerPosition(point) ? TRUE : korvex::platform::Fail(ERROR_GEN_FAILURE);
 }

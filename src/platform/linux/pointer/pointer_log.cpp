@@ -17,16 +17,16 @@ namespace {
 std::mutex positionLock;
 POINT loggedPosition{0, 0};
 
-bool LogInput(int descriptor, const INPUT& input)
+bool LogInput(int descriptor, const INPUT* input)
 {
-    if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0) {
+    if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0) {
         const Machine* machine = ThisMachine();
         const std::lock_guard guard(positionLock);
-        loggedPosition = {PixelOf(input.mi.dx, machine->screenWidth), PixelOf(input.mi.dy, machine->screenHeight)};
+        loggedPosition = {PixelOf(input->mi.dx, machine->screen.width), PixelOf(input->mi.dy, machine->screen.height)};
     }
     std::array<char, 80> line{};
     const int length
-        = snprintf(line.data(), line.size(), "{\"dx\":%d,\"dy\":%d,\"flags\":%u}\n", input.mi.dx, input.mi.dy, input.mi.dwFlags);
+        = snprintf(line.data(), line.size(), "{\"dx\":%d,\"dy\":%d,\"flags\":%u}\n", input->mi.dx, input->mi.dy, input->mi.dwFlags);
     return write(descriptor, line.data(), static_cast<size_t>(length)) == length;
 }
 
@@ -35,8 +35,8 @@ bool LogInput(int descriptor, const INPUT& input)
 void UseLoggedPointer(int descriptor)
 {
     Machine* machine = ThisMachine();
-    machine->pointerOutput = [descriptor](const INPUT& input) { return LogInput(descriptor, input); };
-    machine->pointerPosition = [](POINT* position) {
+    machine->sinks.pointer = [descriptor](const INPUT* input) { return LogInput(descriptor, input); };
+    machine->sinks.pointerPosition = [](POINT* position) {
         const std::lock_guard guard(positionLock);
         *position = loggedPosition;
         return true;

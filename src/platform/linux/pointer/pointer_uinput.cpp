@@ -93,20 +93,20 @@ TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line)
     return (all->devices[line] = MakeDevice(line, &panel)).get();
 }
 
-bool Send(TouchDevices* all, const INPUT& input)
+bool Send(TouchDevices* all, const INPUT* input)
 {
     const InputLine* line = LineOfThread().get();
     const std::lock_guard guard(all->mutex);
-    if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
-        all->position = {input.mi.dx, input.mi.dy};
+    if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
+        all->position = {input->mi.dx, input->mi.dy};
     TouchDevice* device = line == nullptr ? nullptr : DeviceOf(all, line);
     if (device == nullptr)
         return false;
     TouchState next = device->state;
-    if ((input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
-        next = {next.touching, input.mi.dx, input.mi.dy};
-    if ((input.mi.dwFlags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
-        next.touching = (input.mi.dwFlags & MOUSEEVENTF_LEFTDOWN) != 0;
+    if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
+        next = {next.touching, input->mi.dx, input->mi.dy};
+    if ((input->mi.dwFlags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
+        next.touching = (input->mi.dwFlags & MOUSEEVENTF_LEFTDOWN) != 0;
     if (!WriteTouch(device->descriptor, &device->state, &next))
         return false;
     device->state = next;
@@ -122,17 +122,17 @@ bool UseInputDevices(std::function<PanelDescription(const std::string& path)> de
     const auto all = std::make_shared<TouchDevices>();
     all->describe = std::move(describe);
     Machine* machine = ThisMachine();
-    machine->pointerOutput = [all](const INPUT& input) { return Send(all.get(), input); };
-    machine->pointerPosition = [all, machine](POINT* position) {
+    machine->sinks.pointer = [all](const INPUT* input) { return Send(all.get(), input); };
+    machine->sinks.pointerPosition = [all, machine](POINT* position) {
         const std::lock_guard guard(all->mutex);
-        *position = {PixelOf(all->position.x, machine->screenWidth), PixelOf(all->position.y, machine->screenHeight)};
+        *position = {PixelOf(all->position.x, machine->screen.width), PixelOf(all->position.y, machine->screen.height)};
         return true;
     };
-    machine->lineWaits = [all](const InputLine* line) {
+    machine->observers.lineWaits = [all](const InputLine* line) {
         const std::lock_guard guard(all->mutex);
         DeviceOf(all.get(), line);
     };
-    machine->lineClosed = [all](const InputLine* line) {
+    machine->observers.lineClosed = [all](const InputLine* line) {
         const std::lock_guard guard(all->mutex);
         all->devices.erase(line);
     };

@@ -53,13 +53,13 @@ const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& out
         return monitor;
     monitor->measured = Clock::now();
     Machine* machine = ThisMachine();
-    if (std::exchange(monitor->present, present) != present && machine->monitorChanged)
-        machine->monitorChanged(output, present);
-    if (output == machine->monitor && present) {
-        machine->screenX = monitor->area.x;
-        machine->screenY = monitor->area.y;
-        machine->screenWidth = monitor->area.width;
-        machine->screenHeight = monitor->area.height;
+    if (std::exchange(monitor->present, present) != present && machine->observers.monitorChanged)
+        machine->observers.monitorChanged(output, present);
+    if (output == machine->screen.output && present) {
+        machine->screen.x = monitor->area.x;
+        machine->screen.y = monitor->area.y;
+        machine->screen.width = monitor->area.width;
+        machine->screen.height = monitor->area.height;
     }
     return monitor;
 }
@@ -70,11 +70,11 @@ std::string OutputOfThread()
     thread_local std::shared_ptr<const InputLine> line; // whose output is known
     thread_local std::string output;
     const Machine* machine = ThisMachine();
-    if (machine->monitorOfLine && LineOfThread() != line) {
+    if (machine->screen.outputOfLine && LineOfThread() != line) {
         line = LineOfThread();
-        output = line == nullptr ? "" : machine->monitorOfLine(line->path);
+        output = line == nullptr ? "" : machine->screen.outputOfLine(line->path);
     }
-    return output.empty() ? machine->monitor : output;
+    return output.empty() ? machine->screen.output : output;
 }
 
 bool Connect(PointerDisplay* pointer, std::string* reason)
@@ -103,7 +103,7 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
     pointer->broken = false;
     pointer->pressed = false;
     pointer->monitors.clear();
-    MonitorOf(pointer, ThisMachine()->monitor);
+    MonitorOf(pointer, ThisMachine()->screen.output);
     return true;
 }
 
@@ -118,20 +118,20 @@ bool IsConnected(PointerDisplay* pointer)
     return pointer->display != nullptr || (Clock::now() - pointer->lastAttempt >= RECONNECT_INTERVAL && Connect(pointer, &reason));
 }
 
-bool SendToServer(PointerDisplay* pointer, const INPUT& input)
+bool SendToServer(PointerDisplay* pointer, const INPUT* input)
 {
     if (!IsConnected(pointer))
         return false;
     const MeasuredMonitor* monitor = MonitorOf(pointer, OutputOfThread());
     // A release goes out in any case: the button must not stay pressed.
-    if (!monitor->present && (input.mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
+    if (!monitor->present && (input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
         return false;
     Display* display = pointer->display;
     const MonitorArea* area = &monitor->area;
-    const DWORD flags = input.mi.dwFlags;
+    const DWORD flags = input->mi.dwFlags;
     if ((flags & MOUSEEVENTF_MOVE) != 0)
-        XTestFakeMotionEvent(display, DefaultScreen(display), area->x + PixelOf(input.mi.dx, area->width),
-            area->y + PixelOf(input.mi.dy, area->height), CurrentTime);
+        XTestFakeMotionEvent(display, DefaultScreen(display), area->x + PixelOf(input->mi.dx, area->width),
+            area->y + PixelOf(input->mi.dy, area->height), CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTDOWN) != 0)
         XTestFakeButtonEvent(display, Button1, True, CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTUP) != 0)
@@ -157,7 +157,7 @@ bool AskServer(PointerDisplay* pointer, POINT* position)
         = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display), &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
     if (answered == False || pointer->broken)
         return false;
-    const MonitorArea* area = &MonitorOf(pointer, ThisMachine()->monitor)->area;
+    const MonitorArea* area = &MonitorOf(pointer, ThisMachine()->screen.output)->area;
     *position = {rootX - area->x, rootY - area->y};
     return true;
 }
@@ -181,11 +181,11 @@ bool UseX11Pointer(const char* display, std::string* reason)
     if (!Connect(pointer.get(), reason))
         return false;
     Machine* machine = ThisMachine();
-    machine->pointerOutput = [pointer](const INPUT& input) {
+    machine->sinks.pointer = [pointer](const INPUT* input) {
         const std::lock_guard guard(pointer->mutex);
         return SendToServer(pointer.get(), input);
     };
-    machine->pointerPosition = [pointer](POINT* position) {
+    machine->sinks.pointerPosition = [pointer](POINT* position) {
         const std::lock_guard guard(pointer->mutex);
         return AskServer(pointer.get(), position);
     };

@@ -82,7 +82,7 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
         return FALSE;
     *event = 0;
     korvex::platform::SetLineOfThread(port->line);
-    if (const auto& told = korvex::platform::ThisMachine()->lineWaits; !std::exchange(port->waitedOn, true) && told)
+    if (const auto& told = korvex::platform::ThisMachine()->observers.lineWaits; !std::exchange(port->waitedOn, true) && told)
         told(port->line.get());
     // Also where the line is back already: what was going on over it has ended.
     if (std::exchange(port->hangupPending, false))

@@ -44,7 +44,7 @@ constexpr milliseconds FLUSH_LIMIT{500};
 void CloseSerial(HandleObject* object)
 {
     auto* port = static_cast<SerialPort*>(object);
-    if (const auto& told = ThisMachine()->lineClosed; told && port->waitedOn)
+    if (const auto& told = ThisMachine()->observers.lineClosed; told && port->waitedOn)
         told(port->line.get());
     if (port->descriptor >= 0)
         RestoreUartTrigger(&port->triggerBefore);
@@ -162,7 +162,7 @@ bool MayReopen(const SerialPort* port)
 
 void ShowBytes(LineDirection direction, const uint8_t* bytes, size_t count)
 {
-    if (const auto& watcher = ThisMachine()->lineWatcher)
+    if (const auto& watcher = ThisMachine()->observers.lineBytes)
         watcher(direction, bytes, count);
 }
 

@@ -102,7 +102,7 @@ void TakeSignal(int descriptor)
 // Waits for a message, the display or a signal.
 void WaitForWork(int wait)
 {
-    const int signals = ThisMachine()->closeSignals;
+    const int signals = ThisMachine()->windows.closeSignals;
     std::array<pollfd, 3> polled{
         pollfd{ThisQueue()->wakeDescriptor, POLLIN, 0}, pollfd{Backend()->descriptor(), POLLIN, 0}, pollfd{signals, POLLIN, 0}};
     poll(polled.data(), polled.size(), wait);

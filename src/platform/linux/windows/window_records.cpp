@@ -29,7 +29,7 @@ const std::shared_ptr<MessageQueue>& ThisQueue()
 
 const WindowBackend* Backend()
 {
-    const WindowBackend* backend = ThisMachine()->windowBackend;
+    const WindowBackend* backend = ThisMachine()->windows.backend;
     return backend == nullptr ? HeadlessBackend() : backend;
 }
 

@@ -136,8 +136,8 @@ void SetSizeHints(const WindowDisplay* connection, Window window, const WindowVi
     hints.flags = PMinSize | PMaxSize | USPosition;
     hints.min_width = hints.max_width = view->width;
     hints.min_height = hints.max_height = view->height;
-    hints.x = view->x + ThisMachine()->screenX;
-    hints.y = view->y + ThisMachine()->screenY;
+    hints.x = view->x + ThisMachine()->screen.x;
+    hints.y = view->y + ThisMachine()->screen.y;
     XSetWMNormalHints(connection->display, window, &hints);
 }
 
@@ -167,8 +167,8 @@ bool Create(const WindowView* view)
     const Window root = DefaultRootWindow(display);
     const bool topLevel = parent == connection->windows.end();
     const Machine* machine = ThisMachine();
-    const int x = view->x + (topLevel ? machine->screenX.load() : 0);
-    const int y = view->y + (topLevel ? machine->screenY.load() : 0);
+    const int x = view->x + (topLevel ? machine->screen.x.load() : 0);
+    const int y = view->y + (topLevel ? machine->screen.y.load() : 0);
     const Window window = XCreateSimpleWindow(display, topLevel ? root : parent->second.window, x, y, static_cast<unsigned>(view->width),
         static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
     connection->windows[view->handle] = {window, *view};
@@ -338,12 +338,12 @@ bool MeasureMonitor(const WindowDisplay* connection)
 {
     Machine* machine = ThisMachine();
     MonitorArea area{};
-    if (!FindMonitor(connection->display, machine->monitor, &area))
+    if (!FindMonitor(connection->display, machine->screen.output, &area))
         return false;
-    machine->screenX = area.x;
-    machine->screenY = area.y;
-    machine->screenWidth = area.width;
-    machine->screenHeight = area.height;
+    machine->screen.x = area.x;
+    machine->screen.y = area.y;
+    machine->screen.width = area.width;
+    machine->screen.height = area.height;
     return true;
 }
 
@@ -356,10 +356,10 @@ void FollowMonitor(WindowDisplay* connection)
     for (auto& [handle, shown] : connection->windows) {
         if (shown.view.parent != nullptr || (shown.view.style & WS_POPUP) == 0)
             continue;
-        shown.view.width = machine->screenWidth;
-        shown.view.height = machine->screenHeight;
+        shown.view.width = machine->screen.width;
+        shown.view.height = machine->screen.height;
         SetSizeHints(connection, shown.window, &shown.view);
-        XMoveResizeWindow(connection->display, shown.window, machine->screenX, machine->screenY, static_cast<unsigned>(shown.view.width),
+        XMoveResizeWindow(connection->display, shown.window, machine->screen.x, machine->screen.y, static_cast<unsigned>(shown.view.width),
             static_cast<unsigned>(shown.view.height));
         InvalidateRect(handle, nullptr, TRUE);
     }
@@ -401,7 +401,7 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
     // A request for a window that was closed in the meantime fails without harm.
     XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
     if (!MeasureMonitor(connection)) {
-        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \"" + ThisMachine()->monitor + "\"";
+        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \"" + ThisMachine()->screen.output + "\"";
         return nullptr;
     }
     int firstEvent = 0;
