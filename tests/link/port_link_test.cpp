@@ -44,6 +44,8 @@ milliseconds Elapsed(std::chrono::steady_clock::time_point start)
 }
 
 // From unusual settings, of which all stay that are not the link's to set.
+constexpr uint32_t BYTE_TIMEOUT_MS = 10;
+
 TEST(LinkInit, SetsThePortUpForTheController)
 {
     const TestLine line;
@@ -62,7 +64,7 @@ TEST(LinkInit, SetsThePortUpForTheController)
     EXPECT_TRUE(LinkInit(&fresh, link->handle, LINK_SERIAL, 3));
     EXPECT_EQ(fresh.kind, LINK_SERIAL);
     EXPECT_EQ(fresh.portNumber, 3U);
-    EXPECT_EQ(fresh.byteTimeoutMs, 10U);
+    EXPECT_EQ(fresh.byteTimeoutMs, BYTE_TIMEOUT_MS);
     dcb.ByteSize = 8;
     dcb.Parity = NOPARITY;
     dcb.StopBits = ONESTOPBIT;
@@ -102,6 +104,7 @@ TEST(PortLink, TransfersNothingWithoutAPort)
 TEST(SerialRead, GivesUpWithinSixEmptyWaitsWhereverTheyFall)
 {
     const TestLine line;
+    line.controller->link.byteTimeoutMs = BYTE_TIMEOUT_MS;
     const auto start = std::chrono::steady_clock::now();
     std::thread sender([&] {
         for (const uint8_t byte : {uint8_t{1}, uint8_t{2}}) {
@@ -124,6 +127,7 @@ TEST(SerialRead, WaitsTenMillisecondsForAByteWithinWhateverTimeOutsThePortHad)
     for (const COMMTIMEOUTS& before :
         {COMMTIMEOUTS{MAXDWORD, 0, 0, 7, 9}, COMMTIMEOUTS{0, 3000, 0, 0, 0}, COMMTIMEOUTS{0, 0, 3000, 0, 0}}) {
         const TestLine line;
+        line.controller->link.byteTimeoutMs = BYTE_TIMEOUT_MS;
         const ForeignTimeouts timeouts(line.controller->link.handle, before);
         const auto start = std::chrono::steady_clock::now();
         uint8_t byte = 0;
@@ -139,6 +143,7 @@ TEST(SerialRead, ToleratesPausesWithinItsAllowanceAnywhereInThePacket)
 {
     for (const size_t cut : {1U, 3U, 5U}) {
         const TestLine line;
+        line.controller->link.byteTimeoutMs = BYTE_TIMEOUT_MS;
         std::thread sender([&] {
             const emulator::Bytes bytes{1, 2, 3, 4, 5, 6};
             const auto middle = bytes.begin() + static_cast<ptrdiff_t>(cut);

@@ -16,6 +16,7 @@ TestLine::TestLine(const emulator::EmulatorOptions& options) : emulator(emulator
 {
     LinkInit(&controller->link, OpenPort(TerminalPath(emulator.get())), LINK_SERIAL, 3);
     SerialSetBaud(&controller->link, options.baudRate);
+    controller->link.byteTimeoutMs = PATIENT_BYTE_TIMEOUT_MS;
 }
 
 void TestLine::Know(uint32_t model, uint32_t resolutionBits) const
