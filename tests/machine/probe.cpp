@@ -1,6 +1,6 @@
 // What the cases on the machine ask of the library itself.
 //   korvex_machine_probe save STATE                 saves calibrations and bindings without an end, the settings in the current folder
-//   korvex_machine_probe round-trips PORT COUNT     prints the median of a command's round trip in microseconds
+//   korvex_machine_probe round-trips PORT COUNT     prints the first decile and the median of a command's round trip, in microseconds
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -62,8 +62,8 @@ int MeasureRoundTrips(const char* path, size_t count)
             return 1;
         times.push_back(std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count());
     }
-    std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(count / 2), times.end());
-    printf("%ld\n", static_cast<long>(times[count / 2]));
+    std::sort(times.begin(), times.end());
+    printf("%ld %ld\n", static_cast<long>(times[count / 10]), static_cast<long>(times[count / 2]));
     ReleaseController(controller); // which puts the port's settings back
     return 0;
 }
