@@ -85,7 +85,7 @@ void SilenceMachine()
 {
     platform::Machine* machine = platform::ThisMachine();
     machine->sinks.trace = [](std::string_view) {};
-    machine->sinks.pointer = [](const INPUT&) { return true; };
+    machine->sinks.pointer = [](const INPUT*) { return true; };
 }
 
 } // namespace korvex::fuzz
