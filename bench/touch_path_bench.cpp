@@ -4,10 +4,12 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -24,6 +26,7 @@
 #include "link/port_link.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/touch_events.h"
 #include "testing/process.h"
 
 namespace korvex {
@@ -252,6 +255,54 @@ void BM_SystemCallsPerReport(benchmark::State& state)
     std::filesystem::remove(trace);
 }
 
+// The writes to a kernel device, which takes each as one change, for the inputs of a touch that moves, rests and lifts.
+void BM_EventWritesPerInput(benchmark::State& state)
+{
+    constexpr int INPUTS = 600;
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends.data()) != 0)
+        state.SkipWithError("no socket");
+    int writes = 0;
+    for (auto _ : state) {
+        platform::TouchState before{false, 0, 0};
+        for (int i = 0; i < INPUTS; ++i) {
+            const platform::TouchState after{i % 100 != 99, 64 * (i / 2), 32768};
+            platform::WriteTouch(ends[1], &before, &after);
+            before = after;
+            std::array<char, 1024> block{};
+            while (read(ends[0], block.data(), block.size()) > 0)
+                ++writes;
+        }
+    }
+    close(ends[0]);
+    close(ends[1]);
+    state.counters["writes_per_input"] = static_cast<double>(writes) / INPUTS;
+}
+
+// What the command holds in memory, with so many controllers driven.
+void BM_ResidentMemory(benchmark::State& state)
+{
+    std::vector<emulator::EmulatorPointer> emulators;
+    std::vector<std::string> words{KORVEX_COMMAND, "monitor", "--json", "--pointer", "none"};
+    for (int i = 0; i < static_cast<int>(state.range(0)); ++i) {
+        emulators.push_back(emulator::StartEmulator({}));
+        words.push_back(TerminalPath(emulators.back().get()));
+    }
+    for (auto _ : state) {
+        testing::Process monitor(words);
+        for (const emulator::EmulatorPointer& emulator : emulators)
+            testing::ReadLineWith(monitor.error, TerminalPath(emulator.get())); // is driven now
+        std::ifstream status("/proc/" + std::to_string(monitor.pid) + "/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with("VmRSS:"))
+                state.counters["resident_MiB"] = std::stod(line.substr(6)) / 1024;
+        }
+        testing::EndBySignal(&monitor, SIGTERM);
+    }
+}
+
+BENCHMARK(BM_EventWritesPerInput)->Iterations(1);
+BENCHMARK(BM_ResidentMemory)->Arg(1)->Arg(64)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Latency)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SystemCallsPerReport)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ControllersAtLineRate)->Arg(1)->Arg(16)->Arg(64)->Iterations(1)->Unit(benchmark::kMillisecond);
