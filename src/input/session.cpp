@@ -55,7 +55,9 @@ unsigned __stdcall ReaderLoop(void* argument)
                 InjectReport(controller, report.data());
             continue;
         }
-        if (returned && !controller->link.readFailed && controller->running == 1 && !IsStillDriven(controller, &returned))
+        // Not within a touch: its end could be taken for an answer.
+        const bool asks = returned && !controller->link.readFailed && controller->prevContact != CONTACT_TOUCH && controller->running == 1;
+        if (asks && !IsStillDriven(controller, &returned))
             break;
         // A port that has gone must not make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
         if (controller->running == 1 && !LinkWaitInput(&controller->link) && HasPortFailed(controller) && controller->running == 1) {

@@ -4,6 +4,7 @@ import json
 import os
 import random
 import re
+import signal
 import subprocess
 import time
 
@@ -52,9 +53,9 @@ class Setting:
         return self.korvex("enum", f"enum --windows none --pointer log --state {self.name('/tmp/state')} "
                            + " ".join(f"--port {port}" for port in ports))
 
-    def drive(self, path):
+    def drive(self, path, pointer="log"):
         """Starts `korvex drive` on a line and waits until it drives it; the process's name."""
-        name = self.korvex("drive", f"drive {path} --pointer log")
+        name = self.korvex("drive", f"drive {path} --pointer {pointer}")
         self.guest.wait_line(name, "controller .* baud", limit=LONG)
         return name
 
@@ -101,6 +102,18 @@ def hold(guest, name, path):
     guest.start(name, "python3 -uc 'import fcntl, os, signal; port = os.open(\"" + path + "\", os.O_RDWR | os.O_NONBLOCK | os.O_NOCTTY); "
                 "fcntl.flock(port, fcntl.LOCK_EX); print(\"held\"); signal.pause()'")
     guest.wait_line(name, "held")
+
+
+def tap_until(setting, process, released, x, y):
+    """Taps the adapter's panel again and again until a process has told the end of a tap: what is tapped while a session asks for its
+    controller's model is lost."""
+    since = setting.guest.mark()
+
+    def told():
+        setting.adapter.gesture(f"touch {x} {y}", "lift")
+        time.sleep(0.1)
+        return setting.guest.find(process, released, since)
+    wait_until(told, LONG, f"a touch from {process}")
 
 
 def identification(setting):
@@ -205,7 +218,7 @@ def check_idle_loss(setting, name, process, link):
         back = plug(setting)
         expect(guest.run("readlink -f " + link) == f"/dev/ttyUSB{number}", f"the adapter is not ttyUSB{number}")
         since = guest.mark()
-        touch(setting, setting.adapter, name, 40, 30)
+        tap_until(setting, name, '"flags":32772', 40, 30)
         again = guest.find(name, '"flags":32771', since)[0].time - back
         expect(again < 1, f"as ttyUSB{number} reports came again after {again:.3f} s")
         if number == 1:
@@ -266,7 +279,6 @@ def latency(setting):
         expect(guest.run(f"cat {trigger}") == str(before), f"the UART's trigger of {before} bytes was not put back")
         return [int(time) for time in times]
 
-    expect(guest.run(f"cat {trigger}") == "8", "a 16550A whose driver has another trigger than 8 bytes")
     guest.run(f"chmod 666 {UART}")
     stranger = "setpriv --reuid 65534 --regid 65534 --clear-groups"  # may not change the trigger
     # The fastest tenth of each run, and of the runs the fastest: what the host's other processes add, often as much again, is never
@@ -281,11 +293,39 @@ def latency(setting):
     expect(untouched > 1.3 * best, f"with a trigger of 8 bytes a round trip took no longer: {rounds}")
     medians = [min(run[1] for run in runs) / 1000 for runs in zip(*rounds)]
 
-    for path, setting_file, driven in ((UART, trigger, "1"), (ADAPTER, "/sys/bus/usb-serial/devices/ttyUSB0/latency_timer", "1")):
+    for path, setting_file in ((UART, trigger), (ADAPTER, "/sys/bus/usb-serial/devices/ttyUSB0/latency_timer")):
         name = setting.drive(path)
-        expect(guest.run(f"cat {setting_file}") == driven, f"{setting_file} is not {driven} while the line is driven")
+        expect(guest.run(f"cat {setting_file}") == "1", f"{setting_file} is not 1 while the line is driven")
         guest.stop(name)
+    expect(guest.run(f"cat {trigger}") == "8", "the UART's trigger was not put back by drive")
     return "median round trip {:.2f} ms, {:.2f} ms at best, {:.2f} ms with the driver's own trigger".format(*medians)
+
+
+def xorg(setting):
+    """Touches at nine places on both lines reach an X client through the server's own driver for input devices."""
+    guest = setting.guest
+    drivers = [setting.drive(path, "uinput") for path in (UART, ADAPTER)]
+    guest.run("modprobe virtio-gpu; udevadm settle")
+    server, client = setting.name("xorg"), setting.name("xinput")
+    guest.start(server, "Xorg :7 vt3 -noreset -nolisten tcp -logfile /tmp/xorg.log")
+    wait_until(lambda: guest.run("grep -c 'Korvex touch panel.*(type: TOUCH' /tmp/xorg.log; true").strip() == "2", LONG, "both touch screens in Xorg")
+    guest.start(client, "env DISPLAY=:7 stdbuf -oL xinput test-xi2 --root")
+    tap_until(setting, client, r"\(TouchEnd\)", 50, 50)
+    width, height = map(int, guest.run("head -n 1 /sys/class/drm/card0-*/modes").split("x"))
+    for controller in (setting.uart, setting.adapter):
+        for y in (10, 50, 90):
+            for x in (5, 50, 95):
+                since = guest.mark()
+                controller.gesture(f"touch {x} {y}", "lift")
+
+                def arrived():
+                    places = [re.search(r"root: ([\d.]+)/([\d.]+)", line.text).groups() for line in guest.find(client, "^ *root: ", since)]
+                    return any(abs(float(place[0]) - x * width / 100) < width / 200 and abs(float(place[1]) - y * height / 100) < height / 200
+                               for place in places)
+                guest.wait(arrived, 30, f"a touch at {x}, {y} % of {width} x {height} in the X client")
+    for name in (client, server, *drivers):
+        guest.stop(name)
+    return f"nine places on both lines, on {width} x {height}"
 
 
 def check_saved_files(settings, registry, saved):
@@ -350,5 +390,112 @@ def power_cut(setting):
     return f"20 copies of a disk up to save {copies[-1][1]}, and a killed machine"
 
 
-SHORT = ["identification", "unplugging"]
-CASES = {case.__name__.replace("_", "-"): case for case in (identification, unplugging, latency, power_cut)}
+def touch_screens(guest):
+    """The kernel's devices of korvex: event node by name."""
+    names = guest.run("grep -H 'Korvex touch panel' /sys/class/input/event*/device/name; true").splitlines()
+    return {line.split(":", 1)[1]: "/dev/input/" + line.split("/")[4] for line in names}
+
+
+def watch_input(setting, node):
+    """Starts libinput's own listener on a device; the process's name."""
+    name = setting.name("libinput")
+    setting.guest.start(name, f"stdbuf -oL libinput debug-events --device {node}")
+    setting.guest.wait_line(name, "DEVICE_ADDED .* cap:t", limit=LONG)
+    return name
+
+
+def expect_percent(guest, name, since, x, y):
+    """Expects libinput to report a touch at a place, in percent."""
+    line = guest.wait_line(name, "TOUCH_DOWN", since)
+    seen = [float(number) for number in re.search(r"(\d+\.\d+)/ *(\d+\.\d+) \(", line.text).groups()]
+    expect(abs(seen[0] - x) < 0.5 and abs(seen[1] - y) < 0.5, f"a touch at {x}, {y} % is for libinput at {line.text}")
+    guest.wait_line(name, "TOUCH_UP", since)
+
+
+def input_devices(setting):
+    """Each line is a touch screen of the kernel's: there before the first touch, through an unplugging, gone with the port, and released
+    whatever becomes of its maker."""
+    guest = setting.guest
+    expect(not touch_screens(guest), "a touch screen is there before korvex runs")
+    link = name_of_link(guest)
+    lines = {UART: setting.uart, link: setting.adapter}
+    drivers = {path: setting.drive(path, "uinput") for path in lines}
+    wait_until(lambda: len(touch_screens(guest)) == 2, LONG, "two touch screens")
+    screens = touch_screens(guest)
+    expect(sorted(screens) == ["Korvex touch panel ttyS1", "Korvex touch panel ttyUSB0"], f"the touch screens are {screens}")
+    nodes = {UART: screens["Korvex touch panel ttyS1"], link: screens["Korvex touch panel ttyUSB0"]}
+    guest.run("udevadm settle")
+    watchers = {}
+    for path, controller in lines.items():
+        properties = guest.run(f"udevadm info --query=property {nodes[path]}").splitlines()
+        expect("ID_INPUT_TOUCHSCREEN=1" in properties and not any("MOUSE" in line for line in properties), f"udev says {properties}")
+        watchers[path] = watch_input(setting, nodes[path])
+        since = guest.mark()
+        controller.gesture("touch 30 70", "lift")
+        expect_percent(guest, watchers[path], since, 30, 70)
+
+    since = guest.mark()
+    setting.adapter.gesture("touch 40 40")
+    guest.wait_line(watchers[link], "TOUCH_DOWN", since)
+    unplug(setting)
+    guest.wait_line(watchers[link], "TOUCH_UP", since)
+    expect(touch_screens(guest) == screens, "a touch screen went with its adapter")
+    plug(setting)
+    since = guest.mark()
+    tap_until(setting, watchers[link], "TOUCH_UP", 60, 20)
+    expect_percent(guest, watchers[link], since, 60, 20)
+    expect(guest.stop(drivers[link]) == 0, "drive did not end with 0")
+    guest.wait_line(watchers[link], "DEVICE_REMOVED")
+
+    since = guest.mark()
+    setting.uart.gesture("touch 50 50")
+    guest.wait_line(watchers[UART], "TOUCH_DOWN", since)
+    guest.stop(drivers[UART], signal.SIGKILL)
+    guest.wait_line(watchers[UART], "TOUCH_UP", since)
+    guest.wait_line(watchers[UART], "DEVICE_REMOVED", since)
+    setting.uart.gesture("lift")
+    expect(not touch_screens(guest), "a touch screen is left")
+    for watcher in watchers.values():
+        guest.stop(watcher)
+    return "two touch screens for udev and libinput"
+
+
+def wayland(setting):
+    """Touches at nine places on both lines reach a Wayland client where they were made."""
+    guest = setting.guest
+    drivers = [setting.drive(path, "uinput") for path in (UART, ADAPTER)]
+    guest.run("id touch >/dev/null 2>&1 || useradd -m -G video,input touch; modprobe virtio-gpu; udevadm settle; "
+              "install -d -o touch -m 700 /run/touch; : >/tmp/wev.log; chown touch /tmp/wev.log")
+    seats, kiosk, client = setting.name("seatd"), setting.name("cage"), setting.name("wev")
+    guest.start(seats, "seatd -g video")
+    guest.start(client, "tail -n +1 -F /tmp/wev.log")
+    guest.start(kiosk, "openvt -c 2 -f -w -- su touch -c 'XDG_RUNTIME_DIR=/run/touch LIBSEAT_BACKEND=seatd WLR_RENDERER=pixman "
+                       "WLR_LIBINPUT_NO_DEVICES=1 cage -d -- stdbuf -oL wev >/tmp/wev.log 2>&1'")
+    guest.wait_line(client, "xdg_surface.* configure", limit=LONG)
+    width, height = map(int, guest.run("head -n 1 /sys/class/drm/card0-*/modes").split("x"))
+    down = r"wl_touch.* down.* x, y: ([\d.]+), ([\d.]+)"
+
+    def arrived():
+        since = guest.mark()
+        setting.uart.gesture("touch 50 50", "lift")
+        time.sleep(0.2)
+        return guest.find(client, down, since)
+    wait_until(arrived, LONG, "the compositor, which drops the first touches")
+    for controller in (setting.uart, setting.adapter):
+        for y in (10, 50, 90):
+            for x in (5, 50, 95):
+                since = guest.mark()
+                controller.gesture(f"touch {x} {y}", "lift")
+                seen = re.search(down, guest.wait_line(client, down, since).text)
+                expect(abs(float(seen[1]) - x * width / 100) < width / 200 and abs(float(seen[2]) - y * height / 100) < height / 200,
+                       f"a touch at {x}, {y} % of {width} x {height} reached the client at {seen[1]}, {seen[2]}")
+                guest.wait_line(client, "wl_touch.* up", since)
+    guest.run("pkill -x cage")
+    guest.wait_end(kiosk)
+    for name in (*drivers, seats, client):
+        guest.stop(name)
+    return f"nine places on both lines, on {width} x {height}"
+
+
+SHORT = ["identification", "unplugging", "input-devices"]
+CASES = {case.__name__.replace("_", "-"): case for case in (identification, unplugging, input_devices, wayland, xorg, latency, power_cut)}

@@ -201,7 +201,7 @@ class Machine:
              "-drive", f"file={data},if=virtio,format=raw",
              "-serial", f"file:{self.console}",
              "-chardev", f"serial,id=uart0,path={os.path.realpath(uart.path)}", "-device", "isa-serial,chardev=uart0,index=1,id=uart",
-             "-device", "qemu-xhci",
+             "-device", "qemu-xhci", "-device", "virtio-gpu-pci",
              "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}", "-device", "usb-serial,chardev=adapter0,id=adapter,port=1",
              "-device", "virtio-serial-pci", "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
              "-device", "virtserialport,chardev=agent,name=korvex",

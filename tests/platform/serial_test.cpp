@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 
 #include "emulator/emulator.h"
 #include "platform/linux/core/text.h"
+#include "platform/linux/serial/uart_trigger.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"
@@ -79,6 +81,28 @@ TEST(SerialPort, PutsTheTerminalsSettingsBack)
     tcgetattr(terminal, &after);
     EXPECT_EQ(after.c_lflag, before.c_lflag);
     EXPECT_EQ(cfgetospeed(&after), static_cast<speed_t>(B38400));
+    close(terminal);
+}
+
+TEST(UartTrigger, IsLoweredWhereThereIsOneAndPutBack)
+{
+    const TemporaryFolder folder;
+    const OpenLine line;
+    const int terminal = open(TerminalPath(line.emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    struct stat status { };
+    fstat(terminal, &status);
+    const std::string device = "dev/char/" + std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
+    std::filesystem::create_directories(device);
+    const platform::UartTrigger none = platform::LowerUartTrigger(terminal, ".");
+    platform::RestoreUartTrigger(&none);
+    EXPECT_TRUE(std::filesystem::is_empty(device)) << "a setting was made up";
+    for (const char* before : {"8\n", "4\n", "1\n"}) {
+        testing::WriteTextFile(device + "/rx_trig_bytes", before);
+        const platform::UartTrigger trigger = platform::LowerUartTrigger(terminal, ".");
+        EXPECT_EQ(std::stoi(testing::ReadTextFile(device + "/rx_trig_bytes")), 1);
+        platform::RestoreUartTrigger(&trigger);
+        EXPECT_EQ(std::stoi(testing::ReadTextFile(device + "/rx_trig_bytes")), std::stoi(before));
+    }
     close(terminal);
 }
 
