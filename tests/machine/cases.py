@@ -1,5 +1,5 @@
-"""The cases: what has to hold on a real machine. Each starts and ends with both lines plugged in, an emulated controller behind each, and no
-process of korvex."""
+"""The cases: what has to hold on a real machine. Each starts and ends with both lines plugged in, an emulated controller behind each, and
+no process of korvex."""
 import json
 import os
 import random
@@ -12,7 +12,7 @@ from machine import Controller, Machine, expect, wait_until
 
 UART = "/dev/ttyS1"
 ADAPTER = "/dev/ttyUSB0"
-LONG = 60 # seconds that an event may take on a processor that others keep busy
+LONG = 60  # seconds that an event may take on a processor that others keep busy
 
 
 class Setting:
@@ -189,7 +189,7 @@ def check_touch_through_loss(setting, name, process, other):
         controller.gesture("circle 40 6")
         guest.wait_line(panel, '"flags":32769', start, count=10)
     removed = unplug(setting)
-    released = guest.wait_line(name, '"flags":32772', start).time - removed # the driver hangs up a little before
+    released = guest.wait_line(name, '"flags":32772', start).time - removed  # the driver hangs up a little before
     expect(-0.5 < released < 0.1, f"the touch was released {released:.3f} s after the adapter had gone")
     expect_no_spin(guest, process)
     since = guest.mark()
@@ -308,7 +308,8 @@ def xorg(setting):
     guest.run("modprobe virtio-gpu; udevadm settle")
     server, client = setting.name("xorg"), setting.name("xinput")
     guest.start(server, "Xorg :7 vt3 -noreset -nolisten tcp -logfile /tmp/xorg.log")
-    wait_until(lambda: guest.run("grep -c 'Korvex touch panel.*(type: TOUCH' /tmp/xorg.log; true").strip() == "2", LONG, "both touch screens in Xorg")
+    known = "grep -c 'Korvex touch panel.*(type: TOUCH' /tmp/xorg.log; true"
+    wait_until(lambda: guest.run(known) == "2", LONG, "both touch screens in Xorg")
     guest.start(client, "env DISPLAY=:7 stdbuf -oL xinput test-xi2 --root")
     tap_until(setting, client, r"\(TouchEnd\)", 50, 50)
     width, height = map(int, guest.run("head -n 1 /sys/class/drm/card0-*/modes").split("x"))
@@ -319,9 +320,8 @@ def xorg(setting):
                 controller.gesture(f"touch {x} {y}", "lift")
 
                 def arrived():
-                    places = [re.search(r"root: ([\d.]+)/([\d.]+)", line.text).groups() for line in guest.find(client, "^ *root: ", since)]
-                    return any(abs(float(place[0]) - x * width / 100) < width / 200 and abs(float(place[1]) - y * height / 100) < height / 200
-                               for place in places)
+                    places = [re.search(r"root: ([\d.]+)/([\d.]+)", line.text) for line in guest.find(client, "^ *root: ", since)]
+                    return any(is_at(place, x * width / 100, y * height / 100, width / 200) for place in places)
                 guest.wait(arrived, 30, f"a touch at {x}, {y} % of {width} x {height} in the X client")
     for name in (client, server, *drivers):
         guest.stop(name)
@@ -460,6 +460,11 @@ def input_devices(setting):
     return "two touch screens for udev and libinput"
 
 
+def is_at(match, x, y, tolerance):
+    """Whether the two numbers of a match are a place."""
+    return abs(float(match[1]) - x) < tolerance and abs(float(match[2]) - y) < tolerance
+
+
 def wayland(setting):
     """Touches at nine places on both lines reach a Wayland client where they were made."""
     guest = setting.guest
@@ -487,7 +492,7 @@ def wayland(setting):
                 since = guest.mark()
                 controller.gesture(f"touch {x} {y}", "lift")
                 seen = re.search(down, guest.wait_line(client, down, since).text)
-                expect(abs(float(seen[1]) - x * width / 100) < width / 200 and abs(float(seen[2]) - y * height / 100) < height / 200,
+                expect(is_at(seen, x * width / 100, y * height / 100, width / 200),
                        f"a touch at {x}, {y} % of {width} x {height} reached the client at {seen[1]}, {seen[2]}")
                 guest.wait_line(client, "wl_touch.* up", since)
     guest.run("pkill -x cage")

@@ -1,5 +1,5 @@
-"""A machine of the project's own: QEMU with a Debian kernel, emulated controllers behind its serial ports, and an agent in it that runs what
-the cases ask for. Every wait has a deadline; times of events are the guest's (its monotonic clock, in seconds)."""
+"""A machine of the project's own: QEMU with a Debian kernel, emulated controllers behind its serial ports, and an agent in it that runs
+what the cases ask for. Every wait has a deadline; times of events are the guest's (its monotonic clock, in seconds)."""
 import json
 import os
 import re
@@ -179,12 +179,14 @@ class Guest:
         return self.wait(lambda: self.find(name, pattern, since)[count - 1:count], limit, f"'{pattern}' from '{name}'")[0]
 
     def transcript(self, since=0):
+        kept = [line for line in self.lines[since:] if '"flags":32769}' not in (line.text or "")]  # moves are many
         return "".join(f"{line.time:9.3f} {line.name}: {line.text if line.ended is None else f'(ended with {line.ended})'}\n"
-                       for line in self.lines[since:] if '"flags":32769}' not in (line.text or ""))  # moves are many
+                       for line in kept)
 
 
 class Machine:
-    """A booted machine in a folder of its own, with a data disk (/dev/vdc) that outlives it. /dev/ttyS1 is a 16550A, /dev/ttyUSB0 an FTDI adapter; ttyS0 is the kernel's console."""
+    """A booted machine in a folder of its own, with a data disk (/dev/vdc) that outlives it. /dev/ttyS1 is a 16550A, /dev/ttyUSB0 an FTDI
+    adapter; ttyS0 is the kernel's console."""
 
     def __init__(self, folder, uart, adapter, data):
         self.folder = folder
@@ -193,16 +195,20 @@ class Machine:
         self.next_backend = 0
         self.backend = "adapter0"
         self.process = subprocess.Popen(
-            ["qemu-system-x86_64", "-accel", "tcg", "-smp", "1", "-m", "1024", "-nic", "none", "-nodefaults", "-display", "none", "-no-reboot",
+            ["qemu-system-x86_64", "-accel", "tcg", "-smp", "1", "-m", "1024", "-nic", "none", "-nodefaults", "-display", "none",
+             "-no-reboot",
              "-kernel", os.path.join(IMAGES, "vmlinuz"), "-initrd", os.path.join(IMAGES, "initrd"),
-             "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 init=/bin/sh -- -c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init\"",
+             "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 init=/bin/sh -- "
+                        "-c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init\"",
              "-drive", f"file={IMAGES}/root.img,if=virtio,format=raw,snapshot=on",
              "-drive", f"file={self.case_image()},if=virtio,format=raw",
              "-drive", f"file={data},if=virtio,format=raw",
              "-serial", f"file:{self.console}",
-             "-chardev", f"serial,id=uart0,path={os.path.realpath(uart.path)}", "-device", "isa-serial,chardev=uart0,index=1,id=uart",
+             "-chardev", f"serial,id=uart0,path={os.path.realpath(uart.path)}",
+             "-device", "isa-serial,chardev=uart0,index=1,id=uart",
              "-device", "qemu-xhci", "-device", "virtio-gpu-pci",
-             "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}", "-device", "usb-serial,chardev=adapter0,id=adapter,port=1",
+             "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}",
+             "-device", "usb-serial,chardev=adapter0,id=adapter,port=1",
              "-device", "virtio-serial-pci", "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
              "-device", "virtserialport,chardev=agent,name=korvex",
              "-qmp", f"unix:{folder}/qmp,server=on,wait=off"],

@@ -50,11 +50,12 @@ def main():
             passed += 1
     except Failure as fault:
         print(f"-- the machine does not come up: {fault}")
-    if passed < len(names):
-        for console in glob.glob(os.path.join(folder, "machine*", "console.log")):
-            print("-- the guest's console:\n" + open(console, errors="replace").read()[-5000:])
-    setting.end()
-    shutil.rmtree(folder, ignore_errors=True)
+    finally:
+        if passed < len(names):
+            for console in glob.glob(os.path.join(folder, "machine*", "console.log")):
+                print("-- the guest's console:\n" + open(console, errors="replace").read()[-5000:])
+        setting.end()
+        shutil.rmtree(folder, ignore_errors=True)
     print(f"== {passed} of {len(names)} cases on the machine held")
     return 0 if passed == len(names) else 1
 

@@ -1,4 +1,5 @@
-"""Carries out in the machine what the cases ask for, one JSON object a line both ways, and stamps every line of output by the machine's clock."""
+"""Carries out in the machine what the cases ask for, one JSON object a line both ways, and stamps every line of output by the machine's
+clock."""
 import glob
 import json
 import os
