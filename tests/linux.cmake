@@ -19,7 +19,6 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     discovery/enumerator_binding_test.cpp
     host/host_test.cpp
     host/panel_test_test.cpp
-    input/pointer_injection_test.cpp
     input/session_test.cpp
     input/touch_report_test.cpp
     link/command_protocol_test.cpp
@@ -44,7 +43,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
 target_link_libraries(korvex_tests PRIVATE korvex_testing GTest::gmock GTest::gtest_main)
 target_precompile_headers(korvex_tests PRIVATE <gtest/gtest.h> <filesystem> <string> <thread> <vector>)
 target_compile_definitions(korvex_tests PRIVATE SOURCE_FOLDER="${PROJECT_SOURCE_DIR}" RECORDINGS_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/recordings"
-    STATUS_WINDOW_SCREENSHOT="${PROJECT_BINARY_DIR}/status-window.png" PANEL_TEST_SCREENSHOT="${PROJECT_BINARY_DIR}/panel-test.png")
+    STATUS_WINDOW_SCREENSHOT="${PROJECT_BINARY_DIR}/status-window.png")
 add_dependencies(korvex_tests korvex_command korvex_emulator)
 
 # ThreadSanitizer of this compiler needs memory where it expects it, so address space randomisation is off.
@@ -61,7 +60,7 @@ gtest_discover_tests(korvex_tests TEST_FILTER "*Within*" PROPERTIES TIMEOUT 60 R
 set(KORVEX_WINDOWS_BUILD "" CACHE PATH "Where KORVEX.dll and its test programs have been built")
 if(KORVEX_WINDOWS_BUILD)
     add_executable(korvex_dll_tests windows/dll_test.cpp windows/wine.cpp testing/temporary_folder.cpp testing/calibration_data.cpp)
-    target_link_libraries(korvex_dll_tests PRIVATE korvex_testing GTest::gtest_main)
+    target_link_libraries(korvex_dll_tests PRIVATE korvex_testing GTest::gmock GTest::gtest_main)
     target_compile_definitions(korvex_dll_tests PRIVATE KORVEX_WINDOWS_BUILD="${KORVEX_WINDOWS_BUILD}"
         WINE_COMMAND="${PROJECT_SOURCE_DIR}/scripts/wine" MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")
     gtest_discover_tests(korvex_dll_tests PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 30)

@@ -1,35 +1,18 @@
-// The real commands, as a person starts them.
-
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "platform/linux/core/text.h"
 #include "platform/win32.h"
 #include "testing/process.h"
 #include "testing/screen.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using testing::EndBySignal;
-using testing::Process;
-using testing::ReadLine;
-using testing::ReadLineWith;
-using testing::RunProgram;
-using testing::RunResult;
-using testing::TemporaryFolder;
-using testing::WriteLine;
 
 const std::string KORVEX = KORVEX_COMMAND;
 const std::string EMULATOR = EMULATOR_COMMAND;
@@ -37,29 +20,24 @@ const std::string EMULATOR = EMULATOR_COMMAND;
 TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
 {
     const TemporaryFolder folder;
-    testing::WriteTextFile("plain", "");
+    WriteTextFile("plain", "");
     unsetenv("DISPLAY");
-    struct Row {
-        std::vector<std::string> words;
-        int exitCode;
-        std::string error;
-    };
-    for (const Row& row :
+    using Row = std::tuple<Texts, int, std::string>;
+    for (const auto& [options, exitCode, error] :
         {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
             Row{{"drive"}, 2, "an argument is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
             Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
             Row{{"drive", "a", "--trace"}, 2, "'--trace' needs a value"}, Row{{"set-path", "a\nb"}, 2, "invalid value 'a b'"},
             Row{{"ports", "--port", "COM1=a\nb"}, 2, "for '--port': it must be one line"},
+            Row{{"monitor", "--pointer", "log", "a"}, 2, "'log' for '--pointer'"},
             Row{{"coinstall", "install"}, 2, "an option is missing: --instance"},
             Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
             Row{{"drive", "plain"}, 3, "it is not a serial port"}, Row{{"drive", "."}, 3, "it is not a serial port"},
             Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
             Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
-        std::vector<std::string> command{KORVEX};
-        command.insert(command.end(), row.words.begin(), row.words.end());
-        const RunResult result = RunProgram(command);
-        EXPECT_EQ(result.exitCode, row.exitCode) << row.error;
-        EXPECT_NE(result.error.find(row.error), std::string::npos) << result.error;
+        const RunResult result = RunProgram(Joined({KORVEX}, options));
+        EXPECT_EQ(result.exitCode, exitCode) << error;
+        EXPECT_THAT(result.error, HasSubstr(error));
         EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << "one line: " << result.error;
         EXPECT_EQ(result.output, "");
     }
@@ -70,11 +48,11 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
     for (const char* words : {" --help >/dev/full", " --version >/dev/full", " --version >&-"})
         EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + words}).exitCode, 1) << "nothing of it goes out:" << words;
     EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
-    for (const auto& [words, line] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+    for (const auto& [words, line] : std::vector<std::pair<Texts, std::string>>{
              {{KORVEX, "-h"}, "\n  drive  "}, {{KORVEX, "drive", "--help"}, "korvex drive [OPTION...] PORT\n"}}) {
         const RunResult help = RunProgram(words);
         EXPECT_EQ(help.exitCode, 0);
-        EXPECT_NE(help.output.find(line), std::string::npos) << help.output;
+        EXPECT_THAT(help.output, HasSubstr(line));
     }
 }
 
@@ -85,9 +63,8 @@ TEST(KorvexRecord, WritesNoWordsIntoItsFileWhenStandardErrorIsClosed)
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
     const std::string port = TerminalPath(panel.get());
     EXPECT_EQ(RunProgram({"sh", "-c", "exec " + KORVEX + " record touches --seconds 0 " + port + " 2>&-"}).exitCode, 0);
-    const std::string text = testing::ReadTextFile("touches");
-    EXPECT_TRUE(text.starts_with("korvex-recording 1\n"));
-    EXPECT_EQ(text.find(port), std::string::npos) << text;
+    const std::string text = ReadTextFile("touches");
+    EXPECT_THAT(text, AllOf(StartsWith("korvex-recording 1\n"), Not(HasSubstr(port))));
     const RunResult unseen = RunProgram({"sh", "-c", "exec " + KORVEX + " drive --pointer log " + port + " >&-"});
     EXPECT_EQ(unseen.exitCode, 1);
     EXPECT_EQ(unseen.error, "korvex drive: cannot write to standard output\n");
@@ -101,23 +78,20 @@ TEST(KorvexDrive, EndsWithinThreeSecondsWhileAControllerSpoilsItsAnswers)
     for (int address = 0; address < static_cast<int>(emulator::MEMORY_BYTES); address += 2)
         AddAnswerFault(panel.get(), {emulator::AnswerFaultKind::CORRUPTION, 8, 0xF3, address});
     Process drive({KORVEX, "drive", "--pointer", "none", TerminalPath(panel.get())});
-    EXPECT_TRUE(WaitForCommands(panel.get(), 20, std::chrono::milliseconds(5000)));
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    EXPECT_TRUE(WaitForCommands(panel.get(), 20, milliseconds(5000)));
+    EXPECT_LT(TimeOf([&] { EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0); }).count(), 3000);
 }
 
 TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)
 {
     const TemporaryFolder folder;
-    const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
-    AddAnswerFault(emulator.get(), {emulator::AnswerFaultKind::SILENCE});
+    const emulator::EmulatorPointer emulator = StartSilentEmulator();
     const std::string port = TerminalPath(emulator.get());
     const RunResult silent = RunProgram({KORVEX, "drive", port, "--pointer", "log"});
     EXPECT_EQ(silent.exitCode, 4);
-    EXPECT_NE(silent.error.find("no controller answers on '" + port + "'"), std::string::npos) << silent.error;
+    EXPECT_THAT(silent.error, HasSubstr("no controller answers on '" + port + "'"));
 
-    HANDLE held = testing::OpenPort(port);
+    HANDLE held = OpenPort(port);
     const RunResult inUse = RunProgram({KORVEX, "drive", port, "--pointer", "log"});
     EXPECT_EQ(inUse.exitCode, 3);
     EXPECT_NE(inUse.error.find("(process " + std::to_string(getpid()) + ") is using it"), std::string::npos) << inUse.error;
@@ -129,47 +103,23 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
 {
     for (const int signal : {SIGINT, SIGTERM}) {
         const TemporaryFolder folder;
-        testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=768\nSTD_MAX_Y=256\n");
+        WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=768\nSTD_MAX_Y=256\n");
         Process emulator({EMULATOR, "--link", "port", "--model", "7700", "--baud", "9600", "--firmware", "4.5.6", "--script", "-"});
-        EXPECT_NE(ReadLine(emulator.output).find("emulating model 7700"), std::string::npos);
+        EXPECT_THAT(ReadLine(emulator.output), HasSubstr("emulating model 7700"));
         Process drive({KORVEX, "drive", "port", "--pointer", "log", "--trace", "trace.txt"});
         EXPECT_EQ(ReadLine(drive.error), "port: controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
-        for (const char* line : {"ready", "touch 50 50", "drag 75 75 1", "lift"})
+        for (const char* line : {"ready", "touch 50 50", "drag 75 75 1"})
             WriteLine(&emulator, line);
         EXPECT_EQ(ReadLine(drive.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
         EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32769}");
-        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32772}");
         EXPECT_EQ(EndBySignal(&drive, signal), 0);
-        EXPECT_EQ(testing::ReadTextFile("trace.txt"), "Load File Settings\n");
+        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32772}") << "a stop leaves no button pressed";
+        EXPECT_EQ(ReadTextFile("trace.txt"), "Load File Settings\n");
         EXPECT_NE(ReadLineWith(emulator.output, "9600 baud: F2").find("F2 00 00 00 00    -> F2 D9 04 05 60"), std::string::npos);
         WriteLine(&emulator, "quit");
-        EXPECT_EQ(testing::WaitForExit(&emulator), 0);
+        EXPECT_EQ(WaitForExit(&emulator), 0);
         EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("port"))) << "the link goes with the emulator";
     }
-}
-
-// As a person runs it: the pointer of a display follows the finger, and a stop leaves no button pressed.
-TEST(KorvexDrive, MovesADisplaysPointerAndReleasesItsButtonAtTheEnd)
-{
-    const TemporaryFolder folder;
-    testing::WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
-    const testing::Screen screen;
-    const auto waitForPointer = [&screen](const testing::PointerState& state) {
-        return testing::WaitUntil([&] { return testing::PointerOf(&screen) == state; });
-    };
-    Process emulator({EMULATOR, "--link", "port", "--script", "-"});
-    ReadLine(emulator.output);
-    Process drive({KORVEX, "drive", "port"});
-    ReadLine(drive.error);
-    WriteLine(&emulator, "ready");
-    WriteLine(&emulator, "touch 25 50");
-    EXPECT_TRUE(waitForPointer({255, 383, true}));
-    WriteLine(&emulator, "lift");
-    EXPECT_TRUE(waitForPointer({255, 383, false}));
-    WriteLine(&emulator, "touch 75 75");
-    EXPECT_TRUE(waitForPointer({767, 575, true}));
-    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
-    EXPECT_TRUE(waitForPointer({767, 575, false}));
 }
 
 TEST(KorvexEmulator, NamesWhatIsWrong)

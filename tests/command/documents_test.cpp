@@ -1,29 +1,22 @@
 // The commands in the README and in docs/ do what is said of them: each runs, and ends well.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "testing/process.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
-using testing::Process;
-
 // The commands of a document: its indented lines that begin with one of the programs, without their comments.
-std::vector<std::string> CommandsIn(const std::filesystem::path& path)
+Texts CommandsIn(const std::filesystem::path& path)
 {
-    std::vector<std::string> commands;
-    std::istringstream lines(testing::ReadTextFile(path));
+    Texts commands;
+    std::istringstream lines(ReadTextFile(path));
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("    korvex ") || line.starts_with("    korvex-emulator "))
             commands.push_back(line.substr(4, line.find(" #") - 4));
@@ -39,12 +32,12 @@ void Replace(std::string* text, const std::string& from, const std::string& to)
 }
 
 // The words with the test's programs and panel in place of the reader's.
-std::vector<std::string> WordsOf(std::string command)
+Texts WordsOf(std::string command)
 {
     for (const char* port : {"/dev/ttyUSB0", "/dev/ttyS0", "/tmp/panel"})
         Replace(&command, port, command.starts_with("korvex-emulator") ? "emulated" : "panel");
     std::istringstream text(command);
-    std::vector<std::string> words;
+    Texts words;
     for (std::string word; text >> word;) {
         std::erase(word, '\'');
         words.push_back(word);
@@ -62,27 +55,25 @@ void RunCommand(const std::string& command)
 {
     SCOPED_TRACE(command);
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
-    std::filesystem::remove("panel");
-    std::filesystem::create_symlink(TerminalPath(panel.get()), "panel");
-    const std::vector<std::string> words = WordsOf(command);
+    PlaceLink("panel", panel.get());
+    const Texts words = WordsOf(command);
     Process process(words);
-    const std::vector<std::string> lasting{"enum", "paneltest", "drive", "monitor", "record"};
+    const Texts lasting{"enum", "paneltest", "drive", "monitor", "record"};
     if (words[0] == EMULATOR_COMMAND) {
-        EXPECT_NE(testing::ReadLine(process.output), "");
-        EXPECT_EQ(testing::EndBySignal(&process, SIGTERM), 0);
+        EXPECT_NE(ReadLine(process.output), "");
+        EXPECT_EQ(EndBySignal(&process, SIGTERM), 0);
     } else if (std::find(lasting.begin(), lasting.end(), words[1]) != lasting.end()) {
-        using std::chrono::milliseconds;
         EXPECT_TRUE(WaitForQuietHost(panel.get(), milliseconds(200), milliseconds(10000)));
-        EXPECT_EQ(testing::EndBySignal(&process, SIGINT), 0);
+        EXPECT_EQ(EndBySignal(&process, SIGINT), 0);
     } else {
-        EXPECT_EQ(testing::WaitForExit(&process), 0);
+        EXPECT_EQ(WaitForExit(&process), 0);
     }
 }
 
 TEST(Documents, HaveCommandsThatWork)
 {
-    const testing::TemporaryFolder folder;
-    const testing::DisplayServer display;
+    const TemporaryFolder folder;
+    const DisplayServer display;
     setenv("DISPLAY", display.name.c_str(), 1);
     setenv("XDG_STATE_HOME", (folder.path / "state").c_str(), 1);
     size_t count = 0;

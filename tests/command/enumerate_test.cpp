@@ -1,17 +1,9 @@
 // `korvex enum` and what belongs to it, as a person starts them.
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "emulator/emulator.h"
 #include "testing/installation.h"
@@ -19,19 +11,10 @@
 #include "testing/screen.h"
 #include "testing/temporary_folder.h"
 #include "testing/test_line.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using std::chrono::milliseconds;
-using testing::EndBySignal;
-using testing::Installation;
-using testing::Process;
-using testing::ReadLine;
-using testing::ReadLineWith;
-using testing::RunProgram;
-using testing::RunResult;
-using testing::TemporaryFolder;
 
 TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
 {
@@ -55,7 +38,7 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
         TouchAt(installation.second.get(), 50, 50);
         EXPECT_EQ(ReadLine(command.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
-        EXPECT_EQ(testing::ReadTextFile("trace.txt").find("Detect Korvex 5200 with Baud Rate 19200") != std::string::npos, !first);
+        EXPECT_EQ(ReadTextFile("trace.txt").find("Detect Korvex 5200 with Baud Rate 19200") != std::string::npos, !first);
     }
 }
 
@@ -63,8 +46,7 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
 void WaitForMain(const Process* process)
 {
     const std::string status = "/proc/" + std::to_string(process->pid) + "/status";
-    for (int i = 0; i < 2000 && testing::ReadTextFile(status).find("SigBlk:\t0000000000004002") == std::string::npos; ++i)
-        std::this_thread::sleep_for(milliseconds(1));
+    EXPECT_TRUE(WaitUntil([&] { return ReadTextFile(status).find("SigBlk:\t0000000000004002") != std::string::npos; }));
 }
 
 // Before there is a window, during and between both passes, and after them, on busy and on silent lines.
@@ -84,16 +66,16 @@ TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
         std::this_thread::sleep_for(milliseconds(row.delay));
         for (int i = 0; i < 20; ++i)
             TouchAt(installation.first.get(), 50, 50);
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(EndBySignal(&command, row.delay % 100 == 0 ? SIGINT : SIGTERM), 0) << "after " << row.delay << " ms";
-        EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(3000)) << "after " << row.delay << " ms";
+        int exitCode = -1;
+        EXPECT_LT(TimeOf([&] { exitCode = EndBySignal(&command, row.delay % 100 == 0 ? SIGINT : SIGTERM); }).count(), 3000) << row.delay;
+        EXPECT_EQ(exitCode, 0) << "after " << row.delay << " ms";
     }
 }
 
 TEST(KorvexEnum, KeepsASecondSingleOneOut)
 {
     const Installation installation;
-    const std::vector<std::string> single = installation.Unseen({"enum", "--single"});
+    const Texts single = installation.Unseen({"enum", "--single"});
     Process command(single);
     EXPECT_EQ(ReadLine(command.error), "Refreshing Device Nodes");
     for (const std::string name : {"enum", "paneltest"}) {
@@ -114,32 +96,34 @@ TEST(KorvexEnum, KeepsASecondSingleOneOut)
 TEST(KorvexEnum, ShowsItsWindowAndEndsWithIt)
 {
     const Installation installation;
-    const testing::Screen screen;
+    const Screen screen;
     Process command(installation.Command({"enum", "--trace", "trace.txt"}));
-    const unsigned long window = testing::WaitForWindow("Korvex Touch Solutions");
+    const unsigned long window = WaitForWindow("Korvex Touch Solutions");
     const std::string properties = RunProgram({"xwininfo", "-id", std::to_string(window), "-size", "-stats"}).output;
     for (const char* line :
         {"Width: 300", "Height: 100", "Program supplied minimum size: 300 by 100", "Program supplied maximum size: 300 by 100"})
-        EXPECT_NE(properties.find(line), std::string::npos) << properties;
+        EXPECT_THAT(properties, HasSubstr(line));
     // The last status text is up once touches are driven.
-    EXPECT_TRUE(testing::WaitUntil([&] {
+    EXPECT_TRUE(WaitUntil([&] {
         TouchAt(installation.second.get(), 50, 50);
-        return testing::PointerOf(&screen) == testing::PointerState{511, 383, true};
+        return PointerOf(&screen) == PointerState{511, 383, true};
     }));
+    Lift(installation.second.get());
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen) == PointerState{511, 383, false}; }));
     EXPECT_EQ(RunProgram({"import", "-window", "root", STATUS_WINDOW_SCREENSHOT}).exitCode, 0);
     PressCloseButton(&screen, window);
-    EXPECT_EQ(testing::WaitForExit(&command), 0);
+    EXPECT_EQ(WaitForExit(&command), 0);
 }
 
 TEST(KorvexEnum, SaysWhenItsDisplayIsLost)
 {
     const Installation installation;
-    testing::DisplayServer server;
+    DisplayServer server;
     setenv("DISPLAY", server.name.c_str(), 1);
     Process command(installation.Command({"enum", "--trace", "trace.txt"}));
-    EXPECT_NE(testing::WaitForWindow("Korvex Touch Solutions"), 0U);
+    EXPECT_NE(WaitForWindow("Korvex Touch Solutions"), 0U);
     EXPECT_EQ(EndBySignal(&server.server, SIGTERM), 0);
-    EXPECT_EQ(testing::WaitForExit(&command), 1);
+    EXPECT_EQ(WaitForExit(&command), 1);
     EXPECT_EQ(ReadLineWith(command.error, "display"), "korvex enum: the display is lost");
     unsetenv("DISPLAY");
 }
@@ -147,7 +131,7 @@ TEST(KorvexEnum, SaysWhenItsDisplayIsLost)
 TEST(KorvexEnum, ReportsAPortThatAnotherProgramHolds)
 {
     const Installation installation;
-    HANDLE held = testing::OpenPort(TerminalPath(installation.second.get()));
+    HANDLE held = OpenPort(TerminalPath(installation.second.get()));
     Process command(installation.Unseen({"enum"}));
     EXPECT_EQ(ReadLineWith(command.error, "left out"),
         "korvex enum: '" + TerminalPath(installation.second.get()) + "' is left out: korvex_tests (process " + std::to_string(getpid())
@@ -163,10 +147,7 @@ TEST(KorvexEnum, IsNeverUpSilentlyWithTooFewDescriptors)
 {
     const Installation installation;
     for (const char* limit : {"4", "5", "6", "7", "8", "10"}) {
-        std::vector<std::string> words{"prlimit", std::string("--nofile=") + limit};
-        const std::vector<std::string> command = installation.Unseen({"enum"});
-        words.insert(words.end(), command.begin(), command.end());
-        Process limited(words);
+        Process limited(Joined({"prlimit", std::string("--nofile=") + limit}, installation.Unseen({"enum"})));
         EXPECT_NE(ReadLineWith(limited.error, "korvex enum: "), "") << limit;
         const int exitCode = EndBySignal(&limited, SIGTERM);
         EXPECT_TRUE(exitCode == 0 || exitCode == 1) << limit;
@@ -195,7 +176,7 @@ TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
         EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     }
-    const std::string devices = testing::ReadTextFile("state/devices.ini");
+    const std::string devices = ReadTextFile("state/devices.ini");
     const size_t start = devices.find("TTY\\SERIALPORT");
     const std::string port = devices.substr(start, devices.find(']', start) - start);
     result = RunProgram(installation.Command({"coinstall", "remove", "--instance", port}));
@@ -218,50 +199,42 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
             << list.output;
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     }
-    std::vector<std::string> unbind = installation.Command({"unbind"});
-    unbind.emplace_back("COM3");
+    const auto unbind = [&installation](const char* port) { return RunProgram(installation.Command({"unbind", port})); };
     namespace fs = std::filesystem;
     fs::permissions("state/registry.ini", fs::perms::owner_read);
-    EXPECT_EQ(RunProgram(unbind).exitCode, 1) << "it cannot be written";
+    EXPECT_EQ(unbind("COM3").exitCode, 1) << "it cannot be written";
     {
         const Process holder({"flock", "-F", "state", "sh", "-c", "echo held; exec sleep 60"});
         EXPECT_EQ(ReadLine(holder.output), "held");
-        EXPECT_EQ(RunProgram(unbind).error,
+        EXPECT_EQ(unbind("COM3").error,
             "korvex unbind: cannot write the state folder '" + (installation.folder.path / "state").string()
                 + "': another program holds the folder's lock\n");
     }
     fs::permissions("state/registry.ini", fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(RunProgram(unbind).exitCode, 0);
+    EXPECT_EQ(unbind("COM3").exitCode, 0);
     const std::string table = RunProgram(installation.Command({"ports"})).output;
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;
-    EXPECT_EQ(table.find("KVX5200"), std::string::npos) << table;
-    EXPECT_NE(table.find("7700   bound    SERENUM\\KVX7700\\COM4"), std::string::npos) << table;
-    EXPECT_EQ(testing::ReadTextFile("state/registry.ini").find("Parameters\\COM3]"), std::string::npos);
-    unbind.back() = "COM9";
-    EXPECT_EQ(RunProgram(unbind).exitCode, 3);
+    EXPECT_THAT(table, Not(HasSubstr("KVX5200")));
+    EXPECT_THAT(table, HasSubstr("7700   bound    SERENUM\\KVX7700\\COM4"));
+    EXPECT_EQ(ReadTextFile("state/registry.ini").find("Parameters\\COM3]"), std::string::npos);
+    EXPECT_EQ(unbind("COM9").exitCode, 3);
 }
 
 TEST(KorvexCalib, StartsTheProgramOfTheStoredFolderWithItsParameters)
 {
     const TemporaryFolder folder;
-    const auto run = [](const std::vector<std::string>& words) {
-        std::vector<std::string> command{KORVEX_COMMAND};
-        command.insert(command.end(), words.begin(), words.end());
-        command.insert(command.end(), {"--state", "state"});
-        return RunProgram(command).exitCode;
-    };
+    const auto run = [](const Texts& words) { return RunProgram(Joined(Joined({KORVEX_COMMAND}, words), {"--state", "state"})).exitCode; };
     EXPECT_EQ(run({"calib", "9"}), 1) << "no folder is known";
     EXPECT_EQ(run({"set-path", "missing"}), 1);
     EXPECT_EQ(run({"set-path", "."}), 0);
     EXPECT_EQ(run({"calib", "9"}), 1) << "there is no program";
-    testing::WriteTextFile("KxConsole.exe", "#!/bin/sh\nprintf '%s|' \"$@\" > started.new && mv started.new started\n");
+    WriteTextFile("KxConsole.exe", "#!/bin/sh\nprintf '%s|' \"$@\" > started.new && mv started.new started\n");
     std::filesystem::permissions("KxConsole.exe", std::filesystem::perms::all);
     for (const auto& [argument, started] : std::vector<std::pair<std::string, std::string>>{
              {"9", "-calibration|9|"}, {"two words", "-calibration|two|words|"}, {"", "-calibration|"}}) {
         EXPECT_EQ(run({"calib", argument}), 0);
-        for (int i = 0; i < 1000 && !std::filesystem::exists("started"); ++i)
-            std::this_thread::sleep_for(milliseconds(5));
-        EXPECT_EQ(testing::ReadTextFile("started"), started);
+        EXPECT_TRUE(WaitUntil([] { return std::filesystem::exists("started"); }));
+        EXPECT_EQ(ReadTextFile("started"), started);
         std::filesystem::remove("started");
     }
 }

@@ -1,25 +1,16 @@
 // Recorded lines, each of which must come out as the inputs that stand beside it.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "command/recording.h"
 #include "testing/process.h"
 #include "testing/temporary_folder.h"
+#include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
-using testing::ReadTextFile;
-using testing::RunProgram;
-
-std::vector<std::string> RecordingNames()
+Texts RecordingNames()
 {
-    std::vector<std::string> names;
+    Texts names;
     for (const auto& entry : std::filesystem::directory_iterator(RECORDINGS_FOLDER)) {
         if (entry.path().extension() == ".recording")
             names.push_back(entry.path().stem().string());
@@ -28,18 +19,18 @@ std::vector<std::string> RecordingNames()
     return names;
 }
 
-struct Recordings : ::testing::TestWithParam<std::string> { };
+struct Recordings : TestWithParam<std::string> { };
 
 TEST_P(Recordings, GiveTheirInputs)
 {
-    const testing::TemporaryFolder withoutSettings;
+    const TemporaryFolder withoutSettings;
     const std::filesystem::path path = std::filesystem::path(RECORDINGS_FOLDER) / GetParam();
-    const testing::RunResult replay = RunProgram({KORVEX_COMMAND, "replay", path.string() + ".recording", "--pointer", "log"});
+    const RunResult replay = RunProgram({KORVEX_COMMAND, "replay", path.string() + ".recording", "--pointer", "log"});
     EXPECT_EQ(replay.exitCode, 0) << replay.error;
     EXPECT_EQ(replay.output, ReadTextFile(path.string() + ".inputs")) << replay.error;
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, Recordings, ::testing::ValuesIn(RecordingNames()), [](const auto& name) {
+INSTANTIATE_TEST_SUITE_P(Files, Recordings, ValuesIn(RecordingNames()), [](const auto& name) {
     std::string text = name.param;
     std::replace(text.begin(), text.end(), '-', '_');
     return text;
@@ -49,11 +40,8 @@ TEST(ParseRecording, NamesTheLineThatIsWrong)
 {
     const std::string start = "korvex-recording 1\n";
     const std::string controller = "0.1 controller 5200 firmware 1.2.3 resolution 12 baud 9600\n";
-    struct Row {
-        std::string text;
-        std::string error; // empty: it can be played
-    };
-    for (const Row& row : {Row{"", "line 1: not a recording"}, Row{"[Calibration]\n", "line 1: not a recording"},
+    using Row = std::pair<std::string, std::string>;
+    for (const auto& [text, complaint] : {Row{"", "line 1: not a recording"}, Row{"[Calibration]\n", "line 1: not a recording"},
              Row{"korvex-recording 2\n", "line 1: version '2' of the format is not known"},
              Row{start, "no controller was identified in it"}, Row{start + controller + controller, "line 3: a second controller"},
              Row{start + "0.1 controller 2400 firmware 1.2.3 resolution 10 baud 9600\n", "line 2: not a controller that can be driven"},
@@ -67,8 +55,8 @@ TEST(ParseRecording, NamesTheLineThatIsWrong)
              Row{start + controller + "1 sang 70\n", "line 3: unknown event 'sang'"}}) {
         command::Recording recording;
         std::string error;
-        EXPECT_FALSE(command::ParseRecording(row.text, &recording, &error)) << row.text;
-        EXPECT_EQ(error, row.error);
+        EXPECT_FALSE(command::ParseRecording(text, &recording, &error)) << text;
+        EXPECT_EQ(error, complaint);
     }
     command::Recording recording;
     std::string error;

@@ -70,42 +70,20 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
     }
 }
 
-// The bytes that one call takes from the line tell whether it resynchronised.
-TEST(ReadReport, ResynchronisesOnlyAfterAWholePacketAndWhileRunning)
+TEST(ReadReport, DropsThreeTimesThreeHundredBytesInOneCallAndNoneOnceItIsToStop)
 {
     struct Row {
-        Bytes bytes;
+        size_t strays;
         uint8_t running;
-        std::optional<uint8_t> nextByte;
+        bool atOnce; // else the next call finds the report at the start
     };
-    for (const Row& row :
-        {Row{{0x70, 1, 2}, 1, std::nullopt}, Row{{1, 1, 1, 1, 1, 1, 0x99}, 0, 0x99}, Row{{1, 1, 1, 1, 1, 1, 0x99}, 1, std::nullopt}}) {
-        const TestLine line;
-        line.Know(MODEL_5200);
+    for (const Row& row : {Row{0, 1, true}, Row{0, 0, false}, Row{899, 1, true}, Row{900, 1, false}}) {
+        const TestLine line({}, MODEL_7700);
         line.controller->running = row.running;
-        SendBytes(line.emulator.get(), row.bytes);
-        Packet report{};
-        EXPECT_FALSE(ReadReport(line.controller.get(), &report));
-        uint8_t byte = 0;
-        DWORD count = 0;
-        COMMTIMEOUTS immediate{MAXDWORD, 0, 0, 0, 0};
-        SetCommTimeouts(line.controller->link.handle, &immediate);
-        EXPECT_TRUE(ReadFile(line.controller->link.handle, &byte, 1, &count, nullptr));
-        EXPECT_EQ(count == 1 ? std::optional(byte) : std::nullopt, row.nextByte);
-    }
-}
-
-TEST(ReadReport, DropsThreeTimesThreeHundredBytesAndNoMoreInOneCall)
-{
-    const Bytes report{0xFF, 1, 2, 3, 4};
-    for (const size_t strays : {899U, 900U}) {
-        const TestLine line;
-        line.Know(MODEL_7700);
-        line.controller->running = 1;
-        SendBytes(line.emulator.get(), Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(strays, 0x11) + report);
+        SendBytes(line.emulator.get(), Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(row.strays, 0x11) + Bytes{0xFF, 1, 2, 3, 4});
         Packet read{};
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), strays == 899U);
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), strays == 900U) << "the next call finds it at the start";
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), row.atOnce);
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), !row.atOnce);
     }
 }
 

@@ -1,20 +1,14 @@
 #include "platform/linux/pointer/touch_events.h"
+#include "testing/testing.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <linux/input.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <array>
-#include <string>
-#include <vector>
 
 namespace korvex {
 namespace {
 
 using platform::TouchState;
-using ::testing::ElementsAre;
 
 // Takes the place of the kernel's device: it keeps what each write has brought apart.
 struct Device {
@@ -30,9 +24,9 @@ struct Device {
     Device& operator=(const Device&) = delete;
 
     // The events of each write since the last call, "touch 1, x 5, report".
-    std::vector<std::string> Writes() const
+    Texts Writes() const
     {
-        std::vector<std::string> writes;
+        Texts writes;
         std::array<input_event, 8> events{};
         for (ssize_t bytes = 0; (bytes = read(ends[0], events.data(), sizeof(events))) > 0;) {
             std::string text;

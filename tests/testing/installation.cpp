@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "testing/process.h"
+
 namespace korvex::testing {
 
 Installation::Installation()
@@ -13,19 +15,14 @@ Installation::Installation()
 
 std::vector<std::string> Installation::Command(const std::vector<std::string>& words) const
 {
-    std::vector<std::string> command{KORVEX_COMMAND};
-    command.insert(command.end(), words.begin(), words.end());
-    command.insert(command.end(),
+    return Joined(Joined({KORVEX_COMMAND}, words),
         {"--state", (folder.path / "state").string(), "--port", "COM3=" + TerminalPath(first.get()), "--port",
             "COM4=" + TerminalPath(second.get())});
-    return command;
 }
 
 std::vector<std::string> Installation::Unseen(const std::vector<std::string>& words) const
 {
-    std::vector<std::string> command = Command(words);
-    command.insert(command.end(), {"--windows", "none", "--pointer", "log", "--trace", "trace.txt"});
-    return command;
+    return Joined(Command(words), {"--windows", "none", "--pointer", "log", "--trace", "trace.txt"});
 }
 
 } // namespace korvex::testing

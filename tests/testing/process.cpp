@@ -141,6 +141,12 @@ int EndBySignal(Process* process, int signal)
     return WaitForExit(process);
 }
 
+std::vector<std::string> Joined(std::vector<std::string> words, const std::vector<std::string>& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
 RunResult RunProgram(const std::vector<std::string>& command)
 {
     Process process(command);

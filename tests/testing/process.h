@@ -42,6 +42,9 @@ int EndBySignal(Process* process, int signal);
 // Looks every 2 ms whether the condition holds; false when it does not within 10 s.
 bool WaitUntil(const std::function<bool()>& condition);
 
+// The words of a command with more behind them.
+std::vector<std::string> Joined(std::vector<std::string> words, const std::vector<std::string>& more);
+
 struct RunResult {
     int exitCode;
     std::string output;

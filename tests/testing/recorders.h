@@ -30,8 +30,6 @@ std::ostream& operator<<(std::ostream& stream, const SentInput& input);
 struct InputRecorder {
     InputRecorder();
     ~InputRecorder();
-    InputRecorder(const InputRecorder&) = delete;
-    InputRecorder& operator=(const InputRecorder&) = delete;
 
     // The inputs so far, after waiting for `count` of them (10 s at most).
     std::vector<SentInput> WaitFor(size_t count);

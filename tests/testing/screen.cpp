@@ -23,12 +23,8 @@ Screen::~Screen()
 
 PointerState PointerOf(const Screen* screen)
 {
-    Window root = 0;
-    Window child = 0;
-    int x = 0;
-    int y = 0;
-    int windowX = 0;
-    int windowY = 0;
+    Window root = 0, child = 0;
+    int x = 0, y = 0, windowX = 0, windowY = 0;
     unsigned mask = 0;
     XQueryPointer(screen->display, DefaultRootWindow(screen->display), &root, &child, &x, &y, &windowX, &windowY, &mask);
     return {x, y, (mask & Button1Mask) != 0};

@@ -15,8 +15,6 @@ struct Screen {
 
     explicit Screen(const std::string& size = "1024x768x24");
     ~Screen();
-    Screen(const Screen&) = delete;
-    Screen& operator=(const Screen&) = delete;
 };
 
 struct PointerState {

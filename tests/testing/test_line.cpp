@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 
 #include "calibration/defaults.h"
 #include "link/port_link.h"
@@ -12,11 +13,15 @@
 
 namespace korvex::testing {
 
-TestLine::TestLine(const emulator::EmulatorOptions& options) : emulator(emulator::StartEmulator(options)), controller(CreateController())
+TestLine::TestLine(const emulator::EmulatorOptions& options, uint32_t knownModel)
+    : emulator(emulator::StartEmulator(options))
+    , controller(CreateController())
 {
     LinkInit(&controller->link, OpenPort(TerminalPath(emulator.get())), LINK_SERIAL, 3);
     SerialSetBaud(&controller->link, options.baudRate);
     controller->link.byteTimeoutMs = PATIENT_BYTE_TIMEOUT_MS;
+    if (knownModel != 0)
+        Know(knownModel);
 }
 
 void TestLine::Know(uint32_t model, uint32_t resolutionBits) const
@@ -51,6 +56,19 @@ bool AwaitReader(const TouchController* controller)
         const std::lock_guard guard(port->mutex);
         return port->waiting;
     });
+}
+
+void PlaceLink(const char* name, const emulator::Emulator* emulator)
+{
+    std::filesystem::remove(name);
+    std::filesystem::create_symlink(TerminalPath(emulator), name);
+}
+
+emulator::EmulatorPointer StartSilentEmulator(const emulator::EmulatorOptions& options, int code)
+{
+    emulator::EmulatorPointer emulator = emulator::StartEmulator(options);
+    AddAnswerFault(emulator.get(), {emulator::AnswerFaultKind::SILENCE, -1, code});
+    return emulator;
 }
 
 HANDLE OpenPort(const std::string& path)

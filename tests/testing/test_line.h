@@ -19,8 +19,8 @@ struct TestLine {
     emulator::EmulatorPointer emulator;
     ControllerPointer controller;
 
-    // The record knows its port; of the controller it knows nothing yet.
-    explicit TestLine(const emulator::EmulatorOptions& options = {});
+    // The record knows its port; of the controller it knows nothing yet, or what Know says of this model.
+    explicit TestLine(const emulator::EmulatorOptions& options = {}, uint32_t knownModel = 0);
 
     // As after an identification: model, report length, resolution, plain 10- or 12-bit spans.
     void Know(uint32_t model, uint32_t resolutionBits = 10) const;
@@ -34,6 +34,12 @@ std::string DeviceIdOf(const TouchController* controller);
 
 // Waits until the session's reader, or who else uses the line, sleeps in its input wait; false when it does not within 10 s.
 bool AwaitReader(const TouchController* controller);
+
+// Makes `name` a link to the terminal, as udev does for an adapter, in place of what is there.
+void PlaceLink(const char* name, const emulator::Emulator* emulator);
+
+// An emulated controller that does not answer this command, or none at all.
+emulator::EmulatorPointer StartSilentEmulator(const emulator::EmulatorOptions& options = {}, int code = -1);
 
 // Opens a terminal as the detection pass opens a port.
 HANDLE OpenPort(const std::string& path);

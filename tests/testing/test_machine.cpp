@@ -44,6 +44,14 @@ Element::~Element()
     SetupDiDestroyDeviceInfoList(devices);
 }
 
+void WriteRegistryText(std::u16string_view path, const WCHAR* name, const std::u16string& text)
+{
+    HKEY key = platform::OpenRegistryPath(path);
+    RegSetValueExW(
+        key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
+    RegCloseKey(key);
+}
+
 int64_t RegistryNumber(std::u16string_view path, const WCHAR* name)
 {
     HKEY key = platform::OpenRegistryPath(path);

@@ -15,8 +15,6 @@ struct TestMachine {
 
     TestMachine();
     ~TestMachine();
-    TestMachine(const TestMachine&) = delete;
-    TestMachine& operator=(const TestMachine&) = delete;
 };
 
 // Registers the enumerator's service; with a binary in its place or without.
@@ -35,6 +33,8 @@ struct Element {
 
 // A number in the registry, by the whole path of its key; -1 when there is none.
 int64_t RegistryNumber(std::u16string_view key, const WCHAR* name);
+
+void WriteRegistryText(std::u16string_view key, const WCHAR* name, const std::u16string& text);
 
 // Where the enumerator's parameters of a port are.
 std::u16string ParametersOf(std::u16string_view port);

@@ -27,4 +27,11 @@ using namespace ::testing; // NOLINT(google-build-using-namespace,google-global-
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
+inline milliseconds TimeOf(const std::function<void()>& action)
+{
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
 } // namespace korvex

@@ -167,17 +167,12 @@ bool Check(bool done, const char* what)
     return done;
 }
 
-// What the plug-and-play manager writes for a device that is present.
-void MarkPresent(const std::wstring& path)
+void SetValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type, const void* data, size_t size)
 {
-    const std::wstring key
-        = L"System\\CurrentControlSet\\Control\\DeviceClasses\\{86E0D1E0-8089-11D0-9CE4-08003E301F73}\\" + path + L"\\#\\Control";
-    HKEY control = nullptr;
-    const DWORD linked = 1;
-    Check(RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &control, nullptr) == ERROR_SUCCESS,
-        "the interface's key");
-    RegSetValueExW(control, L"Linked", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&linked), sizeof(linked));
-    RegCloseKey(control);
+    HKEY key = nullptr;
+    Check(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr) == ERROR_SUCCESS, "a registry key");
+    RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
+    RegCloseKey(key);
 }
 
 bool RegisterPort(const std::wstring& number)
@@ -195,7 +190,13 @@ bool RegisterPort(const std::wstring& number)
     RegSetValueExW(
         key, L"PortName", 0, REG_SZ, reinterpret_cast<const BYTE*>(name.c_str()), static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR)));
     RegCloseKey(key);
-    MarkPresent(L"##?#ROOT#PORTS#000" + number + L"#{86E0D1E0-8089-11D0-9CE4-08003E301F73}");
+    // What the plug-and-play manager writes for a device that is present.
+    const std::wstring portInterface = L"{86E0D1E0-8089-11D0-9CE4-08003E301F73}";
+    const DWORD linked = 1;
+    SetValue(HKEY_LOCAL_MACHINE,
+        L"System\\CurrentControlSet\\Control\\DeviceClasses\\" + portInterface + L"\\##?#ROOT#PORTS#000" + number + L"#" + portInterface
+            + L"\\#\\Control",
+        L"Linked", REG_DWORD, &linked, sizeof(linked));
     SetupDiDestroyDeviceInfoList(devices);
     return true;
 }
@@ -261,15 +262,6 @@ void Coinstall(bool install, const std::wstring& hardwareId)
     SetupDiDestroyDeviceInfoList(devices);
 }
 
-void WriteText(HKEY root, const wchar_t* path, const wchar_t* name, const std::wstring& text)
-{
-    HKEY key = nullptr;
-    RegCreateKeyExW(root, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-    RegSetValueExW(
-        key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
-    RegCloseKey(key);
-}
-
 void PrintStatusText()
 {
     std::array<wchar_t, 260> text{};
@@ -307,10 +299,7 @@ void StorePath(DWORD type, size_t units, const std::wstring& text)
         value += text.size() > 1 ? text + L'\0' : text;
     value.resize(units);
     value += L'#'; // Windows takes a zero behind the last unit for a terminator that was not counted
-    HKEY key = nullptr;
-    RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Korvex", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-    RegSetValueExW(key, L"Path", 0, type, reinterpret_cast<const BYTE*>(value.c_str()), static_cast<DWORD>(units * sizeof(WCHAR)));
-    RegCloseKey(key);
+    SetValue(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Korvex", L"Path", type, value.c_str(), units * sizeof(WCHAR));
 }
 
 } // namespace
@@ -325,7 +314,8 @@ int wmain(int argc, wchar_t** argv)
     if (command == L"set-path")
         StorePath(wcstoul(argv[2], nullptr, 10), wcstoul(argv[3], nullptr, 10), argv[4]);
     else if (command == L"report-version")
-        WriteText(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\host.exe", L"Version", argument);
+        SetValue(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\host.exe", L"Version", REG_SZ, argument.c_str(),
+            (argument.size() + 1) * sizeof(WCHAR));
     else if (command == L"watch-clicks")
         ShowClicks();
     else if (command == L"status-text")

@@ -109,9 +109,7 @@ void PlugIn(const Wine* wine, const emulator::Emulator* emulator)
 
 std::vector<std::string> Host(const std::vector<std::string>& words)
 {
-    std::vector<std::string> command{IN_ROOT, LOADER, "host.exe"};
-    command.insert(command.end(), words.begin(), words.end());
-    return command;
+    return Joined({IN_ROOT, LOADER, "host.exe"}, words);
 }
 
 void BlockInWaits(const Wine* wine)

@@ -18,8 +18,6 @@ struct Wine {
 
     Wine();
     ~Wine(); // ends everything that still runs in it
-    Wine(const Wine&) = delete;
-    Wine& operator=(const Wine&) = delete;
 };
 
 // Makes the emulator's terminal COM3, as a device that SetupAPI lists.
