@@ -7,6 +7,7 @@
 #include "calibration/settings_file.h"
 #include "platform/linux/machine.h"
 #include "support/lock_guard.h"
+#include "support/owned.h"
 #include "testing/calibration_data.h"
 #include "testing/recorders.h"
 #include "testing/temporary_folder.h"
@@ -19,21 +20,6 @@ namespace {
 HANDLE Hold(const WCHAR* path, DWORD share)
 {
     return CreateFileW(path, GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr);
-}
-
-TEST(LoadSettings, TakesAFileCutAtAnyLength)
-{
-    const std::string whole = "[Calibration]\nPanelOrient=2\nMode=4\nSTD_MAX_X=938\n" + PointLines(TargetsOf(4));
-    for (size_t length = 0; length <= whole.size(); ++length) {
-        const TemporaryFolder folder;
-        WriteTextFile("Korvex.ini", whole.substr(0, length));
-        TraceRecorder trace;
-        const auto controller = Unconnected();
-        EXPECT_TRUE(LoadSettings(controller.get()));
-        EXPECT_EQ(trace.texts, Texts{"Load File Settings\n"});
-        EXPECT_EQ(controller->calib.pointCount, length < whole.find("4\nSTD") + 1 ? 0U : 4U) << length;
-        EXPECT_NE(controller->calib.stdMinX, controller->calib.stdMaxX) << length;
-    }
 }
 
 TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFileAndElseDefaults)
@@ -49,9 +35,8 @@ TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFileAndElseDefaults)
         if (row == Case::READ_ONLY)
             chmod("Korvex.ini", 0444);
         // Who reads the file and lets others write it does not keep the runtime out.
-        HANDLE holder = Hold(TEXT("Korvex.ini"), row == Case::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ);
-        const TestLine line(options);
-        line.Know(MODEL_5200);
+        const OwnedHandle holder(Hold(TEXT("Korvex.ini"), row == Case::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ));
+        const TestLine line(options, MODEL_5200);
         if (row == Case::SILENT)
             AddAnswerFault(line.emulator.get(), {emulator::AnswerFaultKind::SILENCE});
         TraceRecorder trace;
@@ -63,7 +48,6 @@ TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFileAndElseDefaults)
             row == Case::SILENT ? "mode 1, orientation 1, 0 points, box 85..938 85..938, raw 1024 x 1024"
                 : fromFile      ? "mode 1, orientation 7, 0 points, box 0..1023 0..1023, raw 4096 x 4096"
                                 : "mode 1, orientation 3, 0 points, box 16..4080 341..3754, raw 4096 x 4096");
-        CloseHandle(holder);
     }
 }
 
@@ -121,9 +105,8 @@ TEST(LocateSettingsFile, LooksInTheSystemFolder)
     EXPECT_TRUE(std::u16string(path.data()).ends_with(u"\\Korvex.ini")) << "the path is given all the same";
     WriteTextFile("Korvex.ini", "");
     chmod("Korvex.ini", 0444);
-    HANDLE reader = Hold(path.data(), FILE_SHARE_READ);
+    const OwnedHandle reader(Hold(path.data(), FILE_SHARE_READ));
     EXPECT_TRUE(LocateSettingsFile(path.data())) << "beside another reader";
-    CloseHandle(reader);
     platform::ThisMachine()->folders.system.clear();
     EXPECT_FALSE(LocateSettingsFile(path.data()));
 }

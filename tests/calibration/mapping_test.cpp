@@ -6,6 +6,7 @@
 
 #include "calibration/defaults.h"
 #include "calibration/orientation.h"
+#include "calibration/wrapping.h"
 #include "testing/calibration_data.h"
 #include "testing/testing.h"
 
@@ -84,26 +85,45 @@ TEST(MapPoint, IsExactToTheUnitInEveryStage)
     EXPECT_EQ(point, (Point{-3, 7})) << "raised to 0, then lowered to the span";
 }
 
-// A panel mounted in any of the eight ways: its points, measured in its own axes, bring the same finger to the same place.
-TEST(MapPoint, UndoesEveryOrientation)
+TEST(WrapDivide, HasAResultForEveryDivisor)
 {
-    for (uint32_t orientation = 1; orientation <= MAX_ORIENTATION; ++orientation) {
-        const auto panelPoint = [orientation](Point screen) {
-            const bool mirrorX = orientation == 3 || orientation == 4 || orientation == 6 || orientation == 8;
-            const bool mirrorY = orientation == 2 || orientation == 4 || orientation == 7 || orientation == 8;
-            const Point panel = orientation >= 5 ? Point{screen.y, screen.x} : screen;
-            return Point{mirrorX ? 1000 - panel.x : panel.x, mirrorY ? 1000 - panel.y : panel.y};
-        };
-        for (const uint32_t pointCount : {4U, 9U}) {
-            CalibrationData calib = Measured(TargetsOf(pointCount));
-            std::transform(calib.advPoints.begin(), calib.advPoints.begin() + pointCount, calib.advPoints.begin(), panelPoint);
+    constexpr int32_t SMALLEST = std::numeric_limits<int32_t>::min();
+    EXPECT_EQ(WrapDivide(7, 0), 0);
+    EXPECT_EQ(WrapDivide(SMALLEST, -1), SMALLEST);
+}
+
+TEST(DetectOrientation, LooksAtTheCornersOfEveryPointCount)
+{
+    struct Panel {
+        Point topLeft, topRight, bottomRight;
+        uint32_t orientation;
+    };
+    for (const auto& [pointCount, rowEnd, lastCorner] : {std::array{4U, 1U, 2U}, {9U, 2U, 8U}, {16U, 3U, 15U}, {25U, 4U, 24U}}) {
+        for (const Panel& panel : {Panel{{100, 100}, {900, 100}, {900, 900}, 1}, Panel{{900, 100}, {100, 100}, {100, 900}, 3},
+                 Panel{{100, 100}, {100, 900}, {900, 900}, 5}, Panel{{100, 100}, {500, 500}, {900, 400}, 2}, // a tie runs along raw X
+                 Panel{{0, 0}, {0, 0}, {0, 0}, 4}}) {
+            CalibrationData calib{};
+            calib.pointCount = pointCount;
+            calib.advPoints.fill({777, 333}); // no other point counts
+            calib.advPoints[0] = panel.topLeft;
+            calib.advPoints[rowEnd] = panel.topRight;
+            calib.advPoints[lastCorner] = panel.bottomRight;
             DetectOrientation(&calib);
-            EXPECT_EQ(calib.orientation, orientation);
-            BuildReferencePoints(&calib);
-            Point point = panelPoint({900, 100});
-            MapPoint(&calib, &point);
-            EXPECT_EQ(point, (Point{64223, 1311})) << orientation;
+            EXPECT_EQ(calib.orientation, panel.orientation) << pointCount << " points";
         }
+    }
+}
+
+TEST(BuildReferencePoints, TransformsOnlyThePointsInUse)
+{
+    CalibrationData calib = Measured(std::vector<Point>(4, {100, 200}));
+    calib.refPoints[4] = {-1, -1};
+    for (const uint32_t orientation : {7U, 9U}) { // an unknown code leaves them
+        calib.orientation = orientation;
+        EXPECT_TRUE(BuildReferencePoints(&calib));
+        EXPECT_EQ(calib.refPoints[3], (Point{3896, 100}));
+        EXPECT_EQ(calib.refPoints[4], (Point{-1, -1}));
+        calib.advPoints.fill({1, 1});
     }
 }
 

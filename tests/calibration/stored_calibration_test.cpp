@@ -12,10 +12,8 @@ namespace {
 TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
 {
     const std::string nine = PointLines(MirroredTargetsOf(9));
-    struct Row {
-        std::string section, loaded;
-    };
-    for (const Row& row : {
+    using Row = std::pair<std::string, std::string>;
+    for (const auto& [section, loaded] : {
              Row{"", "orientation 1, 0 points, box 0..1023 0..1023"},
              Row{"PanelOrient=9\n", "orientation 1, 0 points, box 0..1023 0..1023"},
              Row{"PanelOrient=0\n", "orientation 1, 0 points, box 0..1023 0..1023"},
@@ -35,11 +33,11 @@ TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
              Row{"STD_MAX_X=00000000000000000000000000000077\n", "orientation 1, 0 points, box 0..7 0..1023"},
          }) {
         const TemporaryFolder folder;
-        const std::string file = "[Calibration]\n" + row.section;
+        const std::string file = "[Calibration]\n" + section;
         WriteTextFile("Korvex.ini", file);
         const auto controller = Unconnected();
         EXPECT_TRUE(LoadSettings(controller.get()));
-        EXPECT_EQ(TextOf(&controller->calib), "mode 1, " + row.loaded + ", raw 1024 x 1024") << row.section;
+        EXPECT_EQ(TextOf(&controller->calib), "mode 1, " + loaded + ", raw 1024 x 1024") << section;
         EXPECT_EQ(ReadTextFile("Korvex.ini"), file) << "reading changes nothing";
     }
 }

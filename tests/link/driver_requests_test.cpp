@@ -24,20 +24,11 @@ ControllerPointer KnownController()
     return controller;
 }
 
-std::vector<int> InfoOf(const TouchController* controller)
-{
-    return {controller->usbInfoA, controller->usbInfoB, controller->usbInfoC};
-}
-
 // Each request fails once; the others are sent and taken all the same.
 TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
 {
-    struct Row {
-        DWORD failing;
-        std::vector<int> info;
-        const char* identity;
-    };
-    for (const Row& row : {
+    using Row = std::tuple<DWORD, std::vector<int>, const char*>;
+    for (const auto& [failing, info, identity] : {
              Row{0, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"}, // no controller's rate, but kept
              Row{0x223C00, {0, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
              Row{0x223C04, {0x34, 0, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
@@ -50,13 +41,13 @@ TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
         const TestMachine machine;
         const auto device = AddTouchDevice(u"USB\\KVX8200\\1", {});
         for (const auto& answer : ALL_ANSWERS) {
-            if (answer.first != row.failing)
+            if (answer.first != failing)
                 device->answers.push_back(answer);
         }
         const auto controller = KnownController();
         EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"usb\\kvx8200\\1"));
-        EXPECT_EQ(InfoOf(controller.get()), row.info) << std::hex << row.failing;
-        EXPECT_EQ(IdentityText(controller.get()), row.identity) << std::hex << row.failing;
+        EXPECT_THAT(info, ElementsAre(controller->usbInfoA, controller->usbInfoB, controller->usbInfoC)) << std::hex << failing;
+        EXPECT_EQ(IdentityText(controller.get()), identity) << std::hex << failing;
         EXPECT_EQ(controller->link.kind, LINK_NONE);
         EXPECT_THAT(device->requests, ElementsAre(0x223C00, 0x223C04, 0x223C80, 0x223D24, 0x223CA8, 0x223CAC, 0x223CB4));
     }

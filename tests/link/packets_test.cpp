@@ -34,31 +34,26 @@ TEST(DecodeCoord, HasEachModelsByteOrder)
 {
     const auto controller = ControllerPointer(CreateController());
     const uint8_t field[]{0x12, 0x34};
-    struct Row {
-        uint32_t model, answers, reports;
-    };
-    for (const Row& row :
+    using Row = std::tuple<uint32_t, uint32_t, uint32_t>;
+    for (const auto& [model, answers, reports] :
         {Row{MODEL_2400, 0x3412, 0x3412}, Row{MODEL_4400, 0x1234, 0x3412}, Row{MODEL_5200, 0x1234, 0x3412}, Row{MODEL_5203, 0x1234, 0x3412},
             Row{MODEL_5460, 0x1234, 0x3412}, Row{MODEL_7700, 0x12 * 128 + 0x34, 0x12 * 128 + 0x34}, Row{MODEL_8200, 0, 0}, Row{0, 0, 0}}) {
-        controller->model = row.model;
-        EXPECT_EQ(DecodeCoord(controller.get(), field, true), row.answers);
-        EXPECT_EQ(DecodeCoord(controller.get(), field, false), row.reports);
+        controller->model = model;
+        EXPECT_EQ(DecodeCoord(controller.get(), field, true), answers);
+        EXPECT_EQ(DecodeCoord(controller.get(), field, false), reports);
     }
 }
 
 TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
 {
     const auto controller = ControllerPointer(CreateController());
-    struct Row {
-        uint32_t model;
-        uint8_t status, contact;
-    };
-    for (const Row& row : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0}, Row{MODEL_5200, 0x55, 0xFF}, Row{MODEL_5200, 0x40, 0xFF},
-             Row{MODEL_5460, 0x70, 1}, Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0}, Row{MODEL_2400, 0x30, 0xFF},
-             Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0}, Row{MODEL_7700, 0xFE, 0xFF},
-             Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
-        controller->model = row.model;
-        EXPECT_EQ(ClassifyStatus(controller.get(), row.status), row.contact) << std::hex << row.model << " " << int{row.status};
+    using Row = std::tuple<uint32_t, uint8_t, uint8_t>;
+    for (const auto& [model, status, contact] : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0}, Row{MODEL_5200, 0x55, 0xFF},
+             Row{MODEL_5200, 0x40, 0xFF}, Row{MODEL_5460, 0x70, 1}, Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0},
+             Row{MODEL_2400, 0x30, 0xFF}, Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0},
+             Row{MODEL_7700, 0xFE, 0xFF}, Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
+        controller->model = model;
+        EXPECT_EQ(ClassifyStatus(controller.get(), status), contact) << std::hex << model << " " << int{status};
     }
 }
 

@@ -2,11 +2,13 @@
 #include "testing/testing.h"
 
 #include <climits>
+#include <cstring>
 
 namespace korvex {
 namespace {
 
 using Buffer = std::array<WCHAR, 16>;
+using Text = std::basic_string<WCHAR>;
 
 constexpr WCHAR UNTOUCHED = '#';
 
@@ -28,15 +30,14 @@ TEST(FormatBounded, CutsAtTheCapacityAndNeverWritesPastIt)
     for (const Row& row : {Row{6, TEXT("abcd"), TEXT_OK, TEXT("abcd")}, Row{5, TEXT("abcd"), TEXT_OK, TEXT("abcd")},
              Row{4, TEXT("abcd"), TEXT_TRUNCATED, TEXT("abc")}, Row{1, TEXT("abcd"), TEXT_TRUNCATED, TEXT("")},
              Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
-        Buffer formatted = Fresh();
-        EXPECT_EQ(FormatBounded(formatted.data(), row.capacity, TEXT("%s"), row.text), row.result);
-        EXPECT_EQ(formatted.data(), std::basic_string<WCHAR>(row.stored));
-        EXPECT_EQ(formatted[row.capacity], UNTOUCHED);
-
-        Buffer copied = Fresh();
-        EXPECT_EQ(CopyBounded(copied.data(), row.capacity, row.text), row.result);
-        EXPECT_EQ(copied.data(), std::basic_string<WCHAR>(row.stored));
-        EXPECT_EQ(copied[row.capacity], UNTOUCHED);
+        for (const bool copies : {false, true}) {
+            Buffer buffer = Fresh();
+            EXPECT_EQ(copies ? CopyBounded(buffer.data(), row.capacity, row.text)
+                             : FormatBounded(buffer.data(), row.capacity, TEXT("%s"), row.text),
+                row.result);
+            EXPECT_EQ(buffer.data(), Text(row.stored));
+            EXPECT_EQ(buffer[row.capacity], UNTOUCHED);
+        }
     }
     for (const size_t capacity : {size_t{0}, MAX_CAPACITY + 1}) {
         Buffer buffer = Fresh();
@@ -60,11 +61,8 @@ TEST(FormatBounded, FormatsNumbersAsTheCLibraryDoes)
         snprintf(expected.data(), expected.size(), row.format, row.value); // NOLINT(clang-diagnostic-format-nonliteral): the oracle
         std::array<WCHAR, 64> actual{};
         const std::string format = row.format;
-        EXPECT_EQ(FormatBounded(actual.data(), actual.size(), std::basic_string<WCHAR>(format.begin(), format.end()).c_str(), row.value),
-            TEXT_OK);
-        EXPECT_EQ(std::basic_string<WCHAR>(actual.data()),
-            std::basic_string<WCHAR>(expected.data(), expected.data() + std::string(expected.data()).size()))
-            << format;
+        EXPECT_EQ(FormatBounded(actual.data(), actual.size(), Text(format.begin(), format.end()).c_str(), row.value), TEXT_OK);
+        EXPECT_EQ(Text(actual.data()), Text(expected.data(), expected.data() + strlen(expected.data()))) << format;
     }
 }
 
@@ -75,9 +73,9 @@ TEST(FormatBounded, ReadsNoFurtherThanAPrecisionAndPadsText)
     EXPECT_EQ(FormatBounded(
                   text.data(), text.size(), TEXT("%.2s|%5s|%-3s|%*s|%c"), unterminated.data(), TEXT("ab"), TEXT("x"), -2, TEXT("y"), 'z'),
         TEXT_OK);
-    EXPECT_EQ(std::basic_string<WCHAR>(text.data()), TEXT("ok|   ab|x  |y |z"));
+    EXPECT_EQ(Text(text.data()), TEXT("ok|   ab|x  |y |z"));
     EXPECT_EQ(FormatBounded(text.data(), text.size(), TEXT("%s"), static_cast<const WCHAR*>(nullptr)), TEXT_OK);
-    EXPECT_EQ(std::basic_string<WCHAR>(text.data()), TEXT("(null)"));
+    EXPECT_EQ(Text(text.data()), TEXT("(null)"));
 }
 
 TEST(FormatBounded, EndsTheTextAtAConversionThatItDoesNotKnow)
@@ -85,29 +83,27 @@ TEST(FormatBounded, EndsTheTextAtAConversionThatItDoesNotKnow)
     for (const WCHAR* format : {TEXT("ab%q%d"), TEXT("ab%"), TEXT("ab%5"), TEXT("ab%ld")}) {
         Buffer buffer = Fresh();
         EXPECT_EQ(FormatBounded(buffer.data(), 8, format, 1), TEXT_TRUNCATED);
-        EXPECT_EQ(std::basic_string<WCHAR>(buffer.data()), TEXT("ab"));
+        EXPECT_EQ(Text(buffer.data()), TEXT("ab"));
         EXPECT_EQ(buffer[7], 0);
         EXPECT_EQ(buffer[8], UNTOUCHED);
     }
     Buffer buffer = Fresh();
     EXPECT_EQ(FormatBounded(buffer.data(), 8, TEXT("%2147483647d"), 1), TEXT_TRUNCATED) << "and a huge width costs nothing";
-    EXPECT_EQ(std::basic_string<WCHAR>(buffer.data()), TEXT("       "));
+    EXPECT_EQ(Text(buffer.data()), TEXT("       "));
 }
 
 TEST(LengthBounded, NeedsATerminatorWithinTheMaximum)
 {
     size_t length = 99;
-    const std::basic_string<WCHAR> longest(255, TEXT('x'));
+    const Text longest(255, TEXT('x'));
     EXPECT_EQ(LengthBounded(longest.c_str(), 256, &length), TEXT_OK);
     EXPECT_EQ(length, 255U);
-    struct Row {
-        const WCHAR* text;
-        size_t maximum;
-    };
-    const std::basic_string<WCHAR> tooLong(256, TEXT('x'));
-    for (const Row& row : {Row{tooLong.c_str(), 256}, Row{nullptr, 256}, Row{TEXT("a"), 0}, Row{TEXT("a"), MAX_CAPACITY + 1}}) {
+    using Row = std::pair<const WCHAR*, size_t>;
+    const Text tooLong(256, TEXT('x'));
+    for (const auto& [text, maximum] :
+        {Row{tooLong.c_str(), 256}, Row{nullptr, 256}, Row{TEXT("a"), 0}, Row{TEXT("a"), MAX_CAPACITY + 1}}) {
         length = 99;
-        EXPECT_EQ(LengthBounded(row.text, row.maximum, &length), TEXT_INVALID_PARAMETER);
+        EXPECT_EQ(LengthBounded(text, maximum, &length), TEXT_INVALID_PARAMETER);
         EXPECT_EQ(length, 0U);
     }
     EXPECT_EQ(LengthBounded(TEXT("a"), 2, nullptr), TEXT_OK);
@@ -119,15 +115,12 @@ TEST(LengthBounded, NeedsATerminatorWithinTheMaximum)
 
 TEST(ParseInteger, StopsWhereTheNumberEndsAndSaturates)
 {
-    struct Row {
-        const WCHAR* text;
-        int32_t value;
-    };
-    for (const Row& row : {Row{TEXT("42"), 42}, Row{TEXT(" \t-7x"), -7}, Row{TEXT("+5"), 5}, Row{TEXT("+-5"), 0}, Row{TEXT("12 34"), 12},
-             Row{TEXT(""), 0}, Row{TEXT("abc"), 0}, Row{TEXT("-"), 0}, Row{TEXT("2147483647"), INT32_MAX},
+    using Row = std::pair<const WCHAR*, int32_t>;
+    for (const auto& [text, value] : {Row{TEXT("42"), 42}, Row{TEXT(" \t-7x"), -7}, Row{TEXT("+5"), 5}, Row{TEXT("+-5"), 0},
+             Row{TEXT("12 34"), 12}, Row{TEXT(""), 0}, Row{TEXT("abc"), 0}, Row{TEXT("-"), 0}, Row{TEXT("2147483647"), INT32_MAX},
              Row{TEXT("2147483648"), INT32_MAX}, Row{TEXT("-2147483648"), INT32_MIN}, Row{TEXT("-99999999999999999999999"), INT32_MIN},
              Row{TEXT("99999999999999999999999"), INT32_MAX}})
-        EXPECT_EQ(ParseInteger(row.text), row.value);
+        EXPECT_EQ(ParseInteger(text), value);
 }
 
 } // namespace
