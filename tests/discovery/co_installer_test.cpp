@@ -62,19 +62,12 @@ struct Installer {
         if (settings)
             WriteTextFile("system32/Korvex.ini", *settings);
         if (system.hasTabletService)
-            SetText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\TabletInputService", u"ImagePath");
-        SetText(u"HKCU\\Control Panel\\Mouse", u"DoubleClickSpeed");
+            WriteRegistryText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\TabletInputService", u"ImagePath", u"500");
+        WriteRegistryText(u"HKCU\\Control Panel\\Mouse", u"DoubleClickSpeed", u"500");
         SP_DEVINSTALL_PARAMS_W parameters{};
         parameters.cbSize = sizeof(parameters);
         parameters.Flags = FOREIGN_FLAG;
         SetupDiSetDeviceInstallParamsW(element.devices, &element.data, &parameters);
-    }
-
-    static void SetText(std::u16string_view path, const WCHAR* name)
-    {
-        HKEY key = platform::OpenRegistryPath(path);
-        RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(u"500"), 8);
-        RegCloseKey(key);
     }
 
     DWORD Call(DI_FUNCTION function, bool postProcessing)
@@ -128,13 +121,11 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
              Row{{5, 0}, NO_FILE, USB, 0, 0, MOUSE},
              Row{{5, 0, false, true}, NO_FILE, USB, 0, 0, TABLET},
              Row{xp, NO_FILE, USB, 0, 0, MOUSE},
-             Row{xp, NO_FILE, SERIAL, 0, 0, MOUSE},
              Row{xpTablet, NO_FILE, USB, 0, 1, TABLET},
              Row{{5, 2}, NO_FILE, SERIAL, 0, 0, MOUSE},
              Row{{5, 2, false, true}, NO_FILE, USB, 0, 0, TABLET},
              Row{vista, NO_FILE, USB, 1, 1, TABLET},
              Row{seven, NO_FILE, SERIAL, 1, 1, TABLET},
-             Row{ten, NO_FILE, USB, 1, 1, TABLET},
              Row{server, NO_FILE, USB, 1, 0, TABLET},
              Row{{10, 0, true, false, true}, NO_FILE, USB, 1, 1, TABLET},
              // A file without the keys asks for mouse mode and no suspend.
@@ -179,17 +170,15 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
 
 TEST(CoInstaller, TracesWhatItReadWithTheErrorOfThatReadAlone)
 {
-    struct Row {
-        std::string settings, line;
-    };
-    for (const Row& row : {Row{"[Option]\nTouchReport=2\n", "1 ; Error : 0 ; Buffer 2\n"}, Row{"", "1 ; Error : 2 ; Buffer 1\n"},
-             Row{"[Option]\nTouchReport=\n", "0 ; Error : 0 ; Buffer \n"},
+    using Row = std::pair<std::string, std::string>;
+    for (const auto& [settings, line] : {Row{"[Option]\nTouchReport=2\n", "1 ; Error : 0 ; Buffer 2\n"},
+             Row{"", "1 ; Error : 2 ; Buffer 1\n"}, Row{"[Option]\nTouchReport=\n", "0 ; Error : 0 ; Buffer \n"},
              Row{"[Option]\nTouchReport=" + std::string(300, '7'), "259 ; Error : 0 ; Buffer " + std::string(259, '7')}}) {
         const TraceRecorder trace;
-        Installer installer({6, 1}, row.settings, USB);
+        Installer installer({6, 1}, settings, USB);
         SetLastError(ERROR_ACCESS_DENIED);
         installer.Call(DIF_INSTALLDEVICE, true);
-        EXPECT_THAT(trace.texts, ElementsAre(("GetPrivateProfileString() Bytes Copied : " + row.line).substr(0, 255)));
+        EXPECT_THAT(trace.texts, ElementsAre(("GetPrivateProfileString() Bytes Copied : " + line).substr(0, 255)));
     }
 }
 

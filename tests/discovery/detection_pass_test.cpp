@@ -10,6 +10,7 @@
 #include "link/driver_requests.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
+#include "support/owned.h"
 #include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
@@ -39,8 +40,6 @@ struct Host {
         DestroyHostContext();
         DestroyWindow(text);
     }
-    Host(const Host&) = delete;
-    Host& operator=(const Host&) = delete;
 
     // Runs a pass; the result that it has posted, -1 when it has posted none.
     int64_t Detect(uint32_t mode)
@@ -74,16 +73,17 @@ DEVINST AddPort(const std::u16string& name, const emulator::Emulator* emulator)
     return platform::AddSerialPort(name, emulator == nullptr ? "/dev/null" : TerminalPath(emulator), "pci-" + platform::ToUtf8(name));
 }
 
-// A new port in a machine where the filter's driver is missing, so that a child is what the test presents.
-DEVINST AddBoundPort(const std::u16string& name, const emulator::Emulator* emulator, const std::u16string& child)
+// A port as a run with a 0x5200 at 19200 baud has left it.
+DEVINST AddBoundPort(const std::u16string& name, const emulator::Emulator* emulator)
 {
     const DEVINST port = AddPort(name, emulator);
     const ControllerPointer controller(CreateController());
-    controller->stopEvent = CreateEventW(nullptr, TRUE, TRUE, nullptr); // nothing is waited for
+    controller->model = MODEL_5200;
+    controller->link.baudRate = 19200;
+    const OwnedHandle stopped(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    controller->stopEvent = stopped.value; // nothing is waited for
     Element element(port);
     BindEnumerator(controller.get(), element.devices, &element.data);
-    CloseHandle(controller->stopEvent);
-    platform::PresentChild(port, child);
     return port;
 }
 
@@ -104,12 +104,8 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
     const TestMachine machine;
     WriteTextFile("Korvex.ini", "[Calibration]\n");
     drivers::RegisterEnumeratorFilter();
-    EmulatorOptions seven;
-    seven.model = 0x7700;
-    seven.baudRate = 9600;
-    const emulator::EmulatorPointer first = emulator::StartEmulator(seven);
-    const emulator::EmulatorPointer silent = emulator::StartEmulator({});
-    AddAnswerFault(silent.get(), {emulator::AnswerFaultKind::SILENCE});
+    const emulator::EmulatorPointer first = emulator::StartEmulator({0x7700, 0, 9600});
+    const emulator::EmulatorPointer silent = StartSilentEmulator();
     const emulator::EmulatorPointer second = emulator::StartEmulator({});
     AddPort(u"COM3", first.get());
     AddPort(u"COM12", silent.get());
@@ -165,32 +161,17 @@ TEST(DetectControllers, NoticesAnExchangedController)
 {
     struct Row {
         EmulatorOptions now;
-        bool answers;
-        bool held;
+        bool answers, held;
         uint32_t model;
     };
-    EmulatorOptions slower;
-    slower.baudRate = 9600;
-    EmulatorOptions seven;
-    seven.model = 0x7700;
-    for (const Row& row :
-        {Row{seven, true, false, MODEL_7700}, Row{slower, true, false, MODEL_5200}, Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
+    for (const Row& row : {Row{{0x7700}, true, false, MODEL_7700}, Row{{0x5200, 0, 9600}, true, false, MODEL_5200},
+             Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
         const TestMachine machine;
         WriteTextFile("Korvex.ini", "[Calibration]\n");
         drivers::RegisterEnumeratorFilter();
         const TraceRecorder trace;
-        const emulator::EmulatorPointer emulator = emulator::StartEmulator(row.now);
-        if (!row.answers)
-            AddAnswerFault(emulator.get(), {emulator::AnswerFaultKind::SILENCE});
-        const DEVINST port = AddPort(u"COM3", emulator.get());
-        // As a run with a 0x5200 at 19200 baud has left it.
-        const ControllerPointer before(CreateController());
-        before->model = MODEL_5200;
-        before->link.baudRate = 19200;
-        {
-            Element element(port);
-            BindEnumerator(before.get(), element.devices, &element.data);
-        }
+        const auto emulator = row.answers ? emulator::StartEmulator(row.now) : StartSilentEmulator(row.now);
+        const DEVINST port = AddBoundPort(u"COM3", emulator.get());
         HANDLE holder = row.held ? OpenPort(TerminalPath(emulator.get())) : nullptr;
         Host host;
         host.Detect(PASS_REFRESH);
@@ -211,8 +192,7 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
     const TestMachine machine;
     TraceRecorder trace;
     const emulator::EmulatorPointer held = emulator::StartEmulator({});
-    const emulator::EmulatorPointer silent = emulator::StartEmulator({});
-    AddAnswerFault(silent.get(), {emulator::AnswerFaultKind::SILENCE});
+    const emulator::EmulatorPointer silent = StartSilentEmulator();
     const emulator::EmulatorPointer other = emulator::StartEmulator({});
     HANDLE holder = OpenPort(TerminalPath(held.get()));
     const auto served = drivers::AddTouchDevice(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", held.get()));
@@ -223,7 +203,8 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
     platform::PresentChild(AddPort(u"COM5", silent.get()), u"SERENUM\\KVX7700\\C");
     const DEVINST stranger = AddPort(u"COM6", other.get());
     platform::PresentChild(stranger, u"SERENUM\\MOUSE\\D");
-    const DEVINST bound = AddBoundPort(u"COM7", other.get(), u"");
+    const DEVINST bound = AddBoundPort(u"COM7", other.get());
+    platform::PresentChild(bound, u"");
     trace.texts.clear();
 
     Host host;
@@ -280,16 +261,13 @@ TEST(DetectControllers, RestartsAPortWhateverItsName)
 
 TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
 {
-    struct Row {
-        const char16_t* name;
-        uint32_t number;
-    };
-    for (const Row& row :
+    using Row = std::pair<const char16_t*, uint32_t>;
+    for (const auto& [name, number] :
         {Row{u"COM12", 12}, Row{u"XYZ7abc", 7}, Row{u"COM", 0}, Row{u"CO", 0}, Row{u"COM-3", 0}, Row{u"COMx", 0}, Row{u"", 0}}) {
         const TestMachine machine;
-        const DEVINST port = AddPort(row.name, nullptr);
+        const DEVINST port = AddPort(name, nullptr);
         Element element(port);
-        EXPECT_EQ(ReadPortNumber(element.devices, &element.data), row.number);
+        EXPECT_EQ(ReadPortNumber(element.devices, &element.data), number);
         platform::LockHardwareKey(port);
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), 0U);
     }

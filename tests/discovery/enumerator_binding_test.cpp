@@ -35,9 +35,7 @@ struct Binding {
     milliseconds Bind() const
     {
         Element element(port);
-        const auto start = std::chrono::steady_clock::now();
-        BindEnumerator(controller.get(), element.devices, &element.data);
-        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+        return TimeOf([&] { BindEnumerator(controller.get(), element.devices, &element.data); });
     }
 };
 
@@ -86,7 +84,6 @@ TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
     EXPECT_THAT(trace.texts, ElementsAre("Installing Enum Driver !", inf, "\n", "Get Child Device ID : SERENUM\\KVX7700\\COM3\n"));
 }
 
-// Every end before the last step: what is there afterwards.
 TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
 {
     enum class Fault { NO_INF, SERVICE_MANAGER, ABSOLUTE_BINARY, FILTER, NAME, RESTART, NO_STATUS, NO_CHILD };
@@ -123,11 +120,8 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
             InstallEnumeratorService(false);
         platform::ThisMachine()->tests.serviceManagerLocked = row.fault == Fault::SERVICE_MANAGER;
         if (row.fault == Fault::ABSOLUTE_BINARY) {
-            HKEY key = platform::OpenRegistryPath(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM");
             const std::u16string path = platform::FromNativePath((machine.folder.path / "windows/system32/drivers/KXSERENUM.sys").string());
-            RegSetValueExW(key, u"ImagePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
-                static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR)));
-            RegCloseKey(key);
+            WriteRegistryText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM", u"ImagePath", path);
         }
         if (row.fault == Fault::RESTART)
             platform::SetStatus(binding.port, DN_NEED_RESTART);

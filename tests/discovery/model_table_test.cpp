@@ -8,11 +8,8 @@ namespace {
 
 TEST(ModelFromHardwareId, KnowsEveryFormAndPosition)
 {
-    struct Row {
-        const WCHAR* identifier;
-        uint32_t model;
-    };
-    for (const Row& row : {Row{TEXT("SERENUM\\KVX5200"), 0x5200}, Row{TEXT("serenum\\kvx7700\\1&2"), 0x7700},
+    using Row = std::pair<const WCHAR*, uint32_t>;
+    for (const auto& [identifier, model] : {Row{TEXT("SERENUM\\KVX5200"), 0x5200}, Row{TEXT("serenum\\kvx7700\\1&2"), 0x7700},
              Row{TEXT("SERENUM\\ABC5460"), 0x5460}, Row{TEXT("SERENUM\\KVX2400"), 0}, Row{TEXT("SERENUM\\KVX52"), 0},
              Row{TEXT("SERENUM"), 0}, Row{TEXT("SERENU"), 0}, Row{TEXT(""), 0}, Row{TEXT("USB"), 0}, Row{TEXT("USB\\KVX7700"), 0x7700},
              Row{TEXT("HID\\kvx7700"), 0x7700}, Row{TEXT("USB\\KVX5460&MI_00"), 0x5460}, Row{TEXT("USB\\KVX8200"), 0},
@@ -25,7 +22,7 @@ TEST(ModelFromHardwareId, KnowsEveryFormAndPosition)
              Row{TEXT("USB\\KVX53381.....6646"), 0x4400},
              Row{TEXT("USB\\KVX_3381&PID_6646"), 0x4400}, // the second vendor's digits overrule the name
              Row{TEXT("SERENUM\\33815200.6646"), 0}, Row{TEXT("PCI\\VID_2C7A&PID_5200"), 0}, Row{TEXT(" USB\\KVX7700"), 0}})
-        EXPECT_EQ(ModelFromHardwareId(row.identifier), row.model) << "identifier of model " << row.model;
+        EXPECT_EQ(ModelFromHardwareId(identifier), model) << "identifier of model " << model;
 }
 
 } // namespace

@@ -49,8 +49,6 @@ struct RunningTest {
         DestroyPanelTest();
         EXPECT_EQ(FindHostContext(GetModuleHandleW(nullptr)), nullptr) << "the sessions end with the test";
     }
-    RunningTest(const RunningTest&) = delete;
-    RunningTest& operator=(const RunningTest&) = delete;
 
     // The controller reports now, the other one long ago.
     void Touch(size_t which, int32_t x, int32_t y) const
@@ -77,8 +75,7 @@ struct RunningTest {
 TEST(PanelTest, PlacesTheTargetsOnEveryScreen)
 {
     struct Row {
-        int width;
-        int height;
+        int width, height;
         std::array<int, 3> columns;
         std::array<int, 3> rows;
     };

@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include "platform/linux/core/text.h"
-#include "platform/win32.h"
+#include "support/owned.h"
 #include "testing/temporary_folder.h"
 #include "testing/testing.h"
 
@@ -25,12 +25,9 @@ TEST(CreateFileW, TakesEitherSeparatorAndSharesAsAsked)
     EXPECT_EQ(Open(TEXT("sub/a.ini"), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
     CloseHandle(writer);
-    HANDLE reader = Open(TEXT("sub/a.ini"), GENERIC_READ, FILE_SHARE_READ);
-    HANDLE second = Open(TEXT("sub/a.ini"), GENERIC_READ, FILE_SHARE_READ);
-    EXPECT_NE(reader, INVALID_HANDLE_VALUE);
-    EXPECT_NE(second, INVALID_HANDLE_VALUE);
-    CloseHandle(reader);
-    CloseHandle(second);
+    const OwnedHandle reader(Open(TEXT("sub/a.ini"), GENERIC_READ, FILE_SHARE_READ));
+    const OwnedHandle second(Open(TEXT("sub/a.ini"), GENERIC_READ, FILE_SHARE_READ));
+    EXPECT_TRUE(IsOpen(reader.value) && IsOpen(second.value));
 
     EXPECT_EQ(Open(TEXT("sub"), GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
@@ -51,9 +48,7 @@ TEST(GetFullPathNameW, AsksForTheCapacityItNeeds)
     std::array<WCHAR, MAX_PATH> path{};
     const DWORD length = GetFullPathNameW(TEXT("a.ini"), MAX_PATH, path.data(), nullptr);
     EXPECT_EQ(platform::ToNativePath(path.data()), expected);
-    HANDLE file = Open(path.data(), GENERIC_READ, FILE_SHARE_READ);
-    EXPECT_NE(file, INVALID_HANDLE_VALUE);
-    CloseHandle(file);
+    EXPECT_TRUE(IsOpen(OwnedHandle(Open(path.data(), GENERIC_READ, FILE_SHARE_READ)).value));
 
     path.fill('#');
     EXPECT_EQ(GetFullPathNameW(TEXT("a.ini"), length, path.data(), nullptr), length + 1);

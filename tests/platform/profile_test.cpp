@@ -131,7 +131,6 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
 }
 
-// A full disk: the file system holds the old file and not a byte more.
 TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
 {
     const TemporaryFolder folder;
