@@ -11,8 +11,8 @@
 
 namespace korvex::testing {
 
-// Milliseconds that a test's reads wait for one byte, five times what they do otherwise: on a machine under load the emulator's answer may come
-// late, and must not read as silence. Tests that measure time set the link's own, 10.
+// Milliseconds that a test's reads wait for one byte, five times what they do otherwise: on a machine under load the emulator's answer may
+// come late, and must not read as silence. Tests that measure time set the link's own, 10.
 inline constexpr uint32_t PATIENT_BYTE_TIMEOUT_MS = 50;
 
 struct TestLine {
