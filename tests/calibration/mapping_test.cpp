@@ -49,12 +49,8 @@ TEST(MapPoint, IsExactToTheUnitInEveryStage)
     const std::vector<Point> nine = TargetsOf(9);
     const std::vector<Point> four = TargetsOf(4);
     const std::vector<Point> slanted{{500, 100}, {510, 100}, {510, 900}, {500, 900}};
-    struct Row {
-        const char* what;
-        CalibrationData calib;
-        Point raw, mapped;
-    };
-    for (const Row& row : {
+    using Row = std::tuple<const char*, CalibrationData, Point, Point>;
+    for (const auto& [what, calib, raw, mapped] : {
              Row{"plain", Spans(0), {0, 512}, {0, 32767}},
              Row{"plain, the last place", Spans(2), {1023, 1023}, {65471, 65471}},
              Row{"plain, whatever was measured", Measured(nine, 255), {512, 0}, {32767, 0}},
@@ -74,9 +70,9 @@ TEST(MapPoint, IsExactToTheUnitInEveryStage)
              Row{"four points, between", Measured(four), {300, 700}, {17039, 48495}},
              Row{"four points close together", Measured(slanted), {1023, 500}, {145821, 32767}},
          }) {
-        Point point = row.raw;
-        EXPECT_TRUE(MapPoint(&row.calib, &point)) << row.what;
-        EXPECT_EQ(point, row.mapped) << row.what;
+        Point point = raw;
+        EXPECT_TRUE(MapPoint(&calib, &point)) << what;
+        EXPECT_EQ(point, mapped) << what;
     }
     Point point{-5, 7};
     CalibrationData negative = Box({0, 0}, {0, 0});

@@ -42,13 +42,6 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
     }
 }
 
-// Waits until the program has blocked its signals, the first thing that it does.
-void WaitForMain(const Process* process)
-{
-    const std::string status = "/proc/" + std::to_string(process->pid) + "/status";
-    EXPECT_TRUE(WaitUntil([&] { return ReadTextFile(status).find("SigBlk:\t0000000000004002") != std::string::npos; }));
-}
-
 // Before there is a window, during and between both passes, and after them, on busy and on silent lines.
 TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
 {
@@ -62,7 +55,8 @@ TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
         if (row.silent)
             AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
         Process command(installation.Unseen({"enum"}));
-        WaitForMain(&command);
+        const std::string status = "/proc/" + std::to_string(command.pid) + "/status"; // it blocks its signals first thing
+        EXPECT_TRUE(WaitUntil([&] { return ReadTextFile(status).find("SigBlk:\t0000000000004002") != std::string::npos; }));
         std::this_thread::sleep_for(milliseconds(row.delay));
         for (int i = 0; i < 20; ++i)
             TouchAt(installation.first.get(), 50, 50);

@@ -159,29 +159,25 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
 // use says nothing of it.
 TEST(DetectControllers, NoticesAnExchangedController)
 {
-    struct Row {
-        EmulatorOptions now;
-        bool answers, held;
-        uint32_t model;
-    };
-    for (const Row& row : {Row{{0x7700}, true, false, MODEL_7700}, Row{{0x5200, 0, 9600}, true, false, MODEL_5200},
+    using Row = std::tuple<EmulatorOptions, bool, bool, uint32_t>;
+    for (const auto& [now, answers, held, model] : {Row{{0x7700}, true, false, MODEL_7700}, Row{{0x5200, 0, 9600}, true, false, MODEL_5200},
              Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
         const TestMachine machine;
         WriteTextFile("Korvex.ini", "[Calibration]\n");
         drivers::RegisterEnumeratorFilter();
         const TraceRecorder trace;
-        const auto emulator = row.answers ? emulator::StartEmulator(row.now) : StartSilentEmulator(row.now);
+        const auto emulator = answers ? emulator::StartEmulator(now) : StartSilentEmulator(now);
         const DEVINST port = AddBoundPort(u"COM3", emulator.get());
-        HANDLE holder = row.held ? OpenPort(TerminalPath(emulator.get())) : nullptr;
+        HANDLE holder = held ? OpenPort(TerminalPath(emulator.get())) : nullptr;
         Host host;
         host.Detect(PASS_REFRESH);
-        EXPECT_EQ(platform::ChildrenOf(port).size(), row.held ? 1U : 0U);
-        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, row.held ? 0U : DN_HAS_PROBLEM);
-        EXPECT_EQ(host.Detect(PASS_DETECT), row.answers ? 1 : 0);
-        EXPECT_EQ(host.Controllers().size(), row.answers ? 1U : 0U);
-        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"Model"), row.answers ? row.model : 0x5200);
-        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"BaudRate"), row.answers ? row.now.baudRate : 19200);
-        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, row.answers || row.held ? 0U : DN_HAS_PROBLEM);
+        EXPECT_EQ(platform::ChildrenOf(port).size(), held ? 1U : 0U);
+        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, held ? 0U : DN_HAS_PROBLEM);
+        EXPECT_EQ(host.Detect(PASS_DETECT), answers ? 1 : 0);
+        EXPECT_EQ(host.Controllers().size(), answers ? 1U : 0U);
+        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"Model"), answers ? model : 0x5200);
+        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"BaudRate"), answers ? now.baudRate : 19200);
+        EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, answers || held ? 0U : DN_HAS_PROBLEM);
         CloseHandle(holder);
     }
 }
@@ -232,28 +228,23 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
 TEST(DetectControllers, RestartsAPortWhateverItsName)
 {
     const std::u16string longest = u"COM4567890123456789012345678901";
-    struct Row {
-        std::u16string name;
-        bool locked;
-        const char* status;
-        int64_t alwaysExist;
-    };
-    for (const Row& row : {Row{longest, false, "Restarting COM45678901234567890", 0}, Row{u"", false, "Restarting ", -1},
-             Row{u"COM3", true, "Restarting ", -1}}) {
+    using Row = std::tuple<std::u16string, bool, const char*, int64_t>;
+    for (const auto& [name, locked, status, alwaysExist] : {Row{longest, false, "Restarting COM45678901234567890", 0},
+             Row{u"", false, "Restarting ", -1}, Row{u"COM3", true, "Restarting ", -1}}) {
         const TestMachine machine;
         const TraceRecorder trace;
-        const DEVINST port = AddPort(row.name, nullptr);
+        const DEVINST port = AddPort(name, nullptr);
         platform::PresentChild(port, u"SERENUM\\KVX7700\\A");
-        if (row.locked)
+        if (locked)
             platform::LockHardwareKey(port);
         Host host;
         host.Detect(PASS_REFRESH);
-        EXPECT_THAT(host.windows.texts, ElementsAre(row.status));
+        EXPECT_THAT(host.windows.texts, ElementsAre(status));
         EXPECT_EQ(platform::RestartsOf(port), 1);
         HKEY parameters = nullptr; // an empty name is the key above all ports' own
         RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters", 0, KEY_ALL_ACCESS, &parameters);
-        EXPECT_EQ(parameters != nullptr, row.alwaysExist == 0);
-        EXPECT_EQ(RegistryNumber(ParametersOf(row.name), u"AlwaysExist"), row.alwaysExist);
+        EXPECT_EQ(parameters != nullptr, alwaysExist == 0);
+        EXPECT_EQ(RegistryNumber(ParametersOf(name), u"AlwaysExist"), alwaysExist);
         if (parameters != nullptr)
             RegCloseKey(parameters);
     }

@@ -74,17 +74,13 @@ struct RunningTest {
 
 TEST(PanelTest, PlacesTheTargetsOnEveryScreen)
 {
-    struct Row {
-        int width, height;
-        std::array<int, 3> columns;
-        std::array<int, 3> rows;
-    };
-    for (const Row& row : {Row{1024, 768, {20, 512, 1003}, {15, 384, 752}}, Row{1920, 1080, {38, 960, 1881}, {21, 540, 1058}},
-             Row{800, 600, {16, 400, 784}, {12, 300, 588}}}) {
-        RunningTest test(10, row.width, row.height);
+    using Row = std::tuple<int, int, std::array<int, 3>, std::array<int, 3>>;
+    for (const auto& [width, height, columns, rows] : {Row{1024, 768, {20, 512, 1003}, {15, 384, 752}},
+             Row{1920, 1080, {38, 960, 1881}, {21, 540, 1058}}, Row{800, 600, {16, 400, 784}, {12, 300, 588}}}) {
+        RunningTest test(10, width, height);
         for (uint32_t index = 0; index < TARGET_COUNT; ++index) {
-            EXPECT_EQ(TargetPosition(index).x, row.columns[index % 3]) << row.width;
-            EXPECT_EQ(TargetPosition(index).y, row.rows[index / 3]) << row.height;
+            EXPECT_EQ(TargetPosition(index).x, columns[index % 3]) << width;
+            EXPECT_EQ(TargetPosition(index).y, rows[index / 3]) << height;
         }
     }
 }

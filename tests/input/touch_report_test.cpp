@@ -72,18 +72,14 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
 
 TEST(ReadReport, DropsThreeTimesThreeHundredBytesInOneCallAndNoneOnceItIsToStop)
 {
-    struct Row {
-        size_t strays;
-        uint8_t running;
-        bool atOnce; // else the next call finds the report at the start
-    };
-    for (const Row& row : {Row{0, 1, true}, Row{0, 0, false}, Row{899, 1, true}, Row{900, 1, false}}) {
+    using Row = std::tuple<size_t, uint8_t, bool>;
+    for (const auto& [strays, running, atOnce] : {Row{0, 1, true}, Row{0, 0, false}, Row{899, 1, true}, Row{900, 1, false}}) {
         const TestLine line({}, MODEL_7700);
-        line.controller->running = row.running;
-        SendBytes(line.emulator.get(), Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(row.strays, 0x11) + Bytes{0xFF, 1, 2, 3, 4});
+        line.controller->running = running;
+        SendBytes(line.emulator.get(), Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(strays, 0x11) + Bytes{0xFF, 1, 2, 3, 4});
         Packet read{};
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), row.atOnce);
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), !row.atOnce);
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), atOnce);
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), !atOnce) << "else the next call finds it at the start";
     }
 }
 

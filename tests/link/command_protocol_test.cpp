@@ -87,26 +87,21 @@ TEST(IdentifyController, FailsWhenAQueryGoesUnanswered)
 
 TEST(Transact, SendsAgainAfterARejectedAnswerButNotAfterSilence)
 {
-    struct Row {
-        uint32_t model;
-        AnswerFault fault;
-        size_t sends;
-        bool succeeds;
-    };
-    for (const Row& row :
+    using Row = std::tuple<uint32_t, AnswerFault, size_t, bool>;
+    for (const auto& [model, fault, sends, succeeds] :
         {Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 2}, 3, true}, Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 3}, 3, false},
             Row{MODEL_5200, {AnswerFaultKind::WRONG_ECHO, 1}, 2, true}, Row{MODEL_5200, {AnswerFaultKind::NOISE, 1}, 2, true},
             Row{MODEL_5200, {AnswerFaultKind::NOISE, 3}, 3, false}, Row{MODEL_5200, {AnswerFaultKind::SILENCE, 1}, 1, false},
             Row{MODEL_7700, {AnswerFaultKind::CORRUPTION, 2}, 3, true}, Row{MODEL_7700, {AnswerFaultKind::WRONG_ECHO, 3}, 3, false}}) {
-        const TestLine line({row.model}, row.model);
-        AddAnswerFault(line.emulator.get(), row.fault);
+        const TestLine line({model}, model);
+        AddAnswerFault(line.emulator.get(), fault);
         Packet command{COMMAND_PRESENCE};
-        if (row.model == MODEL_5200)
+        if (model == MODEL_5200)
             command[5] = PacketChecksum(command.data(), 5);
         Packet answer{};
-        EXPECT_EQ(Transact(line.controller.get(), &command, &answer), row.succeeds);
-        EXPECT_EQ(PacketTexts(line.emulator.get(), row.sends).size(), row.sends);
-        EXPECT_EQ(answer[0] == COMMAND_PRESENCE, row.succeeds || row.fault.kind == AnswerFaultKind::CORRUPTION);
+        EXPECT_EQ(Transact(line.controller.get(), &command, &answer), succeeds);
+        EXPECT_EQ(PacketTexts(line.emulator.get(), sends).size(), sends);
+        EXPECT_EQ(answer[0] == COMMAND_PRESENCE, succeeds || fault.kind == AnswerFaultKind::CORRUPTION);
         EXPECT_FALSE(LinkRead(&line.controller->link, answer.data(), 1)) << "the last rejected answer is drained too";
     }
 }

@@ -21,22 +21,16 @@ Buffer Fresh()
 
 TEST(FormatBounded, CutsAtTheCapacityAndNeverWritesPastIt)
 {
-    struct Row {
-        size_t capacity;
-        const WCHAR* text;
-        uint32_t result;
-        const WCHAR* stored;
-    };
-    for (const Row& row : {Row{6, TEXT("abcd"), TEXT_OK, TEXT("abcd")}, Row{5, TEXT("abcd"), TEXT_OK, TEXT("abcd")},
-             Row{4, TEXT("abcd"), TEXT_TRUNCATED, TEXT("abc")}, Row{1, TEXT("abcd"), TEXT_TRUNCATED, TEXT("")},
-             Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
+    using Row = std::tuple<size_t, const WCHAR*, uint32_t, const WCHAR*>;
+    for (const auto& [capacity, text, result, stored] : {Row{6, TEXT("abcd"), TEXT_OK, TEXT("abcd")},
+             Row{5, TEXT("abcd"), TEXT_OK, TEXT("abcd")}, Row{4, TEXT("abcd"), TEXT_TRUNCATED, TEXT("abc")},
+             Row{1, TEXT("abcd"), TEXT_TRUNCATED, TEXT("")}, Row{1, TEXT(""), TEXT_OK, TEXT("")}}) {
         for (const bool copies : {false, true}) {
             Buffer buffer = Fresh();
-            EXPECT_EQ(copies ? CopyBounded(buffer.data(), row.capacity, row.text)
-                             : FormatBounded(buffer.data(), row.capacity, TEXT("%s"), row.text),
-                row.result);
-            EXPECT_EQ(buffer.data(), Text(row.stored));
-            EXPECT_EQ(buffer[row.capacity], UNTOUCHED);
+            EXPECT_EQ(
+                copies ? CopyBounded(buffer.data(), capacity, text) : FormatBounded(buffer.data(), capacity, TEXT("%s"), text), result);
+            EXPECT_EQ(buffer.data(), Text(stored));
+            EXPECT_EQ(buffer[capacity], UNTOUCHED);
         }
     }
     for (const size_t capacity : {size_t{0}, MAX_CAPACITY + 1}) {

@@ -161,22 +161,19 @@ TEST_F(Dll, CalibStartsTheProgramOfTheStoredFolder)
 
 TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)
 {
-    struct Row {
-        const char* system;
-        int suspend, tabletBefore, tabletAfter;
-    };
+    using Row = std::tuple<const char*, int, int, int>;
     const Wine wine;
     // Wine's win7 gives itself out for a server. The last row's mouse settings would stay for the next one.
-    for (const Row& row : {Row{"vista", 1, 1, 1}, Row{"win7", 1, 0, 1}, Row{"winxp", 0, 0, 0}}) {
-        RunProgram(Host({"report-version", row.system}));
+    for (const auto& [system, suspend, tabletBefore, tabletAfter] : {Row{"vista", 1, 1, 1}, Row{"win7", 1, 0, 1}, Row{"winxp", 0, 0, 0}}) {
+        RunProgram(Host({"report-version", system}));
         const std::string tablet = "TabletPC type 3, 1 bytes, ";
         const std::string output = RunProgram(Host({"install", "SERENUM\\KVX5200"})).output;
         EXPECT_TRUE(
             output.starts_with("first pass E0000226\r\nSelectiveSuspendEnabled type 3, 1 bytes, 1\r\nSelectiveSuspendOn type 4, 4 bytes, "
-                + std::to_string(row.suspend) + "\r\n" + tablet + std::to_string(row.tabletBefore) + "\r\nsecond pass 0\r\n" + tablet
-                + std::to_string(row.tabletAfter) + "\r\nrestart yes\r\n"))
-            << row.system << ": " << output;
-        EXPECT_EQ(output.find("DoubleClickSpeed text 800, 8 bytes") != std::string::npos, row.tabletAfter == 0) << output;
+                + std::to_string(suspend) + "\r\n" + tablet + std::to_string(tabletBefore) + "\r\nsecond pass 0\r\n" + tablet
+                + std::to_string(tabletAfter) + "\r\nrestart yes\r\n"))
+            << system << ": " << output;
+        EXPECT_EQ(output.find("DoubleClickSpeed text 800, 8 bytes") != std::string::npos, tabletAfter == 0) << output;
     }
     EXPECT_TRUE(RunProgram(Host({"remove", "SERENUM\\KVX5200"})).output.starts_with("first pass 0\r\n"));
 }
