@@ -129,9 +129,9 @@ TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
 {
     constexpr int32_t SMALLEST = std::numeric_limits<int32_t>::min();
     constexpr int32_t LARGEST = std::numeric_limits<int32_t>::max();
-    constexpr int32_t EXTREMES[]{SMALLEST, SMALLEST + 1, -65536, -1, 0, 1, 65536, LARGEST};
+    static constexpr int32_t EXTREMES[]{SMALLEST, SMALLEST + 1, -65536, -1, 0, 1, 65536, LARGEST};
     uint32_t state = 1;
-    const auto number = [&state, &EXTREMES] {
+    const auto number = [&state] {
         state = state * 1664525 + 1013904223;
         return state >> 28 == 0 ? EXTREMES[(state >> 16) & 7] : static_cast<int32_t>((state >> 8) % 4096);
     };
