@@ -11,8 +11,8 @@
  *
  * On Linux the first call of any of these functions sets the process's machine up, once, as the command `korvex` without options does:
  * it connects to the X display, makes the user's state folder ($XDG_STATE_HOME/korvex) where it is missing, and lists the serial ports.
- * What cannot be had, a display say, is named on standard error and left out. Loading the library does nothing. SIGINT and SIGTERM close
- * the window of an entry where the process has blocked them in every thread. */
+ * What cannot be had, a display say, is named on standard error and left out. Loading the library does nothing, and no signal is handled.
+ */
 #ifndef KORVEX_KORVEX_H
 #define KORVEX_KORVEX_H
 
@@ -64,8 +64,8 @@ typedef struct KxCoInstallerContext {
  * short before anything was started. */
 void KORVEX_CALL kxENUM(void);
 
-/* The same, for rundll32, of whose four arguments none is used: but it returns at once while another process of the user's session is in it
- * or in kxPANELTESTW (on Windows with the last error ERROR_ALREADY_EXISTS). */
+/* kxENUM in the form for rundll32, of whose four arguments none is used: but it returns at once while another process of the user's session
+ * is in it or in kxPANELTESTW (on Windows with the last error ERROR_ALREADY_EXISTS). */
 void KORVEX_CALL kxENUMW(void* window, void* instance, KxChar* text, int show);
 
 /* Runs the panel test over the whole screen: nine targets, each sampled 5 seconds after it is shown, from which the calibration of the
@@ -73,7 +73,7 @@ void KORVEX_CALL kxENUMW(void* window, void* instance, KxChar* text, int show);
  * Escape or closing the window ends the process with exit code 0. */
 void KORVEX_CALL kxPANELTEST(void);
 
-/* The same, for rundll32; it returns at once as kxENUMW does. */
+/* kxPANELTEST in the form for rundll32; it returns at once as kxENUMW does. */
 void KORVEX_CALL kxPANELTESTW(void* window, void* instance, KxChar* text, int show);
 
 /* Starts the calibration program, KxConsole.exe in the folder that the registry value "Path" of HKEY_LOCAL_MACHINE\SOFTWARE\Korvex names,
@@ -81,7 +81,7 @@ void KORVEX_CALL kxPANELTESTW(void* window, void* instance, KxChar* text, int sh
  * be read or the program cannot be started. From any thread. */
 void KORVEX_CALL kxCALIB(int number);
 
-/* The same with the parameters "-calibration <text>", cut at 259 units. The other arguments are not used. */
+/* kxCALIB with the parameters "-calibration <text>", cut at 259 units. The other arguments are not used. */
 void KORVEX_CALL kxCALIBW(void* window, void* instance, KxChar* text, int show);
 
 /* The touch devices' co-installer. Called by the device installer in its own process, with a device information set, the element of the

@@ -20,6 +20,7 @@
 #include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer_uinput.h"
 #include "platform/linux/pointer/pointer_x11.h"
 
 namespace korvex::command {
@@ -42,9 +43,18 @@ void Add(Findings* findings, Severity severity, const std::string& subject, cons
 void CheckDisplay(Findings* findings)
 {
     std::string reason;
-    if (!HasDisplay())
+    const bool hasDevices = platform::CanMakeInputDevices(&reason);
+    if (hasDevices && (!HasDisplay() || IsWaylandSession()))
+        Add(findings, Severity::FINE, "display", "touches go to touch screen devices of the kernel");
+    else if (!HasDisplay())
         Add(findings, Severity::FAULT, "display",
-            "no X display is named in DISPLAY; start in the desktop session, or use '--pointer log' and '--windows none'");
+            "no X display is named in DISPLAY, and " + reason
+                + "; start in the desktop session, or let korvex open /dev/uinput (71-korvex-uinput.rules), or use '--pointer log' and"
+                  " '--windows none'");
+    else if (IsWaylandSession())
+        Add(findings, Severity::FAULT, "display",
+            "this is a Wayland session, and " + reason
+                + ": only X programs will see the touches; let korvex open /dev/uinput (71-korvex-uinput.rules)");
     else if (!platform::UseX11Pointer(nullptr, &reason))
         Add(findings, Severity::FAULT, "display", reason + "; start in the desktop session, as the user who is logged in");
     else
@@ -141,7 +151,8 @@ void CheckReports(const Listener* listener, Findings* findings)
         Add(findings, Severity::FINE, listener->name, "reports: " + std::to_string(counters->reports) + ", all good");
 }
 
-void Print(const Findings* findings)
+// False when standard output does not take it, which is said.
+bool Print(const Findings* findings)
 {
     std::string text;
     for (const Finding& finding : *findings) {
@@ -150,8 +161,10 @@ void Print(const Findings* findings)
         snprintf(start.data(), start.size(), "%-5s  %-8s  ", severity, finding.subject.c_str());
         text += start.data() + finding.text + "\n";
     }
-    if (!WriteOutput(text) && !IsEndRequested())
-        fputs("korvex check: cannot write to standard output\n", stderr);
+    if (WriteOutput(text) || IsEndRequested())
+        return true;
+    fputs("korvex check: cannot write to standard output\n", stderr);
+    return false;
 }
 
 } // namespace
@@ -175,7 +188,7 @@ int RunCheck(const Options* options)
             break;
         CheckPort(&port, &findings, &listeners);
     }
-    Print(&findings);
+    bool printed = Print(&findings);
 
     Findings heard;
     std::vector<TouchController*> controllers;
@@ -189,8 +202,8 @@ int RunCheck(const Options* options)
             CheckReports(&listener, &heard);
         controllers.push_back(listener.controller);
     }
-    Print(&heard);
-    return EndControllers(&controllers, HasFault(&findings) || HasFault(&heard) ? EXIT_FAULT : EXIT_DONE);
+    printed = Print(&heard) && printed;
+    return EndControllers(&controllers, HasFault(&findings) || HasFault(&heard) || !printed ? EXIT_FAULT : EXIT_DONE);
 }
 
 } // namespace korvex::command

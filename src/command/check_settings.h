@@ -7,8 +7,8 @@
 
 namespace korvex::command {
 
-// Adds whether the file is used and can be saved, and each value in it that is no number, that the runtime reads otherwise than it stands,
-// or that makes the mapping useless. What the runtime does is asked of the routines that it does it with.
+// Adds whether the file is used and can be saved, and each value in it that is no number, that the runtime reads otherwise than it is
+// written, or that makes the mapping useless. What the runtime does is asked of the routines that it does it with.
 void CheckSettings(Findings* findings);
 
 // True when one of them is a fault.

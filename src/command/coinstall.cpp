@@ -30,17 +30,16 @@ struct Device {
 
 // Takes the device of the machine with this instance ID; where there is none, a touch device may be plugged in, whose hardware ID is what
 // comes before the last "\". False when there is none.
-bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* opened)
+bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* device)
 {
-    Device& device = *opened;
     if (platform::FindNode(instanceId) == 0 && !mayPlugIn)
         return false;
     if (platform::FindNode(instanceId) == 0)
-        device.driver = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
-    device.node = platform::FindNode(instanceId);
-    device.devices = SetupDiGetClassDevsW(nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
-    device.element.cbSize = sizeof(device.element);
-    return SetupDiOpenDeviceInfoW(device.devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device.element) != FALSE;
+        device->driver = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
+    device->node = platform::FindNode(instanceId);
+    device->devices = SetupDiGetClassDevsW(nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+    device->element.cbSize = sizeof(device->element);
+    return SetupDiOpenDeviceInfoW(device->devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device->element) != FALSE;
 }
 
 DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)

@@ -104,9 +104,8 @@ const std::vector<OptionDeclaration>& AllOptions()
             " a line on standard output, or drop them",
             nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING, {"x11", "uinput", "log", "none"}},
         {"--monitor", "[PORT=]OUTPUT",
-            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT, COM3 or a path, "
-            "the"
-            " touches from that port; may be given several times",
+            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT, a path"
+            " or (enum, paneltest) COM3, the touches from that port; may be given several times",
             nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once", Completion::NOTHING, {}, true},
         {"--windows", "x11|none",
             "show windows on the X display (default where DISPLAY is set), or print what they would show on standard error", nullptr,
@@ -192,7 +191,7 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunReplay,
             .endsCleanly = true},
         {.name = "ports",
-            .help = "list the serial ports, what stands on them and how they are bound, opening none",
+            .help = "list the serial ports, what is on them and how they are bound, opening none",
             .options = {{"--port"}, {"--state"}, {"--json"}},
             .machine = {SetUpDevices},
             .run = RunPorts},

@@ -13,7 +13,7 @@ enum class Completion { NOTHING, FILES, FOLDERS };
 
 struct OptionDeclaration {
     const char* name;                           // "--port"
-    const char* value;                          // what stands for its value, "NAME=PATH"; null: it takes none
+    const char* value;                          // the placeholder of its value, "NAME=PATH"; null: it takes none
     const char* help;                           // what it does
     bool Options::*toggle;                      // what one without a value sets
     bool (*take)(const std::string&, Options*); // sets what a value says; false when it is not valid

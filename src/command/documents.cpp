@@ -64,7 +64,7 @@ std::string ArgumentNames(const CommandDeclaration* command)
     return names;
 }
 
-// The entry of a list: a bold name, what stands behind it in italics, and a text.
+// The entry of a list: a bold name, what follows it in italics, and a text.
 std::string ManEntry(std::string_view name, const std::string& value, const std::string& text)
 {
     return ".TP\n.B" + std::string(value.empty() ? " " : "I ") + Roff(name) + (value.empty() ? "" : " \" " + Roff(value) + "\"") + "\n"
@@ -107,7 +107,7 @@ std::string ManOptions()
     std::string text;
     for (const OptionDeclaration& option : AllOptions())
         text += ManEntry(option.name, option.value == nullptr ? "" : option.value, ManText(&option));
-    return text + ".TP\n.B \\-h\\fR, \\fB\\-\\-help\nShow what the program, or the command behind which it stands, does and takes.\n"
+    return text + ".TP\n.B \\-h\\fR, \\fB\\-\\-help\nShow what the program, or the command before it, does and takes.\n"
         + ManEntry("--version", "", "Show the version.");
 }
 

@@ -14,11 +14,11 @@ void BlockEndSignals();
 // Gives them their default action again, also to one that has come meanwhile.
 void AllowEndSignals();
 
-// Takes the signals from now on, on a thread of its own: each is an end request. A process that has not ended 2.8 s after the first one,
-// whatever holds it, is ended then with EXIT_DONE. False when the system refuses what that needs; once per process.
+// Takes the first of the signals from now on, on a thread of its own, as the end request. A process that has not ended 2.8 s after the
+// first one, whatever holds it, is ended then with EXIT_DONE. False when the system refuses what that needs; once per process.
 bool WatchForEnd();
 
-// Requests the end, as a signal would, but without a limit. Any thread.
+// Requests the end without a signal: EndEvent is set, the windows are not told, and there is no limit. Any thread.
 void RequestEnd();
 
 bool IsEndRequested();
@@ -26,7 +26,7 @@ bool IsEndRequested();
 // Is set with the request; not owned. Null before WatchForEnd.
 HANDLE EndEvent();
 
-// Can be read once for each signal, as a signalfd can; -1 before WatchForEnd.
+// Readable once the signal has come, for poll; -1 before WatchForEnd.
 int EndDescriptor();
 
 // Waits for the request for at most `limit` (none: no limit). True when it has come.

@@ -129,15 +129,26 @@ int SetUpQuietTrace(const Options* options)
     return SetUpTrace(options);
 }
 
+bool WasInputLost(const Options* options)
+{
+    const bool lost = options->pointer == "log" && platform::IsPointerLogBroken();
+    if (lost)
+        fprintf(stderr, "%s: cannot write to standard output; touches were lost\n", options->command.c_str());
+    return lost;
+}
+
 int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     machine->screen.output = options->monitor;
     if (!options->portMonitors.empty())
-        machine->screen.outputOfLine = [options](const std::string& path) { return MonitorOf(options, path); };
-    machine->observers.monitorChanged = [options](const std::string& output, bool present) {
-        fprintf(stderr, "%s: the monitor of output '%s' is %s\n", options->command.c_str(), output.empty() ? "(primary)" : output.c_str(),
+        machine->screen.outputOfLine = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
+    machine->observers.monitorChanged = [command = options->command](const std::string& output, bool present) {
+        fprintf(stderr, "%s: the monitor of output '%s' is %s\n", command.c_str(), output.empty() ? "(primary)" : output.c_str(),
             present ? "back" : "gone; touches for it are dropped until it is back");
+    };
+    machine->observers.deviceRefused = [command = options->command](const std::string& path, int error) {
+        fprintf(stderr, "%s: no touch screen for '%s': %s; it is tried again\n", command.c_str(), path.c_str(), strerror(error));
     };
     std::string reason;
     if (options->pointer == "none") {

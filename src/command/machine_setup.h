@@ -17,6 +17,9 @@ int SetUpMachine(const Options* options, const std::vector<int (*)(const Options
 int SetUpTrace(const Options* options);
 int SetUpQuietTrace(const Options* options);
 
+// Says on standard error that printed input was lost, once; true when some was.
+bool WasInputLost(const Options* options);
+
 // Pointer input.
 int SetUpPointer(const Options* options);
 

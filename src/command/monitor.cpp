@@ -139,7 +139,7 @@ int DriveReplacements(std::vector<Watched>* all, const Options* options)
         int exitCode = OpenController(options, watched.port, &watched.controller);
         if (watched.controller != nullptr)
             exitCode = StartDriving(options, watched.port, watched.controller);
-        if (watched.controller == nullptr || exitCode != EXIT_DONE)
+        if (watched.controller == nullptr || exitCode != EXIT_DONE) // without a fault, the end was requested meanwhile
             return exitCode;
         watched.reports.clear();
         watched.failedWaits.clear();
@@ -163,7 +163,7 @@ int Watch(std::vector<Watched>* all, const Options* options)
         const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
         if (over || WaitForEnd(TICK))
             return EXIT_DONE;
-        if (const int exitCode = DriveReplacements(all, options); exitCode != EXIT_DONE)
+        if (const int exitCode = DriveReplacements(all, options); exitCode != EXIT_DONE || IsEndRequested())
             return exitCode;
     }
 }

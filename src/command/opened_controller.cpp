@@ -23,6 +23,13 @@
 
 namespace korvex::command {
 
+namespace {
+
+// How often a session whose end nobody tells of is looked at, in milliseconds.
+constexpr int ENDED_INTERVAL_MS = 100;
+
+} // namespace
+
 HANDLE OpenPort(const std::string& path)
 {
     std::error_code error;
@@ -93,21 +100,31 @@ int StartDriving(const Options* options, const std::string& name, TouchControlle
 bool WaitForEndOf(TouchController* controller)
 {
     const int ended = eventfd(0, EFD_CLOEXEC);
-    std::thread watcher([reader = controller->readerThread, ended] {
-        WaitForSingleObject(reader, INFINITE);
-        eventfd_write(ended, 1);
-    });
+    std::thread watcher;
+    try {
+        if (ended >= 0)
+            watcher = std::thread([reader = controller->readerThread, ended] {
+                WaitForSingleObject(reader, INFINITE);
+                eventfd_write(ended, 1);
+            });
+    } catch (const std::system_error&) {
+        // Then the end is looked for in between.
+    }
+    const int interval = watcher.joinable() ? -1 : ENDED_INTERVAL_MS;
     std::array awaited{pollfd{EndDescriptor(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
-    while (poll(awaited.data(), awaited.size(), -1) < 0) { }
+    while (poll(awaited.data(), awaited.size(), interval) <= 0 && !HasReaderEnded(controller)) { }
     const bool requested = IsEndRequested();
     RequestSessionStop(controller);
     JoinSession(controller, SESSION_STOP_LIMIT_MS);
-    if (HasReaderEnded(controller)) {
-        watcher.join();
-        close(ended);
-    } else {
-        watcher.detach(); // the process ends with it
+    if (!HasReaderEnded(controller)) {
+        if (watcher.joinable())
+            watcher.detach(); // the process ends with it
+        return requested;
     }
+    if (watcher.joinable())
+        watcher.join();
+    if (ended >= 0)
+        close(ended);
     return requested;
 }
 

@@ -7,6 +7,7 @@
 #include "discovery/model_table.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
+#include "support/owned.h"
 
 namespace korvex::command {
 
@@ -17,14 +18,13 @@ PortState StateOf(DEVINST port)
     SP_DEVINFO_DATA element{};
     element.cbSize = sizeof(element);
     element.DevInst = port;
-    HDEVINFO devices = SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+    const OwnedDevices devices(
+        SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
     PortName name{};
-    ReadPortName(devices, &element, &name);
+    ReadPortName(devices.value, &element, &name);
     const std::u16string child = platform::InstanceIdOf(FirstChild(port));
-    PortState state{port, platform::ToUtf8(name.data()), platform::NativePathOf(port), platform::ToUtf8(child),
-        ModelFromHardwareId(child.c_str()), IsEnumeratorBound(devices, &element)};
-    SetupDiDestroyDeviceInfoList(devices);
-    return state;
+    return {port, platform::ToUtf8(name.data()), platform::NativePathOf(port), platform::ToUtf8(child), ModelFromHardwareId(child.c_str()),
+        IsEnumeratorBound(devices.value, &element)};
 }
 
 } // namespace

@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "command/end_request.h"
@@ -16,6 +18,7 @@
 #include "command/options.h"
 #include "command/recording.h"
 #include "command/subcommands.h"
+#include "input/session.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::command {
@@ -31,6 +34,7 @@ struct Recorder {
     FILE* file = nullptr;
     Clock::time_point start = Clock::now();
     std::thread::id commandThread = std::this_thread::get_id(); // sends commands and reads their answers
+    bool asking = false;                                        // the session has sent a command and gets its answer
     std::mutex mutex;
     bool failed = false;
 };
@@ -52,9 +56,27 @@ void Write(Recorder* recorder, const std::string& line)
 void RecordBytes(Recorder* recorder, platform::LineDirection direction, const uint8_t* bytes, size_t count)
 {
     const std::lock_guard guard(recorder->mutex);
-    const bool command = std::this_thread::get_id() == recorder->commandThread;
-    const char* kind = direction == platform::LineDirection::SENT ? "sent" : command ? "answer" : "report";
+    // A session sends nothing but what it asks a controller that has come back, on a silent line: what comes next is the answer.
+    const bool sent = direction == platform::LineDirection::SENT;
+    const bool command = std::this_thread::get_id() == recorder->commandThread || std::exchange(recorder->asking, sent);
+    const char* kind = sent ? "sent" : command ? "answer" : "report";
     Write(recorder, EventLine(TimeOf(recorder), kind, bytes, count));
+}
+
+// Waits for the end, for the time that is given, or for the session's own end: then true.
+bool AwaitEnd(const Options* options, const TouchController* controller)
+{
+    constexpr milliseconds INTERVAL{100};
+    const auto limit = std::chrono::duration<double>(options->seconds.value_or(std::numeric_limits<double>::infinity()));
+    for (const Clock::time_point start = Clock::now(); Clock::now() - start < limit;) {
+        const std::chrono::duration<double> left = limit - (Clock::now() - start);
+        const auto wait = left < INTERVAL ? std::chrono::ceil<milliseconds>(left) : INTERVAL;
+        if (WaitForEnd(wait))
+            return false;
+        if (HasReaderEnded(controller))
+            return true;
+    }
+    return false;
 }
 
 int Record(const Options* options, Recorder* recorder)
@@ -71,10 +93,11 @@ int Record(const Options* options, Recorder* recorder)
         Write(recorder, ControllerLine(TimeOf(recorder), controller));
     }
     exitCode = StartDriving(options, options->arguments[1], controller);
-    if (exitCode == EXIT_DONE)
-        WaitForEnd(options->seconds
-                ? std::optional(std::chrono::duration_cast<milliseconds>(std::chrono::duration<double>(*options->seconds)))
-                : std::nullopt);
+    if (exitCode == EXIT_DONE && AwaitEnd(options, controller)) {
+        fprintf(stderr, "%s: another controller answers on '%s'; the recording ends\n", options->command.c_str(),
+            options->arguments[1].c_str());
+        exitCode = EXIT_NO_CONTROLLER;
+    }
     const std::vector controllers{controller};
     return EndControllers(&controllers, exitCode);
 }

@@ -1,11 +1,10 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -19,6 +18,7 @@
 #include "command/subcommands.h"
 #include "emulator/emulator.h"
 #include "input/session.h"
+#include "platform/linux/files/whole_files.h"
 
 namespace korvex::command {
 
@@ -27,7 +27,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr off_t MAX_RECORDING_BYTES = 256 << 20; // some weeks of touches; its events take several times as much memory
+constexpr size_t MAX_RECORDING_BYTES = size_t{256} << 20; // some weeks of touches; its events take several times as much memory
 
 // The emulated controller that a recording stands for.
 emulator::EmulatorOptions EmulatorOf(const Recording* recording)
@@ -110,27 +110,11 @@ int Replay(const Options* options, const Recording* recording)
 // Reads a recording's text. Empty, or what is wrong with the file.
 std::string ReadText(const std::string& path, std::string* text)
 {
-    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    struct stat status { };
-    if (file < 0 || fstat(file, &status) != 0)
-        return strerror(errno);
-    std::string fault;
-    if (!S_ISREG(status.st_mode))
-        fault = "it is not a file";
-    else if (status.st_size > MAX_RECORDING_BYTES)
-        fault = "it is larger than " + std::to_string(MAX_RECORDING_BYTES >> 20) + " MB";
-    std::array<char, 65536> block{};
-    for (ssize_t count = 1; fault.empty() && count != 0;) {
-        count = read(file, block.data(), block.size());
-        if (count < 0)
-            fault = strerror(errno);
-        else
-            text->append(block.data(), static_cast<size_t>(count));
-        if (text->size() > static_cast<size_t>(MAX_RECORDING_BYTES))
-            fault = "it grows while it is read";
-    }
-    close(file);
-    return fault;
+    if (platform::ReadWholeFile(path, text, MAX_RECORDING_BYTES))
+        return "";
+    if (errno == EINVAL)
+        return "it is not a file";
+    return errno == EFBIG ? "it is larger than " + std::to_string(MAX_RECORDING_BYTES >> 20) + " MB" : strerror(errno);
 }
 
 } // namespace

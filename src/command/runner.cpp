@@ -6,6 +6,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <new>
 
 #include "command/command_line.h"
 #include "command/end_request.h"
@@ -46,10 +47,17 @@ int Run(const CommandLine* line)
     } else {
         AllowEndSignals();
     }
-    int exitCode = SetUpMachine(&line->options, line->command->machine);
-    if (exitCode == EXIT_DONE)
-        exitCode = line->command->run(&line->options);
-    return exitCode == EXIT_DONE && WasWriteRefused() ? EXIT_FAULT : exitCode;
+    int exitCode = EXIT_DONE;
+    try {
+        exitCode = SetUpMachine(&line->options, line->command->machine);
+        if (exitCode == EXIT_DONE)
+            exitCode = line->command->run(&line->options);
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "%s: memory is short\n", line->options.command.c_str());
+        fflush(nullptr);
+        _exit(EXIT_FAULT); // threads may be using what would be torn down
+    }
+    return exitCode == EXIT_DONE && (WasWriteRefused() || WasInputLost(&line->options)) ? EXIT_FAULT : exitCode;
 }
 
 } // namespace

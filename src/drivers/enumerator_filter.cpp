@@ -17,6 +17,7 @@
 #include "platform/linux/files/whole_files.h"
 #include "platform/linux/machine.h"
 #include "platform/win32.h"
+#include "support/owned.h"
 
 namespace korvex::drivers {
 
@@ -40,15 +41,13 @@ DWORD ReadNumber(HKEY key, const WCHAR* name)
 Parameters ReadParameters(DEVINST port)
 {
     const std::u16string name = platform::ReadRegistryText(platform::HardwareKeyPath(platform::InstanceIdOf(port)), u"PortName");
-    HKEY key = platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name);
-    Parameters parameters{name, ReadNumber(key, u"AlwaysExist"), ReadNumber(key, u"Model"), ReadNumber(key, u"BaudRate")};
-    RegCloseKey(key);
-    return parameters;
+    const OwnedKey key(platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name));
+    return {name, ReadNumber(key.value, u"AlwaysExist"), ReadNumber(key.value, u"Model"), ReadNumber(key.value, u"BaudRate")};
 }
 
 enum class Presence { ANSWERS, SILENT, UNAVAILABLE };
 
-// A port that this process may not open now says nothing of what stands on it; one that is gone does.
+// A port that this process may not open now says nothing of what is on it; one that is gone does.
 bool CanBeAskedLater(DWORD error)
 {
     return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED || error == ERROR_TOO_MANY_OPEN_FILES

@@ -15,6 +15,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -303,6 +304,8 @@ EmulatorPointer StartEmulator(const EmulatorOptions& options, std::function<void
     emulator->options = options;
     emulator->onCommand = std::move(onCommand);
     emulator->stopDescriptor = eventfd(0, EFD_CLOEXEC);
+    if (emulator->stopDescriptor < 0)
+        return nullptr;
     termios settings{};
     cfmakeraw(&settings);
     std::array<char, 64> path{};
@@ -313,7 +316,11 @@ EmulatorPointer StartEmulator(const EmulatorOptions& options, std::function<void
     for (const int descriptor : {emulator->master, emulator->terminal})
         fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     fcntl(emulator->master, F_SETFL, O_NONBLOCK);
-    emulator->thread = std::thread(Serve, emulator.get(), emulator->master);
+    try {
+        emulator->thread = std::thread(Serve, emulator.get(), emulator->master);
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
     return emulator;
 }
 

@@ -19,15 +19,15 @@ constexpr int DEFAULT_DRAG_STEPS = 20;
 constexpr double LARGEST_NUMBER = 10000;
 constexpr double CIRCLE_RADIUS = 30; // percent
 
-// Reads the numbers of a line, `least` to `most` of them, each from 0 to `limit`; false when it holds anything else.
-bool ReadNumbers(std::istringstream* words, size_t least, size_t most, double limit, std::vector<double>* numbers)
+// Reads the numbers of a line, `min` to `max` of them, each from 0 to `limit`; false when it holds anything else.
+bool ReadNumbers(std::istringstream* words, size_t min, size_t max, double limit, std::vector<double>* numbers)
 {
     for (double number = 0; *words >> number;) {
         if (!(number >= 0 && number <= limit))
             return false;
         numbers->push_back(number);
     }
-    return words->eof() && numbers->size() >= least && numbers->size() <= most;
+    return words->eof() && numbers->size() >= min && numbers->size() <= max;
 }
 
 bool ReadBytes(std::istringstream* words, Bytes* bytes)

@@ -281,24 +281,24 @@ POINT TargetPosition(uint32_t index)
 
 int PointSpan(CalibrationData* calib)
 {
-    Point least{OUTPUT_RANGE, OUTPUT_RANGE};
-    Point most{0, 0};
+    Point minimum{OUTPUT_RANGE, OUTPUT_RANGE};
+    Point maximum{0, 0};
     for (uint32_t i = 0; i < calib->pointCount; ++i) {
         const Point point = calib->advPoints[i];
-        least = {point.x < least.x ? point.x : least.x, point.y < least.y ? point.y : least.y};
-        most = {point.x > most.x ? point.x : most.x, point.y > most.y ? point.y : most.y};
+        minimum = {point.x < minimum.x ? point.x : minimum.x, point.y < minimum.y ? point.y : minimum.y};
+        maximum = {point.x > maximum.x ? point.x : maximum.x, point.y > maximum.y ? point.y : maximum.y};
     }
-    calib->stdMinX = least.x;
-    calib->stdMinY = least.y;
-    calib->stdMaxX = most.x;
-    calib->stdMaxY = most.y;
+    calib->stdMinX = minimum.x;
+    calib->stdMinY = minimum.y;
+    calib->stdMaxX = maximum.x;
+    calib->stdMaxY = maximum.y;
     return 0;
 }
 
 uint32_t PanelQuality(const CalibrationData* calib)
 {
-    const auto axis = [](int32_t least, int32_t most, int32_t range) {
-        const int32_t extent = WrapMultiply(100, WrapSubtract(most, least));
+    const auto axis = [](int32_t minimum, int32_t maximum, int32_t range) {
+        const int32_t extent = WrapMultiply(100, WrapSubtract(maximum, minimum));
         return range == 0 ? 0U : static_cast<uint32_t>(static_cast<int32_t>(extent / (range * TARGET_EXTENT)));
     };
     return (axis(calib->stdMinX, calib->stdMaxX, calib->rawRangeX) + axis(calib->stdMinY, calib->stdMaxY, calib->rawRangeY)) >> 1;

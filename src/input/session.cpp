@@ -17,6 +17,8 @@ namespace korvex {
 namespace {
 
 constexpr DWORD FAILED_WAIT_PAUSE_MS = 100; // between two tries on a port that has failed
+constexpr DWORD MIN_ASK_PAUSE_MS = 2000;    // before what answers on a port that has come back is asked again
+constexpr DWORD MAX_ASK_PAUSE_MS = 30000;
 constexpr DWORD WAKE_INTERVAL_MS = 5;
 constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
 
@@ -28,12 +30,28 @@ bool HasPortFailed(const TouchController* controller)
     return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
 }
 
-// On a port that has come back and is silent: whether the session goes on. `returned` stays set while nothing is known of what answers.
-bool IsStillDriven(TouchController* controller, bool* returned)
+// What the reader knows of its port's coming back.
+struct PortReturn {
+    bool pending;  // the port has failed since its controller was asked last
+    DWORD askedAt; // GetTickCount
+    DWORD pauseMs; // until it is asked again; 0: at once
+};
+
+// Whether to ask now what answers on the port. On a silent line, and not within a touch: reports could be taken for answers.
+bool IsToBeAsked(const TouchController* controller, const PortReturn* port)
+{
+    return port->pending && !controller->link.readFailed && controller->prevContact != CONTACT_TOUCH && controller->running == 1
+        && GetTickCount() - port->askedAt >= port->pauseMs;
+}
+
+// Asks; whether the session goes on. While nothing is known of what answers it is asked again, ever more rarely.
+bool IsStillDriven(TouchController* controller, PortReturn* port)
 {
     uint32_t model = 0;
     const ReturnedController answer = AskReturnedController(controller, &model);
-    *returned = answer == ReturnedController::UNKNOWN;
+    port->pending = answer == ReturnedController::UNKNOWN;
+    port->askedAt = GetTickCount();
+    port->pauseMs = std::clamp<DWORD>(2 * port->pauseMs, MIN_ASK_PAUSE_MS, MAX_ASK_PAUSE_MS);
     if (answer == ReturnedController::ANOTHER)
         DebugTrace(TEXT("Korvex %X answers in place of %X, Session ends\n"), model, controller->model);
     return answer != ReturnedController::ANOTHER;
@@ -44,7 +62,7 @@ unsigned __stdcall ReaderLoop(void* argument)
     auto* controller = static_cast<TouchController*>(argument);
     Packet report{};
     bool read = false;
-    bool returned = false; // the port has failed since its controller was asked last
+    PortReturn port{};
     while (controller->running == 1) {
         controller->link.readFailed = false;
         read = ReadReport(controller, &report);
@@ -55,13 +73,11 @@ unsigned __stdcall ReaderLoop(void* argument)
                 InjectReport(controller, report.data());
             continue;
         }
-        // Not within a touch: its end could be taken for an answer.
-        const bool asks = returned && !controller->link.readFailed && controller->prevContact != CONTACT_TOUCH && controller->running == 1;
-        if (asks && !IsStillDriven(controller, &returned))
+        if (IsToBeAsked(controller, &port) && !IsStillDriven(controller, &port))
             break;
         // A port that has gone must not make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
         if (controller->running == 1 && !LinkWaitInput(&controller->link) && HasPortFailed(controller) && controller->running == 1) {
-            returned = true;
+            port = {true, 0, 0};
             Count(&controller->counters.failedWaits);
             ReleaseContact(controller);
             WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);

@@ -291,7 +291,7 @@ ReturnedController AskReturnedController(TouchController* controller, uint32_t* 
     };
     TouchController answering{}; // its lock is never used
     answering.link = controller->link;
-    answering.stopEvent = controller->stopEvent;
+    answering.stopEvent = controller->wakeEvent; // set when the session is to end, whoever ends it
     // As it was identified first, which takes milliseconds; the whole search only where that does not find it again.
     answering.model = controller->model == MODEL_7700 ? MODEL_7700 : MODEL_5200;
     answering.reportLength = controller->reportLength;

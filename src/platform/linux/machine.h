@@ -41,6 +41,8 @@ struct Screen {
     std::atomic<int> width = 1024;
     std::atomic<int> height = 768;
 
+    std::atomic<bool> present = true; // whether that monitor was there when it was last looked for
+
     std::string output; // whose monitor that is, "HDMI-1"; empty: the primary one
 
     // The output for the input of one line, by the line's path; null, or empty: the one above.
@@ -82,7 +84,10 @@ struct Observers {
     std::function<void(const InputLine* line)> lineWaits;
     std::function<void(const InputLine* line)> lineClosed;
 
-    // The monitor of an output is not there, or is back; found out at an input.
+    // The input device of a line cannot be made, with errno's value; once for each line.
+    std::function<void(const std::string& path, int error)> deviceRefused;
+
+    // The monitor of an output is not there, or is back.
     std::function<void(const std::string& output, bool present)> monitorChanged;
 };
 

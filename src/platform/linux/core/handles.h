@@ -1,4 +1,4 @@
-// What can be done with a handle whatever it stands for.
+// What can be done with a handle whatever it is of.
 #pragma once
 
 #include "platform/linux/core/types.h"

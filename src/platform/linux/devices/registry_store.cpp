@@ -38,7 +38,7 @@ bool IsSameState(const struct stat* a, const struct stat* b)
         && a->st_mtim.tv_nsec == b->st_mtim.tv_nsec;
 }
 
-// The registry as it stands. It is parsed again only when the file has changed: a detecting pass looks into it a dozen times a port.
+// The registry as it is now. It is parsed again only when the file has changed: a detecting pass looks into it a dozen times a port.
 std::shared_ptr<const ProfileDocument> ReadRegistry()
 {
     struct Snapshot {

@@ -23,7 +23,7 @@ struct InterfacePlace {
     size_t index;
 };
 
-// What stands behind an HDEVINFO: the interfaces it was made for, and the requests stored for its devices.
+// What is behind an HDEVINFO: the interfaces it was made for, and the requests stored for its devices.
 struct DeviceSet {
     GUID classId{};
     std::vector<InterfacePlace> interfaces;

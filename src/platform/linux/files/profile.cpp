@@ -59,7 +59,7 @@ thread_local PendingWrites pendingWrites;
 
 // The state of the file that the thread has opened last, once it has been read.
 struct Snapshot {
-    uint64_t opening = 0; // OpeningNumber when it was read; 0: none
+    uint64_t opening = 0; // the number of that opening; 0: none has been read
     std::string path;
     ProfileDocument profile;
 };

@@ -50,7 +50,7 @@ bool IsComment(std::u16string_view line)
     return !line.empty() && line.front() == u';';
 }
 
-// Where a key stands, or would stand.
+// Where a key is, or would be.
 struct Place {
     bool sectionFound = false;
     size_t lastEntry = 0; // one past the section's last line that is not blank

@@ -63,7 +63,7 @@ bool IsTrustedLink(const fs::path& link, const struct stat* status)
     return status->st_uid == geteuid() || (stat(FolderOf(link).c_str(), &folder) == 0 && status->st_uid == folder.st_uid);
 }
 
-// Follows the path's links to the file that it stands for, which need not exist. False with errno set when that is not one to be written.
+// Follows the path's links to the file that is meant, which need not exist. False with errno set when that is not one to be written.
 bool FollowLinks(const std::string& path, fs::path* target)
 {
     constexpr int LONGEST_CHAIN = 40; // as the kernel has it
@@ -184,7 +184,7 @@ bool Change(const std::string& path, const std::function<std::optional<std::stri
 
 } // namespace
 
-bool ReadWholeFile(const std::string& path, std::string* content)
+bool ReadWholeFile(const std::string& path, std::string* content, size_t limit)
 {
     struct stat status { };
     // Looked at first: to open a device can have effects.
@@ -197,7 +197,7 @@ bool ReadWholeFile(const std::string& path, std::string* content)
         return false;
     if (!S_ISREG(status.st_mode))
         return FailWith(EINVAL);
-    return ReadWhole(file.descriptor, MAX_FILE_BYTES, content);
+    return ReadWhole(file.descriptor, limit, content);
 }
 
 bool ChangeWholeFile(

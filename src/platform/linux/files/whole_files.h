@@ -15,8 +15,8 @@ inline constexpr size_t MAX_FILE_BYTES = size_t{1} << 20;
 // When a change is on the disk: as soon as its call returns, or when the system gets to it, so that a power cut can take it back.
 enum class Durability { SYNCED, DEFERRED };
 
-// Reads a regular file of at most MAX_FILE_BYTES whole. False with errno set: ENOENT, EINVAL for what is no regular file, EFBIG.
-bool ReadWholeFile(const std::string& path, std::string* content);
+// Reads a regular file of at most `limit` bytes whole. False with errno set: ENOENT, EINVAL for what is no regular file, EFBIG.
+bool ReadWholeFile(const std::string& path, std::string* content, size_t limit = MAX_FILE_BYTES);
 
 // Gives `change` the file's content (empty when it is missing) and puts what that gives in its place, under a lock of the folder that
 // processes using this layer share: written beside the file, renamed over it. Where `change` gives none, or the same, nothing is written. A

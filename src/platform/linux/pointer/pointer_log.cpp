@@ -1,11 +1,12 @@
 #include "platform/linux/pointer/pointer_log.h"
 
-#include <unistd.h>
-
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <mutex>
+#include <string_view>
 
+#include "platform/linux/core/descriptors.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pixels.h"
 
@@ -17,6 +18,8 @@ namespace {
 std::mutex positionLock;
 POINT loggedPosition{0, 0};
 
+std::atomic<bool> broken{false};
+
 bool LogInput(int descriptor, const INPUT* input)
 {
     if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0) {
@@ -27,13 +30,21 @@ bool LogInput(int descriptor, const INPUT* input)
     std::array<char, 80> line{};
     const int length
         = snprintf(line.data(), line.size(), "{\"dx\":%d,\"dy\":%d,\"flags\":%u}\n", input->mi.dx, input->mi.dy, input->mi.dwFlags);
-    return write(descriptor, line.data(), static_cast<size_t>(length)) == length;
+    if (!broken && !WriteWhole(descriptor, std::string_view(line.data(), static_cast<size_t>(length))))
+        broken = true;
+    return !broken;
 }
 
 } // namespace
 
+bool IsPointerLogBroken()
+{
+    return broken;
+}
+
 void UseLoggedPointer(int descriptor)
 {
+    broken = false;
     Machine* machine = ThisMachine();
     machine->sinks.pointer = [descriptor](const INPUT* input) { return LogInput(descriptor, input); };
     machine->sinks.pointerPosition = [](POINT* position) {

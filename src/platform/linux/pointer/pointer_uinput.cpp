@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -46,8 +47,9 @@ struct TouchDevices {
     std::function<PanelDescription(const std::string& path)> describe;
 
     std::mutex mutex;                                                 // guards the rest
-    std::map<const InputLine*, std::unique_ptr<TouchDevice>> devices; // null: it could not be made
-    POINT position{0, 0};                                             // in absolute coordinates
+    std::map<const InputLine*, std::unique_ptr<TouchDevice>> devices; // null: it could not be made yet
+    std::chrono::steady_clock::time_point lastAttempt;
+    POINT position{0, 0}; // in absolute coordinates
 };
 
 // A direct touch screen, and no mouse button: with one, desktops take it for a mouse.
@@ -83,23 +85,32 @@ std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const PanelDescri
     return made;
 }
 
-// With the lock held.
-TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line)
+// The line's device, with the lock held; null when it cannot be made, which is tried again once a second. Where it is new, the lock is let
+// go meanwhile: who describes the panel may take long, and the other lines' touches go on.
+TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line, std::unique_lock<std::mutex>* lock)
 {
+    constexpr std::chrono::seconds RETRY_INTERVAL{1};
     const auto known = all->devices.find(line);
-    if (known != all->devices.end())
+    if (known != all->devices.end() && (known->second != nullptr || std::chrono::steady_clock::now() - all->lastAttempt < RETRY_INTERVAL))
         return known->second.get();
+    const bool first = known == all->devices.end();
+    all->lastAttempt = std::chrono::steady_clock::now();
+    lock->unlock();
     const PanelDescription panel = all->describe(line->path);
-    return (all->devices[line] = MakeDevice(line, &panel)).get();
+    std::unique_ptr<TouchDevice> made = MakeDevice(line, &panel);
+    if (const auto& told = ThisMachine()->observers.deviceRefused; made == nullptr && first && told)
+        told(line->path, errno);
+    lock->lock();
+    return (all->devices[line] = std::move(made)).get();
 }
 
 bool Send(TouchDevices* all, const INPUT* input)
 {
     const InputLine* line = LineOfThread().get();
-    const std::lock_guard guard(all->mutex);
+    std::unique_lock lock(all->mutex);
     if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
         all->position = {input->mi.dx, input->mi.dy};
-    TouchDevice* device = line == nullptr ? nullptr : DeviceOf(all, line);
+    TouchDevice* device = line == nullptr ? nullptr : DeviceOf(all, line, &lock);
     if (device == nullptr)
         return false;
     TouchState next = device->state;
@@ -129,8 +140,8 @@ bool UseInputDevices(std::function<PanelDescription(const std::string& path)> de
         return true;
     };
     machine->observers.lineWaits = [all](const InputLine* line) {
-        const std::lock_guard guard(all->mutex);
-        DeviceOf(all.get(), line);
+        std::unique_lock lock(all->mutex);
+        DeviceOf(all.get(), line, &lock);
     };
     machine->observers.lineClosed = [all](const InputLine* line) {
         const std::lock_guard guard(all->mutex);

@@ -53,9 +53,12 @@ const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& out
         return monitor;
     monitor->measured = Clock::now();
     Machine* machine = ThisMachine();
-    if (std::exchange(monitor->present, present) != present && machine->observers.monitorChanged)
+    const bool isMachines = output == machine->screen.output;
+    const bool before = std::exchange(monitor->present, present);
+    const bool told = isMachines ? machine->screen.present.exchange(present) : before; // the windows may have found it out first
+    if (told != present && machine->observers.monitorChanged)
         machine->observers.monitorChanged(output, present);
-    if (output == machine->screen.output && present) {
+    if (isMachines && present) {
         machine->screen.x = monitor->area.x;
         machine->screen.y = monitor->area.y;
         machine->screen.width = monitor->area.width;
@@ -65,7 +68,7 @@ const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& out
 }
 
 // The output of the line that the calling thread reads.
-std::string OutputOfThread()
+const std::string& OutputOfThread()
 {
     thread_local std::shared_ptr<const InputLine> line; // whose output is known
     thread_local std::string output;
@@ -95,6 +98,14 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
         XCloseDisplay(display);
         return false;
     }
+    MonitorArea area{};
+    if (!FindMonitor(display, ThisMachine()->screen.output, &area)) {
+        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no monitor \"" + ThisMachine()->screen.output + "\"";
+        XCloseDisplay(display);
+        return false;
+    }
+    // A request that the server refuses must not end the process, maybe with the button down.
+    XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
     // Without these two handlers Xlib ends the process when the server goes away.
     XSetIOErrorHandler([](Display* /*display*/) { return 0; });
     XSetIOErrorExitHandler(

@@ -44,10 +44,9 @@ constexpr milliseconds FLUSH_LIMIT{500};
 void CloseSerial(HandleObject* object)
 {
     auto* port = static_cast<SerialPort*>(object);
-    if (const auto& told = ThisMachine()->observers.lineClosed; told && port->waitedOn)
+    if (const auto& told = ThisMachine()->observers.lineClosed; told)
         told(port->line.get());
-    if (port->descriptor >= 0)
-        RestoreUartTrigger(&port->triggerBefore);
+    RestoreUartTrigger(&port->triggerBefore);
     if (port->terminal)
         tcsetattr(port->descriptor, TCSANOW, &port->settingsBefore);
     if (port->exclusive)
@@ -145,7 +144,10 @@ void ClaimExclusively(SerialPort* port)
     port->pseudoTerminal = IsPseudoTerminal(port->descriptor);
     port->exclusive = !port->pseudoTerminal && ioctl(port->descriptor, TIOCEXCL) == 0;
     SetLowLatency(port->descriptor);
-    port->triggerBefore = LowerUartTrigger(port->descriptor, "/sys");
+    // A line that has come back has the value that was set here.
+    const UartTrigger trigger = LowerUartTrigger(port->descriptor, "/sys");
+    if (!trigger.file.empty())
+        port->triggerBefore = trigger;
 }
 
 // The number of a pseudo-terminal soon belongs to someone else, a shell say, so such a line is taken again only through a symbolic link

@@ -1,4 +1,4 @@
-// The record behind a serial port's handle, for the calls of files.h that work on it.
+// The record behind a serial port's handle, for the calls that work on it.
 #pragma once
 
 #include <sys/stat.h>

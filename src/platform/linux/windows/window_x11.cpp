@@ -152,7 +152,7 @@ void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView*
         AskForFullScreen(connection, window);
     else
         AskForFrame(connection, window, view->style);
-    // A box stands above the window that shows it, full screen or not.
+    // A box is above the window that shows it, full screen or not.
     for (const auto& [handle, shown] : connection->windows) {
         if (shown.view.parent == nullptr && shown.window != window)
             XSetTransientForHint(display, window, shown.window);
@@ -350,9 +350,12 @@ bool MeasureMonitor(const WindowDisplay* connection)
 // Has the windows that take a whole monitor follow it.
 void FollowMonitor(WindowDisplay* connection)
 {
-    if (!MeasureMonitor(connection))
+    Machine* machine = ThisMachine();
+    const bool present = MeasureMonitor(connection);
+    if (machine->screen.present.exchange(present) != present && machine->observers.monitorChanged)
+        machine->observers.monitorChanged(machine->screen.output, present);
+    if (!present)
         return;
-    const Machine* machine = ThisMachine();
     for (auto& [handle, shown] : connection->windows) {
         if (shown.view.parent != nullptr || (shown.view.style & WS_POPUP) == 0)
             continue;
