@@ -25,7 +25,7 @@ TEST(KorvexMonitor, ShowsWhatEachPanelReports)
     WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
     const emulator::EmulatorPointer first = emulator::StartEmulator({});
     emulator::EmulatorPointer second = emulator::StartEmulator({0x7700});
-    Process monitor({KORVEX, "monitor", "--json", TerminalPath(first.get()), TerminalPath(second.get())});
+    Process monitor({KORVEX, "monitor", "--json", "--pointer", "none", TerminalPath(first.get()), TerminalPath(second.get())});
     ReadLineWith(monitor.output, TerminalPath(second.get()));
     TouchAt(second.get(), 25, 75);
     const std::string touching = ReadLineWith(monitor.output, R"("touching":true)");
@@ -135,6 +135,28 @@ TEST(KorvexCheck, FindsWhatIsWrongWithPortsAndControllers)
              "FAULT  COM6      what answers on '", "FAULT  COM7      cannot open '/dev/nowhere': there is no such port",
              "FAULT  COM8      cannot open '/dev/null': it is not a serial port"})
         EXPECT_THAT("\n" + result.output, HasSubstr("\n" + line));
+}
+
+// Also while the new one, which is asked at its other rate last, is being identified.
+TEST(KorvexMonitor, DrivesWhatTakesTheKnownControllersPlaceOrEndsMeanwhile)
+{
+    for (const bool ends : {true, false}) {
+        const TemporaryFolder folder;
+        WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
+        emulator::EmulatorPointer panel = emulator::StartEmulator({});
+        PlaceLink("panel", panel.get());
+        Process monitor({KORVEX, "monitor", "--json", "--pointer", "none", "--trace", "trace", "panel"});
+        ReadLineWith(monitor.output, "panel");
+        panel = emulator::StartEmulator({.model = 0x7700, .baudRate = 9600});
+        PlaceLink("panel", panel.get());
+        EXPECT_TRUE(WaitUntil([] { return ReadTextFile("trace").find("7700 answers in place of 5200") != std::string::npos; }));
+        if (!ends) {
+            EXPECT_NE(ReadLineWith(monitor.error, "controller 7700"), "");
+            TouchAt(panel.get(), 25, 75);
+            EXPECT_NE(ReadLineWith(monitor.output, R"("raw":[256,768])"), "");
+        }
+        EXPECT_EQ(EndBySignal(&monitor, SIGTERM), 0);
+    }
 }
 
 TEST(KorvexCheck, FindsWhatIsWrongWithReportsAndBindings)
