@@ -150,7 +150,9 @@ TEST(KorvexMonitor, DrivesWhatTakesTheKnownControllersPlaceOrEndsMeanwhile)
         panel = emulator::StartEmulator({.model = 0x7700, .baudRate = 9600});
         PlaceLink("panel", panel.get());
         EXPECT_TRUE(WaitUntil([] { return ReadTextFile("trace").find("7700 answers in place of 5200") != std::string::npos; }));
-        if (!ends) {
+        if (ends) {
+            EXPECT_TRUE(WaitForCommands(panel.get(), ReceivedCommands(panel.get()).size() + 1, std::chrono::seconds(5)));
+        } else {
             EXPECT_NE(ReadLineWith(monitor.error, "controller 7700"), "");
             TouchAt(panel.get(), 25, 75);
             EXPECT_NE(ReadLineWith(monitor.output, R"("raw":[256,768])"), "");
