@@ -156,6 +156,8 @@ RunResult RunProgram(const std::vector<std::string>& command)
     Process process(command);
     Close(&process.input);
     RunResult result{WaitForExit(&process), "", ""};
+    if (process.pid > 0)
+        kill(process.pid, SIGKILL); // or its output would have no end
     result.output = ReadAll(process.output);
     result.error = ReadAll(process.error);
     return result;

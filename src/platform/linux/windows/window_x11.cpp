@@ -9,8 +9,10 @@
 #include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
 
+#include <chrono>
 #include <map>
 #include <string>
+#include <thread>
 
 #include "platform/linux/core/text.h"
 #include "platform/linux/core/x11_monitors.h"
@@ -28,6 +30,7 @@ constexpr const char* FALLBACK_FONT = "sans:pixelsize=14";
 struct ShownWindow {
     Window window;
     WindowView view;
+    bool unmanaged = false; // the window manager is passed over
 };
 
 // The connection of the windows' thread.
@@ -171,7 +174,7 @@ bool Create(const WindowView* view)
     const int y = view->y + (topLevel ? machine->screen.y.load() : 0);
     const Window window = XCreateSimpleWindow(display, topLevel ? root : parent->second.window, x, y, static_cast<unsigned>(view->width),
         static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
-    connection->windows[view->handle] = {window, *view};
+    connection->windows[view->handle] = {window, *view, false};
     if (view->parent != nullptr) {
         XSelectInput(display, window, ExposureMask);
         XMapWindow(display, window);
@@ -185,12 +188,53 @@ bool Create(const WindowView* view)
     return !connection->broken;
 }
 
+// Whether the window is where it was asked for: over the whole of the machine's monitor.
+bool CoversMonitor(const WindowDisplay* connection, Window window)
+{
+    XWindowAttributes attributes{};
+    Window child = 0;
+    int x = 0;
+    int y = 0;
+    const Machine* machine = ThisMachine();
+    return XGetWindowAttributes(connection->display, window, &attributes) != 0 && attributes.map_state == IsViewable
+        && XTranslateCoordinates(connection->display, window, attributes.root, 0, 0, &x, &y, &child) != 0 && x == machine->screen.x
+        && y == machine->screen.y && attributes.width == machine->screen.width && attributes.height == machine->screen.height;
+}
+
+// Shows a window that takes a whole monitor. Window managers may put it on another one (the one that is in use, say); what does not come to
+// cover its own is shown without theirs: targets on another monitor than the panel's would be touched for nothing.
+void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds LIMIT{500};
+    constexpr std::chrono::milliseconds INTERVAL{5};
+    for (const auto deadline = Clock::now() + LIMIT; Clock::now() < deadline; std::this_thread::sleep_for(INTERVAL)) {
+        XSync(connection->display, False);
+        if (connection->broken || CoversMonitor(connection, shown->window))
+            return;
+    }
+    const Machine* machine = ThisMachine();
+    XSetWindowAttributes attributes{};
+    attributes.override_redirect = True;
+    XUnmapWindow(connection->display, shown->window);
+    XChangeWindowAttributes(connection->display, shown->window, CWOverrideRedirect, &attributes);
+    XMoveResizeWindow(connection->display, shown->window, machine->screen.x, machine->screen.y, static_cast<unsigned>(shown->view.width),
+        static_cast<unsigned>(shown->view.height));
+    shown->unmanaged = true;
+    XMapRaised(connection->display, shown->window);
+    XFlush(connection->display);
+}
+
 void Show(HWND handle)
 {
     WindowDisplay* connection = Connection();
-    if (const auto shown = connection->windows.find(handle); shown != connection->windows.end())
-        XMapRaised(connection->display, shown->second.window);
+    const auto shown = connection->windows.find(handle);
+    if (shown == connection->windows.end())
+        return;
+    XMapRaised(connection->display, shown->second.window);
     XFlush(connection->display);
+    if (shown->second.view.parent == nullptr && (shown->second.view.style & WS_POPUP) != 0)
+        ShowOverMonitor(connection, &shown->second);
 }
 
 void ChangeText(const WindowView* view)
@@ -281,8 +325,9 @@ WPARAM VirtualKey(KeySym key)
 }
 
 // Without a window manager nobody else gives a new window the keyboard.
-void TakeFocusAlone(const WindowDisplay* connection, Window window)
+void TakeFocusAlone(const WindowDisplay* connection, const ShownWindow* shown)
 {
+    Window window = shown->window;
     Atom type = 0;
     int format = 0;
     unsigned long count = 0;
@@ -291,9 +336,9 @@ void TakeFocusAlone(const WindowDisplay* connection, Window window)
     XGetWindowProperty(connection->display, DefaultRootWindow(connection->display),
         XInternAtom(connection->display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW, &type, &format, &count, &left,
         &manager);
-    if (manager == nullptr)
+    if (manager == nullptr || shown->unmanaged)
         XSetInputFocus(connection->display, window, RevertToPointerRoot, CurrentTime);
-    else
+    if (manager != nullptr)
         XFree(manager);
 }
 
@@ -310,7 +355,7 @@ void HandleEvent(const WindowDisplay* connection, XEvent* event)
                 InvalidateRect(handle, nullptr, TRUE);
             return;
         case MapNotify:
-            TakeFocusAlone(connection, shown.window);
+            TakeFocusAlone(connection, &shown);
             return;
         case KeyPress:
         case KeyRelease:
