@@ -1,7 +1,7 @@
 # libkorvex, the command `korvex`, the emulator, and what tests and measures them.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft xrandr libevdev)
+pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft xrandr libevdev libudev)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json 3 REQUIRED)
 

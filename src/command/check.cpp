@@ -110,8 +110,17 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
     return true;
 }
 
-void CheckPort(const PortState* port, Findings* findings, std::vector<Listener>* listeners)
+void CheckPort(const Options* options, const PortState* port, Findings* findings, std::vector<Listener>* listeners)
 {
+    if (port->ignored) {
+        Add(findings, Severity::NOTE, port->name, "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
+        return;
+    }
+    if (!options->probe && !IsPanelPort(options, port)) {
+        Add(findings, Severity::NOTE, port->name,
+            "'" + port->path + "' is not asked, since no panel is known there and it may be another device's; '--probe' asks it");
+        return;
+    }
     HANDLE handle = OpenPort(port->path);
     if (handle == INVALID_HANDLE_VALUE) {
         Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
@@ -186,7 +195,7 @@ int RunCheck(const Options* options)
     for (const PortState& port : ports) {
         if (IsEndRequested())
             break;
-        CheckPort(&port, &findings, &listeners);
+        CheckPort(options, &port, &findings, &listeners);
     }
     bool printed = Print(&findings);
 

@@ -30,6 +30,12 @@ bool TakePort(const std::string& value, Options* options)
     return !taken;
 }
 
+bool TakeOnly(const std::string& value, Options* options)
+{
+    options->only.push_back(value);
+    return !value.empty();
+}
+
 bool TakeVersion(const std::string& value, Options* options)
 {
     const char* end = value.data() + value.size();
@@ -96,6 +102,11 @@ const std::vector<OptionDeclaration>& AllOptions()
             "use these ports, COM3=/dev/ttyUSB0, not the system's; may be given several times. Of the system's ports ttyS0 is COM1, ttyS1"
             " COM2 and so on; USB adapters follow from COM33",
             nullptr, TakePort, "NAME=PATH, such as COM3=/dev/ttyS2, each once", Completion::NOTHING, {}, true},
+        {"--only", "PORT", "ask this port and no other; may be given several times", nullptr, TakeOnly,
+            "a port: a panel's name, COM3, ttyUSB0 or a path", Completion::FILES, {}, true},
+        {"--wait", nullptr, "where the port or its controller is missing, ask again every 2 to 30 seconds, until it is there",
+            &Options::wait, nullptr, nullptr},
+        {"--probe", nullptr, "ask every port, also those that may have other devices on them", &Options::probe, nullptr, nullptr},
         {"--state", "DIR", "where bindings and registry are kept (default $XDG_STATE_HOME/korvex, or ~/.local/state/korvex)", nullptr,
             TakeText<&Options::stateFolder>, "a path", Completion::FOLDERS},
         {POINTER, "x11|uinput|log|none",
@@ -104,8 +115,8 @@ const std::vector<OptionDeclaration>& AllOptions()
             " a line on standard output, or drop them",
             nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING, {"x11", "uinput", "log", "none"}},
         {"--monitor", "[PORT=]OUTPUT",
-            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT, a path"
-            " or (enum, paneltest) COM3, the touches from that port; may be given several times",
+            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT the touches"
+            " from that port; may be given several times",
             nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once", Completion::NOTHING, {}, true},
         {"--windows", "x11|none",
             "show windows on the X display (default where DISPLAY is set), or print what they would show on standard error", nullptr,
@@ -128,26 +139,27 @@ const std::vector<OptionDeclaration>& AllOptions()
 const std::vector<CommandDeclaration>& AllCommands()
 {
     const OptionUse quietTrace{"--trace", "write the diagnostic lines to FILE (default: nowhere)"};
-    const ArgumentDeclaration port{"PORT", "the serial port, a path such as /dev/ttyS0", Completion::FILES};
+    const ArgumentDeclaration port{"PORT", "the serial port: a panel's name, COM1, ttyS0, or a path", Completion::FILES};
     static const std::vector<CommandDeclaration> COMMANDS{
         {.name = "enum",
-            .help = "find the controllers on all ports and let their touches move the pointer, behind a status window, until it is closed"
+            .help = "find the controllers on all ports, which sends bytes to whatever is on them, and let their touches move the pointer, "
+                    "behind a status window, until it is closed"
                     " or SIGINT or SIGTERM comes. What was found on a port is kept for the next start",
-            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
-            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices},
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunEnumerate,
             .endsCleanly = true},
         {.name = "paneltest",
             .help = "calibrate the panel that is touched, by nine targets over the whole screen of 5 seconds each, then rate it; Escape"
                     " ends it. The calibration is stored in Korvex.ini",
-            .options = {{"--single"}, {"--port"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
-            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevices},
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunPanelTest,
             .endsCleanly = true},
         {.name = "check",
             .help = "look at display, settings, ports and controllers for what commonly goes wrong, one line each: \"ok\", \"note\", or"
                     " \"FAULT\" with what to do",
-            .options = {{"--port"}, {"--state"}, quietTrace, {"--seconds", "how long to listen for touches (default 3)"}},
+            .options = {{"--probe"}, {"--port"}, {"--state"}, quietTrace, {"--seconds", "how long to listen for touches (default 3)"}},
             .machine = {SetUpQuietTrace},
             .run = RunCheck,
             .pointer = "none", // the touches are looked at, not sent
@@ -155,7 +167,7 @@ const std::vector<CommandDeclaration>& AllCommands()
         {.name = "drive",
             .help = "like enum for the one controller on a serial port, without window and bindings",
             .arguments = {port},
-            .options = {{POINTER}, {"--monitor"}, {"--trace"}},
+            .options = {{"--wait"}, {POINTER}, {"--monitor"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer},
             .run = RunDrive,
             .endsCleanly = true},
@@ -191,13 +203,13 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunReplay,
             .endsCleanly = true},
         {.name = "ports",
-            .help = "list the serial ports, what is on them and how they are bound, opening none",
+            .help = "list the serial ports, what is on them, how they are bound and which commands would ask them, opening none",
             .options = {{"--port"}, {"--state"}, {"--json"}},
-            .machine = {SetUpDevices},
+            .machine = {SetUpKnownDevices},
             .run = RunPorts},
         {.name = "unbind",
-            .help = "take the binding and its parameters off a port, COM3",
-            .arguments = {{"NAME", "the port's name, COM3"}},
+            .help = "take the binding and its parameters off a port",
+            .arguments = {port},
             .options = {{"--port"}, {"--state"}},
             .machine = {SetUpDevices},
             .run = RunUnbind},

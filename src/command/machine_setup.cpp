@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,11 +14,12 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/panel_devices.h"
-#include "command/port_state.h"
+#include "command/port_names.h"
 #include "drivers/enumerator_filter.h"
 #include "platform/linux/core/debug_output.h"
 #include "platform/linux/core/text.h"
@@ -72,18 +74,6 @@ bool CanKeepChanges(const std::string& folder)
     return kept;
 }
 
-// The adapter's path across runs of a port that was given by its tty.
-std::string StablePathOf(const std::string& path, const std::vector<platform::ScannedPort>& scanned)
-{
-    std::error_code error;
-    const fs::path resolved = fs::weakly_canonical(path, error);
-    for (const platform::ScannedPort& port : scanned) {
-        if (resolved == port.path)
-            return port.stablePath;
-    }
-    return fs::absolute(path, error).string();
-}
-
 // Gives /dev/uinput to the group "korvex".
 constexpr const char* UINPUT_RULE = "/usr/share/korvex/71-korvex-uinput.rules";
 
@@ -91,12 +81,61 @@ constexpr const char* UINPUT_RULE = "/usr/share/korvex/71-korvex-uinput.rules";
 std::string MonitorOf(const Options* options, const std::string& path)
 {
     for (const PortMonitor& given : options->portMonitors) {
-        std::error_code error;
-        const std::string port = PathOfPort(options, given.port);
-        if (port == path || fs::equivalent(port, path, error))
+        if (IsSamePort(PathOfPort(options, given.port), path))
             return given.output;
     }
     return "";
+}
+
+// A port of the machine.
+struct Port {
+    std::string name;       // COM3
+    std::string path;       // that is opened
+    std::string stablePath; // its adapter's across runs
+};
+
+// What is given for a port, which may be under any of its names.
+Port GivenPortOf(const GivenPort* given, const std::vector<platform::ScannedPort>* scanned)
+{
+    const auto known = std::find_if(
+        scanned->begin(), scanned->end(), [given](const platform::ScannedPort& port) { return IsSamePort(port.path, given->path); });
+    std::error_code error;
+    return {given->name, given->path, known == scanned->end() ? fs::absolute(given->path, error).string() : known->stablePath};
+}
+
+// The ports given, else the system's, without consoles.
+std::vector<Port> PortsOf(const Options* options)
+{
+    const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts("/sys", "/dev", "/proc");
+    std::vector<Port> ports;
+    if (options->ports.empty()) {
+        for (const platform::ScannedPort& port : scanned) {
+            const std::string panel = platform::PanelNameOf(port.path, "/dev");
+            ports.push_back({port.name, panel.empty() ? port.stablePath : PathOfPort(options, panel), port.stablePath});
+        }
+    }
+    for (const GivenPort& port : options->ports) {
+        if (platform::IsKernelConsole(port.path, "/proc"))
+            fprintf(
+                stderr, "%s: %s is left out: '%s' is a system console\n", options->command.c_str(), port.name.c_str(), port.path.c_str());
+        else
+            ports.push_back(GivenPortOf(&port, &scanned));
+    }
+    return ports;
+}
+
+void AddPort(const Port* port)
+{
+    platform::AddSerialPort(platform::FromUtf8(port->name), port->path, port->stablePath);
+}
+
+void UseStateFolder(const Options* options)
+{
+    platform::Machine* machine = platform::ThisMachine();
+    std::error_code error;
+    machine->folders.state = fs::absolute(options->stateFolder, error).string();
+    machine->folders.windows = machine->folders.state + "/windows";
+    machine->folders.system = machine->folders.windows + "/system32";
 }
 
 } // namespace
@@ -141,6 +180,14 @@ int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     machine->screen.output = options->monitor;
+    for (const PortMonitor& given : options->portMonitors) {
+        std::error_code error;
+        const std::string path = PathOfPort(options, given.port);
+        if (path.find('/') == std::string::npos && !fs::exists(path, error)) {
+            fprintf(stderr, "%s: '--monitor': there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), given.port.c_str());
+            return EXIT_USAGE_ERROR;
+        }
+    }
     if (!options->portMonitors.empty())
         machine->screen.outputOfLine = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
     machine->observers.monitorChanged = [command = options->command](const std::string& output, bool present) {
@@ -200,11 +247,6 @@ int SetUpSystem(const Options* options)
     return EXIT_DONE;
 }
 
-int SetUpDevices(const Options* options)
-{
-    return SetUpMachine(options, {SetUpState, SetUpPorts});
-}
-
 std::string PrepareState(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
@@ -212,9 +254,7 @@ std::string PrepareState(const Options* options)
     fs::create_directories(options->stateFolder, error);
     if (error)
         return error.message();
-    machine->folders.state = fs::absolute(options->stateFolder, error).string();
-    machine->folders.windows = machine->folders.state + "/windows";
-    machine->folders.system = machine->folders.windows + "/system32";
+    UseStateFolder(options);
     errno = 0;
     if (CanKeepChanges(machine->folders.state) && drivers::InstallEnumeratorService() && CreateMouseSettings())
         return "";
@@ -247,20 +287,46 @@ bool WasWriteRefused()
 int SetUpPorts(const Options* options)
 {
     drivers::RegisterEnumeratorFilter();
+    for (const Port& port : PortsOf(options))
+        AddPort(&port);
+    return EXIT_DONE;
+}
 
-    const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts("/sys", "/dev", "/proc");
-    if (options->ports.empty()) {
-        for (const platform::ScannedPort& port : scanned)
-            platform::AddSerialPort(platform::FromUtf8(port.name), port.path, port.stablePath);
+int SetUpDevices(const Options* options)
+{
+    return SetUpMachine(options, {SetUpState, SetUpPorts});
+}
+
+int SetUpDevicesToAsk(const Options* options)
+{
+    if (const int exitCode = SetUpState(options); exitCode != EXIT_DONE)
+        return exitCode;
+    drivers::RegisterEnumeratorFilter();
+    const std::vector<Port> ports = PortsOf(options);
+    const auto isNamed = [options](const std::string& name, const Port& port) {
+        return name == port.name || IsSamePort(PathOfPort(options, name), port.path);
+    };
+    for (const std::string& name : options->only) {
+        if (std::none_of(ports.begin(), ports.end(), [&](const Port& port) { return isNamed(name, port); })) {
+            fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), name.c_str());
+            return EXIT_NO_PORT;
+        }
     }
-    for (const GivenPort& port : options->ports) {
-        if (platform::IsKernelConsole(port.path, "/proc"))
-            fprintf(
-                stderr, "%s: %s is left out: '%s' is a system console\n", options->command.c_str(), port.name.c_str(), port.path.c_str());
-        else
-            platform::AddSerialPort(platform::FromUtf8(port.name), port.path, StablePathOf(port.path, scanned));
+    for (const Port& port : ports) {
+        const bool wanted = options->only.empty()
+            || std::any_of(options->only.begin(), options->only.end(), [&](const std::string& name) { return isNamed(name, port); });
+        if (wanted && !platform::IsPortIgnored(port.path))
+            AddPort(&port);
     }
     return EXIT_DONE;
+}
+
+int SetUpKnownDevices(const Options* options)
+{
+    std::error_code error;
+    if (fs::is_directory(options->stateFolder, error))
+        UseStateFolder(options);
+    return SetUpPorts(options);
 }
 
 } // namespace korvex::command

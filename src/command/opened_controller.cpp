@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -13,20 +14,61 @@
 
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/journal.h"
 #include "command/panel_devices.h"
 #include "command/port_failure.h"
+#include "command/port_names.h"
+#include "command/service_manager.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "platform/linux/core/text.h"
+#include "platform/linux/serial/port_scan.h"
 #include "platform/win32.h"
 
 namespace korvex::command {
 
 namespace {
 
+using std::chrono::milliseconds;
+
 // How often a session whose end nobody tells of is looked at, in milliseconds.
 constexpr int ENDED_INTERVAL_MS = 100;
+
+// Between two tries on a port without a controller.
+constexpr milliseconds MIN_ASK_PAUSE{2000};
+constexpr milliseconds MAX_ASK_PAUSE{30000};
+
+// How it went to open a controller.
+struct Opening {
+    int exitCode;
+    std::string fault; // empty: none
+    bool mayCome;      // what is missing may come by itself
+};
+
+Opening Open(const std::string& path, TouchController** controller)
+{
+    *controller = nullptr;
+    if (platform::IsPortIgnored(path))
+        return {EXIT_NO_PORT, "'" + path + "' is not asked: udev has ID_KORVEX_IGNORE for it", false};
+    HANDLE port = OpenPort(path);
+    if (port == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        return {EXIT_NO_PORT, "cannot open '" + path + "': " + PortFailureText(path, error), error != ERROR_INVALID_FUNCTION};
+    }
+    TouchController* opened = ControllerOn(port);
+    if (opened == nullptr)
+        return {EXIT_FAULT, "memory is short", false};
+    if (IdentifyController(opened)) {
+        NotePanelModel(path, opened->model);
+        *controller = opened;
+        return {EXIT_DONE, "", false};
+    }
+    ReleaseController(opened);
+    if (IsEndRequested())
+        return {EXIT_DONE, "", false};
+    return {EXIT_NO_CONTROLLER, "no controller answers on '" + path + "', neither at 19200 nor at 9600 baud", true};
+}
 
 } // namespace
 
@@ -53,30 +95,32 @@ TouchController* ControllerOn(HANDLE port)
     return controller;
 }
 
-int OpenController(const Options* options, const std::string& path, TouchController** controller)
+int OpenController(const Options* options, const std::string& port, TouchController** controller)
 {
-    *controller = nullptr;
-    HANDLE port = OpenPort(path);
-    if (port == INVALID_HANDLE_VALUE) {
-        fprintf(
-            stderr, "%s: cannot open '%s': %s\n", options->command.c_str(), path.c_str(), PortFailureText(path, GetLastError()).c_str());
-        return EXIT_NO_PORT;
+    const Opening opening = Open(PathOfPort(options, port), controller);
+    if (!opening.fault.empty())
+        fprintf(stderr, "%s: %s\n", options->command.c_str(), opening.fault.c_str());
+    return opening.exitCode;
+}
+
+int AwaitController(const Options* options, const std::string& port, TouchController** controller)
+{
+    std::string told;
+    for (milliseconds pause = MIN_ASK_PAUSE;; pause = std::min(2 * pause, MAX_ASK_PAUSE)) {
+        const Opening opening = Open(PathOfPort(options, port), controller);
+        if (!opening.mayCome) {
+            if (!opening.fault.empty())
+                Tell(Priority::FAULT, options->command + ": " + opening.fault);
+            return opening.exitCode;
+        }
+        if (opening.fault != told) {
+            Tell(Priority::WARNING, options->command + ": " + opening.fault + "; it is asked again every 2 to 30 s");
+            NotifyServiceManager("STATUS=Waiting: " + opening.fault);
+        }
+        told = opening.fault;
+        if (WaitForEnd(pause))
+            return EXIT_DONE;
     }
-    TouchController* opened = ControllerOn(port);
-    if (opened == nullptr) {
-        fprintf(stderr, "%s: memory is short\n", options->command.c_str());
-        return EXIT_FAULT;
-    }
-    if (IdentifyController(opened)) {
-        NotePanelModel(path, opened->model);
-        *controller = opened;
-        return EXIT_DONE;
-    }
-    ReleaseController(opened);
-    if (IsEndRequested())
-        return EXIT_DONE;
-    fprintf(stderr, "%s: no controller answers on '%s', neither at 19200 nor at 9600 baud\n", options->command.c_str(), path.c_str());
-    return EXIT_NO_CONTROLLER;
 }
 
 std::string DescriptionOf(const TouchController* controller)
@@ -87,13 +131,15 @@ std::string DescriptionOf(const TouchController* controller)
     return text.data();
 }
 
-int StartDriving(const Options* options, const std::string& name, TouchController* controller)
+int StartDriving(const Options* options, const std::string& port, TouchController* controller)
 {
     if (!StartSession(controller)) {
         fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
         return EXIT_FAULT;
     }
-    fprintf(stderr, "%s: %s\n", name.c_str(), DescriptionOf(controller).c_str());
+    const std::string line = PanelTitle(PathOfPort(options, port)) + ": " + DescriptionOf(controller);
+    Tell(Priority::NOTICE, line);
+    NotifyServiceManager("STATUS=" + line);
     return EXIT_DONE;
 }
 

@@ -16,17 +16,21 @@ HANDLE OpenPort(const std::string& path);
 // memory is short; the port is then closed.
 TouchController* ControllerOn(HANDLE port);
 
-// Opens the port and identifies the controller on it, which is then the caller's: EXIT_DONE. What goes wrong is said on standard error, and
-// the result is the command's exit code for it. When the end is requested meanwhile: EXIT_DONE without a controller. `controller` is null
-// wherever there is none.
-int OpenController(const Options* options, const std::string& path, TouchController** controller);
+// Opens the port, named as people do (port_names.h), and identifies the controller on it, which is then the caller's: EXIT_DONE. What goes
+// wrong is said on standard error, and the result is the command's exit code for it. When the end is requested meanwhile: EXIT_DONE without
+// a controller. `controller` is null wherever there is none.
+int OpenController(const Options* options, const std::string& port, TouchController** controller);
+
+// The same, but where the port is not there, is in use, or nothing on it answers, it is asked again, every 2 to 30 seconds, until a
+// controller is found or the end is requested. Why there is none is said once for each reason.
+int AwaitController(const Options* options, const std::string& port, TouchController** controller);
 
 // "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"
 std::string DescriptionOf(const TouchController* controller);
 
-// Starts the session, and says on standard error, behind `name`, which controller is driven: from then on no touch is lost. EXIT_FAULT
-// after another line there when the system refuses a thread.
-int StartDriving(const Options* options, const std::string& name, TouchController* controller);
+// Starts the session, and says on standard error which controller is driven on that port: from then on no touch is lost. EXIT_FAULT after
+// another line there when the system refuses a thread.
+int StartDriving(const Options* options, const std::string& port, TouchController* controller);
 
 // Waits until the end is requested, and then stops the running session: true; or until the session has ended by itself: false.
 bool WaitForEndOf(TouchController* controller);

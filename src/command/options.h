@@ -20,6 +20,7 @@ struct PortMonitor {
 struct Options {
     std::string command;                   // "korvex enum", how messages begin
     std::vector<GivenPort> ports;          // --port; none: those of the system
+    std::vector<std::string> only;         // --only: the ports that are asked; none: all
     std::string stateFolder;               // --state
     std::string pointer;                   // --pointer: "x11", "uinput", "log" or "none"
     std::string monitor;                   // --monitor OUTPUT; empty: the primary one
@@ -34,6 +35,8 @@ struct Options {
     bool server = false;   // --server
     bool tabletPc = false; // --tablet-pc
     bool single = false;   // --single
+    bool wait = false;     // --wait
+    bool probe = false;    // --probe
     bool json = false;     // --json
     std::vector<std::string> arguments;
 };

@@ -1,10 +1,9 @@
 #include "command/panel_devices.h"
 
-#include <filesystem>
 #include <map>
 #include <mutex>
-#include <system_error>
 
+#include "command/port_names.h"
 #include "command/port_state.h"
 
 namespace korvex::command {
@@ -32,10 +31,7 @@ uint32_t ModelOf(const std::string& path)
 
 platform::PanelDescription DescribePanel(const std::string& path)
 {
-    std::error_code error;
-    const std::filesystem::path tty = std::filesystem::canonical(path, error);
-    const std::string name = (error ? std::filesystem::path(path) : tty).filename().string();
-    return {name, static_cast<uint16_t>(ModelOf(path))};
+    return {PanelNameOf(path), static_cast<uint16_t>(ModelOf(path))};
 }
 
 void NotePanelModel(const std::string& path, uint32_t model)

@@ -8,7 +8,7 @@
 
 namespace korvex::command {
 
-// The panel on the line of that path: named after the tty, "ttyUSB0"; its model as NotePanelModel has been told, else as the device tree
+// The panel on the line of that path: its name (port_names.h), and its model as NotePanelModel has been told, else as the device tree
 // knows it, else 0. Any thread.
 platform::PanelDescription DescribePanel(const std::string& path);
 

@@ -1,12 +1,15 @@
 #include "command/port_state.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
+#include "command/port_names.h"
 #include "discovery/device_nodes.h"
 #include "discovery/model_table.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
+#include "platform/linux/serial/port_scan.h"
 #include "support/owned.h"
 
 namespace korvex::command {
@@ -23,8 +26,9 @@ PortState StateOf(DEVINST port)
     PortName name{};
     ReadPortName(devices.value, &element, &name);
     const std::u16string child = platform::InstanceIdOf(FirstChild(port));
-    return {port, platform::ToUtf8(name.data()), platform::NativePathOf(port), platform::ToUtf8(child), ModelFromHardwareId(child.c_str()),
-        IsEnumeratorBound(devices.value, &element)};
+    const std::string path = platform::NativePathOf(port);
+    return {port, platform::ToUtf8(name.data()), path, platform::PanelNameOf(path, "/dev"), platform::IsPortIgnored(path),
+        platform::ToUtf8(child), ModelFromHardwareId(child.c_str()), IsEnumeratorBound(devices.value, &element)};
 }
 
 } // namespace
@@ -39,17 +43,17 @@ std::vector<PortState> AllPorts()
     return ports;
 }
 
-std::string PathOfPort(const Options* options, const std::string& port)
+bool IsPanelPort(const Options* options, const PortState* port)
 {
-    for (const GivenPort& given : options->ports) {
-        if (given.name == port)
-            return given.path;
-    }
-    for (const PortState& known : AllPorts()) {
-        if (known.name == port)
-            return known.path;
-    }
-    return port;
+    return !options->ports.empty() || port->bound || port->model != 0 || !port->panel.empty();
+}
+
+const PortState* FindPort(const std::vector<PortState>* ports, const Options* options, const std::string& name)
+{
+    const std::string path = PathOfPort(options, name);
+    const auto found = std::find_if(
+        ports->begin(), ports->end(), [&](const PortState& port) { return port.name == name || IsSamePort(port.path, path); });
+    return found == ports->end() ? nullptr : &*found;
 }
 
 std::string ModelText(uint32_t model)

@@ -13,7 +13,9 @@ namespace korvex::command {
 struct PortState {
     DEVINST node;
     std::string name;  // COM3
-    std::string path;  // of its tty
+    std::string path;  // that is opened, of its tty
+    std::string panel; // the administrator's name of the panel on it; empty: it has none
+    bool ignored;      // it is never asked
     std::string child; // what is on it, an instance ID; empty: nothing that is known
     uint32_t model;    // of the child; 0: none of the family
     bool bound;        // to the enumerator filter
@@ -22,8 +24,11 @@ struct PortState {
 // The states of all ports; none is opened.
 std::vector<PortState> AllPorts();
 
-// The path of the tty of a port that is given by its name, COM3, or by its path; the text itself where no port has that name.
-std::string PathOfPort(const Options* options, const std::string& port);
+// Whether `korvex check` asks it although nobody wants all ports asked: a panel is known there, or the port was given.
+bool IsPanelPort(const Options* options, const PortState* port);
+
+// The port that is called so (port_names.h); null when it is none of these.
+const PortState* FindPort(const std::vector<PortState>* ports, const Options* options, const std::string& name);
 
 // A model as people write it, "5200"; empty for 0.
 std::string ModelText(uint32_t model);

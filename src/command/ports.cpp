@@ -7,6 +7,7 @@
 #include "command/exit_codes.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
+#include "command/port_names.h"
 #include "command/port_state.h"
 #include "command/subcommands.h"
 #include "discovery/model_table.h"
@@ -19,25 +20,41 @@ namespace korvex::command {
 
 namespace {
 
-void PrintJson(const std::vector<PortState>* ports)
+// Which commands ask a port when it is not named.
+std::string AskedBy(const Options* options, const PortState* port)
+{
+    if (port->ignored)
+        return "none";
+    return IsPanelPort(options, port) ? "enum check" : "enum";
+}
+
+void PrintJson(const Options* options, const std::vector<PortState>* ports)
 {
     auto list = nlohmann::ordered_json::array();
     for (const PortState& port : *ports)
-        list.push_back(
-            {{"name", port.name}, {"path", port.path}, {"child", port.child}, {"model", ModelText(port.model)}, {"bound", port.bound}});
+        list.push_back({{"name", port.name}, {"path", ShownPath(port.path)}, {"child", port.child}, {"model", ModelText(port.model)},
+            {"bound", port.bound}, {"panel", port.panel}, {"ignored", port.ignored}, {"askedBy", AskedBy(options, &port)}});
     puts(list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
-void PrintTable(const std::vector<PortState>* ports)
+// What is not known is a dash.
+void PrintTable(const Options* options, const std::vector<PortState>* ports)
 {
-    size_t widest = 4;
+    const auto shown = [](const std::string& text) { return text.empty() ? std::string("-") : text; };
+    std::vector<std::vector<std::string>> rows{{"PORT", "PATH", "PANEL", "MODEL", "BINDING", "ASKED BY", "CHILD"}};
     for (const PortState& port : *ports)
-        widest = std::max(widest, port.path.size());
-    printf("%-7s  %-*s  %-5s  %-7s  %s\n", "PORT", static_cast<int>(widest), "PATH", "MODEL", "BINDING", "CHILD");
-    for (const PortState& port : *ports)
-        printf("%-7s  %-*s  %-5s  %-7s  %s\n", port.name.c_str(), static_cast<int>(widest), port.path.c_str(),
-            port.model == 0 ? "-" : ModelText(port.model).c_str(), port.bound ? "bound" : "-",
-            port.child.empty() ? "-" : port.child.c_str());
+        rows.push_back({port.name, ShownPath(port.path), shown(port.panel), shown(ModelText(port.model)), port.bound ? "bound" : "-",
+            AskedBy(options, &port), shown(port.child)});
+    for (const std::vector<std::string>& row : rows) {
+        std::string line;
+        for (size_t column = 0; column + 1 < row.size(); ++column) {
+            size_t widest = 0;
+            for (const std::vector<std::string>& other : rows)
+                widest = std::max(widest, other[column].size());
+            line += row[column] + std::string(widest - row[column].size() + 2, ' ');
+        }
+        puts((line + row.back()).c_str());
+    }
 }
 
 } // namespace
@@ -46,20 +63,19 @@ int RunPorts(const Options* options)
 {
     const std::vector<PortState> ports = AllPorts();
     if (options->json)
-        PrintJson(&ports);
+        PrintJson(options, &ports);
     else
-        PrintTable(&ports);
+        PrintTable(options, &ports);
     return EXIT_DONE;
 }
 
 int RunUnbind(const Options* options)
 {
     const std::string& name = options->arguments[0];
-    for (const PortState& port : AllPorts()) {
-        if (port.name != name)
-            continue;
-        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port.name);
-        platform::ForgetPort(port.node);
+    const std::vector<PortState> ports = AllPorts();
+    if (const PortState* port = FindPort(&ports, options, name); port != nullptr) {
+        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port->name);
+        platform::ForgetPort(port->node);
         platform::DeleteRegistryKey(parameters);
         return EXIT_DONE; // what could not be written has been said
     }

@@ -1,6 +1,10 @@
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 
@@ -107,7 +111,8 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
         Process emulator({EMULATOR, "--link", "port", "--model", "7700", "--baud", "9600", "--firmware", "4.5.6", "--script", "-"});
         EXPECT_THAT(ReadLine(emulator.output), HasSubstr("emulating model 7700"));
         Process drive({KORVEX, "drive", "port", "--pointer", "log", "--trace", "trace.txt"});
-        EXPECT_EQ(ReadLine(drive.error), "port: controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
+        const std::string tty = std::filesystem::canonical("port").string();
+        EXPECT_EQ(ReadLine(drive.error), "port (" + tty + "): controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
         for (const char* line : {"ready", "touch 50 50", "drag 75 75 1"})
             WriteLine(&emulator, line);
         EXPECT_EQ(ReadLine(drive.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
@@ -120,6 +125,38 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
         EXPECT_EQ(WaitForExit(&emulator), 0);
         EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("port"))) << "the link goes with the emulator";
     }
+}
+
+// What the service manager gets of a unit, message by message.
+std::string NextNotification(int socket)
+{
+    std::array<char, 512> text{};
+    pollfd ready{socket, POLLIN, 0};
+    return poll(&ready, 1, 10'000) == 1 ? std::string(text.data(), static_cast<size_t>(recv(socket, text.data(), text.size(), 0))) : "";
+}
+
+TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
+{
+    const TemporaryFolder folder;
+    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const sockaddr_un address{AF_UNIX, "manager"};
+    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    setenv("NOTIFY_SOCKET", "manager", 1);
+    Process drive({KORVEX, "drive", "--wait", "panel", "--pointer", "log"});
+    unsetenv("NOTIFY_SOCKET");
+    EXPECT_EQ(NextNotification(manager), "READY=1");
+    EXPECT_EQ(NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
+    EXPECT_EQ(ReadLine(drive.error), "korvex drive: cannot open 'panel': there is no such port; it is asked again every 2 to 30 s");
+    Process emulator({EMULATOR, "--link", "panel", "--script", "-"});
+    EXPECT_THAT(NextNotification(manager), AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));
+    WriteLine(&emulator, "ready");
+    WriteLine(&emulator, "touch 50 50");
+    EXPECT_NE(ReadLine(drive.output), "");
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+    EXPECT_EQ(NextNotification(manager), "STOPPING=1");
+    close(manager);
+    WriteTextFile("plain", "");
+    EXPECT_EQ(RunProgram({KORVEX, "drive", "--wait", "plain"}).exitCode, 3) << "that never becomes a port";
 }
 
 TEST(KorvexEmulator, NamesWhatIsWrong)

@@ -181,6 +181,8 @@ TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
 TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
 {
     const Installation installation;
+    EXPECT_EQ(RunProgram(installation.Command({"ports"})).exitCode, 0);
+    EXPECT_FALSE(std::filesystem::exists("state")) << "a list makes nothing";
     {
         Process command(installation.Unseen({"enum"}));
         EXPECT_EQ(ReadLineWith(command.error, "Enable Touch Tests"), "Enable Touch Tests");
@@ -209,9 +211,11 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
     const std::string table = RunProgram(installation.Command({"ports"})).output;
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;
     EXPECT_THAT(table, Not(HasSubstr("KVX5200")));
-    EXPECT_THAT(table, HasSubstr("7700   bound    SERENUM\\KVX7700\\COM4"));
+    EXPECT_THAT(table, HasSubstr("7700   bound    enum check  SERENUM\\KVX7700\\COM4"));
     EXPECT_EQ(ReadTextFile("state/registry.ini").find("Parameters\\COM3]"), std::string::npos);
     EXPECT_EQ(unbind("COM9").exitCode, 3);
+    EXPECT_EQ(unbind(TerminalPath(installation.second.get()).c_str()).exitCode, 0);
+    EXPECT_THAT(RunProgram(installation.Command({"ports"})).output, Not(HasSubstr("KVX7700")));
 }
 
 TEST(KorvexCalib, StartsTheProgramOfTheStoredFolderWithItsParameters)

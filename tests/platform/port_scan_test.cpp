@@ -21,7 +21,7 @@ void AddTty(const std::string& name, bool withDevice, const char* type = nullptr
 TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
 {
     const TemporaryFolder folder;
-    for (const char* name : {"tty0", "ptmx", "console", "ttyprintk"})
+    for (const char* name : {"tty0", "ptmx", "console", "ttyprintk", "ttymxc1", "ttyAMA0"})
         AddTty(name, true);
     AddTty("ttyS0", true, "4\n");
     AddTty("ttyS1", true, "4\n");
@@ -41,13 +41,28 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
         found.push_back(port.name + " " + port.path + " " + port.stablePath);
     EXPECT_EQ(found,
         (Texts{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10", "COM33 dev/ttyUSB0 dev/ttyUSB0",
-            "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2", "COM35 dev/ttyACM0 dev/ttyACM0"}));
+            "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2", "COM35 dev/ttyACM0 dev/ttyACM0", "COM36 dev/ttyAMA0 dev/ttyAMA0",
+            "COM37 dev/ttymxc1 dev/ttymxc1"}));
     EXPECT_TRUE(ScanSerialPorts("nowhere", "dev", "proc").empty());
 
     EXPECT_TRUE(IsKernelConsole("dev/ttyS0", "proc"));
     fs::create_symlink("dev/ttyS0", "panel");
     EXPECT_TRUE(IsKernelConsole("panel", "proc")) << "by another name too";
     EXPECT_FALSE(IsKernelConsole("dev/ttyS1", "proc"));
+}
+
+TEST(PanelNameOf, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
+{
+    const TemporaryFolder folder;
+    fs::create_directories("dev/korvex");
+    for (const char* name : {"ttyUSB0", "ttyUSB1"})
+        WriteTextFile(std::string("dev/") + name, "");
+    for (const char* name : {"right", "left"})
+        fs::create_symlink("../ttyUSB0", std::string("dev/korvex/") + name);
+    fs::create_symlink("dev/ttyUSB0", "panel");
+    for (const auto& [path, name] : {std::pair{"dev/ttyUSB0", "left"}, {"panel", "left"}, {"dev/korvex/right", "right"},
+             {"dev/ttyUSB1", ""}, {"dev/korvex/unplugged", "unplugged"}, {"dev/missing", ""}})
+        EXPECT_EQ(PanelNameOf(path, "dev"), name) << path;
 }
 
 } // namespace

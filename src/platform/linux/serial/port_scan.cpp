@@ -1,12 +1,17 @@
 #include "platform/linux/serial/port_scan.h"
 
+#include <libudev.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 
 namespace korvex::platform {
 
@@ -14,22 +19,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int FIRST_USB_NUMBER = 33;
+constexpr int FIRST_ADAPTER_NUMBER = 33;
+
+// The families that have their place; the others follow in the alphabet.
+constexpr std::array<std::string_view, 3> FAMILIES{"ttyS", "ttyUSB", "ttyACM"};
 
 // The kernel's name of a tty, in its parts.
 struct TtyName {
-    std::string_view family;
+    std::string family;
     int number;
+
+    auto Order() const
+    {
+        const auto place = std::find(FAMILIES.begin(), FAMILIES.end(), family) - FAMILIES.begin();
+        return std::tuple(place, family, number);
+    }
 };
 
-std::optional<TtyName> ParseTtyName(std::string_view name)
+// None for names without a number, which no serial port has, and for the virtual consoles.
+std::optional<TtyName> ParseTtyName(const std::string& name)
 {
-    for (const std::string_view family : {"ttyS", "ttyUSB", "ttyACM"}) {
-        const std::string_view digits = name.starts_with(family) ? name.substr(family.size()) : "";
-        if (!digits.empty() && digits.size() < 5 && digits.find_first_not_of("0123456789") == std::string_view::npos)
-            return TtyName{family, std::stoi(std::string(digits))};
-    }
-    return std::nullopt;
+    const size_t end = name.find_last_not_of("0123456789") + 1;
+    if (end == 0 || end == name.size() || name.size() - end > 4 || name.substr(0, end) == "tty")
+        return std::nullopt;
+    return TtyName{name.substr(0, end), std::stoi(name.substr(end))};
 }
 
 // A port of a UART that does not exist has the type 0 (PORT_UNKNOWN).
@@ -43,45 +56,46 @@ bool HasDevice(const fs::path& entry)
     return !(file >> type) || type != 0;
 }
 
-// Of several links to one adapter the first in the alphabet, so that the choice is the same after every start.
-std::string StablePath(const std::string& path, const std::string& devRoot)
+// The link in a folder that leads to a tty; empty when none does. Of several the first in the alphabet, so that the choice is the same
+// after every start.
+fs::path LinkTo(const std::string& path, const std::string& folder)
 {
     std::error_code error;
-    std::string stable;
-    for (const fs::directory_entry& link : fs::directory_iterator(devRoot + "/serial/by-path", error)) {
+    fs::path found;
+    for (const fs::directory_entry& link : fs::directory_iterator(folder, error)) {
         std::error_code unresolved;
         if (fs::canonical(link.path(), unresolved) == fs::weakly_canonical(path, unresolved) && !unresolved)
-            stable = stable.empty() ? link.path().string() : std::min(stable, link.path().string());
+            found = found.empty() ? link.path() : std::min(found, link.path());
     }
-    return stable.empty() ? path : stable;
+    return found;
+}
+
+std::string StablePath(const std::string& path, const std::string& devRoot)
+{
+    const fs::path stable = LinkTo(path, devRoot + "/serial/by-path");
+    return stable.empty() ? path : stable.string();
 }
 
 } // namespace
 
 std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot)
 {
-    struct Found {
-        int family; // the UARTs first, then the adapters
-        int number;
-        std::string name;
-    };
-    std::vector<Found> found;
+    std::vector<TtyName> found;
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(sysRoot + "/class/tty", error)) {
         const std::string name = entry.path().filename().string();
         const std::optional<TtyName> tty = ParseTtyName(name);
         if (tty && HasDevice(entry.path()) && !IsKernelConsole(std::string(devRoot).append("/").append(name), procRoot))
-            found.push_back({tty->family == "ttyS" ? 0 : tty->family == "ttyUSB" ? 1 : 2, tty->number, name});
+            found.push_back(*tty);
     }
-    std::sort(found.begin(), found.end(),
-        [](const Found& a, const Found& b) { return std::pair(a.family, a.number) < std::pair(b.family, b.number); });
+    std::sort(found.begin(), found.end(), [](const TtyName& a, const TtyName& b) { return a.Order() < b.Order(); });
 
     std::vector<ScannedPort> ports;
-    int nextUsb = FIRST_USB_NUMBER;
-    for (const Found& tty : found) {
-        const int number = tty.family == 0 ? tty.number + 1 : nextUsb++;
-        nextUsb = std::max(nextUsb, number + 1); // a machine may have more than 32 UARTs
-        const std::string path = devRoot + "/" + tty.name;
+    int nextAdapter = FIRST_ADAPTER_NUMBER;
+    for (const TtyName& tty : found) {
+        const int number = tty.family == FAMILIES.front() ? tty.number + 1 : nextAdapter++;
+        nextAdapter = std::max(nextAdapter, number + 1); // a machine may have more than 32 UARTs
+        const std::string path = devRoot + "/" + tty.family + std::to_string(tty.number);
         ports.push_back({"COM" + std::to_string(number), path, StablePath(path, devRoot)});
     }
     return ports;
@@ -100,6 +114,27 @@ bool IsKernelConsole(const std::string& path, const std::string& procRoot)
             return true;
     }
     return false;
+}
+
+std::string PanelNameOf(const std::string& path, const std::string& devRoot)
+{
+    const fs::path folder = devRoot + "/korvex";
+    const fs::path given = fs::path(path).lexically_normal();
+    return (given.parent_path() == folder ? given : LinkTo(path, folder.string())).filename().string();
+}
+
+bool IsPortIgnored(const std::string& path)
+{
+    struct stat status { };
+    udev* context = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) ? udev_new() : nullptr;
+    if (context == nullptr)
+        return false;
+    udev_device* device = udev_device_new_from_devnum(context, 'c', status.st_rdev);
+    const char* value = device == nullptr ? nullptr : udev_device_get_property_value(device, "ID_KORVEX_IGNORE");
+    const bool ignored = value != nullptr && std::string_view(value) == "1";
+    udev_device_unref(device);
+    udev_unref(context);
+    return ignored;
 }
 
 } // namespace korvex::platform
