@@ -31,6 +31,22 @@ void RepairBox(int32_t* minimum, int32_t* maximum, uint32_t resolutionBits)
     *maximum = span * 11 / 12;
 }
 
+// What an import makes of `source`. The points that are not imported stay, so it is built on a copy of what the controller has.
+CalibrationData Imported(TouchController* controller, const CalibrationData* source)
+{
+    CalibrationData imported = CopyCalibration(controller);
+    imported.orientation = source->orientation;
+    imported.pointCount = source->pointCount;
+    imported.stdMinX = source->stdMinX;
+    imported.stdMaxX = source->stdMaxX;
+    imported.stdMinY = source->stdMinY;
+    imported.stdMaxY = source->stdMaxY;
+    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS), imported.advPoints.begin());
+    DeriveFromPoints(&imported);
+    imported.mapMode = 1;
+    return imported;
+}
+
 } // namespace
 
 void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits)
@@ -61,23 +77,30 @@ bool LoadSettings(TouchController* controller)
 
 bool ImportCalibration(TouchController* controller, const CalibrationData* source)
 {
-    // The points that are not imported stay, so the new block is built on a copy of the old one; the reader sees it whole or not at all.
-    CalibrationData imported = CopyCalibration(controller);
-    imported.orientation = source->orientation;
-    imported.pointCount = source->pointCount;
-    imported.stdMinX = source->stdMinX;
-    imported.stdMaxX = source->stdMaxX;
-    imported.stdMinY = source->stdMinY;
-    imported.stdMaxY = source->stdMaxY;
-    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS), imported.advPoints.begin());
-    DeriveFromPoints(&imported);
-    imported.mapMode = 1;
-    {
-        const LockGuard guard(&controller->lock);
-        controller->calib = imported;
-    }
+    TryCalibration(controller, source);
     SaveCalibrationFile(controller);
     return true;
+}
+
+void TryCalibration(TouchController* controller, const CalibrationData* source)
+{
+    const CalibrationData imported = Imported(controller, source);
+    PutCalibrationBack(controller, &imported);
+}
+
+bool StoreCalibration(TouchController* controller, const CalibrationData* source)
+{
+    const CalibrationData imported = Imported(controller, source);
+    if (!WriteCalibrationFile(&imported))
+        return false;
+    PutCalibrationBack(controller, &imported);
+    return true;
+}
+
+void PutCalibrationBack(TouchController* controller, const CalibrationData* calib)
+{
+    const LockGuard guard(&controller->lock);
+    controller->calib = *calib;
 }
 
 } // namespace korvex

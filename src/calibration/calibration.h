@@ -26,4 +26,14 @@ bool LoadSettings(TouchController* controller);
 // thread that runs the panel test.
 bool ImportCalibration(TouchController* controller, const CalibrationData* source);
 
+// Takes the same over for the running session alone: the settings file keeps what it has. Any thread.
+void TryCalibration(TouchController* controller, const CalibrationData* source);
+
+// Saves the same first, and only then takes it over: false, with session and file as they were, when the file does not have it afterwards.
+// On the thread that also imports calibrations.
+bool StoreCalibration(TouchController* controller, const CalibrationData* source);
+
+// Puts a calibration back that CopyCalibration has given. Any thread.
+void PutCalibrationBack(TouchController* controller, const CalibrationData* calib);
+
 } // namespace korvex

@@ -1,5 +1,7 @@
 #include "calibration/settings_file.h"
 
+#include <algorithm>
+
 #include "platform/win32.h"
 #include "support/owned.h"
 
@@ -20,6 +22,31 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
     SettingText value{};
     FormatBounded(value.data(), value.size(), TEXT("%d"), number);
     WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
+}
+
+void WriteValues(const SettingsPath* path, const CalibrationData* calib)
+{
+    Write(path, SETTING_ORIENTATION, static_cast<int32_t>(calib->orientation));
+    Write(path, SETTING_POINT_COUNT, static_cast<int32_t>(calib->pointCount));
+    Write(path, SETTING_MIN_X, calib->stdMinX);
+    Write(path, SETTING_MAX_X, calib->stdMaxX);
+    Write(path, SETTING_MIN_Y, calib->stdMinY);
+    Write(path, SETTING_MAX_Y, calib->stdMaxY);
+    SettingText name{};
+    for (uint32_t i = 0; i < calib->pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
+        Write(path, PointSetting(i, 'X', &name), calib->advPoints[i].x);
+        Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
+    }
+    WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data()); // all of them reach the disk now
+}
+
+// Whether two calibrations have the same values in a file.
+bool HasSameValues(const CalibrationData* a, const CalibrationData* b)
+{
+    const auto points = static_cast<std::ptrdiff_t>(std::min(a->pointCount, MAX_CALIBRATION_POINTS));
+    return a->orientation == b->orientation && a->pointCount == b->pointCount && a->stdMinX == b->stdMinX && a->stdMaxX == b->stdMaxX
+        && a->stdMinY == b->stdMinY && a->stdMaxY == b->stdMaxY
+        && std::equal(a->advPoints.begin(), a->advPoints.begin() + points, b->advPoints.begin());
 }
 
 bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)
@@ -76,21 +103,23 @@ bool SaveCalibrationFile(TouchController* controller)
 {
     const CalibrationData calib = CopyCalibration(controller);
     SettingsPath path{};
-    if (!LocateCalibrationFile(&path))
-        return true;
-    Write(&path, SETTING_ORIENTATION, static_cast<int32_t>(calib.orientation));
-    Write(&path, SETTING_POINT_COUNT, static_cast<int32_t>(calib.pointCount));
-    Write(&path, SETTING_MIN_X, calib.stdMinX);
-    Write(&path, SETTING_MAX_X, calib.stdMaxX);
-    Write(&path, SETTING_MIN_Y, calib.stdMinY);
-    Write(&path, SETTING_MAX_Y, calib.stdMaxY);
-    SettingText name{};
-    for (uint32_t i = 0; i < calib.pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
-        Write(&path, PointSetting(i, 'X', &name), calib.advPoints[i].x);
-        Write(&path, PointSetting(i, 'Y', &name), calib.advPoints[i].y);
-    }
-    WritePrivateProfileStringW(nullptr, nullptr, nullptr, path.data()); // all of them reach the disk now
+    if (LocateCalibrationFile(&path))
+        WriteValues(&path, &calib);
     return true;
+}
+
+bool WriteCalibrationFile(const CalibrationData* calib)
+{
+    SettingsPath path{};
+    TouchController* read = CreateController();
+    if (read == nullptr || !LocateCalibrationFile(&path)) {
+        ReleaseController(read);
+        return false;
+    }
+    WriteValues(&path, calib);
+    const bool written = LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
+    ReleaseController(read);
+    return written;
 }
 
 bool LocateSettingsFile(WCHAR* path)

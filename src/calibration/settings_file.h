@@ -50,6 +50,9 @@ bool LoadCalibrationFile(TouchController* controller);
 // every other line alone. What fails is not reported.
 bool SaveCalibrationFile(TouchController* controller);
 
+// Writes the same of `calib`. True when the file, read again, has all of it.
+bool WriteCalibrationFile(const CalibrationData* calib);
+
 // Gives the path of the settings file in the system folder, into a buffer of TEXT_CAPACITY units; true when the file can be opened for
 // reading. The path is filled either way.
 bool LocateSettingsFile(WCHAR* path);

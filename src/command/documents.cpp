@@ -131,7 +131,7 @@ std::string BashCompletion()
                     .append(Reply(option->completion, ChoicesOf(&use)))
                     .append("return ;;\n");
         }
-        arguments += "    " + name + ") options=\"--help" + options + "\"";
+        arguments.append("    ").append(name).append(") options=\"--help").append(options).append("\"");
         if (!command.arguments.empty()) {
             const std::string reply = Reply(command.arguments[0].completion, command.arguments[0].choices);
             arguments += reply.empty() ? "" : "; " + reply.substr(0, reply.size() - 2);

@@ -50,10 +50,10 @@ bool InjectReport(TouchController* controller, const uint8_t* report)
     return true;
 }
 
-void ReleaseContact(TouchController* controller)
+bool ReleaseContact(TouchController* controller)
 {
     if (controller->prevContact != CONTACT_TOUCH)
-        return;
+        return false;
     controller->prevContact = CONTACT_NONE;
     {
         const LockGuard guard(&controller->lock);
@@ -61,6 +61,7 @@ void ReleaseContact(TouchController* controller)
     }
     // The reader alone writes the last point.
     Send(controller, {controller->report.lastX, controller->report.lastY}, MOUSEEVENTF_LEFTUP);
+    return true;
 }
 
 } // namespace korvex

@@ -12,8 +12,8 @@ namespace korvex {
 // kernel extrapolates beyond 0 to 65535 is sent as it is. On the session's reader thread.
 bool InjectReport(TouchController* controller, const uint8_t* report);
 
-// Sends the release of a touch that has no end: the session or its port ends while the panel is touched. Once, at the last point. On the
-// session's reader thread.
-void ReleaseContact(TouchController* controller);
+// Sends the release of a touch that has no end: the session or its port ends while the panel is touched. Once, at the last point: then
+// true. On the session's reader thread.
+bool ReleaseContact(TouchController* controller);
 
 } // namespace korvex

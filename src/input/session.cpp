@@ -22,7 +22,27 @@ constexpr DWORD MAX_ASK_PAUSE_MS = 30000;
 constexpr DWORD WAKE_INTERVAL_MS = 5;
 constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
 
+SessionObserver sessionObserver = nullptr;
+
 using CancelRoutine = BOOL(WINAPI*)(HANDLE);
+
+void Tell(TouchController* controller, SessionEvent event)
+{
+    if (sessionObserver != nullptr)
+        sessionObserver(controller, event);
+}
+
+void EndTouch(TouchController* controller)
+{
+    if (ReleaseContact(controller))
+        Tell(controller, SessionEvent::TOUCHED);
+}
+
+void SetPortGone(TouchController* controller, bool gone)
+{
+    if (controller->portGone.exchange(gone ? 1 : 0) != (gone ? 1 : 0))
+        Tell(controller, gone ? SessionEvent::PORT_GONE : SessionEvent::PORT_BACK);
+}
 
 // After a failed wait: waits alone fail on some drivers. The port has failed where the read before it did too, or where it says so.
 bool HasPortFailed(const TouchController* controller)
@@ -52,8 +72,12 @@ bool IsStillDriven(TouchController* controller, PortReturn* port)
     port->pending = answer == ReturnedController::UNKNOWN;
     port->askedAt = GetTickCount();
     port->pauseMs = std::clamp<DWORD>(2 * port->pauseMs, MIN_ASK_PAUSE_MS, MAX_ASK_PAUSE_MS);
-    if (answer == ReturnedController::ANOTHER)
+    if (answer == ReturnedController::SAME)
+        SetPortGone(controller, false);
+    if (answer == ReturnedController::ANOTHER) {
         DebugTrace(TEXT("Korvex %X answers in place of %X, Session ends\n"), model, controller->model);
+        Tell(controller, SessionEvent::REPLACED);
+    }
     return answer != ReturnedController::ANOTHER;
 }
 
@@ -65,25 +89,31 @@ unsigned __stdcall ReaderLoop(void* argument)
     PortReturn port{};
     while (controller->running == 1) {
         controller->link.readFailed = false;
+        const uint32_t rejected = controller->counters.rejectedPackets.load(std::memory_order_relaxed);
         read = ReadReport(controller, &report);
         if (read) {
             if (controller->running != 1)
                 break;
             if (controller->injectEnabled == 1)
                 InjectReport(controller, report.data());
+            SetPortGone(controller, false);
+            Tell(controller, SessionEvent::TOUCHED);
             continue;
         }
+        if (controller->counters.rejectedPackets.load(std::memory_order_relaxed) != rejected)
+            Tell(controller, SessionEvent::REJECTED);
         if (IsToBeAsked(controller, &port) && !IsStillDriven(controller, &port))
             break;
         // A port that has gone must not make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
         if (controller->running == 1 && !LinkWaitInput(&controller->link) && HasPortFailed(controller) && controller->running == 1) {
             port = {true, 0, 0};
             Count(&controller->counters.failedWaits);
-            ReleaseContact(controller);
+            EndTouch(controller);
+            SetPortGone(controller, true);
             WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);
         }
     }
-    ReleaseContact(controller); // no button stays pressed behind a session
+    EndTouch(controller); // no button stays pressed behind a session
     SetEvent(controller->stoppedEvent);
     return read ? 1 : 0;
 }
@@ -120,6 +150,11 @@ bool HasThreadEnded(HANDLE thread)
 
 } // namespace
 
+void SetSessionObserver(SessionObserver observer)
+{
+    sessionObserver = observer;
+}
+
 bool StartSession(TouchController* controller)
 {
     controller->running = 1;
@@ -127,6 +162,7 @@ bool StartSession(TouchController* controller)
     LoadSettings(controller);
     controller->stoppedEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     controller->wakeEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    Tell(controller, SessionEvent::STARTED);
     if (controller->stoppedEvent != nullptr && controller->wakeEvent != nullptr)
         controller->readerThread = StartThread(ReaderLoop, controller);
     return controller->readerThread != nullptr;
@@ -141,6 +177,7 @@ bool StopSession(TouchController* controller)
 
 void RequestSessionStop(TouchController* controller)
 {
+    Tell(controller, SessionEvent::ENDING);
     controller->running = 0;
     if (controller->wakeEvent != nullptr)
         SetEvent(controller->wakeEvent);

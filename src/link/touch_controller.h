@@ -131,6 +131,8 @@ struct TouchController {
     HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
     LiveTouch touch;
     SessionCounters counters;
+    std::atomic<uint8_t> portGone; // 1 from the failure of the session's port until the controller on it has answered or reported
+    void* observed;                // whatever the sessions' observer (input/session.h) keeps of this one
 };
 
 // A new record with every field zero and its lock initialised. Null when memory is short. Any thread.

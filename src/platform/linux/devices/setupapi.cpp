@@ -94,7 +94,6 @@ bool IsKnownRequest(const SP_CLASSINSTALL_HEADER* header, DWORD size)
 
 } // namespace korvex::platform
 
-using korvex::platform::ChildrenOf;
 using korvex::platform::DeviceNode;
 using korvex::platform::DeviceSet;
 using korvex::platform::Fail;

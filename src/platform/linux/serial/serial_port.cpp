@@ -202,6 +202,12 @@ SerialPort* OpenSerialPort(const char* path)
     return port;
 }
 
+std::string PathOfPort(HANDLE handle)
+{
+    const auto* port = ObjectAs<SerialPort>(handle);
+    return port == nullptr ? "" : port->line->path;
+}
+
 bool EnsureConnected(SerialPort* port)
 {
     if (port->descriptor >= 0)
