@@ -33,6 +33,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/touch_events_test.cpp
     platform/windows_test.cpp
     command/command_test.cpp
+    command/control_test.cpp
     command/diagnosis_test.cpp
     command/documents_test.cpp
     command/enumerate_test.cpp
@@ -40,7 +41,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     command/recordings_test.cpp
     support/debug_trace_test.cpp
     support/millisecond_clock_test.cpp)
-target_link_libraries(korvex_tests PRIVATE korvex_testing GTest::gmock GTest::gtest_main)
+target_link_libraries(korvex_tests PRIVATE korvex_testing nlohmann_json::nlohmann_json GTest::gmock GTest::gtest_main)
 target_precompile_headers(korvex_tests PRIVATE <gtest/gtest.h> <filesystem> <string> <thread> <vector>)
 target_compile_definitions(korvex_tests PRIVATE SOURCE_FOLDER="${PROJECT_SOURCE_DIR}" RECORDINGS_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/recordings"
     STATUS_WINDOW_SCREENSHOT="${PROJECT_BINARY_DIR}/status-window.png")

@@ -31,22 +31,6 @@ void RepairBox(int32_t* minimum, int32_t* maximum, uint32_t resolutionBits)
     *maximum = span * 11 / 12;
 }
 
-// What an import makes of `source`. The points that are not imported stay, so it is built on a copy of what the controller has.
-CalibrationData Imported(TouchController* controller, const CalibrationData* source)
-{
-    CalibrationData imported = CopyCalibration(controller);
-    imported.orientation = source->orientation;
-    imported.pointCount = source->pointCount;
-    imported.stdMinX = source->stdMinX;
-    imported.stdMaxX = source->stdMaxX;
-    imported.stdMinY = source->stdMinY;
-    imported.stdMaxY = source->stdMaxY;
-    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS), imported.advPoints.begin());
-    DeriveFromPoints(&imported);
-    imported.mapMode = 1;
-    return imported;
-}
-
 } // namespace
 
 void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits)
@@ -77,27 +61,29 @@ bool LoadSettings(TouchController* controller)
 
 bool ImportCalibration(TouchController* controller, const CalibrationData* source)
 {
-    TryCalibration(controller, source);
+    const CalibrationData imported = MergeCalibration(controller, source);
+    InstallCalibration(controller, &imported);
     SaveCalibrationFile(controller);
     return true;
 }
 
-void TryCalibration(TouchController* controller, const CalibrationData* source)
+CalibrationData MergeCalibration(TouchController* controller, const CalibrationData* source)
 {
-    const CalibrationData imported = Imported(controller, source);
-    PutCalibrationBack(controller, &imported);
+    // The points that are not imported stay, so the new block is built on a copy of the old one.
+    CalibrationData merged = CopyCalibration(controller);
+    merged.orientation = source->orientation;
+    merged.pointCount = source->pointCount;
+    merged.stdMinX = source->stdMinX;
+    merged.stdMaxX = source->stdMaxX;
+    merged.stdMinY = source->stdMinY;
+    merged.stdMaxY = source->stdMaxY;
+    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS), merged.advPoints.begin());
+    DeriveFromPoints(&merged);
+    merged.mapMode = 1;
+    return merged;
 }
 
-bool StoreCalibration(TouchController* controller, const CalibrationData* source)
-{
-    const CalibrationData imported = Imported(controller, source);
-    if (!WriteCalibrationFile(&imported))
-        return false;
-    PutCalibrationBack(controller, &imported);
-    return true;
-}
-
-void PutCalibrationBack(TouchController* controller, const CalibrationData* calib)
+void InstallCalibration(TouchController* controller, const CalibrationData* calib)
 {
     const LockGuard guard(&controller->lock);
     controller->calib = *calib;

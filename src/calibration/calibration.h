@@ -26,14 +26,11 @@ bool LoadSettings(TouchController* controller);
 // thread that runs the panel test.
 bool ImportCalibration(TouchController* controller, const CalibrationData* source);
 
-// Takes the same over for the running session alone: the settings file keeps what it has. Any thread.
-void TryCalibration(TouchController* controller, const CalibrationData* source);
+// What ImportCalibration makes of `source`, for who saves it in another way (WriteCalibrationFile). Any thread.
+CalibrationData MergeCalibration(TouchController* controller, const CalibrationData* source);
 
-// Saves the same first, and only then takes it over: false, with session and file as they were, when the file does not have it afterwards.
-// On the thread that also imports calibrations.
-bool StoreCalibration(TouchController* controller, const CalibrationData* source);
-
-// Puts a calibration back that CopyCalibration has given. Any thread.
-void PutCalibrationBack(TouchController* controller, const CalibrationData* calib);
+// Has a calibration that MergeCalibration or CopyCalibration has given map from the next report on; the settings file keeps what it has.
+// Any thread.
+void InstallCalibration(TouchController* controller, const CalibrationData* calib);
 
 } // namespace korvex

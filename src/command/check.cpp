@@ -2,10 +2,14 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command/check_settings.h"
+#include "command/control_client.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/finding.h"
@@ -29,11 +33,31 @@ namespace {
 
 constexpr double LISTENING_SECONDS = 3;
 
-// A port on which a controller answers that can be driven.
+// A port on which a controller answers that can be driven: by a session of this process, or by a runtime that is running.
 struct Listener {
     std::string name;
     TouchController* controller;
+    std::optional<RemotePanel> remote;
 };
+
+// What a session has seen of its panel.
+struct Heard {
+    uint32_t reports;
+    uint32_t rejected;
+    uint32_t outOfRange;
+    uint32_t resolutionBits;
+};
+
+Heard HeardBy(const Listener* listener)
+{
+    if (listener->remote) {
+        const nlohmann::ordered_json* state = &listener->remote->state;
+        return {
+            state->value("reports", 0U), state->value("rejected", 0U), state->value("outOfRange", 0U), state->value("resolutionBits", 0U)};
+    }
+    const SessionCounters* counters = &listener->controller->counters;
+    return {counters->reports, counters->rejectedPackets, counters->outOfRange, listener->controller->resolutionBits};
+}
 
 void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
 {
@@ -121,6 +145,14 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
             "'" + port->path + "' is not asked, since no panel is known there and it may be another device's; '--probe' asks it");
         return;
     }
+    if (std::optional<RemotePanel> remote = FindRuntime(port->path); remote) {
+        const bool gone = remote->state.value("gone", false);
+        Add(findings, gone ? Severity::FAULT : Severity::FINE, port->name,
+            "'" + port->path + "', " + remote->state.value("controller", "") + ", driven by process " + std::to_string(remote->process)
+                + (gone ? "; its port has gone, or its controller does not answer: check cable and power" : ""));
+        listeners->push_back({port->name, nullptr, std::move(remote)});
+        return;
+    }
     HANDLE handle = OpenPort(port->path);
     if (handle == INVALID_HANDLE_VALUE) {
         Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
@@ -133,7 +165,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     }
     const bool drivable = CheckController(port, controller, findings);
     if (drivable && StartSession(controller)) {
-        listeners->push_back({port->name, controller});
+        listeners->push_back({port->name, controller, {}});
         return;
     }
     if (drivable)
@@ -141,23 +173,24 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     ReleaseController(controller);
 }
 
-// What the sessions have seen while they listened.
-void CheckReports(const Listener* listener, Findings* findings)
+// What a session has seen while it listened.
+void CheckReports(const Listener* listener, const Heard* before, Findings* findings)
 {
-    const SessionCounters* counters = &listener->controller->counters;
-    const uint32_t bad = counters->rejectedPackets;
-    if (counters->outOfRange > 0)
+    const Heard now = HeardBy(listener);
+    const uint32_t reports = now.reports - before->reports;
+    const uint32_t bad = now.rejected - before->rejected;
+    if (now.outOfRange != before->outOfRange)
         Add(findings, Severity::FAULT, listener->name,
-            "it measures beyond its " + std::to_string(listener->controller->resolutionBits)
+            "it measures beyond its " + std::to_string(now.resolutionBits)
                 + " bits, and such touches are lost; unplug it and plug it in again, so that it is asked for its resolution anew");
     else if (bad > 0)
         Add(findings, Severity::FAULT, listener->name,
-            "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(counters->reports)
+            "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
                 + "; check cable, grounding and what else is on the line");
-    else if (counters->reports == 0)
+    else if (reports == 0)
         Add(findings, Severity::NOTE, listener->name, "it was not touched, so its reports were not looked at");
     else
-        Add(findings, Severity::FINE, listener->name, "reports: " + std::to_string(counters->reports) + ", all good");
+        Add(findings, Severity::FINE, listener->name, "reports: " + std::to_string(reports) + ", all good");
 }
 
 // False when standard output does not take it, which is said.
@@ -201,15 +234,23 @@ int RunCheck(const Options* options)
 
     Findings heard;
     std::vector<TouchController*> controllers;
+    std::vector<Heard> before;
+    for (const Listener& listener : listeners)
+        before.push_back(HeardBy(&listener));
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);
     if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
         WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
     }
-    for (const Listener& listener : listeners) {
-        if (seconds > 0)
-            CheckReports(&listener, &heard);
-        controllers.push_back(listener.controller);
+    for (size_t i = 0; i < listeners.size(); ++i) {
+        Listener* listener = &listeners[i];
+        const bool known = !listener->remote || RefreshState(&*listener->remote);
+        if (seconds > 0 && known)
+            CheckReports(listener, &before[i], &heard);
+        if (listener->remote)
+            Disconnect(&listener->remote->runtime);
+        else
+            controllers.push_back(listener->controller);
     }
     printed = Print(&heard) && printed;
     return EndControllers(&controllers, HasFault(&findings) || HasFault(&heard) || !printed ? EXIT_FAULT : EXIT_DONE);

@@ -172,7 +172,8 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunDrive,
             .endsCleanly = true},
         {.name = "monitor",
-            .help = "drive the controllers on these ports and show, live, what each reports: raw and mapped position, contact, reports a"
+            .help = "drive the controllers on these ports, or ask the runtime that does, and show, live, what each reports: raw and mapped "
+                    "position, contact, reports a"
                     " second, all reports, rejected packets (BAD), searches for the next report (RESYNC) and bytes dropped in them",
             .arguments = {{port.name, port.help, port.completion, {}, true}},
             .options
@@ -183,6 +184,10 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunMonitor,
             .pointerUnseen = "none",
             .endsCleanly = true},
+        {.name = "status",
+            .help = "list the panels that enum and drive drive now: port, controller, since when, calibration, counters, last touch",
+            .options = {{"--json"}},
+            .run = RunStatus},
         {.name = "record",
             .help = "drive the controller on a port and keep what comes over the line in a new file, a text that replay reads",
             .arguments = {{"FILE", "the new file", Completion::FILES}, port},

@@ -1,12 +1,17 @@
 #include <cstdio>
 #include <string>
 
+#include "command/control_server.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/journal.h"
 #include "command/machine_setup.h"
+#include "command/opened_controller.h"
 #include "command/options.h"
 #include "command/port_failure.h"
+#include "command/port_names.h"
 #include "command/port_state.h"
+#include "command/running_sessions.h"
 #include "command/stored_calibration.h"
 #include "command/subcommands.h"
 #include "command/wrapped_text.h"
@@ -14,10 +19,12 @@
 #include "discovery/enumerator_binding.h"
 #include "host/host.h"
 #include "host/panel_test.h"
+#include "input/session.h"
 #include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
@@ -74,7 +81,7 @@ int RunEntry(const Options* options, const Entry* entry)
     command = options->command;
     platform::Machine* machine = platform::ThisMachine();
     machine->observers.portRefused = [](const std::string& path, DWORD error) {
-        fprintf(stderr, "%s: '%s' is left out: %s\n", command.c_str(), path.c_str(), PortFailureText(path, error).c_str());
+        Tell(Priority::WARNING, command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error));
     };
     if (!machine->onExit)
         machine->onExit = ExitCodeOf;
@@ -125,6 +132,20 @@ void AskKnownControllers()
 int RunEnumerate(const Options* options)
 {
     static constexpr Entry DETECTION{kxENUM, kxENUMW};
+    SetSessionObserver([](TouchController* controller, SessionEvent event) {
+        ObserveSession(controller, event);
+        if (event == SessionEvent::STARTED)
+            Tell(Priority::NOTICE, PanelTitle(platform::PathOfPort(controller->link.handle)) + ": " + DescriptionOf(controller));
+    });
+    SetDetectionDoneHandler([] {
+        if (RunningSessions().empty())
+            Tell(Priority::WARNING, command + ": no controller was found on any port that was asked; nothing is driven");
+    });
+    StartControl(options->command, "enum");
+    platform::ThisMachine()->onExit = [](int exitCode) {
+        EndControl();
+        return ExitCodeOf(exitCode);
+    };
     return RunEntry(options, &DETECTION);
 }
 

@@ -1,20 +1,23 @@
 #include <string>
 #include <vector>
 
+#include "command/control_server.h"
 #include "command/exit_codes.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
+#include "command/port_names.h"
+#include "command/running_sessions.h"
 #include "command/service_manager.h"
 #include "command/subcommands.h"
 
 namespace korvex::command {
 
-int RunDrive(const Options* options)
+namespace {
+
+// Drives what is on the port, once more for each controller that takes the place of the one before.
+int Drive(const Options* options, const std::string& port)
 {
-    const std::string& port = options->arguments[0];
     const auto open = options->wait ? AwaitController : OpenController;
-    NotifyServiceManager("READY=1");
-    // Once more for each controller that takes the place of the one before.
     for (;;) {
         TouchController* controller = nullptr;
         int exitCode = open(options, port, &controller);
@@ -29,6 +32,19 @@ int RunDrive(const Options* options)
         if (over)
             return exitCode;
     }
+}
+
+} // namespace
+
+int RunDrive(const Options* options)
+{
+    const std::string& port = options->arguments[0];
+    SetSessionObserver(ObserveSession);
+    StartControl(options->command, "drive-" + PanelNameOf(PathOfPort(options, port)));
+    NotifyServiceManager("READY=1");
+    const int exitCode = Drive(options, port);
+    EndControl();
+    return exitCode;
 }
 
 } // namespace korvex::command

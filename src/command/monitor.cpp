@@ -8,14 +8,17 @@
 #include <cstdio>
 #include <deque>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "command/control_client.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
 #include "command/output.h"
+#include "command/port_names.h"
 #include "command/subcommands.h"
 #include "input/session.h"
 
@@ -27,7 +30,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds TICK{100};
 constexpr size_t TICKS_PER_SECOND = 10;
-constexpr size_t GONE_TICKS = 3; // a port is shown as gone for so long after a failed wait: the session tries it ten times a second
 
 // What is known of a session at one moment.
 struct Sample {
@@ -48,22 +50,39 @@ struct Sample {
 struct Watched {
     std::string port;
     TouchController* controller;
-    std::deque<uint32_t> reports;     // at the last ticks, newest first
-    std::deque<uint32_t> failedWaits; // likewise
+    std::optional<RemotePanel> remote; // where another process drives it; then there is no controller here
+    std::deque<uint32_t> reports;      // at the last ticks, newest first
     Sample shown;
 };
 
-// How much a counter has grown over its last ticks.
-uint32_t GrowthOf(std::deque<uint32_t>* history, size_t ticks, uint32_t now)
+// The reports of the last second.
+uint32_t RateOf(Watched* watched, uint32_t reports)
 {
-    history->push_front(now);
-    if (history->size() > ticks + 1)
-        history->pop_back();
-    return now - history->back();
+    watched->reports.push_front(reports);
+    if (watched->reports.size() > TICKS_PER_SECOND + 1)
+        watched->reports.pop_back();
+    return reports - watched->reports.back();
+}
+
+Point PointOf(const nlohmann::ordered_json& state, const char* key)
+{
+    const std::vector<int32_t> pair = state.value(key, std::vector<int32_t>{});
+    return pair.size() == 2 ? Point{pair[0], pair[1]} : Point{};
+}
+
+Sample RemoteSample(Watched* watched)
+{
+    const nlohmann::ordered_json* state = &watched->remote->state;
+    const auto counter = [state](const char* key) { return state->value(key, uint32_t{0}); };
+    return {PointOf(*state, "raw"), PointOf(*state, "mapped"), state->value("touching", false), state->value("gone", false),
+        RateOf(watched, counter("reports")), counter("reports"), counter("rejected"), counter("resynchronisations"), counter("dropped"),
+        counter("inputs")};
 }
 
 Sample TakeSample(Watched* watched)
 {
+    if (watched->remote)
+        return RemoteSample(watched);
     TouchController* controller = watched->controller;
     const SessionCounters* counters = &controller->counters;
     ReportSnapshot report{};
@@ -73,9 +92,9 @@ Sample TakeSample(Watched* watched)
     sample.raw = touch.raw;
     sample.touching = touch.touching;
     sample.mapped = {report.lastX, report.lastY};
-    sample.gone = GrowthOf(&watched->failedWaits, GONE_TICKS, counters->failedWaits) > 0;
+    sample.gone = controller->portGone == 1;
     sample.reports = counters->reports;
-    sample.rate = GrowthOf(&watched->reports, TICKS_PER_SECOND, sample.reports);
+    sample.rate = RateOf(watched, sample.reports);
     sample.rejected = counters->rejectedPackets;
     sample.resynchronisations = counters->resynchronisations;
     sample.dropped = counters->droppedBytes;
@@ -128,21 +147,34 @@ std::string Changes(std::vector<Watched>* all, const Options* options, bool firs
     return text;
 }
 
-// Drives what has taken the place of a controller whose session has ended by itself. Not EXIT_DONE, with the reason on standard error, when
-// nothing there can be driven.
-int DriveReplacements(std::vector<Watched>* all, const Options* options)
+// Finds who drives the controller on a port, or drives it. Not EXIT_DONE, with the reason on standard error, when neither can be had;
+// EXIT_DONE with neither when the end was requested meanwhile.
+int StartWatching(Watched* watched, const Options* options)
+{
+    watched->controller = nullptr;
+    watched->reports.clear();
+    watched->remote = FindRuntime(PathOfPort(options, watched->port));
+    if (watched->remote) {
+        fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(), watched->remote->state.value("controller", "").c_str(),
+            watched->remote->process);
+        return EXIT_DONE;
+    }
+    const int exitCode = OpenController(options, watched->port, &watched->controller);
+    return watched->controller == nullptr ? exitCode : StartDriving(options, watched->port, watched->controller);
+}
+
+// Looks after what is watched: a controller that has taken the place of one whose session has ended by itself is driven, and so is one
+// whose runtime has ended. The result is as StartWatching's.
+int GoOnWatching(std::vector<Watched>* all, const Options* options)
 {
     for (Watched& watched : *all) {
-        if (!HasReaderEnded(watched.controller))
+        if (watched.remote ? RefreshState(&*watched.remote) : !HasReaderEnded(watched.controller))
             continue;
-        ReleaseController(watched.controller);
-        int exitCode = OpenController(options, watched.port, &watched.controller);
-        if (watched.controller != nullptr)
-            exitCode = StartDriving(options, watched.port, watched.controller);
-        if (watched.controller == nullptr || exitCode != EXIT_DONE) // without a fault, the end was requested meanwhile
+        if (!watched.remote)
+            ReleaseController(watched.controller);
+        const int exitCode = StartWatching(&watched, options);
+        if (exitCode != EXIT_DONE || (watched.controller == nullptr && !watched.remote))
             return exitCode;
-        watched.reports.clear();
-        watched.failedWaits.clear();
     }
     return EXIT_DONE;
 }
@@ -163,7 +195,7 @@ int Watch(std::vector<Watched>* all, const Options* options)
         const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
         if (over || WaitForEnd(TICK))
             return EXIT_DONE;
-        if (const int exitCode = DriveReplacements(all, options); exitCode != EXIT_DONE || IsEndRequested())
+        if (const int exitCode = GoOnWatching(all, options); exitCode != EXIT_DONE || IsEndRequested())
             return exitCode;
     }
 }
@@ -175,19 +207,17 @@ int RunMonitor(const Options* options)
     int exitCode = EXIT_DONE;
     std::vector<Watched> all;
     for (const std::string& port : options->arguments) {
-        TouchController* controller = nullptr;
-        exitCode = OpenController(options, port, &controller);
-        if (controller == nullptr)
-            break;
-        all.push_back({port, controller, {}, {}, {}});
-        exitCode = StartDriving(options, port, controller);
-        if (exitCode != EXIT_DONE)
+        all.push_back({port, nullptr, {}, {}, {}});
+        exitCode = StartWatching(&all.back(), options);
+        if (exitCode != EXIT_DONE || (all.back().controller == nullptr && !all.back().remote))
             break;
     }
-    if (all.size() == options->arguments.size() && exitCode == EXIT_DONE)
+    if (all.size() == options->arguments.size() && exitCode == EXIT_DONE && !IsEndRequested())
         exitCode = Watch(&all, options);
     std::vector<TouchController*> controllers;
-    for (const Watched& watched : all) {
+    for (Watched& watched : all) {
+        if (watched.remote)
+            Disconnect(&watched.remote->runtime);
         if (watched.controller != nullptr)
             controllers.push_back(watched.controller);
     }

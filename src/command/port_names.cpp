@@ -54,27 +54,27 @@ bool IsSamePort(const std::string& path, const std::string& other)
 std::string PanelNameOf(const std::string& path)
 {
     const std::string name = platform::PanelNameOf(path, "/dev");
-    if (!name.empty())
-        return name;
-    std::error_code error;
-    const fs::path tty = fs::canonical(path, error);
-    return (error ? fs::path(path) : tty).filename().string();
+    return name.empty() ? fs::path(TtyOf(path)).filename().string() : name;
 }
 
 std::string PanelTitle(const std::string& path)
 {
-    std::error_code error;
-    const fs::path tty = fs::canonical(path, error);
     const std::string name = platform::PanelNameOf(path, "/dev");
     const std::string shown = name.empty() ? path : name;
-    return error || tty == shown ? shown : shown + " (" + tty.string() + ")";
+    const std::string tty = TtyOf(path);
+    return tty == shown ? shown : shown + " (" + tty + ")";
+}
+
+std::string TtyOf(const std::string& path)
+{
+    std::error_code error;
+    const fs::path tty = fs::canonical(path, error);
+    return error ? path : tty.string();
 }
 
 std::string ShownPath(const std::string& path)
 {
-    std::error_code error;
-    const fs::path tty = fs::canonical(path, error);
-    return !error && (path.starts_with(PANEL_FOLDER) || path.starts_with("/dev/serial/")) ? tty.string() : path;
+    return path.starts_with(PANEL_FOLDER) || path.starts_with("/dev/serial/") ? TtyOf(path) : path;
 }
 
 } // namespace korvex::command

@@ -20,6 +20,9 @@ std::string PanelNameOf(const std::string& path);
 // A panel and its port for people: "left (/dev/ttyUSB0)"; the path alone where nothing else is known.
 std::string PanelTitle(const std::string& path);
 
+// Where a path leads now, without links; where it leads nowhere, the path itself.
+std::string TtyOf(const std::string& path);
+
 // The tty itself behind a link of udev's, "/dev/ttyUSB0"; any other path as it is.
 std::string ShownPath(const std::string& path);
 

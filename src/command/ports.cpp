@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -10,6 +9,7 @@
 #include "command/port_names.h"
 #include "command/port_state.h"
 #include "command/subcommands.h"
+#include "command/text_table.h"
 #include "discovery/model_table.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
@@ -37,24 +37,13 @@ void PrintJson(const Options* options, const std::vector<PortState>* ports)
     puts(list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
-// What is not known is a dash.
 void PrintTable(const Options* options, const std::vector<PortState>* ports)
 {
-    const auto shown = [](const std::string& text) { return text.empty() ? std::string("-") : text; };
-    std::vector<std::vector<std::string>> rows{{"PORT", "PATH", "PANEL", "MODEL", "BINDING", "ASKED BY", "CHILD"}};
+    TextTable table{{"PORT", "PATH", "PANEL", "MODEL", "BINDING", "ASKED BY", "CHILD"}};
     for (const PortState& port : *ports)
-        rows.push_back({port.name, ShownPath(port.path), shown(port.panel), shown(ModelText(port.model)), port.bound ? "bound" : "-",
-            AskedBy(options, &port), shown(port.child)});
-    for (const std::vector<std::string>& row : rows) {
-        std::string line;
-        for (size_t column = 0; column + 1 < row.size(); ++column) {
-            size_t widest = 0;
-            for (const std::vector<std::string>& other : rows)
-                widest = std::max(widest, other[column].size());
-            line += row[column] + std::string(widest - row[column].size() + 2, ' ');
-        }
-        puts((line + row.back()).c_str());
-    }
+        table.push_back({port.name, ShownPath(port.path), port.panel, ModelText(port.model), port.bound ? "bound" : "",
+            AskedBy(options, &port), port.child});
+    fputs(TextOf(&table).c_str(), stdout);
 }
 
 } // namespace

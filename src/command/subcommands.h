@@ -18,6 +18,9 @@ int RunDrive(const Options* options);
 // monitor.cpp: what controllers report, live, until the time is over or an end is requested.
 int RunMonitor(const Options* options);
 
+// status.cpp: what the runtimes drive that run now.
+int RunStatus(const Options* options);
+
 // record.cpp: what comes over a line, kept in a new file (recording.h).
 int RunRecord(const Options* options);
 

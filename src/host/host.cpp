@@ -22,6 +22,7 @@ constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
 constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
 
 WorkerRefusedHandler workerRefusedHandler = nullptr;
+DetectionDoneHandler detectionDoneHandler = nullptr;
 ListLinks hostContexts = {&hostContexts, &hostContexts};
 
 HostContext* ProcessContext()
@@ -102,6 +103,11 @@ void SetWorkerRefusedHandler(WorkerRefusedHandler handler)
     workerRefusedHandler = handler;
 }
 
+void SetDetectionDoneHandler(DetectionDoneHandler handler)
+{
+    detectionDoneHandler = handler;
+}
+
 HostContext* FindHostContext(HMODULE moduleHandle)
 {
     return FindInList<HostContext>(
@@ -155,8 +161,11 @@ unsigned __stdcall DetectionWorker(void* argument)
         return 0;
     ShowStatus(context, TEXT("Detecting Korvex Devices"));
     DetectControllers(context, PASS_DETECT);
-    if (!stopped())
-        ShowStatus(context, TEXT("Enable Touch Tests"));
+    if (stopped())
+        return 0;
+    ShowStatus(context, TEXT("Enable Touch Tests"));
+    if (detectionDoneHandler != nullptr)
+        detectionDoneHandler();
     return 0;
 }
 

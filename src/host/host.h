@@ -26,6 +26,10 @@ BOOL StartHost(uint32_t flags);
 using WorkerRefusedHandler = void (*)();
 void SetWorkerRefusedHandler(WorkerRefusedHandler handler);
 
+// Sets who is told, on the worker's thread, that the detecting pass has asked all ports; null: nobody. Before StartHost.
+using DetectionDoneHandler = void (*)();
+void SetDetectionDoneHandler(DetectionDoneHandler handler);
+
 // The first context with this key; null when there is none.
 HostContext* FindHostContext(HMODULE moduleHandle);
 

@@ -27,7 +27,13 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
             EXPECT_EQ(ReadLine(command.error), "Restarting COM3");
             EXPECT_EQ(ReadLine(command.error), "Restarting COM4");
         }
-        for (const char* line : {"Detecting Korvex Devices", "Detecting COM3", "Detecting COM4", "Enable Touch Tests"})
+        const auto driven
+            = [](const emulator::EmulatorPointer& panel, const char* controller) { return TerminalPath(panel.get()) + ": " + controller; };
+        for (const std::string& line : Texts{"Detecting Korvex Devices", "Detecting COM3",
+                 driven(installation.first, "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"), "Detecting COM4",
+                 "more than one controller is driven with the calibration in '" + (installation.folder.path / "Korvex.ini").string()
+                     + "'; 'korvex drive' in a folder of its own gives each panel one of its own",
+                 driven(installation.second, "controller 7700, firmware 1.2.3, 10 bits, 19200 baud"), "Enable Touch Tests"})
             EXPECT_EQ(ReadLine(command.error), line);
         TouchAt(installation.first.get(), 25, 25);
         EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32771}");

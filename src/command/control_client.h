@@ -1,0 +1,47 @@
+// The other end of the control socket (control_protocol.h): what the commands ask of runtimes that run.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace korvex::command {
+
+// A connection; -1: none.
+struct ControlClient {
+    int socket = -1;
+    std::string received; // not yet a whole line
+};
+
+// Connects to a socket whose other end speaks this protocol; else false with the reason, which is empty where its process has died.
+bool Connect(ControlClient* client, const std::string& path, std::string* fault);
+
+void Disconnect(ControlClient* client);
+
+// Asks, and gives the answer; none, with the connection closed, when it does not come within 2 s.
+std::optional<nlohmann::ordered_json> Ask(ControlClient* client, const nlohmann::ordered_json& request);
+
+// What a runtime drives; the panels as "status" has them, with every key that the protocol says in its type.
+struct RuntimeStatus {
+    int process;
+    std::vector<nlohmann::ordered_json> panels;
+};
+
+// Asks for it; none as in Ask.
+std::optional<RuntimeStatus> AskStatus(ControlClient* client);
+
+// A panel that a runtime drives.
+struct RemotePanel {
+    ControlClient runtime;
+    nlohmann::ordered_json state; // as in RuntimeStatus
+    int process;                  // of the runtime
+};
+
+// The runtime that drives the controller on a port, connected; none when none that can be asked does.
+std::optional<RemotePanel> FindRuntime(const std::string& path);
+
+// Asks for the panel's state anew: false, with the connection closed, when the runtime does not drive it any more.
+bool RefreshState(RemotePanel* panel);
+
+} // namespace korvex::command

@@ -1,0 +1,42 @@
+// What is said on the control socket (docs/control.md): requests and answers, one JSON object a line.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "command/running_sessions.h"
+#include "link/touch_controller.h"
+
+namespace korvex::command {
+
+inline constexpr int CONTROL_PROTOCOL = 1;
+
+// A calibration that a client tries.
+struct TriedCalibration {
+    std::chrono::system_clock::time_point session; // when the session began that maps with it
+    CalibrationData before;                        // what held until then
+};
+
+// A connection, as far as the protocol goes.
+struct Conversation {
+    bool listens = false;
+    std::string listensTo;                         // a port's path; empty: to all
+    std::map<std::string, TriedCalibration> tried; // by the port's path
+};
+
+// The first line of a connection.
+std::string Greeting();
+
+// The answer to one line of a client, whatever it is, with its end. What it says about calibrations has then been done. On the control
+// thread.
+std::string Answer(std::string_view line, Conversation* conversation);
+
+// The line for an event; empty when the client does not listen to it.
+std::string EventLine(const PanelEvent* event, const Conversation* conversation);
+
+// Takes back what the client has tried and not stored.
+void EndConversation(Conversation* conversation);
+
+} // namespace korvex::command

@@ -1,0 +1,87 @@
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "command/control_address.h"
+#include "command/control_client.h"
+#include "command/exit_codes.h"
+#include "command/options.h"
+#include "command/subcommands.h"
+#include "command/text_table.h"
+
+namespace korvex::command {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// How long ago a time of the protocol was, "3 min"; a dash where there is none.
+std::string AgeOf(const Json& time)
+{
+    tm parts{};
+    if (!time.is_string() || strptime(time.get<std::string>().c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
+        return "-";
+    const long seconds = std::max(0L, static_cast<long>(std::time(nullptr) - timegm(&parts)));
+    if (seconds < 120)
+        return std::to_string(seconds) + " s";
+    if (seconds < 120 * 60)
+        return std::to_string(seconds / 60) + " min";
+    return seconds < 48L * 3600 ? std::to_string(seconds / 3600) + " h" : std::to_string(seconds / 86400) + " days";
+}
+
+std::string CalibrationText(const Json& calibration)
+{
+    const std::string kind
+        = calibration.value("kind", "") == "points" ? std::to_string(calibration.value("points", 0)) + " points" : "standard box";
+    const Json file = calibration.value("file", Json());
+    return kind + ", " + (file.is_string() ? AgeOf(calibration.value("changed", Json())) + " old" : "the controller's own")
+        + (calibration.value("tried", false) ? ", being tried" : "");
+}
+
+std::vector<std::string> RowOf(const Json& panel)
+{
+    const bool touching = panel.value("touching", false);
+    return {panel.value("panel", ""), panel.value("tty", ""), panel.value("gone", false) ? "gone" : "there", panel.value("model", ""),
+        AgeOf(panel.value("since", Json())), CalibrationText(panel.value("calibration", Json::object())),
+        std::to_string(panel.value("reports", 0U)), std::to_string(panel.value("rejected", 0U)),
+        touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
+}
+
+} // namespace
+
+int RunStatus(const Options* options)
+{
+    Json panels = Json::array();
+    for (const std::string& path : ControlSockets()) {
+        ControlClient client;
+        std::string fault;
+        const std::optional<RuntimeStatus> status = Connect(&client, path, &fault) ? AskStatus(&client) : std::nullopt;
+        Disconnect(&client);
+        if (!status && !fault.empty())
+            fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(), path.c_str(), fault.c_str());
+        if (!status)
+            continue;
+        for (Json panel : status->panels) {
+            panel["process"] = status->process;
+            panels.push_back(std::move(panel));
+        }
+    }
+    if (options->json) {
+        puts(panels.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    } else if (!panels.empty()) {
+        TextTable table{{"PANEL", "PORT", "STATE", "CONTROLLER", "SINCE", "CALIBRATION", "REPORTS", "BAD", "TOUCHED"}};
+        for (const Json& panel : panels)
+            table.push_back(RowOf(panel));
+        fputs(TextOf(&table).c_str(), stdout);
+    }
+    if (!panels.empty())
+        return EXIT_DONE;
+    fprintf(stderr, "%s: no panel is driven now by a runtime that can be asked\n", options->command.c_str());
+    return EXIT_NO_CONTROLLER;
+}
+
+} // namespace korvex::command
