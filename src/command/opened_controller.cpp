@@ -133,11 +133,12 @@ std::string DescriptionOf(const TouchController* controller)
 
 int StartDriving(const Options* options, const std::string& port, TouchController* controller)
 {
+    // The link is the reader's from the start of the session on.
+    const std::string line = PanelTitle(PathOfPort(options, port)) + ": " + DescriptionOf(controller);
     if (!StartSession(controller)) {
         fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
         return EXIT_FAULT;
     }
-    const std::string line = PanelTitle(PathOfPort(options, port)) + ": " + DescriptionOf(controller);
     Tell(Priority::NOTICE, line);
     NotifyServiceManager("STATUS=" + line);
     return EXIT_DONE;
