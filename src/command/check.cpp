@@ -235,6 +235,7 @@ int RunCheck(const Options* options)
     Findings heard;
     std::vector<TouchController*> controllers;
     std::vector<Heard> before;
+    before.reserve(listeners.size());
     for (const Listener& listener : listeners)
         before.push_back(HeardBy(&listener));
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);

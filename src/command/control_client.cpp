@@ -68,13 +68,19 @@ bool IsState(const Json& panel)
            });
 }
 
-// The panels in an answer to "status".
-std::vector<Json> PanelsOf(const Json* status)
+bool IsAwaited(const Json& panel)
 {
-    const auto panels = status->find("panels");
+    const auto isText = [&panel](const char* key) { return panel.contains(key) && panel[key].is_string(); };
+    return panel.is_object() && isText("panel") && isText("path") && isText("reason");
+}
+
+// The sound entries of a list in an answer to "status".
+std::vector<Json> ListOf(const Json* status, const char* name, bool (*isSound)(const Json&))
+{
+    const auto list = status->find(name);
     std::vector<Json> sound;
-    if (panels != status->end() && panels->is_array())
-        std::copy_if(panels->begin(), panels->end(), std::back_inserter(sound), IsState);
+    if (list != status->end() && list->is_array())
+        std::copy_if(list->begin(), list->end(), std::back_inserter(sound), isSound);
     return sound;
 }
 
@@ -131,7 +137,8 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
     if (!answer)
         return std::nullopt;
     const auto process = answer->find("process");
-    return RuntimeStatus{process != answer->end() && process->is_number_integer() ? process->get<int>() : 0, PanelsOf(&*answer)};
+    return RuntimeStatus{process != answer->end() && process->is_number_integer() ? process->get<int>() : 0,
+        ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
 }
 
 std::optional<RemotePanel> FindRuntime(const std::string& path)
@@ -157,11 +164,12 @@ bool RefreshState(RemotePanel* panel)
 {
     const std::optional<RuntimeStatus> status = AskStatus(&panel->runtime);
     std::optional<Json> state = status ? PanelOn(&*status, panel->state.value("path", "")) : std::nullopt;
-    if (state)
-        panel->state = *std::move(state);
-    else
+    if (!state) {
         Disconnect(&panel->runtime);
-    return state.has_value();
+        return false;
+    }
+    panel->state = *std::move(state);
+    return true;
 }
 
 } // namespace korvex::command

@@ -22,10 +22,11 @@ void Disconnect(ControlClient* client);
 // Asks, and gives the answer; none, with the connection closed, when it does not come within 2 s.
 std::optional<nlohmann::ordered_json> Ask(ControlClient* client, const nlohmann::ordered_json& request);
 
-// What a runtime drives; the panels as "status" has them, with every key that the protocol says in its type.
+// What a runtime drives and waits for, as "status" has it, with every key that is used here in its type.
 struct RuntimeStatus {
     int process;
     std::vector<nlohmann::ordered_json> panels;
+    std::vector<nlohmann::ordered_json> awaited;
 };
 
 // Asks for it; none as in Ask.

@@ -184,7 +184,10 @@ Json DoStatus(const Json& /*request*/, const RunningSession* /*session*/, Conver
     Json panels = Json::array();
     for (const RunningSession& session : RunningSessions())
         panels.push_back(StateOf(&session));
-    return {{"process", getpid()}, {"panels", panels}};
+    Json awaited = Json::array();
+    for (const AwaitedPanel& panel : AwaitedPanels())
+        awaited.push_back({{"panel", panel.panel}, {"path", panel.path}, {"reason", panel.reason}});
+    return {{"process", getpid()}, {"panels", panels}, {"awaited", awaited}};
 }
 
 Json DoListen(const Json& request, const RunningSession* session, Conversation* conversation)

@@ -219,7 +219,8 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
         return false;
     bool bound = false;
     for (int number = 1; !bound && number < 100; ++number) {
-        server->path = folder + "/" + name + (number == 1 ? "" : "." + std::to_string(number));
+        server->path = folder;
+        server->path.append("/").append(name).append(number == 1 ? "" : "." + std::to_string(number));
         sockaddr_un address{};
         if (!ControlAddressOf(server->path, &address))
             break;

@@ -95,12 +95,13 @@ struct Port {
 };
 
 // What is given for a port, which may be under any of its names.
-Port GivenPortOf(const GivenPort* given, const std::vector<platform::ScannedPort>* scanned)
+Port GivenPortOf(const Options* options, const GivenPort* given, const std::vector<platform::ScannedPort>* scanned)
 {
+    const std::string path = PathOfPort(options, given->path);
     const auto known = std::find_if(
-        scanned->begin(), scanned->end(), [given](const platform::ScannedPort& port) { return IsSamePort(port.path, given->path); });
+        scanned->begin(), scanned->end(), [&path](const platform::ScannedPort& port) { return IsSamePort(port.path, path); });
     std::error_code error;
-    return {given->name, given->path, known == scanned->end() ? fs::absolute(given->path, error).string() : known->stablePath};
+    return {given->name, path, known == scanned->end() ? fs::absolute(path, error).string() : known->stablePath};
 }
 
 // The ports given, else the system's, without consoles.
@@ -119,7 +120,7 @@ std::vector<Port> PortsOf(const Options* options)
             fprintf(
                 stderr, "%s: %s is left out: '%s' is a system console\n", options->command.c_str(), port.name.c_str(), port.path.c_str());
         else
-            ports.push_back(GivenPortOf(&port, &scanned));
+            ports.push_back(GivenPortOf(options, &port, &scanned));
     }
     return ports;
 }

@@ -18,6 +18,7 @@
 #include "command/panel_devices.h"
 #include "command/port_failure.h"
 #include "command/port_names.h"
+#include "command/running_sessions.h"
 #include "command/service_manager.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
@@ -118,6 +119,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;
+        NoteAwaited(PathOfPort(options, port), opening.fault);
         if (WaitForEnd(pause))
             return EXIT_DONE;
     }

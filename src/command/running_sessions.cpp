@@ -54,6 +54,7 @@ struct Entry {
 struct Sessions {
     std::mutex mutex; // guards the entries and what they say of a session
     std::map<std::string, Entry> entries;
+    std::map<std::string, AwaitedPanel> awaited; // by path
     bool sharingTold = false;
 
     std::atomic<bool> listening = false;
@@ -122,6 +123,7 @@ void Start(TouchController* controller)
     entry->sequence = 0;
     entry->noise = {};
     controller->observed = entry;
+    sessions->awaited.erase(driven.path);
     TellOfSharing(sessions);
 }
 
@@ -263,6 +265,27 @@ std::vector<RunningSession> RunningSessions()
             running.push_back(StateOf(&entry));
     }
     return running;
+}
+
+void NoteAwaited(const std::string& path, const std::string& reason)
+{
+    const AwaitedPanel awaited{PanelNameOf(path), path, reason};
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->mutex);
+    if (reason.empty())
+        sessions->awaited.erase(path);
+    else
+        sessions->awaited[path] = awaited;
+}
+
+std::vector<AwaitedPanel> AwaitedPanels()
+{
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->mutex);
+    std::vector<AwaitedPanel> awaited;
+    for (const auto& [path, panel] : sessions->awaited)
+        awaited.push_back(panel);
+    return awaited;
 }
 
 bool UseSession(const std::string& path, const std::function<void(TouchController*)>& use)

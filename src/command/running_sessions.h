@@ -49,6 +49,18 @@ struct RunningSession {
 // All of them, in the order of their paths. Any thread.
 std::vector<RunningSession> RunningSessions();
 
+// A port whose controller is waited for.
+struct AwaitedPanel {
+    std::string panel;
+    std::string path;
+    std::string reason; // why there is none yet
+};
+
+// Takes note that a port's controller is waited for, until a session starts there or the reason is empty.
+void NoteAwaited(const std::string& path, const std::string& reason);
+
+std::vector<AwaitedPanel> AwaitedPanels();
+
 // Calls `use` for the session on that path while it cannot end: false when none runs there. `use` waits for nothing. Any thread.
 bool UseSession(const std::string& path, const std::function<void(TouchController*)>& use);
 

@@ -51,34 +51,62 @@ std::vector<std::string> RowOf(const Json& panel)
         touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
 }
 
-} // namespace
-
-int RunStatus(const Options* options)
+// Asks all runtimes; what cannot be asked is said on standard error.
+std::vector<RuntimeStatus> AskAll(const Options* options)
 {
-    Json panels = Json::array();
+    std::vector<RuntimeStatus> all;
     for (const std::string& path : ControlSockets()) {
         ControlClient client;
         std::string fault;
         const std::optional<RuntimeStatus> status = Connect(&client, path, &fault) ? AskStatus(&client) : std::nullopt;
         Disconnect(&client);
-        if (!status && !fault.empty())
+        if (status)
+            all.push_back(*status);
+        else if (!fault.empty())
             fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(), path.c_str(), fault.c_str());
-        if (!status)
-            continue;
-        for (Json panel : status->panels) {
-            panel["process"] = status->process;
-            panels.push_back(std::move(panel));
+    }
+    return all;
+}
+
+void PrintJson(const std::vector<RuntimeStatus>* all)
+{
+    Json list = Json::array();
+    for (const RuntimeStatus& status : *all) {
+        for (const auto* panels : {&status.panels, &status.awaited}) {
+            for (Json panel : *panels) {
+                panel["process"] = status.process;
+                list.push_back(std::move(panel));
+            }
         }
     }
-    if (options->json) {
-        puts(panels.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
-    } else if (!panels.empty()) {
-        TextTable table{{"PANEL", "PORT", "STATE", "CONTROLLER", "SINCE", "CALIBRATION", "REPORTS", "BAD", "TOUCHED"}};
-        for (const Json& panel : panels)
+    puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+}
+
+void PrintTable(const std::vector<RuntimeStatus>* all)
+{
+    TextTable table{{"PANEL", "PORT", "STATE", "MODEL", "SINCE", "CALIBRATION", "REPORTS", "BAD", "TOUCHED"}};
+    for (const RuntimeStatus& status : *all) {
+        for (const Json& panel : status.panels)
             table.push_back(RowOf(panel));
-        fputs(TextOf(&table).c_str(), stdout);
+        for (const Json& panel : status.awaited)
+            table.push_back({panel.value("panel", ""), panel.value("path", ""), "awaited", "", "", panel.value("reason", ""), "", "", ""});
     }
-    if (!panels.empty())
+    if (table.size() > 1)
+        fputs(TextOf(&table).c_str(), stdout);
+}
+
+} // namespace
+
+int RunStatus(const Options* options)
+{
+    const std::vector<RuntimeStatus> all = AskAll(options);
+    if (options->json)
+        PrintJson(&all);
+    else
+        PrintTable(&all);
+    const bool any = std::any_of(
+        all.begin(), all.end(), [](const RuntimeStatus& status) { return !status.panels.empty() || !status.awaited.empty(); });
+    if (any)
         return EXIT_DONE;
     fprintf(stderr, "%s: no panel is driven now by a runtime that can be asked\n", options->command.c_str());
     return EXIT_NO_CONTROLLER;

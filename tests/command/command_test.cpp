@@ -142,11 +142,13 @@ TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
     const sockaddr_un address{AF_UNIX, "manager"};
     ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
     setenv("NOTIFY_SOCKET", "manager", 1);
+    setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
     Process drive({KORVEX, "drive", "--wait", "panel", "--pointer", "log"});
     unsetenv("NOTIFY_SOCKET");
     EXPECT_EQ(NextNotification(manager), "READY=1");
     EXPECT_EQ(NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
     EXPECT_EQ(ReadLine(drive.error), "korvex drive: cannot open 'panel': there is no such port; it is asked again every 2 to 30 s");
+    EXPECT_TRUE(WaitUntil([] { return RunProgram({KORVEX, "status"}).output.find("panel  panel  awaited") != std::string::npos; }));
     Process emulator({EMULATOR, "--link", "panel", "--script", "-"});
     EXPECT_THAT(NextNotification(manager), AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));
     WriteLine(&emulator, "ready");
