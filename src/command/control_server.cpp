@@ -211,11 +211,28 @@ void Serve(Server* server)
     DropClients(server);
 }
 
+// A descriptor that holds the folder's lock against processes that look for a name in it too; -1 with errno set. One that is held up in
+// there holds up nobody else for long.
+int LockFolder(const std::string& folder)
+{
+    const int lock = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int tries = 0; lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0; ++tries) {
+        if (tries == 50 || errno != EWOULDBLOCK) {
+            const int error = errno;
+            close(lock);
+            errno = error;
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return lock;
+}
+
 // Binds the socket under the first name that no living process has. False with errno set.
 bool Bind(Server* server, const std::string& folder, const std::string& name)
 {
-    const int lock = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (lock < 0 || flock(lock, LOCK_EX) != 0)
+    const int lock = LockFolder(folder);
+    if (lock < 0)
         return false;
     bool bound = false;
     for (int number = 1; !bound && number < 100; ++number) {
