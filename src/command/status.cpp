@@ -28,7 +28,7 @@ std::string AgeOf(const Json& time)
     const long seconds = std::max(0L, static_cast<long>(std::time(nullptr) - timegm(&parts)));
     if (seconds < 120)
         return std::to_string(seconds) + " s";
-    if (seconds < 120 * 60)
+    if (seconds < 120L * 60)
         return std::to_string(seconds / 60) + " min";
     return seconds < 48L * 3600 ? std::to_string(seconds / 3600) + " h" : std::to_string(seconds / 86400) + " days";
 }

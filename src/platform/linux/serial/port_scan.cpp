@@ -28,13 +28,14 @@ constexpr std::array<std::string_view, 3> FAMILIES{"ttyS", "ttyUSB", "ttyACM"};
 struct TtyName {
     std::string family;
     int number;
-
-    auto Order() const
-    {
-        const auto place = std::find(FAMILIES.begin(), FAMILIES.end(), family) - FAMILIES.begin();
-        return std::tuple(place, family, number);
-    }
 };
+
+// What ports are listed by.
+auto OrderOf(const TtyName* tty)
+{
+    const auto place = std::find(FAMILIES.begin(), FAMILIES.end(), tty->family) - FAMILIES.begin();
+    return std::tuple(place, tty->family, tty->number);
+}
 
 // None for names without a number, which no serial port has, and for the virtual consoles.
 std::optional<TtyName> ParseTtyName(const std::string& name)
@@ -88,7 +89,7 @@ std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::
         if (tty && HasDevice(entry.path()) && !IsKernelConsole(std::string(devRoot).append("/").append(name), procRoot))
             found.push_back(*tty);
     }
-    std::sort(found.begin(), found.end(), [](const TtyName& a, const TtyName& b) { return a.Order() < b.Order(); });
+    std::sort(found.begin(), found.end(), [](const TtyName& a, const TtyName& b) { return OrderOf(&a) < OrderOf(&b); });
 
     std::vector<ScannedPort> ports;
     int nextAdapter = FIRST_ADAPTER_NUMBER;
