@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -11,9 +11,11 @@
 #include "calibration/calibration.h"
 #include "calibration/mapping.h"
 #include "calibration/orientation.h"
+#include "calibration/plausibility.h"
 #include "calibration/settings_file.h"
 #include "link/touch_controller.h"
 #include "platform/linux/core/text.h"
+#include "platform/linux/files/profile_file.h"
 #include "platform/linux/files/whole_files.h"
 #include "platform/win32.h"
 
@@ -25,7 +27,9 @@ constexpr const char* SUBJECT = "settings";
 constexpr const char* CURE = "; calibrate anew with 'korvex paneltest', or put it right by hand";
 constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
-constexpr int MIN_SPAN = 64; // raw units that calibration points must cover on each axis to mean anything
+constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
+constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
+constexpr int MIN_BOX_SPAN = MAX_COARSE_RAW / 5; // a panel measures more than a fifth of its range
 
 using ControllerPointer = std::unique_ptr<TouchController, decltype(&ReleaseController)>;
 
@@ -86,6 +90,51 @@ void CheckValue(const SettingsPath* path, const SettingKey& key, int min, int ma
     CheckNumber(&setting, min, max, findings);
 }
 
+std::string Trimmed(const std::string& text)
+{
+    constexpr const char* BLANKS = " \t\r\n";
+    const size_t start = text.find_first_not_of(BLANKS);
+    return start == std::string::npos ? "" : text.substr(start, text.find_last_not_of(BLANKS) + 1 - start);
+}
+
+// Whether the runtime may read a key in the section; points of an earlier calibration stay in the file.
+bool IsKnownKey(const std::string& key)
+{
+    const std::u16string name = platform::FromUtf8(key);
+    for (const SettingKey& known : {SETTING_ORIENTATION, SETTING_POINT_COUNT, SETTING_MIN_X, SETTING_MAX_X, SETTING_MIN_Y, SETTING_MAX_Y}) {
+        if (platform::EqualNoCase(name, known.name))
+            return true;
+    }
+    for (uint32_t i = 0; i < MAX_CALIBRATION_POINTS; ++i) {
+        for (const WCHAR axis : {u'X', u'Y'}) {
+            SettingText text{};
+            if (platform::EqualNoCase(name, PointSetting(i, axis, &text).name))
+                return true;
+        }
+    }
+    return false;
+}
+
+std::string PointsFaultText(const PointsJudgement* judgement)
+{
+    const auto name = [](uint32_t target) { return std::to_string(target + 1); };
+    const std::string both = "the targets " + name(judgement->target) + " and " + name(judgement->other) + " were measured ";
+    switch (judgement->fault) {
+    case PointsFault::SAME_PLACE:
+        return both + "at the same place";
+    case PointsFault::ORDER:
+        return both + "the wrong way round";
+    case PointsFault::FOLD:
+        return "the targets around target " + name(judgement->target) + " do not enclose a part of the panel: it was measured elsewhere";
+    case PointsFault::RANGE:
+        return "the calibration points take less than a fifth of the panel";
+    default:
+        return judgement->target == NO_TARGET
+            ? "the calibration points do not fit each other"
+            : "target " + name(judgement->target) + " was measured far from where the others let expect it";
+    }
+}
+
 std::string PointCounts()
 {
     std::string list = "0";
@@ -105,11 +154,15 @@ void CheckPointCount(const SettingsPath* path, uint32_t used, Findings* findings
 }
 
 // A box may reach past the panel: its ends are the raw values at the screen's edges.
-void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const SettingKey& maximum, bool repaired, Findings* findings)
+void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const SettingKey& maximum, bool used, Findings* findings)
 {
     CheckValue(path, minimum, -MAX_RAW, 2 * MAX_RAW, findings);
     CheckValue(path, maximum, -MAX_RAW, 2 * MAX_RAW, findings);
-    if (repaired)
+    const int span = std::abs(ReadSettingOf(path, &maximum).number - ReadSettingOf(path, &minimum).number);
+    if (used && span != 0 && span < MIN_BOX_SPAN)
+        AddFault(
+            findings, platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name) + " leave less than a fifth of the panel");
+    if (used && span == 0)
         AddFault(findings,
             platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
                 + " leave the standard box without extent, so a default is used");
@@ -130,23 +183,40 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
                 return; // the others are likely to be like it
         }
     }
-    const auto begin = calib->advPoints.begin();
-    const auto end = begin + static_cast<ptrdiff_t>(calib->pointCount);
-    for (auto point = begin; point != end; ++point) {
-        const auto same = std::find(begin, point, *point);
-        if (same == point)
-            continue;
-        AddFault(findings,
-            "the targets " + std::to_string(same - begin + 1) + " and " + std::to_string(point - begin + 1)
-                + " were measured at the same place");
+    const auto isCoarse = [](const Point& point) { return point.x <= MAX_COARSE_RAW && point.y <= MAX_COARSE_RAW; };
+    const bool coarse
+        = std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse);
+    const PointsJudgement judgement = JudgePoints(calib, coarse ? COARSEST_RESOLUTION_BITS : FINEST_RESOLUTION_BITS);
+    if (judgement.fault != PointsFault::NONE)
+        AddFault(findings, PointsFaultText(&judgement));
+}
+
+// What is in the file although the runtime does not read it: somebody meant something by it.
+void CheckLines(const std::string& path, Findings* findings)
+{
+    platform::ProfileDocument file;
+    if (!platform::ReadProfile(path, &file))
         return;
+    bool inSection = false;
+    bool hasSection = false;
+    for (const std::u16string& line : file.lines) {
+        const std::string text = Trimmed(platform::ToUtf8(line));
+        if (line.find(u'\0') != std::u16string::npos) {
+            AddFault(findings, "it is UTF-16 without the mark at its start, so nothing in it is read");
+            return;
+        }
+        if (text.starts_with('[')) {
+            inSection = platform::EqualNoCase(platform::FromUtf8(text), u"[Calibration]");
+            hasSection = hasSection || inSection;
+        } else if (const size_t equals = text.find('='); inSection && !text.starts_with(';') && equals != std::string::npos) {
+            if (!IsKnownKey(Trimmed(text.substr(0, equals))))
+                AddFault(findings, "'" + text + "' is not read: there is no such key");
+        }
     }
-    const auto spanOf = [begin, end](int32_t Point::*axis) {
-        const auto [min, max] = std::minmax_element(begin, end, [axis](const Point& a, const Point& b) { return a.*axis < b.*axis; });
-        return *max.*axis - *min.*axis;
-    };
-    if (begin != end && (spanOf(&Point::x) < MIN_SPAN || spanOf(&Point::y) < MIN_SPAN))
-        AddFault(findings, "the calibration points lie on a line");
+    const bool empty = std::all_of(
+        file.lines.begin(), file.lines.end(), [](const std::u16string& line) { return Trimmed(platform::ToUtf8(line)).empty(); });
+    if (!hasSection && !empty)
+        AddFault(findings, "it has no section [Calibration], so nothing in it is read");
 }
 
 void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings* findings)
@@ -156,9 +226,10 @@ void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings
     CheckValue(path, SETTING_ORIENTATION, 1, static_cast<int>(MAX_ORIENTATION), findings);
     CheckPointCount(path, used.pointCount, findings);
     const bool boxCounts = !MapsByPoints(&used); // the panel test stores none
-    CheckBoxSide(path, SETTING_MIN_X, SETTING_MAX_X, boxCounts && read->stdMinX == read->stdMaxX, findings);
-    CheckBoxSide(path, SETTING_MIN_Y, SETTING_MAX_Y, boxCounts && read->stdMinY == read->stdMaxY, findings);
+    CheckBoxSide(path, SETTING_MIN_X, SETTING_MAX_X, boxCounts, findings);
+    CheckBoxSide(path, SETTING_MIN_Y, SETTING_MAX_Y, boxCounts, findings);
     CheckPoints(path, &used, findings);
+    CheckLines(SettingsFilePath(), findings);
     if (!HasFault(findings))
         Add(findings, Severity::FINE,
             "'" + SettingsFilePath() + "', "

@@ -212,8 +212,12 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
             Row{"Mode=4\n" + corners, "ADV_03_X is missing", 1},
             Row{"Mode=4\nADV_03_X=900\nADV_03_Y=900\n" + corners, "the targets 3 and 4 were measured at the same place", 1},
             Row{"Mode=4\nADV_00_X=1\nADV_01_X=2\nADV_02_X=3\nADV_03_X=4\nADV_00_Y=1\nADV_01_Y=900\nADV_02_Y=2\nADV_03_Y=3\n",
-                "the calibration points lie on a line", 1}}) {
-        WriteTextFile("Korvex.ini", "[Calibration]\n" + settings);
+                "the calibration points take less than a fifth of the panel", 1},
+            Row{"STD_MIN_X=400\nSTD_MAX_X=500\n", "STD_MIN_X and STD_MAX_X leave less than a fifth of the panel", 1},
+            Row{"STD_MAXX=900\n", "'STD_MAXX=900' is not read: there is no such key", 1},
+            Row{std::string("S\0T\0D\0\n\0", 8), "it is UTF-16 without the mark at its start", 1},
+            Row{"[Option]\nSTD_MAX_X=900\n", "it has no section [Calibration]", 1}}) {
+        WriteTextFile("Korvex.ini", (settings.starts_with("[") ? "" : "[Calibration]\n") + settings);
         const RunResult result = Check({"--seconds", "0", "--port", port});
         EXPECT_EQ(result.exitCode, exitCode) << result.output;
         EXPECT_THAT(result.output, HasSubstr(line));

@@ -1,0 +1,280 @@
+#include "calibration/plausibility.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace korvex {
+
+namespace {
+
+constexpr uint32_t MAX_TERMS = 6;
+constexpr double MIN_RANGE_SHARE = 0.2; // of the raw span that the points must take on each axis
+constexpr double OUTLIER_PERCENT = 10;  // of what the points span: so far off is no property of a panel
+constexpr double OUTLIER_FACTOR = 3;    // so much better the others must fit without it
+constexpr double UNEVEN_PERCENT = 6;
+
+struct Place {
+    double x;
+    double y;
+};
+
+// The side of the grid of targets; 0 for a number of points that has none.
+uint32_t SideOf(uint32_t count)
+{
+    for (uint32_t side = 2; side <= 5; ++side) {
+        if (side * side == count)
+            return side;
+    }
+    return 0;
+}
+
+// The target in a row and column; four targets go around.
+uint32_t TargetAt(uint32_t side, uint32_t row, uint32_t column)
+{
+    return side == 2 && row == 1 ? 3 - column : side * row + column;
+}
+
+// Where a target is on the screen, from -1 to 1 on each axis.
+Place PlaceOf(uint32_t side, uint32_t target)
+{
+    const uint32_t row = target / side;
+    const uint32_t column = side == 2 && row == 1 ? 1 - target % side : target % side;
+    const auto at = [side](uint32_t step) { return 2.0 * step / (side - 1) - 1; };
+    return {at(column), at(row)};
+}
+
+// A map of the screen onto the panel: for each axis of the panel a sum of these terms.
+struct SmoothMap {
+    uint32_t terms; // 3 or 6
+    std::array<double, MAX_TERMS> x;
+    std::array<double, MAX_TERMS> y;
+};
+
+std::array<double, MAX_TERMS> TermsAt(Place place)
+{
+    return {1, place.x, place.y, place.x * place.x, place.x * place.y, place.y * place.y};
+}
+
+Place At(const SmoothMap* map, Place place)
+{
+    const std::array<double, MAX_TERMS> terms = TermsAt(place);
+    Place sum{0, 0};
+    for (uint32_t i = 0; i < map->terms; ++i) {
+        sum.x += map->x[i] * terms[i];
+        sum.y += map->y[i] * terms[i];
+    }
+    return sum;
+}
+
+// Equations for both axes at once, by Gauss' elimination with the largest pivot.
+struct Equations {
+    std::array<std::array<double, MAX_TERMS + 2>, MAX_TERMS> rows{};
+};
+
+bool Solve(Equations* equations, SmoothMap* map)
+{
+    constexpr double SINGULAR = 1e-9;
+    const uint32_t count = map->terms;
+    auto* rows = &equations->rows;
+    for (uint32_t pivot = 0; pivot < count; ++pivot) {
+        uint32_t best = pivot;
+        for (uint32_t row = pivot + 1; row < count; ++row) {
+            if (std::fabs((*rows)[row][pivot]) > std::fabs((*rows)[best][pivot]))
+                best = row;
+        }
+        if (std::fabs((*rows)[best][pivot]) < SINGULAR)
+            return false;
+        std::swap((*rows)[pivot], (*rows)[best]);
+        for (uint32_t row = 0; row < count; ++row) {
+            if (row == pivot)
+                continue;
+            const double factor = (*rows)[row][pivot] / (*rows)[pivot][pivot];
+            for (uint32_t column = pivot; column < MAX_TERMS + 2; ++column)
+                (*rows)[row][column] -= factor * (*rows)[pivot][column];
+        }
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        map->x[i] = (*rows)[i][MAX_TERMS] / (*rows)[i][i];
+        map->y[i] = (*rows)[i][MAX_TERMS + 1] / (*rows)[i][i];
+    }
+    return true;
+}
+
+// The least squares of the first `count` points but one. False when they determine no such map.
+bool Fit(const CalibrationData* calib, uint32_t side, uint32_t count, uint32_t without, SmoothMap* map)
+{
+    Equations equations;
+    for (uint32_t target = 0; target < count; ++target) {
+        if (target == without)
+            continue;
+        const std::array<double, MAX_TERMS> terms = TermsAt(PlaceOf(side, target));
+        for (uint32_t row = 0; row < map->terms; ++row) {
+            for (uint32_t column = 0; column < map->terms; ++column)
+                equations.rows[row][column] += terms[row] * terms[column];
+            equations.rows[row][MAX_TERMS] += terms[row] * calib->advPoints[target].x;
+            equations.rows[row][MAX_TERMS + 1] += terms[row] * calib->advPoints[target].y;
+        }
+    }
+    return Solve(&equations, map);
+}
+
+Place SpanOf(const CalibrationData* calib)
+{
+    Point minimum = calib->advPoints[0];
+    Point maximum = minimum;
+    for (uint32_t i = 1; i < calib->pointCount; ++i) {
+        const Point point = calib->advPoints[i];
+        minimum = {std::min(minimum.x, point.x), std::min(minimum.y, point.y)};
+        maximum = {std::max(maximum.x, point.x), std::max(maximum.y, point.y)};
+    }
+    return {static_cast<double>(maximum.x) - minimum.x, static_cast<double>(maximum.y) - minimum.y};
+}
+
+// How far a target lies from a map, in percent of what the points span.
+double DistanceFrom(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
+{
+    const Place fitted = At(map, PlaceOf(side, target));
+    return 100
+        * std::sqrt(
+            std::pow((calib->advPoints[target].x - fitted.x) / span.x, 2) + std::pow((calib->advPoints[target].y - fitted.y) / span.y, 2));
+}
+
+// The root of the mean square of all distances but one.
+double MeanDistance(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t without, Place span)
+{
+    double sum = 0;
+    uint32_t count = 0;
+    for (uint32_t target = 0; target < calib->pointCount; ++target) {
+        if (target == without)
+            continue;
+        const double distance = DistanceFrom(map, calib, side, target, span);
+        sum += distance * distance;
+        ++count;
+    }
+    return std::sqrt(sum / count);
+}
+
+bool FindSamePlace(const CalibrationData* calib, PointsJudgement* judgement)
+{
+    for (uint32_t target = 0; target < calib->pointCount; ++target) {
+        for (uint32_t other = target + 1; other < calib->pointCount; ++other) {
+            if (calib->advPoints[target] == calib->advPoints[other]) {
+                *judgement = {PointsFault::SAME_PLACE, target, other, {}};
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+// Looks at all neighbours: after the orientation x grows along each row, and y down each column.
+bool FindDisorder(const CalibrationData* calib, uint32_t side, PointsJudgement* judgement)
+{
+    for (uint32_t line = 0; line < side; ++line) {
+        for (uint32_t step = 0; step + 1 < side; ++step) {
+            const uint32_t left = TargetAt(side, line, step);
+            const uint32_t right = TargetAt(side, line, step + 1);
+            const uint32_t upper = TargetAt(side, step, line);
+            const uint32_t lower = TargetAt(side, step + 1, line);
+            if (calib->refPoints[left].x >= calib->refPoints[right].x)
+                *judgement = {PointsFault::ORDER, left, right, {}};
+            else if (calib->refPoints[upper].y >= calib->refPoints[lower].y)
+                *judgement = {PointsFault::ORDER, upper, lower, {}};
+            else
+                continue;
+            return true;
+        }
+    }
+    return false;
+}
+
+// Twice the signed area of a triangle.
+double AreaOf(Point a, Point b, Point c)
+{
+    return (static_cast<double>(b.x) - a.x) * (static_cast<double>(c.y) - a.y)
+        - (static_cast<double>(b.y) - a.y) * (static_cast<double>(c.x) - a.x);
+}
+
+// A cell between four targets is turned over, or its corner reaches into it, where one of its triangles is.
+bool FindFold(const CalibrationData* calib, uint32_t side, PointsJudgement* judgement)
+{
+    for (uint32_t row = 0; row + 1 < side; ++row) {
+        for (uint32_t column = 0; column + 1 < side; ++column) {
+            const std::array<uint32_t, 4> corners{TargetAt(side, row, column), TargetAt(side, row, column + 1),
+                TargetAt(side, row + 1, column + 1), TargetAt(side, row + 1, column)};
+            for (uint32_t i = 0; i < 4; ++i) {
+                if (AreaOf(calib->refPoints[corners[i]], calib->refPoints[corners[(i + 1) % 4]], calib->refPoints[corners[(i + 2) % 4]])
+                    <= 0) {
+                    *judgement = {PointsFault::FOLD, corners[(i + 1) % 4], NO_TARGET, {}};
+                    return true;
+                }
+            }
+        }
+    }
+    return false;
+}
+
+// Fills the residuals and finds the target without which the others fit.
+void JudgeEvenness(const CalibrationData* calib, uint32_t side, PointsJudgement* judgement)
+{
+    const Place span = SpanOf(calib);
+    SmoothMap all{side == 2 ? 3U : MAX_TERMS, {}, {}};
+    if (!Fit(calib, side, calib->pointCount, NO_TARGET, &all))
+        return;
+    for (uint32_t target = 0; target < calib->pointCount; ++target)
+        judgement->residuals[target] = DistanceFrom(&all, calib, side, target, span);
+    const double mean = MeanDistance(&all, calib, side, NO_TARGET, span);
+    uint32_t culprit = NO_TARGET;
+    double meanWithout = mean / OUTLIER_FACTOR;
+    for (uint32_t target = 0; side > 2 && target < calib->pointCount; ++target) {
+        SmoothMap others{all.terms, {}, {}};
+        if (!Fit(calib, side, calib->pointCount, target, &others) || DistanceFrom(&others, calib, side, target, span) < OUTLIER_PERCENT)
+            continue;
+        if (const double distance = MeanDistance(&others, calib, side, target, span); distance < meanWithout) {
+            meanWithout = distance;
+            culprit = target;
+        }
+    }
+    if (culprit != NO_TARGET || mean > UNEVEN_PERCENT) {
+        judgement->fault = PointsFault::UNEVEN;
+        judgement->target = culprit;
+    }
+}
+
+} // namespace
+
+PointsJudgement JudgePoints(const CalibrationData* calib, uint32_t resolutionBits)
+{
+    PointsJudgement judgement{PointsFault::NONE, NO_TARGET, NO_TARGET, {}};
+    const uint32_t side = SideOf(calib->pointCount);
+    if (side == 0 || FindSamePlace(calib, &judgement))
+        return judgement;
+    const Place span = SpanOf(calib);
+    const double least = MIN_RANGE_SHARE * (1 << resolutionBits);
+    if (span.x < least || span.y < least) {
+        judgement.fault = PointsFault::RANGE;
+        return judgement;
+    }
+    if (!FindDisorder(calib, side, &judgement) && !FindFold(calib, side, &judgement))
+        JudgeEvenness(calib, side, &judgement);
+    return judgement;
+}
+
+bool ExpectTarget(const CalibrationData* calib, uint32_t index, Point* expected)
+{
+    const uint32_t side = SideOf(calib->pointCount);
+    SmoothMap map{3, {}, {}};
+    if (side > 2 && index >= 2 && index < side) { // those of the first row lie on a line
+        const Point last = calib->advPoints[index - 1];
+        const Point before = calib->advPoints[index - 2];
+        *expected = {2 * last.x - before.x, 2 * last.y - before.y};
+        return true;
+    }
+    if (side == 0 || index <= side || !Fit(calib, side, index, NO_TARGET, &map))
+        return false;
+    const Place place = At(&map, PlaceOf(side, index));
+    *expected = {static_cast<int32_t>(std::lround(place.x)), static_cast<int32_t>(std::lround(place.y))};
+    return true;
+}
+
+} // namespace korvex

@@ -1,0 +1,110 @@
+// Which measured points can be a panel's. Runs on Windows too.
+
+#include "calibration/plausibility.h"
+
+#include <cmath>
+
+#include "calibration/calibration.h"
+#include "calibration/defaults.h"
+#include "calibration/orientation.h"
+#include "testing/calibration_data.h"
+#include "testing/testing.h"
+
+namespace korvex {
+namespace {
+
+// The points of a panel that is turned, askew by 1.5 degrees, too small and uneven, as measured.
+CalibrationData MeasuredPanel(uint32_t count, uint32_t orientation, double unevenness = 1)
+{
+    // In percent of the panel; a drawing's nine errors.
+    constexpr std::array<Point, 9> ERRORS{{{1, -1}, {0, 1}, {-1, 1}, {1, 0}, {-1, -1}, {0, 1}, {1, -1}, {0, -1}, {-1, 0}}};
+    CalibrationData calib{};
+    SetCalibrationRanges(&calib, nullptr, nullptr);
+    calib.orientation = orientation;
+    calib.pointCount = count;
+    const std::vector<Point> plain = TargetsOf(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        const double x = plain[i].x - 500 + unevenness * 10 * ERRORS[i % 9].x;
+        const double y = plain[i].y - 500 + unevenness * 10 * ERRORS[i % 9].y;
+        const Point askew{static_cast<int32_t>(500 + 0.92 * (x - 0.026 * y)), static_cast<int32_t>(510 + 0.94 * (y + 0.026 * x))};
+        CalibrationData turn = calib;
+        turn.workRangeX = turn.workRangeY = 1024;
+        calib.advPoints[i] = TransformPoint(&turn, askew);
+    }
+    RepairCalibration(&calib, 10);
+    return calib;
+}
+
+PointsJudgement Judge(CalibrationData calib, const std::function<void(CalibrationData*)>& spoil)
+{
+    spoil(&calib);
+    RepairCalibration(&calib, 10);
+    return JudgePoints(&calib, 10);
+}
+
+TEST(JudgePoints, FindsNothingInARealPanelHoweverItIsTurned)
+{
+    for (const uint32_t count : {4U, 9U, 16U, 25U}) {
+        for (uint32_t orientation = 1; orientation <= MAX_ORIENTATION; ++orientation) {
+            const CalibrationData calib = MeasuredPanel(count, orientation);
+            const PointsJudgement judgement = JudgePoints(&calib, 10);
+            EXPECT_EQ(judgement.fault, PointsFault::NONE) << count << " points, orientation " << orientation;
+            EXPECT_LT(*std::max_element(judgement.residuals.begin(), judgement.residuals.end()), 2.5);
+        }
+    }
+    CalibrationData none{};
+    none.pointCount = 0;
+    EXPECT_EQ(JudgePoints(&none, 10).fault, PointsFault::NONE);
+}
+
+TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
+{
+    for (const uint32_t orientation : {1U, 6U}) {
+        const CalibrationData calib = MeasuredPanel(9, orientation, 0.5);
+        for (uint32_t target = 0; target < 9; ++target) {
+            for (const Point error : {Point{130, 0}, Point{-90, 90}}) {
+                const PointsJudgement judgement = Judge(calib, [&](CalibrationData* spoilt) {
+                    spoilt->advPoints[target] = {spoilt->advPoints[target].x + error.x, spoilt->advPoints[target].y + error.y};
+                });
+                EXPECT_EQ(judgement.fault, PointsFault::UNEVEN) << target << ": " << error;
+                EXPECT_EQ(judgement.target, target) << error;
+            }
+        }
+    }
+    using Row = std::tuple<PointsFault, uint32_t, uint32_t, std::function<void(CalibrationData*)>>;
+    for (const auto& [fault, target, other, spoil] :
+        {Row{PointsFault::SAME_PLACE, 3, 7, [](CalibrationData* calib) { calib->advPoints[7] = calib->advPoints[3]; }},
+            Row{PointsFault::ORDER, 4, 5, [](CalibrationData* calib) { std::swap(calib->advPoints[4], calib->advPoints[5]); }},
+            Row{PointsFault::ORDER, 1, 4, [](CalibrationData* calib) { std::swap(calib->advPoints[1], calib->advPoints[4]); }},
+            Row{PointsFault::RANGE, NO_TARGET, NO_TARGET, [](CalibrationData* calib) {
+                    for (Point& point : calib->advPoints)
+                        point.x /= 8;
+                }}}) {
+        const PointsJudgement judgement = Judge(MeasuredPanel(9, 1), spoil);
+        EXPECT_EQ(judgement.fault, fault);
+        EXPECT_EQ(judgement.target, target);
+        EXPECT_EQ(judgement.other, other);
+    }
+    const PointsJudgement folded = Judge(MeasuredPanel(4, 1), [](CalibrationData* calib) { calib->advPoints[2] = {300, 300}; });
+    EXPECT_EQ(folded.fault, PointsFault::FOLD);
+}
+
+TEST(ExpectTarget, LetsNoTargetOfARealPanelBeASurprise)
+{
+    for (const uint32_t count : {4U, 9U}) {
+        for (uint32_t orientation = 1; orientation <= MAX_ORIENTATION; ++orientation) {
+            const CalibrationData calib = MeasuredPanel(count, orientation);
+            for (uint32_t index = 0; index < count; ++index) {
+                Point expected{};
+                const bool known = ExpectTarget(&calib, index, &expected);
+                EXPECT_EQ(known, count == 4 ? index == 3 : index == 2 || index > 3) << index;
+                if (known) {
+                    EXPECT_LT(std::hypot(expected.x - calib.advPoints[index].x, expected.y - calib.advPoints[index].y), 90) << index;
+                }
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace korvex
