@@ -32,6 +32,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/threads_test.cpp
     platform/touch_events_test.cpp
     platform/windows_test.cpp
+    console/exactness_test.cpp
     command/command_test.cpp
     command/control_test.cpp
     command/diagnosis_test.cpp

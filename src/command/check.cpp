@@ -10,6 +10,7 @@
 
 #include "command/check_settings.h"
 #include "command/control_client.h"
+#include "command/controller_text.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/finding.h"

@@ -2,11 +2,11 @@
 #include <string>
 
 #include "command/control_server.h"
+#include "command/controller_text.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/journal.h"
 #include "command/machine_setup.h"
-#include "command/opened_controller.h"
 #include "command/options.h"
 #include "command/port_failure.h"
 #include "command/port_names.h"

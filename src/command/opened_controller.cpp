@@ -12,6 +12,7 @@
 #include <system_error>
 #include <thread>
 
+#include "command/controller_text.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/journal.h"
@@ -123,14 +124,6 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
         if (WaitForEnd(pause))
             return EXIT_DONE;
     }
-}
-
-std::string DescriptionOf(const TouchController* controller)
-{
-    std::array<char, 80> text{};
-    snprintf(text.data(), text.size(), "controller %X, firmware %u.%u.%u, %u bits, %u baud", controller->model, controller->fwMajor,
-        controller->fwMinor, controller->fwBuild, controller->resolutionBits, controller->link.baudRate);
-    return text.data();
 }
 
 int StartDriving(const Options* options, const std::string& port, TouchController* controller)

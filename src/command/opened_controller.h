@@ -25,9 +25,6 @@ int OpenController(const Options* options, const std::string& port, TouchControl
 // controller is found or the end is requested. Why there is none is said once for each reason.
 int AwaitController(const Options* options, const std::string& port, TouchController** controller);
 
-// "controller 5200, firmware 1.2.3, 10 bits, 19200 baud". Before its session runs.
-std::string DescriptionOf(const TouchController* controller);
-
 // Starts the session, and says on standard error which controller is driven on that port: from then on no touch is lost. EXIT_FAULT after
 // another line there when the system refuses a thread.
 int StartDriving(const Options* options, const std::string& port, TouchController* controller);

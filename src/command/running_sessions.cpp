@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "command/check_settings.h"
+#include "command/controller_text.h"
 #include "command/journal.h"
-#include "command/opened_controller.h"
 #include "command/port_names.h"
 #include "platform/linux/serial/serial_port.h"
 

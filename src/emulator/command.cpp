@@ -45,6 +45,7 @@ Emulates a touch controller on a pseudo-terminal and prints each command that it
   --rotate DEGREES       turned clockwise about its middle,
   --offset X,Y           shifted by these percentages of its size,
   --target-error N=X,Y   and off by these at the panel test's target N (1 to 9, row by row; repeatable)
+  --noise UNITS[,SEED]   measurements have noise of this standard deviation (raw units), and outliers
   --panel-test           follow a panel test: the same as a script with the line "panel-test"
   --script FILE          carry out the gestures in FILE ("-": standard input), one a line
   --help                 show this
@@ -60,6 +61,7 @@ struct Settings {
     std::vector<AnswerFault> answerFaults;
     ReportFault reportFault;
     Distortion distortion;
+    Noise noise;
     bool followsPanelTest = false;
 };
 
@@ -111,6 +113,18 @@ bool ParseTargetError(std::string_view text, Distortion* distortion)
     uint32_t number = 0;
     return Split(text, '=', &target, &error) && ParseNumber(target, TARGET_COUNT, &number) && number > 0
         && ParsePair(error, &distortion->targetErrors[number - 1]);
+}
+
+bool ParseNoise(std::string_view text, Noise* noise)
+{
+    std::string_view deviationText = text;
+    std::string_view seedText = "0";
+    double deviation = 0;
+    uint32_t seed = 0;
+    Split(text, ',', &deviationText, &seedText);
+    const bool valid = ParseDecimal(deviationText, &deviation) && deviation >= 0 && ParseNumber(seedText, 999999999, &seed);
+    *noise = NoiseOf(deviation, seed);
+    return valid;
 }
 
 bool ParseFirmware(std::string_view text, EmulatorOptions* options)
@@ -203,6 +217,8 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
         return ParseDecimal(value, &settings->distortion.rotation);
     if (name == "target-error")
         return ParseTargetError(value, &settings->distortion);
+    if (name == "noise")
+        return ParseNoise(value, &settings->noise);
     if (name == "report-gap")
         return ParseGap(value, &settings->reportFault);
     return false;
@@ -218,8 +234,9 @@ int ParseOptions(int argc, char** argv, Settings* settings)
         option{"report-noise", required_argument, nullptr, 'v'}, option{"report-gap", required_argument, nullptr, 'v'},
         option{"script", required_argument, nullptr, 'v'}, option{"scale", required_argument, nullptr, 'v'},
         option{"offset", required_argument, nullptr, 'v'}, option{"rotate", required_argument, nullptr, 'v'},
-        option{"target-error", required_argument, nullptr, 'v'}, option{"panel-test", no_argument, nullptr, 'p'},
-        option{"help", no_argument, nullptr, 'h'}, option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
+        option{"target-error", required_argument, nullptr, 'v'}, option{"noise", required_argument, nullptr, 'v'},
+        option{"panel-test", no_argument, nullptr, 'p'}, option{"help", no_argument, nullptr, 'h'},
+        option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
     int index = 0;
     for (;;) {
         switch (getopt_long(argc, argv, "", known.data(), &index)) {
@@ -319,6 +336,7 @@ int RunEmulatorCommand(int argc, char** argv)
         AddAnswerFault(emulator.get(), fault);
     SetReportFault(emulator.get(), settings.reportFault);
     SetDistortion(emulator.get(), settings.distortion);
+    SetNoise(emulator.get(), settings.noise);
 
     namespace fs = std::filesystem;
     std::error_code error;

@@ -59,6 +59,8 @@ struct Emulator {
     std::vector<AnswerFault> answerFaults;
     ReportFault reportFault;
     Distortion distortion;
+    Noise noise;
+    std::mt19937 random;
     PanelPoint finger{0, 0};
 };
 
@@ -264,6 +266,14 @@ void Serve(Emulator* emulator, int master)
     }
 }
 
+// The raw coordinate at a percentage of the panel, off by so much.
+uint32_t RawAt(const Emulator* emulator, double percent, double error)
+{
+    const EmulatorOptions& options = emulator->options;
+    const uint32_t span = uint32_t{1} << (options.model == 0x5200 ? options.resolutionBits : 10);
+    return static_cast<uint32_t>(std::clamp(std::round(percent / 100 * span + error), 0.0, static_cast<double>(span - 1)));
+}
+
 PanelPoint FingerOf(const Emulator* emulator)
 {
     const std::lock_guard guard(emulator->mutex);
@@ -271,15 +281,19 @@ PanelPoint FingerOf(const Emulator* emulator)
 }
 
 // Reports the finger at a place of the panel, where the panel measures it.
-bool SendFinger(Emulator* emulator, bool touching, PanelPoint place)
+bool SendFinger(Emulator* emulator, bool touching, PanelPoint place, bool lifting = false)
 {
-    PanelPoint measured{};
+    uint32_t x = 0;
+    uint32_t y = 0;
     {
         const std::lock_guard guard(emulator->mutex);
         emulator->finger = place;
-        measured = Distort(&emulator->distortion, place);
+        const PanelPoint measured = Distort(&emulator->distortion, place);
+        const PanelPoint noise = NextNoise(&emulator->noise, lifting, &emulator->random);
+        x = RawAt(emulator, measured.x, noise.x);
+        y = RawAt(emulator, measured.y, noise.y);
     }
-    return SendReport(emulator, touching, RawAt(emulator, measured.x), RawAt(emulator, measured.y));
+    return SendReport(emulator, touching, x, y);
 }
 
 void StopThread(Emulator* emulator)
@@ -406,6 +420,13 @@ bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
     return SendBytes(emulator, Bytes(cut, bytes.end()));
 }
 
+void SetNoise(Emulator* emulator, const Noise& noise)
+{
+    const std::lock_guard guard(emulator->mutex);
+    emulator->noise = noise;
+    emulator->random.seed(noise.seed);
+}
+
 void SetDistortion(Emulator* emulator, const Distortion& distortion)
 {
     const std::lock_guard guard(emulator->mutex);
@@ -433,12 +454,21 @@ bool Lift(Emulator* emulator)
     return SendFinger(emulator, false, FingerOf(emulator));
 }
 
+bool PressAt(Emulator* emulator, double percentX, double percentY, std::chrono::milliseconds length)
+{
+    const auto start = Clock::now();
+    const auto reports = static_cast<int>(length.count() * PRESS_RATE / 1000);
+    for (int i = 0; i < reports; ++i) {
+        std::this_thread::sleep_until(start + i * std::chrono::microseconds(1'000'000 / PRESS_RATE));
+        if (!SendFinger(emulator, true, {percentX, percentY}, i + LIFT_REPORTS >= reports))
+            return false;
+    }
+    return Lift(emulator);
+}
+
 uint32_t RawAt(const Emulator* emulator, double percent)
 {
-    const EmulatorOptions& options = emulator->options;
-    const uint32_t span = uint32_t{1} << (options.model == 0x5200 ? options.resolutionBits : 10);
-    const double raw = std::clamp(std::round(percent / 100 * span), 0.0, static_cast<double>(span - 1));
-    return static_cast<uint32_t>(raw);
+    return RawAt(emulator, percent, 0);
 }
 
 void HangUp(Emulator* emulator)

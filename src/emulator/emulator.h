@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "emulator/distortion.h"
+#include "emulator/noise.h"
 
 namespace korvex::emulator {
 
@@ -98,11 +99,17 @@ bool SendBytes(Emulator* emulator, const Bytes& bytes);
 // Sends one report, with the faults that are set.
 bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
 
+// Has each measurement of a gesture be noisy from now on.
+void SetNoise(Emulator* emulator, const Noise& noise);
+
 // Gestures, in percent of the panel (0 to 100 on each axis): touch down, drag to a point in `steps` reports, and lift where
 // the finger is.
 bool TouchAt(Emulator* emulator, double percentX, double percentY);
 bool DragTo(Emulator* emulator, double percentX, double percentY, int steps);
 bool Lift(Emulator* emulator);
+
+// Presses a finger onto a place for so long, at PRESS_RATE reports a second, and lifts it.
+bool PressAt(Emulator* emulator, double percentX, double percentY, std::chrono::milliseconds length);
 
 // The raw coordinate at a percentage of the panel that measures truly.
 uint32_t RawAt(const Emulator* emulator, double percent);

@@ -100,6 +100,9 @@ GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string*
         understood = ReadNumbers(&words, 2, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100 && numbers[1] <= 100;
         done = understood
             && DragTo(emulator, numbers[0], numbers[1], numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
+    } else if (verb == "press") {
+        understood = ReadNumbers(&words, 3, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100 && numbers[1] <= 100;
+        done = understood && PressAt(emulator, numbers[0], numbers[1], milliseconds(static_cast<int64_t>(numbers[2])));
     } else if (verb == "lift") {
         understood = ReadNumbers(&words, 0, 0, 0, &numbers);
         done = understood && Lift(emulator);

@@ -13,6 +13,7 @@ inline constexpr std::string_view GESTURE_HELP = R"(  ready              wait un
   touch X Y          touch the panel at X %, Y %
   drag X Y [STEPS]   move the finger there, in STEPS reports (default 20)
   lift               lift the finger
+  press X Y MS       touch the panel there for MS milliseconds, 100 reports a second, then lift
   circle RATE S      circle around the middle for S seconds at RATE reports a second, then lift
   panel-test         follow a panel test: wait until the host is ready, touch each target for a moment,
                      5 s apart, and in the end the panel at 70 %, 30 %; for the host's only port, or

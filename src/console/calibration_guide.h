@@ -1,0 +1,84 @@
+// The course of a calibration: which target waits for a finger, what a touch on it is worth, and whether the points fit each other in the
+// end. It knows no window, no controller and no clock: what happens is told it with its time. One thread at a time.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "calibration/plausibility.h"
+#include "link/touch_controller.h"
+
+namespace korvex {
+
+inline constexpr uint32_t MAX_TARGETS = 9;
+inline constexpr uint32_t GUIDE_PATIENCE_MS = 60000; // without a touch, after which nobody is there any more
+
+enum class GuideStep : uint8_t {
+    WAITING,  // the target waits for a finger
+    SAMPLING, // it is being touched
+    TAKEN,    // it is taken, and measured on until the finger is lifted
+    LIFTING,  // the touch was worth nothing; the finger is to be lifted
+    REVIEW,   // all targets are taken, and their points fit each other
+    MISFIT,   // they do not
+};
+
+// Why a target is asked for again.
+enum class GuideReason : uint8_t {
+    NONE,
+    LIFTED_EARLY, // before the ring was full
+    SLID,         // the finger has not rested, or something else touches the panel as well
+    ELSEWHERE,    // the touch is far from where the targets before let expect this one
+    START_OVER,   // twice so at one place: one of those before was wrong
+    UNEVEN,       // the points of all targets fit, but for this one
+};
+
+// What a report has changed, for who shows it.
+enum class GuideChange : uint8_t {
+    NONE,
+    BEGUN,    // a target is being touched
+    PROGRESS, // its ring has grown
+    TAKEN,    // the target is taken: the finger may be lifted
+    REFUSED,  // it, or another one, is asked for again (reason)
+    NEXT,     // the finger has been lifted: a target waits
+    FINISHED, // it has been lifted from the last one: REVIEW or MISFIT
+};
+
+inline constexpr uint32_t GUIDE_MAX_SAMPLES = 1024;
+
+struct CalibrationGuide {
+    GuideStep step;
+    GuideReason reason; // of the target that waits, or of the finger that is to be lifted
+    uint32_t target;    // the current one, from 0
+    uint32_t resolutionBits;
+    CalibrationData calib;     // the targets' raw positions in advPoints; whole, with orientation and reference points, from REVIEW on
+    PointsJudgement judgement; // from REVIEW and MISFIT on
+
+    // The touch that is going on.
+    std::array<Point, GUIDE_MAX_SAMPLES> samples;
+    uint32_t sampleCount;
+    uint32_t firstSampleMs;
+    uint32_t progress; // of the ring, percent
+    bool resting;      // it has not slid
+
+    uint32_t lastTouchMs; // or the start
+    Point refused;        // where the last touch was that was ELSEWHERE
+    bool wasRefused;      // for that, and no target has been taken since
+    uint32_t retaken;     // bit by bit the targets that were asked for again as UNEVEN
+};
+
+// Begins with the first of 4 or 9 targets (any other number means 9), in target order, for a controller of that resolution.
+void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits, uint32_t nowMs);
+
+// Takes a report of the controller, or the end of a touch that was sent in its place. Times are those of a millisecond clock that may wrap.
+GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs);
+
+// Forgets the touch that is going on: its controller is gone.
+void ForgetGuideTouch(CalibrationGuide* guide);
+
+// True when nobody has touched the panel for GUIDE_PATIENCE_MS.
+bool IsGuideAbandoned(const CalibrationGuide* guide, uint32_t nowMs);
+
+// The place of a target on the screen, in output units (0 to 65535), as the mapping takes it.
+Point GuideTargetPlace(const CalibrationGuide* guide, uint32_t target);
+
+} // namespace korvex
