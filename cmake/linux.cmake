@@ -11,7 +11,7 @@ file(GLOB KORVEX_COMMAND_SOURCES CONFIGURE_DEPENDS src/command/*.cpp src/drivers
 list(FILTER KORVEX_COMMAND_SOURCES EXCLUDE REGEX "/(main|documents_main|loaded_library)\\.cpp$")
 add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_COMMAND_SOURCES})
 set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
-target_link_libraries(korvex PUBLIC korvex_core korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11
+target_link_libraries(korvex PUBLIC korvex_core korvex_console korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11
     CLI11::CLI11 nlohmann_json::nlohmann_json)
 target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
 # For the builds that compile everything; the plain one does without, because clang-tidy reads its commands.

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "calibration/plausibility.h"
+#include "console/plausibility.h"
 #include "link/touch_controller.h"
 
 namespace korvex {

@@ -1,4 +1,4 @@
-#include "calibration/plausibility.h"
+#include "console/plausibility.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // Which measured points can be a panel's. Runs on Windows too.
 
-#include "calibration/plausibility.h"
+#include "console/plausibility.h"
 
 #include <cmath>
 
