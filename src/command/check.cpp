@@ -74,12 +74,12 @@ void CheckDisplay(Findings* findings)
     else if (!HasDisplay())
         Add(findings, Severity::FAULT, "display",
             "no X display is named in DISPLAY, and " + reason
-                + "; start in the desktop session, or let korvex open /dev/uinput (71-korvex-uinput.rules), or use '--pointer log' and"
+                + "; start in the desktop session, or let korvex open /dev/uinput (72-korvex.rules), or use '--pointer log' and"
                   " '--windows none'");
     else if (IsWaylandSession())
         Add(findings, Severity::FAULT, "display",
             "this is a Wayland session, and " + reason
-                + ": only X programs will see the touches; let korvex open /dev/uinput (71-korvex-uinput.rules)");
+                + ": only X programs will see the touches; let korvex open /dev/uinput (72-korvex.rules)");
     else if (!platform::UseX11Pointer(nullptr, &reason))
         Add(findings, Severity::FAULT, "display", reason + "; start in the desktop session, as the user who is logged in");
     else

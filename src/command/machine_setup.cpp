@@ -75,7 +75,7 @@ bool CanKeepChanges(const std::string& folder)
 }
 
 // Gives /dev/uinput to the group "korvex".
-constexpr const char* UINPUT_RULE = "/usr/share/korvex/71-korvex-uinput.rules";
+constexpr const char* UINPUT_RULE = "/usr/lib/udev/rules.d/72-korvex.rules";
 
 // The output that is named for the touches of a line; empty when none is.
 std::string MonitorOf(const Options* options, const std::string& path)
@@ -208,7 +208,7 @@ int SetUpPointer(const Options* options)
         platform::UseLoggedPointer(STDOUT_FILENO);
     } else if (options->pointer == "uinput") {
         if (!platform::UseInputDevices(DescribePanel, &reason)) {
-            fprintf(stderr, "%s: no pointer input: %s; the udev rule %s, put in place, lets the group \"korvex\" open it\n",
+            fprintf(stderr, "%s: no pointer input: %s; members of the group \"korvex\" may open it, by the udev rule %s\n",
                 options->command.c_str(), reason.c_str(), UINPUT_RULE);
             return EXIT_NO_DISPLAY;
         }
