@@ -8,7 +8,7 @@ import signal
 import subprocess
 import time
 
-from machine import Controller, Machine, expect, wait_until
+from machine import Controller, Machine, Recorder, expect, wait_until
 
 UART = "/dev/ttyS1"
 ADAPTER = "/dev/ttyUSB0"
@@ -26,12 +26,34 @@ class Setting:
         self.data = os.path.join(folder, "data.img")
         subprocess.run(["mke2fs", "-q", "-t", "ext4", self.data, "16M"], check=True, stdout=subprocess.DEVNULL)
         self.machine = None
+        self.named = False  # whether panels have names, and are driven by their units
+        self.rested = False  # whether nothing has been done since the machine has started with them
 
-    def boot(self):
-        self.machine = Machine(os.path.join(self.folder, self.name("machine")), self.uart, self.adapter, self.data)
+    def boot(self, named):
+        """Starts a machine, where it is wanted with panels that have names from the start."""
+        self.machine = Machine(os.path.join(self.folder, self.name("machine")), self.uart, self.adapter, self.data, "named" if named else "")
         self.guest = self.machine.guest
-        self.guest.start("devices", "stdbuf -oL udevadm monitor --kernel --udev")
-        self.guest.wait_line("devices", "^KERNEL - ")
+        self.named = self.rested = named
+        self.watch_devices()
+
+    def watch_devices(self):
+        self.guest.devices = self.name("devices")
+        self.guest.start(self.guest.devices, "stdbuf -oL udevadm monitor --kernel --udev")
+        self.guest.wait_line(self.guest.devices, "^KERNEL - ")
+
+    def reboot(self, meanwhile=lambda: None):
+        self.machine.reset(meanwhile)
+        self.watch_devices()
+
+    def use_names(self, named):
+        """Gives panels their names, or takes them away with all that is theirs."""
+        if named and not self.named:
+            self.guest.run("sh /case/name-panels")
+        if not named and self.named:
+            self.guest.run("rm /etc/udev/rules.d/*korvex*; systemctl stop 'korvex@*'; rm -r /var/lib/korvex")
+        if named != self.named:
+            self.guest.run("udevadm control --reload; udevadm trigger --settle --subsystem-match=tty")
+        self.named = named
 
     def name(self, stem):
         """A name that nothing had before."""
@@ -153,12 +175,12 @@ def event_time(line):
 
 def wait_adapter(guest, since):
     """Waits until udev is done with a coming adapter; the guest's time of that."""
-    return event_time(guest.wait_line("devices", r"^UDEV *\[.* add .*/ttyUSB\d+ \(tty\)", since, limit=LONG))
+    return event_time(guest.wait_line(guest.devices, r"^UDEV *\[.* add .*/ttyUSB\d+ \(tty\)", since, limit=LONG))
 
 
 def wait_removed(guest, since):
     """Waits until the kernel has taken a going adapter away; the guest's time of that."""
-    return event_time(guest.wait_line("devices", r"^KERNEL *\[.* remove .*/ttyUSB\d+ \(tty\)", since, limit=LONG))
+    return event_time(guest.wait_line(guest.devices, r"^KERNEL *\[.* remove .*/ttyUSB\d+ \(tty\)", since, limit=LONG))
 
 
 def unplug(setting):
@@ -377,7 +399,7 @@ def power_cut(setting):
     guest.wait_line(name, "^saved ", guest.mark(), count=2)
     saved = saves(name)
     machine.kill()
-    setting.boot()
+    setting.boot(False)
     guest = setting.guest
     guest.run("mkdir -p /data && mount /dev/vdc /data")
     check_saved_files(guest.run("cat /data/panel/Korvex.ini"), guest.run("cat /data/state/registry.ini"), saved)
@@ -502,5 +524,224 @@ def wayland(setting):
     return f"nine places on both lines, on {width} x {height}"
 
 
+def watch_panel(setting, panel):
+    """Starts libinput's own listener on the touch screen of a panel that its unit drives; the process's name."""
+    name = f"Korvex touch panel {panel}"
+    wait_until(lambda: name in touch_screens(setting.guest), LONG, name)
+    return watch_input(setting, touch_screens(setting.guest)[name])
+
+
+def touch_panel(setting, panel, controller, place):
+    """Touches a panel that its unit drives, and expects libinput to report it where its calibration puts it."""
+    watcher = watch_panel(setting, panel)
+    since = setting.guest.mark()
+    controller.gesture("touch 30 20", "lift")
+    expect_percent(setting.guest, watcher, since, *place(30, 20))
+    setting.guest.stop(watcher)
+
+
+def as_it_is(x, y):
+    return x, y
+
+
+def turned(x, y):
+    return 100 - x, 100 - y
+
+
+def mirrored(x, y):
+    return 100 - x, y
+
+
+def show(guest, panel, what):
+    """A property of a panel's unit."""
+    return guest.run(f"systemctl show -p {what} --value korvex@{panel}")
+
+
+def wait_driven(guest, panel, model):
+    """Waits until a unit says that it drives a controller; its line."""
+    wait_until(lambda: f"controller {model}" in show(guest, panel, "StatusText"), LONG, f"a controller {model} driven as {panel}")
+    return show(guest, panel, "StatusText")
+
+
+def expect_permissions(guest, panel, path):
+    """A panel's port and process belong to the user korvex, and its unit is in a sandbox."""
+    expect(guest.run(f"readlink -f /dev/korvex/{panel}; stat -L -c '%G %a' /dev/korvex/{panel}") == f"{path}\nkorvex 660",
+           f"/dev/korvex/{panel} is not {path} of the group korvex")
+    process = show(guest, panel, "MainPID")
+    expect(guest.run(f"ps -o user=,group= -p {process}").split() == ["korvex", "korvex"], f"{panel} is driven by another user")
+    exposure = guest.run(f"systemd-analyze security --no-pager korvex@{panel}.service")
+    level = re.search(r"exposure level for korvex@\w+.service: ([\d.]+)", exposure)
+    expect(level and float(level[1]) <= 2.5, exposure)
+    return level[1]
+
+
+def named_boot(setting):
+    """Panels that have names are driven from the start with nobody logged in, by a user of their own, in a sandbox."""
+    if not setting.rested:
+        setting.reboot()
+    guest = setting.guest
+    wait_driven(guest, "door", "5200")
+    wait_driven(guest, "left", "7700")
+    expect(guest.run("loginctl list-sessions --no-legend") == "", "somebody is logged in")
+    expect(guest.run("cat /sys/class/tty/ttyS1/rx_trig_bytes /sys/bus/usb-serial/devices/ttyUSB0/latency_timer") == "1\n1",
+           "the rules leave the UART's trigger or the adapter's timer")
+    for panel, controller, place in (("door", setting.uart, as_it_is), ("left", setting.adapter, turned)):
+        touch_panel(setting, panel, controller, place)
+    expect_permissions(guest, "door", UART)
+    level = expect_permissions(guest, "left", ADAPTER)
+    faults = guest.run(f"udevadm test $(udevadm info -q path {UART}) 2>&1 | grep -E 'korvex.rules:[0-9]+ ([A-Z][a-z]|.*(fail|ignor))'; true")
+    expect(not faults, f"udev says of the rules: {faults}")
+    return f"two panels, at an exposure of {level}"
+
+
+def plug_beside(setting, name, device, socket):
+    """Plugs one more adapter in, in a socket behind the first; its serial number is its name in capitals."""
+    setting.machine.add_backend(name, device)
+    since = setting.guest.mark()
+    setting.machine.plug_adapter(name, name, socket, name.upper())
+    wait_adapter(setting.guest, since)
+
+
+def unplug_beside(setting, name):
+    since = setting.guest.mark()
+    setting.machine.monitor.remove(name)
+    wait_removed(setting.guest, since)
+    setting.machine.monitor.execute("chardev-remove", id=name)
+
+
+def named_arrival(setting):
+    """An adapter with a name is driven when it is plugged in; one without a name beside it gets no byte. ModemManager runs and leaves both
+    alone; where it is told to take either for a modem, the nameless one gets its commands, and the panel's does not."""
+    guest = setting.guest
+    modems = setting.name("ModemManager")
+    drop_in = "/run/systemd/system/ModemManager.service.d"
+    guest.run(f"mkdir -p {drop_in}; printf '[Service]\\nExecStart=\\nExecStart=/usr/sbin/ModemManager --log-journal --debug\\n' >{drop_in}/test.conf; "
+              "systemctl daemon-reload")
+    guest.start(modems, "journalctl -f -n 0 -o cat -u ModemManager")
+    guest.run("systemctl restart ModemManager")
+    panel, stranger = setting.controller("--baud", "9600", "--model", "7700"), Recorder()
+    plug_beside(setting, "right", panel, 2)
+    plug_beside(setting, "stranger", stranger, 3)
+    wait_driven(guest, "right", "7700")
+    touch_panel(setting, "right", panel, mirrored)
+    guest.wait_line(modems, r"tty/ttyUSB1.* filtered: device is blocklisted", limit=LONG)
+    guest.wait_line(modems, r"tty/ttyUSB2.* filtered: forbidden", limit=LONG)
+    expect(stranger.received() == b"", f"the nameless adapter got {stranger.received()}")
+
+    unplug_beside(setting, "right")
+    silent = Recorder()
+    plug_beside(setting, "right", silent, 2)
+    wait_until(silent.received, LONG, "a question of the unit's on the port of the panel")
+    guest.run("""echo 'SUBSYSTEM=="tty", KERNEL=="ttyUSB[12]", ENV{ID_MM_DEVICE_PROCESS}="1"' >/etc/udev/rules.d/75-test.rules; """
+              "udevadm control --reload; udevadm trigger --settle --subsystem-match=tty")
+    since = guest.mark()
+    guest.run("systemctl restart ModemManager")
+    guest.wait_line(modems, "port ttyUSB1 is blacklisted", since, limit=LONG)
+    wait_until(lambda: b"AT" in stranger.received(), LONG, "a command of ModemManager's on the nameless adapter")
+    expect(b"AT" not in silent.received(), f"the panel's port got {silent.received()}")
+
+    guest.run(f"systemctl stop ModemManager korvex@right; rm -r {drop_in} /etc/udev/rules.d/75-test.rules; systemctl daemon-reload; "
+              "udevadm control --reload")
+    for name in ("right", "stranger"):
+        unplug_beside(setting, name)
+    guest.stop(modems)
+    for device in (panel, stranger, silent):
+        device.end()
+    return "as ttyUSB1, beside a stranger and ModemManager"
+
+
+def named_exchange(setting):
+    """Two adapters that have their names by their serial numbers keep their calibrations when they have changed places while the machine was
+    off."""
+    guest, machine = setting.guest, setting.machine
+    guest.run("""sed -i '/-usb-/s/ENV{ID_PATH}==".*:1.0"/ENV{ID_SERIAL_SHORT}=="RIGHT"/' /etc/udev/rules.d/71-korvex-panels.rules; """
+              "udevadm control --reload")
+    right = setting.controller()
+    plug_beside(setting, "right", right, 2)
+
+    def touch_both():
+        for panel, controller, place, model in (("left", setting.adapter, turned, "7700"), ("right", right, mirrored, "5200")):
+            wait_driven(guest, panel, model)
+            touch_panel(setting, panel, controller, place)
+        return guest.run("readlink -f /dev/korvex/left /dev/korvex/right").split()
+    before = touch_both()
+
+    def exchange():
+        for name, backend, socket in (("adapter", machine.backend, 2), ("right", "right", 1)):
+            machine.monitor.remove(name)
+        for name, backend, socket in (("adapter", machine.backend, 2), ("right", "right", 1)):
+            machine.plug_adapter(name, backend, socket, "LEFT" if name == "adapter" else "RIGHT")
+    setting.reboot(exchange)
+    after = touch_both()
+    expect(before == after[::-1], f"left and right were {before}, and are {after} after the exchange")
+    unplug_beside(setting, "right")
+    unplug(setting)
+    plug(setting)
+    right.end()
+    guest.run("systemctl stop korvex@right; sh /case/name-panels; udevadm control --reload")
+    return f"left and right were {' and '.join(before)}, then the other way round"
+
+
+def named_replacement(setting):
+    """A unit waits for a controller without power, and goes on with another model in its controller's place."""
+    guest = setting.guest
+    guest.run("systemctl stop korvex@door")
+    setting.machine.change_uart(None)
+    guest.run("systemctl start korvex@door")
+    wait_until(lambda: "no controller answers" in show(guest, "door", "StatusText"), LONG, "a unit that waits for its controller")
+    processes = [show(guest, panel, "MainPID") for panel in ("door", "left")]
+    setting.replace_uart()
+    wait_driven(guest, "door", "5200")
+    setting.replace_adapter("--model", "5460")
+    wait_driven(guest, "left", "5460")
+    for panel, controller, place in (("door", setting.uart, as_it_is), ("left", setting.adapter, turned)):
+        touch_panel(setting, panel, controller, place)
+    expect([show(guest, panel, "MainPID") for panel in ("door", "left")] == processes, "a unit was started anew")
+    return "5200 without power at first, 5460 in place of 7700"
+
+
+def named_update(setting):
+    """An update while a finger is down releases the touch and has the unit go on with the new program; a removal ends it and keeps the
+    calibration, which only purging takes."""
+    guest = setting.guest
+    calibration = "/var/lib/korvex/left/Korvex.ini"
+    kept = guest.run(f"cat {calibration}")
+
+    def change(command):
+        """Changes the package while a finger is down."""
+        watcher = watch_panel(setting, "left")
+        since = guest.mark()
+        setting.adapter.gesture("touch 50 50")
+        guest.wait_line(watcher, "TOUCH_DOWN", since)
+        guest.run(command, limit=LONG)
+        guest.wait_line(watcher, "TOUCH_UP", since)
+        guest.wait_line(watcher, "DEVICE_REMOVED", since)
+        setting.adapter.gesture("lift")
+        guest.stop(watcher)
+
+    def expect_driven():
+        wait_driven(guest, "left", "")
+        touch_panel(setting, "left", setting.adapter, turned)
+    process = show(guest, "left", "MainPID")
+    change("dpkg -i /case/next.deb")
+    expect_driven()
+    expect(show(guest, "left", "MainPID") != process and show(guest, "left", "NRestarts") == "0", "the unit was not started anew by the update")
+    program = guest.run("readlink /proc/" + show(guest, "left", "MainPID") + "/exe")
+    expect(program == "/usr/bin/korvex", f"after the update {program} runs")
+
+    change("dpkg -r korvex")
+    left = guest.run(f"systemctl is-active korvex@left korvex@door; pgrep -x korvex; ls /dev/korvex 2>&-; stat -c %G {UART} {ADAPTER} /dev/uinput").split()
+    expect(left == ["inactive", "inactive", "dialout", "dialout", "root"], f"after the removal there is {left}")
+    expect(guest.run(f"cat {calibration}") == kept, "the removal changed the calibration")
+    guest.run("dpkg -i /case/korvex_*.deb", limit=LONG)
+    expect_driven()
+    expect(guest.run(f"cat {calibration}") == kept, "the calibration is another one after an update and a removal")
+    guest.run("dpkg -P korvex; ! ls -d /var/lib/korvex /etc/korvex", limit=LONG)
+    guest.run("sh /case/name-panels; dpkg -i /case/korvex_*.deb", limit=LONG)
+    return "dpkg -i, -r, -i, -P"
+
+
 SHORT = ["identification", "unplugging", "input-devices"]
-CASES = {case.__name__.replace("_", "-"): case for case in (identification, unplugging, input_devices, wayland, xorg, latency, power_cut)}
+NAMED = ["named-boot", "named-arrival", "named-exchange", "named-replacement", "named-update"]
+CASES = {case.__name__.replace("_", "-"): case
+         for case in (named_boot, named_arrival, named_exchange, named_replacement, named_update, identification, unplugging, input_devices, wayland, xorg, latency, power_cut)}

@@ -9,6 +9,7 @@ import socket
 import subprocess
 import threading
 import time
+import tty
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILT = os.path.join(ROOT, "build", "linux")
@@ -60,6 +61,29 @@ class Controller:
         os.close(self.script)
 
 
+class Recorder:
+    """A device that says nothing and keeps every byte that comes."""
+
+    def __init__(self):
+        self.line, terminal = os.openpty()
+        tty.setraw(terminal)
+        os.set_blocking(self.line, False)
+        self.terminal = terminal  # held, so that nothing is lost before another one opens it
+        self.path = os.ttyname(terminal)
+        self.bytes = b""
+
+    def received(self):
+        try:
+            while True:
+                self.bytes += os.read(self.line, 4096)
+        except BlockingIOError:
+            return self.bytes
+
+    def end(self):
+        os.close(self.line)
+        os.close(self.terminal)
+
+
 class Monitor:
     """QEMU's own control, over its QMP socket."""
 
@@ -88,9 +112,11 @@ class Monitor:
         """Pulls a device out; returns once it is gone."""
         self.events.clear()
         self.execute("device_del", id=device)
-        while "DEVICE_DELETED" not in self.events:
-            answer = json.loads(self.file.readline())
-            self.events.append(answer.get("event"))
+        self.wait_event("DEVICE_DELETED")
+
+    def wait_event(self, name):
+        while name not in self.events:
+            self.events.append(json.loads(self.file.readline()).get("event"))
 
 
 class Line:
@@ -119,7 +145,10 @@ class Guest:
     def receive(self):
         try:
             for text in self.socket.makefile("r"):
-                message = json.loads(text)
+                try:
+                    message = json.loads(text)
+                except ValueError:  # begun when the machine was reset
+                    continue
                 with self.changed:
                     if "name" in message:
                         self.lines.append(Line(message["name"], message))
@@ -179,7 +208,7 @@ class Guest:
         return self.wait(lambda: self.find(name, pattern, since)[count - 1:count], limit, f"'{pattern}' from '{name}'")[0]
 
     def transcript(self, since=0):
-        kept = [line for line in self.lines[since:] if '"flags":32769}' not in (line.text or "")]  # moves are many
+        kept = [line for line in self.lines[since:] if not re.search('"flags":32769}|virtual/tty/', line.text or "")]  # these are many
         return "".join(f"{line.time:9.3f} {line.name}: {line.text if line.ended is None else f'(ended with {line.ended})'}\n"
                        for line in kept)
 
@@ -188,7 +217,7 @@ class Machine:
     """A booted machine in a folder of its own, with a data disk (/dev/vdc) that outlives it. /dev/ttyS1 is a 16550A, /dev/ttyUSB0 an FTDI
     adapter; ttyS0 is the kernel's console."""
 
-    def __init__(self, folder, uart, adapter, data):
+    def __init__(self, folder, uart, adapter, data, start):
         self.folder = folder
         os.makedirs(folder, exist_ok=True)
         self.console = os.path.join(folder, "console.log")
@@ -196,10 +225,9 @@ class Machine:
         self.backend = "adapter0"
         self.process = subprocess.Popen(
             ["qemu-system-x86_64", "-accel", "tcg", "-smp", "1", "-m", "1024", "-nic", "none", "-nodefaults", "-display", "none",
-             "-no-reboot",
              "-kernel", os.path.join(IMAGES, "vmlinuz"), "-initrd", os.path.join(IMAGES, "initrd"),
-             "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 init=/bin/sh -- "
-                        "-c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init\"",
+             "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 systemd.show_status=0 init=/bin/sh -- "
+                        f"-c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init {start}\"",
              "-drive", f"file={IMAGES}/root.img,if=virtio,format=raw,snapshot=on",
              "-drive", f"file={self.case_image()},if=virtio,format=raw",
              "-drive", f"file={data},if=virtio,format=raw",
@@ -208,7 +236,7 @@ class Machine:
              "-device", "isa-serial,chardev=uart0,index=1,id=uart",
              "-device", "qemu-xhci", "-device", "virtio-gpu-pci",
              "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}",
-             "-device", "usb-serial,chardev=adapter0,id=adapter,port=1",
+             "-device", "usb-serial,chardev=adapter0,id=adapter,port=1,serial=LEFT",
              "-device", "virtio-serial-pci", "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
              "-device", "virtserialport,chardev=agent,name=korvex",
              "-qmp", f"unix:{folder}/qmp,server=on,wait=off"],
@@ -223,15 +251,18 @@ class Machine:
         shutil.copytree(GUEST, content)
         packages = [name for name in os.listdir(os.path.join(ROOT, "build")) if re.fullmatch(r"korvex_.*\.deb", name)]
         expect(len(packages) == 1, "no package is there: run scripts/package first")
-        shutil.copy(os.path.join(ROOT, "build", packages[0]), content)
+        package = os.path.join(ROOT, "build", packages[0])
+        shutil.copy(package, content)
+        make_next_version(package, os.path.join(self.folder, "next"), os.path.join(content, "next.deb"))
         shutil.copy(os.path.join(BUILT, "tests", "korvex_machine_probe"), content)
         image = os.path.join(self.folder, "case.img")
         subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", content, image, "64M"], check=True, stdout=subprocess.DEVNULL)
         return image
 
     def change_uart(self, controller):
-        """Puts another controller behind the 16550A."""
-        self.monitor.execute("chardev-change", id="uart0", backend=serial_backend(controller))
+        """Puts another controller behind the 16550A; None: one without power."""
+        backend = serial_backend(controller) if controller else {"type": "null", "data": {}}
+        self.monitor.execute("chardev-change", id="uart0", backend=backend)
 
     def unplug(self):
         self.monitor.remove("adapter")
@@ -243,7 +274,23 @@ class Machine:
             old, self.backend = self.backend, f"adapter{self.next_backend}"
             self.monitor.execute("chardev-remove", id=old)
             self.monitor.execute("chardev-add", id=self.backend, backend=serial_backend(controller))
-        self.monitor.execute("device_add", driver="usb-serial", id="adapter", chardev=self.backend, port="1")
+        self.plug_adapter("adapter", self.backend, 1, "LEFT")
+
+    def plug_adapter(self, name, backend, socket, serial):
+        """Plugs an adapter in that may be one more, with a serial number, in one of the sockets from 1 on."""
+        self.monitor.execute("device_add", driver="usb-serial", id=name, chardev=backend, port=str(socket), serial=serial)
+
+    def add_backend(self, name, device):
+        self.monitor.execute("chardev-add", id=name, backend=serial_backend(device))
+
+    def reset(self, meanwhile):
+        """Starts the machine again, with its disks as they are; `meanwhile` is done while nothing runs there."""
+        since = self.guest.mark()
+        self.monitor.events.clear()
+        self.guest.run("systemctl --no-block reboot")
+        self.monitor.wait_event("RESET")
+        meanwhile()
+        self.guest.wait_line("machine", "ready", since, limit=180)
 
     def kill(self):
         self.process.kill()
@@ -260,3 +307,14 @@ class Machine:
 
 def serial_backend(controller):
     return {"type": "serial", "data": {"device": os.path.realpath(controller.path)}}
+
+
+def make_next_version(package, folder, next_package):
+    """The same package under a higher version."""
+    subprocess.run(["dpkg-deb", "-R", package, folder], check=True)
+    control = os.path.join(folder, "DEBIAN", "control")
+    with open(control) as file:
+        text = file.read()
+    with open(control, "w") as file:
+        file.write(re.sub(r"(?m)^Version: .*$", r"\g<0>.1", text))
+    subprocess.run(["dpkg-deb", "--root-owner-group", "-Znone", "-b", folder, next_package], check=True, stdout=subprocess.DEVNULL)

@@ -7,7 +7,7 @@ import tempfile
 import time
 import traceback
 
-from cases import CASES, SHORT, Setting
+from cases import CASES, NAMED, SHORT, Setting
 from machine import Failure
 
 
@@ -16,7 +16,9 @@ def run_case(setting, name):
     start = time.monotonic()
     since = setting.guest.mark()
     try:
+        setting.use_names(name in NAMED)
         held = CASES[name](setting)
+        setting.rested = False
     except Exception as fault:
         print(f"-- {name} FAILED after {time.monotonic() - start:.0f} s: {fault}\n{traceback.format_exc()}")
         print("-- what the guest said meanwhile:\n" + setting.guest.transcript(since)[-20000:])
@@ -42,7 +44,7 @@ def main():
     setting = Setting(folder)
     try:
         start = time.monotonic()
-        setting.boot()
+        setting.boot(names[0] in NAMED)
         print(f"== the machine has booted after {time.monotonic() - start:.0f} s", flush=True)
         for name in names:
             if not run_case(setting, name):

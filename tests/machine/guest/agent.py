@@ -62,10 +62,13 @@ def kill(request):
 
 signal.signal(signal.SIGINT, signal.SIG_IGN)
 port = open_port()
+port.write(b"\n")  # ends what the machine had begun to say when it was reset
 send({"name": "machine", "time": time.monotonic(), "line": "ready"})
 for line in open(port.fileno(), "rb", closefd=False):
     request = json.loads(line)
     if "end" in request:
-        break
+        os.sync()
+        with open("/proc/sysrq-trigger", "w") as trigger:
+            trigger.write("o")
     routine = run if "run" in request else start if "start" in request else kill
     threading.Thread(target=routine, args=(request,), daemon=True).start()
