@@ -224,7 +224,7 @@ class Machine:
         self.next_backend = 0
         self.backend = "adapter0"
         self.process = subprocess.Popen(
-            ["qemu-system-x86_64", "-accel", "tcg", "-smp", "1", "-m", "1024", "-nic", "none", "-nodefaults", "-display", "none",
+            ["qemu-system-x86_64", "-accel", "tcg", "-smp", "2", "-m", "1024", "-nic", "none", "-nodefaults", "-display", "none",
              "-kernel", os.path.join(IMAGES, "vmlinuz"), "-initrd", os.path.join(IMAGES, "initrd"),
              "-append", "root=/dev/vda rw console=ttyS0 loglevel=4 systemd.show_status=0 init=/bin/sh -- "
                         f"-c \"mkdir -p /case; mount /dev/vdb /case; exec sh /case/init {start}\"",
