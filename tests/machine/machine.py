@@ -168,10 +168,14 @@ class Guest:
             expect(condition(), f"{'the machine has ended while waiting' if self.gone else f'waited {limit} s in vain'} for {text}")
             return condition()
 
-    def request(self, limit, **request):
+    def post(self, **request):
+        """Sends a request whose answer nobody waits for; its number."""
         self.next_id += 1
-        number = self.next_id
-        self.socket.sendall(json.dumps({"id": number, **request}).encode() + b"\n")
+        self.socket.sendall(json.dumps({"id": self.next_id, **request}).encode() + b"\n")
+        return self.next_id
+
+    def request(self, limit, **request):
+        number = self.post(**request)
         self.wait(lambda: number in self.answers, limit, f"an answer to {request}")
         return self.answers.pop(number)
 
@@ -287,7 +291,7 @@ class Machine:
         """Starts the machine again, with its disks as they are; `meanwhile` is done while nothing runs there."""
         since = self.guest.mark()
         self.monitor.events.clear()
-        self.guest.run("systemctl --no-block reboot")
+        self.guest.post(run="systemctl --no-block reboot", seconds=30)  # which may end the agent before it can answer
         self.monitor.wait_event("RESET")
         meanwhile()
         self.guest.wait_line("machine", "ready", since, limit=180)
