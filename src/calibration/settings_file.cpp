@@ -24,7 +24,8 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
     WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
 }
 
-void WriteValues(const SettingsPath* path, const CalibrationData* calib)
+// False when not all of it is on the disk.
+bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
 {
     Write(path, SETTING_ORIENTATION, static_cast<int32_t>(calib->orientation));
     Write(path, SETTING_POINT_COUNT, static_cast<int32_t>(calib->pointCount));
@@ -37,7 +38,9 @@ void WriteValues(const SettingsPath* path, const CalibrationData* calib)
         Write(path, PointSetting(i, 'X', &name), calib->advPoints[i].x);
         Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
     }
+    SetLastError(ERROR_SUCCESS);
     WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data()); // all of them reach the disk now
+    return GetLastError() == ERROR_SUCCESS;
 }
 
 // Whether two calibrations have the same values in a file.
@@ -116,8 +119,8 @@ bool WriteCalibrationFile(const CalibrationData* calib)
         ReleaseController(read);
         return false;
     }
-    WriteValues(&path, calib);
-    const bool written = LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
+    const bool flushed = WriteValues(&path, calib);
+    const bool written = flushed && LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
     ReleaseController(read);
     return written;
 }

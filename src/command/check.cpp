@@ -141,17 +141,17 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
         Add(findings, Severity::NOTE, port->name, "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
         return;
     }
-    if (!options->probe && !IsPanelPort(options, port)) {
-        Add(findings, Severity::NOTE, port->name,
-            "'" + port->path + "' is not asked, since no panel is known there and it may be another device's; '--probe' asks it");
-        return;
-    }
-    if (std::optional<RemotePanel> remote = FindRuntime(port->path); remote) {
+    if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
         const bool gone = remote->state.value("gone", false);
         Add(findings, gone ? Severity::FAULT : Severity::FINE, port->name,
             "'" + port->path + "', " + remote->state.value("controller", "") + ", driven by process " + std::to_string(remote->process)
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and power" : ""));
         listeners->push_back({port->name, nullptr, std::move(remote)});
+        return;
+    }
+    if (!options->probe && !IsPanelPort(options, port)) {
+        Add(findings, Severity::NOTE, port->name,
+            "'" + port->path + "' is not asked, since no panel is known there and it may be another device's; '--probe' asks it");
         return;
     }
     HANDLE handle = OpenPort(port->path);
@@ -246,12 +246,16 @@ int RunCheck(const Options* options)
     }
     for (size_t i = 0; i < listeners.size(); ++i) {
         Listener* listener = &listeners[i];
-        const bool known = !listener->remote || RefreshState(&*listener->remote);
-        if (seconds > 0 && known)
+        if (listener->remote && !RefreshState(&*listener->remote))
+            listener->remote = FindRuntime(listener->remote->state.value("path", ""), "");
+        const bool known = listener->controller != nullptr || listener->remote;
+        if (!known)
+            Add(&heard, Severity::NOTE, listener->name, "the runtime that drives it has ended, or answers no more");
+        else if (seconds > 0)
             CheckReports(listener, &before[i], &heard);
         if (listener->remote)
             Disconnect(&listener->remote->runtime);
-        else
+        else if (listener->controller != nullptr)
             controllers.push_back(listener->controller);
     }
     printed = Print(&heard) && printed;

@@ -85,10 +85,11 @@ std::vector<Json> ListOf(const Json* status, const char* name, bool (*isSound)(c
 }
 
 // The panel on a port in an answer to "status"; none when it is not among them.
-std::optional<Json> PanelOn(const RuntimeStatus* status, const std::string& path)
+std::optional<Json> PanelOn(const RuntimeStatus* status, const std::string& path, const std::string& name)
 {
     for (const Json& panel : status->panels) {
-        if (IsSamePort(panel.value("tty", ""), path) || panel.value("path", "") == path)
+        if (IsSamePort(panel.value("tty", ""), path) || panel.value("path", "") == path
+            || (!name.empty() && panel.value("panel", "") == name))
             return panel;
     }
     return std::nullopt;
@@ -100,7 +101,7 @@ bool Connect(ControlClient* client, const std::string& path, std::string* fault)
 {
     sockaddr_un address{};
     client->socket = ControlAddressOf(path, &address) ? ConnectTo(&address) : -1;
-    *fault = client->socket >= 0 || errno == ECONNREFUSED ? "" : strerror(errno);
+    *fault = client->socket >= 0 || errno == ECONNREFUSED || errno == ENOENT ? "" : strerror(errno);
     if (client->socket < 0)
         return false;
     const std::optional<std::string> greeting = NextLine(client);
@@ -128,7 +129,10 @@ std::optional<Json> Ask(ControlClient* client, const Json& request)
     }
     const std::optional<std::string> answer = NextLine(client);
     const Json object = answer ? Json::parse(*answer, nullptr, false) : Json();
-    return object.is_object() ? std::optional(object) : std::nullopt;
+    if (object.is_object())
+        return object;
+    Disconnect(client);
+    return std::nullopt;
 }
 
 std::optional<RuntimeStatus> AskStatus(ControlClient* client)
@@ -141,7 +145,7 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
         ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
 }
 
-std::optional<RemotePanel> FindRuntime(const std::string& path)
+std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& name)
 {
     for (const std::string& socket : ControlSockets()) {
         RemotePanel panel{};
@@ -149,7 +153,7 @@ std::optional<RemotePanel> FindRuntime(const std::string& path)
         if (!Connect(&panel.runtime, socket, &fault))
             continue;
         const std::optional<RuntimeStatus> status = AskStatus(&panel.runtime);
-        std::optional<Json> state = status ? PanelOn(&*status, path) : std::nullopt;
+        std::optional<Json> state = status ? PanelOn(&*status, path, name) : std::nullopt;
         if (state) {
             panel.state = *std::move(state);
             panel.process = status->process;
@@ -163,7 +167,7 @@ std::optional<RemotePanel> FindRuntime(const std::string& path)
 bool RefreshState(RemotePanel* panel)
 {
     const std::optional<RuntimeStatus> status = AskStatus(&panel->runtime);
-    std::optional<Json> state = status ? PanelOn(&*status, panel->state.value("path", "")) : std::nullopt;
+    std::optional<Json> state = status ? PanelOn(&*status, panel->state.value("path", ""), "") : std::nullopt;
     if (!state) {
         Disconnect(&panel->runtime);
         return false;

@@ -17,6 +17,7 @@
 #include "calibration/settings_file.h"
 #include "command/check_settings.h"
 #include "command/journal.h"
+#include "command/options.h"
 #include "command/port_names.h"
 #include "command/port_state.h"
 
@@ -27,8 +28,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 using std::chrono::system_clock;
 
-// The ports whose calibration a client is trying; the control thread's own.
-std::set<std::string> triedPorts;
+// The sessions whose calibration a client is trying; the control thread's own.
+std::set<SessionKey> triedSessions;
 
 std::string LineOf(const Json& object)
 {
@@ -76,7 +77,7 @@ Json StateOf(const RunningSession* session)
     const Json calibration{{"kind", MapsByPoints(&session->calibration) ? "points" : "box"}, {"points", session->calibration.pointCount},
         {"file", session->calibrationFile.empty() ? Json() : Json(session->calibrationFile)},
         {"changed", session->calibrationFile.empty() ? Json() : ChangeOf(session->calibrationFile)},
-        {"tried", triedPorts.contains(driven->path)}};
+        {"tried", triedSessions.contains(KeyOf(session))}};
     return {{"panel", driven->panel}, {"path", driven->path}, {"tty", session->tty}, {"gone", session->gone},
         {"model", ModelText(driven->model)}, {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
         {"baudRate", driven->baudRate}, {"controller", driven->controller}, {"since", TimeOf(driven->since)},
@@ -155,28 +156,31 @@ std::string ReadCalibration(const Json& request, CalibrationData* calib)
 std::optional<RunningSession> SessionOf(const Json& request, std::string* fault)
 {
     const std::vector<RunningSession> sessions = RunningSessions();
-    const std::string name = request.contains("panel") && request["panel"].is_string() ? request["panel"].get<std::string>() : "";
+    if (request.contains("panel") && !request["panel"].is_string()) {
+        *fault = "'panel' is no text";
+        return std::nullopt;
+    }
+    const Options none;
+    const std::string name = request.value("panel", "");
+    const std::string path = PathOfPort(&none, name);
     if (name.empty() && sessions.size() == 1)
         return sessions.front();
     for (const RunningSession& session : sessions) {
-        if (name == session.driven.panel || name == session.tty || (!name.empty() && IsSamePort(name, session.driven.path)))
+        if (name == session.driven.panel || name == session.tty || (!name.empty() && IsSamePort(path, session.driven.path)))
             return session;
     }
     *fault = name.empty() ? "'panel' is missing, and there is not just one" : "there is no panel '" + name + "'";
     return std::nullopt;
 }
 
-void TakeBack(const std::string& path, Conversation* conversation)
+void TakeBack(const SessionKey& key, Conversation* conversation)
 {
-    const auto tried = conversation->tried.find(path);
+    const auto tried = conversation->tried.find(key);
     if (tried == conversation->tried.end())
         return;
-    for (const RunningSession& session : RunningSessions()) {
-        if (session.driven.path == path && session.driven.since == tried->second.session)
-            UseSession(path, [tried](TouchController* controller) { InstallCalibration(controller, &tried->second.before); });
-    }
+    UseSession(key, [tried](TouchController* controller) { InstallCalibration(controller, &tried->second); });
+    triedSessions.erase(key);
     conversation->tried.erase(tried);
-    triedPorts.erase(path);
 }
 
 Json DoStatus(const Json& /*request*/, const RunningSession* /*session*/, Conversation* /*conversation*/)
@@ -208,55 +212,64 @@ Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation
     return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)}};
 }
 
+bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
+{
+    return triedSessions.contains(key) && !conversation->tried.contains(key);
+}
+
+constexpr const char* TRIED_BY_ANOTHER = "another client is trying a calibration of this panel";
+constexpr const char* HAS_ENDED = "the session has ended";
+
 Json DoTry(const Json& request, const RunningSession* session, Conversation* conversation)
 {
-    const std::string& path = session->driven.path;
-    if (triedPorts.contains(path) && !conversation->tried.contains(path))
-        return FaultOf("another client is trying a calibration of this panel");
+    const SessionKey key = KeyOf(session);
+    if (IsTriedByAnother(key, conversation))
+        return FaultOf(TRIED_BY_ANOTHER);
     CalibrationData wanted = session->calibration;
     if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
         return FaultOf(fault);
-    const bool used = UseSession(path, [&](TouchController* controller) {
-        conversation->tried.try_emplace(path, TriedCalibration{session->driven.since, CopyCalibration(controller)});
+    const bool used = UseSession(key, [&](TouchController* controller) {
+        conversation->tried.try_emplace(key, CopyCalibration(controller));
+        triedSessions.insert(key);
         const CalibrationData merged = MergeCalibration(controller, &wanted);
         InstallCalibration(controller, &merged);
     });
-    if (!used)
-        return FaultOf("the session has ended");
-    triedPorts.insert(path);
-    return Json::object();
+    return used ? Json::object() : FaultOf(HAS_ENDED);
 }
 
 Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversation* conversation)
 {
-    TakeBack(session->driven.path, conversation);
+    TakeBack(KeyOf(session), conversation);
     return Json::object();
 }
 
 // Without "calibration" what is being tried is stored.
 Json DoStore(const Json& request, const RunningSession* session, Conversation* conversation)
 {
-    const std::string& path = session->driven.path;
-    if (triedPorts.contains(path) && !conversation->tried.contains(path))
-        return FaultOf("another client is trying a calibration of this panel");
+    const SessionKey key = KeyOf(session);
+    if (IsTriedByAnother(key, conversation))
+        return FaultOf(TRIED_BY_ANOTHER);
     CalibrationData stored = session->calibration;
     if (request.contains("calibration")) {
         CalibrationData wanted = session->calibration;
         if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
             return FaultOf(fault);
-        if (!UseSession(path, [&](TouchController* controller) { stored = MergeCalibration(controller, &wanted); }))
-            return FaultOf("the session has ended");
+        if (!UseSession(key, [&](TouchController* controller) { stored = MergeCalibration(controller, &wanted); }))
+            return FaultOf(HAS_ENDED);
+    } else if (!conversation->tried.contains(key)) {
+        return FaultOf("'calibration' is missing, and none is being tried");
     }
     const std::string file = SettingsFilePath();
     if (!WriteCalibrationFile(&stored)) {
         const std::string fault = SavingFault();
-        return {{"stored", false}, {"file", file}, {"error", fault.empty() ? "'" + file + "' cannot be written" : fault}};
+        return {{"stored", false}, {"file", file},
+            {"error", fault.empty() ? "'" + file + "' cannot be written: the system refuses it; its disk may be full" : fault}};
     }
-    UseSession(path, [&](TouchController* controller) { InstallCalibration(controller, &stored); });
-    conversation->tried.erase(path);
-    triedPorts.erase(path);
-    NoteStoredCalibration(path, file);
-    Tell(Priority::NOTICE, PanelTitle(path) + ": the calibration has changed, and is stored in '" + file + "'");
+    UseSession(key, [&](TouchController* controller) { InstallCalibration(controller, &stored); });
+    conversation->tried.erase(key);
+    triedSessions.erase(key);
+    NoteStoredCalibration(key, file);
+    Tell(Priority::NOTICE, PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
     return {{"stored", true}, {"file", file}};
 }
 
@@ -299,8 +312,12 @@ std::string Answer(std::string_view line, Conversation* conversation)
     const auto found = request.find("do");
     const std::string name = found != request.end() && found->is_string() ? found->get<std::string>() : "";
     Json answer{{"re", name}};
-    if (request.contains("id"))
-        answer["id"] = request["id"];
+    if (request.contains("id")) {
+        const Json& id = request["id"];
+        if (!id.is_string() && !id.is_number()) // a deep one would need a deep stack
+            return LineOf(FaultOf("'id' is neither a text nor a number"));
+        answer["id"] = id;
+    }
     answer.update(name.empty() ? FaultOf("'do' is missing") : CarryOut(request, name, conversation));
     return LineOf(answer);
 }
@@ -311,6 +328,8 @@ std::string EventLine(const PanelEvent* event, const Conversation* conversation)
         return "";
     const Json panel = event->panel;
     switch (event->kind) {
+    case PanelEvent::Kind::BEGAN:
+        return LineOf({{"event", "began"}, {"panel", panel}});
     case PanelEvent::Kind::TOUCH:
         return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence}, {"raw", PairOf(event->raw)},
             {"mapped", PairOf(event->mapped)}, {"touching", event->touching}});
@@ -327,7 +346,7 @@ void EndConversation(Conversation* conversation)
 {
     conversation->listens = false;
     while (!conversation->tried.empty())
-        TakeBack(std::string(conversation->tried.begin()->first), conversation);
+        TakeBack(SessionKey(conversation->tried.begin()->first), conversation);
 }
 
 } // namespace korvex::command

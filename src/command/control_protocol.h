@@ -1,7 +1,6 @@
 // What is said on the control socket (docs/control.md): requests and answers, one JSON object a line.
 #pragma once
 
-#include <chrono>
 #include <map>
 #include <string>
 #include <string_view>
@@ -13,17 +12,11 @@ namespace korvex::command {
 
 inline constexpr int CONTROL_PROTOCOL = 1;
 
-// A calibration that a client tries.
-struct TriedCalibration {
-    std::chrono::system_clock::time_point session; // when the session began that maps with it
-    CalibrationData before;                        // what held until then
-};
-
 // A connection, as far as the protocol goes.
 struct Conversation {
     bool listens = false;
-    std::string listensTo;                         // a port's path; empty: to all
-    std::map<std::string, TriedCalibration> tried; // by the port's path
+    std::string listensTo;                       // a port's path; empty: to all
+    std::map<SessionKey, CalibrationData> tried; // what held before the client tried another one
 };
 
 // The first line of a connection.

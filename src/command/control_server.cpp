@@ -13,12 +13,11 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <list>
-#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -26,6 +25,7 @@
 
 #include "command/control_address.h"
 #include "command/control_protocol.h"
+#include "command/journal.h"
 
 namespace korvex::command {
 
@@ -83,26 +83,47 @@ void Send(Client* client, const std::string& text)
     }
 }
 
-// Answers the lines that have come. One call takes little, so that no client keeps the others waiting.
+bool HasRequest(const Client* client)
+{
+    return !client->dropped && client->input.find('\n') != std::string::npos;
+}
+
+// Takes in what has come, a little at a time.
 void Receive(Client* client)
 {
     std::array<char, 4096> bytes{};
     const ssize_t count = recv(client->socket, bytes.data(), bytes.size(), MSG_DONTWAIT);
     if (count <= 0) {
-        client->dropped = count == 0 || (errno != EAGAIN && errno != EINTR);
+        client->dropped = client->dropped || count == 0 || (errno != EAGAIN && errno != EINTR);
         return;
     }
     client->lastHeard = steady_clock::now();
     client->input.append(bytes.data(), static_cast<size_t>(count));
-    for (size_t end = client->input.find('\n'); end != std::string::npos && !client->dropped; end = client->input.find('\n')) {
-        const std::string line = client->input.substr(0, end);
-        client->input.erase(0, end + 1);
-        Send(client, Answer(line, &client->conversation));
-    }
-    if (client->input.size() > MAX_LINE) {
+    if (std::min(client->input.find('\n'), client->input.size()) > MAX_LINE) {
         Send(client, "{\"error\":\"a line is longer than 65536 bytes\"}\n");
         client->dropped = true;
     }
+}
+
+// Has events kept as long as somebody listens.
+void UpdateListening(Server* server)
+{
+    const bool listening = std::any_of(server->clients.begin(), server->clients.end(),
+        [](const Client& client) { return !client.dropped && client.conversation.listens; });
+    if (listening != server->listening)
+        ListenToSessions(listening ? server->events : -1);
+    server->listening = listening;
+}
+
+// Answers a client's next request; one, so that no client keeps the others waiting.
+void AnswerNext(Server* server, Client* client)
+{
+    const size_t end = client->input.find('\n');
+    const std::string line = client->input.substr(0, end);
+    client->input.erase(0, end + 1);
+    const std::string answer = Answer(line, &client->conversation);
+    UpdateListening(server); // who has been told that it listens misses nothing
+    Send(client, answer);
 }
 
 // Takes a connection, also when the process may not open one more descriptor: a listener that stays readable would keep the thread busy.
@@ -143,7 +164,8 @@ void Welcome(Server* server)
 void PassEventsOn(Server* server)
 {
     eventfd_t count = 0;
-    eventfd_read(server->events, &count);
+    if (!server->listening || eventfd_read(server->events, &count) != 0)
+        return;
     for (const PanelEvent& event : TakePanelEvents()) {
         for (Client& client : server->clients) {
             if (const std::string line = EventLine(&event, &client.conversation); !line.empty())
@@ -163,33 +185,35 @@ void DropClients(Server* server)
         close(client->socket);
         client = server->clients.erase(client);
     }
-    const bool listening
-        = std::any_of(server->clients.begin(), server->clients.end(), [](const Client& client) { return client.conversation.listens; });
-    if (listening != server->listening)
-        ListenToSessions(listening ? server->events : -1);
-    server->listening = listening;
+    UpdateListening(server);
 }
 
-// Serves what is there; false once it is to stop.
+// Serves what is there; false once it is to stop. A client whose next request has come already is asked for no more.
 bool ServeOnce(Server* server)
 {
     std::vector<pollfd> polled{{server->stop, POLLIN, 0}, {server->listener, POLLIN, 0}, {server->events, POLLIN, 0}};
-    for (const Client& client : server->clients)
-        polled.push_back({client.socket, static_cast<short>(client.output.empty() ? POLLIN : POLLIN | POLLOUT), 0});
-    if (poll(polled.data(), polled.size(), -1) < 0)
+    bool pending = false;
+    for (const Client& client : server->clients) {
+        const bool hasRequest = HasRequest(&client);
+        pending = pending || hasRequest;
+        polled.push_back({client.socket, static_cast<short>((hasRequest ? 0 : POLLIN) | (client.output.empty() ? 0 : POLLOUT)), 0});
+    }
+    if (poll(polled.data(), polled.size(), pending ? 0 : -1) < 0)
         return errno == EINTR;
     if (polled[0].revents != 0)
         return false;
     size_t next = 3;
     for (Client& client : server->clients) {
         const short ready = polled[next++].revents;
+        PassEventsOn(server);
         if ((ready & POLLOUT) != 0)
             Send(&client, "");
-        if ((ready & ~POLLOUT) != 0)
+        if (!HasRequest(&client) && (ready & ~POLLOUT) != 0)
             Receive(&client);
+        if (HasRequest(&client))
+            AnswerNext(server, &client);
     }
-    if (polled[2].revents != 0)
-        PassEventsOn(server);
+    PassEventsOn(server);
     DropClients(server);
     if (polled[1].revents != 0)
         Welcome(server);
@@ -201,7 +225,7 @@ void Serve(Server* server)
     for (bool running = true; running;) {
         try {
             running = ServeOnce(server);
-        } catch (const std::bad_alloc&) { // whoever asked for so much goes
+        } catch (const std::exception&) { // memory is short, say; whoever asked for so much goes
             for (Client& client : server->clients)
                 client.dropped = true;
         }
@@ -246,7 +270,8 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
             close(living);
         if (living >= 0 || errno == EAGAIN) // it has not taken those before yet
             continue;
-        if (errno == ECONNREFUSED) // its process has died
+        struct stat status { };
+        if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode)) // its process has died
             unlink(server->path.c_str());
         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket address
         bound = bind(server->listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0
@@ -274,17 +299,18 @@ void StartControl(const std::string& command, const std::string& name)
     server->stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->events = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->reserve = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    bool started = server->listener >= 0 && server->stop >= 0 && server->events >= 0 && Bind(server, place.folder, place.name);
-    const int error = errno;
+    const bool started = server->listener >= 0 && server->stop >= 0 && server->events >= 0 && Bind(server, place.folder, place.name);
+    std::string fault = started ? "" : strerror(errno);
     try {
         if (started)
             server->thread = std::thread(Serve, server);
-    } catch (const std::system_error&) {
-        started = false;
+    } catch (const std::system_error& refused) {
+        fault = refused.what();
+        unlink(server->path.c_str());
     }
-    if (started)
+    if (fault.empty())
         return;
-    fprintf(stderr, "%s: no control socket in '%s': %s\n", command.c_str(), place.folder.c_str(), strerror(error));
+    Tell(Priority::WARNING, command + ": no control socket in '" + place.folder + "': " + fault);
     for (int* descriptor : {&server->listener, &server->stop, &server->events, &server->reserve}) {
         if (*descriptor >= 0)
             close(std::exchange(*descriptor, -1));

@@ -134,8 +134,10 @@ int RunEnumerate(const Options* options)
     static constexpr Entry DETECTION{kxENUM, kxENUMW};
     SetSessionObserver([](TouchController* controller, SessionEvent event) {
         ObserveSession(controller, event);
+        if (event == SessionEvent::REPLACED)
+            Tell(Priority::WARNING, command + ": that one is driven when enum is started again");
         if (event == SessionEvent::STARTED)
-            Tell(Priority::NOTICE, PanelTitle(platform::PathOfPort(controller->link.handle)) + ": " + DescriptionOf(controller));
+            Tell(Priority::NOTICE, PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": " + DescriptionOf(controller));
     });
     SetDetectionDoneHandler([] {
         if (RunningSessions().empty())
@@ -146,7 +148,9 @@ int RunEnumerate(const Options* options)
         EndControl();
         return ExitCodeOf(exitCode);
     };
-    return RunEntry(options, &DETECTION);
+    const int exitCode = RunEntry(options, &DETECTION);
+    EndControl(); // it has not come as far as onExit
+    return exitCode;
 }
 
 int RunPanelTest(const Options* options)

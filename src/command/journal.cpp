@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <mutex>
 
 #include "command/service_manager.h"
 
@@ -17,6 +18,8 @@ void Tell(Priority priority, const std::string& line)
     std::string text = prefix + line;
     text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1)); // so much goes whole and without a wait into a pipe that is ready
     text += '\n';
+    static std::mutex mutex;
+    const std::lock_guard guard(mutex); // two lines together may be more than what it is ready for
     pollfd output{STDERR_FILENO, POLLOUT, 0};
     if (poll(&output, 1, 0) > 0 && (output.revents & POLLOUT) != 0 && write(STDERR_FILENO, text.data(), text.size()) < 0)
         return; // nobody is left to be told

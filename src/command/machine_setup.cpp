@@ -111,16 +111,17 @@ std::vector<Port> PortsOf(const Options* options)
     std::vector<Port> ports;
     if (options->ports.empty()) {
         for (const platform::ScannedPort& port : scanned) {
-            const std::string panel = platform::PanelNameOf(port.path, "/dev");
+            const std::string panel = platform::GivenPanelNameOf(port.path, "/dev");
             ports.push_back({port.name, panel.empty() ? port.stablePath : PathOfPort(options, panel), port.stablePath});
         }
     }
-    for (const GivenPort& port : options->ports) {
+    for (const GivenPort& given : options->ports) {
+        const Port port = GivenPortOf(options, &given, &scanned);
         if (platform::IsKernelConsole(port.path, "/proc"))
             fprintf(
                 stderr, "%s: %s is left out: '%s' is a system console\n", options->command.c_str(), port.name.c_str(), port.path.c_str());
         else
-            ports.push_back(GivenPortOf(options, &port, &scanned));
+            ports.push_back(port);
     }
     return ports;
 }
@@ -184,10 +185,8 @@ int SetUpPointer(const Options* options)
     for (const PortMonitor& given : options->portMonitors) {
         std::error_code error;
         const std::string path = PathOfPort(options, given.port);
-        if (path.find('/') == std::string::npos && !fs::exists(path, error)) {
-            fprintf(stderr, "%s: '--monitor': there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), given.port.c_str());
-            return EXIT_USAGE_ERROR;
-        }
+        if (path.find('/') == std::string::npos && !fs::exists(path, error)) // it may come
+            fprintf(stderr, "%s: '--monitor': there is no port '%s' now\n", options->command.c_str(), given.port.c_str());
     }
     if (!options->portMonitors.empty())
         machine->screen.outputOfLine = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
@@ -300,23 +299,27 @@ int SetUpDevices(const Options* options)
 
 int SetUpDevicesToAsk(const Options* options)
 {
-    if (const int exitCode = SetUpState(options); exitCode != EXIT_DONE)
-        return exitCode;
-    drivers::RegisterEnumeratorFilter();
     const std::vector<Port> ports = PortsOf(options);
     const auto isNamed = [options](const std::string& name, const Port& port) {
         return name == port.name || IsSamePort(PathOfPort(options, name), port.path);
     };
     for (const std::string& name : options->only) {
         if (std::none_of(ports.begin(), ports.end(), [&](const Port& port) { return isNamed(name, port); })) {
-            fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), name.c_str());
-            return EXIT_NO_PORT;
+            fprintf(stderr, "%s: '--only': there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), name.c_str());
+            return EXIT_USAGE_ERROR;
         }
     }
+    if (const int exitCode = SetUpState(options); exitCode != EXIT_DONE)
+        return exitCode;
+    drivers::RegisterEnumeratorFilter();
     for (const Port& port : ports) {
         const bool wanted = options->only.empty()
             || std::any_of(options->only.begin(), options->only.end(), [&](const std::string& name) { return isNamed(name, port); });
-        if (wanted && !platform::IsPortIgnored(port.path))
+        const bool ignored = platform::IsPortIgnored(port.path);
+        if (wanted && ignored && !options->only.empty())
+            fprintf(
+                stderr, "%s: '--only': '%s' is not asked: udev has ID_KORVEX_IGNORE for it\n", options->command.c_str(), port.path.c_str());
+        if (wanted && !ignored)
             AddPort(&port);
     }
     return EXIT_DONE;

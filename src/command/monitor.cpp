@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command/control_client.h"
@@ -26,6 +27,7 @@ namespace korvex::command {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds TICK{100};
@@ -50,7 +52,8 @@ struct Sample {
 struct Watched {
     std::string port;
     TouchController* controller;
-    std::optional<RemotePanel> remote; // where another process drives it; then there is no controller here
+    std::optional<RemotePanel> remote; // where another process drives it; then there is no controller here, also when that one has ended
+    Clock::time_point soughtAt;        // when a runtime was looked for last, after that
     std::deque<uint32_t> reports;      // at the last ticks, newest first
     Sample shown;
 };
@@ -72,6 +75,12 @@ Point PointOf(const nlohmann::ordered_json& state, const char* key)
 
 Sample RemoteSample(Watched* watched)
 {
+    if (watched->remote->runtime.socket < 0) {
+        Sample gone = watched->shown;
+        gone.gone = true;
+        gone.rate = 0;
+        return gone;
+    }
     const nlohmann::ordered_json* state = &watched->remote->state;
     const auto counter = [state](const char* key) { return state->value(key, uint32_t{0}); };
     return {PointOf(*state, "raw"), PointOf(*state, "mapped"), state->value("touching", false), state->value("gone", false),
@@ -153,7 +162,7 @@ int StartWatching(Watched* watched, const Options* options)
 {
     watched->controller = nullptr;
     watched->reports.clear();
-    watched->remote = FindRuntime(PathOfPort(options, watched->port));
+    watched->remote = FindRuntime(PathOfPort(options, watched->port), watched->port);
     if (watched->remote) {
         fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(), watched->remote->state.value("controller", "").c_str(),
             watched->remote->process);
@@ -163,15 +172,29 @@ int StartWatching(Watched* watched, const Options* options)
     return watched->controller == nullptr ? exitCode : StartDriving(options, watched->port, watched->controller);
 }
 
-// Looks after what is watched: a controller that has taken the place of one whose session has ended by itself is driven, and so is one
-// whose runtime has ended. The result is as StartWatching's.
+// A runtime that has ended may start again, and the port is its own: it is looked for, and not opened here.
+void FollowRuntime(Watched* watched)
+{
+    constexpr milliseconds INTERVAL{1000};
+    if (watched->remote->runtime.socket >= 0 ? RefreshState(&*watched->remote) : Clock::now() - watched->soughtAt < INTERVAL)
+        return;
+    watched->soughtAt = Clock::now();
+    if (auto found = FindRuntime(watched->remote->state.value("path", ""), watched->port); found) {
+        watched->remote = std::move(found);
+        watched->reports.clear();
+    }
+}
+
+// Looks after what is watched; a controller that has taken the place of one whose session has ended by itself is driven. The result is as
+// StartWatching's.
 int GoOnWatching(std::vector<Watched>* all, const Options* options)
 {
     for (Watched& watched : *all) {
-        if (watched.remote ? RefreshState(&*watched.remote) : !HasReaderEnded(watched.controller))
+        if (watched.remote)
+            FollowRuntime(&watched);
+        if (watched.remote || !HasReaderEnded(watched.controller))
             continue;
-        if (!watched.remote)
-            ReleaseController(watched.controller);
+        ReleaseController(watched.controller);
         const int exitCode = StartWatching(&watched, options);
         if (exitCode != EXIT_DONE || (watched.controller == nullptr && !watched.remote))
             return exitCode;
@@ -182,7 +205,6 @@ int GoOnWatching(std::vector<Watched>* all, const Options* options)
 // Shows the changes until the time is over or the end is requested; the exit code.
 int Watch(std::vector<Watched>* all, const Options* options)
 {
-    using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     for (bool first = true;; first = false) {
         const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
@@ -207,7 +229,7 @@ int RunMonitor(const Options* options)
     int exitCode = EXIT_DONE;
     std::vector<Watched> all;
     for (const std::string& port : options->arguments) {
-        all.push_back({port, nullptr, {}, {}, {}});
+        all.push_back({port, nullptr, {}, {}, {}, {}});
         exitCode = StartWatching(&all.back(), options);
         if (exitCode != EXIT_DONE || (all.back().controller == nullptr && !all.back().remote))
             break;

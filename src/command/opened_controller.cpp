@@ -108,8 +108,13 @@ int OpenController(const Options* options, const std::string& port, TouchControl
 int AwaitController(const Options* options, const std::string& port, TouchController** controller)
 {
     std::string told;
+    std::string awaited; // the path: where udev's link is missing, a name is one too
     for (milliseconds pause = MIN_ASK_PAUSE;; pause = std::min(2 * pause, MAX_ASK_PAUSE)) {
-        const Opening opening = Open(PathOfPort(options, port), controller);
+        const std::string path = PathOfPort(options, port);
+        const Opening opening = Open(path, controller);
+        if (path != awaited || !opening.mayCome)
+            NoteAwaited(awaited, "");
+        awaited = path;
         if (!opening.mayCome) {
             if (!opening.fault.empty())
                 Tell(Priority::FAULT, options->command + ": " + opening.fault);
@@ -120,7 +125,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;
-        NoteAwaited(PathOfPort(options, port), opening.fault);
+        NoteAwaited(path, opening.fault);
         if (WaitForEnd(pause))
             return EXIT_DONE;
     }

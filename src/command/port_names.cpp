@@ -53,13 +53,13 @@ bool IsSamePort(const std::string& path, const std::string& other)
 
 std::string PanelNameOf(const std::string& path)
 {
-    const std::string name = platform::PanelNameOf(path, "/dev");
+    const std::string name = platform::GivenPanelNameOf(path, "/dev");
     return name.empty() ? fs::path(TtyOf(path)).filename().string() : name;
 }
 
 std::string PanelTitle(const std::string& path)
 {
-    const std::string name = platform::PanelNameOf(path, "/dev");
+    const std::string name = platform::GivenPanelNameOf(path, "/dev");
     const std::string shown = name.empty() ? path : name;
     const std::string tty = TtyOf(path);
     return tty == shown ? shown : shown + " (" + tty + ")";

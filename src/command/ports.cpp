@@ -25,7 +25,7 @@ std::string AskedBy(const Options* options, const PortState* port)
 {
     if (port->ignored)
         return "none";
-    return IsPanelPort(options, port) ? "enum check" : "enum";
+    return IsPanelPort(options, port) ? "enum paneltest check" : "enum paneltest";
 }
 
 void PrintJson(const Options* options, const std::vector<PortState>* ports)

@@ -13,6 +13,7 @@
 #include "command/controller_text.h"
 #include "command/journal.h"
 #include "command/port_names.h"
+#include "command/service_manager.h"
 #include "platform/linux/serial/serial_port.h"
 
 namespace korvex::command {
@@ -101,10 +102,22 @@ void TellOfSharing(Sessions* sessions)
 
 DrivenPanel Describe(const TouchController* controller)
 {
-    const std::string path = platform::PathOfPort(controller->link.handle);
+    const std::string path = platform::OpenedPathOf(controller->link.handle);
     return {PanelNameOf(path), path, controller->model,
         std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor) + "." + std::to_string(controller->fwBuild),
         DescriptionOf(controller), controller->resolutionBits, controller->link.baudRate, system_clock::now()};
+}
+
+void Keep(PanelEvent event)
+{
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->eventsMutex);
+    if (sessions->descriptor < 0)
+        return;
+    if (sessions->events.size() == MAX_EVENTS)
+        sessions->events.pop_front();
+    sessions->events.push_back(std::move(event));
+    eventfd_write(sessions->descriptor, 1);
 }
 
 void Start(TouchController* controller)
@@ -125,18 +138,8 @@ void Start(TouchController* controller)
     controller->observed = entry;
     sessions->awaited.erase(driven.path);
     TellOfSharing(sessions);
-}
-
-void Keep(PanelEvent event)
-{
-    Sessions* sessions = AllSessions();
-    const std::lock_guard guard(sessions->eventsMutex);
-    if (sessions->descriptor < 0)
-        return;
-    if (sessions->events.size() == MAX_EVENTS)
-        sessions->events.pop_front();
-    sessions->events.push_back(std::move(event));
-    eventfd_write(sessions->descriptor, 1);
+    if (sessions->listening)
+        Keep({PanelEvent::Kind::BEGAN, driven.panel, driven.path, 0, {}, {}, false});
 }
 
 void KeepTouch(TouchController* controller, Entry* entry, uint32_t sequence)
@@ -170,15 +173,17 @@ void JudgeNoise(TouchController* controller, Entry* entry)
         noise->marks.push_back(mark);
 }
 
+// Nobody gets at the controller from here on.
+void Close(Entry* entry)
+{
+    const std::lock_guard guard(AllSessions()->mutex);
+    entry->controller = nullptr;
+}
+
 void End(Entry* entry)
 {
-    Sessions* sessions = AllSessions();
-    {
-        const std::lock_guard guard(sessions->mutex);
-        if (std::exchange(entry->controller, nullptr) == nullptr)
-            return;
-    }
-    if (sessions->listening)
+    Close(entry);
+    if (AllSessions()->listening)
         Keep({PanelEvent::Kind::ENDED, entry->driven.panel, entry->driven.path, entry->sequence, {}, {}, false});
 }
 
@@ -190,10 +195,21 @@ void ChangePort(Entry* entry, bool gone)
         entry->tty = TtyOf(entry->driven.path);
         entry->title = PanelTitle(entry->driven.path);
     }
-    Tell(gone ? Priority::WARNING : Priority::NOTICE, entry->title + (gone ? ": the port has gone" : ": the port is back"));
+    const std::string line = entry->title + (gone ? ": the port has gone" : ": the port is back");
+    Tell(gone ? Priority::WARNING : Priority::NOTICE, line);
+    NotifyServiceManager("STATUS=" + (gone ? line : entry->title + ": " + entry->driven.controller));
     if (sessions->listening)
         Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->driven.panel, entry->driven.path, entry->sequence, {}, {},
             false});
+}
+
+// The entry of a session that runs, else null. Under the lock.
+Entry* FindRunning(const SessionKey& key)
+{
+    const auto found = AllSessions()->entries.find(key.path);
+    const bool runs
+        = found != AllSessions()->entries.end() && found->second.controller != nullptr && found->second.driven.since == key.since;
+    return runs ? &found->second : nullptr;
 }
 
 RunningSession StateOf(Entry* entry)
@@ -249,8 +265,11 @@ void ObserveSession(TouchController* controller, SessionEvent event)
     case SessionEvent::REPLACED:
         Tell(Priority::WARNING, entry->title + ": another controller answers there");
         break;
-    default:
+    case SessionEvent::ENDED:
         End(entry);
+        break;
+    default:
+        Close(entry);
         break;
     }
 }
@@ -288,22 +307,25 @@ std::vector<AwaitedPanel> AwaitedPanels()
     return awaited;
 }
 
-bool UseSession(const std::string& path, const std::function<void(TouchController*)>& use)
+SessionKey KeyOf(const RunningSession* session)
 {
-    Sessions* sessions = AllSessions();
-    const std::lock_guard guard(sessions->mutex);
-    const auto found = sessions->entries.find(path);
-    if (found == sessions->entries.end() || found->second.controller == nullptr)
-        return false;
-    use(found->second.controller);
-    return true;
+    return {session->driven.path, session->driven.since};
 }
 
-void NoteStoredCalibration(const std::string& path, const std::string& file)
+bool UseSession(const SessionKey& key, const std::function<void(TouchController*)>& use)
 {
-    Sessions* sessions = AllSessions();
-    const std::lock_guard guard(sessions->mutex);
-    sessions->entries[path].calibrationFile = file;
+    const std::lock_guard guard(AllSessions()->mutex);
+    const Entry* entry = FindRunning(key);
+    if (entry != nullptr)
+        use(entry->controller);
+    return entry != nullptr;
+}
+
+void NoteStoredCalibration(const SessionKey& key, const std::string& file)
+{
+    const std::lock_guard guard(AllSessions()->mutex);
+    if (Entry* entry = FindRunning(key); entry != nullptr)
+        entry->calibrationFile = file;
 }
 
 void ListenToSessions(int descriptor)

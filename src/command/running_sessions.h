@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <compare>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -61,15 +62,25 @@ void NoteAwaited(const std::string& path, const std::string& reason);
 
 std::vector<AwaitedPanel> AwaitedPanels();
 
-// Calls `use` for the session on that path while it cannot end: false when none runs there. `use` waits for nothing. Any thread.
-bool UseSession(const std::string& path, const std::function<void(TouchController*)>& use);
+// A session, told from those before and after it on the same port.
+struct SessionKey {
+    std::string path;
+    std::chrono::system_clock::time_point since;
+
+    auto operator<=>(const SessionKey&) const = default;
+};
+
+SessionKey KeyOf(const RunningSession* session);
+
+// Calls `use` for the session while it cannot end: false when it has ended. `use` waits for nothing. Any thread.
+bool UseSession(const SessionKey& key, const std::function<void(TouchController*)>& use);
 
 // Takes note that the session's calibration is now that of a file.
-void NoteStoredCalibration(const std::string& path, const std::string& file);
+void NoteStoredCalibration(const SessionKey& key, const std::string& file);
 
 // What happened on a panel, as its listener gets it.
 struct PanelEvent {
-    enum class Kind : uint8_t { TOUCH, GONE, BACK, ENDED } kind;
+    enum class Kind : uint8_t { BEGAN, TOUCH, GONE, BACK, ENDED } kind;
     std::string panel;
     std::string path;
     uint32_t sequence; // counts the touches of a session, also those that nobody listened to

@@ -42,10 +42,15 @@ std::string CalibrationText(const Json& calibration)
         + (calibration.value("tried", false) ? ", being tried" : "");
 }
 
+std::string StateText(const Json* panel)
+{
+    return panel->value("gone", false) ? "gone" : "there";
+}
+
 std::vector<std::string> RowOf(const Json& panel)
 {
     const bool touching = panel.value("touching", false);
-    return {panel.value("panel", ""), panel.value("tty", ""), panel.value("gone", false) ? "gone" : "there", panel.value("model", ""),
+    return {panel.value("panel", ""), panel.value("tty", ""), StateText(&panel), panel.value("model", ""),
         AgeOf(panel.value("since", Json())), CalibrationText(panel.value("calibration", Json::object())),
         std::to_string(panel.value("reports", 0U)), std::to_string(panel.value("rejected", 0U)),
         touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
@@ -58,7 +63,11 @@ std::vector<RuntimeStatus> AskAll(const Options* options)
     for (const std::string& path : ControlSockets()) {
         ControlClient client;
         std::string fault;
-        const std::optional<RuntimeStatus> status = Connect(&client, path, &fault) ? AskStatus(&client) : std::nullopt;
+        std::optional<RuntimeStatus> status;
+        if (Connect(&client, path, &fault)) {
+            status = AskStatus(&client);
+            fault = "it does not answer";
+        }
         Disconnect(&client);
         if (status)
             all.push_back(*status);
@@ -72,11 +81,15 @@ void PrintJson(const std::vector<RuntimeStatus>* all)
 {
     Json list = Json::array();
     for (const RuntimeStatus& status : *all) {
-        for (const auto* panels : {&status.panels, &status.awaited}) {
-            for (Json panel : *panels) {
-                panel["process"] = status.process;
-                list.push_back(std::move(panel));
-            }
+        for (Json panel : status.panels) {
+            panel["state"] = StateText(&panel);
+            panel["process"] = status.process;
+            list.push_back(std::move(panel));
+        }
+        for (Json panel : status.awaited) {
+            panel["state"] = "awaited";
+            panel["process"] = status.process;
+            list.push_back(std::move(panel));
         }
     }
     puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
@@ -89,10 +102,14 @@ void PrintTable(const std::vector<RuntimeStatus>* all)
         for (const Json& panel : status.panels)
             table.push_back(RowOf(panel));
         for (const Json& panel : status.awaited)
-            table.push_back({panel.value("panel", ""), panel.value("path", ""), "awaited", "", "", panel.value("reason", ""), "", "", ""});
+            table.push_back({panel.value("panel", ""), panel.value("path", ""), "awaited", "", "", "", "", "", ""});
     }
     if (table.size() > 1)
         fputs(TextOf(&table).c_str(), stdout);
+    for (const RuntimeStatus& status : *all) {
+        for (const Json& panel : status.awaited)
+            printf("%s: %s\n", panel.value("panel", "").c_str(), panel.value("reason", "").c_str());
+    }
 }
 
 } // namespace

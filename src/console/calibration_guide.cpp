@@ -208,7 +208,8 @@ void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resoluti
 
 GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs)
 {
-    guide->lastTouchMs = nowMs;
+    if (touching)
+        guide->lastTouchMs = nowMs;
     switch (guide->step) {
     case GuideStep::WAITING:
         if (!touching)

@@ -114,6 +114,7 @@ unsigned __stdcall ReaderLoop(void* argument)
         }
     }
     EndTouch(controller); // no button stays pressed behind a session
+    Tell(controller, SessionEvent::ENDED);
     SetEvent(controller->stoppedEvent);
     return read ? 1 : 0;
 }

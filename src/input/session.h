@@ -13,11 +13,12 @@ inline constexpr uint32_t SESSION_STOP_LIMIT_MS = 2000;
 // What happens to a session.
 enum class SessionEvent : uint8_t {
     STARTED,   // its reader is about to run; on the thread that starts it
-    TOUCHED,   // a report has been injected, or a touch ended in its place; on the reader's thread, as the following ones
+    TOUCHED,   // a valid report has come, or a touch has ended without one; on the reader's thread, as the following ones
     REJECTED,  // packets have been rejected, and no report was found behind them
     PORT_GONE, // the port has failed
     PORT_BACK, // the controller on it has answered or reported again
     REPLACED,  // another controller has answered in its place: the session ends
+    ENDED,     // its reader has ended: the last event on that thread
     ENDING,    // it is told to stop: nobody may use the record behind this call; on the thread that stops it
 };
 

@@ -90,7 +90,7 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
     {
         const Client client(&driven);
         EXPECT_THAT(Greeted(&client), EndsWith(R"("protocol":1})"));
-        EXPECT_EQ(Json::parse(Ask(&client, R"({"do":"calibration","panel":"panel","id":[7]})"))["calibration"],
+        EXPECT_EQ(Json::parse(Ask(&client, R"({"do":"calibration","panel":"panel","id":7})"))["calibration"],
             Json::parse(R"({"orientation":1,"box":[0,0,1024,1024],"points":[]})"));
         EXPECT_EQ(Ask(&client, tried), R"({"re":"try"})");
         EXPECT_EQ(touch(), corner);
@@ -101,7 +101,9 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
         Greeted(&second);
         EXPECT_THAT(Ask(&second, tried), HasSubstr("another client is trying"));
         for (const auto& [request, fault] : std::vector<std::pair<std::string, std::string>>{{"tea", "no JSON object"},
-                 {"{}", "'do' is missing"}, {R"({"do":"fly"})", "'fly' is no request"}, {R"({"do":"listen","panel":"x"})", "no panel 'x'"},
+                 {R"({"do":"status","id":)" + std::string(32000, '[') + std::string(32000, ']') + "}", "'id' is neither"},
+                 {R"({"do":"calibration","panel":["x"]})", "'panel' is no text"}, {"{}", "'do' is missing"},
+                 {R"({"do":"fly"})", "'fly' is no request"}, {R"({"do":"listen","panel":"x"})", "no panel 'x'"},
                  {R"({"do":"store","calibration":{"box":[1,2,1,4]}})", "another client"}})
             EXPECT_THAT(Ask(&second, request), HasSubstr(fault)) << request;
         for (const auto& [calibration, fault] :
@@ -115,6 +117,7 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
 
     const Client client(&driven);
     Greeted(&client);
+    EXPECT_THAT(Ask(&client, R"({"do":"store"})"), HasSubstr("none is being tried"));
     ASSERT_EQ(rename("Korvex.ini", "kept"), 0);
     std::filesystem::create_directory("Korvex.ini");
     const Json refused = Json::parse(Ask(&client, R"({"do":"store","calibration":{"box":[0,0,512,512]}})"));
@@ -162,7 +165,12 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
     EXPECT_THAT(ReadLineWith(check.output, "COM1"), EndsWith("reports: 1, all good"));
 
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
-    EXPECT_NE(ReadLineWith(monitor.error, "controller 5200"), "") << "the monitor drives a panel that nobody drives any more";
+    EXPECT_NE(ReadLineWith(monitor.output, R"("gone":true)"), "");
+    {
+        Process again({KORVEX, "drive", "--pointer", "log", "panel"});
+        EXPECT_NE(ReadLineWith(monitor.output, R"("gone":false)"), "") << "the monitor has left the port to the runtime";
+        EXPECT_EQ(EndBySignal(&again, SIGTERM), 0);
+    }
     EXPECT_EQ(EndBySignal(&monitor, SIGTERM), 0);
     EXPECT_EQ(RunProgram({KORVEX, "status"}).exitCode, 4);
 }
@@ -223,6 +231,11 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
                 break; // it was dropped
             sent += static_cast<size_t>(std::max<ssize_t>(count, 0));
         }
+        const Client busy(&driven); // asks for more than can be done at once, each written to the disk
+        std::string stores;
+        for (int i = 0; i < 60; ++i)
+            stores += R"({"do":"store","calibration":{"box":[0,0,1024,)" + std::to_string(1000 + i) + "]}}\n";
+        Say(&busy, stores);
         std::mt19937 random(1);
         for (int i = 0; i < 50 && !done; ++i) {
             const Client noise(&driven);
@@ -337,6 +350,28 @@ TEST(Control, TellsTheJournalOfLossReturnAndNoise)
     EXPECT_THAT(ReadLine(driven.drive->error), AllOf(StartsWith("<5>panel ("), HasSubstr("controller 5460")));
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     inputs.join();
+}
+
+// What was tried on one controller is not put back on another.
+TEST(Control, ForgetsWhatWasTriedWhenAnotherControllerTakesThePlace)
+{
+    DrivenPanel driven;
+    const Client client(&driven);
+    Greeted(&client);
+    EXPECT_EQ(Ask(&client, R"({"do":"listen"})"), R"({"re":"listen"})");
+    EXPECT_EQ(Ask(&client, R"({"do":"try","calibration":{"box":[0,0,512,512]}})"), R"({"re":"try"})");
+    driven.panel = emulator::StartEmulator({0x5460});
+    PlaceLink("panel", driven.panel.get());
+    for (const char* event : {"gone", "ended", "began"})
+        EXPECT_THAT(ReadLine(client.socket), HasSubstr(std::string("\"event\":\"") + event));
+    const auto box = [&client] { return Json::parse(Ask(&client, R"({"do":"calibration"})"))["calibration"]["box"]; };
+    const Json loaded = box();
+    EXPECT_EQ(loaded, Json::parse("[0,0,1024,1024]"));
+    EXPECT_EQ(Ask(&client, R"({"do":"try","calibration":{"box":[0,0,256,256]}})"), R"({"re":"try"})");
+    EXPECT_NE(box(), loaded);
+    EXPECT_EQ(Ask(&client, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
+    EXPECT_EQ(box(), loaded);
+    EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
 }
 
 // The programs of docs/control.md are what they say.

@@ -60,8 +60,8 @@ TEST(KorvexEnum, SendsNoByteToAPortThatIsNotNamed)
     }
     EXPECT_TRUE(ReceivedCommands(installation.first.get()).empty());
     const RunResult unknown = RunProgram(installation.Unseen({"enum", "--only", "COM4", "--only", "left"}));
-    EXPECT_EQ(unknown.error, "korvex enum: there is no port 'left'; see 'korvex ports'\n");
-    EXPECT_EQ(unknown.exitCode, 3);
+    EXPECT_EQ(unknown.error, "korvex enum: '--only': there is no port 'left'; see 'korvex ports'\n");
+    EXPECT_EQ(unknown.exitCode, 2);
     AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
     Process command(installation.Unseen({"enum", "--only", "COM3"}));
     EXPECT_NE(ReadLineWith(command.error, "no controller was found on any port that was asked; nothing is driven"), "");
@@ -237,7 +237,7 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
     const std::string table = RunProgram(installation.Command({"ports"})).output;
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;
     EXPECT_THAT(table, Not(HasSubstr("KVX5200")));
-    EXPECT_THAT(table, HasSubstr("7700   bound    enum check  SERENUM\\KVX7700\\COM4"));
+    EXPECT_THAT(table, HasSubstr("7700   bound    enum paneltest check  SERENUM\\KVX7700\\COM4"));
     EXPECT_EQ(ReadTextFile("state/registry.ini").find("Parameters\\COM3]"), std::string::npos);
     EXPECT_EQ(unbind("COM9").exitCode, 3);
     EXPECT_EQ(unbind(TerminalPath(installation.second.get()).c_str()).exitCode, 0);

@@ -62,8 +62,9 @@ TEST(CalibrationGuide, TakesOneTargetAfterTheOtherAndJudgesThemAll)
         MapPoint(&course.guide.calib, &middle);
         EXPECT_NEAR(middle.x, 32767, 100);
         EXPECT_NEAR(middle.y, 32767, 100);
-        EXPECT_FALSE(IsGuideAbandoned(&course.guide, course.now + GUIDE_PATIENCE_MS - 1));
-        EXPECT_TRUE(IsGuideAbandoned(&course.guide, course.now + GUIDE_PATIENCE_MS));
+        const uint32_t lastTouch = course.now - REPORT_MS; // before the finger was lifted
+        EXPECT_FALSE(IsGuideAbandoned(&course.guide, lastTouch + GUIDE_PATIENCE_MS - 1));
+        EXPECT_TRUE(IsGuideAbandoned(&course.guide, lastTouch + GUIDE_PATIENCE_MS));
     }
 }
 

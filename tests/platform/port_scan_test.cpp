@@ -51,7 +51,7 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
     EXPECT_FALSE(IsKernelConsole("dev/ttyS1", "proc"));
 }
 
-TEST(PanelNameOf, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
+TEST(GivenPanelName, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
 {
     const TemporaryFolder folder;
     fs::create_directories("dev/korvex");
@@ -62,7 +62,7 @@ TEST(PanelNameOf, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
     fs::create_symlink("dev/ttyUSB0", "panel");
     for (const auto& [path, name] : {std::pair{"dev/ttyUSB0", "left"}, {"panel", "left"}, {"dev/korvex/right", "right"},
              {"dev/ttyUSB1", ""}, {"dev/korvex/unplugged", "unplugged"}, {"dev/missing", ""}})
-        EXPECT_EQ(PanelNameOf(path, "dev"), name) << path;
+        EXPECT_EQ(GivenPanelNameOf(path, "dev"), name) << path;
 }
 
 } // namespace

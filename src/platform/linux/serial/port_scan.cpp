@@ -26,6 +26,7 @@ constexpr std::array<std::string_view, 3> FAMILIES{"ttyS", "ttyUSB", "ttyACM"};
 
 // The kernel's name of a tty, in its parts.
 struct TtyName {
+    std::string whole;
     std::string family;
     int number;
 };
@@ -43,7 +44,7 @@ std::optional<TtyName> ParseTtyName(const std::string& name)
     const size_t end = name.find_last_not_of("0123456789") + 1;
     if (end == 0 || end == name.size() || name.size() - end > 4 || name.substr(0, end) == "tty")
         return std::nullopt;
-    return TtyName{name.substr(0, end), std::stoi(name.substr(end))};
+    return TtyName{name, name.substr(0, end), std::stoi(name.substr(end))};
 }
 
 // A port of a UART that does not exist has the type 0 (PORT_UNKNOWN).
@@ -96,7 +97,7 @@ std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::
     for (const TtyName& tty : found) {
         const int number = tty.family == FAMILIES.front() ? tty.number + 1 : nextAdapter++;
         nextAdapter = std::max(nextAdapter, number + 1); // a machine may have more than 32 UARTs
-        const std::string path = devRoot + "/" + tty.family + std::to_string(tty.number);
+        const std::string path = devRoot + "/" + tty.whole;
         ports.push_back({"COM" + std::to_string(number), path, StablePath(path, devRoot)});
     }
     return ports;
@@ -117,7 +118,7 @@ bool IsKernelConsole(const std::string& path, const std::string& procRoot)
     return false;
 }
 
-std::string PanelNameOf(const std::string& path, const std::string& devRoot)
+std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot)
 {
     const fs::path folder = devRoot + "/korvex";
     const fs::path given = fs::path(path).lexically_normal();
@@ -132,7 +133,8 @@ bool IsPortIgnored(const std::string& path)
         return false;
     udev_device* device = udev_device_new_from_devnum(context, 'c', status.st_rdev);
     const char* value = device == nullptr ? nullptr : udev_device_get_property_value(device, "ID_KORVEX_IGNORE");
-    const bool ignored = value != nullptr && std::string_view(value) == "1";
+    const std::string_view text = value == nullptr ? "" : value;
+    const bool ignored = !text.empty() && text != "0";
     udev_device_unref(device);
     udev_unref(context);
     return ignored;

@@ -23,9 +23,10 @@ bool IsKernelConsole(const std::string& path, const std::string& procRoot);
 
 // The name that the administrator has given the panel on a tty: of the links to it below /dev/korvex the first in the alphabet; empty when
 // there is none. A link itself names its panel also while the tty is not there.
-std::string PanelNameOf(const std::string& path, const std::string& devRoot);
+std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot);
 
-// True when the administrator wants nobody to ask what is on a tty: udev's property ID_KORVEX_IGNORE of it is 1.
+// True when the administrator wants nobody to ask what is on a tty: it has udev's property ID_KORVEX_IGNORE, and
+// that is not 0.
 bool IsPortIgnored(const std::string& path);
 
 } // namespace korvex::platform

@@ -202,7 +202,7 @@ SerialPort* OpenSerialPort(const char* path)
     return port;
 }
 
-std::string PathOfPort(HANDLE handle)
+std::string OpenedPathOf(HANDLE handle)
 {
     const auto* port = ObjectAs<SerialPort>(handle);
     return port == nullptr ? "" : port->line->path;

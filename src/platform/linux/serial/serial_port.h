@@ -54,7 +54,7 @@ SerialPort* AdoptSerialDescriptor(int descriptor);
 SerialPort* OpenSerialPort(const char* path);
 
 // The path that the port behind a handle was opened by; empty for any other handle.
-std::string PathOfPort(HANDLE handle);
+std::string OpenedPathOf(HANDLE handle);
 
 // Whether the line is there; one that has gone is opened again by its path, and gets its settings back. False with the last error
 // ERROR_DEVICE_NOT_CONNECTED.
