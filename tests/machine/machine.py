@@ -245,9 +245,13 @@ class Machine:
              "-device", "virtserialport,chardev=agent,name=korvex",
              "-qmp", f"unix:{folder}/qmp,server=on,wait=off"],
             stdin=subprocess.DEVNULL, stdout=open(os.path.join(folder, "qemu.log"), "w"), stderr=subprocess.STDOUT)
-        self.monitor = Monitor(os.path.join(folder, "qmp"))
-        self.guest = Guest(os.path.join(folder, "agent"))
-        self.guest.wait_line("machine", "ready", limit=180)
+        try:
+            self.monitor = Monitor(os.path.join(folder, "qmp"))
+            self.guest = Guest(os.path.join(folder, "agent"))
+            self.guest.wait_line("machine", "ready", limit=180)
+        except Exception:
+            self.kill()  # nobody else knows of it yet
+            raise
 
     def case_image(self):
         """A small disk with what this run brings into the machine."""
