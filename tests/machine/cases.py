@@ -21,6 +21,7 @@ class Setting:
     def __init__(self, folder):
         self.folder = folder
         self.count = 0
+        self.controllers = []  # all that were ever there
         self.uart = self.controller()
         self.adapter = self.controller("--baud", "9600", "--model", "7700")
         self.data = os.path.join(folder, "data.img")
@@ -62,7 +63,8 @@ class Setting:
         return f"{stem}-{self.count}"
 
     def controller(self, *options):
-        return Controller(self.folder, self.name("controller"), *options)
+        self.controllers.append(Controller(self.folder, self.name("controller"), *options))
+        return self.controllers[-1]
 
     def korvex(self, stem, arguments):
         """Starts the command with a calibration that takes the whole raw range; the process's name."""
@@ -85,8 +87,9 @@ class Setting:
     def end(self):
         if self.machine:
             self.machine.end()
-        self.uart.end()
-        self.adapter.end()
+        for controller in self.controllers:
+            if controller.process.poll() is None:  # a case that failed has left it
+                controller.end()
 
     def replace_uart(self, *options):
         """Puts another controller behind the 16550A."""
