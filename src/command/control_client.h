@@ -39,9 +39,9 @@ struct RemotePanel {
     int process;                  // of the runtime
 };
 
-// The runtime that drives the controller on a port, connected; none when none that can be asked does. The panel's name, where it has one,
-// tells it also while the port is gone.
-std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& panel);
+// The runtime that drives the controller on a port, connected; none when none that can be asked does. The panel's name, empty where it
+// has none, tells it also while the port is gone.
+std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& name);
 
 // Asks for the panel's state anew: false, with the connection closed, when the runtime does not drive it any more.
 bool RefreshState(RemotePanel* panel);

@@ -3,10 +3,10 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "input/session.h"
@@ -67,7 +67,7 @@ struct SessionKey {
     std::string path;
     std::chrono::system_clock::time_point since;
 
-    auto operator<=>(const SessionKey&) const = default;
+    bool operator<(const SessionKey& other) const { return std::tie(path, since) < std::tie(other.path, other.since); }
 };
 
 SessionKey KeyOf(const RunningSession* session);

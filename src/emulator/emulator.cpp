@@ -60,7 +60,7 @@ struct Emulator {
     ReportFault reportFault;
     Distortion distortion;
     Noise noise;
-    std::mt19937 random;
+    std::mt19937 random; // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is the same each time
     PanelPoint finger{0, 0};
 };
 
