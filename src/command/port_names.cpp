@@ -1,5 +1,7 @@
 #include "command/port_names.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -47,8 +49,12 @@ std::string PathOfPort(const Options* options, const std::string& port)
 
 bool IsSamePort(const std::string& path, const std::string& other)
 {
-    std::error_code error;
-    return path == other || fs::equivalent(path, other, error);
+    // std::filesystem::equivalent of libstdc++ compares no devices.
+    struct stat first { };
+    struct stat second { };
+    return path == other
+        || (stat(path.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 && first.st_dev == second.st_dev
+            && first.st_ino == second.st_ino);
 }
 
 std::string PanelNameOf(const std::string& path)

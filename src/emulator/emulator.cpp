@@ -43,7 +43,7 @@ const Bytes NOISE{0x00, 0xAA, 0x13};
 
 } // namespace
 
-struct Emulator {
+struct Emulator { // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is the same each time
     EmulatorOptions options;
     std::function<void(const ReceivedCommand&)> onCommand;
     std::string path;
@@ -60,7 +60,7 @@ struct Emulator {
     ReportFault reportFault;
     Distortion distortion;
     Noise noise;
-    std::mt19937 random; // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is the same each time
+    std::mt19937 random;
     PanelPoint finger{0, 0};
 };
 
