@@ -595,6 +595,12 @@ def named_boot(setting):
     level = expect_permissions(guest, "left", ADAPTER)
     said = guest.run(f"udevadm test $(udevadm info -q path {UART}) 2>&1 | grep 72-korvex.rules:")
     expect("LINK 'korvex/door'" in said and not re.search("rules:[0-9]+ ([A-Z][a-z]|.*(fail|ignor))", said), f"udev says of the rules: {said}")
+    told = {panel["panel"]: (panel["state"], panel["model"], panel["tty"]) for panel in json.loads(guest.run("korvex status --json"))}
+    expect(told == {"door": ("there", "5200", UART), "left": ("there", "7700", ADAPTER)}, f"status tells of {told}")
+    stranger = guest.run("setpriv --reuid 65534 --regid 65534 --clear-groups korvex status 2>&1", code=4)
+    expect("Permission denied" in stranger, f"somebody who is not of the group is told {stranger}")
+    watched = guest.run("korvex monitor --json --seconds 0.5 left 2>&1")
+    expect("driven by process" in watched and '"gone":false' in watched, f"monitor shows {watched}")
     return f"two panels, at an exposure of {level}"
 
 
@@ -611,6 +617,34 @@ def unplug_beside(setting, name):
     setting.machine.monitor.remove(name)
     wait_removed(setting.guest, since)
     setting.machine.monitor.execute("chardev-remove", id=name)
+
+
+def check_who_is_asked(setting, stranger):
+    """A nameless adapter, ttyUSB2, is asked by who asks all ports, and never once the administrator has said so."""
+    guest = setting.guest
+    state = setting.name("/tmp/state")
+
+    def said(arguments):
+        return guest.run(f"cd /run/panel; timeout 20 korvex {arguments} --state {state} 2>&1; true")
+    guest.run("mkdir -p /run/panel")
+    found = said("check --seconds 0")
+    expect("is not asked, since no panel is known there" in found, f"check says {found}")
+    expect(found.count("driven by process") == 3, f"check does not see the panels that are driven: {found}")
+    ignore = "/etc/udev/rules.d/71-ignore.rules"
+    trigger = "udevadm control --reload; udevadm trigger --settle /dev/ttyUSB2"
+    guest.run(f"""echo 'SUBSYSTEM=="tty", KERNEL=="ttyUSB2", ENV{{ID_KORVEX_IGNORE}}="1"' >{ignore}; {trigger}""")
+    refused = said("check --probe --seconds 0")
+    expect("is not asked: udev has ID_KORVEX_IGNORE for it" in refused, f"check says {refused}")
+    name = setting.korvex("enum", f"enum --only ttyUSB2 --windows none --pointer none --state {state}")
+    guest.wait_line(name, "'--only': .* is not asked: udev has ID_KORVEX_IGNORE for it")
+    guest.wait_line(name, "nothing is driven", limit=LONG)
+    guest.stop(name)
+    expect("none" in [port["askedBy"] for port in json.loads(said("ports --json"))], "ports does not show which port is not asked")
+    expect(stranger.received() == b"", f"a port that is to be ignored got {stranger.received()}")
+    guest.run(f"rm {ignore}; {trigger}")
+    said("check --probe --seconds 0")
+    expect(stranger.received() != b"", "nothing was sent to a port that was to be asked")
+    stranger.clear()
 
 
 def named_arrival(setting):
@@ -631,6 +665,7 @@ def named_arrival(setting):
     guest.wait_line(modems, r"tty/ttyUSB1.* filtered: device is blocklisted", limit=LONG)
     guest.wait_line(modems, r"tty/ttyUSB2.* filtered: forbidden", limit=LONG)
     expect(stranger.received() == b"", f"the nameless adapter got {stranger.received()}")
+    check_who_is_asked(setting, stranger)
 
     unplug_beside(setting, "right")
     silent = Recorder()

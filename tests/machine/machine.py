@@ -79,6 +79,10 @@ class Recorder:
         except BlockingIOError:
             return self.bytes
 
+    def clear(self):
+        self.received()
+        self.bytes = b""
+
     def end(self):
         os.close(self.line)
         os.close(self.terminal)
