@@ -22,7 +22,8 @@ constexpr const char* CLOSING_TEXT = R"('korvex COMMAND --help' lists the option
 The calibration is read from "Korvex.ini" in the current directory.
 
 Exit codes: 0 done, or ended by its window or a signal, 1 other failure, 2 wrong option or argument, 3 no
-such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, 6 another one runs.)";
+such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, 6 another one runs,
+7 the calibration was left as it was.)";
 
 std::string HelpOf(const char* text)
 {
@@ -54,7 +55,8 @@ void AddCommand(CLI::App* program, const CommandDeclaration* command)
     app->get_formatter()->label("Positionals", "Arguments");
     app->set_help_flag("-h,--help", "show this");
     for (const ArgumentDeclaration& argument : command->arguments) {
-        CLI::Option* option = app->add_option(argument.name)->description(HelpOf(argument.help))->option_text(" ")->required();
+        CLI::Option* option = app->add_option(argument.name)->description(HelpOf(argument.help))->option_text(" ");
+        option->required(!argument.optional);
         if (argument.many)
             option->expected(CLI::detail::expected_max_vector_size);
     }

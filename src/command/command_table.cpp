@@ -84,6 +84,12 @@ bool TakeText(const std::string& value, Options* options)
     return !value.empty();
 }
 
+bool TakePoints(const std::string& value, Options* options)
+{
+    options->points = value == "4" ? 4 : 9;
+    return true;
+}
+
 bool TakeSpeed(const std::string& value, Options* options)
 {
     options->fullSpeed = value == "full";
@@ -125,6 +131,10 @@ const std::vector<OptionDeclaration>& AllOptions()
             "a path", Completion::FILES},
         {"--json", nullptr, "print JSON", &Options::json, nullptr, nullptr},
         {"--seconds", "N", "end by itself after so long", nullptr, TakeSeconds, "a number from 0 to 86400"},
+        {"--points", "9|4",
+            "how many crosses are touched: 9 (default) put panels right that are uneven too, 4 are enough for one that is only askew,"
+            " turned or off the middle",
+            nullptr, TakePoints, nullptr, Completion::NOTHING, {"9", "4"}},
         {"--speed", "recorded|full", "with the pauses of the recording (default), or as fast as the line takes it", nullptr, TakeSpeed,
             nullptr, Completion::NOTHING, {"recorded", "full"}},
         {"--instance", "ID", "the device, USB\\KVX5200\\1; one that is not there is plugged in", nullptr, TakeInstance,
@@ -149,9 +159,24 @@ const std::vector<CommandDeclaration>& AllCommands()
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunEnumerate,
             .endsCleanly = true},
+        {.name = "calibrate",
+            .help = "calibrate a panel: the crosses that are shown over the whole screen are touched, the result is tried, and saved in"
+                    " Korvex.ini or left. Of a panel that enum or drive drives now through them, else on its port; without PANEL: whichever"
+                    " of all panels is touched",
+            .arguments = {{"PANEL", "the panel's name, or its port: COM1, ttyS0, or a path", Completion::FILES, {}, false, true}},
+            .options = {{"--points"}, {"--monitor", "show the crosses on the monitor of that output, HDMI-1, not on the primary one"},
+                {"--windows",
+                    "show the crosses on the X display (default where DISPLAY is set), or say where each is on standard error;"
+                    " when all are taken and fit each other, that saves by itself"},
+                {"--json", "print one JSON object a line: each cross that waits and what comes of it, and the result"}, {"--port"},
+                {"--only"}, {"--state"}, quietTrace},
+            .machine = {SetUpQuietTrace, SetUpPointer, SetUpWindows},
+            .run = RunCalibrate,
+            .pointer = "none", // the touches are the calibration's
+            .endsCleanly = true},
         {.name = "paneltest",
-            .help = "calibrate the panel that is touched, by nine targets over the whole screen of 5 seconds each, then rate it; Escape"
-                    " ends it. The calibration is stored in Korvex.ini",
+            .help = "test the panel that is touched, by nine targets over the whole screen of 5 seconds each, store what they give as its"
+                    " calibration in Korvex.ini, and rate it; Escape ends it",
             .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunPanelTest,

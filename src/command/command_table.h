@@ -37,6 +37,7 @@ struct ArgumentDeclaration {
     Completion completion = Completion::NOTHING;
     std::vector<const char*> choices = {}; // the only valid ones; none: any
     bool many = false;                     // one or more of them
+    bool optional = false;
 };
 
 using SetUpPart = int (*)(const Options*);

@@ -164,6 +164,23 @@ std::optional<RemotePanel> FindRuntime(const std::string& path, const std::strin
     return std::nullopt;
 }
 
+std::vector<RemotePanel> FindAllPanels()
+{
+    std::vector<RemotePanel> all;
+    for (const std::string& socket : ControlSockets()) {
+        ControlClient client;
+        std::string fault;
+        const std::optional<RuntimeStatus> status = Connect(&client, socket, &fault) ? AskStatus(&client) : std::nullopt;
+        Disconnect(&client);
+        for (size_t i = 0; status && i < status->panels.size(); ++i) {
+            RemotePanel panel{{}, status->panels[i], status->process};
+            if (Connect(&panel.runtime, socket, &fault))
+                all.push_back(std::move(panel));
+        }
+    }
+    return all;
+}
+
 bool RefreshState(RemotePanel* panel)
 {
     const std::optional<RuntimeStatus> status = AskStatus(&panel->runtime);

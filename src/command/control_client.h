@@ -43,6 +43,9 @@ struct RemotePanel {
 // has none, tells it also while the port is gone.
 std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& name);
 
+// All panels that runtimes drive which can be asked, each with a connection of its own.
+std::vector<RemotePanel> FindAllPanels();
+
 // Asks for the panel's state anew: false, with the connection closed, when the runtime does not drive it any more.
 bool RefreshState(RemotePanel* panel);
 

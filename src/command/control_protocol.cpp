@@ -209,7 +209,7 @@ Json DoSilence(const Json& /*request*/, const RunningSession* /*session*/, Conve
 
 Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
 {
-    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)}};
+    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)}, {"file", SettingsFilePath()}};
 }
 
 bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)

@@ -6,28 +6,24 @@
 #include "command/end_request.h"
 #include "command/exit_codes.h"
 #include "command/journal.h"
+#include "command/known_controllers.h"
 #include "command/machine_setup.h"
 #include "command/options.h"
 #include "command/port_failure.h"
 #include "command/port_names.h"
-#include "command/port_state.h"
 #include "command/running_sessions.h"
 #include "command/stored_calibration.h"
 #include "command/subcommands.h"
 #include "command/wrapped_text.h"
-#include "discovery/device_nodes.h"
-#include "discovery/enumerator_binding.h"
 #include "host/host.h"
 #include "host/panel_test.h"
 #include "input/session.h"
 #include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
-#include "support/bounded_text.h"
 
 namespace korvex::command {
 
@@ -111,20 +107,6 @@ void TellThatNothingIsSaved(const Options* options, const std::string& fault)
     fprintf(stderr, "%s: %s\n", options->command.c_str(), text.c_str());
     if (options->windows != "none")
         MessageBoxW(nullptr, platform::FromUtf8(Wrapped(text, BOX_COLUMNS)).c_str(), u"Touch Panel Utility", MB_OK);
-}
-
-// The test takes what is known of a port as it is, so a controller that was exchanged for another model, or set to another rate, is found
-// out first: the filter asks the line, as the refresh of a detection does.
-void AskKnownControllers()
-{
-    for (const PortState& port : AllPorts()) {
-        if (port.model == 0 || IsEndRequested())
-            continue;
-        PortName name{};
-        CopyBounded(name.data(), name.size(), platform::FromUtf8(port.name).c_str());
-        WriteEnumeratorParameters(nullptr, &name, 0);
-        platform::StartFilter(port.node);
-    }
 }
 
 } // namespace

@@ -60,7 +60,8 @@ std::string ArgumentNames(const CommandDeclaration* command)
 {
     std::string names;
     for (const ArgumentDeclaration& argument : command->arguments)
-        names.append(names.empty() ? "" : " ").append(argument.name).append(argument.many ? "..." : "");
+        names.append(names.empty() ? "" : " ")
+            .append(argument.optional ? std::string("[") + argument.name + "]" : argument.name + std::string(argument.many ? "..." : ""));
     return names;
 }
 

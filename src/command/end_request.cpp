@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <ctime>
 #include <system_error>
@@ -24,6 +25,7 @@ struct EndWatch {
 };
 
 EndWatch watch;
+std::atomic<int> overdueExitCode{EXIT_DONE};
 
 sigset_t EndSignals()
 {
@@ -51,7 +53,7 @@ void TakeSignals()
     TellWindows();
     timespec left = END_LIMIT;
     while (nanosleep(&left, &left) != 0) { }
-    _exit(EXIT_DONE);
+    _exit(overdueExitCode);
 }
 
 } // namespace
@@ -79,6 +81,11 @@ bool WatchForEnd()
         return false;
     }
     return true;
+}
+
+void SetOverdueExitCode(int exitCode)
+{
+    overdueExitCode = exitCode;
 }
 
 void RequestEnd()

@@ -18,6 +18,9 @@ void AllowEndSignals();
 // first one, whatever holds it, is ended then with EXIT_DONE. False when the system refuses what that needs; once per process.
 bool WatchForEnd();
 
+// What such a process is ended with instead of EXIT_DONE.
+void SetOverdueExitCode(int exitCode);
+
 // Requests the end without a signal: EndEvent is set, the windows are not told, and there is no limit. Any thread.
 void RequestEnd();
 

@@ -10,5 +10,6 @@ inline constexpr int EXIT_NO_PORT = 3;         // the port cannot be opened
 inline constexpr int EXIT_NO_CONTROLLER = 4;   // nothing that can be driven answers on the port
 inline constexpr int EXIT_NO_DISPLAY = 5;      // the display cannot be used
 inline constexpr int EXIT_ALREADY_RUNNING = 6; // another one is running in this session
+inline constexpr int EXIT_LEFT = 7;            // a calibration was left without saving
 
 } // namespace korvex::command

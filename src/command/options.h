@@ -28,6 +28,7 @@ struct Options {
     std::string windows;                   // --windows: "x11" or "none"
     std::string traceFile;                 // --trace; empty: not given
     std::optional<double> seconds;         // --seconds
+    unsigned points = 9;                   // --points
     bool fullSpeed = false;                // --speed full
     std::string instance;                  // --instance
     unsigned osMajor = 0;                  // --os; 0: not given

@@ -12,6 +12,9 @@ namespace korvex::command {
 int RunEnumerate(const Options* options);
 int RunPanelTest(const Options* options);
 
+// calibrate.cpp: the calibration of a panel, until it is saved or left.
+int RunCalibrate(const Options* options);
+
 // drive.cpp: one controller on one port, until an end is requested.
 int RunDrive(const Options* options);
 

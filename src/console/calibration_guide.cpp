@@ -193,7 +193,7 @@ GuideChange MeasureOn(CalibrationGuide* guide, Point raw)
 
 } // namespace
 
-void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits, uint32_t nowMs)
+void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits)
 {
     *guide = {};
     guide->resolutionBits = resolutionBits;
@@ -203,13 +203,10 @@ void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resoluti
     guide->calib.mapMode = 1;
     guide->calib.orientation = 1;
     guide->calib.pointCount = targetCount == 4 ? 4 : MAX_TARGETS;
-    guide->lastTouchMs = nowMs;
 }
 
 GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs)
 {
-    if (touching)
-        guide->lastTouchMs = nowMs;
     switch (guide->step) {
     case GuideStep::WAITING:
         if (!touching)
@@ -239,11 +236,6 @@ void ForgetGuideTouch(CalibrationGuide* guide)
     if (guide->step == GuideStep::SAMPLING || guide->step == GuideStep::TAKEN || guide->step == GuideStep::LIFTING)
         guide->step = GuideStep::WAITING;
     guide->progress = 0;
-}
-
-bool IsGuideAbandoned(const CalibrationGuide* guide, uint32_t nowMs)
-{
-    return nowMs - guide->lastTouchMs >= GUIDE_PATIENCE_MS;
 }
 
 Point GuideTargetPlace(const CalibrationGuide* guide, uint32_t target)

@@ -11,7 +11,6 @@
 namespace korvex {
 
 inline constexpr uint32_t MAX_TARGETS = 9;
-inline constexpr uint32_t GUIDE_PATIENCE_MS = 60000; // without a touch, after which nobody is there any more
 
 enum class GuideStep : uint8_t {
     WAITING,  // the target waits for a finger
@@ -60,23 +59,19 @@ struct CalibrationGuide {
     uint32_t progress; // of the ring, percent
     bool resting;      // it has not slid
 
-    uint32_t lastTouchMs; // or the start
-    Point refused;        // where the last touch was that was ELSEWHERE
-    bool wasRefused;      // for that, and no target has been taken since
-    uint32_t retaken;     // bit by bit the targets that were asked for again as UNEVEN
+    Point refused;    // where the last touch was that was ELSEWHERE
+    bool wasRefused;  // for that, and no target has been taken since
+    uint32_t retaken; // bit by bit the targets that were asked for again as UNEVEN
 };
 
 // Begins with the first of 4 or 9 targets (any other number means 9), in target order, for a controller of that resolution.
-void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits, uint32_t nowMs);
+void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits);
 
 // Takes a report of the controller, or the end of a touch that was sent in its place. Times are those of a millisecond clock that may wrap.
 GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs);
 
 // Forgets the touch that is going on: its controller is gone.
 void ForgetGuideTouch(CalibrationGuide* guide);
-
-// True when nobody has touched the panel for GUIDE_PATIENCE_MS.
-bool IsGuideAbandoned(const CalibrationGuide* guide, uint32_t nowMs);
 
 // The place of a target on the screen, in output units (0 to 65535), as the mapping takes it.
 Point GuideTargetPlace(const CalibrationGuide* guide, uint32_t target);

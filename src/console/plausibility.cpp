@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "calibration/orientation.h"
+
 namespace korvex {
 
 namespace {
@@ -130,13 +132,17 @@ Place SpanOf(const CalibrationData* calib)
     return {static_cast<double>(maximum.x) - minimum.x, static_cast<double>(maximum.y) - minimum.y};
 }
 
-// How far a target lies from a map, in percent of what the points span.
-double DistanceFrom(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
+// How far a target lies from a map, in percent of what the points span on each axis of the panel.
+Place OffsetFrom(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
 {
     const Place fitted = At(map, PlaceOf(side, target));
-    return 100
-        * std::sqrt(
-            std::pow((calib->advPoints[target].x - fitted.x) / span.x, 2) + std::pow((calib->advPoints[target].y - fitted.y) / span.y, 2));
+    return {100 * (calib->advPoints[target].x - fitted.x) / span.x, 100 * (calib->advPoints[target].y - fitted.y) / span.y};
+}
+
+double DistanceFrom(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
+{
+    const Place offset = OffsetFrom(map, calib, side, target, span);
+    return std::hypot(offset.x, offset.y);
 }
 
 // The root of the mean square of all distances but one.
@@ -221,8 +227,11 @@ void JudgeEvenness(const CalibrationData* calib, uint32_t side, PointsJudgement*
     SmoothMap all{side == 2 ? 3U : MAX_TERMS, {}, {}};
     if (!Fit(calib, side, calib->pointCount, NO_TARGET, &all))
         return;
-    for (uint32_t target = 0; target < calib->pointCount; ++target)
-        judgement->residuals[target] = DistanceFrom(&all, calib, side, target, span);
+    const bool swapped = SwapsAxes(calib->orientation);
+    for (uint32_t target = 0; target < calib->pointCount; ++target) {
+        const Place offset = OffsetFrom(&all, calib, side, target, span);
+        judgement->residuals[target] = {std::fabs(swapped ? offset.y : offset.x), std::fabs(swapped ? offset.x : offset.y)};
+    }
     const double mean = MeanDistance(&all, calib, side, NO_TARGET, span);
     uint32_t culprit = NO_TARGET;
     double meanWithout = mean / OUTLIER_FACTOR;

@@ -20,12 +20,18 @@ enum class PointsFault : uint8_t {
 
 inline constexpr uint32_t NO_TARGET = UINT32_MAX;
 
+// A distance on the screen, in percent of what the targets span there on each axis.
+struct Residual {
+    double x;
+    double y;
+};
+
 struct PointsJudgement {
     PointsFault fault;
     uint32_t target; // from 0, in target order; NO_TARGET where none can be named
     uint32_t other;  // the second one of SAME_PLACE and ORDER
-    // How far each target lies from the smooth map that fits all of them best, in percent of what the points span; 0 where there is none.
-    std::array<double, MAX_CALIBRATION_POINTS> residuals;
+    // How far each target lies from the smooth map that fits all of them best; 0 where there is none.
+    std::array<Residual, MAX_CALIBRATION_POINTS> residuals;
 };
 
 // Judges the pointCount advPoints (4, 9, 16 or 25; any other number of points has no fault) and their refPoints, which must be derived

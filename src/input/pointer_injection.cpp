@@ -9,6 +9,8 @@ namespace korvex {
 
 namespace {
 
+InputReceiver inputReceiver = nullptr;
+
 void Send(TouchController* controller, Point point, DWORD flags)
 {
     INPUT input{};
@@ -16,11 +18,16 @@ void Send(TouchController* controller, Point point, DWORD flags)
     input.mi.dx = point.x;
     input.mi.dy = point.y;
     input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | flags;
-    if (SendInput(1, &input, sizeof(input)) == 1)
+    if (inputReceiver != nullptr ? inputReceiver(&input) : SendInput(1, &input, sizeof(input)) == 1)
         Count(&controller->counters.inputs);
 }
 
 } // namespace
+
+void SetInputReceiver(InputReceiver receiver)
+{
+    inputReceiver = receiver;
+}
 
 bool InjectReport(TouchController* controller, const uint8_t* report)
 {

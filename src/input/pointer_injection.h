@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "link/touch_controller.h"
+#include "platform/win32.h"
 
 namespace korvex {
 
@@ -11,6 +12,11 @@ namespace korvex {
 // press and move when a touch begins, move while it lasts, release without a move when it ends. True when an input was sent. What a point
 // kernel extrapolates beyond 0 to 65535 is sent as it is. On the session's reader thread.
 bool InjectReport(TouchController* controller, const uint8_t* report);
+
+// Sets who gets every input in the system's place, on the sessions' reader threads; null: the system gets it. The result is whether it was
+// sent. Before the first session starts.
+using InputReceiver = bool (*)(const INPUT* input);
+void SetInputReceiver(InputReceiver receiver);
 
 // Sends the release of a touch that has no end: the session or its port ends while the panel is touched. Once, at the last point: then
 // true. On the session's reader thread.

@@ -23,8 +23,8 @@ const platform::WindowBackend* Backend()
         platform::WindowBackend recording = *platform::HeadlessBackend();
         recording.changeText = [](const platform::WindowView* view) { current->texts.push_back(platform::ToUtf8(view->text)); };
         recording.destroy = [](HWND /*window*/) { current->onDestroy(); };
-        recording.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill) { Record('R', bounds, fill); };
-        recording.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill) { Record('E', bounds, fill); };
+        recording.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) { Record('R', bounds, fill); };
+        recording.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) { Record('E', bounds, fill); };
         return recording;
     }();
     return &backend;

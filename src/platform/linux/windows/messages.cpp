@@ -252,3 +252,9 @@ BOOL KillTimer(HWND window, UINT_PTR identifier)
     const std::lock_guard guard(Windows()->mutex);
     return found->timers.erase(identifier) != 0 ? TRUE : FALSE;
 }
+
+BOOL MessageBeep(UINT /*type*/)
+{
+    Backend()->beep();
+    return TRUE;
+}

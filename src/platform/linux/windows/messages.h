@@ -24,6 +24,9 @@ BOOL PeekMessageW(MSG* message, HWND window, UINT first, UINT last, UINT remove)
 UINT_PTR SetTimer(HWND window, UINT_PTR identifier, UINT milliseconds, void* procedure);
 BOOL KillTimer(HWND window, UINT_PTR identifier);
 
+// The display's bell; `type` is MB_OK.
+BOOL MessageBeep(UINT type);
+
 namespace korvex::platform {
 
 // Closes every top-level window of the calling thread, as its close button does: posts WM_CLOSE.

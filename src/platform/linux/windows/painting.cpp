@@ -1,38 +1,67 @@
 #include "platform/linux/windows/painting.h"
 
-#include <array>
+#include <cmath>
+#include <numbers>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "platform/linux/core/last_error.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/linux/windows/window_records.h"
 
-struct HBRUSH__ {
-    COLORREF color;
+namespace {
+
+enum class Kind { BRUSH, PEN, FONT };
+
+// What can be selected into a device context.
+struct PaintObject {
+    Kind kind;
     bool isStock;
+    COLORREF color;                  // of a brush
+    bool draws;                      // a pen does
+    korvex::platform::FontView font; // of a font
 };
+
+} // namespace
+
+struct HBRUSH__ : PaintObject { };
+struct HFONT__ : PaintObject { };
+
+namespace {
+
+constexpr COLORREF WHITE = 0xFFFFFF;
+constexpr COLORREF GRAY = 0x808080;
+constexpr int SYSTEM_FONT_HEIGHT = 14;
+
+HBRUSH__ whiteBrush{{Kind::BRUSH, true, WHITE, false, {}}};
+HBRUSH__ grayBrush{{Kind::BRUSH, true, GRAY, false, {}}};
+HBRUSH__ contextBrush{{Kind::BRUSH, true, WHITE, false, {}}}; // its colour is the device context's
+PaintObject blackPen{Kind::PEN, true, 0, true, {}};
+PaintObject nullPen{Kind::PEN, true, 0, false, {}};
+PaintObject systemFont{Kind::FONT, true, 0, false, {SYSTEM_FONT_HEIGHT, false}};
+
+} // namespace
 
 struct HDC__ {
     HWND window;
-    HBRUSH brush;
-    COLORREF dcBrushColor;
+    PaintObject* brush = &whiteBrush;
+    PaintObject* pen = &blackPen;
+    PaintObject* font = &systemFont;
+    COLORREF dcBrushColor = WHITE;
+    COLORREF textColor = 0;
 };
 
 namespace {
 
 using korvex::platform::Backend;
 using korvex::platform::FindWindow;
+using korvex::platform::FontView;
 using korvex::platform::Windows;
 
-constexpr COLORREF WHITE = 0xFFFFFF;
-constexpr COLORREF GRAY = 0x808080;
-
-HBRUSH__ whiteBrush{WHITE, true};
-HBRUSH__ grayBrush{GRAY, true};
-HBRUSH__ contextBrush{WHITE, true}; // its colour is the device context's
-
-COLORREF FillColor(HDC context)
+COLORREF FillColor(HDC context, const PaintObject* brush)
 {
-    return context->brush == &contextBrush ? context->dcBrushColor : context->brush->color;
+    return brush == &contextBrush ? context->dcBrushColor : brush->color;
 }
 
 // Marks the window as one to be painted, or as painted; the result says whether it was to be erased.
@@ -49,6 +78,35 @@ bool IsToBePainted(const korvex::platform::Window* window)
 {
     const std::lock_guard guard(Windows()->mutex);
     return window->toPaint;
+}
+
+// Degrees counterclockwise from the right, 0 to below 360, of a ray from the middle of a figure.
+double AngleOf(RECT bounds, int x, int y)
+{
+    const double angle
+        = std::atan2((bounds.top + bounds.bottom) / 2.0 - y, x - (bounds.left + bounds.right) / 2.0) * 180 / std::numbers::pi;
+    return angle < 0 ? angle + 360 : angle;
+}
+
+// The lines of a text in a width; a word that is wider has one of its own.
+std::vector<std::u16string> LinesOf(std::u16string_view text, FontView font, int width, bool breaksWords)
+{
+    std::vector<std::u16string> lines(1);
+    while (!text.empty()) {
+        const size_t end = text.find_first_of(u" \n");
+        const std::u16string word(text.substr(0, end));
+        const std::u16string longer = lines.back().empty() ? word : lines.back() + u" " + word;
+        if (breaksWords && !lines.back().empty() && Backend()->textWidth(font, longer) > width)
+            lines.push_back(word);
+        else
+            lines.back() = longer;
+        if (end == std::u16string_view::npos)
+            break;
+        if (text[end] == u'\n')
+            lines.emplace_back();
+        text.remove_prefix(end + 1);
+    }
+    return lines;
 }
 
 } // namespace
@@ -96,7 +154,7 @@ BOOL EndPaint(HWND window, const PAINTSTRUCT* paint)
 
 HDC GetDC(HWND window)
 {
-    return FindWindow(window) == nullptr ? nullptr : new HDC__{window, &whiteBrush, WHITE};
+    return FindWindow(window) == nullptr ? nullptr : new HDC__{window};
 }
 
 int ReleaseDC(HWND /*window*/, HDC context)
@@ -107,28 +165,50 @@ int ReleaseDC(HWND /*window*/, HDC context)
 
 HBRUSH CreateSolidBrush(COLORREF color)
 {
-    return new HBRUSH__{color, false};
+    return new HBRUSH__{{Kind::BRUSH, false, color, false, {}}};
+}
+
+HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientation*/, int weight, DWORD /*italic*/, DWORD /*underline*/,
+    DWORD /*strikeOut*/, DWORD /*characterSet*/, DWORD /*outPrecision*/, DWORD /*clipPrecision*/, DWORD /*quality*/,
+    DWORD /*pitchAndFamily*/, LPCWSTR /*name*/)
+{
+    return new HFONT__{{Kind::FONT, false, 0, false, {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}}};
 }
 
 HGDIOBJ GetStockObject(int object)
 {
-    if (object == DC_BRUSH)
-        return &contextBrush;
-    return object == GRAY_BRUSH ? &grayBrush : &whiteBrush;
+    switch (object) {
+    case DC_BRUSH:
+        return static_cast<PaintObject*>(&contextBrush);
+    case GRAY_BRUSH:
+        return static_cast<PaintObject*>(&grayBrush);
+    case BLACK_PEN:
+        return &blackPen;
+    case NULL_PEN:
+        return &nullPen;
+    default:
+        return static_cast<PaintObject*>(&whiteBrush);
+    }
 }
 
 BOOL DeleteObject(HGDIOBJ object)
 {
-    auto* brush = static_cast<HBRUSH>(object);
-    if (brush != nullptr && !brush->isStock)
-        delete brush;
+    auto* known = static_cast<PaintObject*>(object);
+    if (known == nullptr || known->isStock)
+        return TRUE;
+    if (known->kind == Kind::FONT)
+        delete static_cast<HFONT__*>(known);
+    else
+        delete static_cast<HBRUSH__*>(known);
     return TRUE;
 }
 
-HGDIOBJ SelectObject(HDC context, HGDIOBJ brush)
+HGDIOBJ SelectObject(HDC context, HGDIOBJ object)
 {
-    HGDIOBJ before = context->brush;
-    context->brush = static_cast<HBRUSH>(brush);
+    auto* selected = static_cast<PaintObject*>(object);
+    PaintObject** place = selected->kind == Kind::FONT ? &context->font : selected->kind == Kind::PEN ? &context->pen : &context->brush;
+    PaintObject* before = *place;
+    *place = selected;
     return before;
 }
 
@@ -139,14 +219,62 @@ COLORREF SetDCBrushColor(HDC context, COLORREF color)
     return before;
 }
 
+COLORREF SetTextColor(HDC context, COLORREF color)
+{
+    const COLORREF before = context->textColor;
+    context->textColor = color;
+    return before;
+}
+
+int SetBkMode(HDC /*context*/, int /*mode*/)
+{
+    return TRANSPARENT;
+}
+
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom)
 {
-    Backend()->rectangle(context->window, {left, top, right, bottom}, FillColor(context));
+    Backend()->rectangle(context->window, {left, top, right, bottom}, FillColor(context, context->brush), context->pen->draws);
     return TRUE;
 }
 
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom)
 {
-    Backend()->ellipse(context->window, {left, top, right, bottom}, FillColor(context));
+    Backend()->ellipse(context->window, {left, top, right, bottom}, FillColor(context, context->brush), context->pen->draws);
     return TRUE;
+}
+
+BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2)
+{
+    const RECT bounds{left, top, right, bottom};
+    const double start = AngleOf(bounds, x1, y1);
+    const double extent = AngleOf(bounds, x2, y2) - start;
+    Backend()->pie(
+        context->window, bounds, start, extent <= 0 ? extent + 360 : extent, FillColor(context, context->brush), context->pen->draws);
+    return TRUE;
+}
+
+int FillRect(HDC context, const RECT* area, HBRUSH brush)
+{
+    Backend()->rectangle(context->window, *area, FillColor(context, brush), false);
+    return 1;
+}
+
+int DrawTextW(HDC context, LPCWSTR text, int /*count*/, RECT* area, UINT format)
+{
+    const FontView font = context->font->font;
+    const int lineHeight = Backend()->lineHeight(font);
+    const int width = area->right - area->left;
+    const std::vector<std::u16string> lines = LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
+    const int height = lineHeight * static_cast<int>(lines.size());
+    if ((format & DT_CALCRECT) != 0) {
+        area->bottom = area->top + height;
+        return height;
+    }
+    int y = (format & DT_VCENTER) != 0 ? (area->top + area->bottom - height) / 2 : area->top;
+    for (const std::u16string& line : lines) {
+        const int x = (format & DT_CENTER) != 0 ? area->left + (width - Backend()->textWidth(font, line)) / 2 : area->left;
+        Backend()->text(context->window, x, y, font, context->textColor, line);
+        y += lineHeight;
+    }
+    return height;
 }

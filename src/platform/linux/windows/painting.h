@@ -1,5 +1,5 @@
-// Painting in windows, and the brushes for it. A device context draws with a black pen, one pixel wide, and fills with the brush that is
-// selected into it, at first white. On the windows' thread.
+// Painting in windows, and what is painted with. A device context outlines with a black pen, one pixel wide, or with none, fills with the
+// brush that is selected into it, at first white, and writes in the font that is, at first the system's. On the windows' thread.
 #pragma once
 
 #include "platform/linux/windows/window_types.h"
@@ -17,14 +17,29 @@ HDC GetDC(HWND window);
 int ReleaseDC(HWND window, HDC context);
 
 HBRUSH CreateSolidBrush(COLORREF color);
-HGDIOBJ GetStockObject(int object);               // WHITE_BRUSH, GRAY_BRUSH and DC_BRUSH; never deleted
-BOOL DeleteObject(HGDIOBJ object);                // a brush
-HGDIOBJ SelectObject(HDC context, HGDIOBJ brush); // the one that was selected before
+// A font whose letters are -`height` pixels high (the em square); it is DejaVu Sans, or what the system has in its place, whatever the
+// name.
+HFONT CreateFontW(int height, int width, int escapement, int orientation, int weight, DWORD italic, DWORD underline, DWORD strikeOut,
+    DWORD characterSet, DWORD outPrecision, DWORD clipPrecision, DWORD quality, DWORD pitchAndFamily, LPCWSTR name);
+HGDIOBJ GetStockObject(int object); // WHITE_BRUSH, GRAY_BRUSH, DC_BRUSH, BLACK_PEN and NULL_PEN; never deleted
+BOOL DeleteObject(HGDIOBJ object);
+HGDIOBJ SelectObject(HDC context, HGDIOBJ object); // the one of its kind that was selected before
 COLORREF SetDCBrushColor(HDC context, COLORREF color);
+COLORREF SetTextColor(HDC context, COLORREF color); // at first black
+int SetBkMode(HDC context, int mode);               // text is transparent whatever the mode
 
-// Figures inside (left, top) to (right - 1, bottom - 1), filled and outlined.
+// Figures inside (left, top) to (right - 1, bottom - 1), filled, and outlined by the pen. A pie is the part of an ellipse that lies
+// counterclockwise between the rays from its middle through (x1, y1) and (x2, y2); all of it where they are one.
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
+BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2);
+
+// Without an outline, and without the right and the bottom edge.
+int FillRect(HDC context, const RECT* area, HBRUSH brush);
+
+// Writes a terminated text (`count` -1) into an area: DT_CENTER, DT_VCENTER with DT_SINGLELINE, DT_WORDBREAK (else lines end at "\n"
+// alone); DT_CALCRECT writes nothing and sets the area's bottom. The height of the text; what does not fit is not cut.
+int DrawTextW(HDC context, LPCWSTR text, int count, RECT* area, UINT format);
 
 namespace korvex::platform {
 

@@ -21,6 +21,11 @@ struct WindowView {
     int height;
 };
 
+struct FontView {
+    int height; // of the em square, in pixels
+    bool bold;
+};
+
 struct WindowBackend {
     bool interactive; // there is somebody who can press a button
 
@@ -29,10 +34,19 @@ struct WindowBackend {
     void (*changeText)(const WindowView* view);
     void (*destroy)(HWND window);
 
-    // Painting, as painting.h has it: the background, and figures that are filled with a colour and outlined in black.
+    // Painting, as painting.h has it: the background, and figures that are filled with a colour and may be outlined in black. A pie's
+    // angles are degrees counterclockwise from the right, its extent up to 360.
     void (*erase)(const WindowView* view);
-    void (*rectangle)(HWND window, RECT bounds, COLORREF fill);
-    void (*ellipse)(HWND window, RECT bounds, COLORREF fill);
+    void (*rectangle)(HWND window, RECT bounds, COLORREF fill, bool outlined);
+    void (*ellipse)(HWND window, RECT bounds, COLORREF fill, bool outlined);
+    void (*pie)(HWND window, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
+
+    // Text in one line, in pixels: how wide one is, how high each is, and one whose top left is given.
+    int (*textWidth)(FontView font, const std::u16string& text);
+    int (*lineHeight)(FontView font);
+    void (*text)(HWND window, int x, int y, FontView font, COLORREF color, const std::u16string& text);
+
+    void (*beep)();
 
     // A descriptor that is readable when `pump` has something to do; -1: never.
     int (*descriptor)();

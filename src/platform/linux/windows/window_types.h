@@ -38,6 +38,7 @@ inline constexpr UINT PM_NOREMOVE = 0;
 
 using COLORREF = DWORD; // 0x00BBGGRR
 using HBRUSH = struct HBRUSH__*;
+using HFONT = struct HFONT__*;
 using HDC = struct HDC__*;
 using HRGN = struct HRGN__*;
 using HGDIOBJ = void*;
@@ -60,7 +61,19 @@ struct PAINTSTRUCT {
 
 inline constexpr int WHITE_BRUSH = 0;
 inline constexpr int GRAY_BRUSH = 2;
+inline constexpr int BLACK_PEN = 7;
+inline constexpr int NULL_PEN = 8;
 inline constexpr int DC_BRUSH = 18; // of the colour that SetDCBrushColor has set
+inline constexpr int FW_NORMAL = 400;
+inline constexpr int FW_BOLD = 700;
+inline constexpr DWORD DEFAULT_CHARSET = 1;
+inline constexpr int TRANSPARENT = 1;
+inline constexpr UINT DT_CENTER = 0x0001;
+inline constexpr UINT DT_VCENTER = 0x0004;
+inline constexpr UINT DT_WORDBREAK = 0x0010;
+inline constexpr UINT DT_SINGLELINE = 0x0020;
+inline constexpr UINT DT_CALCRECT = 0x0400;
+inline constexpr UINT DT_NOPREFIX = 0x0800;
 inline constexpr UINT RDW_INVALIDATE = 0x0001;
 inline constexpr UINT RDW_INTERNALPAINT = 0x0002;
 inline constexpr UINT RDW_ERASE = 0x0004;
@@ -93,6 +106,7 @@ inline constexpr DWORD WS_SYSMENU = 0x00080000;
 inline constexpr DWORD WS_VISIBLE = 0x10000000;
 inline constexpr DWORD WS_CHILD = 0x40000000;
 inline constexpr DWORD WS_POPUP = 0x80000000;
+inline constexpr DWORD WS_EX_TOPMOST = 0x00000008;
 inline constexpr DWORD SS_CENTER = 1;
 inline constexpr int SW_SHOW = 5;
 inline constexpr UINT MB_OK = 0;

@@ -13,6 +13,7 @@
 #include <map>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/core/text.h"
 #include "platform/linux/core/x11_monitors.h"
@@ -24,8 +25,7 @@ namespace korvex::platform {
 
 namespace {
 
-constexpr const char* FONT = "DejaVu Sans:pixelsize=14";
-constexpr const char* FALLBACK_FONT = "sans:pixelsize=14";
+constexpr FontView STATIC_FONT{14, false};
 
 struct ShownWindow {
     Window window;
@@ -42,8 +42,8 @@ struct WindowDisplay {
     Atom windowName = 0;
     Atom utf8 = 0;
     Cursor arrow = 0;
-    XftFont* font = nullptr;
-    std::map<COLORREF, unsigned long> pixels; // of the colours that have been used
+    std::map<std::pair<int, bool>, XftFont*> fonts; // those that have been used, by height and boldness; null: there is none
+    std::map<COLORREF, unsigned long> pixels;       // of the colours that have been used
     std::map<HWND, ShownWindow> windows;
 };
 
@@ -53,6 +53,13 @@ WindowDisplay* Connection()
     return &connection;
 }
 
+XRenderColor RenderColorOf(COLORREF color)
+{
+    constexpr unsigned FULL = 0x101; // from 8 bits to 16
+    const auto component = [color](unsigned shift) { return static_cast<unsigned short>((color >> shift & 0xFF) * FULL); };
+    return {component(0), component(8), component(16), 0xFFFF};
+}
+
 // The pixel value of a colour, whatever the depth of the screen.
 unsigned long XColorOf(COLORREF color)
 {
@@ -60,11 +67,11 @@ unsigned long XColorOf(COLORREF color)
     if (const auto known = connection->pixels.find(color); known != connection->pixels.end())
         return known->second;
     Display* display = connection->display;
-    constexpr unsigned FULL = 0x101; // from 8 bits to 16
+    const XRenderColor components = RenderColorOf(color);
     XColor wanted{};
-    wanted.red = static_cast<unsigned short>((color & 0xFF) * FULL);
-    wanted.green = static_cast<unsigned short>((color >> 8 & 0xFF) * FULL);
-    wanted.blue = static_cast<unsigned short>((color >> 16 & 0xFF) * FULL);
+    wanted.red = components.red;
+    wanted.green = components.green;
+    wanted.blue = components.blue;
     if (XAllocColor(display, DefaultColormap(display, DefaultScreen(display)), &wanted) == 0)
         return WhitePixel(display, DefaultScreen(display));
     connection->pixels[color] = wanted.pixel;
@@ -79,29 +86,66 @@ void SetTitle(const WindowDisplay* connection, Window window, const std::u16stri
         reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
 }
 
-// A line of text, centred on both axes.
-void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
+XftFont* FontOf(FontView font)
 {
-    Display* display = connection->display;
-    const int screen = DefaultScreen(display);
-    XClearWindow(display, shown->window);
-    const std::string text = ToUtf8(shown->view.text);
-    if (connection->font == nullptr || text.empty())
-        return;
-    const auto* bytes = reinterpret_cast<const FcChar8*>(text.data());
-    const int length = static_cast<int>(text.size());
+    WindowDisplay* connection = Connection();
+    const std::pair key{font.height, font.bold};
+    if (const auto known = connection->fonts.find(key); known != connection->fonts.end())
+        return known->second;
+    XftFont* opened = nullptr;
+    for (const char* family : {"DejaVu Sans", "sans"}) {
+        const std::string name = std::string(family) + ":pixelsize=" + std::to_string(font.height) + (font.bold ? ":bold" : "");
+        if (opened == nullptr && !connection->broken)
+            opened = XftFontOpenName(connection->display, DefaultScreen(connection->display), name.c_str());
+    }
+    connection->fonts[key] = opened;
+    return opened;
+}
+
+int TextWidth(FontView font, const std::u16string& text)
+{
+    XftFont* opened = FontOf(font);
+    if (opened == nullptr || Connection()->broken)
+        return 0;
+    const std::string bytes = ToUtf8(text);
     XGlyphInfo extents{};
-    XftTextExtentsUtf8(display, connection->font, bytes, length, &extents);
-    const int x = (shown->view.width - extents.xOff) / 2;
-    const int y = (shown->view.height + connection->font->ascent - connection->font->descent) / 2;
-    XftDraw* draw = XftDrawCreate(display, shown->window, DefaultVisual(display, screen), DefaultColormap(display, screen));
+    XftTextExtentsUtf8(
+        Connection()->display, opened, reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()), &extents);
+    return extents.xOff;
+}
+
+int LineHeight(FontView font)
+{
+    const XftFont* opened = FontOf(font);
+    return opened == nullptr ? font.height : opened->ascent + opened->descent;
+}
+
+void DrawTextAt(Window window, int x, int y, FontView font, COLORREF wanted, const std::u16string& text)
+{
+    Display* display = Connection()->display;
+    XftFont* opened = FontOf(font);
+    if (opened == nullptr || Connection()->broken || text.empty())
+        return;
+    const int screen = DefaultScreen(display);
+    const std::string bytes = ToUtf8(text);
+    XftDraw* draw = XftDrawCreate(display, window, DefaultVisual(display, screen), DefaultColormap(display, screen));
     XftColor color{};
-    const XRenderColor black{0, 0, 0, 0xFFFF};
-    if (XftColorAllocValue(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &black, &color) != 0) {
-        XftDrawStringUtf8(draw, &color, connection->font, x, y, bytes, length);
+    const XRenderColor components = RenderColorOf(wanted);
+    if (XftColorAllocValue(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &components, &color) != 0) {
+        XftDrawStringUtf8(
+            draw, &color, opened, x, y + opened->ascent, reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()));
         XftColorFree(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &color);
     }
     XftDrawDestroy(draw);
+}
+
+// A line of text, centred on both axes.
+void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
+{
+    XClearWindow(connection->display, shown->window);
+    const int x = (shown->view.width - TextWidth(STATIC_FONT, shown->view.text)) / 2;
+    const int y = (shown->view.height - LineHeight(STATIC_FONT)) / 2;
+    DrawTextAt(shown->window, x, y, STATIC_FONT, 0, shown->view.text);
 }
 
 // Asks a window manager, where there is one, for the whole screen.
@@ -271,9 +315,9 @@ void Erase(const WindowView* view)
         XClearWindow(connection->display, shown->second.window);
 }
 
-// Calls `draw` twice with a context of the window: to fill in the colour, then to outline in black.
+// Calls `draw` with a context of the window: to fill in the colour, and where that is wanted once more, to outline in black.
 template <typename Draw>
-void DrawFigure(HWND handle, COLORREF fill, Draw draw)
+void DrawFigure(HWND handle, COLORREF fill, bool outlined, Draw draw)
 {
     WindowDisplay* connection = Connection();
     const auto shown = connection->windows.find(handle);
@@ -284,28 +328,54 @@ void DrawFigure(HWND handle, COLORREF fill, Draw draw)
     XSetForeground(display, context, XColorOf(fill));
     draw(display, shown->second.window, context, true);
     XSetForeground(display, context, BlackPixel(display, DefaultScreen(display)));
-    draw(display, shown->second.window, context, false);
+    if (outlined)
+        draw(display, shown->second.window, context, false);
     XFreeGC(display, context);
     XFlush(display);
 }
 
-void DrawRectangle(HWND handle, RECT bounds, COLORREF fill)
+void DrawRectangle(HWND handle, RECT bounds, COLORREF fill, bool outlined)
 {
-    const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
-    const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
-    DrawFigure(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+    const auto width = static_cast<unsigned>(bounds.right - bounds.left - (outlined ? 1 : 0));
+    const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - (outlined ? 1 : 0));
+    DrawFigure(handle, fill, outlined, [&](Display* display, Window window, GC context, bool filled) {
         (filled ? XFillRectangle : XDrawRectangle)(display, window, context, bounds.left, bounds.top, width, height);
     });
 }
 
-void DrawEllipse(HWND handle, RECT bounds, COLORREF fill)
+void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fill, bool outlined)
 {
-    constexpr int FULL_TURN = 360 * 64;
+    constexpr double UNITS_PER_DEGREE = 64;
     const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
     const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
-    DrawFigure(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
-        (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top, width, height, 0, FULL_TURN);
+    DrawFigure(handle, fill, outlined, [&](Display* display, Window window, GC context, bool filled) {
+        (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top, width, height,
+            static_cast<int>(start * UNITS_PER_DEGREE), static_cast<int>(extent * UNITS_PER_DEGREE));
     });
+}
+
+void DrawEllipse(HWND handle, RECT bounds, COLORREF fill, bool outlined)
+{
+    constexpr double FULL_TURN = 360;
+    DrawPie(handle, bounds, 0, FULL_TURN, fill, outlined);
+}
+
+void DrawWords(HWND handle, int x, int y, FontView font, COLORREF color, const std::u16string& text)
+{
+    const auto shown = Connection()->windows.find(handle);
+    if (shown == Connection()->windows.end())
+        return;
+    DrawTextAt(shown->second.window, x, y, font, color, text);
+    XFlush(Connection()->display);
+}
+
+void Beep()
+{
+    constexpr int BASE_VOLUME = 0;
+    if (Connection()->broken)
+        return;
+    XBell(Connection()->display, BASE_VOLUME);
+    XFlush(Connection()->display);
 }
 
 // The virtual key of an X key, 0 for one that no window asks for.
@@ -434,8 +504,8 @@ bool Pump()
 
 const WindowBackend* X11Backend(const char* name, std::string* reason)
 {
-    static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase, DrawRectangle, DrawEllipse,
-        [] { return ConnectionNumber(Connection()->display); }, Pump};
+    static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase, DrawRectangle, DrawEllipse, DrawPie, TextWidth,
+        LineHeight, DrawWords, Beep, [] { return ConnectionNumber(Connection()->display); }, Pump};
     WindowDisplay* connection = Connection();
     connection->display = XOpenDisplay(name);
     if (connection->display == nullptr) {
@@ -463,10 +533,6 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
     connection->windowName = XInternAtom(connection->display, "_NET_WM_NAME", False);
     connection->utf8 = XInternAtom(connection->display, "UTF8_STRING", False);
-    for (const char* font : {FONT, FALLBACK_FONT}) {
-        if (connection->font == nullptr)
-            connection->font = XftFontOpenName(connection->display, DefaultScreen(connection->display), font);
-    }
     return &BACKEND;
 }
 

@@ -1,0 +1,247 @@
+#include <cmath>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command/check_settings.h"
+#include "command/control_client.h"
+#include "command/end_request.h"
+#include "command/exit_codes.h"
+#include "command/known_controllers.h"
+#include "command/machine_setup.h"
+#include "command/opened_controller.h"
+#include "command/output.h"
+#include "command/port_failure.h"
+#include "command/port_names.h"
+#include "command/port_state.h"
+#include "command/remote_panels.h"
+#include "command/subcommands.h"
+#include "console/calibration_window.h"
+#include "console/own_panels.h"
+#include "host/host.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/serial/serial_port.h"
+#include "platform/linux/windows/messages.h"
+#include "platform/win32.h"
+#include "support/bounded_text.h"
+
+namespace korvex::command {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// What was said last, so that each state is said once.
+struct Progress {
+    std::string command;
+    bool json;
+    bool words; // each state on standard error: nobody sees a window
+    std::string state;
+    uint32_t target;
+    bool nobody; // there was no panel
+};
+
+Progress progress;
+
+void Print(const CalibrationCourse* course, const std::string& state, const std::string& reason)
+{
+    const uint32_t target = course->guide.target;
+    if (state == progress.state && target == progress.target)
+        return;
+    progress.state = state;
+    progress.target = target;
+    const Point place = GuideTargetPlace(&course->guide, target);
+    const POINT pixel = PixelOf(course->screen, {place.x, place.y});
+    if (progress.json) {
+        Json line{{"target", target + 1}, {"of", course->guide.calib.pointCount}, {"x", pixel.x}, {"y", pixel.y},
+            {"width", course->screen.x}, {"height", course->screen.y}, {"state", state}};
+        if (!reason.empty())
+            line["reason"] = reason;
+        WriteOutput(line.dump() + "\n");
+    }
+    if (progress.words)
+        fprintf(stderr, "target %u of %u at %d, %d: %s%s%s\n", target + 1, course->guide.calib.pointCount, pixel.x, pixel.y, state.c_str(),
+            reason.empty() ? "" : ": ", reason.c_str());
+}
+
+void PrintTarget(const CalibrationCourse* course)
+{
+    const CalibrationGuide* guide = &course->guide;
+    const std::string reason = platform::ToUtf8(ReasonText(guide->reason));
+    switch (guide->step) {
+    case GuideStep::SAMPLING:
+        return Print(course, "sampling", "");
+    case GuideStep::TAKEN:
+        return Print(course, "taken", "");
+    case GuideStep::LIFTING:
+        return Print(course, "again", reason);
+    default:
+        if (guide->reason != GuideReason::NONE && progress.state != "again" && progress.state != "touch")
+            Print(course, "again", reason);
+        return Print(course, "touch", "");
+    }
+}
+
+std::vector<double> Residuals(const CalibrationCourse* course)
+{
+    std::vector<double> residuals;
+    for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target)
+        residuals.push_back(std::round(ResidualPixels(course, target) * 100) / 100);
+    return residuals;
+}
+
+// The result, once there is one.
+void PrintEnd(const CalibrationCourse* course, const PageWords* words)
+{
+    const bool saved = course->step == CourseStep::SAVED;
+    const bool judged = course->guide.step == GuideStep::REVIEW || course->guide.step == GuideStep::MISFIT;
+    const std::string file = platform::ToUtf8(words->file.data());
+    std::string reason = platform::ToUtf8(words->reason.data());
+    if (course->guide.step == GuideStep::MISFIT)
+        reason = platform::ToUtf8(FaultText(course->guide.judgement.fault));
+    if (progress.json) {
+        Json line{{"saved", saved}, {"file", file}};
+        if (judged)
+            line["residuals"] = Residuals(course);
+        if (!saved && !reason.empty())
+            line["reason"] = reason;
+        WriteOutput(line.dump() + "\n");
+    }
+    if (saved)
+        fprintf(stderr, "%s: saved in '%s'\n", progress.command.c_str(), file.c_str());
+    else
+        fprintf(stderr, "%s: nothing was changed%s%s\n", progress.command.c_str(), reason.empty() ? "" : ": ", reason.c_str());
+}
+
+void Observe(const CalibrationCourse* course, const PageWords* words)
+{
+    progress.nobody = progress.nobody || course->step == CourseStep::NOBODY;
+    const bool isOver = course->step == CourseStep::SAVED || course->step == CourseStep::LEFT;
+    if (IsPanelGone(course) && !isOver)
+        Print(course, "gone", "");
+    else if (course->step == CourseStep::GUIDING)
+        PrintTarget(course);
+    if (isOver && progress.state != "end")
+        PrintEnd(course, words);
+    if (isOver)
+        progress.state = "end";
+}
+
+int ExitCodeOf(bool saved)
+{
+    if (saved)
+        return EXIT_DONE;
+    if (platform::IsDisplayLost()) {
+        fprintf(stderr, "%s: the display is lost; nothing was changed\n", progress.command.c_str());
+        return EXIT_FAULT;
+    }
+    if (!progress.nobody)
+        return EXIT_LEFT;
+    fprintf(stderr, "%s: no controller was found on any port that was asked\n", progress.command.c_str());
+    return EXIT_NO_CONTROLLER;
+}
+
+int Calibrate(const Options* options, const PanelSource* source)
+{
+    const bool unseen = options->windows == "none";
+    const CalibrationSetup setup{source, options->points, unseen, Observe};
+    return ExitCodeOf(RunCalibration(&setup));
+}
+
+// The panel and its port; with its controller, whose words are its reader's, only by the model.
+void DescribeOwn(uint32_t panel, WCHAR* text, size_t capacity)
+{
+    const TouchController* controller = OwnPanel(panel);
+    const std::string title = controller == nullptr
+        ? ""
+        : PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ", controller " + ModelText(controller->model);
+    CopyBounded(text, capacity, platform::FromUtf8(title).c_str());
+}
+
+bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
+{
+    const bool stored = OwnPanels()->store(panel, points, reason, capacity);
+    if (const std::string fault = stored ? "" : SavingFault(); !fault.empty())
+        CopyBounded(reason, capacity, platform::FromUtf8(fault).c_str());
+    return stored;
+}
+
+// The panels of this process.
+const PanelSource* OwnSource(const PanelSource* sessions)
+{
+    static PanelSource source;
+    source = *sessions;
+    source.describe = DescribeOwn;
+    source.store = StoreOwn;
+    return &source;
+}
+
+// Nobody is to touch nine targets for nothing.
+bool CanSave(const Options* options)
+{
+    const std::string fault = SavingFault();
+    if (!fault.empty())
+        fprintf(stderr, "%s: the calibration could not be saved: %s\n", options->command.c_str(), fault.c_str());
+    return fault.empty();
+}
+
+int CalibratePort(const Options* options, const std::string& port)
+{
+    TouchController* controller = nullptr;
+    int exitCode = OpenController(options, port, &controller);
+    if (controller == nullptr)
+        return exitCode == EXIT_DONE ? EXIT_LEFT : exitCode; // the end was requested
+    exitCode = StartDriving(options, port, controller);
+    if (exitCode == EXIT_DONE)
+        exitCode = Calibrate(options, OwnSource(OwnPanels()));
+    const std::vector controllers{controller};
+    return EndControllers(&controllers, exitCode);
+}
+
+// Whichever panel is touched, of all ports that may be asked.
+int CalibrateAny(const Options* options)
+{
+    if (const int exitCode = SetUpDevicesToAsk(options); exitCode != EXIT_DONE)
+        return exitCode;
+    platform::ThisMachine()->observers.portRefused = [](const std::string& path, DWORD error) {
+        fprintf(
+            stderr, "%s: '%s' is left out: %s\n", progress.command.c_str(), ShownPath(path).c_str(), PortFailureText(path, error).c_str());
+    };
+    AskKnownControllers();
+    if (IsEndRequested())
+        return EXIT_LEFT;
+    SetWorkerRefusedHandler([] {
+        fprintf(stderr, "%s: the system refuses a thread for the detection\n", progress.command.c_str());
+        DestroyHostContext();
+        ExitProcess(EXIT_FAULT);
+    });
+    StartHost(HOST_DETECT | HOST_PANEL_TEST);
+    const int exitCode = Calibrate(options, OwnSource(SearchedPanels()));
+    DestroyHostContext();
+    ExitProcess(static_cast<UINT>(exitCode)); // a thread that could not be ended may still run
+}
+
+} // namespace
+
+int RunCalibrate(const Options* options)
+{
+    progress = {options->command, options->json, options->windows == "none" && !options->json, "", 0, false};
+    SetOverdueExitCode(EXIT_LEFT);
+    const std::string port = options->arguments.empty() ? "" : options->arguments[0];
+    std::vector<RemotePanel> driven;
+    if (port.empty() && options->ports.empty() && options->only.empty())
+        driven = FindAllPanels();
+    else if (std::optional<RemotePanel> found = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port); found)
+        driven.push_back(*std::move(found));
+    if (!driven.empty())
+        return Calibrate(options, UseRemotePanels(std::move(driven)));
+    WatchOwnPanels();
+    if (!CanSave(options))
+        return EXIT_FAULT;
+    return port.empty() ? CalibrateAny(options) : CalibratePort(options, port);
+}
+
+} // namespace korvex::command

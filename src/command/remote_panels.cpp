@@ -1,0 +1,246 @@
+#include "command/remote_panels.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "command/port_names.h"
+#include "platform/linux/core/text.h"
+#include "support/bounded_text.h"
+
+namespace korvex::command {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds SEARCH_INTERVAL{1000};
+
+struct Remote {
+    std::string name;        // "left", or the name of its tty
+    std::string path;        // of its port, as the runtime has opened it
+    std::string description; // for people
+    uint32_t resolutionBits;
+    ControlClient requests; // the window thread's
+    ControlClient events;   // the listener's, once it runs
+    steady_clock::time_point searchedAt{};
+};
+
+// The panels are filled before the listener starts, and change by their users alone.
+struct Remotes {
+    std::vector<Remote> panels;
+    HWND window;
+    std::thread listener;
+    int wake = -1; // readable: the listener is to end
+};
+
+Remotes remotes;
+
+void Post(UINT message, size_t panel, LPARAM value)
+{
+    PostMessageW(remotes.window, message, panel, value);
+}
+
+// Has the runtime send what happens on the panel.
+bool Listen(Remote* remote, ControlClient&& client)
+{
+    remote->events = std::move(client);
+    const std::optional<Json> answer = Ask(&remote->events, {{"do", "listen"}, {"panel", remote->path}});
+    if (answer && !answer->contains("error"))
+        return true;
+    Disconnect(&remote->events);
+    return false;
+}
+
+// A connection to the runtime that drives the panel now; none, and -1, where none does.
+std::optional<RemotePanel> Find(const Remote* remote)
+{
+    return FindRuntime(remote->path, remote->name);
+}
+
+// Looks for who drives the panel now, not too often. A panel that is driven anew, by another process or with another controller, is another
+// one for the calibration.
+void FindAgain(size_t panel)
+{
+    Remote* remote = &remotes.panels[panel];
+    if (steady_clock::now() - remote->searchedAt < SEARCH_INTERVAL)
+        return;
+    remote->searchedAt = steady_clock::now();
+    std::optional<RemotePanel> found = Find(remote);
+    if (!found)
+        return;
+    remote->resolutionBits = found->state.value("resolutionBits", remote->resolutionBits);
+    if (Listen(remote, std::move(found->runtime)))
+        Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(remote->resolutionBits));
+}
+
+std::optional<Point> PointOf(const Json& event)
+{
+    const auto raw = event.find("raw");
+    const bool isPoint
+        = raw != event.end() && raw->is_array() && raw->size() == 2 && raw->at(0).is_number_unsigned() && raw->at(1).is_number_unsigned();
+    return isPoint ? std::optional(Point{raw->at(0).get<int32_t>(), raw->at(1).get<int32_t>()}) : std::nullopt;
+}
+
+void TakeEvent(size_t panel, const Json& event)
+{
+    const auto kind = event.is_object() ? event.find("event") : event.end();
+    if (!event.is_object() || kind == event.end() || !kind->is_string())
+        return;
+    const std::optional<Point> raw = PointOf(event);
+    if (*kind == "touch" && raw)
+        Post(WM_PANEL_TOUCH, panel, PackTouch(*raw, event.contains("touching") && event["touching"] == true));
+    else if (*kind == "gone" || *kind == "ended")
+        Post(WM_PANEL_GONE, panel, 0);
+    else if (*kind == "back")
+        Post(WM_PANEL_BACK, panel, 0);
+    else if (*kind == "began")
+        Disconnect(&remotes.panels[panel].events); // FindAgain asks what is driven now
+}
+
+// Takes what has come; the connection is closed when the runtime has ended it.
+void Receive(size_t panel)
+{
+    Remote* remote = &remotes.panels[panel];
+    std::array<char, 4096> bytes{};
+    const ssize_t count = recv(remote->events.socket, bytes.data(), bytes.size(), 0);
+    if (count <= 0) {
+        Disconnect(&remote->events);
+        Post(WM_PANEL_GONE, panel, 0);
+        return;
+    }
+    remote->events.received.append(bytes.data(), static_cast<size_t>(count));
+}
+
+void TakeLines(size_t panel)
+{
+    ControlClient* events = &remotes.panels[panel].events;
+    for (size_t end = events->received.find('\n'); end != std::string::npos; end = events->received.find('\n')) {
+        const std::string line = events->received.substr(0, end);
+        events->received.erase(0, end + 1);
+        TakeEvent(panel, Json::parse(line, nullptr, false));
+    }
+}
+
+void ListenToAll()
+{
+    for (;;) {
+        std::vector<pollfd> polled{{remotes.wake, POLLIN, 0}};
+        for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
+            TakeLines(panel);
+            polled.push_back({remotes.panels[panel].events.socket, POLLIN, 0}); // poll passes -1 over
+        }
+        const bool missing = std::any_of(polled.begin(), polled.end(), [](const pollfd& one) { return one.fd < 0; });
+        poll(polled.data(), polled.size(), missing ? static_cast<int>(SEARCH_INTERVAL.count()) : -1);
+        if (polled[0].revents != 0)
+            return;
+        for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
+            if (polled[panel + 1].revents != 0)
+                Receive(panel);
+            else if (remotes.panels[panel].events.socket < 0)
+                FindAgain(panel);
+        }
+    }
+}
+
+void Begin(HWND window)
+{
+    remotes.window = window;
+    remotes.wake = eventfd(0, EFD_CLOEXEC);
+    for (size_t panel = 0; panel < remotes.panels.size(); ++panel)
+        FindAgain(panel);
+    remotes.listener = std::thread(ListenToAll);
+}
+
+void End()
+{
+    eventfd_write(remotes.wake, 1);
+    remotes.listener.join();
+    close(std::exchange(remotes.wake, -1));
+    for (Remote& remote : remotes.panels) {
+        Disconnect(&remote.events);
+        Disconnect(&remote.requests);
+    }
+}
+
+// Asks the runtime, connecting anew where that is needed; an answer with "error" where nothing answers.
+Json AskFor(Remote* remote, Json request)
+{
+    request["panel"] = remote->path;
+    if (remote->requests.socket < 0) {
+        if (std::optional<RemotePanel> found = Find(remote); found)
+            remote->requests = std::move(found->runtime);
+    }
+    return Ask(&remote->requests, request).value_or(Json{{"error", "The runtime that drives the touch screen does not answer."}});
+}
+
+std::string TextIn(const Json& answer, const char* key)
+{
+    const auto found = answer.find(key);
+    return found != answer.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
+Json PointsOf(const CalibrationData* points)
+{
+    Json list = Json::array();
+    for (uint32_t i = 0; i < points->pointCount; ++i)
+        list.push_back({points->advPoints[i].x, points->advPoints[i].y});
+    return {{"points", list}};
+}
+
+void Describe(uint32_t panel, WCHAR* text, size_t capacity)
+{
+    CopyBounded(text, capacity, platform::FromUtf8(remotes.panels[panel].description).c_str());
+}
+
+void LocateFile(uint32_t panel, WCHAR* path, size_t capacity)
+{
+    const Json answer = AskFor(&remotes.panels[panel], {{"do", "calibration"}});
+    CopyBounded(path, capacity, platform::FromUtf8(TextIn(answer, "file")).c_str());
+}
+
+void Attempt(uint32_t panel, const CalibrationData* points)
+{
+    AskFor(&remotes.panels[panel], {{"do", "try"}, {"calibration", PointsOf(points)}});
+}
+
+void TakeBack(uint32_t panel)
+{
+    AskFor(&remotes.panels[panel], {{"do", "takeBack"}});
+}
+
+bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
+{
+    const Json answer = AskFor(&remotes.panels[panel], {{"do", "store"}, {"calibration", PointsOf(points)}});
+    CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
+    return answer.contains("stored") && answer["stored"] == true;
+}
+
+} // namespace
+
+const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
+{
+    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, Attempt, TakeBack, Store};
+    panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
+    for (RemotePanel& panel : panels) {
+        const std::string path = panel.state.value("path", "");
+        remotes.panels.push_back({panel.state.value("panel", ""), path, PanelTitle(path) + ", " + panel.state.value("controller", ""),
+            panel.state.value("resolutionBits", 10U), std::move(panel.runtime), {}, {}});
+    }
+    return &SOURCE;
+}
+
+} // namespace korvex::command

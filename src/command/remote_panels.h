@@ -1,0 +1,14 @@
+// Panels that runtimes drive, through their control sockets, as the calibration's source of touches.
+#pragma once
+
+#include <vector>
+
+#include "command/control_client.h"
+#include "console/panel_source.h"
+
+namespace korvex::command {
+
+// The source that these panels are. A runtime that has ended is looked for again, every second. Once per process.
+const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels);
+
+} // namespace korvex::command

@@ -1,0 +1,33 @@
+// The page of the calibration: what a course looks like on the screen.
+#pragma once
+
+#include <array>
+
+#include "console/calibration_course.h"
+#include "platform/win32.h"
+#include "support/bounded_text.h"
+
+namespace korvex {
+
+using PageLine = std::array<WCHAR, 2 * TEXT_CAPACITY>;
+
+// What the page says beside what the course knows.
+struct PageWords {
+    std::array<WCHAR, TEXT_CAPACITY> panel;  // that is calibrated, for people; empty: none yet
+    std::array<WCHAR, TEXT_CAPACITY> file;   // that Save changes
+    std::array<WCHAR, TEXT_CAPACITY> reason; // why it has not
+};
+
+// What the page says of where the course is: a few words, and a sentence. Their space is the caller's.
+void DescribeStep(const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more);
+
+// Why a target is asked for again, or the panel cannot be calibrated so; empty where there is no reason.
+const WCHAR* ReasonText(GuideReason reason);
+const WCHAR* FaultText(PointsFault fault);
+
+// Draws all of it, the parts that change while a finger rests, or what a free touch leaves.
+void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC device);
+void PaintRing(const CalibrationCourse* course, HDC device);
+void PaintTouch(const CalibrationCourse* course, HDC device);
+
+} // namespace korvex

@@ -1,0 +1,215 @@
+#include "console/calibration_window.h"
+
+#include "console/page_texts.h"
+
+namespace korvex {
+
+namespace {
+
+constexpr const WCHAR* WINDOW_CLASS = TEXT("kxCalibration");
+constexpr COLORREF BACKGROUND = 0x00FFFFFF;
+constexpr UINT_PTR TIME_TIMER = 1;
+constexpr UINT TIME_INTERVAL_MS = 250;
+constexpr DWORD POINTER_GRACE_MS = 500;
+
+// The one calibration of this process.
+struct Program {
+    const CalibrationSetup* setup;
+    HWND window;
+    CalibrationCourse course;
+    PageWords words;
+    uint32_t describedPanel; // by `words`
+    DWORD touchedMs;         // when a panel reported last; counts if it has
+    bool touched;
+    PageButton mousePressed;
+    bool ended;
+};
+
+Program program{};
+
+POINT ScreenSize()
+{
+    return {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+}
+
+// A panel's touches may come a second time, as the pointer's, mapped by whatever holds now: they must press no button.
+bool IsPointerOfPanel()
+{
+    return program.touched && GetTickCount() - program.touchedMs < POINTER_GRACE_MS;
+}
+
+void DescribePanel()
+{
+    const uint32_t panel = program.course.panel;
+    if (panel == program.describedPanel || panel == NO_PANEL)
+        return;
+    program.describedPanel = panel;
+    const PanelSource* source = program.setup->source;
+    source->describe(panel, program.words.panel.data(), program.words.panel.size());
+    source->locateFile(panel, program.words.file.data(), program.words.file.size());
+}
+
+template <typename Paint>
+void PaintNow(Paint paint)
+{
+    HDC device = GetDC(program.window);
+    if (device == nullptr)
+        return;
+    paint(&program.course, device);
+    ReleaseDC(program.window, device);
+}
+
+void Show(CourseTasks tasks)
+{
+    if ((tasks & TASK_SHOW) != 0)
+        InvalidateRect(program.window, nullptr, TRUE);
+    else if ((tasks & TASK_SHOW_RING) != 0)
+        PaintNow(PaintRing);
+    else if ((tasks & TASK_SHOW_TOUCH) != 0)
+        PaintNow(PaintTouch);
+}
+
+void Carry(CourseTasks tasks)
+{
+    const PanelSource* source = program.setup->source;
+    CalibrationCourse* course = &program.course;
+    if ((tasks & TASK_ATTEMPT) != 0)
+        source->attempt(course->panel, &course->guide.calib);
+    if ((tasks & TASK_TAKE_BACK) != 0)
+        source->takeBack(course->panel);
+    DescribePanel();
+    if (tasks != 0 && program.setup->observer != nullptr)
+        program.setup->observer(course, &program.words);
+    if ((tasks & TASK_STORE) != 0) {
+        const bool stored = source->store(course->panel, &course->guide.calib, program.words.reason.data(), program.words.reason.size());
+        Carry(FinishStore(course, stored, GetTickCount()));
+    }
+    if ((tasks & TASK_BELL) != 0)
+        MessageBeep(MB_OK);
+    Show(tasks);
+    program.ended = program.ended || (tasks & TASK_END) != 0;
+}
+
+CourseTasks TakeTouch(uint32_t panel, LPARAM packed)
+{
+    program.touched = true;
+    program.touchedMs = GetTickCount();
+    return TakeReport(&program.course, panel, RawOfTouch(packed), IsTouching(packed), GetTickCount());
+}
+
+CourseTasks TakeKey(WPARAM key)
+{
+    const bool canSave = HasButton(&program.course, PageButton::SAVE);
+    if (key == VK_ESCAPE)
+        return PressButton(&program.course, PageButton::CANCEL, GetTickCount());
+    if (key == VK_RETURN)
+        return PressButton(&program.course, canSave ? PageButton::SAVE : PageButton::AGAIN, GetTickCount());
+    return key == 'A' ? PressButton(&program.course, PageButton::AGAIN, GetTickCount()) : 0;
+}
+
+CourseTasks TakeMouse(bool pressed, LPARAM position)
+{
+    const POINT place{static_cast<int16_t>(position & 0xFFFF), static_cast<int16_t>(position >> 16 & 0xFFFF)};
+    const PageButton button = IsPointerOfPanel() ? PageButton::NONE : ButtonAt(program.course.screen, place);
+    const bool clicked = !pressed && button != PageButton::NONE && button == program.mousePressed;
+    program.mousePressed = pressed ? button : PageButton::NONE;
+    return clicked ? PressButton(&program.course, button, GetTickCount()) : 0;
+}
+
+void Paint()
+{
+    PAINTSTRUCT paint{};
+    HDC device = BeginPaint(program.window, &paint);
+    if (device == nullptr)
+        return;
+    program.course.screen = ScreenSize();
+    PaintPage(&program.course, &program.words, device);
+    EndPaint(program.window, &paint);
+}
+
+LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (window != program.window)
+        return DefWindowProcW(window, message, wParam, lParam);
+    CalibrationCourse* course = &program.course;
+    const auto panel = static_cast<uint32_t>(wParam);
+    switch (message) {
+    case WM_PANEL_CAME:
+        Carry(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
+        return 0;
+    case WM_PANEL_GONE:
+        Carry(LosePanel(course, panel));
+        return 0;
+    case WM_PANEL_BACK:
+        Carry(RegainPanel(course, panel, GetTickCount()));
+        return 0;
+    case WM_PANEL_TOUCH:
+        Carry(TakeTouch(panel, lParam));
+        return 0;
+    case WM_SEARCH_DONE:
+        Carry(FinishSearch(course, GetTickCount()));
+        return 0;
+    case WM_TIMER:
+        Carry(TakeTime(course, GetTickCount()));
+        return 0;
+    case WM_KEYDOWN:
+        Carry(TakeKey(wParam));
+        return 0;
+    case WM_LBUTTONDOWN:
+    case WM_LBUTTONUP:
+        Carry(TakeMouse(message == WM_LBUTTONDOWN, lParam));
+        return 0;
+    case WM_PAINT:
+        Paint();
+        return 0;
+    case WM_CLOSE:
+        Carry(PressButton(course, PageButton::CANCEL, GetTickCount()));
+        program.ended = true;
+        return 0;
+    default:
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+}
+
+void CreateCalibrationWindow(HBRUSH background)
+{
+    const POINT screen = program.course.screen;
+    WNDCLASSW windowClass{};
+    windowClass.lpfnWndProc = CalibrationWindowProc;
+    windowClass.hInstance = GetModuleHandleW(nullptr);
+    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    windowClass.hbrBackground = background;
+    windowClass.lpszClassName = WINDOW_CLASS;
+    RegisterClassW(&windowClass);
+    program.window = CreateWindowExW(
+        WS_EX_TOPMOST, WINDOW_CLASS, TEXT_TITLE, WS_POPUP, 0, 0, screen.x, screen.y, nullptr, nullptr, windowClass.hInstance, nullptr);
+}
+
+} // namespace
+
+bool RunCalibration(const CalibrationSetup* setup)
+{
+    program = {};
+    program.setup = setup;
+    program.describedPanel = NO_PANEL;
+    StartCourse(&program.course, setup->targetCount, ScreenSize(), GetTickCount());
+    program.course.savesUnasked = setup->savesUnasked;
+    HBRUSH background = CreateSolidBrush(BACKGROUND);
+    CreateCalibrationWindow(background);
+    if (program.window != nullptr) {
+        ShowWindow(program.window, SW_SHOW);
+        SetTimer(program.window, TIME_TIMER, TIME_INTERVAL_MS, nullptr);
+        setup->source->begin(program.window);
+        MSG message{};
+        while (!program.ended && GetMessageW(&message, nullptr, 0, 0) > 0) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        setup->source->end();
+        DestroyWindow(program.window);
+    }
+    DeleteObject(background);
+    return program.course.step == CourseStep::SAVED;
+}
+
+} // namespace korvex

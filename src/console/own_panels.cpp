@@ -1,0 +1,199 @@
+#include "console/own_panels.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "calibration/calibration.h"
+#include "calibration/settings_file.h"
+#include "host/host.h"
+#include "input/pointer_injection.h"
+#include "input/session.h"
+#include "support/bounded_text.h"
+#include "support/lock_guard.h"
+
+namespace korvex {
+
+namespace {
+
+struct Panel {
+    TouchController* controller; // null: its session is ending
+    CalibrationData before;      // an attempt
+    bool attempted;
+};
+
+// The sessions in the order in which they were started.
+struct Panels {
+    CRITICAL_SECTION lock; // guards the rest
+    HWND window;
+    uint32_t count;
+    std::array<Panel, MAX_PANELS> all;
+};
+
+Panels panels{};
+
+// With the lock held.
+void Post(UINT message, uint32_t panel, LPARAM value)
+{
+    if (panels.window != nullptr)
+        PostMessageW(panels.window, message, panel, value);
+}
+
+std::optional<uint32_t> NumberOf(const TouchController* controller)
+{
+    for (uint32_t panel = 0; panel < panels.count; ++panel) {
+        if (panels.all[panel].controller == controller)
+            return panel;
+    }
+    return std::nullopt;
+}
+
+void Add(TouchController* controller)
+{
+    if (panels.count == MAX_PANELS)
+        return;
+    panels.all[panels.count] = {controller, {}, false};
+    Post(WM_PANEL_CAME, panels.count++, static_cast<LPARAM>(controller->resolutionBits));
+}
+
+void Observe(TouchController* controller, SessionEvent event)
+{
+    const LockGuard guard(&panels.lock);
+    if (event == SessionEvent::STARTED)
+        Add(controller);
+    const std::optional<uint32_t> panel = NumberOf(controller);
+    if (!panel)
+        return;
+    switch (event) {
+    case SessionEvent::TOUCHED: {
+        ReportSnapshot report{};
+        LiveTouch touch{};
+        TakeLiveSnapshot(controller, &report, &touch);
+        Post(WM_PANEL_TOUCH, *panel, PackTouch(touch.raw, touch.touching));
+        break;
+    }
+    case SessionEvent::PORT_GONE:
+    case SessionEvent::ENDED:
+        Post(WM_PANEL_GONE, *panel, 0);
+        break;
+    case SessionEvent::PORT_BACK:
+        Post(WM_PANEL_BACK, *panel, 0);
+        break;
+    case SessionEvent::ENDING:
+        panels.all[*panel].controller = nullptr;
+        break;
+    default:
+        break;
+    }
+}
+
+// What the panel's calibration becomes with these points; its standard box stays.
+CalibrationData WithPoints(TouchController* controller, const CalibrationData* points)
+{
+    CalibrationData wanted = CopyCalibration(controller);
+    wanted.pointCount = points->pointCount;
+    wanted.advPoints = points->advPoints;
+    return MergeCalibration(controller, &wanted);
+}
+
+void Begin(HWND window)
+{
+    const LockGuard guard(&panels.lock);
+    panels.window = window;
+    for (uint32_t panel = 0; panel < panels.count; ++panel) {
+        const TouchController* controller = panels.all[panel].controller;
+        if (controller != nullptr)
+            Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(controller->resolutionBits));
+        if (controller != nullptr && controller->portGone == 1)
+            Post(WM_PANEL_GONE, panel, 0);
+    }
+}
+
+void BeginSearched(HWND window)
+{
+    Begin(window);
+    SetNotifyTarget(window, WM_SEARCH_DONE);
+}
+
+void End()
+{
+    const LockGuard guard(&panels.lock);
+    panels.window = nullptr;
+}
+
+void Describe(uint32_t panel, WCHAR* text, size_t capacity)
+{
+    const TouchController* controller = OwnPanel(panel);
+    CopyBounded(text, capacity, TEXT(""));
+    if (controller != nullptr)
+        FormatBounded(text, capacity, TEXT("Korvex %X, COM%u"), controller->model, controller->link.portNumber);
+}
+
+void LocateFile(uint32_t /*panel*/, WCHAR* path, size_t capacity)
+{
+    SettingsPath located{};
+    LocateCalibrationFile(&located);
+    CopyBounded(path, capacity, located.data());
+}
+
+void Attempt(uint32_t panel, const CalibrationData* points)
+{
+    TouchController* controller = OwnPanel(panel);
+    if (controller == nullptr)
+        return;
+    if (!panels.all[panel].attempted)
+        panels.all[panel].before = CopyCalibration(controller);
+    panels.all[panel].attempted = true;
+    const CalibrationData merged = WithPoints(controller, points);
+    InstallCalibration(controller, &merged);
+}
+
+void TakeBack(uint32_t panel)
+{
+    TouchController* controller = OwnPanel(panel);
+    if (controller != nullptr && panels.all[panel].attempted)
+        InstallCalibration(controller, &panels.all[panel].before);
+    panels.all[panel].attempted = false;
+}
+
+bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
+{
+    TouchController* controller = OwnPanel(panel);
+    CopyBounded(reason, capacity, TEXT("The file cannot be written."));
+    if (controller == nullptr)
+        return false;
+    const CalibrationData merged = WithPoints(controller, points);
+    if (!WriteCalibrationFile(&merged))
+        return false;
+    InstallCalibration(controller, &merged);
+    return true;
+}
+
+} // namespace
+
+void WatchOwnPanels()
+{
+    InitializeCriticalSection(&panels.lock);
+    SetInputReceiver([](const INPUT* /*input*/) { return true; });
+    SetSessionObserver(Observe);
+}
+
+const PanelSource* OwnPanels()
+{
+    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, Attempt, TakeBack, Store};
+    return &SOURCE;
+}
+
+const PanelSource* SearchedPanels()
+{
+    static constexpr PanelSource SOURCE{BeginSearched, End, Describe, LocateFile, Attempt, TakeBack, Store};
+    return &SOURCE;
+}
+
+TouchController* OwnPanel(uint32_t panel)
+{
+    const LockGuard guard(&panels.lock);
+    return panel < panels.count ? panels.all[panel].controller : nullptr;
+}
+
+} // namespace korvex

@@ -1,0 +1,20 @@
+// The sessions of this process as the calibration's source of touches.
+#pragma once
+
+#include "console/panel_source.h"
+
+namespace korvex {
+
+// Watches the sessions, and keeps their touches from the pointer. Before the first one starts.
+void WatchOwnPanels();
+
+// The source that they are. `end` leaves the sessions running; who has started them stops them.
+const PanelSource* OwnPanels();
+
+// The same with those that a host's detection finds (StartHost, HOST_PANEL_TEST), and WM_SEARCH_DONE at its end.
+const PanelSource* SearchedPanels();
+
+// A panel's record, for who describes it; null when its session is ending.
+TouchController* OwnPanel(uint32_t panel);
+
+} // namespace korvex

@@ -1,0 +1,44 @@
+// Where what stands on the page of the calibration, on a screen of any size.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "platform/win32.h"
+
+namespace korvex {
+
+enum class PageButton : uint8_t { NONE, SAVE, AGAIN, CANCEL };
+
+// What of a screen's shorter side is one hundredth; at least a pixel.
+int PageUnit(POINT screen);
+
+// A place in parts of 65536 of the screen, in pixels.
+POINT PixelOf(POINT screen, POINT place);
+
+// How far the ring of a target reaches, in pixels.
+int RingRadius(POINT screen);
+
+// Marks to be touched when all targets are taken.
+inline constexpr uint32_t MARK_COUNT = 5;
+POINT MarkPlace(POINT screen, uint32_t mark);
+
+// How far from a mark a touch still means it.
+int MarkReach(POINT screen);
+
+inline constexpr std::array PAGE_BUTTONS{PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL};
+RECT ButtonArea(POINT screen, PageButton button);
+
+// The button at a place; NONE where there is none.
+PageButton ButtonAt(POINT screen, POINT place);
+
+// Where words are: in the upper half; above the row of dots that shows how far it has come; and at the bottom, below that or below buttons.
+RECT HeadArea(POINT screen);
+RECT CountArea(POINT screen);
+RECT FooterArea(POINT screen, bool belowButtons);
+
+// The middle of one of those dots, and its radius.
+POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount);
+int DotRadius(POINT screen);
+
+} // namespace korvex
