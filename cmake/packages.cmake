@@ -16,7 +16,7 @@ if(WIN32)
     add_custom_target(korvex_import_library ALL DEPENDS KORVEX.lib)
 
     configure_file(packages/windows/README.txt.in README.txt @ONLY NEWLINE_STYLE CRLF)
-    install(TARGETS korvex RUNTIME DESTINATION .)
+    install(TARGETS korvex kxconsole RUNTIME DESTINATION .)
     install(FILES ${PROJECT_BINARY_DIR}/README.txt DESTINATION .)
     install(FILES ${PROJECT_BINARY_DIR}/KORVEX.lib DESTINATION lib)
     install(FILES include/korvex/korvex.h DESTINATION include/korvex)

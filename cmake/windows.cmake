@@ -15,6 +15,18 @@ add_custom_command(TARGET korvex POST_BUILD VERBATIM
     COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:korvex> ${PROJECT_SOURCE_DIR}/tests/windows/korvex.contents
     COMMENT "Checking what KORVEX.dll exports, imports and contains")
 
+# KxConsole.exe, the calibration program, of the same code; it needs no DLL of ours.
+configure_file(src/console/kxconsole.rc.in kxconsole.rc @ONLY)
+add_executable(kxconsole WIN32 src/console/main.cpp ${PROJECT_BINARY_DIR}/kxconsole.rc)
+target_link_libraries(kxconsole PRIVATE korvex_core korvex_console setupapi cfgmgr32 gdi32)
+target_compile_options(kxconsole PRIVATE -fno-exceptions -fno-rtti) # or the C++ runtime comes in, which calls what Windows XP lacks
+set_property(SOURCE ${PROJECT_BINARY_DIR}/kxconsole.rc PROPERTY OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/src/console/kxconsole.manifest)
+set_target_properties(kxconsole PROPERTIES OUTPUT_NAME KxConsole)
+target_link_options(kxconsole PRIVATE -static -static-libgcc -static-libstdc++ -s)
+add_custom_command(TARGET kxconsole POST_BUILD VERBATIM
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:kxconsole> ${PROJECT_SOURCE_DIR}/tests/windows/kxconsole.contents
+    COMMENT "Checking what KxConsole.exe imports and contains")
+
 include(CTest)
 if(BUILD_TESTING)
     add_subdirectory(tests)

@@ -24,8 +24,7 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
     WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
 }
 
-// False when not all of it is on the disk.
-bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
+void WriteValues(const SettingsPath* path, const CalibrationData* calib)
 {
     Write(path, SETTING_ORIENTATION, static_cast<int32_t>(calib->orientation));
     Write(path, SETTING_POINT_COUNT, static_cast<int32_t>(calib->pointCount));
@@ -38,9 +37,7 @@ bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
         Write(path, PointSetting(i, 'X', &name), calib->advPoints[i].x);
         Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
     }
-    SetLastError(ERROR_SUCCESS);
     WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data()); // all of them reach the disk now
-    return GetLastError() == ERROR_SUCCESS;
 }
 
 // Whether two calibrations have the same values in a file.
@@ -119,8 +116,8 @@ bool WriteCalibrationFile(const CalibrationData* calib)
         ReleaseController(read);
         return false;
     }
-    const bool flushed = WriteValues(&path, calib);
-    const bool written = flushed && LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
+    WriteValues(&path, calib); // its result says nothing on Windows
+    const bool written = LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
     ReleaseController(read);
     return written;
 }

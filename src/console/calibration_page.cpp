@@ -92,8 +92,8 @@ void Bar(HDC device, int left, int top, int right, int bottom, COLORREF color)
 // A line that is thick and round, of discs.
 void Stroke(HDC device, POINT from, POINT to, int radius, COLORREF color)
 {
-    const int steps = std::max({1, std::abs(to.x - from.x), std::abs(to.y - from.y)});
-    for (int i = 0; i <= steps; ++i)
+    const LONG steps = std::max<LONG>({1, std::abs(to.x - from.x), std::abs(to.y - from.y)});
+    for (LONG i = 0; i <= steps; ++i)
         Disc(device, {from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps}, radius, color);
 }
 

@@ -57,4 +57,10 @@ inline constexpr const WCHAR* TEXT_AGAIN_KEY = TEXT("A");
 inline constexpr const WCHAR* TEXT_CANCEL_BUTTON = TEXT("Cancel");
 inline constexpr const WCHAR* TEXT_CANCEL_KEY = TEXT("Esc");
 
+// On Windows, where a detection window has the ports.
+inline constexpr const WCHAR* TEXT_DETECTION
+    = TEXT("Touch detection is running and has the touch screen.\n\nIt is closed for the calibration, and started again afterwards.");
+inline constexpr const WCHAR* TEXT_DETECTION_STAYS
+    = TEXT("The touch detection does not end. Close its window, and start the calibration again.");
+
 } // namespace korvex

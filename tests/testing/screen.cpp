@@ -44,6 +44,11 @@ unsigned long WaitForWindow(const std::string& title)
     return search.exitCode == 0 ? std::stoul(search.output) : 0;
 }
 
+bool HasWindow(const std::string& title)
+{
+    return RunProgram({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"}).exitCode == 0;
+}
+
 void PressCloseButton(const Screen* screen, unsigned long window)
 {
     XEvent event{};

@@ -32,6 +32,9 @@ unsigned long PixelAt(const Screen* screen, int x, int y);
 // The visible window with this title, once there is one; 0 when none comes within 10 s.
 unsigned long WaitForWindow(const std::string& title);
 
+// Whether there is such a window now.
+bool HasWindow(const std::string& title);
+
 // What a window manager does when a window's close button is pressed.
 void PressCloseButton(const Screen* screen, unsigned long window);
 

@@ -159,6 +159,57 @@ TEST_F(Dll, CalibStartsTheProgramOfTheStoredFolder)
     }
 }
 
+// KxConsole.exe, as the entries start it while a detection has the port: that is closed for it, and started again.
+TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
+{
+    const Screen screen; // before Wine, which looks for it when it starts
+    const Wine wine;
+    const EmulatorPointer emulator = emulator::StartEmulator({});
+    emulator::Distortion distortion;
+    distortion.scale = {0.85, 0.85};
+    SetDistortion(emulator.get(), distortion);
+    PlugIn(&wine, emulator.get());
+    const std::string folder = "Z:" + wine.folder.path.string();
+    RunProgram(Host({"set-path", "1", std::to_string(folder.size() + 1), folder}));
+
+    // Left: nothing is changed.
+    const Process first(Host({"plainly", "kxCALIB", "9"})); // what it starts has its pipes
+    const std::string title = "Korvex Calibration";
+    ASSERT_NE(WaitForWindow(title), 0U);
+    const auto waitsAt = [&](int x, int y) { return WaitUntil([&] { return PixelAt(&screen, x + 45, y + 45) == 0xDCDCDC; }); };
+    std::string error;
+    ASSERT_TRUE(waitsAt(20, 15)) << "for the first touch, once the controller is found";
+    RunGesture(emulator.get(), "press 2 2 1000", &error);
+    EXPECT_TRUE(waitsAt(511, 15));
+    RunProgram({"xdotool", "key", "Escape"});
+    EXPECT_TRUE(WaitUntil([&] { return !HasWindow(title); }));
+    EXPECT_FALSE(std::filesystem::exists("Korvex.ini"));
+
+    Process detection(Host({"plainly", "kxENUM"}));
+    ASSERT_NE(WaitForWindow(TITLE), 0U);
+    Process calibration(Windows({"rundll32", "KORVEX.dll,kxCALIB", "4"})); // finds kxCALIBW
+    ASSERT_NE(WaitForWindow(title), 0U) << "the question";
+    RunProgram({"xdotool", "key", "Return"});
+    EXPECT_EQ(WaitForExit(&detection), 0);
+    ASSERT_TRUE(waitsAt(20, 15));
+    for (const char* target : {"press 2 2 1000", "press 98 2 1000", "press 98 98 1000", "press 2 98 1000"})
+        RunGesture(emulator.get(), target, &error);
+    EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; })) << "the button";
+    EXPECT_EQ(
+        RunProgram({"import", "-window", "root", (std::filesystem::path(KORVEX_WINDOWS_BUILD) / "calibration.png").string()}).exitCode, 0);
+    EXPECT_FALSE(std::filesystem::exists("Korvex.ini"));
+    RunGesture(emulator.get(), "press 31 79 300", &error);
+    EXPECT_TRUE(WaitUntil([] { return ReadTextFile("Korvex.ini").find("Mode=4") != std::string::npos; }));
+    const unsigned long window = WaitForWindow(TITLE);
+    ASSERT_NE(window, 0U) << "detection is started again";
+    EXPECT_TRUE(WaitUntil([] { return RunProgram(Host({"status-text"})).output == "Enable Touch Tests\r\nreturned\r\n"; }));
+    TouchAt(emulator.get(), 25, 50);
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen) == PointerState{255, 383, false}; }));
+    Lift(emulator.get());
+    PressCloseButton(&screen, window);
+    EXPECT_TRUE(WaitUntil([] { return !HasWindow(TITLE); }));
+}
+
 TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)
 {
     using Row = std::tuple<const char*, int, int, int>;

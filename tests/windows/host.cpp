@@ -2,6 +2,7 @@
 //   host ENTRY [TEXT]                 calls the entry, with TEXT as the command line of an entry in W and as the number of kxCALIB, and
 //   prints
 //                                     what the DLL asks Windows for on the way; programs and message boxes are not started or shown
+//   host plainly ENTRY [TEXT]         the same without looking on
 //   host register-port N              makes COM<N> a device that SetupAPI lists, with the device path \\?\root#ports#000<N>#{...}
 //   host install|remove ID            calls the co-installer for it as the device installer does, and prints results and values
 //   host set-path TYPE UNITS TEXT     stores the folder of the calibration program as a value of this type and length, without a terminator
@@ -149,7 +150,6 @@ void WatchCalls()
 
 void CallEntry(const std::wstring& entry, const std::wstring& text)
 {
-    WatchCalls();
     const std::string name(entry.begin(), entry.end());
     std::wstring line = text;
     if (name == "kxCALIB")
@@ -322,8 +322,12 @@ int wmain(int argc, wchar_t** argv)
         PrintStatusText();
     else if (command == L"install" || command == L"remove")
         Coinstall(command == L"install", argument);
-    else
+    else if (command == L"plainly")
+        CallEntry(argument, argc > 3 ? argv[3] : L"");
+    else {
+        WatchCalls();
         CallEntry(command, argument);
+    }
     puts("returned");
     return EXIT_SUCCESS;
 }

@@ -88,6 +88,7 @@ Wine::Wine()
     Run({IN_ROOT, SERVER, "-p60"});
     Run({"sh", "-c", R"(exec "$0" "$1" wineboot </dev/null >/dev/null 2>&1)", IN_ROOT, LOADER});
     fs::copy_file(BUILD / "KORVEX.dll", "KORVEX.dll");
+    fs::copy_file(BUILD / "KxConsole.exe", "KxConsole.exe");
     fs::copy_file(BUILD / "tests/korvex_host.exe", "host.exe");
 }
 
@@ -107,9 +108,14 @@ void PlugIn(const Wine* wine, const emulator::Emulator* emulator)
     }
 }
 
+std::vector<std::string> Windows(const std::vector<std::string>& words)
+{
+    return Joined({IN_ROOT, LOADER}, words);
+}
+
 std::vector<std::string> Host(const std::vector<std::string>& words)
 {
-    return Joined({IN_ROOT, LOADER, "host.exe"}, words);
+    return Joined(Windows({"host.exe"}), words);
 }
 
 void BlockInWaits(const Wine* wine)

@@ -23,7 +23,8 @@ struct Wine {
 // Makes the emulator's terminal COM3, as a device that SetupAPI lists.
 void PlugIn(const Wine* wine, const emulator::Emulator* emulator);
 
-// The command that runs the program "host.exe" with these words.
+// The command that runs these words, a program's name first; and that of "host.exe" with them.
+std::vector<std::string> Windows(const std::vector<std::string>& words);
 std::vector<std::string> Host(const std::vector<std::string>& words);
 
 // Has programs that are started from now on block in a wait for a character, as on a real port.

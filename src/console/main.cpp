@@ -1,0 +1,97 @@
+// KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it: KxConsole.exe -calibration N.
+#include <array>
+
+#include "console/calibration_window.h"
+#include "console/own_panels.h"
+#include "console/page_texts.h"
+#include "host/host.h"
+#include "platform/win32.h"
+#include "support/bounded_text.h"
+#include "support/owned.h"
+
+namespace {
+
+constexpr int EXIT_SAVED = 0;
+constexpr int EXIT_LEFT = 7;
+constexpr DWORD CLOSE_LIMIT_MS = 5000; // a detection needs 3 s at most
+
+// N of "-calibration N"; 0 where there is none.
+uint32_t NumberOfTargets()
+{
+    int count = 0;
+    LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
+    int32_t number = 0;
+    for (int i = 1; words != nullptr && i + 1 < count; ++i) {
+        if (CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, words[i], -1, TEXT("-calibration"), -1) == CSTR_EQUAL)
+            number = korvex::ParseInteger(words[i + 1]);
+    }
+    LocalFree(static_cast<HLOCAL>(words));
+    return static_cast<uint32_t>(number);
+}
+
+HWND DetectionWindow()
+{
+    return FindWindowW(TEXT("kxSetup"), korvex::WINDOW_TITLE);
+}
+
+// Closes the window of a running detection, which has the ports, and waits for the end of its process.
+bool CloseDetection(HWND window)
+{
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    const korvex::OwnedHandle ended(OpenProcess(SYNCHRONIZE, FALSE, process));
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    if (ended.value != nullptr)
+        return WaitForSingleObject(ended.value, CLOSE_LIMIT_MS) == WAIT_OBJECT_0;
+    // A process of more rights can be asked, and looked for.
+    const DWORD start = GetTickCount();
+    while (DetectionWindow() != nullptr && GetTickCount() - start < CLOSE_LIMIT_MS)
+        Sleep(50);
+    return DetectionWindow() == nullptr;
+}
+
+// Starts detection again, by the DLL beside this program, in the current folder, whose Korvex.ini it reads.
+void StartDetection()
+{
+    std::array<WCHAR, korvex::TEXT_CAPACITY> folder{};
+    std::array<WCHAR, 2 * korvex::TEXT_CAPACITY> parameters{};
+    const DWORD length = GetModuleFileNameW(nullptr, folder.data(), static_cast<DWORD>(folder.size()));
+    if (length == 0 || length == folder.size())
+        return;
+    DWORD end = length;
+    while (end > 0 && folder[end - 1] != '\\')
+        --end;
+    folder[end] = 0;
+    korvex::FormatBounded(parameters.data(), parameters.size(), TEXT("\"%sKORVEX.dll\",kxENUM"), folder.data());
+    ShellExecuteW(nullptr, TEXT("open"), TEXT("rundll32.exe"), parameters.data(), nullptr, SW_SHOWNORMAL);
+}
+
+bool Calibrate(uint32_t targets)
+{
+    korvex::WatchOwnPanels();
+    korvex::StartHost(korvex::HOST_DETECT | korvex::HOST_PANEL_TEST);
+    const korvex::CalibrationSetup setup{korvex::SearchedPanels(), targets, false, nullptr};
+    const bool saved = korvex::RunCalibration(&setup);
+    korvex::DestroyHostContext();
+    return saved;
+}
+
+} // namespace
+
+int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*/, int /*show*/)
+{
+    HWND detection = DetectionWindow();
+    if (detection != nullptr) {
+        constexpr UINT QUESTION = MB_OKCANCEL | MB_ICONQUESTION | MB_TOPMOST | MB_SETFOREGROUND;
+        if (MessageBoxW(nullptr, korvex::TEXT_DETECTION, korvex::TEXT_TITLE, QUESTION) != IDOK)
+            return EXIT_LEFT;
+        if (!CloseDetection(detection)) {
+            MessageBoxW(nullptr, korvex::TEXT_DETECTION_STAYS, korvex::TEXT_TITLE, MB_OK | MB_ICONWARNING | MB_TOPMOST);
+            return EXIT_LEFT;
+        }
+    }
+    const bool saved = Calibrate(NumberOfTargets());
+    if (detection != nullptr)
+        StartDetection();
+    ExitProcess(saved ? EXIT_SAVED : EXIT_LEFT); // a thread that could not be ended may still run
+}
