@@ -33,6 +33,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/touch_events_test.cpp
     platform/windows_test.cpp
     console/exactness_test.cpp
+    command/calibrate_test.cpp
     command/command_test.cpp
     command/control_test.cpp
     command/diagnosis_test.cpp

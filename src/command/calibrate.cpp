@@ -100,7 +100,9 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
     const bool judged = course->guide.step == GuideStep::REVIEW || course->guide.step == GuideStep::MISFIT;
     const std::string file = platform::ToUtf8(words->file.data());
     std::string reason = platform::ToUtf8(words->reason.data());
-    if (course->guide.step == GuideStep::MISFIT)
+    if (progress.nobody)
+        reason = "no controller was found on any port that was asked";
+    else if (course->guide.step == GuideStep::MISFIT)
         reason = platform::ToUtf8(FaultText(course->guide.judgement.fault));
     if (progress.json) {
         Json line{{"saved", saved}, {"file", file}};
@@ -119,7 +121,8 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
 void Observe(const CalibrationCourse* course, const PageWords* words)
 {
     progress.nobody = progress.nobody || course->step == CourseStep::NOBODY;
-    const bool isOver = course->step == CourseStep::SAVED || course->step == CourseStep::LEFT;
+    const bool isOver = course->step == CourseStep::SAVED || course->step == CourseStep::LEFT
+        || (course->step == CourseStep::NOBODY && course->savesUnasked);
     if (IsPanelGone(course) && !isOver)
         Print(course, "gone", "");
     else if (course->step == CourseStep::GUIDING)
@@ -138,10 +141,7 @@ int ExitCodeOf(bool saved)
         fprintf(stderr, "%s: the display is lost; nothing was changed\n", progress.command.c_str());
         return EXIT_FAULT;
     }
-    if (!progress.nobody)
-        return EXIT_LEFT;
-    fprintf(stderr, "%s: no controller was found on any port that was asked\n", progress.command.c_str());
-    return EXIT_NO_CONTROLLER;
+    return progress.nobody ? EXIT_NO_CONTROLLER : EXIT_LEFT;
 }
 
 int Calibrate(const Options* options, const PanelSource* source)

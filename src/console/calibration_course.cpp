@@ -180,7 +180,7 @@ CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs)
         return 0;
     course->lastActionMs = nowMs;
     course->step = CourseStep::NOBODY;
-    return course->savesUnasked ? Leave(course) : TASK_SHOW;
+    return course->savesUnasked ? TASK_END : TASK_SHOW;
 }
 
 CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs)

@@ -70,7 +70,7 @@ PageButton ButtonAt(POINT screen, POINT place)
 
 RECT HeadArea(POINT screen)
 {
-    return Area(screen, 15, 14, 85, 40);
+    return Area(screen, 15, 14, 85, 39);
 }
 
 RECT CountArea(POINT screen)

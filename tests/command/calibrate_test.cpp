@@ -1,0 +1,168 @@
+// `korvex calibrate`, as a person or a script starts it: on a port of its own, through a runtime, with a window and without.
+#include <csignal>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "emulator/gestures.h"
+#include "testing/process.h"
+#include "testing/screen.h"
+#include "testing/temporary_folder.h"
+#include "testing/test_line.h"
+#include "testing/testing.h"
+
+namespace korvex {
+namespace {
+
+using Json = nlohmann::json;
+
+const std::string KORVEX = KORVEX_COMMAND;
+const std::string SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\nSTD_MIN_X=3\n";
+
+// A panel that is too small and askew, on the link "panel" of the current folder, where a calibration is.
+struct Panel {
+    TemporaryFolder folder;
+    emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+
+    Panel()
+    {
+        WriteTextFile("Korvex.ini", SETTINGS);
+        setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
+        PlugIn();
+    }
+
+    void PlugIn()
+    {
+        emulator::Distortion distortion;
+        distortion.scale = {0.85, 0.85};
+        distortion.rotation = 2;
+        SetDistortion(emulator.get(), distortion);
+        PlaceLink("panel", emulator.get());
+    }
+};
+
+void Press(const Panel* panel, double x, double y)
+{
+    std::string error;
+    EXPECT_EQ(RunGesture(panel->emulator.get(), "press " + std::to_string(x) + " " + std::to_string(y) + " 800", &error),
+        emulator::GestureResult::DONE)
+        << error;
+}
+
+// Reads states until one is `state`; what stood there with it.
+Json AwaitState(const Process* calibration, const std::string& state)
+{
+    for (;;) {
+        const std::string line = ReadLine(calibration->output);
+        if (line.empty())
+            return {};
+        const Json object = Json::parse(line);
+        if (object.value("state", "") == state || (state == "end" && object.contains("saved")))
+            return object;
+    }
+}
+
+// Presses each target that waits, from there on as many.
+void PressTargets(const Panel* panel, const Process* calibration, int count)
+{
+    for (int target = 0; target < count; ++target) {
+        const Json waiting = AwaitState(calibration, "touch");
+        ASSERT_TRUE(waiting.is_object());
+        Press(panel, waiting["x"].get<double>() * 100 / waiting["width"].get<double>(),
+            waiting["y"].get<double>() * 100 / waiting["height"].get<double>());
+        ASSERT_TRUE(AwaitState(calibration, "taken").is_object());
+    }
+}
+
+TEST(KorvexCalibrate, IsAutomatedWithoutAScreenAndSurvivesAnUnplugging)
+{
+    Panel panel;
+    Process calibration({KORVEX, "calibrate", "panel", "--windows", "none", "--json"});
+    const Json first = AwaitState(&calibration, "touch");
+    EXPECT_EQ(first.dump(), R"({"height":768,"of":9,"state":"touch","target":1,"width":1024,"x":20,"y":15})");
+    std::string error;
+    RunGesture(panel.emulator.get(), "press 2 2 100", &error);
+    EXPECT_THAT(AwaitState(&calibration, "again").value("reason", ""), HasSubstr("lifted before"));
+    PressTargets(&panel, &calibration, 3);
+    EXPECT_EQ(ReadTextFile("Korvex.ini"), SETTINGS);
+
+    AwaitState(&calibration, "touch");
+    std::filesystem::remove("panel");
+    HangUp(panel.emulator.get());
+    EXPECT_EQ(AwaitState(&calibration, "gone")["target"], 4);
+    panel.emulator = emulator::StartEmulator({});
+    panel.PlugIn();
+    PressTargets(&panel, &calibration, 6);
+    const Json end = AwaitState(&calibration, "end");
+    EXPECT_EQ(end["saved"], true);
+    EXPECT_EQ(end["file"], (panel.folder.path / "Korvex.ini").string());
+    for (const Json& residual : end["residuals"])
+        EXPECT_LT(residual.get<double>(), 1) << "pixels";
+    EXPECT_EQ(end["residuals"].size(), 9U);
+    EXPECT_EQ(WaitForExit(&calibration), 0);
+    EXPECT_THAT(ReadTextFile("Korvex.ini"), AllOf(HasSubstr("Mode=9\n"), HasSubstr("STD_MIN_X=3\n")));
+}
+
+TEST(KorvexCalibrate, LeavesEverythingAsItWasWhenItCannotSaveOrIsEnded)
+{
+    const Panel panel;
+    Process ended({KORVEX, "calibrate", "panel", "--windows", "none", "--json"});
+    PressTargets(&panel, &ended, 2);
+    EXPECT_EQ(EndBySignal(&ended, SIGTERM), 7);
+    EXPECT_EQ(ReadTextFile("Korvex.ini"), SETTINGS);
+
+    std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_read);
+    const RunResult readOnly = RunProgram({KORVEX, "calibrate", "panel", "--windows", "none"});
+    EXPECT_EQ(readOnly.exitCode, 1);
+    EXPECT_THAT(readOnly.error, HasSubstr("the calibration could not be saved: "));
+    std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_all);
+
+    EXPECT_EQ(RunProgram({KORVEX, "calibrate", "nowhere", "--windows", "none"}).exitCode, 3);
+    EXPECT_EQ(RunProgram({KORVEX, "calibrate", "panel", "--points", "5"}).exitCode, 2);
+    // All ports are asked, one without a controller.
+    const auto silent = StartSilentEmulator();
+    PlaceLink("silent", silent.get());
+    const RunResult nobody = RunProgram({KORVEX, "calibrate", "--port", "COM3=silent", "--state", "state", "--windows", "none"});
+    EXPECT_EQ(nobody.exitCode, 4);
+    EXPECT_THAT(nobody.error, HasSubstr("no controller was found"));
+}
+
+// A runtime has the port; the page is pressed by the panel's own touches, which the runtime maps for the pointer as well.
+TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
+{
+    const Panel panel;
+    const Screen screen;
+    std::filesystem::create_directory("drive");
+    WriteTextFile("drive/Korvex.ini", SETTINGS);
+    Process drive({"sh", "-c", "cd drive && exec " + KORVEX + " drive ../panel --pointer x11 --trace trace"});
+    EXPECT_THAT(ReadLineWith(drive.error, "panel"), HasSubstr("controller 5200"));
+    const std::string settings = (panel.folder.path / "drive/Korvex.ini").string();
+
+    // Killed while a result is tried: the old calibration maps again.
+    Process killed({KORVEX, "calibrate", "--points", "4", "--json"});
+    PressTargets(&panel, &killed, 4);
+    EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; })) << "Save";
+    Press(&panel, 50, 50);
+    const auto isAt = [&screen](int x, int y) {
+        return WaitUntil([&] { return std::abs(PointerOf(&screen).x - x) <= 2 && std::abs(PointerOf(&screen).y - y) <= 2; });
+    };
+    EXPECT_TRUE(isAt(512, 384));
+    EXPECT_EQ(EndBySignal(&killed, SIGKILL), -1);
+    EXPECT_EQ(ReadTextFile(settings), SETTINGS);
+    Press(&panel, 90, 90);
+    EXPECT_TRUE(isAt(847, 653));
+
+    Process calibration({KORVEX, "calibrate", "panel", "--points", "4", "--json"});
+    PressTargets(&panel, &calibration, 4);
+    EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; }));
+    Press(&panel, 30, 79);
+    EXPECT_EQ(AwaitState(&calibration, "end")["file"], settings);
+    EXPECT_EQ(WaitForExit(&calibration), 0);
+    EXPECT_THAT(ReadTextFile(settings), AllOf(HasSubstr("Mode=4\n"), HasSubstr("STD_MIN_X=3\n")));
+    EXPECT_EQ(ReadTextFile("Korvex.ini"), SETTINGS);
+    Press(&panel, 90, 90);
+    EXPECT_TRUE(isAt(921, 691));
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+}
+
+} // namespace
+} // namespace korvex
