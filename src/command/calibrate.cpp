@@ -93,6 +93,14 @@ std::vector<double> Residuals(const CalibrationCourse* course)
     return residuals;
 }
 
+// There is a result, which a person may try now.
+void PrintTrying(const CalibrationCourse* course)
+{
+    if (progress.json && progress.state != "try")
+        WriteOutput(Json{{"state", "try"}, {"residuals", Residuals(course)}}.dump() + "\n");
+    progress.state = "try";
+}
+
 // The result, once there is one.
 void PrintEnd(const CalibrationCourse* course, const PageWords* words)
 {
@@ -127,6 +135,8 @@ void Observe(const CalibrationCourse* course, const PageWords* words)
         Print(course, "gone", "");
     else if (course->step == CourseStep::GUIDING)
         PrintTarget(course);
+    else if (course->step == CourseStep::TRYING && !course->savesUnasked)
+        PrintTrying(course);
     if (isOver && progress.state != "end")
         PrintEnd(course, words);
     if (isOver)

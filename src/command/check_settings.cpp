@@ -24,7 +24,7 @@ namespace korvex::command {
 namespace {
 
 constexpr const char* SUBJECT = "settings";
-constexpr const char* CURE = "; calibrate anew with 'korvex paneltest', or put it right by hand";
+constexpr const char* CURE = "; calibrate anew with 'korvex calibrate', or put it right by hand";
 constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
 constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;

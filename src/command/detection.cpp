@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <string>
 
+#include "command/control_client.h"
 #include "command/control_server.h"
 #include "command/controller_text.h"
 #include "command/end_request.h"
@@ -56,6 +57,15 @@ void PrintPanelTestState(const PanelTestContext* context)
 // The command's words, for the routines that the library calls back.
 std::string command;
 
+// What can be done about a port that the entry cannot open; empty where nothing is known.
+std::string WayAround(const std::string& path, DWORD error)
+{
+    const std::string name = PanelNameOf(path);
+    if (command != "korvex paneltest" || error != ERROR_SHARING_VIOLATION || !FindRuntime(path, name))
+        return "";
+    return "; 'korvex calibrate " + name + "' calibrates the panel while it is driven";
+}
+
 // Without its worker the entry would show a window that never finds anything.
 void EndWithoutWorker()
 {
@@ -77,7 +87,8 @@ int RunEntry(const Options* options, const Entry* entry)
     command = options->command;
     platform::Machine* machine = platform::ThisMachine();
     machine->observers.portRefused = [](const std::string& path, DWORD error) {
-        Tell(Priority::WARNING, command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error));
+        Tell(Priority::WARNING,
+            command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error) + WayAround(path, error));
     };
     if (!machine->onExit)
         machine->onExit = ExitCodeOf;
