@@ -491,17 +491,24 @@ def is_at(match, x, y, tolerance):
     return abs(float(match[1]) - x) < tolerance and abs(float(match[2]) - y) < tolerance
 
 
+def start_kiosk(setting, command):
+    """Starts a Wayland compositor of a user of its own with one client; the names of what is to be stopped, and of what the client prints."""
+    seats, kiosk, client = setting.name("seatd"), setting.name("cage"), setting.name("client")
+    log = f"/tmp/{client}.log"
+    setting.guest.run("id touch >/dev/null 2>&1 || useradd -m -G video,input,korvex touch; modprobe virtio-gpu; udevadm settle; "
+                      f"install -d -o touch -m 700 /run/touch; : >{log}; chown touch {log}")
+    setting.guest.start(seats, "seatd -g video")
+    setting.guest.start(client, f"tail -n +1 -F {log}")
+    setting.guest.start(kiosk, "openvt -c 2 -f -w -- su touch -c 'XDG_RUNTIME_DIR=/run/touch LIBSEAT_BACKEND=seatd WLR_RENDERER=pixman "
+                               f"WLR_LIBINPUT_NO_DEVICES=1 cage -d -- stdbuf -oL {command} >{log} 2>&1'")
+    return seats, kiosk, client
+
+
 def wayland(setting):
     """Touches at nine places on both lines reach a Wayland client where they were made."""
     guest = setting.guest
     drivers = [setting.drive(path, "uinput") for path in (UART, ADAPTER)]
-    guest.run("id touch >/dev/null 2>&1 || useradd -m -G video,input touch; modprobe virtio-gpu; udevadm settle; "
-              "install -d -o touch -m 700 /run/touch; : >/tmp/wev.log; chown touch /tmp/wev.log")
-    seats, kiosk, client = setting.name("seatd"), setting.name("cage"), setting.name("wev")
-    guest.start(seats, "seatd -g video")
-    guest.start(client, "tail -n +1 -F /tmp/wev.log")
-    guest.start(kiosk, "openvt -c 2 -f -w -- su touch -c 'XDG_RUNTIME_DIR=/run/touch LIBSEAT_BACKEND=seatd WLR_RENDERER=pixman "
-                       "WLR_LIBINPUT_NO_DEVICES=1 cage -d -- stdbuf -oL wev >/tmp/wev.log 2>&1'")
+    seats, kiosk, client = start_kiosk(setting, "wev")
     guest.wait_line(client, "xdg_surface.* configure", limit=LONG)
     width, height = map(int, guest.run("head -n 1 /sys/class/drm/card0-*/modes").split("x"))
     down = r"wl_touch.* down.* x, y: ([\d.]+), ([\d.]+)"
@@ -689,6 +696,27 @@ def named_arrival(setting):
     return "as ttyUSB1, beside a stranger and ModemManager"
 
 
+def named_calibration(setting):
+    """A panel that its unit drives is calibrated on a Wayland screen, by its touches alone, and maps by that at once."""
+    guest = setting.guest
+    wait_driven(guest, "left", "")
+    seats, kiosk, client = start_kiosk(setting, "korvex calibrate --points 4 --json")
+    for target, (x, y) in enumerate(((2, 2), (98, 2), (98, 98), (2, 98)), 1):
+        guest.wait_line(client, f'"target":{target},.*"state":"touch"', limit=LONG)
+        setting.adapter.gesture(f"press {x} {y} 1000")
+    guest.wait_line(client, '"state":"try"')
+    setting.adapter.gesture("press 50 50 300", "press 31 79 300")
+    saved = json.loads(guest.wait_line(client, '"saved":').text)
+    expect(saved["saved"] and saved["file"] == "/var/lib/korvex/left/Korvex.ini", f"the calibration ends with {saved}")
+    guest.wait_end(kiosk)
+    for name in (seats, client):
+        guest.stop(name)
+    touch_panel(setting, "left", setting.adapter, as_it_is)
+    guest.run("sh /case/name-panels; systemctl restart korvex@left")
+    wait_driven(guest, "left", "")
+    return "four targets of a panel that was mirrored both ways"
+
+
 def named_exchange(setting):
     """Two adapters that have their names by their serial numbers keep their calibrations when they have changed places while the machine
     was off."""
@@ -784,7 +812,7 @@ def named_update(setting):
 
 SHORT = ["named-boot", "identification", "unplugging", "input-devices"]
 # Those with panels that have names, which their units drive; the others have none. The first needs no start of its own.
-NAMED_CASES = (named_boot, named_arrival, named_exchange, named_replacement, named_update)
+NAMED_CASES = (named_boot, named_arrival, named_calibration, named_exchange, named_replacement, named_update)
 OTHER_CASES = (identification, unplugging, input_devices, wayland, xorg, latency, power_cut)
 CASES = {case.__name__.replace("_", "-"): case for case in (*NAMED_CASES, *OTHER_CASES)}
 NAMED = [name for name in CASES if CASES[name] in NAMED_CASES]
