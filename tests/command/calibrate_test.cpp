@@ -55,7 +55,7 @@ Json AwaitState(const Process* calibration, const std::string& state)
         const std::string line = ReadLine(calibration->output);
         if (line.empty())
             return {};
-        const Json object = Json::parse(line);
+        Json object = Json::parse(line);
         if (object.value("state", "") == state || (state == "end" && object.contains("saved")))
             return object;
     }
