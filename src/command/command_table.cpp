@@ -109,7 +109,7 @@ const std::vector<OptionDeclaration>& AllOptions()
             " COM2 and so on; USB adapters follow from COM33",
             nullptr, TakePort, "NAME=PATH, such as COM3=/dev/ttyS2, each once", Completion::NOTHING, {}, true},
         {"--only", "PORT", "ask this port and no other; may be given several times", nullptr, TakeOnly,
-            "a port: a panel's name, COM3, ttyUSB0 or a path", Completion::FILES, {}, true},
+            "a port: a panel's name, COM3, ttyUSB0 or a path", Completion::PORTS, {}, true},
         {"--wait", nullptr, "where the port or its controller is missing, ask again every 2 to 30 seconds, until it is there",
             &Options::wait, nullptr, nullptr},
         {"--probe", nullptr, "ask every port, also those that may have other devices on them", &Options::probe, nullptr, nullptr},
@@ -123,7 +123,7 @@ const std::vector<OptionDeclaration>& AllOptions()
         {"--monitor", "[PORT=]OUTPUT",
             "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT the touches"
             " from that port; may be given several times",
-            nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once", Completion::NOTHING, {}, true},
+            nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once", Completion::OUTPUTS, {}, true},
         {"--windows", "x11|none",
             "show windows on the X display (default where DISPLAY is set), or print what they would show on standard error", nullptr,
             TakeText<&Options::windows>, nullptr, Completion::NOTHING, {"x11", "none"}},
@@ -149,7 +149,7 @@ const std::vector<OptionDeclaration>& AllOptions()
 const std::vector<CommandDeclaration>& AllCommands()
 {
     const OptionUse quietTrace{"--trace", "write the diagnostic lines to FILE (default: nowhere)"};
-    const ArgumentDeclaration port{"PORT", "the serial port: a panel's name, COM1, ttyS0, or a path", Completion::FILES};
+    const ArgumentDeclaration port{"PORT", "the serial port: a panel's name, COM1, ttyS0, or a path", Completion::PORTS};
     static const std::vector<CommandDeclaration> COMMANDS{
         {.name = "enum",
             .help = "find the controllers on all ports, which sends bytes to whatever is on them, and let their touches move the pointer, "
@@ -163,7 +163,7 @@ const std::vector<CommandDeclaration>& AllCommands()
             .help = "calibrate a panel: the crosses that are shown over the whole screen are touched, the result is tried, and saved in"
                     " Korvex.ini or left. Of a panel that enum or drive drives now through them, else on its port; without PANEL: whichever"
                     " of all panels is touched",
-            .arguments = {{"PANEL", "the panel's name, or its port: COM1, ttyS0, or a path", Completion::FILES, {}, false, true}},
+            .arguments = {{"PANEL", "the panel's name, or its port: COM1, ttyS0, or a path", Completion::PORTS, {}, false, true}},
             .options = {{"--points"}, {"--monitor", "show the crosses on the monitor of that output, HDMI-1, not on the primary one"},
                 {"--windows",
                     "show the crosses on the X display (default where DISPLAY is set), or say where each is on standard error;"
@@ -197,9 +197,11 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunDrive,
             .endsCleanly = true},
         {.name = "monitor",
-            .help = "drive the controllers on these ports, or ask the runtime that does, and show, live, what each reports: raw and mapped "
-                    "position, contact, reports a"
-                    " second, all reports, rejected packets (BAD), searches for the next report (RESYNC) and bytes dropped in them",
+            .help
+            = "drive the controllers on these ports, or ask the runtime that does, and show, live, what each reports: its raw position,"
+              " where that is mapped to, in percent of the screen and in pixels of the X display, contact, reports a second, all"
+              " reports, rejected packets (BAD), searches for the next report (RESYNC) and bytes dropped in them; as many of these as"
+              " the terminal is wide. q ends it",
             .arguments = {{port.name, port.help, port.completion, {}, true}},
             .options
             = {{POINTER, "send the touches to the X display or to touch screen devices of the kernel (defaults as for drive), or drop them",

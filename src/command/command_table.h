@@ -9,7 +9,7 @@
 namespace korvex::command {
 
 // What the shell offers for a value.
-enum class Completion { NOTHING, FILES, FOLDERS };
+enum class Completion { NOTHING, FILES, FOLDERS, PORTS, OUTPUTS };
 
 struct OptionDeclaration {
     const char* name;                           // "--port"

@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "command/control_client.h"
 #include "command/control_server.h"
@@ -12,6 +13,7 @@
 #include "command/options.h"
 #include "command/port_failure.h"
 #include "command/port_names.h"
+#include "command/port_state.h"
 #include "command/running_sessions.h"
 #include "command/stored_calibration.h"
 #include "command/subcommands.h"
@@ -25,6 +27,7 @@
 #include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
+#include "support/bounded_text.h"
 
 namespace korvex::command {
 
@@ -64,6 +67,18 @@ std::string WayAround(const std::string& path, DWORD error)
     if (command != "korvex paneltest" || error != ERROR_SHARING_VIOLATION || !FindRuntime(path, name))
         return "";
     return "; 'korvex calibrate " + name + "' calibrates the panel while it is driven";
+}
+
+// What is driven, in the few words that the status window has room for: "1 controller: ttyUSB0, 5200".
+void DescribeDriven(WCHAR* text, size_t capacity)
+{
+    const std::vector<RunningSession> sessions = RunningSessions();
+    std::string line = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
+    if (sessions.size() == 1)
+        line += " controller: " + sessions[0].driven.panel + ", " + ModelText(sessions[0].driven.model);
+    for (size_t i = 0; sessions.size() > 1 && i < sessions.size(); ++i)
+        line += (i == 0 ? " controllers: " : ", ") + sessions[i].driven.panel;
+    CopyBounded(text, capacity, platform::FromUtf8(line).c_str());
 }
 
 // Without its worker the entry would show a window that never finds anything.
@@ -131,8 +146,12 @@ int RunEnumerate(const Options* options)
             Tell(Priority::WARNING, command + ": that one is driven when enum is started again");
         if (event == SessionEvent::STARTED)
             Tell(Priority::NOTICE, PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": " + DescriptionOf(controller));
+        if (event == SessionEvent::STARTED || event == SessionEvent::ENDED)
+            RefreshStatusDetail();
     });
+    SetStatusDetailHandler(DescribeDriven);
     SetDetectionDoneHandler([] {
+        RefreshStatusDetail();
         if (RunningSessions().empty())
             Tell(Priority::WARNING, command + ": no controller was found on any port that was asked; nothing is driven");
     });

@@ -90,6 +90,10 @@ std::string Reply(Completion completion, const std::vector<const char*>& choices
         source = "-f";
     else if (completion == Completion::FOLDERS)
         source = "-d";
+    else if (completion == Completion::PORTS)
+        source = "-W \"$(_korvex_ports)\" -f";
+    else if (completion == Completion::OUTPUTS)
+        source = "-W \"$(_korvex_outputs)\"";
     return source.empty() ? "" : "COMPREPLY=($(compgen " + source + " -- \"$word\")); ";
 }
 
@@ -140,7 +144,13 @@ std::string BashCompletion()
         arguments += " ;;\n";
         commands += (commands.empty() ? "" : " ") + name;
     }
-    return R"(# Completion of korvex(1) for bash.
+    return R"bash(# Completion of korvex(1) for bash.
+_korvex_ports() { # the names of panels, ports and their ttys
+    korvex ports --json 2>/dev/null | sed -nE 's/^ *"(name|panel|path)": "(.*)",?$/\2/p'
+}
+_korvex_outputs() {
+    xrandr 2>/dev/null | sed -n 's/ connected.*//p'
+}
 _korvex() {
     local word=$2 previous=$3 command="" options i
     COMPREPLY=()
@@ -148,7 +158,7 @@ _korvex() {
         [[ ${COMP_WORDS[i]} == -* ]] || { command=${COMP_WORDS[i]}; break; }
     done
     case "$command $previous" in
-)" + values
+)bash" + values
         + R"(    esac
     case $command in
 )" + arguments

@@ -16,12 +16,15 @@
 #include "command/control_client.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/monitor_table.h"
 #include "command/opened_controller.h"
 #include "command/options.h"
 #include "command/output.h"
 #include "command/port_names.h"
 #include "command/subcommands.h"
+#include "command/terminal.h"
 #include "input/session.h"
+#include "platform/linux/core/x11_monitors.h"
 
 namespace korvex::command {
 
@@ -33,22 +36,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds TICK{100};
 constexpr size_t TICKS_PER_SECOND = 10;
 
-// What is known of a session at one moment.
-struct Sample {
-    Point raw;
-    Point mapped;
-    bool touching;
-    bool gone;     // the port has failed
-    uint32_t rate; // reports in the last second
-    uint32_t reports;
-    uint32_t rejected;
-    uint32_t resynchronisations;
-    uint32_t dropped;
-    uint32_t inputs;
-
-    bool operator==(const Sample&) const = default;
-};
-
 struct Watched {
     std::string port;
     TouchController* controller;
@@ -56,6 +43,7 @@ struct Watched {
     Clock::time_point soughtAt;        // when a runtime was looked for last, after that
     std::deque<uint32_t> reports;      // at the last ticks, newest first
     Sample shown;
+    bool changed; // since it was shown before
 };
 
 // The reports of the last second.
@@ -111,49 +99,77 @@ Sample TakeSample(Watched* watched)
     return sample;
 }
 
-// The columns fit 80 characters; a longer port name shows its end.
-std::string RowOf(const Watched* watched)
-{
-    constexpr size_t PORT_WIDTH = 13;
-    const Sample* sample = &watched->shown;
-    const size_t hidden = watched->port.size() > PORT_WIDTH ? watched->port.size() - PORT_WIDTH : 0;
-    const char* contact = sample->gone ? "gone" : sample->touching ? "down" : "up";
-    std::array<char, 120> row{};
-    snprintf(row.data(), row.size(), "%-13s %4d %4d %6d %6d %-4s %5u %7u %5u %6u %7u", watched->port.c_str() + hidden, sample->raw.x,
-        sample->raw.y, sample->mapped.x, sample->mapped.y, contact, sample->rate, sample->reports, sample->rejected,
-        sample->resynchronisations, sample->dropped);
-    return row.data();
-}
-
-std::string JsonOf(const Watched* watched, milliseconds time)
+std::string JsonOf(const Watched* watched, milliseconds time, const std::optional<platform::MonitorArea>& screen)
 {
     const Sample* sample = &watched->shown;
-    const nlohmann::ordered_json line{{"port", watched->port}, {"time", std::round(static_cast<double>(time.count()) / 100) / 10},
-        {"raw", {sample->raw.x, sample->raw.y}}, {"mapped", {sample->mapped.x, sample->mapped.y}}, {"touching", sample->touching},
-        {"gone", sample->gone}, {"rate", sample->rate}, {"reports", sample->reports}, {"rejected", sample->rejected},
-        {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped}, {"inputs", sample->inputs}};
+    nlohmann::ordered_json line{{"port", watched->port}, {"time", std::round(static_cast<double>(time.count()) / 100) / 10},
+        {"raw", {sample->raw.x, sample->raw.y}}, {"mapped", {sample->mapped.x, sample->mapped.y}},
+        {"percent", {PercentOf(sample->mapped.x), PercentOf(sample->mapped.y)}}};
+    if (screen)
+        line["pixel"] = {PixelOf(sample->mapped.x, screen->width), PixelOf(sample->mapped.y, screen->height)};
+    line.update({{"touching", sample->touching}, {"gone", sample->gone}, {"rate", sample->rate}, {"reports", sample->reports},
+        {"rejected", sample->rejected}, {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped},
+        {"inputs", sample->inputs}});
     return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-// What has changed, as text: on a terminal the table in its place, else a line for each port that has.
-std::string Changes(std::vector<Watched>* all, const Options* options, bool first, milliseconds time)
+// What is on the terminal, or has been printed.
+struct View {
+    std::optional<platform::MonitorArea> screen; // whose pixels are shown; none: there is no X display
+    bool inPlace;                                // on a terminal the table stays where it is
+    size_t width;                                // of that terminal
+    bool begun;
+};
+
+// The table in its place. Where the terminal has another size now it begins anew, for what was there has been wrapped or cut.
+std::string TableInPlace(const std::vector<MonitorRow>* rows, View* view)
 {
-    const bool inPlace = !options->json && isatty(STDOUT_FILENO) == 1;
+    constexpr size_t USUAL_WIDTH = 80;
+    const size_t columnsNow = TerminalColumns();
+    const size_t width = columnsNow == 0 ? USUAL_WIDTH : columnsNow;
+    const MonitorColumns columns = ChooseColumns(rows, view->screen, width);
+    std::string text; // control sequences as ECMA-48 has them: CUP with ED, CUU, EL
+    if (view->begun && width != view->width)
+        text = "\x1b[H\x1b[2J";
+    else if (view->begun)
+        text = "\x1b[" + std::to_string(rows->size() + 2) + "A";
+    view->width = width;
+    text += HeaderOf(&columns) + "\x1b[K\n";
+    for (const MonitorRow& row : *rows)
+        text += LineOf(&row, &columns) + "\x1b[K\n";
+    return text + "q ends it.\x1b[K\n";
+}
+
+// What has changed, as text: on a terminal the table in its place, else a line for each port that has.
+std::string Changes(std::vector<Watched>* all, const Options* options, View* view, milliseconds time)
+{
     std::string text;
-    if (first && !options->json)
-        text = "PORT           RAW    Y MAPPED      Y       RATE REPORTS   BAD RESYNC DROPPED\n"; // the columns of RowOf
-    if (inPlace && !first)
-        text = "\x1b[" + std::to_string(all->size()) + "A"; // up to the first row (ECMA-48, CUU)
+    std::vector<MonitorRow> rows;
     for (Watched& watched : *all) {
         const Sample sample = TakeSample(&watched);
-        const bool changed = first || !(sample == watched.shown);
+        const bool changed = !view->begun || !(sample == watched.shown);
         watched.shown = sample;
-        if (inPlace)
-            text += RowOf(&watched) + "\x1b[K\n"; // and what a longer row left is erased (EL)
-        else if (changed)
-            text += (options->json ? JsonOf(&watched, time) : RowOf(&watched)) + "\n";
+        rows.push_back({watched.port, sample});
+        if (options->json && changed)
+            text += JsonOf(&watched, time, view->screen) + "\n";
+        watched.changed = changed;
     }
+    if (view->inPlace)
+        text = TableInPlace(&rows, view);
+    const MonitorColumns columns = ChooseColumns(&rows, view->screen, SIZE_MAX);
+    if (!view->inPlace && !options->json && !view->begun)
+        text = HeaderOf(&columns) + "\n";
+    for (size_t i = 0; !view->inPlace && !options->json && i < rows.size(); ++i)
+        text += (*all)[i].changed ? LineOf(&rows[i], &columns) + "\n" : "";
+    view->begun = true;
     return text;
+}
+
+// The monitor that touches on the X display mean.
+std::optional<platform::MonitorArea> ShownScreen(const Options* options)
+{
+    platform::MonitorArea area{};
+    return HasDisplay() && platform::MeasureMonitor(nullptr, options->monitor, &area) ? std::optional(area) : std::nullopt;
 }
 
 // Finds who drives the controller on a port, or drives it. Not EXIT_DONE, with the reason on standard error, when neither can be had;
@@ -206,16 +222,18 @@ int GoOnWatching(std::vector<Watched>* all, const Options* options)
 int Watch(std::vector<Watched>* all, const Options* options)
 {
     const Clock::time_point start = Clock::now();
-    for (bool first = true;; first = false) {
+    const SingleKeys keys;
+    View view{ShownScreen(options), !options->json && isatty(STDOUT_FILENO) == 1, 0, false};
+    for (;;) {
         const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
-        if (!WriteOutput(Changes(all, options, first, elapsed))) {
+        if (!WriteOutput(Changes(all, options, &view, elapsed))) {
             if (IsEndRequested())
                 return EXIT_DONE;
             fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
             return EXIT_FAULT;
         }
         const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
-        if (over || WaitForEnd(TICK))
+        if (over || WaitForEnd(TICK) || WasKeyPressed(&keys, 'q'))
             return EXIT_DONE;
         if (const int exitCode = GoOnWatching(all, options); exitCode != EXIT_DONE || IsEndRequested())
             return exitCode;
@@ -229,7 +247,7 @@ int RunMonitor(const Options* options)
     int exitCode = EXIT_DONE;
     std::vector<Watched> all;
     for (const std::string& port : options->arguments) {
-        all.push_back({port, nullptr, {}, {}, {}, {}});
+        all.push_back({port, nullptr, {}, {}, {}, {}, false});
         exitCode = StartWatching(&all.back(), options);
         if (exitCode != EXIT_DONE || (all.back().controller == nullptr && !all.back().remote))
             break;

@@ -29,6 +29,7 @@ struct HostContext {
     HANDLE stopEvent;      // manual-reset: set when everything is to end
     HANDLE notifyEvent;    // manual-reset: set once the notify target is in place, and by a stop
     HANDLE worker;         // the detection worker's thread
+    HWND statusDetail;     // a second line in the status window; null without a StatusDetailHandler (host.h)
 };
 
 inline constexpr size_t STATUS_CAPACITY = 32; // UTF-16 units with terminator

@@ -1,6 +1,8 @@
 #include "host/host.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <bit>
 #include <cstdlib>
 #include <new>
@@ -20,9 +22,12 @@ constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup");
 constexpr DWORD PAUSE_BEFORE_DETECTION_MS = 1000;
 constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
 constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
+constexpr UINT WM_STATUS_DETAIL = WM_USER + 1;
 
 WorkerRefusedHandler workerRefusedHandler = nullptr;
 DetectionDoneHandler detectionDoneHandler = nullptr;
+StatusDetailHandler statusDetailHandler = nullptr;
+std::atomic<HWND> detailedWindow = nullptr; // the status window that has a detail
 ListLinks hostContexts = {&hostContexts, &hostContexts};
 
 HostContext* ProcessContext()
@@ -41,7 +46,19 @@ void CreateStatusWindow(HostContext* context)
     auto identifier = std::bit_cast<HMENU>(uintptr_t{1});
     context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT,
         context->statusWindow, identifier, context->moduleHandle, nullptr);
+    if (statusDetailHandler != nullptr) {
+        context->statusDetail = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP + TEXT_HEIGHT,
+            WIDTH, TEXT_HEIGHT, context->statusWindow, nullptr, context->moduleHandle, nullptr);
+        detailedWindow = context->statusWindow;
+    }
     ShowWindow(context->statusWindow, SW_SHOW);
+}
+
+void ShowStatusDetail(const HostContext* context)
+{
+    std::array<WCHAR, TEXT_CAPACITY> text{};
+    statusDetailHandler(text.data(), text.size());
+    SetWindowTextW(context->statusDetail, text.data());
 }
 
 // Waits for the worker, which may be sending a status text to this thread's window. True when it has ended.
@@ -106,6 +123,18 @@ void SetWorkerRefusedHandler(WorkerRefusedHandler handler)
 void SetDetectionDoneHandler(DetectionDoneHandler handler)
 {
     detectionDoneHandler = handler;
+}
+
+void SetStatusDetailHandler(StatusDetailHandler handler)
+{
+    statusDetailHandler = handler;
+}
+
+void RefreshStatusDetail()
+{
+    HWND window = detailedWindow;
+    if (window != nullptr)
+        PostMessageW(window, WM_STATUS_DETAIL, 0, 0);
 }
 
 HostContext* FindHostContext(HMODULE moduleHandle)
@@ -177,6 +206,9 @@ LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARA
         DestroyHostContext();
         ExitProcess(0);
     }
+    const HostContext* context = ProcessContext();
+    if (message == WM_STATUS_DETAIL && context != nullptr && context->statusDetail != nullptr)
+        ShowStatusDetail(context);
     return DefWindowProcW(window, message, wParam, lParam);
 }
 

@@ -2,6 +2,7 @@
 // and the end of it all. On the entry's thread, which owns the window and runs the message loop, unless a routine says otherwise.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "discovery/host_context.h"
@@ -29,6 +30,14 @@ void SetWorkerRefusedHandler(WorkerRefusedHandler handler);
 // Sets who is told, on the worker's thread, that the detecting pass has asked all ports; null: nobody. Before StartHost.
 using DetectionDoneHandler = void (*)();
 void SetDetectionDoneHandler(DetectionDoneHandler handler);
+
+// Sets who says what the status window has below its text; null: there is nothing. Asked on the window's thread, with an empty text of that
+// capacity, in UTF-16 units. Before StartHost.
+using StatusDetailHandler = void (*)(WCHAR* text, size_t capacity);
+void SetStatusDetailHandler(StatusDetailHandler handler);
+
+// Has it asked again, soon. Any thread.
+void RefreshStatusDetail();
 
 // The first context with this key; null when there is none.
 HostContext* FindHostContext(HMODULE moduleHandle);

@@ -30,7 +30,8 @@ TEST(KorvexMonitor, ShowsWhatEachPanelReports)
     TouchAt(second.get(), 25, 75);
     const std::string touching = ReadLineWith(monitor.output, R"("touching":true)");
     EXPECT_NE(
-        touching.find(R"("raw":[256,768],"mapped":[16383,49151],"touching":true,"gone":false,"rate":1,"reports":1)"), std::string::npos)
+        touching.find(R"("raw":[256,768],"mapped":[16383,49151],"percent":[25.0,75.0],"touching":true,"gone":false,"rate":1,"reports":1)"),
+        std::string::npos)
         << touching;
     SendBytes(first.get(), {0x70, 0, 1, 0, 1, 0}); // its checksum is wrong
     const std::string spoiled = ReadLineWith(monitor.output, R"("rejected":1)");
@@ -60,11 +61,18 @@ TEST(KorvexMonitor, KeepsItsTableInPlaceOnATerminal)
     const TemporaryFolder folder;
     unsetenv("DISPLAY");
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
-    const std::string command = KORVEX + " monitor --seconds 0.5 " + TerminalPath(panel.get());
-    const RunResult result = RunProgram({"script", "-qec", command, "/dev/null"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_THAT(result.output, HasSubstr("PORT           RAW    Y MAPPED"));
-    EXPECT_NE(result.output.find("\x1b[1A" + TerminalPath(panel.get())), std::string::npos) << result.output;
+    PlaceLink("panel", panel.get());
+    ASSERT_EQ(mkfifo("widen", 0600), 0);
+    const std::string widen = "{ read go <widen; stty -F /dev/tty cols 200; } &";
+    Process monitor({"script", "-qec", "stty cols 40; " + widen + " exec " + KORVEX + " monitor panel", "/dev/null"});
+    EXPECT_EQ(ReadLineWith(monitor.output, "PORT"), "PORT  RAW     Y     %     % TOUCH RATE\x1b[K\r");
+    EXPECT_THAT(ReadLineWith(monitor.output, "panel"), StartsWith("panel "));
+    EXPECT_EQ(ReadLineWith(monitor.output, "ends"), "q ends it.\x1b[K\r");
+    EXPECT_THAT(ReadLineWith(monitor.output, "PORT"), StartsWith("\x1b[3APORT ")) << "in its place";
+    WriteTextFile("widen", "go\n");
+    EXPECT_THAT(ReadLineWith(monitor.output, "DROPPED"), StartsWith("\x1b[H\x1b[2JPORT ")) << "anew";
+    WriteLine(&monitor, "q");
+    EXPECT_EQ(WaitForExit(&monitor), 0);
 }
 
 TEST(KorvexRecord, KeepsWhatReplayPlaysAtEitherSpeed)

@@ -61,4 +61,14 @@ bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* are
     return true;
 }
 
+bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area)
+{
+    Display* connection = XOpenDisplay(display);
+    if (connection == nullptr)
+        return false;
+    const bool found = FindMonitor(connection, output, area);
+    XCloseDisplay(connection);
+    return found;
+}
+
 } // namespace korvex::platform

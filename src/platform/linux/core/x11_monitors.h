@@ -19,4 +19,7 @@ struct MonitorArea {
 // that knows no monitors. False for an output that has none, or when the server does not answer.
 bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area);
 
+// The same on the display of that name (null: the one in DISPLAY), by a connection of its own; also false where that cannot be had.
+bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area);
+
 } // namespace korvex::platform

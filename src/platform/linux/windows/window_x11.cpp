@@ -8,6 +8,7 @@
 #include <X11/cursorfont.h>
 #include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <map>
@@ -148,6 +149,18 @@ void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
     DrawTextAt(shown->window, x, y, STATIC_FONT, 0, shown->view.text);
 }
 
+// Tells window managers and task bars whose window it is, as the Extended Window Manager Hints of freedesktop.org have it.
+void SetOwner(const WindowDisplay* connection, Window window)
+{
+    std::string instance = "korvex";
+    std::string group = "Korvex";
+    XClassHint hint{instance.data(), group.data()};
+    XSetClassHint(connection->display, window, &hint);
+    const long process = getpid();
+    XChangeProperty(connection->display, window, XInternAtom(connection->display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(&process), 1);
+}
+
 // Asks a window manager, where there is one, for the whole screen.
 void AskForFullScreen(const WindowDisplay* connection, Window window)
 {
@@ -195,6 +208,7 @@ void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView*
     SetSizeHints(connection, window, view);
     XSetWMProtocols(display, window, &connection->deleteWindow, 1);
     SetTitle(connection, window, view->text);
+    SetOwner(connection, window);
     if ((view->style & WS_POPUP) != 0)
         AskForFullScreen(connection, window);
     else

@@ -1,0 +1,52 @@
+// The table that `korvex monitor` shows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "link/touch_controller.h"
+#include "platform/linux/core/x11_monitors.h"
+
+namespace korvex::command {
+
+// What is known of a session at one moment.
+struct Sample {
+    Point raw;
+    Point mapped; // output units
+    bool touching;
+    bool gone;     // the port has failed
+    uint32_t rate; // reports in the last second
+    uint32_t reports;
+    uint32_t rejected;
+    uint32_t resynchronisations;
+    uint32_t dropped;
+    uint32_t inputs;
+
+    bool operator==(const Sample&) const = default;
+};
+
+struct MonitorRow {
+    std::string port;
+    Sample sample;
+};
+
+// The columns in their order that fit a width: the more it has, the more of them; at 40 still those that tell of touches.
+struct MonitorColumns {
+    std::vector<size_t> shown;
+    size_t portWidth;
+    std::optional<platform::MonitorArea> screen; // whose pixels are shown
+};
+MonitorColumns ChooseColumns(const std::vector<MonitorRow>* rows, const std::optional<platform::MonitorArea>& screen, size_t width);
+
+// Lines without their ends. A longer port name shows its end.
+std::string HeaderOf(const MonitorColumns* columns);
+std::string LineOf(const MonitorRow* row, const MonitorColumns* columns);
+
+// A mapped position in percent of the screen, with a tenth, and in its pixels.
+double PercentOf(int32_t mapped);
+int PixelOf(int32_t mapped, int size);
+
+} // namespace korvex::command

@@ -1,0 +1,46 @@
+#include "command/terminal.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cctype>
+
+namespace korvex::command {
+
+size_t TerminalColumns()
+{
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+SingleKeys::SingleKeys() : changed(false), before{}
+{
+    // In the background a change of the terminal would stop the process.
+    if (tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &before) != 0)
+        return;
+    termios single = before;
+    single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    single.c_cc[VMIN] = 0;
+    single.c_cc[VTIME] = 0;
+    changed = tcsetattr(STDIN_FILENO, TCSANOW, &single) == 0;
+}
+
+SingleKeys::~SingleKeys()
+{
+    if (changed && tcgetpgrp(STDIN_FILENO) == getpgrp())
+        tcsetattr(STDIN_FILENO, TCSANOW, &before);
+}
+
+bool WasKeyPressed(const SingleKeys* keys, char key)
+{
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    char pressed = 0;
+    while (keys->changed && tcgetpgrp(STDIN_FILENO) == getpgrp() && poll(&input, 1, 0) > 0 && read(STDIN_FILENO, &pressed, 1) == 1) {
+        if (tolower(static_cast<unsigned char>(pressed)) == key)
+            return true;
+    }
+    return false;
+}
+
+} // namespace korvex::command

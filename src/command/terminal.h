@@ -1,0 +1,27 @@
+// The terminal that a command runs in: its size, and keys that need no Enter.
+#pragma once
+
+#include <termios.h>
+
+#include <cstddef>
+
+namespace korvex::command {
+
+// The columns of standard output; 0 where it is no terminal, or has no size.
+size_t TerminalColumns();
+
+// While it lives, keys come one by one, unseen, where standard input is the terminal of a command in the foreground.
+struct SingleKeys {
+    bool changed;
+    termios before;
+
+    SingleKeys();
+    ~SingleKeys();
+    SingleKeys(const SingleKeys&) = delete;
+    SingleKeys& operator=(const SingleKeys&) = delete;
+};
+
+// Whether the key has been pressed, in either case; the keys until then are lost. Does not wait.
+bool WasKeyPressed(const SingleKeys* keys, char key);
+
+} // namespace korvex::command
