@@ -149,7 +149,8 @@ int RunEnumerate(const Options* options)
         if (event == SessionEvent::STARTED || event == SessionEvent::ENDED)
             RefreshStatusDetail();
     });
-    SetStatusDetailHandler(DescribeDriven);
+    if (options->windows != "none") // what else sees it has the lines above
+        SetStatusDetailHandler(DescribeDriven);
     SetDetectionDoneHandler([] {
         RefreshStatusDetail();
         if (RunningSessions().empty())
