@@ -2,9 +2,13 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -27,6 +31,7 @@
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_uinput.h"
 #include "platform/linux/pointer/pointer_x11.h"
+#include "platform/linux/serial/port_scan.h"
 
 namespace korvex::command {
 
@@ -65,6 +70,21 @@ void Add(Findings* findings, Severity severity, const std::string& subject, cons
     findings->push_back({severity, subject, text});
 }
 
+// What to do where no display can be used, or another one than is meant.
+std::string DisplayCure()
+{
+    return getenv("SSH_CONNECTION") == nullptr
+        ? "start in the desktop session, as the user who is logged in"
+        : "over ssh, as the user who is logged in there, name its display: DISPLAY=:0, and XAUTHORITY where it asks for more";
+}
+
+// A display that ssh forwards is that of the computer in front of who works here.
+bool IsDisplayForwarded()
+{
+    const char* display = getenv("DISPLAY");
+    return display != nullptr && getenv("SSH_CONNECTION") != nullptr && display[0] != ':';
+}
+
 void CheckDisplay(Findings* findings)
 {
     std::string reason;
@@ -73,15 +93,17 @@ void CheckDisplay(Findings* findings)
         Add(findings, Severity::FINE, "display", "touches go to touch screen devices of the kernel");
     else if (!HasDisplay())
         Add(findings, Severity::FAULT, "display",
-            "no X display is named in DISPLAY, and " + reason
-                + "; start in the desktop session, or let korvex open /dev/uinput (72-korvex.rules), or use '--pointer log' and"
+            "no X display is named in DISPLAY, and " + reason + "; " + DisplayCure()
+                + ", or let korvex open /dev/uinput (72-korvex.rules), or use '--pointer log' and"
                   " '--windows none'");
     else if (IsWaylandSession())
         Add(findings, Severity::FAULT, "display",
             "this is a Wayland session, and " + reason
                 + ": only X programs will see the touches; let korvex open /dev/uinput (72-korvex.rules)");
     else if (!platform::UseX11Pointer(nullptr, &reason))
-        Add(findings, Severity::FAULT, "display", reason + "; start in the desktop session, as the user who is logged in");
+        Add(findings, Severity::FAULT, "display", reason + "; " + DisplayCure());
+    else if (IsDisplayForwarded())
+        Add(findings, Severity::FAULT, "display", "the X display is that of the computer that you come from; " + DisplayCure());
     else
         Add(findings, Severity::FINE, "display", "the X display takes pointer input");
 }
@@ -135,6 +157,45 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
     return true;
 }
 
+// Whether a program of that name runs.
+bool IsRunning(const std::string& name)
+{
+    std::error_code error;
+    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator("/proc", error)) {
+        std::string running;
+        if (std::ifstream(entry.path() / "comm") >> running && running == name)
+            return true;
+    }
+    return false;
+}
+
+// Programs that reach for serial ports of any kind, and take a controller's answers or disturb it.
+void CheckIntruders(const PortState* port, Findings* findings)
+{
+    const auto isSet = [port](const char* property) { return platform::IsUdevSwitchOn(port->path, property); };
+    if (IsRunning("ModemManager") && !isSet("ID_MM_PORT_IGNORE") && !isSet("ID_MM_DEVICE_IGNORE"))
+        Add(findings, Severity::NOTE, port->name,
+            "ModemManager runs and may ask '" + port->path
+                + "' too; ENV{ID_MM_PORT_IGNORE}=\"1\" in a udev rule for the port, or a name for the panel, keeps it away");
+    if (IsRunning("brltty"))
+        Add(findings, Severity::NOTE, port->name,
+            "brltty runs and may take the adapter of '" + port->path
+                + "' for a braille display; name the display that it is for in /etc/brltty.conf (braille-device), or remove it");
+}
+
+// A runtime reads the settings of its own folder, which may not be the one that is looked at here.
+void CheckWhichSettings(const Listener* listener, Findings* findings)
+{
+    const auto calibration = listener->remote->state.value("calibration", nlohmann::ordered_json::object());
+    const std::string file = calibration["file"].is_string() ? calibration["file"].get<std::string>() : "";
+    if (file.empty())
+        Add(findings, Severity::NOTE, listener->name,
+            "its runtime has read no settings file and goes by the controller's own; 'korvex calibrate' makes one for it");
+    else if (file != SettingsFilePath())
+        Add(findings, Severity::NOTE, listener->name,
+            "its runtime goes by '" + file + "', not by the file of this folder; 'korvex check' in that folder looks at it");
+}
+
 void CheckPort(const Options* options, const PortState* port, Findings* findings, std::vector<Listener>* listeners)
 {
     if (port->ignored) {
@@ -147,6 +208,8 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
             "'" + port->path + "', " + remote->state.value("controller", "") + ", driven by process " + std::to_string(remote->process)
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and power" : ""));
         listeners->push_back({port->name, nullptr, std::move(remote)});
+        CheckWhichSettings(&listeners->back(), findings);
+        CheckIntruders(port, findings);
         return;
     }
     if (!options->probe && !IsPanelPort(options, port)) {
@@ -154,6 +217,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
             "'" + port->path + "' is not asked, since no panel is known there and it may be another device's; '--probe' asks it");
         return;
     }
+    CheckIntruders(port, findings);
     HANDLE handle = OpenPort(port->path);
     if (handle == INVALID_HANDLE_VALUE) {
         Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));

@@ -163,6 +163,9 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
     Lift(driven.panel.get());
     EXPECT_THAT(ReadLineWith(check.output, "COM1"), HasSubstr("driven by process"));
     EXPECT_THAT(ReadLineWith(check.output, "COM1"), EndsWith("reports: 1, all good"));
+    const std::string elsewhere = "mkdir other; cd other && exec " + KORVEX + " check --seconds 0 --state state --port COM1=" + tty;
+    EXPECT_THAT(RunProgram({"sh", "-c", elsewhere}).output,
+        HasSubstr("its runtime goes by '" + (driven.folder.path / "Korvex.ini").string() + "', not by the file of this folder"));
 
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     EXPECT_NE(ReadLineWith(monitor.output, R"("gone":true)"), "");

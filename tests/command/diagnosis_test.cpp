@@ -128,13 +128,19 @@ TEST(KorvexCheck, FindsWhatIsWrongWithPortsAndControllers)
     const auto held = emulator::StartEmulator({});
     const Process holder({"flock", TerminalPath(held.get()), "sh", "-c", "echo held; exec sleep 60"});
     EXPECT_EQ(ReadLine(holder.output), "held");
+    std::filesystem::copy_file("/bin/sleep", "ModemManager");
+    const Process intruder({"./ModemManager", "60"});
+    setenv("SSH_CONNECTION", "10.0.0.1 1 10.0.0.2 22", 1);
     Texts words{"--seconds", "0", "--port", "COM7=/dev/nowhere", "--port", "COM8=/dev/null"};
     int number = 1;
     for (const auto& panel : {good.get(), unknown.get(), silent.get(), evasive.get(), held.get(), evasiveShort.get()})
         words.insert(words.end(), {"--port", "COM" + std::to_string(number++) + "=" + TerminalPath(panel)});
     const RunResult result = Check(words);
+    unsetenv("SSH_CONNECTION");
     EXPECT_EQ(result.exitCode, 1);
-    for (const std::string& line : Texts{"FAULT  display   no X display is named in DISPLAY", "note   settings  there is no '",
+    EXPECT_THAT(result.output, HasSubstr("over ssh, as the user who is logged in there, name its display: DISPLAY=:0"));
+    for (const std::string& line : Texts{"note   COM1      ModemManager runs and may ask '",
+             "FAULT  display   no X display is named in DISPLAY", "note   settings  there is no '",
              "ok     COM1      '" + TerminalPath(good.get()) + "', controller 5200, firmware 1.2.3, 10 bits, 19200 baud\n",
              "FAULT  COM2      the controller calls itself model 8200", "note   COM3      no controller answers on '",
              "FAULT  COM4      what answers on '",

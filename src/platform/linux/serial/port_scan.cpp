@@ -125,19 +125,24 @@ std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot
     return (given.parent_path() == folder ? given : LinkTo(path, folder.string())).filename().string();
 }
 
-bool IsPortIgnored(const std::string& path)
+bool IsUdevSwitchOn(const std::string& path, const char* property)
 {
     struct stat status { };
     udev* context = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) ? udev_new() : nullptr;
     if (context == nullptr)
         return false;
     udev_device* device = udev_device_new_from_devnum(context, 'c', status.st_rdev);
-    const char* value = device == nullptr ? nullptr : udev_device_get_property_value(device, "ID_KORVEX_IGNORE");
+    const char* value = device == nullptr ? nullptr : udev_device_get_property_value(device, property);
     const std::string_view text = value == nullptr ? "" : value;
-    const bool ignored = !text.empty() && text != "0";
+    const bool isOn = !text.empty() && text != "0";
     udev_device_unref(device);
     udev_unref(context);
-    return ignored;
+    return isOn;
+}
+
+bool IsPortIgnored(const std::string& path)
+{
+    return IsUdevSwitchOn(path, "ID_KORVEX_IGNORE");
 }
 
 } // namespace korvex::platform

@@ -29,4 +29,7 @@ std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot
 // that is not 0.
 bool IsPortIgnored(const std::string& path);
 
+// Whether udev has a property for the port that is neither empty nor "0".
+bool IsUdevSwitchOn(const std::string& path, const char* property);
+
 } // namespace korvex::platform
