@@ -47,6 +47,7 @@ else()
         COMMAND korvex_documents completion korvex.bash)
     # What Debian has compressed is the same whenever it is made.
     foreach(text ${PROJECT_BINARY_DIR}/korvex.1 ${PROJECT_SOURCE_DIR}/packages/linux/korvex-emulator.1
+            ${PROJECT_SOURCE_DIR}/packages/linux/korvex.ini.5
             ${PROJECT_BINARY_DIR}/changelog.Debian ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
         cmake_path(GET text FILENAME name)
         add_custom_command(OUTPUT ${name}.gz DEPENDS ${text} COMMAND gzip -9nc ${text} > ${name}.gz)
@@ -66,6 +67,8 @@ else()
     install(FILES packages/linux/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
     install(FILES packages/linux/debian/lintian-overrides DESTINATION share/lintian/overrides RENAME korvex)
     install(FILES ${PROJECT_BINARY_DIR}/korvex.1.gz ${PROJECT_BINARY_DIR}/korvex-emulator.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${PROJECT_BINARY_DIR}/korvex.ini.5.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 RENAME Korvex.ini.5.gz)
+    install(FILES packages/linux/korvex-calibrate.desktop DESTINATION share/applications)
     install(FILES ${PROJECT_BINARY_DIR}/changelog.Debian.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
     install(FILES ${PROJECT_BINARY_DIR}/CHANGELOG.md.gz DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME changelog.gz)
     set(CPACK_GENERATOR DEB)
