@@ -34,7 +34,7 @@ void Replace(std::string* text, const std::string& from, const std::string& to)
 // The words with the test's programs and panel in place of the reader's.
 Texts WordsOf(std::string command)
 {
-    for (const char* port : {"/dev/ttyUSB0", "/dev/ttyS0", "/tmp/panel", "left"})
+    for (const char* port : {"/dev/ttyUSB0", "/dev/ttyS0", "/tmp/panel", "left", "right"})
         Replace(&command, port, command.starts_with("korvex-emulator") ? "emulated" : "panel");
     Replace(&command, "uinput", "log"); // no input device here: what it makes would be the desktop's of whoever runs the tests
     std::istringstream text(command);
@@ -45,7 +45,7 @@ Texts WordsOf(std::string command)
     }
     words[0] = words[0] == "korvex" ? KORVEX_COMMAND : EMULATOR_COMMAND;
     for (const char* name : {"enum", "paneltest", "calibrate", "check", "ports", "unbind"}) {
-        if (words[1] == name && words.back() != "panel")
+        if (words[1] == name && std::find(words.begin(), words.end(), "panel") == words.end())
             words.insert(words.end(), {"--port", "COM3=panel"});
     }
     return words;
