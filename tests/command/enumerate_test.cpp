@@ -123,6 +123,8 @@ TEST(KorvexEnum, ShowsItsWindowAndEndsWithIt)
     for (const char* line :
         {"Width: 300", "Height: 100", "Program supplied minimum size: 300 by 100", "Program supplied maximum size: 300 by 100"})
         EXPECT_THAT(properties, HasSubstr(line));
+    EXPECT_EQ(RunProgram({"xprop", "-id", std::to_string(window), "WM_CLASS", "_NET_WM_PID"}).output,
+        "WM_CLASS(STRING) = \"korvex\", \"Korvex\"\n_NET_WM_PID(CARDINAL) = " + std::to_string(command.pid) + "\n");
     // The last status text is up once touches are driven.
     EXPECT_TRUE(WaitUntil([&] {
         TouchAt(installation.second.get(), 50, 50);
