@@ -14,7 +14,7 @@ size_t TerminalColumns()
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-SingleKeys::SingleKeys() : changed(false), before{}
+SingleKeys::SingleKeys()
 {
     // In the background a change of the terminal would stop the process.
     if (tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &before) != 0)

@@ -12,8 +12,8 @@ size_t TerminalColumns();
 
 // While it lives, keys come one by one, unseen, where standard input is the terminal of a command in the foreground.
 struct SingleKeys {
-    bool changed;
-    termios before;
+    bool changed = false;
+    termios before{};
 
     SingleKeys();
     ~SingleKeys();

@@ -41,6 +41,7 @@ CourseTasks FinishTargets(CalibrationCourse* course)
         return course->savesUnasked ? TASK_BELL | Leave(course) : TASK_BELL | TASK_SHOW;
     }
     course->step = CourseStep::TRYING;
+    course->tried = course->panel;
     return TASK_ATTEMPT | TASK_BELL | TASK_SHOW | (course->savesUnasked ? TASK_STORE : 0);
 }
 
@@ -238,9 +239,11 @@ CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs)
 {
     if (course->step == CourseStep::SAVED)
         return nowMs - course->savedMs >= SAVED_SHOWN_MS ? TASK_END : 0;
-    if (course->step == CourseStep::SEARCHING || course->step == CourseStep::LEFT)
+    if (course->step == CourseStep::LEFT)
         return 0;
     const uint32_t idle = nowMs - course->lastActionMs;
+    if (course->step == CourseStep::SEARCHING && idle < SEARCH_PATIENCE_MS)
+        return 0;
     if (idle >= PATIENCE_MS)
         return Leave(course);
     const uint32_t left = (PATIENCE_MS - idle + 999) / 1000;

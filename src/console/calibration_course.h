@@ -12,9 +12,10 @@
 
 namespace korvex {
 
-inline constexpr uint32_t PATIENCE_MS = 60000;   // without a touch, a key or a button, after which everything is left as it was
-inline constexpr uint32_t LAST_SECONDS = 15;     // of it, that are counted down
-inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that all is saved
+inline constexpr uint32_t PATIENCE_MS = 60000;         // without a touch, a key or a button, after which everything is left as it was
+inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000; // while panels are searched: many ports, seconds each
+inline constexpr uint32_t LAST_SECONDS = 15;           // of it, that are counted down
+inline constexpr uint32_t SAVED_SHOWN_MS = 1500;       // how long it is shown that all is saved
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
 enum class CourseStep : uint8_t {
@@ -30,8 +31,8 @@ enum class CourseStep : uint8_t {
 
 // What is to be done, in this order; bits.
 using CourseTasks = uint32_t;
-inline constexpr CourseTasks TASK_ATTEMPT = 1;     // have guide.calib map
-inline constexpr CourseTasks TASK_TAKE_BACK = 2;   // have what mapped before map again
+inline constexpr CourseTasks TASK_ATTEMPT = 1;     // have guide.calib map, on the panel `tried`
+inline constexpr CourseTasks TASK_TAKE_BACK = 2;   // have what mapped there before map again
 inline constexpr CourseTasks TASK_STORE = 4;       // store guide.calib, and say how it went (FinishStore)
 inline constexpr CourseTasks TASK_BELL = 8;        // a target is taken, or something else is heard
 inline constexpr CourseTasks TASK_SHOW = 16;       // everything is to be shown anew
@@ -53,6 +54,7 @@ struct CalibrationCourse {
     std::array<CoursePanel, MAX_PANELS> panels;
     uint32_t panel; // that is calibrated: the one that was touched first; NO_PANEL: none yet
     CalibrationGuide guide;
+    uint32_t tried; // the panel whose result is tried, or was last
 
     // The free touch.
     bool touching;

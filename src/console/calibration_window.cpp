@@ -74,9 +74,9 @@ void Carry(CourseTasks tasks)
     const PanelSource* source = program.setup->source;
     CalibrationCourse* course = &program.course;
     if ((tasks & TASK_ATTEMPT) != 0)
-        source->attempt(course->panel, &course->guide.calib);
+        source->attempt(course->tried, &course->guide.calib);
     if ((tasks & TASK_TAKE_BACK) != 0)
-        source->takeBack(course->panel);
+        source->takeBack(course->tried);
     DescribePanel();
     if (tasks != 0 && program.setup->observer != nullptr)
         program.setup->observer(course, &program.words);

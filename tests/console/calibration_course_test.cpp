@@ -155,6 +155,13 @@ TEST(CalibrationCourse, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeB
     EXPECT_EQ(program.course.guide.target, 0U);
     PressTarget(&program, 2);
     EXPECT_EQ(program.course.panel, 2U);
+    // Also while the result of the one before is tried, which is taken back there.
+    for (int target = 1; target < 9; ++target)
+        PressTarget(&program, 2);
+    LosePanel(&program.course, 2);
+    EXPECT_EQ(AddPanel(&program.course, 3, 10, program.now) & TASK_TAKE_BACK, TASK_TAKE_BACK);
+    EXPECT_EQ(program.course.tried, 2U);
+    PressTarget(&program, 3);
     EXPECT_EQ(program.course.guide.target, 1U);
 }
 
