@@ -94,7 +94,8 @@ CourseTasks TakeTouch(uint32_t panel, LPARAM packed)
 {
     program.touched = true;
     program.touchedMs = GetTickCount();
-    return TakeReport(&program.course, panel, RawOfTouch(packed), IsTouching(packed), GetTickCount());
+    // When it came counts, not when this thread gets to it.
+    return TakeReport(&program.course, panel, RawOfTouch(packed), IsTouching(packed), static_cast<uint32_t>(GetMessageTime()));
 }
 
 CourseTasks TakeKey(WPARAM key)

@@ -43,7 +43,7 @@ struct Panel {
 void Press(const Panel* panel, double x, double y)
 {
     std::string error;
-    EXPECT_EQ(RunGesture(panel->emulator.get(), "press " + std::to_string(x) + " " + std::to_string(y) + " 800", &error),
+    EXPECT_EQ(RunGesture(panel->emulator.get(), "press " + std::to_string(x) + " " + std::to_string(y) + " 1000", &error),
         emulator::GestureResult::DONE)
         << error;
 }

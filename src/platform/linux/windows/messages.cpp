@@ -11,6 +11,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/linux/core/clock.h"
 #include "platform/linux/core/last_error.h"
 #include "platform/linux/core/threads.h"
 #include "platform/linux/machine.h"
@@ -21,6 +22,7 @@ namespace korvex::platform {
 namespace {
 
 std::atomic<bool> displayLost{false};
+thread_local DWORD messageTime = 0; // of the last one
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -164,7 +166,7 @@ BOOL PostMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam)
     if (window == nullptr)
         return Fail(ERROR_INVALID_HANDLE);
     const std::lock_guard guard(Windows()->mutex);
-    window->queue->posted.push_back({handle, message, wParam, lParam, 0, 0, 0});
+    window->queue->posted.push_back({handle, message, wParam, lParam, GetTickCount(), 0, 0});
     eventfd_write(window->queue->wakeDescriptor, 1);
     return TRUE;
 }
@@ -187,10 +189,16 @@ BOOL GetMessageW(MSG* message, HWND /*window*/, UINT /*first*/, UINT /*last*/)
             found = korvex::platform::TakeTimer(&wait);
         if (found) {
             *message = *found;
+            korvex::platform::messageTime = message->time;
             return message->message != WM_QUIT ? TRUE : FALSE;
         }
         korvex::platform::WaitForWork(wait);
     }
+}
+
+LONG GetMessageTime()
+{
+    return static_cast<LONG>(korvex::platform::messageTime);
 }
 
 BOOL TranslateMessage(const MSG* /*message*/)

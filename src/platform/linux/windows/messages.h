@@ -12,6 +12,9 @@ BOOL PostMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
 // be painted, then WM_TIMER for a timer that is due. -1 when the display is lost.
 BOOL GetMessageW(MSG* message, HWND window, UINT first, UINT last);
 BOOL TranslateMessage(const MSG* message);
+
+// When the message that the thread has got last was posted, as GetTickCount gives it.
+LONG GetMessageTime();
 LRESULT DispatchMessageW(const MSG* message);
 
 // Only to serve the messages that other threads have sent: wait mask QS_SENDMESSAGE, and PM_NOREMOVE | QS_SENDMESSAGE << 16. Posted
