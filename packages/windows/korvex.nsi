@@ -9,6 +9,7 @@ Unicode true
 !define DATA "$APPDATA\Korvex"
 !define MENU "$SMPROGRAMS\Korvex"
 !define ELEVATION_REQUIRED 740 ; ERROR_ELEVATION_REQUIRED
+!define NOT_ALL_DONE 1
 !define SYNCHRONIZE 0x100000
 !define SDDL_REVISION_1 1
 !define OWNER_AND_DACL 5 ; OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION
@@ -93,8 +94,12 @@ Section
     CreateDirectory "${DATA}"
     StrCpy $1 "O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;;0x1200ab;;;BU)(A;OIIO;0x13019f;;;BU)"
     System::Call 'advapi32::ConvertStringSecurityDescriptorToSecurityDescriptor(t r1, i ${SDDL_REVISION_1}, *p .r0, p 0)'
-    System::Call 'advapi32::SetFileSecurity(t "${DATA}", i ${OWNER_AND_DACL}, p r0)'
+    System::Call 'advapi32::SetFileSecurity(t "${DATA}", i ${OWNER_AND_DACL}, p r0) i.r1'
     System::Call 'kernel32::LocalFree(p r0)'
+    ${If} $1 = 0
+        MessageBox MB_OK|MB_ICONEXCLAMATION "Only administrators can calibrate: the rights of ${DATA} cannot be set." /SD IDOK
+        SetErrorLevel ${NOT_ALL_DONE}
+    ${EndIf}
     CreateDirectory "${DATA}\KXSERENUM.inf"
 
     ; The 32-bit rundll32: on 64-bit Windows it has a folder of its own, elsewhere the call gives nothing.
