@@ -249,12 +249,18 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         return std::make_unique<Process>(Windows({"start", "C:\\" + menu + entry + ".lnk"})); // what it starts has its pipes
     };
     // Each finds the controller, and shows its first target.
-    for (const auto& [entry, title, x, y, colour] :
-        {std::tuple{"Calibration", "Korvex Calibration", 65, 60, 0xDCDCDCU}, {"Panel test", TITLE.c_str(), 20, 15, 0x808080U}}) {
-        const auto started = startEntry(entry);
-        EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, x, y) == colour; })) << entry;
+    struct Row {
+        const char* entry;
+        std::string title;
+        int x;
+        int y;
+        unsigned long colour;
+    };
+    for (const Row& row : {Row{"Calibration", "Korvex Calibration", 65, 60, 0xDCDCDC}, Row{"Panel test", TITLE, 20, 15, 0x808080}}) {
+        const auto started = startEntry(row.entry);
+        EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, row.x, row.y) == row.colour; })) << row.entry;
         RunProgram({"xdotool", "key", "Escape"});
-        EXPECT_TRUE(WaitUntil([&] { return !HasWindow(title); })) << entry;
+        EXPECT_TRUE(WaitUntil([&] { return !HasWindow(row.title); })) << row.entry;
     }
     WriteTextFile(drive / "ProgramData/Korvex/Korvex.ini", "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
     const auto detection = startEntry("Touch detection");
