@@ -210,6 +210,75 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     EXPECT_TRUE(WaitUntil([] { return !HasWindow(TITLE); }));
 }
 
+// From korvex-setup.exe to a touch and away again, by what it leaves in the start menu, which starts where the calibration stays.
+TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
+{
+    namespace fs = std::filesystem;
+    const Screen screen; // before Wine, which looks for it when it starts
+    const Wine wine;
+    const EmulatorPointer emulator = emulator::StartEmulator({});
+    PlugIn(&wine, emulator.get());
+    const fs::path drive = wine.folder.path / "prefix/drive_c";
+    const auto namesIn = [&](const fs::path& folder) {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(drive / folder))
+            names.push_back(entry.path().filename());
+        return names;
+    };
+    const std::string menu = "ProgramData/Microsoft/Windows/Start Menu/Programs/Korvex/";
+    const auto registered = [](const std::string& key) { return RunProgram(Windows({"reg", "query", "HKLM\\Software\\" + key})); };
+    const std::string uninstallKey = "Microsoft\\Windows\\CurrentVersion\\Uninstall\\Korvex";
+
+    fs::copy_file(fs::path(KORVEX_WINDOWS_BUILD) / "korvex-setup.exe", "korvex-setup.exe");
+    EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S"})).exitCode, 0);
+    EXPECT_THAT(namesIn("Program Files/Korvex"),
+        UnorderedElementsAre(
+            "KORVEX.dll", "KxConsole.exe", "README.txt", "CALIBRATION.txt", "TROUBLESHOOTING.txt", "CHANGELOG.txt", "uninstall.exe"));
+    EXPECT_THAT(namesIn(menu), UnorderedElementsAre("Touch detection.lnk", "Panel test.lnk", "Calibration.lnk"));
+    for (const std::string& name : namesIn(menu)) {
+        std::string entry = ReadTextFile(drive / menu / name);
+        std::erase(entry, '\0'); // of its UTF-16 text
+        EXPECT_THAT(entry, HasSubstr("C:\\ProgramData\\Korvex")) << name << " must start there";
+    }
+    EXPECT_THAT(namesIn("ProgramData/Korvex"), ElementsAre("KXSERENUM.inf")) << "so that no user can put one there";
+    EXPECT_THAT(registered("Korvex").output, HasSubstr("    Path    REG_SZ    C:\\Program Files\\Korvex\r\n"));
+    EXPECT_THAT(
+        registered(uninstallKey).output, HasSubstr("    UninstallString    REG_SZ    \"C:\\Program Files\\Korvex\\uninstall.exe\"\r\n"));
+
+    const auto startEntry = [&](const std::string& entry) {
+        return std::make_unique<Process>(Windows({"start", "C:\\" + menu + entry + ".lnk"})); // what it starts has its pipes
+    };
+    // Each finds the controller, and shows its first target.
+    struct Row {
+        const char* entry;
+        std::string title;
+        int x;
+        int y;
+        unsigned long colour;
+    };
+    for (const Row& row : {Row{"Calibration", "Korvex Calibration", 65, 60, 0xDCDCDC}, Row{"Panel test", TITLE, 20, 15, 0x808080}}) {
+        const auto started = startEntry(row.entry);
+        EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, row.x, row.y) == row.colour; })) << row.entry;
+        RunProgram({"xdotool", "key", "Escape"});
+        EXPECT_TRUE(WaitUntil([&] { return !HasWindow(row.title); })) << row.entry;
+    }
+    WriteTextFile(drive / "ProgramData/Korvex/Korvex.ini", "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
+    const auto detection = startEntry("Touch detection");
+    ASSERT_NE(WaitForWindow(TITLE), 0U);
+    EXPECT_TRUE(WaitUntil([] { return RunProgram(Host({"status-text"})).output == "Enable Touch Tests\r\nreturned\r\n"; }));
+    TouchAt(emulator.get(), 50, 50);
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen) == PointerState{255, 383, false}; })) << "as Korvex.ini there says";
+
+    // While the detection has the DLL; the uninstaller removes itself, by a copy that it starts.
+    RunProgram(Windows({"C:\\Program Files\\Korvex\\uninstall.exe", "/S"}));
+    EXPECT_FALSE(HasWindow(TITLE));
+    EXPECT_FALSE(fs::exists(drive / "Program Files/Korvex"));
+    EXPECT_FALSE(fs::exists(drive / menu));
+    EXPECT_THAT(namesIn("ProgramData/Korvex"), ElementsAre("Korvex.ini"));
+    for (const std::string& key : {std::string("Korvex"), uninstallKey})
+        EXPECT_NE(registered(key).exitCode, 0);
+}
+
 TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)
 {
     using Row = std::tuple<const char*, int, int, int>;

@@ -77,7 +77,8 @@ Wine::Wine()
 {
     setenv("WINEARCH", "win32", 1);
     setenv("WINEDEBUG", "-all", 1);
-    setenv("WINEDLLOVERRIDES", "mscoree,mshtml=", 1); // neither is needed, and both would ask to be downloaded
+    // The first two are not needed, and would ask to be downloaded; the third would copy start menu entries into the root's desktop.
+    setenv("WINEDLLOVERRIDES", "mscoree,mshtml,winemenubuilder.exe=", 1);
     unsetenv("PRELOAD");
     MakeTemplate(folder.path);
     const fs::path prefix = folder.path / "prefix";

@@ -1,0 +1,146 @@
+; korvex-setup.exe: programs and texts in a folder of programs, the registry's "Path", start menu entries, and an uninstaller. With /S it
+; asks nothing; /D=FOLDER, as the last word, names another folder. makensis runs in the folder of the files, with VERSION defined.
+Unicode true
+!include LogicLib.nsh
+!include WinMessages.nsh
+
+!define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\Korvex"
+; The calibration belongs to the screen, not to whoever has measured it: all entries start here, where every user may write.
+!define DATA "$APPDATA\Korvex"
+!define MENU "$SMPROGRAMS\Korvex"
+!define ELEVATION_REQUIRED 740 ; ERROR_ELEVATION_REQUIRED
+!define NOT_ALL_DONE 1
+!define SYNCHRONIZE 0x100000
+!define SDDL_REVISION_1 1
+!define OWNER_AND_DACL 5 ; OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION
+
+Name "Korvex ${VERSION}"
+OutFile korvex-setup.exe
+InstallDir "$PROGRAMFILES\Korvex"
+InstallDirRegKey HKLM "${UNINSTALL_KEY}" InstallLocation
+RequestExecutionLevel admin
+ManifestSupportedOS all
+ManifestDPIAware true
+AllowSkipFiles off
+SetCompressor /SOLID lzma
+VIProductVersion "${VERSION}.0"
+VIAddVersionKey ProductName Korvex
+VIAddVersionKey FileDescription "Korvex setup"
+VIAddVersionKey FileVersion "${VERSION}"
+VIAddVersionKey ProductVersion "${VERSION}"
+VIAddVersionKey LegalCopyright "The Korvex developers"
+
+Page directory
+Page instfiles
+UninstPage uninstConfirm
+UninstPage instfiles
+
+; What stands in the folder of programs, beside the uninstaller.
+!macro ForEachFile ACTION
+    !insertmacro ${ACTION} KORVEX.dll
+    !insertmacro ${ACTION} KxConsole.exe
+    !insertmacro ${ACTION} README.txt
+    !insertmacro ${ACTION} CALIBRATION.txt
+    !insertmacro ${ACTION} TROUBLESHOOTING.txt
+    !insertmacro ${ACTION} CHANGELOG.txt
+!macroend
+!macro Add FILE
+    File "${FILE}"
+!macroend
+!macro Remove FILE
+    Delete /REBOOTOK "$INSTDIR\${FILE}"
+!macroend
+
+; Windows XP starts this without administrator's rights too.
+!macro Prepare
+    SetShellVarContext all
+    UserInfo::GetAccountType
+    Pop $0
+    ${If} $0 != Admin
+        MessageBox MB_OK|MB_ICONSTOP "Administrator's rights are needed." /SD IDOK
+        SetErrorLevel ${ELEVATION_REQUIRED}
+        Quit
+    ${EndIf}
+!macroend
+
+; Closes a running detection, whose DLL cannot be replaced or removed while it runs, and waits for the end of its process.
+!macro CloseDetection
+    FindWindow $0 kxSetup "Korvex Touch Solutions"
+    ${If} $0 <> 0
+        System::Call 'user32::GetWindowThreadProcessId(p r0, *i .r1)'
+        System::Call 'kernel32::OpenProcess(i ${SYNCHRONIZE}, i 0, i r1) p.r1'
+        System::Call 'user32::PostMessage(p r0, i ${WM_CLOSE}, p 0, p 0)'
+        System::Call 'kernel32::WaitForSingleObject(p r1, i 5000)'
+        System::Call 'kernel32::CloseHandle(p r1)'
+    ${EndIf}
+!macroend
+
+Function .onInit
+    !insertmacro Prepare
+FunctionEnd
+
+Function un.onInit
+    !insertmacro Prepare
+FunctionEnd
+
+Section
+    !insertmacro CloseDetection
+    SetOutPath "$INSTDIR"
+    !insertmacro ForEachFile Add
+    WriteUninstaller "$INSTDIR\uninstall.exe"
+
+    ; Users may add files and change them (read, write and delete, not run); system and administrators may do everything. A detection with
+    ; administrator's rights installs the enumerator by KXSERENUM.inf of its folder, which therefore nobody else may put here.
+    CreateDirectory "${DATA}"
+    StrCpy $1 "O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;;0x1200ab;;;BU)(A;OIIO;0x13019f;;;BU)"
+    System::Call 'advapi32::ConvertStringSecurityDescriptorToSecurityDescriptor(t r1, i ${SDDL_REVISION_1}, *p .r0, p 0)'
+    System::Call 'advapi32::SetFileSecurity(t "${DATA}", i ${OWNER_AND_DACL}, p r0) i.r1'
+    System::Call 'kernel32::LocalFree(p r0)'
+    ${If} $1 = 0
+        MessageBox MB_OK|MB_ICONEXCLAMATION "Only administrators can calibrate: the rights of ${DATA} cannot be set." /SD IDOK
+        SetErrorLevel ${NOT_ALL_DONE}
+    ${EndIf}
+    CreateDirectory "${DATA}\KXSERENUM.inf"
+
+    ; The 32-bit rundll32: on 64-bit Windows it has a folder of its own, elsewhere the call gives nothing.
+    System::Call 'kernel32::GetSystemWow64Directory(t .r0, i ${NSIS_MAX_STRLEN}) i.r1'
+    ${If} $1 = 0
+        StrCpy $0 $SYSDIR
+    ${EndIf}
+    CreateDirectory "${MENU}"
+    SetOutPath "${DATA}" ; where the entries start
+    CreateShortcut "${MENU}\Touch detection.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxENUM'
+    CreateShortcut "${MENU}\Panel test.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxPANELTEST'
+    ; Not through kxCALIB, which opens the registry key for writing: for that administrator's rights are needed.
+    CreateShortcut "${MENU}\Calibration.lnk" "$INSTDIR\KxConsole.exe" "-calibration 9"
+
+    WriteRegStr HKLM SOFTWARE\Korvex Path "$INSTDIR"
+    WriteRegStr HKLM "${UNINSTALL_KEY}" DisplayName "Korvex ${VERSION}"
+    WriteRegStr HKLM "${UNINSTALL_KEY}" DisplayVersion "${VERSION}"
+    WriteRegStr HKLM "${UNINSTALL_KEY}" Publisher Korvex
+    WriteRegStr HKLM "${UNINSTALL_KEY}" InstallLocation "$INSTDIR"
+    WriteRegStr HKLM "${UNINSTALL_KEY}" UninstallString '"$INSTDIR\uninstall.exe"'
+    WriteRegStr HKLM "${UNINSTALL_KEY}" QuietUninstallString '"$INSTDIR\uninstall.exe" /S'
+    WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoModify 1
+    WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoRepair 1
+SectionEnd
+
+; Takes away what the installation has put there; Korvex.ini stays.
+Section Uninstall
+    !insertmacro CloseDetection
+    !insertmacro ForEachFile Remove
+    !insertmacro Remove uninstall.exe
+    RMDir "$INSTDIR"
+    Delete "${MENU}\Touch detection.lnk"
+    Delete "${MENU}\Panel test.lnk"
+    Delete "${MENU}\Calibration.lnk"
+    RMDir "${MENU}"
+    RMDir "${DATA}\KXSERENUM.inf"
+    RMDir "${DATA}" ; where nobody has calibrated
+    ReadRegStr $0 HKLM SOFTWARE\Korvex Path
+    ${If} $0 == $INSTDIR
+        DeleteRegValue HKLM SOFTWARE\Korvex Path
+        DeleteRegKey /ifempty HKLM SOFTWARE\Korvex
+    ${EndIf}
+    DeleteRegKey HKLM "${UNINSTALL_KEY}"
+SectionEnd
