@@ -40,13 +40,19 @@ unsigned long PixelAt(const Screen* screen, int x, int y)
 
 unsigned long WaitForWindow(const std::string& title)
 {
-    const RunResult search = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^" + title + "$"});
+    // The search fails where another window goes meanwhile.
+    RunResult search{};
+    WaitUntil([&] {
+        search = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^" + title + "$"});
+        return search.exitCode == 0;
+    });
     return search.exitCode == 0 ? std::stoul(search.output) : 0;
 }
 
 bool HasWindow(const std::string& title)
 {
-    return RunProgram({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"}).exitCode == 0;
+    const RunResult search = RunProgram({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+    return search.exitCode == 0 || !search.error.empty();
 }
 
 void PressCloseButton(const Screen* screen, unsigned long window)
