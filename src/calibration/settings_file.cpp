@@ -24,7 +24,15 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
     WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
 }
 
-void WriteValues(const SettingsPath* path, const CalibrationData* calib)
+// Whether an error tells that something could not be written. Windows' flush gives no result, and may leave others.
+bool IsWriteFault(DWORD error)
+{
+    return error == ERROR_DISK_FULL || error == ERROR_WRITE_PROTECT || error == ERROR_ACCESS_DENIED || error == ERROR_GEN_FAILURE
+        || error == ERROR_SHARING_VIOLATION;
+}
+
+// False when not all of it is on the disk.
+bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
 {
     Write(path, SETTING_ORIENTATION, static_cast<int32_t>(calib->orientation));
     Write(path, SETTING_POINT_COUNT, static_cast<int32_t>(calib->pointCount));
@@ -37,7 +45,9 @@ void WriteValues(const SettingsPath* path, const CalibrationData* calib)
         Write(path, PointSetting(i, 'X', &name), calib->advPoints[i].x);
         Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
     }
+    SetLastError(ERROR_SUCCESS);
     WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data()); // all of them reach the disk now
+    return !IsWriteFault(GetLastError());
 }
 
 // Whether two calibrations have the same values in a file.
@@ -116,8 +126,8 @@ bool WriteCalibrationFile(const CalibrationData* calib)
         ReleaseController(read);
         return false;
     }
-    WriteValues(&path, calib); // its result says nothing on Windows
-    const bool written = LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
+    const bool flushed = WriteValues(&path, calib);
+    const bool written = flushed && LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
     ReleaseController(read);
     return written;
 }

@@ -9,6 +9,7 @@
 #include "command/control_client.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/fault_box.h"
 #include "command/known_controllers.h"
 #include "command/machine_setup.h"
 #include "command/opened_controller.h"
@@ -20,6 +21,7 @@
 #include "command/subcommands.h"
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
+#include "console/page_texts.h"
 #include "host/host.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
@@ -41,10 +43,17 @@ struct Progress {
     bool words; // each state on standard error: nobody sees a window
     std::string state;
     uint32_t target;
-    bool nobody; // there was no panel
+    bool nobody;     // there was no panel
+    bool notSaved;   // a store has failed, and what came after has not changed that
+    bool outputLost; // standard output takes no more
 };
 
 Progress progress;
+
+void PrintJson(const Json& line)
+{
+    progress.outputLost = !WriteOutput(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n") || progress.outputLost;
+}
 
 void Print(const CalibrationCourse* course, const std::string& state, const std::string& reason)
 {
@@ -60,7 +69,7 @@ void Print(const CalibrationCourse* course, const std::string& state, const std:
             {"width", course->screen.x}, {"height", course->screen.y}, {"state", state}};
         if (!reason.empty())
             line["reason"] = reason;
-        WriteOutput(line.dump() + "\n");
+        PrintJson(line);
     }
     if (progress.words)
         fprintf(stderr, "target %u of %u at %d, %d: %s%s%s\n", target + 1, course->guide.calib.pointCount, pixel.x, pixel.y, state.c_str(),
@@ -97,8 +106,16 @@ std::vector<double> Residuals(const CalibrationCourse* course)
 void PrintTrying(const CalibrationCourse* course)
 {
     if (progress.json && progress.state != "try")
-        WriteOutput(Json{{"state", "try"}, {"residuals", Residuals(course)}}.dump() + "\n");
+        PrintJson({{"state", "try"}, {"residuals", Residuals(course)}});
     progress.state = "try";
+}
+
+// What came of the result instead.
+void PrintFault(const std::string& state, const WCHAR* reason)
+{
+    if (progress.json && progress.state != state)
+        PrintJson({{"state", state}, {"reason", platform::ToUtf8(reason)}});
+    progress.state = state;
 }
 
 // The result, once there is one.
@@ -118,12 +135,13 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
             line["residuals"] = Residuals(course);
         if (!saved && !reason.empty())
             line["reason"] = reason;
-        WriteOutput(line.dump() + "\n");
+        PrintJson(line);
     }
     if (saved)
         fprintf(stderr, "%s: saved in '%s'\n", progress.command.c_str(), file.c_str());
     else
-        fprintf(stderr, "%s: nothing was changed%s%s\n", progress.command.c_str(), reason.empty() ? "" : ": ", reason.c_str());
+        fprintf(stderr, "%s: %s%s%s\n", progress.command.c_str(), progress.notSaved ? "not saved" : "nothing was changed",
+            reason.empty() ? "" : ": ", reason.c_str());
 }
 
 void Observe(const CalibrationCourse* course, const PageWords* words)
@@ -137,6 +155,13 @@ void Observe(const CalibrationCourse* course, const PageWords* words)
         PrintTarget(course);
     else if (course->step == CourseStep::TRYING && !course->savesUnasked)
         PrintTrying(course);
+    else if (course->step == CourseStep::MISFIT && !course->savesUnasked)
+        PrintFault("misfit", FaultText(course->guide.judgement.fault));
+    else if (course->step == CourseStep::NOT_SAVED && !course->savesUnasked)
+        PrintFault("notSaved", words->reason.data());
+    progress.notSaved = words->reason[0] != 0 && course->step != CourseStep::SAVED;
+    if (course->step == CourseStep::SAVED)
+        SetOverdueExitCode(EXIT_DONE);
     if (isOver && progress.state != "end")
         PrintEnd(course, words);
     if (isOver)
@@ -145,12 +170,20 @@ void Observe(const CalibrationCourse* course, const PageWords* words)
 
 int ExitCodeOf(bool saved)
 {
-    if (saved)
-        return EXIT_DONE;
-    if (platform::IsDisplayLost()) {
+    if (platform::IsDisplayLost() && !saved) {
+        if (progress.json)
+            PrintJson({{"saved", false}, {"reason", "the display is lost"}});
         fprintf(stderr, "%s: the display is lost; nothing was changed\n", progress.command.c_str());
         return EXIT_FAULT;
     }
+    if (progress.outputLost && !IsEndRequested()) {
+        fprintf(stderr, "%s: cannot write to standard output\n", progress.command.c_str());
+        return EXIT_FAULT;
+    }
+    if (saved)
+        return EXIT_DONE;
+    if (progress.notSaved)
+        return EXIT_FAULT;
     return progress.nobody ? EXIT_NO_CONTROLLER : EXIT_LEFT;
 }
 
@@ -190,12 +223,20 @@ const PanelSource* OwnSource(const PanelSource* sessions)
 }
 
 // Nobody is to touch nine targets for nothing.
-bool CanSave(const Options* options)
+bool CanSave(const Options* options, const std::string& fault)
 {
-    const std::string fault = SavingFault();
     if (!fault.empty())
-        fprintf(stderr, "%s: the calibration could not be saved: %s\n", options->command.c_str(), fault.c_str());
+        TellInBox(options, "The calibration could not be saved: " + fault, TEXT_TITLE);
     return fault.empty();
+}
+
+// Why a runtime could not store a calibration; empty where it can, or does not say.
+std::string SavingFaultOf(RemotePanel* panel)
+{
+    const std::optional<Json> answer = Ask(&panel->runtime, {{"do", "calibration"}, {"panel", panel->state.value("path", "")}});
+    if (!answer || !answer->contains("savingFault") || !answer->at("savingFault").is_string())
+        return "";
+    return answer->at("savingFault").get<std::string>();
 }
 
 int CalibratePort(const Options* options, const std::string& port)
@@ -238,7 +279,7 @@ int CalibrateAny(const Options* options)
 
 int RunCalibrate(const Options* options)
 {
-    progress = {options->command, options->json, options->windows == "none" && !options->json, "", 0, false};
+    progress = {options->command, options->json, options->windows == "none" && !options->json, "", 0, false, false, false};
     SetOverdueExitCode(EXIT_LEFT);
     const std::string port = options->arguments.empty() ? "" : options->arguments[0];
     std::vector<RemotePanel> driven;
@@ -246,10 +287,12 @@ int RunCalibrate(const Options* options)
         driven = FindAllPanels();
     else if (std::optional<RemotePanel> found = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port); found)
         driven.push_back(*std::move(found));
+    if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
+        return EXIT_FAULT;
     if (!driven.empty())
         return Calibrate(options, UseRemotePanels(std::move(driven)));
     WatchOwnPanels();
-    if (!CanSave(options))
+    if (!CanSave(options, SavingFault()))
         return EXIT_FAULT;
     return port.empty() ? CalibrateAny(options) : CalibratePort(options, port);
 }

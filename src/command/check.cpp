@@ -187,7 +187,8 @@ void CheckIntruders(const PortState* port, Findings* findings)
 void CheckWhichSettings(const Listener* listener, Findings* findings)
 {
     const auto calibration = listener->remote->state.value("calibration", nlohmann::ordered_json::object());
-    const std::string file = calibration["file"].is_string() ? calibration["file"].get<std::string>() : "";
+    const auto found = calibration.find("file");
+    const std::string file = found != calibration.end() && found->is_string() ? found->get<std::string>() : "";
     if (file.empty())
         Add(findings, Severity::NOTE, listener->name,
             "its runtime has read no settings file and goes by the controller's own; 'korvex calibrate' makes one for it");

@@ -24,13 +24,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 constexpr size_t MAX_ANSWER = 1024UL * 1024;
 
 // The next line without its end; none, with the connection closed, when it does not come in time.
-std::optional<std::string> NextLine(ControlClient* client)
+std::optional<std::string> NextLine(ControlClient* client, std::chrono::milliseconds limit = ANSWER_LIMIT)
 {
-    const steady_clock::time_point end = steady_clock::now() + ANSWER_LIMIT;
+    const steady_clock::time_point end = steady_clock::now() + limit;
     size_t length = client->received.find('\n');
     while (length == std::string::npos) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now()).count();
@@ -57,9 +56,10 @@ bool IsState(const Json& panel)
         return std::all_of(keys.begin(), keys.end(), [&](const char* key) { return panel.contains(key) && isRight(panel[key]); });
     };
     const auto isNumber = [](const Json& value) { return value.is_number_integer(); };
+    const auto isResolution = [](const Json& value) { return value == 10 || value == 12; };
     return panel.is_object() && holds({"panel", "path", "tty", "model", "controller"}, [](const Json& value) { return value.is_string(); })
-        && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); })
-        && holds({"resolutionBits", "reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"}, isNumber)
+        && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); }) && holds({"resolutionBits"}, isResolution)
+        && holds({"reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"}, isNumber)
         && holds(
             {"raw", "mapped"}, [&](const Json& value) { return value.is_array() && std::all_of(value.begin(), value.end(), isNumber); })
         && holds({"calibration"}, [&](const Json& value) {
@@ -120,14 +120,14 @@ void Disconnect(ControlClient* client)
     client->received.clear();
 }
 
-std::optional<Json> Ask(ControlClient* client, const Json& request)
+std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono::milliseconds limit)
 {
     const std::string line = request.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
     if (client->socket < 0 || send(client->socket, line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
         Disconnect(client);
         return std::nullopt;
     }
-    const std::optional<std::string> answer = NextLine(client);
+    const std::optional<std::string> answer = NextLine(client, limit);
     const Json object = answer ? Json::parse(*answer, nullptr, false) : Json();
     if (object.is_object())
         return object;

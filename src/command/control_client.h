@@ -1,6 +1,7 @@
 // The other end of the control socket (control_protocol.h): what the commands ask of runtimes that run.
 #pragma once
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -19,8 +20,12 @@ bool Connect(ControlClient* client, const std::string& path, std::string* fault)
 
 void Disconnect(ControlClient* client);
 
-// Asks, and gives the answer; none, with the connection closed, when it does not come within 2 s.
-std::optional<nlohmann::ordered_json> Ask(ControlClient* client, const nlohmann::ordered_json& request);
+// How long an answer may take.
+inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
+
+// Asks, and gives the answer; none, with the connection closed, when it does not come in time.
+std::optional<nlohmann::ordered_json> Ask(
+    ControlClient* client, const nlohmann::ordered_json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
 // What a runtime drives and waits for, as "status" has it, with every key that is used here in its type.
 struct RuntimeStatus {

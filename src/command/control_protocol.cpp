@@ -209,7 +209,8 @@ Json DoSilence(const Json& /*request*/, const RunningSession* /*session*/, Conve
 
 Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
 {
-    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)}, {"file", SettingsFilePath()}};
+    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)}, {"file", SettingsFilePath()},
+        {"savingFault", SavingFault()}};
 }
 
 bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)

@@ -7,6 +7,7 @@
 #include "command/controller_text.h"
 #include "command/end_request.h"
 #include "command/exit_codes.h"
+#include "command/fault_box.h"
 #include "command/journal.h"
 #include "command/known_controllers.h"
 #include "command/machine_setup.h"
@@ -17,7 +18,6 @@
 #include "command/running_sessions.h"
 #include "command/stored_calibration.h"
 #include "command/subcommands.h"
-#include "command/wrapped_text.h"
 #include "host/host.h"
 #include "host/panel_test.h"
 #include "input/session.h"
@@ -125,16 +125,6 @@ int RunEntry(const Options* options, const Entry* entry)
     ExitProcess(EXIT_FAULT);
 }
 
-// A person in front of the screen must read it before nine targets are touched for nothing.
-void TellThatNothingIsSaved(const Options* options, const std::string& fault)
-{
-    constexpr size_t BOX_COLUMNS = 60;
-    const std::string text = "The calibration will not be saved: " + fault;
-    fprintf(stderr, "%s: %s\n", options->command.c_str(), text.c_str());
-    if (options->windows != "none")
-        MessageBoxW(nullptr, platform::FromUtf8(Wrapped(text, BOX_COLUMNS)).c_str(), u"Touch Panel Utility", MB_OK);
-}
-
 } // namespace
 
 int RunEnumerate(const Options* options)
@@ -171,7 +161,7 @@ int RunPanelTest(const Options* options)
     static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
     static const SettingsBefore before = LookAtSettings();
     if (!before.savingFault.empty())
-        TellThatNothingIsSaved(options, before.savingFault);
+        TellInBox(options, "The calibration will not be saved: " + before.savingFault, u"Touch Panel Utility");
     AskKnownControllers();
     if (IsEndRequested())
         return EXIT_DONE;

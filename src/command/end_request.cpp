@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "command/exit_codes.h"
+#include "command/terminal.h"
 
 namespace korvex::command {
 
@@ -53,6 +54,7 @@ void TakeSignals()
     TellWindows();
     timespec left = END_LIMIT;
     while (nanosleep(&left, &left) != 0) { }
+    RestoreTerminal();
     _exit(overdueExitCode);
 }
 

@@ -222,8 +222,8 @@ int GoOnWatching(std::vector<Watched>* all, const Options* options)
 int Watch(std::vector<Watched>* all, const Options* options)
 {
     const Clock::time_point start = Clock::now();
-    const SingleKeys keys;
     View view{ShownScreen(options), !options->json && isatty(STDOUT_FILENO) == 1, 0, false};
+    const SingleKeys keys(view.inPlace);
     for (;;) {
         const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
         if (!WriteOutput(Changes(all, options, &view, elapsed))) {

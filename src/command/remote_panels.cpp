@@ -27,7 +27,10 @@ using Json = nlohmann::ordered_json;
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds SEARCH_INTERVAL{1000};
+using std::chrono::milliseconds;
+
+constexpr milliseconds SEARCH_INTERVAL{1000};
+constexpr milliseconds STORE_LIMIT{15000}; // a slow disk
 
 struct Remote {
     std::string name;        // "left", or the name of its tty
@@ -85,6 +88,8 @@ void FindAgain(size_t panel)
     remote->resolutionBits = found->state.value("resolutionBits", remote->resolutionBits);
     if (Listen(remote, std::move(found->runtime)))
         Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(remote->resolutionBits));
+    if (found->state.value("gone", false))
+        Post(WM_PANEL_GONE, panel, 0);
 }
 
 std::optional<Point> PointOf(const Json& event)
@@ -162,6 +167,7 @@ void Begin(HWND window)
     remotes.wake = eventfd(0, EFD_CLOEXEC);
     for (size_t panel = 0; panel < remotes.panels.size(); ++panel)
         FindAgain(panel);
+    Post(WM_SEARCH_DONE, 0, 0); // those that have ended meanwhile may come back
     remotes.listener = std::thread(ListenToAll);
 }
 
@@ -176,15 +182,19 @@ void End()
     }
 }
 
-// Asks the runtime, connecting anew where that is needed; an answer with "error" where nothing answers.
-Json AskFor(Remote* remote, Json request)
+// Asks the runtime over a connection that lives, so anew where the one of before has ended meanwhile. Where nothing answers in time, what
+// is asked for may happen all the same: an answer with "error" says so.
+Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
 {
     request["panel"] = remote->path;
-    if (remote->requests.socket < 0) {
+    const auto asked = steady_clock::now();
+    std::optional<Json> answer = Ask(&remote->requests, request, limit);
+    if (!answer && steady_clock::now() - asked < limit) {
         if (std::optional<RemotePanel> found = Find(remote); found)
             remote->requests = std::move(found->runtime);
+        answer = Ask(&remote->requests, request, limit);
     }
-    return Ask(&remote->requests, request).value_or(Json{{"error", "The runtime that drives the touch screen does not answer."}});
+    return answer.value_or(Json{{"error", "The runtime does not answer; it may do what it was asked for all the same."}});
 }
 
 std::string TextIn(const Json& answer, const char* key)
@@ -224,7 +234,7 @@ void TakeBack(uint32_t panel)
 
 bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
 {
-    const Json answer = AskFor(&remotes.panels[panel], {{"do", "store"}, {"calibration", PointsOf(points)}});
+    const Json answer = AskFor(&remotes.panels[panel], {{"do", "store"}, {"calibration", PointsOf(points)}}, STORE_LIMIT);
     CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
     return answer.contains("stored") && answer["stored"] == true;
 }

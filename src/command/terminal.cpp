@@ -2,11 +2,20 @@
 
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cctype>
 
 namespace korvex::command {
+
+namespace {
+
+termios terminalBefore{};
+std::atomic<bool> terminalChanged{false};
+
+} // namespace
 
 size_t TerminalColumns()
 {
@@ -14,22 +23,28 @@ size_t TerminalColumns()
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-SingleKeys::SingleKeys()
+SingleKeys::SingleKeys(bool wanted) : changed(false)
 {
     // In the background a change of the terminal would stop the process.
-    if (tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &before) != 0)
+    if (!wanted || tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &terminalBefore) != 0)
         return;
-    termios single = before;
+    termios single = terminalBefore;
     single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     single.c_cc[VMIN] = 0;
     single.c_cc[VTIME] = 0;
     changed = tcsetattr(STDIN_FILENO, TCSANOW, &single) == 0;
+    terminalChanged = changed;
 }
 
 SingleKeys::~SingleKeys()
 {
-    if (changed && tcgetpgrp(STDIN_FILENO) == getpgrp())
-        tcsetattr(STDIN_FILENO, TCSANOW, &before);
+    RestoreTerminal();
+}
+
+void RestoreTerminal()
+{
+    if (terminalChanged.exchange(false) && tcgetpgrp(STDIN_FILENO) == getpgrp())
+        tcsetattr(STDIN_FILENO, TCSANOW, &terminalBefore);
 }
 
 bool WasKeyPressed(const SingleKeys* keys, char key)

@@ -9,14 +9,9 @@ namespace korvex {
 
 namespace {
 
-bool IsTried(const CalibrationCourse* course)
-{
-    return course->step == CourseStep::TRYING || course->step == CourseStep::NOT_SAVED;
-}
-
 CourseTasks Leave(CalibrationCourse* course)
 {
-    const CourseTasks tasks = IsTried(course) ? TASK_TAKE_BACK : 0;
+    const CourseTasks tasks = IsTrying(course) ? TASK_TAKE_BACK : 0;
     course->step = CourseStep::LEFT;
     return tasks | TASK_SHOW | TASK_END;
 }
@@ -24,7 +19,7 @@ CourseTasks Leave(CalibrationCourse* course)
 // Begins with the first target, for whichever panel is touched.
 CourseTasks StartTargets(CalibrationCourse* course)
 {
-    const CourseTasks tasks = IsTried(course) ? TASK_TAKE_BACK : 0;
+    const CourseTasks tasks = IsTrying(course) ? TASK_TAKE_BACK : 0;
     course->step = CourseStep::GUIDING;
     const uint32_t bits = course->panel == NO_PANEL ? 0 : course->panels[course->panel].resolutionBits;
     StartGuide(&course->guide, course->targetCount, bits);
@@ -121,11 +116,11 @@ CourseTasks TakeFreeReport(CalibrationCourse* course, Point raw, bool touching, 
     return ButtonAt(course->screen, course->touch) == pressed ? PressButton(course, pressed, nowMs) : TASK_SHOW;
 }
 
-// Whether another panel may still become the one that is calibrated.
+// Whether another panel may become the one that is calibrated: while the first target waits, and in place of one that is gone.
 bool IsPanelOpen(const CalibrationCourse* course)
 {
     const bool isFirst = course->guide.target == 0 && course->guide.retaken == 0 && course->guide.step == GuideStep::WAITING;
-    return course->panel == NO_PANEL || (course->step == CourseStep::GUIDING && isFirst);
+    return course->panel == NO_PANEL || IsPanelGone(course) || (course->step == CourseStep::GUIDING && isFirst);
 }
 
 } // namespace
@@ -144,13 +139,11 @@ CourseTasks AddPanel(CalibrationCourse* course, uint32_t panel, uint32_t resolut
 {
     if (panel >= MAX_PANELS || course->step == CourseStep::SAVED || course->step == CourseStep::LEFT)
         return 0;
-    const bool wasGone = IsPanelGone(course);
     course->panels[panel] = {true, false, resolutionBits};
-    if (course->step != CourseStep::SEARCHING && course->step != CourseStep::NOBODY && !wasGone)
-        return 0;
-    // Where the one before is gone this one has taken its place.
+    const bool isFirst = course->step == CourseStep::SEARCHING || course->step == CourseStep::NOBODY;
+    if (!isFirst && panel != course->panel)
+        return TASK_SHOW;
     course->lastActionMs = nowMs;
-    course->panel = NO_PANEL;
     return StartTargets(course);
 }
 
@@ -171,7 +164,8 @@ CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowM
     if (panel >= MAX_PANELS)
         return 0;
     course->panels[panel].gone = false;
-    course->lastActionMs = nowMs;
+    if (panel == course->panel)
+        course->lastActionMs = nowMs;
     return TASK_SHOW;
 }
 
@@ -186,11 +180,13 @@ CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs)
 
 CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs)
 {
-    if (panel >= MAX_PANELS || !course->panels[panel].known)
+    const bool isOver = course->step == CourseStep::SAVED || course->step == CourseStep::LEFT;
+    if (panel >= MAX_PANELS || !course->panels[panel].known || isOver)
         return 0;
+    CourseTasks tasks = 0;
     if (touching && IsPanelOpen(course) && panel != course->panel) {
         course->panel = panel;
-        StartTargets(course);
+        tasks = StartTargets(course);
     }
     if (panel != course->panel)
         return 0;
@@ -198,7 +194,7 @@ CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, boo
         course->lastActionMs = nowMs;
     switch (course->step) {
     case CourseStep::GUIDING:
-        return TakeTargetReport(course, raw, touching, nowMs);
+        return tasks | TakeTargetReport(course, raw, touching, nowMs);
     case CourseStep::MISFIT:
         if (touching)
             course->touching = true;
@@ -253,13 +249,18 @@ CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs)
     return changed ? TASK_SHOW : 0;
 }
 
+bool IsTrying(const CalibrationCourse* course)
+{
+    return course->step == CourseStep::TRYING || course->step == CourseStep::NOT_SAVED;
+}
+
 bool HasButton(const CalibrationCourse* course, PageButton button)
 {
     switch (button) {
     case PageButton::SAVE:
-        return IsTried(course);
+        return IsTrying(course);
     case PageButton::AGAIN:
-        return IsTried(course) || course->step == CourseStep::MISFIT;
+        return IsTrying(course) || course->step == CourseStep::MISFIT;
     case PageButton::CANCEL:
         return course->step != CourseStep::SAVED && course->step != CourseStep::LEFT;
     default:

@@ -73,13 +73,14 @@ struct CalibrationCourse {
 
 void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, uint32_t nowMs);
 
-// Panels come, while they are searched and later; go, and come back. A panel that came under another number is another one.
+// Panels come, while they are searched and later; go, and come back. One that comes anew under its number is another one.
 CourseTasks AddPanel(CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
 CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel);
 CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowMs);
 CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs);
 
-// A report of a panel. Panels beside the one that is calibrated are not listened to, but while the first target waits.
+// A report of a panel. Panels beside the one that is calibrated are not listened to, but while the first target waits, or in place of one
+// that is gone.
 CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs);
 
 // A button, by mouse, key or touch; one that is not there now changes nothing. CANCEL is always there.
@@ -90,6 +91,9 @@ CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs);
 
 // Time goes by: to be told a few times a second.
 CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs);
+
+// True while a result is tried: TRYING and NOT_SAVED.
+bool IsTrying(const CalibrationCourse* course);
 
 // Which buttons are there now.
 bool HasButton(const CalibrationCourse* course, PageButton button);

@@ -200,8 +200,26 @@ void PaintDistance(const CalibrationCourse* course, uint32_t mark, HDC device)
     const bool isLow = place.y > course->screen.y / 2;
     RECT area{place.x - 2 * reach, place.y + (isLow ? -reach - 2 * unit : reach - 3 * unit), place.x + 2 * reach, 0};
     area.bottom = area.top + 5 * unit;
-    Bar(device, place.x - reach, area.top, place.x + reach, area.bottom, WHITE_PAPER);
+    constexpr int HALF_WIDTH = 9;
+    Bar(device, place.x - HALF_WIDTH * unit, area.top, place.x + HALF_WIDTH * unit, area.bottom, WHITE_PAPER);
     Write(device, course->screen, text.data(), {WORDS_UNITS - 1, FW_BOLD, distance < 3 * unit ? GREEN : RED, DT_SINGLELINE}, &area);
+}
+
+// How far each cross lies from where the others let expect it, small and where it was.
+void PaintResiduals(const CalibrationCourse* course, HDC device)
+{
+    const int unit = PageUnit(course->screen);
+    for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target) {
+        PageLine number{};
+        FormatPixels(ResidualPixels(course, target), &number);
+        const Point place = GuideTargetPlace(&course->guide, target);
+        const POINT pixel = PixelOf(course->screen, {place.x, place.y});
+        const bool isMiddle = target == 4; // where a mark is
+        const LONG x = std::clamp<LONG>(pixel.x, 4 * unit, course->screen.x - 4 * unit);
+        const LONG y = std::clamp<LONG>(isMiddle ? pixel.y - 7 * unit : pixel.y, 2 * unit, course->screen.y - 2 * unit);
+        RECT area{x - 4 * unit, y - 2 * unit, x + 4 * unit, y + 2 * unit};
+        Write(device, course->screen, number.data(), {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE}, &area);
+    }
 }
 
 void PaintMarks(const CalibrationCourse* course, HDC device)
@@ -233,11 +251,6 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
     }
 }
 
-bool IsTrying(const CalibrationCourse* course)
-{
-    return course->step == CourseStep::TRYING || course->step == CourseStep::NOT_SAVED;
-}
-
 void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC device)
 {
     PageLine line{};
@@ -249,11 +262,13 @@ void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC de
     } else if (course->step == CourseStep::GUIDING || course->step == CourseStep::MISFIT) {
         Write(device, course->screen, TEXT_ESCAPE, small, &area);
     }
-    if (words->file[0] == 0)
+    if (words->file[0] == 0 || !(IsTrying(course) || course->step == CourseStep::SAVED))
         return;
     FormatBounded(line.data(), line.size(), course->step == CourseStep::SAVED ? TEXT_FILE_SAVED : TEXT_FILE, words->file.data());
-    Write(device, course->screen, line.data(), small, &area);
-    Write(device, course->screen, words->panel.data(), small, &area);
+    const Words path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
+    Write(device, course->screen, line.data(), path, &area);
+    if (course->secondsLeft == 0)
+        Write(device, course->screen, words->panel.data(), path, &area);
 }
 
 COLORREF TitleColor(const CalibrationCourse* course)
@@ -364,6 +379,7 @@ void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC devi
         PaintTarget(course, device);
     }
     if (IsTrying(course)) {
+        PaintResiduals(course, device);
         PaintMarks(course, device);
         PaintButtons(course, device);
     }

@@ -74,6 +74,8 @@ void Carry(CourseTasks tasks)
     const PanelSource* source = program.setup->source;
     CalibrationCourse* course = &program.course;
     if ((tasks & TASK_ATTEMPT) != 0)
+        program.words.reason[0] = 0; // of an earlier result
+    if ((tasks & TASK_ATTEMPT) != 0)
         source->attempt(course->tried, &course->guide.calib);
     if ((tasks & TASK_TAKE_BACK) != 0)
         source->takeBack(course->tried);
@@ -136,6 +138,7 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
     const auto panel = static_cast<uint32_t>(wParam);
     switch (message) {
     case WM_PANEL_CAME:
+        program.describedPanel = NO_PANEL; // it may be another one than before
         Carry(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
         return 0;
     case WM_PANEL_GONE:

@@ -38,7 +38,7 @@ int RingRadius(POINT screen)
 
 POINT MarkPlace(POINT screen, uint32_t mark)
 {
-    static constexpr std::array<POINT, MARK_COUNT> PERCENT{{{10, 12}, {90, 12}, {50, 50}, {10, 88}, {90, 88}}};
+    static constexpr std::array<POINT, MARK_COUNT> PERCENT{{{7, 14}, {93, 14}, {50, 50}, {7, 86}, {93, 86}}};
     return {screen.x * PERCENT[mark].x / 100, screen.y * PERCENT[mark].y / 100};
 }
 
@@ -70,7 +70,7 @@ PageButton ButtonAt(POINT screen, POINT place)
 
 RECT HeadArea(POINT screen)
 {
-    return Area(screen, 15, 14, 85, 39);
+    return Area(screen, 17, 14, 83, 39);
 }
 
 RECT CountArea(POINT screen)

@@ -37,8 +37,7 @@ inline constexpr const WCHAR* TEXT_MISFIT_UNEVEN = TEXT("One cross does not fit 
 inline constexpr const WCHAR* TEXT_MISFIT_MORE = TEXT("%s\nTouch the screen to start again.");
 
 inline constexpr const WCHAR* TEXT_TRY = TEXT("Try it, then save");
-inline constexpr const WCHAR* TEXT_TRY_MORE
-    = TEXT("Touch the marks: each shows by how many pixels it was missed. The crosses fit each other within %s pixels.");
+inline constexpr const WCHAR* TEXT_TRY_MORE = TEXT("Touch the marks: each shows how far it was missed. The crosses fit within %s pixels.");
 inline constexpr const WCHAR* TEXT_NOT_SAVED = TEXT("It was not saved");
 inline constexpr const WCHAR* TEXT_SAVED = TEXT("Saved");
 inline constexpr const WCHAR* TEXT_LEFT = TEXT("Nothing was changed");

@@ -113,7 +113,7 @@ TEST(KorvexCalibrate, LeavesEverythingAsItWasWhenItCannotSaveOrIsEnded)
     std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_read);
     const RunResult readOnly = RunProgram({KORVEX, "calibrate", "panel", "--windows", "none"});
     EXPECT_EQ(readOnly.exitCode, 1);
-    EXPECT_THAT(readOnly.error, HasSubstr("the calibration could not be saved: "));
+    EXPECT_THAT(readOnly.error, HasSubstr("The calibration could not be saved: "));
     std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_all);
 
     EXPECT_EQ(RunProgram({KORVEX, "calibrate", "nowhere", "--windows", "none"}).exitCode, 3);

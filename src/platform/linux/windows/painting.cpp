@@ -109,6 +109,15 @@ std::vector<std::u16string> LinesOf(std::u16string_view text, FontView font, int
     return lines;
 }
 
+// A text in one line that lacks its middle where it is wider.
+std::u16string Shortened(const std::u16string& text, FontView font, int width)
+{
+    std::u16string shown = text;
+    for (size_t left = text.size(); left > 2 && Backend()->textWidth(font, shown) > width; --left)
+        shown = text.substr(0, left / 2) + u"..." + text.substr(text.size() - (left - left / 2 - 1));
+    return shown;
+}
+
 } // namespace
 
 COLORREF korvex::platform::ColorOf(HBRUSH brush)
@@ -264,7 +273,8 @@ int DrawTextW(HDC context, LPCWSTR text, int /*count*/, RECT* area, UINT format)
     const FontView font = context->font->font;
     const int lineHeight = Backend()->lineHeight(font);
     const int width = area->right - area->left;
-    const std::vector<std::u16string> lines = LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
+    const std::vector<std::u16string> lines = (format & DT_PATH_ELLIPSIS) != 0 ? std::vector{Shortened(text, font, width)}
+                                                                               : LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
     const int height = lineHeight * static_cast<int>(lines.size());
     if ((format & DT_CALCRECT) != 0) {
         area->bottom = area->top + height;

@@ -38,7 +38,9 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
 int FillRect(HDC context, const RECT* area, HBRUSH brush);
 
 // Writes a terminated text (`count` -1) into an area: DT_CENTER, DT_VCENTER with DT_SINGLELINE, DT_WORDBREAK (else lines end at "\n"
-// alone); DT_CALCRECT writes nothing and sets the area's bottom. The height of the text; what does not fit is not cut.
+// alone); DT_PATH_ELLIPSIS leaves the middle
+// of a line out that is too wide; DT_CALCRECT writes nothing and sets the area's bottom. The height of the text; what does not fit is not
+// cut.
 int DrawTextW(HDC context, LPCWSTR text, int count, RECT* area, UINT format);
 
 namespace korvex::platform {

@@ -72,6 +72,7 @@ inline constexpr UINT DT_CENTER = 0x0001;
 inline constexpr UINT DT_VCENTER = 0x0004;
 inline constexpr UINT DT_WORDBREAK = 0x0010;
 inline constexpr UINT DT_SINGLELINE = 0x0020;
+inline constexpr UINT DT_PATH_ELLIPSIS = 0x4000;
 inline constexpr UINT DT_CALCRECT = 0x0400;
 inline constexpr UINT DT_NOPREFIX = 0x0800;
 inline constexpr UINT RDW_INVALIDATE = 0x0001;
