@@ -98,7 +98,7 @@ void TakeMemory(const std::vector<uint8_t>* command, const std::vector<uint8_t>*
     if (command->size() != length || answer->size() != length || answer->front() != command->front())
         return;
     const MemoryPart part = MemoryPartOf(recording->model, command->data());
-    std::copy_n(answer->begin() + part.offset, part.count, recording->memory.begin() + part.address);
+    std::copy_n(answer->data() + part.offset, part.count, recording->memory.begin() + part.address);
 }
 
 // What has been read of a recording besides what is kept of it.

@@ -21,7 +21,7 @@ std::optional<timespec> TimeLeft(std::optional<Clock::time_point> deadline)
         return std::nullopt;
     const auto left = std::max(std::chrono::nanoseconds(*deadline - Clock::now()), std::chrono::nanoseconds(0));
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-    return timespec{seconds.count(), (left - seconds).count()};
+    return timespec{seconds.count(), static_cast<decltype(timespec::tv_nsec)>((left - seconds).count())};
 }
 
 // Marks the thread as waiting for the life of the guard.
