@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstdio>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -204,6 +205,20 @@ void DescribeOwn(uint32_t panel, WCHAR* text, size_t capacity)
     CopyBounded(text, capacity, platform::FromUtf8(title).c_str());
 }
 
+// Why ports were left out: the last reason, for who sees no standard error.
+struct RefusedPort {
+    std::mutex mutex;
+    std::string reason;
+};
+
+RefusedPort refusedPort;
+
+void ExplainNobody(WCHAR* text, size_t capacity)
+{
+    const std::lock_guard guard(refusedPort.mutex);
+    CopyBounded(text, capacity, platform::FromUtf8(refusedPort.reason).c_str());
+}
+
 bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
 {
     const bool stored = OwnPanels()->store(panel, points, reason, capacity);
@@ -219,6 +234,7 @@ const PanelSource* OwnSource(const PanelSource* sessions)
     source = *sessions;
     source.describe = DescribeOwn;
     source.store = StoreOwn;
+    source.explainNobody = ExplainNobody;
     return &source;
 }
 
@@ -258,8 +274,10 @@ int CalibrateAny(const Options* options)
     if (const int exitCode = SetUpDevicesToAsk(options); exitCode != EXIT_DONE)
         return exitCode;
     platform::ThisMachine()->observers.portRefused = [](const std::string& path, DWORD error) {
-        fprintf(
-            stderr, "%s: '%s' is left out: %s\n", progress.command.c_str(), ShownPath(path).c_str(), PortFailureText(path, error).c_str());
+        const std::string reason = "'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error);
+        fprintf(stderr, "%s: %s\n", progress.command.c_str(), reason.c_str());
+        const std::lock_guard guard(refusedPort.mutex);
+        refusedPort.reason = reason;
     };
     AskKnownControllers();
     if (IsEndRequested())

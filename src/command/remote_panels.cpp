@@ -222,6 +222,11 @@ void LocateFile(uint32_t panel, WCHAR* path, size_t capacity)
     CopyBounded(path, capacity, platform::FromUtf8(TextIn(answer, "file")).c_str());
 }
 
+void ExplainNobody(WCHAR* text, size_t capacity)
+{
+    CopyBounded(text, capacity, u"The runtime that drove it has ended.");
+}
+
 void Attempt(uint32_t panel, const CalibrationData* points)
 {
     AskFor(&remotes.panels[panel], {{"do", "try"}, {"calibration", PointsOf(points)}});
@@ -243,7 +248,7 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
 
 const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
 {
-    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, Attempt, TakeBack, Store};
+    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
     for (RemotePanel& panel : panels) {
         const std::string path = panel.state.value("path", "");

@@ -259,7 +259,7 @@ void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC de
     if (course->secondsLeft != 0 && course->step != CourseStep::SAVED) {
         FormatBounded(line.data(), line.size(), TEXT_LEAVES, course->secondsLeft);
         Write(device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, &area);
-    } else if (course->step == CourseStep::GUIDING || course->step == CourseStep::MISFIT) {
+    } else if (!IsTrying(course) && HasButton(course, PageButton::CANCEL)) {
         Write(device, course->screen, TEXT_ESCAPE, small, &area);
     }
     if (words->file[0] == 0 || !(IsTrying(course) || course->step == CourseStep::SAVED))
@@ -339,7 +339,7 @@ void DescribeStep(const CalibrationCourse* course, const PageWords* words, PageL
     case CourseStep::SEARCHING:
         return say(TEXT_SEARCHING, TEXT_SEARCHING_MORE);
     case CourseStep::NOBODY:
-        return say(TEXT_NOBODY, TEXT_NOBODY_MORE);
+        return say(TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
     case CourseStep::GUIDING:
         return DescribeTarget(&course->guide, title, more);
     case CourseStep::MISFIT:

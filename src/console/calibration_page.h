@@ -16,6 +16,7 @@ struct PageWords {
     std::array<WCHAR, TEXT_CAPACITY> panel;  // that is calibrated, for people; empty: none yet
     std::array<WCHAR, TEXT_CAPACITY> file;   // that Save changes
     std::array<WCHAR, TEXT_CAPACITY> reason; // why it has not
+    std::array<WCHAR, TEXT_CAPACITY> nobody; // why there is no panel; empty: not known
 };
 
 // What the page says of where the course is: a few words, and a sentence. Their space is the caller's.

@@ -151,6 +151,7 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
         Carry(TakeTouch(panel, lParam));
         return 0;
     case WM_SEARCH_DONE:
+        program.setup->source->explainNobody(program.words.nobody.data(), program.words.nobody.size());
         Carry(FinishSearch(course, GetTickCount()));
         return 0;
     case WM_TIMER:

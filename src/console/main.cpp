@@ -87,7 +87,8 @@ int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*
             return EXIT_LEFT;
         if (!CloseDetection(detection)) {
             MessageBoxW(nullptr, korvex::TEXT_DETECTION_STAYS, korvex::TEXT_TITLE, MB_OK | MB_ICONWARNING | MB_TOPMOST);
-            return EXIT_LEFT;
+            if (DetectionWindow() != nullptr)
+                return EXIT_LEFT; // it has not been closed meanwhile either
         }
     }
     const bool saved = Calibrate(NumberOfTargets());

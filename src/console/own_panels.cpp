@@ -136,6 +136,11 @@ void LocateFile(uint32_t /*panel*/, WCHAR* path, size_t capacity)
     CopyBounded(path, capacity, located.data());
 }
 
+void ExplainNobody(WCHAR* text, size_t capacity)
+{
+    CopyBounded(text, capacity, TEXT(""));
+}
+
 void Attempt(uint32_t panel, const CalibrationData* points)
 {
     TouchController* controller = OwnPanel(panel);
@@ -180,13 +185,13 @@ void WatchOwnPanels()
 
 const PanelSource* OwnPanels()
 {
-    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, Attempt, TakeBack, Store};
+    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
     return &SOURCE;
 }
 
 const PanelSource* SearchedPanels()
 {
-    static constexpr PanelSource SOURCE{BeginSearched, End, Describe, LocateFile, Attempt, TakeBack, Store};
+    static constexpr PanelSource SOURCE{BeginSearched, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
     return &SOURCE;
 }
 

@@ -59,7 +59,6 @@ inline constexpr const WCHAR* TEXT_CANCEL_KEY = TEXT("Esc");
 // On Windows, where a detection window has the ports.
 inline constexpr const WCHAR* TEXT_DETECTION
     = TEXT("Touch detection is running and has the touch screen.\n\nIt is closed for the calibration, and started again afterwards.");
-inline constexpr const WCHAR* TEXT_DETECTION_STAYS
-    = TEXT("The touch detection does not end. Close its window, and start the calibration again.");
+inline constexpr const WCHAR* TEXT_DETECTION_STAYS = TEXT("The touch detection does not end. Close its window, then this one.");
 
 } // namespace korvex

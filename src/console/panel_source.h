@@ -47,6 +47,9 @@ struct PanelSource {
     void (*describe)(uint32_t panel, WCHAR* text, size_t capacity);
     void (*locateFile)(uint32_t panel, WCHAR* path, size_t capacity);
 
+    // Why no panel was found, where something is known of it; else empty.
+    void (*explainNobody)(WCHAR* text, size_t capacity);
+
     // Has the panel's touches mapped by these points from now on, and as before again.
     void (*attempt)(uint32_t panel, const CalibrationData* points);
     void (*takeBack)(uint32_t panel);
