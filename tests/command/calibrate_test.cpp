@@ -126,6 +126,22 @@ TEST(KorvexCalibrate, LeavesEverythingAsItWasWhenItCannotSaveOrIsEnded)
     EXPECT_THAT(nobody.error, HasSubstr("no controller was found"));
 }
 
+TEST(KorvexCalibrate, ShowsItsCrossesOnTheMonitorThatIsNamed)
+{
+    const Panel panel;
+    const TwoMonitors monitors;
+    setenv("DISPLAY", monitors.name.c_str(), 1);
+    for (const auto& [output, left] : {std::pair{"DUMMY0", 0}, std::pair{"DUMMY1", 1024}}) {
+        Process calibration({KORVEX, "calibrate", "panel", "--json", "--monitor", output});
+        EXPECT_EQ(AwaitState(&calibration, "touch")["width"], 1024);
+        const std::string window = std::to_string(WaitForWindow("Korvex Calibration"));
+        EXPECT_THAT(RunProgram({"xwininfo", "-id", window}).output,
+            AllOf(HasSubstr("Absolute upper-left X:  " + std::to_string(left) + "\n"), HasSubstr("Width: 1024"), HasSubstr("Height: 768")));
+        EXPECT_EQ(EndBySignal(&calibration, SIGTERM), 7);
+    }
+    unsetenv("DISPLAY");
+}
+
 // A runtime has the port; the page is pressed by the panel's own touches, which the runtime maps for the pointer as well.
 TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
 {
