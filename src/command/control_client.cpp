@@ -56,7 +56,10 @@ bool IsState(const Json& panel)
         return std::all_of(keys.begin(), keys.end(), [&](const char* key) { return panel.contains(key) && isRight(panel[key]); });
     };
     const auto isNumber = [](const Json& value) { return value.is_number_integer(); };
-    const auto isResolution = [](const Json& value) { return value == 10 || value == 12; };
+    const auto isResolution = [](const Json& value) {
+        const int64_t bits = value.is_number_integer() ? value.get<int64_t>() : 0;
+        return bits == 10 || bits == 12;
+    };
     return panel.is_object() && holds({"panel", "path", "tty", "model", "controller"}, [](const Json& value) { return value.is_string(); })
         && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); }) && holds({"resolutionBits"}, isResolution)
         && holds({"reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"}, isNumber)

@@ -23,7 +23,7 @@ size_t TerminalColumns()
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-SingleKeys::SingleKeys(bool wanted) : changed(false)
+SingleKeys::SingleKeys(bool wanted)
 {
     // In the background a change of the terminal would stop the process.
     if (!wanted || tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &terminalBefore) != 0)

@@ -10,7 +10,7 @@ size_t TerminalColumns();
 
 // While it lives, keys come one by one, unseen, where that is wanted and standard input is the terminal of a command in the foreground.
 struct SingleKeys {
-    bool changed;
+    bool changed = false;
 
     explicit SingleKeys(bool wanted);
     ~SingleKeys();
