@@ -250,9 +250,7 @@ bool CanSave(const Options* options, const std::string& fault)
 std::string SavingFaultOf(RemotePanel* panel)
 {
     const std::optional<Json> answer = Ask(&panel->runtime, {{"do", "calibration"}, {"panel", panel->state.value("path", "")}});
-    if (!answer || !answer->contains("savingFault") || !answer->at("savingFault").is_string())
-        return "";
-    return answer->at("savingFault").get<std::string>();
+    return answer ? TextIn(*answer, "savingFault") : "";
 }
 
 int CalibratePort(const Options* options, const std::string& port)

@@ -186,9 +186,7 @@ void CheckIntruders(const PortState* port, Findings* findings)
 // A runtime reads the settings of its own folder, which may not be the one that is looked at here.
 void CheckWhichSettings(const Listener* listener, Findings* findings)
 {
-    const auto calibration = listener->remote->state.value("calibration", nlohmann::ordered_json::object());
-    const auto found = calibration.find("file");
-    const std::string file = found != calibration.end() && found->is_string() ? found->get<std::string>() : "";
+    const std::string file = TextIn(listener->remote->state.value("calibration", nlohmann::ordered_json::object()), "file");
     if (file.empty())
         Add(findings, Severity::NOTE, listener->name,
             "its runtime has read no settings file and goes by the controller's own; 'korvex calibrate' makes one for it");

@@ -138,6 +138,21 @@ std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono:
     return std::nullopt;
 }
 
+std::string TextIn(const Json& object, const char* key)
+{
+    const bool isText = object.is_object() && object.contains(key) && object.at(key).is_string();
+    return isText ? object.at(key).get<std::string>() : "";
+}
+
+std::optional<Point> PointIn(const Json& object, const char* key)
+{
+    if (!object.is_object() || !object.contains(key))
+        return std::nullopt;
+    const Json& pair = object.at(key);
+    const bool isPoint = pair.is_array() && pair.size() == 2 && pair[0].is_number_integer() && pair[1].is_number_integer();
+    return isPoint ? std::optional(Point{pair[0].get<int32_t>(), pair[1].get<int32_t>()}) : std::nullopt;
+}
+
 std::optional<RuntimeStatus> AskStatus(ControlClient* client)
 {
     const std::optional<Json> answer = Ask(client, {{"do", "status"}});

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "link/touch_controller.h"
+
 namespace korvex::command {
 
 // A connection; -1: none.
@@ -26,6 +28,10 @@ inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 // Asks, and gives the answer; none, with the connection closed, when it does not come in time.
 std::optional<nlohmann::ordered_json> Ask(
     ControlClient* client, const nlohmann::ordered_json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
+
+// The text, or the position of two whole numbers, that an answer or an event has by a key; empty, or none, where it has no such thing.
+std::string TextIn(const nlohmann::ordered_json& object, const char* key);
+std::optional<Point> PointIn(const nlohmann::ordered_json& object, const char* key);
 
 // What a runtime drives and waits for, as "status" has it, with every key that is used here in its type.
 struct RuntimeStatus {

@@ -25,6 +25,7 @@
 #include "command/terminal.h"
 #include "input/session.h"
 #include "platform/linux/core/x11_monitors.h"
+#include "platform/linux/pointer/pixels.h"
 
 namespace korvex::command {
 
@@ -55,12 +56,6 @@ uint32_t RateOf(Watched* watched, uint32_t reports)
     return reports - watched->reports.back();
 }
 
-Point PointOf(const nlohmann::ordered_json& state, const char* key)
-{
-    const std::vector<int32_t> pair = state.value(key, std::vector<int32_t>{});
-    return pair.size() == 2 ? Point{pair[0], pair[1]} : Point{};
-}
-
 Sample RemoteSample(Watched* watched)
 {
     if (watched->remote->runtime.socket < 0) {
@@ -71,9 +66,9 @@ Sample RemoteSample(Watched* watched)
     }
     const nlohmann::ordered_json* state = &watched->remote->state;
     const auto counter = [state](const char* key) { return state->value(key, uint32_t{0}); };
-    return {PointOf(*state, "raw"), PointOf(*state, "mapped"), state->value("touching", false), state->value("gone", false),
-        RateOf(watched, counter("reports")), counter("reports"), counter("rejected"), counter("resynchronisations"), counter("dropped"),
-        counter("inputs")};
+    return {PointIn(*state, "raw").value_or(Point{}), PointIn(*state, "mapped").value_or(Point{}), state->value("touching", false),
+        state->value("gone", false), RateOf(watched, counter("reports")), counter("reports"), counter("rejected"),
+        counter("resynchronisations"), counter("dropped"), counter("inputs")};
 }
 
 Sample TakeSample(Watched* watched)
@@ -106,7 +101,7 @@ std::string JsonOf(const Watched* watched, milliseconds time, const std::optiona
         {"raw", {sample->raw.x, sample->raw.y}}, {"mapped", {sample->mapped.x, sample->mapped.y}},
         {"percent", {PercentOf(sample->mapped.x), PercentOf(sample->mapped.y)}}};
     if (screen)
-        line["pixel"] = {PixelOf(sample->mapped.x, screen->width), PixelOf(sample->mapped.y, screen->height)};
+        line["pixel"] = {platform::PixelOf(sample->mapped.x, screen->width), platform::PixelOf(sample->mapped.y, screen->height)};
     line.update({{"touching", sample->touching}, {"gone", sample->gone}, {"rate", sample->rate}, {"reports", sample->reports},
         {"rejected", sample->rejected}, {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped},
         {"inputs", sample->inputs}});

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "platform/linux/pointer/pixels.h"
+
 namespace korvex::command {
 
 namespace {
@@ -37,7 +39,8 @@ std::string PercentText(const Sample* sample, const Screen* /*screen*/)
 
 std::string PixelText(const Sample* sample, const Screen* screen)
 {
-    return *screen ? Pair(PixelOf(sample->mapped.x, (*screen)->width), PixelOf(sample->mapped.y, (*screen)->height)) : "-";
+    return *screen ? Pair(platform::PixelOf(sample->mapped.x, (*screen)->width), platform::PixelOf(sample->mapped.y, (*screen)->height))
+                   : "-";
 }
 
 // Behind the port, in their order.
@@ -106,11 +109,6 @@ std::string LineOf(const MonitorRow* row, const MonitorColumns* columns)
 double PercentOf(int32_t mapped)
 {
     return std::round(mapped * 1000 / OUTPUT_PARTS) / 10;
-}
-
-int PixelOf(int32_t mapped, int size)
-{
-    return static_cast<int>(std::floor(mapped * static_cast<double>(size) / OUTPUT_PARTS));
 }
 
 } // namespace korvex::command

@@ -45,8 +45,7 @@ MonitorColumns ChooseColumns(const std::vector<MonitorRow>* rows, const std::opt
 std::string HeaderOf(const MonitorColumns* columns);
 std::string LineOf(const MonitorRow* row, const MonitorColumns* columns);
 
-// A mapped position in percent of the screen, with a tenth, and in its pixels.
+// A mapped position in percent of the screen, with a tenth.
 double PercentOf(int32_t mapped);
-int PixelOf(int32_t mapped, int size);
 
 } // namespace korvex::command

@@ -68,12 +68,6 @@ bool Listen(Remote* remote, ControlClient&& client)
     return false;
 }
 
-// A connection to the runtime that drives the panel now; none, and -1, where none does.
-std::optional<RemotePanel> Find(const Remote* remote)
-{
-    return FindRuntime(remote->path, remote->name);
-}
-
 // Looks for who drives the panel now, not too often. A panel that is driven anew, by another process or with another controller, is another
 // one for the calibration.
 void FindAgain(size_t panel)
@@ -82,7 +76,7 @@ void FindAgain(size_t panel)
     if (steady_clock::now() - remote->searchedAt < SEARCH_INTERVAL)
         return;
     remote->searchedAt = steady_clock::now();
-    std::optional<RemotePanel> found = Find(remote);
+    std::optional<RemotePanel> found = FindRuntime(remote->path, remote->name);
     if (!found)
         return;
     remote->resolutionBits = found->state.value("resolutionBits", remote->resolutionBits);
@@ -92,27 +86,17 @@ void FindAgain(size_t panel)
         Post(WM_PANEL_GONE, panel, 0);
 }
 
-std::optional<Point> PointOf(const Json& event)
-{
-    const auto raw = event.find("raw");
-    const bool isPoint
-        = raw != event.end() && raw->is_array() && raw->size() == 2 && raw->at(0).is_number_unsigned() && raw->at(1).is_number_unsigned();
-    return isPoint ? std::optional(Point{raw->at(0).get<int32_t>(), raw->at(1).get<int32_t>()}) : std::nullopt;
-}
-
 void TakeEvent(size_t panel, const Json& event)
 {
-    const auto kind = event.is_object() ? event.find("event") : event.end();
-    if (!event.is_object() || kind == event.end() || !kind->is_string())
-        return;
-    const std::optional<Point> raw = PointOf(event);
-    if (*kind == "touch" && raw)
+    const std::string kind = TextIn(event, "event");
+    const std::optional<Point> raw = PointIn(event, "raw");
+    if (kind == "touch" && raw)
         Post(WM_PANEL_TOUCH, panel, PackTouch(*raw, event.contains("touching") && event["touching"] == true));
-    else if (*kind == "gone" || *kind == "ended")
+    else if (kind == "gone" || kind == "ended")
         Post(WM_PANEL_GONE, panel, 0);
-    else if (*kind == "back")
+    else if (kind == "back")
         Post(WM_PANEL_BACK, panel, 0);
-    else if (*kind == "began")
+    else if (kind == "began")
         Disconnect(&remotes.panels[panel].events); // FindAgain asks what is driven now
 }
 
@@ -190,17 +174,11 @@ Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
     const auto asked = steady_clock::now();
     std::optional<Json> answer = Ask(&remote->requests, request, limit);
     if (!answer && steady_clock::now() - asked < limit) {
-        if (std::optional<RemotePanel> found = Find(remote); found)
+        if (std::optional<RemotePanel> found = FindRuntime(remote->path, remote->name); found)
             remote->requests = std::move(found->runtime);
         answer = Ask(&remote->requests, request, limit);
     }
     return answer.value_or(Json{{"error", "The runtime does not answer; it may do what it was asked for all the same."}});
-}
-
-std::string TextIn(const Json& answer, const char* key)
-{
-    const auto found = answer.find(key);
-    return found != answer.end() && found->is_string() ? found->get<std::string>() : "";
 }
 
 Json PointsOf(const CalibrationData* points)

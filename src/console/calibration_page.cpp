@@ -164,23 +164,32 @@ double WorstResidual(const CalibrationCourse* course)
     return worst;
 }
 
+// A title and a sentence below it, which are said at once.
+struct Saying {
+    PageLine* title;
+    PageLine* more;
+};
+
+void Say(const Saying* saying, const WCHAR* title, const WCHAR* more)
+{
+    CopyBounded(saying->title->data(), saying->title->size(), title);
+    CopyBounded(saying->more->data(), saying->more->size(), more);
+}
+
 void DescribeTarget(const CalibrationGuide* guide, PageLine* title, PageLine* more)
 {
-    const auto say = [&](const WCHAR* what, const WCHAR* sentence) {
-        CopyBounded(title->data(), title->size(), what);
-        CopyBounded(more->data(), more->size(), sentence);
-    };
+    const Saying say{title, more};
     switch (guide->step) {
     case GuideStep::SAMPLING:
-        return say(TEXT_HOLD, TEXT(""));
+        return Say(&say, TEXT_HOLD, TEXT(""));
     case GuideStep::TAKEN:
-        return say(TEXT_TAKEN, TEXT_TAKEN_MORE);
+        return Say(&say, TEXT_TAKEN, TEXT_TAKEN_MORE);
     case GuideStep::LIFTING:
-        return say(TEXT_LIFT, ReasonText(guide->reason));
+        return Say(&say, TEXT_LIFT, ReasonText(guide->reason));
     default:
         if (guide->reason != GuideReason::NONE)
-            return say(guide->reason == GuideReason::START_OVER ? TEXT_TOUCH : TEXT_AGAIN, ReasonText(guide->reason));
-        return say(TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT_TOUCH_NEXT);
+            return Say(&say, guide->reason == GuideReason::START_OVER ? TEXT_TOUCH : TEXT_AGAIN, ReasonText(guide->reason));
+        return Say(&say, TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT(""));
     }
 }
 
@@ -328,35 +337,32 @@ const WCHAR* FaultText(PointsFault fault)
 
 void DescribeStep(const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more)
 {
-    const auto say = [&](const WCHAR* what, const WCHAR* sentence) {
-        CopyBounded(title->data(), title->size(), what);
-        CopyBounded(more->data(), more->size(), sentence);
-    };
+    const Saying say{title, more};
     PageLine pixels{};
     if (IsPanelGone(course) && course->step != CourseStep::SAVED && course->step != CourseStep::LEFT)
-        return say(TEXT_GONE, TEXT_GONE_MORE);
+        return Say(&say, TEXT_GONE, TEXT_GONE_MORE);
     switch (course->step) {
     case CourseStep::SEARCHING:
-        return say(TEXT_SEARCHING, TEXT_SEARCHING_MORE);
+        return Say(&say, TEXT_SEARCHING, TEXT_SEARCHING_MORE);
     case CourseStep::NOBODY:
-        return say(TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
+        return Say(&say, TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
     case CourseStep::GUIDING:
         return DescribeTarget(&course->guide, title, more);
     case CourseStep::MISFIT:
-        say(TEXT_MISFIT, TEXT(""));
+        Say(&say, TEXT_MISFIT, TEXT(""));
         FormatBounded(more->data(), more->size(), TEXT_MISFIT_MORE, FaultText(course->guide.judgement.fault));
         return;
     case CourseStep::TRYING:
-        say(TEXT_TRY, TEXT(""));
+        Say(&say, TEXT_TRY, TEXT(""));
         FormatPixels(WorstResidual(course), &pixels);
         FormatBounded(more->data(), more->size(), TEXT_TRY_MORE, pixels.data());
         return;
     case CourseStep::NOT_SAVED:
-        return say(TEXT_NOT_SAVED, words->reason.data());
+        return Say(&say, TEXT_NOT_SAVED, words->reason.data());
     case CourseStep::SAVED:
-        return say(TEXT_SAVED, TEXT(""));
+        return Say(&say, TEXT_SAVED, TEXT(""));
     default:
-        return say(TEXT_LEFT, TEXT(""));
+        return Say(&say, TEXT_LEFT, TEXT(""));
     }
 }
 

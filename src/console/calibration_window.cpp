@@ -69,22 +69,22 @@ void Show(CourseTasks tasks)
         PaintNow(PaintTouch);
 }
 
-void Carry(CourseTasks tasks)
+void CarryOut(CourseTasks tasks)
 {
     const PanelSource* source = program.setup->source;
     CalibrationCourse* course = &program.course;
-    if ((tasks & TASK_ATTEMPT) != 0)
+    if ((tasks & TASK_ATTEMPT) != 0) {
         program.words.reason[0] = 0; // of an earlier result
-    if ((tasks & TASK_ATTEMPT) != 0)
         source->attempt(course->tried, &course->guide.calib);
+    }
     if ((tasks & TASK_TAKE_BACK) != 0)
         source->takeBack(course->tried);
     DescribePanel();
     if (tasks != 0 && program.setup->observer != nullptr)
         program.setup->observer(course, &program.words);
     if ((tasks & TASK_STORE) != 0) {
-        const bool stored = source->store(course->panel, &course->guide.calib, program.words.reason.data(), program.words.reason.size());
-        Carry(FinishStore(course, stored, GetTickCount()));
+        const bool stored = source->store(course->tried, &course->guide.calib, program.words.reason.data(), program.words.reason.size());
+        CarryOut(FinishStore(course, stored, GetTickCount()));
     }
     if ((tasks & TASK_BELL) != 0)
         MessageBeep(MB_OK);
@@ -139,36 +139,36 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
     switch (message) {
     case WM_PANEL_CAME:
         program.describedPanel = NO_PANEL; // it may be another one than before
-        Carry(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
+        CarryOut(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
         return 0;
     case WM_PANEL_GONE:
-        Carry(LosePanel(course, panel));
+        CarryOut(LosePanel(course, panel));
         return 0;
     case WM_PANEL_BACK:
-        Carry(RegainPanel(course, panel, GetTickCount()));
+        CarryOut(RegainPanel(course, panel, GetTickCount()));
         return 0;
     case WM_PANEL_TOUCH:
-        Carry(TakeTouch(panel, lParam));
+        CarryOut(TakeTouch(panel, lParam));
         return 0;
     case WM_SEARCH_DONE:
         program.setup->source->explainNobody(program.words.nobody.data(), program.words.nobody.size());
-        Carry(FinishSearch(course, GetTickCount()));
+        CarryOut(FinishSearch(course, GetTickCount()));
         return 0;
     case WM_TIMER:
-        Carry(TakeTime(course, GetTickCount()));
+        CarryOut(TakeTime(course, GetTickCount()));
         return 0;
     case WM_KEYDOWN:
-        Carry(TakeKey(wParam));
+        CarryOut(TakeKey(wParam));
         return 0;
     case WM_LBUTTONDOWN:
     case WM_LBUTTONUP:
-        Carry(TakeMouse(message == WM_LBUTTONDOWN, lParam));
+        CarryOut(TakeMouse(message == WM_LBUTTONDOWN, lParam));
         return 0;
     case WM_PAINT:
         Paint();
         return 0;
     case WM_CLOSE:
-        Carry(PressButton(course, PageButton::CANCEL, GetTickCount()));
+        CarryOut(PressButton(course, PageButton::CANCEL, GetTickCount()));
         program.ended = true;
         return 0;
     default:

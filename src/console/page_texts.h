@@ -16,7 +16,6 @@ inline constexpr const WCHAR* TEXT_GONE_MORE = TEXT("Plug it in again, and go on
 
 inline constexpr const WCHAR* TEXT_TOUCH = TEXT("Touch the cross");
 inline constexpr const WCHAR* TEXT_TOUCH_FIRST = TEXT("Rest your finger on the middle of the cross until the ring is full.");
-inline constexpr const WCHAR* TEXT_TOUCH_NEXT = TEXT("");
 inline constexpr const WCHAR* TEXT_HOLD = TEXT("Hold still");
 inline constexpr const WCHAR* TEXT_TAKEN = TEXT("Good");
 inline constexpr const WCHAR* TEXT_TAKEN_MORE = TEXT("Lift your finger.");
