@@ -60,7 +60,7 @@ TouchController* StartOn(const std::string& path)
 
 void SilenceTrace()
 {
-    platform::ThisMachine()->sinks.trace = [](std::string_view) {};
+    platform::ThisMachine()->sinks.trace = [](std::string_view) { };
 }
 
 double Percentile(std::vector<double>* values, double part)

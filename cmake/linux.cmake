@@ -22,7 +22,7 @@ set_target_properties(korvex_command PROPERTIES OUTPUT_NAME korvex)
 target_link_libraries(korvex_command PRIVATE korvex)
 
 add_library(korvex_emulator_library STATIC src/emulator/command.cpp src/emulator/distortion.cpp
-    src/emulator/emulator.cpp src/emulator/gestures.cpp src/emulator/noise.cpp)
+    src/emulator/emulator.cpp src/emulator/gestures.cpp src/emulator/line_rate.cpp src/emulator/noise.cpp)
 target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
 target_compile_definitions(korvex_emulator_library PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
 

@@ -1,5 +1,6 @@
 // Any words on the command line: they are read or refused with a documented exit code, and never run anything.
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>

@@ -84,7 +84,7 @@ bool IsUsedUp(const MemoryLine* /*line*/)
 void SilenceMachine()
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->sinks.trace = [](std::string_view) {};
+    machine->sinks.trace = [](std::string_view) { };
     machine->sinks.pointer = [](const INPUT*) { return true; };
 }
 

@@ -15,7 +15,7 @@ struct OptionDeclaration {
     const char* name;                           // "--port"
     const char* value;                          // the placeholder of its value, "NAME=PATH"; null: it takes none
     const char* help;                           // what it does
-    bool Options::*toggle;                      // what one without a value sets
+    bool Options::* toggle;                     // what one without a value sets
     bool (*take)(const std::string&, Options*); // sets what a value says; false when it is not valid
     const char* expected;                       // of a value that is not valid, what it should be
     Completion completion = Completion::NOTHING;

@@ -166,7 +166,7 @@ int SetUpTrace(const Options* options)
 
 int SetUpQuietTrace(const Options* options)
 {
-    platform::ThisMachine()->sinks.trace = [](std::string_view /*text*/) {};
+    platform::ThisMachine()->sinks.trace = [](std::string_view /*text*/) { };
     return SetUpTrace(options);
 }
 

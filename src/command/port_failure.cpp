@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 // The process that holds the file's lock, by the kernel's list of them ("1: FLOCK  ADVISORY  WRITE 812 00:1a:3 0 EOF"); 0 for none.
 pid_t LockHolder(const std::string& path)
 {
-    struct stat status { };
+    struct stat status{};
     if (stat(path.c_str(), &status) != 0)
         return 0;
     std::array<char, 64> place{};

@@ -63,7 +63,7 @@ bool ParseBytes(std::string_view text, std::vector<uint8_t>* bytes)
 bool ParseFirmware(std::string_view text, Recording* recording)
 {
     const size_t first = std::min(text.find('.'), text.size());
-    const size_t second = std::min(text.find('.', first + 1), text.size());
+    const size_t second = first < text.size() ? std::min(text.find('.', first + 1), text.size()) : first;
     const auto part = [text](size_t start, size_t end) { return start < end ? text.substr(start, end - start) : std::string_view(); };
     const std::optional<uint32_t> majorNumber = Number(part(0, first), 10, 0xFF);
     const std::optional<uint32_t> minorNumber = Number(part(first + 1, second), 10, 0xFF);

@@ -35,7 +35,7 @@ void NotifyServiceManager(const std::string& assignments)
 bool IsStandardErrorJournal()
 {
     const char* stream = getenv("JOURNAL_STREAM");
-    struct stat status { };
+    struct stat status{};
     return stream != nullptr && fstat(STDERR_FILENO, &status) == 0
         && std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
 }

@@ -19,6 +19,8 @@
 #include <thread>
 #include <utility>
 
+#include "emulator/line_rate.h"
+
 namespace korvex::emulator {
 
 namespace {
@@ -162,21 +164,6 @@ Bytes AnswerTo(Emulator* emulator, const Bytes& command)
     if (fault == AnswerFaultKind::NOISE)
         answer.insert(answer.begin(), NOISE.begin(), NOISE.end());
     return answer;
-}
-
-uint32_t LineRate(int terminal)
-{
-    termios settings{};
-    if (tcgetattr(terminal, &settings) != 0)
-        return 0;
-    switch (cfgetospeed(&settings)) {
-    case B9600:
-        return 9600;
-    case B19200:
-        return 19200;
-    default:
-        return 1; // some other rate
-    }
 }
 
 // Writes all of it; the line's mutex is held.

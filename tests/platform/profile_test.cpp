@@ -117,7 +117,7 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     EXPECT_TRUE(Write(u"S", u"a", u"1", u"a.ini"));
     EXPECT_TRUE(std::filesystem::is_symlink("a.ini"));
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
-    struct stat status { };
+    struct stat status{};
     EXPECT_EQ(stat("real/b.ini", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("real"), {}), 1);
@@ -199,9 +199,8 @@ int32_t OneValue(const CalibrationData* calib)
 {
     const Point first = calib->advPoints[0];
     const bool whole = calib->pointCount == 9 && first.x == calib->stdMaxX
-        && std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + 9, [first](Point point) {
-               return point == Point{first.x, first.x};
-           });
+        && std::all_of(
+            calib->advPoints.begin(), calib->advPoints.begin() + 9, [first](Point point) { return point == Point{first.x, first.x}; });
     return whole ? first.x : -1;
 }
 

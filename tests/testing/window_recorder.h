@@ -24,10 +24,10 @@ std::ostream& operator<<(std::ostream& stream, const Figure& figure);
 
 // Shows the machine's windows while it lives; one at a time.
 struct WindowRecorder {
-    std::vector<std::string> texts;          // of the status text, in order
-    std::vector<Figure> figures;             // drawn since they were last taken
-    std::function<void()> onDraw = [] {};    // before each figure
-    std::function<void()> onDestroy = [] {}; // before a window goes
+    std::vector<std::string> texts;           // of the status text, in order
+    std::vector<Figure> figures;              // drawn since they were last taken
+    std::function<void()> onDraw = [] { };    // before each figure
+    std::function<void()> onDestroy = [] { }; // before a window goes
 
     WindowRecorder();
     ~WindowRecorder();

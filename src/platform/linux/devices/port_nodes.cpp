@@ -122,8 +122,7 @@ void RemoveNode(DEVINST node)
 DEVINST AddSerialPort(std::u16string_view name, const std::string& nativePath, const std::string& stablePath)
 {
     std::u16string adapter = FromNativePath(stablePath);
-    std::replace_if(
-        adapter.begin(), adapter.end(), [](char16_t unit) { return unit == u'/' || unit == u'[' || unit == u']'; }, u'#');
+    std::replace_if(adapter.begin(), adapter.end(), [](char16_t unit) { return unit == u'/' || unit == u'[' || unit == u']'; }, u'#');
     NodeOptions options;
     options.instanceId = u"TTY\\SERIALPORT\\" + adapter;
     options.hardwareIds = {u"TTY\\SERIALPORT"};

@@ -44,7 +44,7 @@ std::shared_ptr<const ProfileDocument> ReadRegistry()
     struct Snapshot {
         std::shared_ptr<const ProfileDocument> document = std::make_shared<ProfileDocument>();
         int descriptor = -1; // kept open, so that no newer file can have the number of this one
-        struct stat status { };
+        struct stat status{};
 
         ~Snapshot()
         {
@@ -57,7 +57,7 @@ std::shared_ptr<const ProfileDocument> ReadRegistry()
 
     const std::lock_guard guard(mutex);
     const std::string path = RegistryFile();
-    struct stat status { };
+    struct stat status{};
     if (snapshot.descriptor >= 0 && stat(path.c_str(), &status) == 0 && IsSameState(&status, &snapshot.status))
         return snapshot.document;
     if (snapshot.descriptor >= 0)

@@ -58,7 +58,7 @@ bool LockShared(int descriptor, int operation)
 
 HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
 {
-    struct stat status { };
+    struct stat status{};
     if (stat(path, &status) != 0) {
         FailWithErrno();
         return INVALID_HANDLE_VALUE;

@@ -59,7 +59,7 @@ bool FailWith(int error)
 // A link that someone else has put into the folder could have a privileged user change any file.
 bool IsTrustedLink(const fs::path& link, const struct stat* status)
 {
-    struct stat folder { };
+    struct stat folder{};
     return status->st_uid == geteuid() || (stat(FolderOf(link).c_str(), &folder) == 0 && status->st_uid == folder.st_uid);
 }
 
@@ -69,7 +69,7 @@ bool FollowLinks(const std::string& path, fs::path* target)
     constexpr int LONGEST_CHAIN = 40; // as the kernel has it
     *target = path;
     for (int i = 0; i < LONGEST_CHAIN; ++i) {
-        struct stat status { };
+        struct stat status{};
         if (lstat(target->c_str(), &status) != 0)
             return errno == ENOENT;
         if (S_ISREG(status.st_mode))
@@ -154,7 +154,7 @@ std::string WriteTemporary(const fs::path& target, const struct stat* old, std::
 // Puts the content in the file's place. The caller holds the folder's lock.
 bool Replace(const fs::path& target, const FolderLock* lock, std::string_view content, Durability durability)
 {
-    struct stat status { };
+    struct stat status{};
     const bool exists = stat(target.c_str(), &status) == 0;
     if (exists && IsReadOnly(&status))
         return FailWith(EACCES);
@@ -186,7 +186,7 @@ bool Change(const std::string& path, const std::function<std::optional<std::stri
 
 bool ReadWholeFile(const std::string& path, std::string* content, size_t limit)
 {
-    struct stat status { };
+    struct stat status{};
     // Looked at first: to open a device can have effects.
     if (stat(path.c_str(), &status) != 0)
         return false;
@@ -216,7 +216,7 @@ bool CanChangeWholeFile(const std::string& path)
     fs::path target;
     if (!FollowLinks(path, &target))
         return false;
-    struct stat status { };
+    struct stat status{};
     if (stat(target.c_str(), &status) == 0 && IsReadOnly(&status))
         return FailWith(EACCES);
     return access(FolderOf(target).c_str(), W_OK | X_OK) == 0;

@@ -108,8 +108,7 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
     XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
     // Without these two handlers Xlib ends the process when the server goes away.
     XSetIOErrorHandler([](Display* /*display*/) { return 0; });
-    XSetIOErrorExitHandler(
-        display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
+    XSetIOErrorExitHandler(display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
     pointer->display = display;
     pointer->broken = false;
     pointer->pressed = false;

@@ -127,7 +127,7 @@ std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot
 
 bool IsUdevSwitchOn(const std::string& path, const char* property)
 {
-    struct stat status { };
+    struct stat status{};
     udev* context = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) ? udev_new() : nullptr;
     if (context == nullptr)
         return false;

@@ -91,7 +91,7 @@ void DescribeLine(SerialPort* port)
 // A pseudo-terminal stays open to others: whoever emulates the device behind it opens it too.
 bool IsPseudoTerminal(int descriptor)
 {
-    struct stat status { };
+    struct stat status{};
     // The kernel's devices list gives the terminals of pseudo-terminals the major numbers 136 to 143.
     return fstat(descriptor, &status) == 0 && major(status.st_rdev) >= 136 && major(status.st_rdev) <= 143;
 }
@@ -154,7 +154,7 @@ void ClaimExclusively(SerialPort* port)
 // that was made anew.
 bool MayReopen(const SerialPort* port)
 {
-    struct stat status { };
+    struct stat status{};
     if (port->line->path.empty() || lstat(port->line->path.c_str(), &status) != 0)
         return false;
     const bool sameEntry = status.st_ino == port->pathStatus.st_ino && status.st_ctim.tv_sec == port->pathStatus.st_ctim.tv_sec
@@ -376,7 +376,7 @@ BOOL FlushSerial(HandleObject* object)
 std::optional<HANDLE> OpenTty(const OpenRequest* request)
 {
     const std::string path = ToNativePath(request->path);
-    struct stat status { };
+    struct stat status{};
     if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode))
         return std::nullopt;
     if (request->shareMode != 0) {

@@ -28,10 +28,10 @@ struct SerialPort : HandleObject {
     bool hangupPending = false; // the line has gone since the last WaitCommEvent
     bool exclusive = false;     // TIOCEXCL is set
     bool pseudoTerminal = false;
-    struct stat pathStatus { }; // of the path itself, a symbolic link say, when it was opened
-    bool terminal = false;      // false for a pipe or a socket, which has no settings and nothing to flush
-    termios settingsBefore{};   // of a terminal, put back when the port is closed
-    UartTrigger triggerBefore;  // likewise
+    struct stat pathStatus{};  // of the path itself, a symbolic link say, when it was opened
+    bool terminal = false;     // false for a pipe or a socket, which has no settings and nothing to flush
+    termios settingsBefore{};  // of a terminal, put back when the port is closed
+    UartTrigger triggerBefore; // likewise
     DCB dcb{};
     COMMTIMEOUTS timeouts{};
 

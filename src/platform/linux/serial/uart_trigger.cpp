@@ -21,7 +21,7 @@ bool WriteSetting(const std::string& file, const std::string& value)
 
 UartTrigger LowerUartTrigger(int descriptor, const std::string& sysRoot)
 {
-    struct stat status { };
+    struct stat status{};
     if (fstat(descriptor, &status) != 0)
         return {};
     UartTrigger trigger;
