@@ -1,5 +1,5 @@
-// The detecting pass over many ports, beside the waits that the protocol prescribes: an unanswered 5-byte command costs 50 ms, an
-// unanswered 6-byte one 60 ms.
+// The detecting pass over many ports, beside the waits that the protocol prescribes: an unanswered
+// 5-byte command costs 50 ms, an unanswered 6-byte one 60 ms.
 
 #include <benchmark/benchmark.h>
 
@@ -20,7 +20,8 @@
 namespace korvex {
 namespace {
 
-// Milliseconds that a port costs at the least: four short probes and, on a silent line, four long ones.
+// Milliseconds that a port costs at the least: four short probes and, on a silent line, four long
+// ones.
 constexpr double WAITS_WITH_CONTROLLER = 4 * 50;
 constexpr double WAITS_SILENT = WAITS_WITH_CONTROLLER + 4 * 60;
 
@@ -39,7 +40,8 @@ void BM_DetectingPass(benchmark::State& state)
             if (silent)
                 AddAnswerFault(emulators.back().get(), {emulator::AnswerFaultKind::SILENCE});
             const std::string name = "COM" + std::to_string(i + 1);
-            platform::AddSerialPort(platform::FromUtf8(name), TerminalPath(emulators.back().get()), name);
+            platform::AddSerialPort(
+                platform::FromUtf8(name), TerminalPath(emulators.back().get()), name);
         }
         HostContext* context = CreateHostContext(GetModuleHandleW(nullptr));
         // On a thread of its own, as in the host.
@@ -48,13 +50,16 @@ void BM_DetectingPass(benchmark::State& state)
             return 0U;
         };
         const auto start = std::chrono::steady_clock::now();
-        const auto worker = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, detect, context, 0, nullptr));
+        const auto worker
+            = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, detect, context, 0, nullptr));
         WaitForSingleObject(worker, INFINITE);
-        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        const double seconds
+            = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         CloseHandle(worker);
         DestroyHostContext();
         state.SetIterationTime(seconds);
-        const double waits = static_cast<double>(ports) * (silent ? WAITS_SILENT : WAITS_WITH_CONTROLLER);
+        const double waits
+            = static_cast<double>(ports) * (silent ? WAITS_SILENT : WAITS_WITH_CONTROLLER);
         state.counters["waits_ms"] = waits;
         state.counters["overhead_percent"] = (seconds * 1e3 - waits) / waits * 100;
     }

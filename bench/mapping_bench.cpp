@@ -1,4 +1,5 @@
-// MapPoint in each of its modes, beside the same integer steps written without care for zero divisors and overflow.
+// MapPoint in each of its modes, beside the same integer steps written without care for zero
+// divisors and overflow.
 
 #include <benchmark/benchmark.h>
 
@@ -27,8 +28,8 @@ CalibrationData CalibrationFor(Mode mode)
     calib.stdMaxX = calib.stdMaxY = 938;
     calib.pointCount = mode == Mode::FOUR_POINTS ? 4 : mode == Mode::NINE_POINTS ? 9 : 0;
     for (uint32_t i = 0; i < 9; ++i)
-        calib.advPoints[i]
-            = {static_cast<int32_t>(110 + 395 * (i % 3) + 7 * (i / 3)), static_cast<int32_t>(95 + 401 * (i / 3) + 5 * (i % 3))};
+        calib.advPoints[i] = {static_cast<int32_t>(110 + 395 * (i % 3) + 7 * (i / 3)),
+            static_cast<int32_t>(95 + 401 * (i / 3) + 5 * (i % 3))};
     if (mode == Mode::FOUR_POINTS)
         calib.advPoints = {Point{110, 95}, Point{900, 105}, Point{914, 907}, Point{124, 897}};
     if (calib.pointCount != 0)
@@ -42,7 +43,8 @@ int32_t BareLinear(int32_t p0, int32_t p1, int32_t q0, int32_t q1, int32_t x)
     return p0 == p1 ? 0 : ((x - p0) * q1 + (p1 - x) * q0) / (p1 - p0);
 }
 
-int32_t BareQuadratic(int32_t p0, int32_t p1, int32_t p2, int32_t q0, int32_t q1, int32_t q2, int32_t x)
+int32_t BareQuadratic(
+    int32_t p0, int32_t p1, int32_t p2, int32_t q0, int32_t q1, int32_t q2, int32_t x)
 {
     if (p0 == p1 || p1 == p2 || p0 == p2)
         return 0;
@@ -79,7 +81,8 @@ Point BareFour(const std::array<Point, MAX_CALIBRATION_POINTS>& r, Point p)
     const int32_t rightY = BareLinear(r[1].y, r[2].y, TARGET_LOW, TARGET_HIGH, p.y);
     const int32_t leftX = BareLinear(r[0].y, r[3].y, r[0].x, r[3].x, p.y);
     const int32_t rightX = BareLinear(r[1].y, r[2].y, r[1].x, r[2].x, p.y);
-    return {BareLinear(topY, bottomY, topX, bottomX, p.y), BareLinear(leftX, rightX, leftY, rightY, p.x)};
+    return {BareLinear(topY, bottomY, topX, bottomX, p.y),
+        BareLinear(leftX, rightX, leftY, rightY, p.x)};
 }
 
 Point BareNine(const std::array<Point, MAX_CALIBRATION_POINTS>& r, Point p)
@@ -89,10 +92,14 @@ Point BareNine(const std::array<Point, MAX_CALIBRATION_POINTS>& r, Point p)
     std::array<int32_t, 3> columnY{};
     std::array<int32_t, 3> columnX{};
     for (size_t k = 0; k < 3; ++k) {
-        x[k] = BareQuadratic(r[3 * k].x, r[3 * k + 1].x, r[3 * k + 2].x, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, p.x);
-        y[k] = BareQuadratic(r[3 * k].x, r[3 * k + 1].x, r[3 * k + 2].x, r[3 * k].y, r[3 * k + 1].y, r[3 * k + 2].y, p.x);
-        columnY[k] = BareQuadratic(r[k].y, r[k + 3].y, r[k + 6].y, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, p.y);
-        columnX[k] = BareQuadratic(r[k].y, r[k + 3].y, r[k + 6].y, r[k].x, r[k + 3].x, r[k + 6].x, p.y);
+        x[k] = BareQuadratic(r[3 * k].x, r[3 * k + 1].x, r[3 * k + 2].x, TARGET_LOW, TARGET_MIDDLE,
+            TARGET_HIGH, p.x);
+        y[k] = BareQuadratic(r[3 * k].x, r[3 * k + 1].x, r[3 * k + 2].x, r[3 * k].y, r[3 * k + 1].y,
+            r[3 * k + 2].y, p.x);
+        columnY[k] = BareQuadratic(
+            r[k].y, r[k + 3].y, r[k + 6].y, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, p.y);
+        columnX[k]
+            = BareQuadratic(r[k].y, r[k + 3].y, r[k + 6].y, r[k].x, r[k + 3].x, r[k + 6].x, p.y);
     }
     return {BareQuadratic(y[0], y[1], y[2], x[0], x[1], x[2], p.y),
         BareQuadratic(columnX[0], columnX[1], columnX[2], columnY[0], columnY[1], columnY[2], p.x)};
@@ -101,20 +108,25 @@ Point BareNine(const std::array<Point, MAX_CALIBRATION_POINTS>& r, Point p)
 void BareMap(const CalibrationData* calib, Point* p)
 {
     if (calib->mapMode != 1) {
-        *p = {calib->workRangeX * p->x / calib->rawRangeX, calib->workRangeY * p->y / calib->rawRangeY};
+        *p = {calib->workRangeX * p->x / calib->rawRangeX,
+            calib->workRangeY * p->y / calib->rawRangeY};
     } else if (calib->pointCount == 0) {
-        const int32_t x = (p->x - calib->stdMinX) * calib->workRangeX / (calib->stdMaxX - calib->stdMinX);
-        const int32_t y = (p->y - calib->stdMinY) * calib->workRangeY / (calib->stdMaxY - calib->stdMinY);
+        const int32_t x
+            = (p->x - calib->stdMinX) * calib->workRangeX / (calib->stdMaxX - calib->stdMinX);
+        const int32_t y
+            = (p->y - calib->stdMinY) * calib->workRangeY / (calib->stdMaxY - calib->stdMinY);
         p->x = x < 0 ? 0 : std::min(x, calib->workRangeX);
         p->y = y < 0 ? 0 : std::min(y, calib->workRangeY);
     } else {
         ApplyOrientation(calib, p);
-        *p = calib->pointCount == 4 ? BareFour(calib->refPoints, *p) : BareNine(calib->refPoints, *p);
+        *p = calib->pointCount == 4 ? BareFour(calib->refPoints, *p)
+                                    : BareNine(calib->refPoints, *p);
     }
     *p = {calib->outRangeX * p->x / calib->workRangeX, calib->outRangeY * p->y / calib->workRangeY};
 }
 
-// Both are called through a pointer that the compiler knows nothing of, as the library's code calls MapPoint.
+// Both are called through a pointer that the compiler knows nothing of, as the library's code calls
+// MapPoint.
 template <typename Routine>
 void Measure(benchmark::State* state, Routine* map)
 {

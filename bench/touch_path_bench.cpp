@@ -1,4 +1,5 @@
-// The touch path over pseudo-terminals: latency, system calls and CPU time per report, many controllers at once, and the stop.
+// The touch path over pseudo-terminals: latency, system calls and CPU time per report, many
+// controllers at once, and the stop.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -42,7 +43,9 @@ double CpuSeconds()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6; };
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
@@ -52,7 +55,8 @@ TouchController* StartOn(const std::string& path)
     TouchController* controller = CreateController();
     controller->model = MODEL_5460;
     controller->reportLength = 6;
-    HANDLE port = CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    HANDLE port = CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+        0, nullptr, OPEN_EXISTING, 0, nullptr);
     LinkInit(&controller->link, port, LINK_SERIAL, 1);
     StartSession(controller);
     return controller;
@@ -70,7 +74,8 @@ double Percentile(std::vector<double>* values, double part)
 }
 
 // Microseconds from the write of a report's last byte to `arrived` changing.
-double Latency(emulator::Emulator* emulator, const emulator::Bytes& report, const std::atomic<Clock::rep>* arrived)
+double Latency(emulator::Emulator* emulator, const emulator::Bytes& report,
+    const std::atomic<Clock::rep>* arrived)
 {
     const Clock::rep before = *arrived;
     const Clock::rep sent = Clock::now().time_since_epoch().count();
@@ -80,7 +85,8 @@ double Latency(emulator::Emulator* emulator, const emulator::Bytes& report, cons
     return static_cast<double>(*arrived - sent) / 1000;
 }
 
-// Two lines take turns at line rate: a session's, and one that is read by a bare poll and read, the least that any driver could need.
+// Two lines take turns at line rate: a session's, and one that is read by a bare poll and read, the
+// least that any driver could need.
 void BM_Latency(benchmark::State& state)
 {
     SilenceTrace();
@@ -125,8 +131,8 @@ void BM_Latency(benchmark::State& state)
     state.counters["bare_p99_us"] = Percentile(&toRead, 0.99);
 }
 
-// Sends `reports` reports down each of `lines` emulated lines, in a process of its own, once a byte has come on `go`; writes the terminals'
-// paths to `paths`, one a line.
+// Sends `reports` reports down each of `lines` emulated lines, in a process of its own, once a byte
+// has come on `go`; writes the terminals' paths to `paths`, one a line.
 [[noreturn]] void SendAll(int lines, int reports, int paths, int go)
 {
     std::vector<emulator::EmulatorPointer> emulators;
@@ -138,12 +144,16 @@ void BM_Latency(benchmark::State& state)
     char byte = 0;
     if (write(paths, text.data(), text.size()) < 0 || read(go, &byte, 1) != 1)
         _exit(1);
-    // The lines' reports are spread over the interval, as lines that know nothing of each other are.
+    // The lines' reports are spread over the interval, as lines that know nothing of each other
+    // are.
     const Clock::time_point start = Clock::now();
     for (int i = 0; i < reports; ++i) {
         for (int line = 0; line < lines; ++line) {
-            std::this_thread::sleep_until(start + microseconds((int64_t{1000000} * i + int64_t{1000000} * line / lines) / LINE_RATE));
-            SendReport(emulators[static_cast<size_t>(line)].get(), true, static_cast<uint32_t>(i & 1023), 512);
+            std::this_thread::sleep_until(start
+                + microseconds(
+                    (int64_t{1000000} * i + int64_t{1000000} * line / lines) / LINE_RATE));
+            SendReport(emulators[static_cast<size_t>(line)].get(), true,
+                static_cast<uint32_t>(i & 1023), 512);
         }
     }
     read(go, &byte, 1); // the lines stay open until the other side has counted
@@ -218,12 +228,13 @@ void BM_StopOfASilentController(benchmark::State& state)
 // The command under strace: the calls of its reader thread, from the first input to the last.
 void BM_SystemCallsPerReport(benchmark::State& state)
 {
-    const std::filesystem::path trace = std::filesystem::temp_directory_path() / ("korvex-bench." + std::to_string(getpid()));
+    const std::filesystem::path trace
+        = std::filesystem::temp_directory_path() / ("korvex-bench." + std::to_string(getpid()));
     constexpr int REPORTS = 600;
     for (auto _ : state) {
         const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
-        testing::Process drive({"strace", "-f", "-qq", "-o", trace.string(), KORVEX_COMMAND, "drive", TerminalPath(emulator.get()),
-            "--pointer", "log", "--trace", "/dev/null"});
+        testing::Process drive({"strace", "-f", "-qq", "-o", trace.string(), KORVEX_COMMAND,
+            "drive", TerminalPath(emulator.get()), "--pointer", "log", "--trace", "/dev/null"});
         WaitForQuietHost(emulator.get(), milliseconds(300), std::chrono::seconds(30));
         const Clock::time_point start = Clock::now();
         for (int i = 0; i < REPORTS; ++i) {
@@ -246,8 +257,10 @@ void BM_SystemCallsPerReport(benchmark::State& state)
         first = first == 0 ? calls.size() : first;
         last = calls.size();
     }
-    const auto byReader = std::count_if(calls.begin() + static_cast<ptrdiff_t>(first), calls.begin() + static_cast<ptrdiff_t>(last),
-        [&reader](const std::string& line) { return line.starts_with(reader + " ") && line.find("resumed>") == std::string::npos; });
+    const auto byReader = std::count_if(calls.begin() + static_cast<ptrdiff_t>(first),
+        calls.begin() + static_cast<ptrdiff_t>(last), [&reader](const std::string& line) {
+            return line.starts_with(reader + " ") && line.find("resumed>") == std::string::npos;
+        });
     if (last > first)
         state.counters["calls_per_report"] = static_cast<double>(byReader) / (REPORTS - 1);
     else
@@ -255,7 +268,8 @@ void BM_SystemCallsPerReport(benchmark::State& state)
     std::filesystem::remove(trace);
 }
 
-// The writes to a kernel device, which takes each as one change, for the inputs of a touch that moves, rests and lifts.
+// The writes to a kernel device, which takes each as one change, for the inputs of a touch that
+// moves, rests and lifts.
 void BM_EventWritesPerInput(benchmark::State& state)
 {
     constexpr int INPUTS = 600;
@@ -305,8 +319,16 @@ BENCHMARK(BM_EventWritesPerInput)->Iterations(1);
 BENCHMARK(BM_ResidentMemory)->Arg(1)->Arg(64)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Latency)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SystemCallsPerReport)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ControllersAtLineRate)->Arg(1)->Arg(16)->Arg(64)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StopOfASilentController)->Iterations(20)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ControllersAtLineRate)
+    ->Arg(1)
+    ->Arg(16)
+    ->Arg(64)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StopOfASilentController)
+    ->Iterations(20)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace korvex

@@ -1,4 +1,5 @@
-// A controller that answers anything to every command of the identification and of the start of a session.
+// A controller that answers anything to every command of the identification and of the start of a
+// session.
 
 #include <cstdlib>
 
@@ -15,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     AnswerCommands(&line, &input);
     TouchController* controller = line.controller;
     const bool identify = input.Take<uint8_t>() != 0;
-    if (identify && IdentifyController(controller) && controller->resolutionBits != 10 && controller->resolutionBits != 12)
+    if (identify && IdentifyController(controller) && controller->resolutionBits != 10
+        && controller->resolutionBits != 12)
         abort();
     if (!identify) {
         QueryResolution(controller);

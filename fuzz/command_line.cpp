@@ -1,4 +1,5 @@
-// Any words on the command line: they are read or refused with a documented exit code, and never run anything.
+// Any words on the command line: they are read or refused with a documented exit code, and never
+// run anything.
 
 #include <cstdint>
 #include <cstdio>
@@ -33,7 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     stderr = nowhere; // what is wrong is said there
     const command::CommandLine line = command::ReadCommandLine(count, arguments.data());
     stderr = before;
-    if (line.command == nullptr && line.exitCode != command::EXIT_DONE && line.exitCode != command::EXIT_USAGE_ERROR)
+    if (line.command == nullptr && line.exitCode != command::EXIT_DONE
+        && line.exitCode != command::EXIT_USAGE_ERROR)
         abort();
     if (line.command == nullptr && line.exitCode == command::EXIT_DONE && line.output.empty())
         abort(); // nothing to run and nothing to say

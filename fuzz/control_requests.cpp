@@ -1,4 +1,5 @@
-// Any lines on the control socket: each is answered by one line with a JSON object, and what was tried is taken back at the end.
+// Any lines on the control socket: each is answered by one line with a JSON object, and what was
+// tried is taken back at the end.
 
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -36,7 +37,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     }
     command::EndConversation(&conversation);
     const CalibrationData after = CopyCalibration(controller);
-    if (!stored && (after.advPoints != before.advPoints || after.stdMaxX != before.stdMaxX || after.orientation != before.orientation))
+    if (!stored
+        && (after.advPoints != before.advPoints || after.stdMaxX != before.stdMaxX
+            || after.orientation != before.orientation))
         abort(); // a client has left something behind
     command::ObserveSession(controller, SessionEvent::ENDING);
     ReleaseController(controller);

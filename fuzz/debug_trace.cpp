@@ -1,4 +1,5 @@
-// Any trace format and any formatter's format, with arguments that fit every conversion they may name.
+// Any trace format and any formatter's format, with arguments that fit every conversion they may
+// name.
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     const auto number = input.Take<int32_t>();
     const size_t capacity = input.Take<uint8_t>();
     const std::basic_string<WCHAR> text(input.Take<uint8_t>(), 'x');
-    // "%s" stands for every string, "%i" for every number: one kind of argument serves all conversions of a format.
+    // "%s" stands for every string, "%i" for every number: one kind of argument serves all
+    // conversions of a format.
     std::basic_string<WCHAR> format(input.bytes, input.bytes + input.size);
     const bool strings = (number & 1) != 0;
     std::array<WCHAR, 256> destination{};
@@ -30,13 +32,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         if (std::count(format.begin(), format.end(), 's') > 4)
             return 0;
         DebugTrace(format.c_str(), argument, argument, argument, argument);
-        FormatBounded(destination.data(), capacity, format.c_str(), argument, argument, argument, argument);
+        FormatBounded(
+            destination.data(), capacity, format.c_str(), argument, argument, argument, argument);
     } else {
         std::replace(format.begin(), format.end(), 's', 'd');
-        if (std::count(format.begin(), format.end(), '%') > 2 || std::count(format.begin(), format.end(), '*') > 4)
+        if (std::count(format.begin(), format.end(), '%') > 2
+            || std::count(format.begin(), format.end(), '*') > 4)
             return 0;
         DebugTrace(format.c_str(), number, number, number, number, number, number);
-        FormatBounded(destination.data(), capacity, format.c_str(), number, number, number, number, number, number);
+        FormatBounded(destination.data(), capacity, format.c_str(), number, number, number, number,
+            number, number);
     }
     const auto end = destination.begin() + static_cast<ptrdiff_t>(capacity);
     if (capacity > 0 && std::find(destination.begin(), end, 0) == end)

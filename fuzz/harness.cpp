@@ -14,11 +14,13 @@ namespace korvex::fuzz {
 
 namespace {
 
-// The port behind every memory line. Its device is at its end from the start; what can be read is in the port's own queue.
+// The port behind every memory line. Its device is at its end from the start; what can be read is
+// in the port's own queue.
 platform::SerialPort* ThePort()
 {
     static platform::SerialPort* const port = [] {
-        platform::SerialPort* made = platform::AdoptSerialDescriptor(open("/dev/null", O_RDWR | O_CLOEXEC));
+        platform::SerialPort* made
+            = platform::AdoptSerialDescriptor(open("/dev/null", O_RDWR | O_CLOEXEC));
         if (made == nullptr)
             abort();
         return made;
@@ -70,10 +72,11 @@ void Give(const MemoryLine* /*line*/, Input* input, size_t count)
 void AnswerCommands(const MemoryLine* line, Input* input)
 {
     constexpr uint8_t LONGEST_ANSWER = 31;
-    platform::ThisMachine()->observers.lineBytes = [line, input](platform::LineDirection direction, const uint8_t*, size_t) {
-        if (direction == platform::LineDirection::SENT)
-            Give(line, input, input->Take<uint8_t>() & LONGEST_ANSWER);
-    };
+    platform::ThisMachine()->observers.lineBytes
+        = [line, input](platform::LineDirection direction, const uint8_t*, size_t) {
+              if (direction == platform::LineDirection::SENT)
+                  Give(line, input, input->Take<uint8_t>() & LONGEST_ANSWER);
+          };
 }
 
 bool IsUsedUp(const MemoryLine* /*line*/)

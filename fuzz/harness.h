@@ -29,7 +29,8 @@ struct Input {
 // A record of one of the models, by the input's first byte.
 TouchController* TakeController(Input* input);
 
-// A line in memory: what was given is read from it, then it has hung up, so that no read waits; it takes every write. One at a time.
+// A line in memory: what was given is read from it, then it has hung up, so that no read waits; it
+// takes every write. One at a time.
 struct MemoryLine {
     TouchController* controller;
 
@@ -42,7 +43,8 @@ struct MemoryLine {
 // Appends bytes to the line, as many as there is room for (some thousand).
 void Give(const MemoryLine* line, Input* input, size_t count);
 
-// Gives the line part of the input at each command that it takes: a byte says how much, as a controller's answer.
+// Gives the line part of the input at each command that it takes: a byte says how much, as a
+// controller's answer.
 void AnswerCommands(const MemoryLine* line, Input* input);
 
 bool IsUsedUp(const MemoryLine* line);

@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     using namespace korvex;
     command::Recording recording;
     std::string error;
-    if (!command::ParseRecording(std::string_view(reinterpret_cast<const char*>(data), size), &recording, &error)) {
+    if (!command::ParseRecording(
+            std::string_view(reinterpret_cast<const char*>(data), size), &recording, &error)) {
         if (error.empty())
             abort();
         return 0;

@@ -1,4 +1,5 @@
-// The same as report_stream on the whole way: through a pseudo-terminal, in pieces, with the port opened by its path.
+// The same as report_stream on the whole way: through a pseudo-terminal, in pieces, with the port
+// opened by its path.
 
 #include <fcntl.h>
 #include <termios.h>

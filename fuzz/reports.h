@@ -16,7 +16,8 @@ inline void TakeReport(TouchController* controller)
         return;
     const Point point = DecodeReport(controller, report.data());
     const int32_t limit = int32_t{1} << controller->resolutionBits;
-    if (point.x < 0 || point.y < 0 || point.x >= limit || point.y >= limit || ClassifyStatus(controller, report[0]) == CONTACT_INVALID)
+    if (point.x < 0 || point.y < 0 || point.x >= limit || point.y >= limit
+        || ClassifyStatus(controller, report[0]) == CONTACT_INVALID)
         abort();
     InjectReport(controller, report.data());
 }

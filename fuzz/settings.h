@@ -1,4 +1,5 @@
-// What every calibration must hold that was loaded from a settings file, for the targets that load one.
+// What every calibration must hold that was loaded from a settings file, for the targets that load
+// one.
 #pragma once
 
 #include <unistd.h>
@@ -15,15 +16,17 @@
 
 namespace korvex::fuzz {
 
-// Makes a folder of the process's own, in memory where the system has that, with a Korvex.ini the current one while it lives. The program's
-// own is current between two inputs: the fuzzer keeps what it finds there.
+// Makes a folder of the process's own, in memory where the system has that, with a Korvex.ini the
+// current one while it lives. The program's own is current between two inputs: the fuzzer keeps
+// what it finds there.
 struct InOwnFolder {
     std::filesystem::path before = std::filesystem::current_path();
 
     InOwnFolder()
     {
         static const std::filesystem::path folder = [] {
-            std::string name = std::filesystem::exists("/dev/shm") ? "/dev/shm/korvex-fuzz.XXXXXX" : "/tmp/korvex-fuzz.XXXXXX";
+            std::string name = std::filesystem::exists("/dev/shm") ? "/dev/shm/korvex-fuzz.XXXXXX"
+                                                                   : "/tmp/korvex-fuzz.XXXXXX";
             std::filesystem::path made = mkdtemp(name.data());
             std::ofstream(made / "Korvex.ini").close();
             atexit([] { std::filesystem::remove_all(folder); });
@@ -36,8 +39,8 @@ struct InOwnFolder {
     InOwnFolder& operator=(const InOwnFolder&) = delete;
 };
 
-// Loads the current settings file, maps touches with it, saves it and loads it again; `isUnchanged` says whether the load left the file
-// alone.
+// Loads the current settings file, maps touches with it, saves it and loads it again; `isUnchanged`
+// says whether the load left the file alone.
 template <typename IsUnchanged>
 void LoadMapAndSave(IsUnchanged isUnchanged)
 {
@@ -57,7 +60,8 @@ void LoadMapAndSave(IsUnchanged isUnchanged)
     SaveCalibrationFile(controller);
     LoadSettings(controller);
     const CalibrationData& again = controller->calib;
-    if (again.pointCount != loaded.pointCount || again.stdMinX != loaded.stdMinX || again.stdMaxY != loaded.stdMaxY)
+    if (again.pointCount != loaded.pointCount || again.stdMinX != loaded.stdMinX
+        || again.stdMaxY != loaded.stdMaxY)
         abort();
     ReleaseController(controller);
 }

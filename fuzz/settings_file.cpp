@@ -1,5 +1,5 @@
-// A settings file with any content, in memory: it is read and written back without a change, and a value that is set is found again, with
-// everything else as it was.
+// A settings file with any content, in memory: it is read and written back without a change, and a
+// value that is set is found again, with everything else as it was.
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,7 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
     constexpr const char16_t* SECTION = u"Calibration";
     constexpr const char16_t* KEY = u"STD_MIN_X";
-    platform::ProfileDocument document = platform::ParseProfile({reinterpret_cast<const char*>(bytes), size});
+    platform::ProfileDocument document
+        = platform::ParseProfile({reinterpret_cast<const char*>(bytes), size});
     if (platform::ParseProfile(FormatProfile(&document)).lines != document.lines)
         abort();
     const std::vector<std::u16string> before = document.lines;
@@ -24,7 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     if (FindValue(&document, SECTION, KEY) != u"-12")
         abort();
     // A line was replaced, or a heading and a line were added.
-    if (document.lines.size() < before.size() || document.lines.size() > before.size() + (value ? 0 : 2))
+    if (document.lines.size() < before.size()
+        || document.lines.size() > before.size() + (value ? 0 : 2))
         abort();
     if (platform::ParseProfile(FormatProfile(&document)).lines != document.lines)
         abort(); // what is saved is what is read

@@ -1,6 +1,7 @@
-// Any values for the keys of a settings file: they load into a calibration that maps every touch and survives a save. The file is in
-// memory: the calls that read and write values are this program's own. The input is the values in the order in which they are read, a line
-// each; a line that is empty is a key that is missing.
+// Any values for the keys of a settings file: they load into a calibration that maps every touch
+// and survives a save. The file is in memory: the calls that read and write values are this
+// program's own. The input is the values in the order in which they are read, a line each; a line
+// that is empty is a key that is missing.
 
 #include <algorithm>
 #include <cstdlib>
@@ -26,12 +27,16 @@ std::u16string ReadValue(const WCHAR* key, const WCHAR* fallback)
         return known->second;
     const std::string_view line = unread.substr(0, unread.find('\n'));
     unread.remove_prefix(std::min(unread.size(), line.size() + 1));
-    return values.emplace(key, line.empty() ? std::u16string(fallback) : std::u16string(line.begin(), line.end())).first->second;
+    return values
+        .emplace(
+            key, line.empty() ? std::u16string(fallback) : std::u16string(line.begin(), line.end()))
+        .first->second;
 }
 
 } // namespace
 
-DWORD GetPrivateProfileStringW(LPCWSTR, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR)
+DWORD GetPrivateProfileStringW(
+    LPCWSTR, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR)
 {
     const std::u16string value = ReadValue(key, fallback);
     const size_t length = std::min<size_t>(value.size(), capacity - 1);

@@ -37,7 +37,8 @@ void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits)
 {
     if (calib->orientation < 1 || calib->orientation > MAX_ORIENTATION)
         calib->orientation = 1;
-    if (std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), calib->pointCount) == POINT_COUNTS.end())
+    if (std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), calib->pointCount)
+        == POINT_COUNTS.end())
         calib->pointCount = 0;
     DeriveFromPoints(calib);
     RepairBox(&calib->stdMinX, &calib->stdMaxX, resolutionBits);
@@ -77,7 +78,8 @@ CalibrationData MergeCalibration(TouchController* controller, const CalibrationD
     merged.stdMaxX = source->stdMaxX;
     merged.stdMinY = source->stdMinY;
     merged.stdMaxY = source->stdMaxY;
-    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS), merged.advPoints.begin());
+    std::copy_n(source->advPoints.begin(), std::min(source->pointCount, MAX_CALIBRATION_POINTS),
+        merged.advPoints.begin());
     DeriveFromPoints(&merged);
     merged.mapMode = 1;
     return merged;

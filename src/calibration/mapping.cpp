@@ -15,7 +15,8 @@ int32_t Scale(int32_t value, int32_t numerator, int32_t denominator)
     return WrapDivide(WrapMultiply(numerator, value), denominator);
 }
 
-// First from below, then from above; std::clamp is undefined for an upper limit below the lower one.
+// First from below, then from above; std::clamp is undefined for an upper limit below the lower
+// one.
 int32_t ClampToRange(int32_t value, int32_t range)
 {
     return std::min(std::max(value, 0), range);
@@ -23,7 +24,8 @@ int32_t ClampToRange(int32_t value, int32_t range)
 
 } // namespace
 
-// Flattened, so that plain scaling and the standard box keep the point in registers from stage to stage.
+// Flattened, so that plain scaling and the standard box keep the point in registers from stage to
+// stage.
 [[gnu::flatten]] bool MapPoint(const CalibrationData* calib, Point* point)
 {
     MapToWork(calib, point);
@@ -59,8 +61,10 @@ bool MapStandardBox(const CalibrationData* calib, Point* point)
 {
     const bool scalable = calib->stdMaxX != calib->stdMinX && calib->stdMaxY != calib->stdMinY;
     if (scalable) {
-        point->x = Scale(WrapSubtract(point->x, calib->stdMinX), calib->workRangeX, WrapSubtract(calib->stdMaxX, calib->stdMinX));
-        point->y = Scale(WrapSubtract(point->y, calib->stdMinY), calib->workRangeY, WrapSubtract(calib->stdMaxY, calib->stdMinY));
+        point->x = Scale(WrapSubtract(point->x, calib->stdMinX), calib->workRangeX,
+            WrapSubtract(calib->stdMaxX, calib->stdMinX));
+        point->y = Scale(WrapSubtract(point->y, calib->stdMinY), calib->workRangeY,
+            WrapSubtract(calib->stdMaxY, calib->stdMinY));
     }
     point->x = ClampToRange(point->x, calib->workRangeX);
     point->y = ClampToRange(point->y, calib->workRangeY);

@@ -65,7 +65,8 @@ void DetectOrientation(CalibrationData* calib)
     const int32_t rowY = WrapSubtract(topRight.y, topLeft.y);
     const bool swapped = WrapAbsolute(rowX) < WrapAbsolute(rowY);
     const int32_t along = swapped ? rowY : rowX;
-    const int32_t down = swapped ? WrapSubtract(bottomRight.x, topRight.x) : WrapSubtract(bottomRight.y, topRight.y);
+    const int32_t down = swapped ? WrapSubtract(bottomRight.x, topRight.x)
+                                 : WrapSubtract(bottomRight.y, topRight.y);
     calib->orientation = (swapped ? 5U : 1U) + (along > 0 ? 0U : 2U) + (down > 0 ? 0U : 1U);
 }
 

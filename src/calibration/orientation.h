@@ -1,5 +1,6 @@
-// The relation between the panel's axes and the screen's: the eight orientation codes. Target order of calibration points: with 9, 16 or
-// 25 points row by row from the top, each from left to right; with 4 points top-left, top-right, bottom-right, bottom-left.
+// The relation between the panel's axes and the screen's: the eight orientation codes. Target order
+// of calibration points: with 9, 16 or 25 points row by row from the top, each from left to right;
+// with 4 points top-left, top-right, bottom-right, bottom-left.
 #pragma once
 
 #include "link/touch_controller.h"
@@ -15,7 +16,8 @@ constexpr bool SwapsAxes(uint32_t orientation)
 }
 
 // The point after the transform of the block's orientation code, with W the work span (4096):
-//   1 (x, y)    2 (x, W - y)    3 (W - x, y)    4 (W - x, W - y)    5 (y, x)    6 (y, W - x)    7 (W - y, x)    8 (W - y, W - x)
+//   1 (x, y)    2 (x, W - y)    3 (W - x, y)    4 (W - x, W - y)    5 (y, x)    6 (y, W - x)    7
+//   (W - y, x)    8 (W - y, W - x)
 // Any other code leaves the point as it is.
 Point TransformPoint(const CalibrationData* calib, Point point);
 
@@ -25,7 +27,8 @@ bool ApplyOrientation(const CalibrationData* calib, Point* point);
 // Sets `orientation` from the corner points of the 4, 9, 16 or 25 advPoints.
 void DetectOrientation(CalibrationData* calib);
 
-// Fills the first pointCount refPoints with the transforms of the advPoints; with an orientation outside 1 to 8 none.
+// Fills the first pointCount refPoints with the transforms of the advPoints; with an orientation
+// outside 1 to 8 none.
 bool BuildReferencePoints(CalibrationData* calib);
 
 } // namespace korvex

@@ -31,9 +31,11 @@ int32_t InterpolateLinear(int32_t p0, int32_t p1, int32_t q0, int32_t q1, int32_
     return WrapDivide(WrapAdd(upper, lower), WrapSubtract(p1, p0));
 }
 
-// Lagrange's form, q0 a1 a2 / (d10 d20) - q1 a0 a2 / (d10 d21) + q2 a0 a1 / (d20 d21), divided step by step so that the products stay
-// small: t and v carry the whole parts of each term, the remainders meet in the last division.
-int32_t InterpolateQuadratic(int32_t p0, int32_t p1, int32_t p2, int32_t q0, int32_t q1, int32_t q2, int32_t x)
+// Lagrange's form, q0 a1 a2 / (d10 d20) - q1 a0 a2 / (d10 d21) + q2 a0 a1 / (d20 d21), divided step
+// by step so that the products stay small: t and v carry the whole parts of each term, the
+// remainders meet in the last division.
+int32_t InterpolateQuadratic(
+    int32_t p0, int32_t p1, int32_t p2, int32_t q0, int32_t q1, int32_t q2, int32_t x)
 {
     if (p0 == p1 || p1 == p2 || p0 == p2)
         return 0;
@@ -60,8 +62,10 @@ int32_t InterpolateQuadratic(int32_t p0, int32_t p1, int32_t p2, int32_t q0, int
     const Division v1 = Divide(WrapAdd(u1.quotient, t1.remainder), d21);
     const Division v2 = Divide(WrapAdd(u2.quotient, t2.remainder), d21);
 
-    const int32_t w = WrapDivide(WrapSubtract(WrapMultiply(u0.remainder, d21), WrapMultiply(u1.remainder, d20)), d10);
-    int32_t rest = WrapAdd(WrapMultiply(v0.remainder, d21), WrapMultiply(v2.remainder, d10)); // d10, not d20
+    const int32_t w = WrapDivide(
+        WrapSubtract(WrapMultiply(u0.remainder, d21), WrapMultiply(u1.remainder, d20)), d10);
+    // d10, not d20
+    int32_t rest = WrapAdd(WrapMultiply(v0.remainder, d21), WrapMultiply(v2.remainder, d10));
     rest = WrapAdd(WrapAdd(rest, u2.remainder), w);
     rest = WrapSubtract(rest, WrapMultiply(v1.remainder, d20));
     const int32_t last = WrapDivide(rest, WrapMultiply(d20, d21));
@@ -82,14 +86,17 @@ bool MapFourPoint(const CalibrationData* calib, Point* point)
 
     // Where the top and the bottom edge pass this X: their work X there, and their raw Y.
     const int32_t topX = InterpolateLinear(topLeft.x, topRight.x, TARGET_LOW, TARGET_HIGH, x);
-    const int32_t bottomX = InterpolateLinear(bottomLeft.x, bottomRight.x, TARGET_LOW, TARGET_HIGH, x);
+    const int32_t bottomX
+        = InterpolateLinear(bottomLeft.x, bottomRight.x, TARGET_LOW, TARGET_HIGH, x);
     const int32_t topY = InterpolateLinear(topLeft.x, topRight.x, topLeft.y, topRight.y, x);
-    const int32_t bottomY = InterpolateLinear(bottomLeft.x, bottomRight.x, bottomLeft.y, bottomRight.y, x);
+    const int32_t bottomY
+        = InterpolateLinear(bottomLeft.x, bottomRight.x, bottomLeft.y, bottomRight.y, x);
     // The same for the left and the right edge at this Y.
     const int32_t leftY = InterpolateLinear(topLeft.y, bottomLeft.y, TARGET_LOW, TARGET_HIGH, y);
     const int32_t rightY = InterpolateLinear(topRight.y, bottomRight.y, TARGET_LOW, TARGET_HIGH, y);
     const int32_t leftX = InterpolateLinear(topLeft.y, bottomLeft.y, topLeft.x, bottomLeft.x, y);
-    const int32_t rightX = InterpolateLinear(topRight.y, bottomRight.y, topRight.x, bottomRight.x, y);
+    const int32_t rightX
+        = InterpolateLinear(topRight.y, bottomRight.y, topRight.x, bottomRight.x, y);
 
     point->x = InterpolateLinear(topY, bottomY, topX, bottomX, y);
     point->y = InterpolateLinear(leftX, rightX, leftY, rightY, x);
@@ -109,18 +116,21 @@ bool MapNinePoint(const CalibrationData* calib, Point* point)
         const Point left = ref[3 * k];
         const Point middle = ref[3 * k + 1];
         const Point right = ref[3 * k + 2];
-        rowX[k] = InterpolateQuadratic(left.x, middle.x, right.x, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, x);
+        rowX[k] = InterpolateQuadratic(
+            left.x, middle.x, right.x, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, x);
         rowY[k] = InterpolateQuadratic(left.x, middle.x, right.x, left.y, middle.y, right.y, x);
     }
     for (size_t k = 0; k < 3; ++k) {
         const Point top = ref[k];
         const Point middle = ref[k + 3];
         const Point bottom = ref[k + 6];
-        columnY[k] = InterpolateQuadratic(top.y, middle.y, bottom.y, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, y);
+        columnY[k] = InterpolateQuadratic(
+            top.y, middle.y, bottom.y, TARGET_LOW, TARGET_MIDDLE, TARGET_HIGH, y);
         columnX[k] = InterpolateQuadratic(top.y, middle.y, bottom.y, top.x, middle.x, bottom.x, y);
     }
     point->x = InterpolateQuadratic(rowY[0], rowY[1], rowY[2], rowX[0], rowX[1], rowX[2], y);
-    point->y = InterpolateQuadratic(columnX[0], columnX[1], columnX[2], columnY[0], columnY[1], columnY[2], x);
+    point->y = InterpolateQuadratic(
+        columnX[0], columnX[1], columnX[2], columnY[0], columnY[1], columnY[2], x);
     return true;
 }
 

@@ -24,11 +24,12 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
     WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
 }
 
-// Whether an error tells that something could not be written. Windows' flush gives no result, and may leave others.
+// Whether an error tells that something could not be written. Windows' flush gives no result, and
+// may leave others.
 bool IsWriteFault(DWORD error)
 {
-    return error == ERROR_DISK_FULL || error == ERROR_WRITE_PROTECT || error == ERROR_ACCESS_DENIED || error == ERROR_GEN_FAILURE
-        || error == ERROR_SHARING_VIOLATION;
+    return error == ERROR_DISK_FULL || error == ERROR_WRITE_PROTECT || error == ERROR_ACCESS_DENIED
+        || error == ERROR_GEN_FAILURE || error == ERROR_SHARING_VIOLATION;
 }
 
 // False when not all of it is on the disk.
@@ -46,22 +47,26 @@ bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
         Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
     }
     SetLastError(ERROR_SUCCESS);
-    WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data()); // all of them reach the disk now
+    // all of them reach the disk now
+    WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data());
     return !IsWriteFault(GetLastError());
 }
 
 // Whether two calibrations have the same values in a file.
 bool HasSameValues(const CalibrationData* a, const CalibrationData* b)
 {
-    const auto points = static_cast<std::ptrdiff_t>(std::min(a->pointCount, MAX_CALIBRATION_POINTS));
-    return a->orientation == b->orientation && a->pointCount == b->pointCount && a->stdMinX == b->stdMinX && a->stdMaxX == b->stdMaxX
-        && a->stdMinY == b->stdMinY && a->stdMaxY == b->stdMaxY
+    const auto points
+        = static_cast<std::ptrdiff_t>(std::min(a->pointCount, MAX_CALIBRATION_POINTS));
+    return a->orientation == b->orientation && a->pointCount == b->pointCount
+        && a->stdMinX == b->stdMinX && a->stdMaxX == b->stdMaxX && a->stdMinY == b->stdMinY
+        && a->stdMaxY == b->stdMaxY
         && std::equal(a->advPoints.begin(), a->advPoints.begin() + points, b->advPoints.begin());
 }
 
 bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)
 {
-    const OwnedHandle file(CreateFileW(path, access, FILE_SHARE_READ, nullptr, OPEN_EXISTING, attributes, nullptr));
+    const OwnedHandle file(
+        CreateFileW(path, access, FILE_SHARE_READ, nullptr, OPEN_EXISTING, attributes, nullptr));
     return IsOpen(file.value);
 }
 
@@ -75,7 +80,8 @@ SettingKey PointSetting(uint32_t index, WCHAR axis, SettingText* name)
 
 bool LocateCalibrationFile(SettingsPath* path)
 {
-    const DWORD length = GetFullPathNameW(SETTINGS_FILE, static_cast<DWORD>(path->size()), path->data(), nullptr);
+    const DWORD length
+        = GetFullPathNameW(SETTINGS_FILE, static_cast<DWORD>(path->size()), path->data(), nullptr);
     const bool fits = length > 0 && length < path->size();
     if (!fits)
         (*path)[0] = 0;
@@ -84,7 +90,8 @@ bool LocateCalibrationFile(SettingsPath* path)
 
 int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText* text)
 {
-    GetPrivateProfileStringW(SECTION, key->name, key->fallback, text->data(), static_cast<DWORD>(text->size()), path->data());
+    GetPrivateProfileStringW(SECTION, key->name, key->fallback, text->data(),
+        static_cast<DWORD>(text->size()), path->data());
     return ParseInteger(text->data());
 }
 
@@ -135,7 +142,8 @@ bool WriteCalibrationFile(const CalibrationData* calib)
 bool LocateSettingsFile(WCHAR* path)
 {
     SettingsPath folder{};
-    const bool folderKnown = SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_DEFAULT, folder.data()) >= 0;
+    const bool folderKnown
+        = SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_DEFAULT, folder.data()) >= 0;
     FormatBounded(path, TEXT_CAPACITY, TEXT("%s\\%s"), folder.data(), SETTINGS_FILE);
     return folderKnown && CanOpen(path, GENERIC_READ, FILE_ATTRIBUTE_NORMAL);
 }

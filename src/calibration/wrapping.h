@@ -1,5 +1,6 @@
-// 32-bit integer arithmetic that always has a result: calibration values come from a file that anyone can edit, and no touch may fault
-// the reader thread. Sums, differences and products wrap; division truncates toward zero.
+// 32-bit integer arithmetic that always has a result: calibration values come from a file that
+// anyone can edit, and no touch may fault the reader thread. Sums, differences and products wrap;
+// division truncates toward zero.
 #pragma once
 
 #include <cstdint>

@@ -53,7 +53,9 @@ Progress progress;
 
 void PrintJson(const Json& line)
 {
-    progress.outputLost = !WriteOutput(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n") || progress.outputLost;
+    progress.outputLost
+        = !WriteOutput(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n")
+        || progress.outputLost;
 }
 
 void Print(const CalibrationCourse* course, const std::string& state, const std::string& reason)
@@ -66,14 +68,16 @@ void Print(const CalibrationCourse* course, const std::string& state, const std:
     const Point place = GuideTargetPlace(&course->guide, target);
     const POINT pixel = PixelOf(course->screen, {place.x, place.y});
     if (progress.json) {
-        Json line{{"target", target + 1}, {"of", course->guide.calib.pointCount}, {"x", pixel.x}, {"y", pixel.y},
-            {"width", course->screen.x}, {"height", course->screen.y}, {"state", state}};
+        Json line{{"target", target + 1}, {"of", course->guide.calib.pointCount}, {"x", pixel.x},
+            {"y", pixel.y}, {"width", course->screen.x}, {"height", course->screen.y},
+            {"state", state}};
         if (!reason.empty())
             line["reason"] = reason;
         PrintJson(line);
     }
     if (progress.words)
-        fprintf(stderr, "target %u of %u at %d, %d: %s%s%s\n", target + 1, course->guide.calib.pointCount, pixel.x, pixel.y, state.c_str(),
+        fprintf(stderr, "target %u of %u at %d, %d: %s%s%s\n", target + 1,
+            course->guide.calib.pointCount, pixel.x, pixel.y, state.c_str(),
             reason.empty() ? "" : ": ", reason.c_str());
 }
 
@@ -89,7 +93,8 @@ void PrintTarget(const CalibrationCourse* course)
     case GuideStep::LIFTING:
         return Print(course, "again", reason);
     default:
-        if (guide->reason != GuideReason::NONE && progress.state != "again" && progress.state != "touch")
+        if (guide->reason != GuideReason::NONE && progress.state != "again"
+            && progress.state != "touch")
             Print(course, "again", reason);
         return Print(course, "touch", "");
     }
@@ -123,7 +128,8 @@ void PrintFault(const std::string& state, const WCHAR* reason)
 void PrintEnd(const CalibrationCourse* course, const PageWords* words)
 {
     const bool saved = course->step == CourseStep::SAVED;
-    const bool judged = course->guide.step == GuideStep::REVIEW || course->guide.step == GuideStep::MISFIT;
+    const bool judged
+        = course->guide.step == GuideStep::REVIEW || course->guide.step == GuideStep::MISFIT;
     const std::string file = platform::ToUtf8(words->file.data());
     std::string reason = platform::ToUtf8(words->reason.data());
     if (progress.nobody)
@@ -141,8 +147,9 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
     if (saved)
         fprintf(stderr, "%s: saved in '%s'\n", progress.command.c_str(), file.c_str());
     else
-        fprintf(stderr, "%s: %s%s%s\n", progress.command.c_str(), progress.notSaved ? "not saved" : "nothing was changed",
-            reason.empty() ? "" : ": ", reason.c_str());
+        fprintf(stderr, "%s: %s%s%s\n", progress.command.c_str(),
+            progress.notSaved ? "not saved" : "nothing was changed", reason.empty() ? "" : ": ",
+            reason.c_str());
 }
 
 void Observe(const CalibrationCourse* course, const PageWords* words)
@@ -201,7 +208,8 @@ void DescribeOwn(uint32_t panel, WCHAR* text, size_t capacity)
     const TouchController* controller = OwnPanel(panel);
     const std::string title = controller == nullptr
         ? ""
-        : PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ", controller " + ModelText(controller->model);
+        : PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ", controller "
+            + ModelText(controller->model);
     CopyBounded(text, capacity, platform::FromUtf8(title).c_str());
 }
 
@@ -249,7 +257,8 @@ bool CanSave(const Options* options, const std::string& fault)
 // Why a runtime could not store a calibration; empty where it can, or does not say.
 std::string SavingFaultOf(RemotePanel* panel)
 {
-    const std::optional<Json> answer = Ask(&panel->runtime, {{"do", "calibration"}, {"panel", panel->state.value("path", "")}});
+    const std::optional<Json> answer
+        = Ask(&panel->runtime, {{"do", "calibration"}, {"panel", panel->state.value("path", "")}});
     return answer ? TextIn(*answer, "savingFault") : "";
 }
 
@@ -272,7 +281,8 @@ int CalibrateAny(const Options* options)
     if (const int exitCode = SetUpDevicesToAsk(options); exitCode != EXIT_DONE)
         return exitCode;
     platform::ThisMachine()->observers.portRefused = [](const std::string& path, DWORD error) {
-        const std::string reason = "'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error);
+        const std::string reason
+            = "'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error);
         fprintf(stderr, "%s: %s\n", progress.command.c_str(), reason.c_str());
         const std::lock_guard guard(refusedPort.mutex);
         refusedPort.reason = reason;
@@ -281,7 +291,8 @@ int CalibrateAny(const Options* options)
     if (IsEndRequested())
         return EXIT_LEFT;
     SetWorkerRefusedHandler([] {
-        fprintf(stderr, "%s: the system refuses a thread for the detection\n", progress.command.c_str());
+        fprintf(stderr, "%s: the system refuses a thread for the detection\n",
+            progress.command.c_str());
         DestroyHostContext();
         ExitProcess(EXIT_FAULT);
     });
@@ -295,13 +306,16 @@ int CalibrateAny(const Options* options)
 
 int RunCalibrate(const Options* options)
 {
-    progress = {options->command, options->json, options->windows == "none" && !options->json, "", 0, false, false, false};
+    progress = {options->command, options->json, options->windows == "none" && !options->json, "",
+        0, false, false, false};
     SetOverdueExitCode(EXIT_LEFT);
     const std::string port = options->arguments.empty() ? "" : options->arguments[0];
     std::vector<RemotePanel> driven;
     if (port.empty() && options->ports.empty() && options->only.empty())
         driven = FindAllPanels();
-    else if (std::optional<RemotePanel> found = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port); found)
+    else if (std::optional<RemotePanel> found
+        = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port);
+        found)
         driven.push_back(*std::move(found));
     if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
         return EXIT_FAULT;

@@ -39,12 +39,14 @@ bool CanStartProgram(const Options* options)
 {
     const std::string folder = platform::ToNativePath(StoredFolder());
     if (folder.empty()) {
-        fprintf(stderr, "%s: the folder of %s is not known; store it with 'korvex set-path'\n", options->command.c_str(), PROGRAM);
+        fprintf(stderr, "%s: the folder of %s is not known; store it with 'korvex set-path'\n",
+            options->command.c_str(), PROGRAM);
         return false;
     }
     const std::string program = folder + "/" + PROGRAM;
     if (access(program.c_str(), X_OK) != 0) {
-        fprintf(stderr, "%s: cannot start '%s': %s\n", options->command.c_str(), program.c_str(), strerror(errno));
+        fprintf(stderr, "%s: cannot start '%s': %s\n", options->command.c_str(), program.c_str(),
+            strerror(errno));
         return false;
     }
     return true;
@@ -58,7 +60,8 @@ int RunCalib(const Options* options)
         return EXIT_FAULT;
     const std::string& argument = options->arguments[0];
     int number = 0;
-    const auto [end, error] = std::from_chars(argument.data(), argument.data() + argument.size(), number);
+    const auto [end, error]
+        = std::from_chars(argument.data(), argument.data() + argument.size(), number);
     if (error == std::errc{} && end == argument.data() + argument.size()) {
         kxCALIB(number);
         return EXIT_DONE;
@@ -75,7 +78,8 @@ int RunSetPath(const Options* options)
     const std::u16string path = platform::FromNativePath(fs::absolute(folder, error).string());
     // The entries form the program's path, with a separator, in a buffer of that size.
     if (!fs::is_directory(folder, error) || path.size() + 1 + strlen(PROGRAM) >= TEXT_CAPACITY) {
-        fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n", options->command.c_str(), folder.c_str());
+        fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n",
+            options->command.c_str(), folder.c_str());
         return EXIT_FAULT;
     }
     platform::WriteRegistryText(FOLDER_KEY, FOLDER_VALUE, path);

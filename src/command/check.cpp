@@ -39,7 +39,8 @@ namespace {
 
 constexpr double LISTENING_SECONDS = 3;
 
-// A port on which a controller answers that can be driven: by a session of this process, or by a runtime that is running.
+// A port on which a controller answers that can be driven: by a session of this process, or by a
+// runtime that is running.
 struct Listener {
     std::string name;
     TouchController* controller;
@@ -58,11 +59,12 @@ Heard HeardBy(const Listener* listener)
 {
     if (listener->remote) {
         const nlohmann::ordered_json* state = &listener->remote->state;
-        return {
-            state->value("reports", 0U), state->value("rejected", 0U), state->value("outOfRange", 0U), state->value("resolutionBits", 0U)};
+        return {state->value("reports", 0U), state->value("rejected", 0U),
+            state->value("outOfRange", 0U), state->value("resolutionBits", 0U)};
     }
     const SessionCounters* counters = &listener->controller->counters;
-    return {counters->reports, counters->rejectedPackets, counters->outOfRange, listener->controller->resolutionBits};
+    return {counters->reports, counters->rejectedPackets, counters->outOfRange,
+        listener->controller->resolutionBits};
 }
 
 void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
@@ -75,7 +77,8 @@ std::string DisplayCure()
 {
     return getenv("SSH_CONNECTION") == nullptr
         ? "start in the desktop session, as the user who is logged in"
-        : "over ssh, as the user who is logged in there, name its display: DISPLAY=:0, and XAUTHORITY where it asks for more";
+        : "over ssh, as the user who is logged in there, name its display: DISPLAY=:0, and "
+          "XAUTHORITY where it asks for more";
 }
 
 // A display that ssh forwards is that of the computer in front of who works here.
@@ -90,7 +93,8 @@ void CheckDisplay(Findings* findings)
     std::string reason;
     const bool hasDevices = platform::CanMakeInputDevices(&reason);
     if (hasDevices && (!HasDisplay() || IsWaylandSession()))
-        Add(findings, Severity::FINE, "display", "touches go to touch screen devices of the kernel");
+        Add(findings, Severity::FINE, "display",
+            "touches go to touch screen devices of the kernel");
     else if (!HasDisplay())
         Add(findings, Severity::FAULT, "display",
             "no X display is named in DISPLAY, and " + reason + "; " + DisplayCure()
@@ -99,16 +103,19 @@ void CheckDisplay(Findings* findings)
     else if (IsWaylandSession())
         Add(findings, Severity::FAULT, "display",
             "this is a Wayland session, and " + reason
-                + ": only X programs will see the touches; let korvex open /dev/uinput (72-korvex.rules)");
+                + ": only X programs will see the touches; let korvex open /dev/uinput "
+                  "(72-korvex.rules)");
     else if (!platform::UseX11Pointer(nullptr, &reason))
         Add(findings, Severity::FAULT, "display", reason + "; " + DisplayCure());
     else if (IsDisplayForwarded())
-        Add(findings, Severity::FAULT, "display", "the X display is that of the computer that you come from; " + DisplayCure());
+        Add(findings, Severity::FAULT, "display",
+            "the X display is that of the computer that you come from; " + DisplayCure());
     else
         Add(findings, Severity::FINE, "display", "the X display takes pointer input");
 }
 
-// The rate at which something answers that was not identified: the last candidate's or that of the short packets; 0 when nothing does.
+// The rate at which something answers that was not identified: the last candidate's or that of the
+// short packets; 0 when nothing does.
 uint32_t AnsweringBaudRate(TouchController* controller)
 {
     if (controller->link.baudRate == 0) {
@@ -130,16 +137,18 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
         const uint32_t baudRate = AnsweringBaudRate(controller);
         if (baudRate == 0)
             Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, port->name,
-                "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud" + known
-                    + "; if there is one, check its cable and power");
+                "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud"
+                    + known + "; if there is one, check its cable and power");
         else
             Add(findings, Severity::FAULT, port->name,
                 "what answers on '" + port->path + "' at " + std::to_string(baudRate)
-                    + " baud leaves questions open; unplug it and plug it in again; if that does not help, its model cannot be driven");
+                    + " baud leaves questions open; unplug it and plug it in again; if that does "
+                      "not help, its model cannot be driven");
         return false;
     }
     uint32_t number = 0;
-    const bool named = controller->model != MODEL_7700 && QueryModelNumber(controller, &number, nullptr);
+    const bool named
+        = controller->model != MODEL_7700 && QueryModelNumber(controller, &number, nullptr);
     if (named && number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
         Add(findings, Severity::FAULT, port->name,
             "the controller calls itself model " + std::to_string(number)
@@ -149,7 +158,8 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
     }
     if (!stored.empty() && port->model != controller->model) {
         Add(findings, Severity::FAULT, port->name,
-            "a " + stored + " is known here, but a " + ModelText(controller->model) + " answers; 'korvex unbind " + port->name
+            "a " + stored + " is known here, but a " + ModelText(controller->model)
+                + " answers; 'korvex unbind " + port->name
                 + "' forgets the old one, and the next start finds the new one");
         return true;
     }
@@ -161,7 +171,8 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
 bool IsRunning(const std::string& name)
 {
     std::error_code error;
-    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator("/proc", error)) {
+    for (const std::filesystem::directory_entry& entry :
+        std::filesystem::directory_iterator("/proc", error)) {
         std::string running;
         if (std::ifstream(entry.path() / "comm") >> running && running == name)
             return true;
@@ -172,40 +183,51 @@ bool IsRunning(const std::string& name)
 // Programs that reach for serial ports of any kind, and take a controller's answers or disturb it.
 void CheckIntruders(const PortState* port, Findings* findings)
 {
-    const auto isSet = [port](const char* property) { return platform::IsUdevSwitchOn(port->path, property); };
+    const auto isSet
+        = [port](const char* property) { return platform::IsUdevSwitchOn(port->path, property); };
     if (IsRunning("ModemManager") && !isSet("ID_MM_PORT_IGNORE") && !isSet("ID_MM_DEVICE_IGNORE"))
         Add(findings, Severity::NOTE, port->name,
             "ModemManager runs and may ask '" + port->path
-                + "' too; ENV{ID_MM_PORT_IGNORE}=\"1\" in a udev rule for the port, or a name for the panel, keeps it away");
+                + "' too; ENV{ID_MM_PORT_IGNORE}=\"1\" in a udev rule for the port, or a name for "
+                  "the panel, keeps it away");
     if (IsRunning("brltty"))
         Add(findings, Severity::NOTE, port->name,
             "brltty runs and may take the adapter of '" + port->path
-                + "' for a braille display; name the display that it is for in /etc/brltty.conf (braille-device), or remove it");
+                + "' for a braille display; name the display that it is for in /etc/brltty.conf "
+                  "(braille-device), or remove it");
 }
 
 // A runtime reads the settings of its own folder, which may not be the one that is looked at here.
 void CheckWhichSettings(const Listener* listener, Findings* findings)
 {
-    const std::string file = TextIn(listener->remote->state.value("calibration", nlohmann::ordered_json::object()), "file");
+    const std::string file = TextIn(
+        listener->remote->state.value("calibration", nlohmann::ordered_json::object()), "file");
     if (file.empty())
         Add(findings, Severity::NOTE, listener->name,
-            "its runtime has read no settings file and goes by the controller's own; 'korvex calibrate' makes one for it");
+            "its runtime has read no settings file and goes by the controller's own; 'korvex "
+            "calibrate' makes one for it");
     else if (file != SettingsFilePath())
         Add(findings, Severity::NOTE, listener->name,
-            "its runtime goes by '" + file + "', not by the file of this folder; 'korvex check' in that folder looks at it");
+            "its runtime goes by '" + file
+                + "', not by the file of this folder; 'korvex check' in that folder looks at it");
 }
 
-void CheckPort(const Options* options, const PortState* port, Findings* findings, std::vector<Listener>* listeners)
+void CheckPort(const Options* options, const PortState* port, Findings* findings,
+    std::vector<Listener>* listeners)
 {
     if (port->ignored) {
-        Add(findings, Severity::NOTE, port->name, "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
+        Add(findings, Severity::NOTE, port->name,
+            "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
         return;
     }
     if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
         const bool gone = remote->state.value("gone", false);
         Add(findings, gone ? Severity::FAULT : Severity::FINE, port->name,
-            "'" + port->path + "', " + remote->state.value("controller", "") + ", driven by process " + std::to_string(remote->process)
-                + (gone ? "; its port has gone, or its controller does not answer: check cable and power" : ""));
+            "'" + port->path + "', " + remote->state.value("controller", "")
+                + ", driven by process " + std::to_string(remote->process)
+                + (gone ? "; its port has gone, or its controller does not answer: check cable and "
+                          "power"
+                        : ""));
         listeners->push_back({port->name, nullptr, std::move(remote)});
         CheckWhichSettings(&listeners->back(), findings);
         CheckIntruders(port, findings);
@@ -213,13 +235,16 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     }
     if (!options->probe && !IsPanelPort(options, port)) {
         Add(findings, Severity::NOTE, port->name,
-            "'" + port->path + "' is not asked, since no panel is known there and it may be another device's; '--probe' asks it");
+            "'" + port->path
+                + "' is not asked, since no panel is known there and it may be another device's; "
+                  "'--probe' asks it");
         return;
     }
     CheckIntruders(port, findings);
     HANDLE handle = OpenPort(port->path);
     if (handle == INVALID_HANDLE_VALUE) {
-        Add(findings, Severity::FAULT, port->name, "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
+        Add(findings, Severity::FAULT, port->name,
+            "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
         return;
     }
     TouchController* controller = ControllerOn(handle);
@@ -233,7 +258,8 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
         return;
     }
     if (drivable)
-        Add(findings, Severity::FAULT, port->name, "the system refuses a thread for the session; end other programs");
+        Add(findings, Severity::FAULT, port->name,
+            "the system refuses a thread for the session; end other programs");
     ReleaseController(controller);
 }
 
@@ -246,15 +272,18 @@ void CheckReports(const Listener* listener, const Heard* before, Findings* findi
     if (now.outOfRange != before->outOfRange)
         Add(findings, Severity::FAULT, listener->name,
             "it measures beyond its " + std::to_string(now.resolutionBits)
-                + " bits, and such touches are lost; unplug it and plug it in again, so that it is asked for its resolution anew");
+                + " bits, and such touches are lost; unplug it and plug it in again, so that it is "
+                  "asked for its resolution anew");
     else if (bad > 0)
         Add(findings, Severity::FAULT, listener->name,
             "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
                 + "; check cable, grounding and what else is on the line");
     else if (reports == 0)
-        Add(findings, Severity::NOTE, listener->name, "it was not touched, so its reports were not looked at");
+        Add(findings, Severity::NOTE, listener->name,
+            "it was not touched, so its reports were not looked at");
     else
-        Add(findings, Severity::FINE, listener->name, "reports: " + std::to_string(reports) + ", all good");
+        Add(findings, Severity::FINE, listener->name,
+            "reports: " + std::to_string(reports) + ", all good");
 }
 
 // False when standard output does not take it, which is said.
@@ -262,7 +291,9 @@ bool Print(const Findings* findings)
 {
     std::string text;
     for (const Finding& finding : *findings) {
-        const char* severity = finding.severity == Severity::FINE ? "ok" : finding.severity == Severity::NOTE ? "note" : "FAULT";
+        const char* severity = finding.severity == Severity::FINE ? "ok"
+            : finding.severity == Severity::NOTE                  ? "note"
+                                                                  : "FAULT";
         std::array<char, 32> start{};
         snprintf(start.data(), start.size(), "%-5s  %-8s  ", severity, finding.subject.c_str());
         text += start.data() + finding.text + "\n";
@@ -282,12 +313,14 @@ int RunCheck(const Options* options)
     SetUpPointer(options); // in place of the display's
     if (const std::string fault = PrepareState(options); !fault.empty())
         Add(&findings, Severity::FAULT, "state",
-            "'" + options->stateFolder + "' cannot be written: " + fault + "; put that right, or name another folder with '--state'");
+            "'" + options->stateFolder + "' cannot be written: " + fault
+                + "; put that right, or name another folder with '--state'");
     CheckSettings(&findings);
     SetUpPorts(options);
     const std::vector<PortState> ports = AllPorts();
     if (ports.empty())
-        Add(&findings, Severity::FAULT, "ports", "there is no serial port; plug the adapter in, or name one with '--port'");
+        Add(&findings, Severity::FAULT, "ports",
+            "there is no serial port; plug the adapter in, or name one with '--port'");
     std::vector<Listener> listeners;
     for (const PortState& port : ports) {
         if (IsEndRequested())
@@ -305,7 +338,8 @@ int RunCheck(const Options* options)
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);
     if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
-        WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
+        WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::duration<double>(seconds)));
     }
     for (size_t i = 0; i < listeners.size(); ++i) {
         Listener* listener = &listeners[i];
@@ -313,7 +347,8 @@ int RunCheck(const Options* options)
             listener->remote = FindRuntime(listener->remote->state.value("path", ""), "");
         const bool known = listener->controller != nullptr || listener->remote;
         if (!known)
-            Add(&heard, Severity::NOTE, listener->name, "the runtime that drives it has ended, or answers no more");
+            Add(&heard, Severity::NOTE, listener->name,
+                "the runtime that drives it has ended, or answers no more");
         else if (seconds > 0)
             CheckReports(listener, &before[i], &heard);
         if (listener->remote)
@@ -322,7 +357,8 @@ int RunCheck(const Options* options)
             controllers.push_back(listener->controller);
     }
     printed = Print(&heard) && printed;
-    return EndControllers(&controllers, HasFault(&findings) || HasFault(&heard) || !printed ? EXIT_FAULT : EXIT_DONE);
+    return EndControllers(
+        &controllers, HasFault(&findings) || HasFault(&heard) || !printed ? EXIT_FAULT : EXIT_DONE);
 }
 
 } // namespace korvex::command

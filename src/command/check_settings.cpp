@@ -79,12 +79,15 @@ void CheckNumber(const Setting* setting, int min, int max, Findings* findings)
     if (setting->number == 0 && setting->text.find('0') == std::string::npos)
         AddFault(findings, Line(setting) + " is not a whole number, and counts as 0");
     else if (setting->number < min || setting->number > max)
-        AddFault(findings, Line(setting) + " is not between " + std::to_string(min) + " and " + std::to_string(max));
+        AddFault(findings,
+            Line(setting) + " is not between " + std::to_string(min) + " and "
+                + std::to_string(max));
     else if (setting->text != number)
         Add(findings, Severity::NOTE, Line(setting) + " is read as " + number);
 }
 
-void CheckValue(const SettingsPath* path, const SettingKey& key, int min, int max, Findings* findings)
+void CheckValue(
+    const SettingsPath* path, const SettingKey& key, int min, int max, Findings* findings)
 {
     const Setting setting = ReadSettingOf(path, &key);
     CheckNumber(&setting, min, max, findings);
@@ -94,14 +97,18 @@ std::string Trimmed(const std::string& text)
 {
     constexpr const char* BLANKS = " \t\r\n";
     const size_t start = text.find_first_not_of(BLANKS);
-    return start == std::string::npos ? "" : text.substr(start, text.find_last_not_of(BLANKS) + 1 - start);
+    return start == std::string::npos
+        ? ""
+        : text.substr(start, text.find_last_not_of(BLANKS) + 1 - start);
 }
 
-// Whether the runtime may read a key in the section; points of an earlier calibration stay in the file.
+// Whether the runtime may read a key in the section; points of an earlier calibration stay in the
+// file.
 bool IsKnownKey(const std::string& key)
 {
     const std::u16string name = platform::FromUtf8(key);
-    for (const SettingKey& known : {SETTING_ORIENTATION, SETTING_POINT_COUNT, SETTING_MIN_X, SETTING_MAX_X, SETTING_MIN_Y, SETTING_MAX_Y}) {
+    for (const SettingKey& known : {SETTING_ORIENTATION, SETTING_POINT_COUNT, SETTING_MIN_X,
+             SETTING_MAX_X, SETTING_MIN_Y, SETTING_MAX_Y}) {
         if (platform::EqualNoCase(name, known.name))
             return true;
     }
@@ -118,20 +125,22 @@ bool IsKnownKey(const std::string& key)
 std::string PointsFaultText(const PointsJudgement* judgement)
 {
     const auto name = [](uint32_t target) { return std::to_string(target + 1); };
-    const std::string both = "the targets " + name(judgement->target) + " and " + name(judgement->other) + " were measured ";
+    const std::string both = "the targets " + name(judgement->target) + " and "
+        + name(judgement->other) + " were measured ";
     switch (judgement->fault) {
     case PointsFault::SAME_PLACE:
         return both + "at the same place";
     case PointsFault::ORDER:
         return both + "the wrong way round";
     case PointsFault::FOLD:
-        return "the targets around target " + name(judgement->target) + " do not enclose a part of the panel: it was measured elsewhere";
+        return "the targets around target " + name(judgement->target)
+            + " do not enclose a part of the panel: it was measured elsewhere";
     case PointsFault::RANGE:
         return "the calibration points take less than a fifth of the panel";
     default:
-        return judgement->target == NO_TARGET
-            ? "the calibration points do not fit each other"
-            : "target " + name(judgement->target) + " was measured far from where the others let expect it";
+        return judgement->target == NO_TARGET ? "the calibration points do not fit each other"
+                                              : "target " + name(judgement->target)
+                + " was measured far from where the others let expect it";
     }
 }
 
@@ -150,18 +159,22 @@ void CheckPointCount(const SettingsPath* path, uint32_t used, Findings* findings
     if (static_cast<uint32_t>(count.number) == used)
         CheckNumber(&count, count.number, count.number, findings);
     else
-        AddFault(findings, Line(&count) + " is none of " + PointCounts() + ", so the standard box is used");
+        AddFault(findings,
+            Line(&count) + " is none of " + PointCounts() + ", so the standard box is used");
 }
 
 // A box may reach past the panel: its ends are the raw values at the screen's edges.
-void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const SettingKey& maximum, bool used, Findings* findings)
+void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const SettingKey& maximum,
+    bool used, Findings* findings)
 {
     CheckValue(path, minimum, -MAX_RAW, 2 * MAX_RAW, findings);
     CheckValue(path, maximum, -MAX_RAW, 2 * MAX_RAW, findings);
-    const int span = std::abs(ReadSettingOf(path, &maximum).number - ReadSettingOf(path, &minimum).number);
+    const int span
+        = std::abs(ReadSettingOf(path, &maximum).number - ReadSettingOf(path, &minimum).number);
     if (used && span != 0 && span < MIN_BOX_SPAN)
-        AddFault(
-            findings, platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name) + " leave less than a fifth of the panel");
+        AddFault(findings,
+            platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
+                + " leave less than a fifth of the panel");
     if (used && span == 0)
         AddFault(findings,
             platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
@@ -183,10 +196,12 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
                 return; // the others are likely to be like it
         }
     }
-    const auto isCoarse = [](const Point& point) { return point.x <= MAX_COARSE_RAW && point.y <= MAX_COARSE_RAW; };
-    const bool coarse
-        = std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse);
-    const PointsJudgement judgement = JudgePoints(calib, coarse ? COARSEST_RESOLUTION_BITS : FINEST_RESOLUTION_BITS);
+    const auto isCoarse
+        = [](const Point& point) { return point.x <= MAX_COARSE_RAW && point.y <= MAX_COARSE_RAW; };
+    const bool coarse = std::all_of(calib->advPoints.begin(),
+        calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse);
+    const PointsJudgement judgement
+        = JudgePoints(calib, coarse ? COARSEST_RESOLUTION_BITS : FINEST_RESOLUTION_BITS);
     if (judgement.fault != PointsFault::NONE)
         AddFault(findings, PointsFaultText(&judgement));
 }
@@ -202,19 +217,21 @@ void CheckLines(const std::string& path, Findings* findings)
     for (const std::u16string& line : file.lines) {
         const std::string text = Trimmed(platform::ToUtf8(line));
         if (line.find(u'\0') != std::u16string::npos) {
-            AddFault(findings, "it is UTF-16 without the mark at its start, so nothing in it is read");
+            AddFault(
+                findings, "it is UTF-16 without the mark at its start, so nothing in it is read");
             return;
         }
         if (text.starts_with('[')) {
             inSection = platform::EqualNoCase(platform::FromUtf8(text), u"[Calibration]");
             hasSection = hasSection || inSection;
-        } else if (const size_t equals = text.find('='); inSection && !text.starts_with(';') && equals != std::string::npos) {
+        } else if (const size_t equals = text.find('=');
+            inSection && !text.starts_with(';') && equals != std::string::npos) {
             if (!IsKnownKey(Trimmed(text.substr(0, equals))))
                 AddFault(findings, "'" + text + "' is not read: there is no such key");
         }
     }
-    const bool empty = std::all_of(
-        file.lines.begin(), file.lines.end(), [](const std::u16string& line) { return Trimmed(platform::ToUtf8(line)).empty(); });
+    const bool empty = std::all_of(file.lines.begin(), file.lines.end(),
+        [](const std::u16string& line) { return Trimmed(platform::ToUtf8(line)).empty(); });
     if (!hasSection && !empty)
         AddFault(findings, "it has no section [Calibration], so nothing in it is read");
 }
@@ -233,7 +250,8 @@ void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings
     if (!HasFault(findings))
         Add(findings, Severity::FINE,
             "'" + SettingsFilePath() + "', "
-                + (MapsByPoints(&used) ? std::to_string(used.pointCount) + " calibration points" : "the standard box"));
+                + (MapsByPoints(&used) ? std::to_string(used.pointCount) + " calibration points"
+                                       : "the standard box"));
 }
 
 // Why the runtime does not use the file that is there, by the last error.
@@ -253,7 +271,8 @@ std::string UnusedReason()
 
 bool HasFault(const Findings* findings)
 {
-    return std::any_of(findings->begin(), findings->end(), [](const Finding& finding) { return finding.severity == Severity::FAULT; });
+    return std::any_of(findings->begin(), findings->end(),
+        [](const Finding& finding) { return finding.severity == Severity::FAULT; });
 }
 
 std::string SettingsFilePath()
@@ -266,7 +285,8 @@ std::string SavingFault()
 {
     SettingsPath path{};
     if (!LocateCalibrationFile(&path))
-        return "the path of 'Korvex.ini' in this folder is too long, so it is not used; start in a folder with a shorter path";
+        return "the path of 'Korvex.ini' in this folder is too long, so it is not used; start in a "
+               "folder with a shorter path";
     const std::string name = platform::ToNativePath(path.data());
     const ControllerPointer controller(CreateController(), ReleaseController);
     if (controller == nullptr)
@@ -279,7 +299,8 @@ std::string SavingFault()
     if (used && !platform::ReadWholeFile(name, &content))
         return "'" + name + "' cannot be read: " + strerror(errno);
     if (!platform::CanChangeWholeFile(name))
-        return "'" + name + "' cannot be " + (missing ? "created" : "saved") + ": " + strerror(errno)
+        return "'" + name + "' cannot be " + (missing ? "created" : "saved") + ": "
+            + strerror(errno)
             + "; give yourself permission to write it and its folder, or start in another one";
     return "";
 }
@@ -297,9 +318,12 @@ void CheckSettings(Findings* findings)
     if (LoadCalibrationFile(controller.get()))
         CheckValues(&path, &controller->calib, &ofValues);
     else if (fault.empty())
-        Add(&ofValues, Severity::NOTE, "there is no '" + SettingsFilePath() + "': panels use the calibration in their own memory");
+        Add(&ofValues, Severity::NOTE,
+            "there is no '" + SettingsFilePath()
+                + "': panels use the calibration in their own memory");
     if (!fault.empty()) // a good word would contradict it
-        std::erase_if(ofValues, [](const Finding& finding) { return finding.severity == Severity::FINE; });
+        std::erase_if(
+            ofValues, [](const Finding& finding) { return finding.severity == Severity::FINE; });
     findings->insert(findings->end(), ofValues.begin(), ofValues.end());
 }
 

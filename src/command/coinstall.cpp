@@ -28,18 +28,22 @@ struct Device {
     std::shared_ptr<drivers::TouchDevice> driver; // null for one that was there already
 };
 
-// Takes the device of the machine with this instance ID; where there is none, a touch device may be plugged in, whose hardware ID is what
-// comes before the last "\". False when there is none.
+// Takes the device of the machine with this instance ID; where there is none, a touch device may be
+// plugged in, whose hardware ID is what comes before the last "\". False when there is none.
 bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* device)
 {
     if (platform::FindNode(instanceId) == 0 && !mayPlugIn)
         return false;
     if (platform::FindNode(instanceId) == 0)
-        device->driver = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
+        device->driver
+            = drivers::AddTouchDevice(instanceId, {instanceId.substr(0, instanceId.rfind(u'\\'))});
     device->node = platform::FindNode(instanceId);
-    device->devices = SetupDiGetClassDevsW(nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+    device->devices = SetupDiGetClassDevsW(
+        nullptr, instanceId.c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
     device->element.cbSize = sizeof(device->element);
-    return SetupDiOpenDeviceInfoW(device->devices, instanceId.c_str(), nullptr, DIOD_INHERIT_CLASSDRVS, &device->element) != FALSE;
+    return SetupDiOpenDeviceInfoW(device->devices, instanceId.c_str(), nullptr,
+               DIOD_INHERIT_CLASSDRVS, &device->element)
+        != FALSE;
 }
 
 DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
@@ -59,7 +63,8 @@ void PrintRemoved(const std::vector<std::pair<DEVINST, std::u16string>>& before)
     }
 }
 
-// As the device installer goes about it: the second pass is called where the first one has asked for it.
+// As the device installer goes about it: the second pass is called where the first one has asked
+// for it.
 void Call(DI_FUNCTION function, Device* device)
 {
     if (CallCoInstaller(function, false, device) == ERROR_DI_POSTPROCESSING_REQUIRED)
@@ -73,7 +78,8 @@ int RunCoinstall(const Options* options)
     const std::string& what = options->arguments[0];
     Device device{};
     if (!OpenDeviceOf(platform::FromUtf8(options->instance), what == "install", &device)) {
-        fprintf(stderr, "%s: there is no device '%s'\n", options->command.c_str(), options->instance.c_str());
+        fprintf(stderr, "%s: there is no device '%s'\n", options->command.c_str(),
+            options->instance.c_str());
         return EXIT_FAULT;
     }
     std::vector<std::pair<DEVINST, std::u16string>> children;
@@ -81,7 +87,8 @@ int RunCoinstall(const Options* options)
         children.emplace_back(child, platform::InstanceIdOf(child));
 
     std::vector<std::string> written;
-    platform::ThisMachine()->observers.registryWritten = [&written](std::string_view line) { written.emplace_back(line); };
+    platform::ThisMachine()->observers.registryWritten
+        = [&written](std::string_view line) { written.emplace_back(line); };
     Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
     platform::ThisMachine()->observers.registryWritten = nullptr;
 

@@ -17,13 +17,16 @@ namespace {
 constexpr size_t NAME_COLUMN = 30;
 constexpr size_t TEXT_COLUMNS = 78;
 
-constexpr const char* CLOSING_TEXT = R"('korvex COMMAND --help' lists the options of a command.
-
-The calibration is read from "Korvex.ini" in the current directory.
-
-Exit codes: 0 done, or ended by its window or a signal, 1 other failure, 2 wrong option or argument, 3 no
-such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, 6 another one runs,
-7 the calibration was left as it was.)";
+constexpr const char* CLOSING_TEXT
+    = "'korvex COMMAND --help' lists the options of a command.\n"
+      "\n"
+      "The calibration is read from \"Korvex.ini\" in the current directory.\n"
+      "\n"
+      "Exit codes: 0 done, or ended by its window or a signal, 1 other failure, 2 wrong option or "
+      "argument, 3 no\n"
+      "such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, "
+      "6 another one runs,\n"
+      "7 the calibration was left as it was.";
 
 std::string HelpOf(const char* text)
 {
@@ -38,7 +41,8 @@ void AddOption(CLI::App* app, const OptionUse* use)
         app->add_flag(declaration->name, help);
         return;
     }
-    CLI::Option* option = app->add_option(declaration->name)->description(help)->required(use->required);
+    CLI::Option* option
+        = app->add_option(declaration->name)->description(help)->required(use->required);
     option->option_text(declaration->value + std::string(use->required ? " (required)" : ""));
     if (!use->choices.empty()) {
         std::string text;
@@ -46,16 +50,19 @@ void AddOption(CLI::App* app, const OptionUse* use)
             text.append(text.empty() ? "" : "|").append(choice);
         option->option_text(text);
     }
-    option->multi_option_policy(declaration->repeatable ? CLI::MultiOptionPolicy::TakeAll : CLI::MultiOptionPolicy::TakeLast);
+    option->multi_option_policy(declaration->repeatable ? CLI::MultiOptionPolicy::TakeAll
+                                                        : CLI::MultiOptionPolicy::TakeLast);
 }
 
 void AddCommand(CLI::App* program, const CommandDeclaration* command)
 {
-    CLI::App* app = program->add_subcommand(command->name, HelpOf(command->help))->group("Commands");
+    CLI::App* app
+        = program->add_subcommand(command->name, HelpOf(command->help))->group("Commands");
     app->get_formatter()->label("Positionals", "Arguments");
     app->set_help_flag("-h,--help", "show this");
     for (const ArgumentDeclaration& argument : command->arguments) {
-        CLI::Option* option = app->add_option(argument.name)->description(HelpOf(argument.help))->option_text(" ");
+        CLI::Option* option
+            = app->add_option(argument.name)->description(HelpOf(argument.help))->option_text(" ");
         option->required(!argument.optional);
         if (argument.many)
             option->expected(CLI::detail::expected_max_vector_size);
@@ -66,7 +73,8 @@ void AddCommand(CLI::App* program, const CommandDeclaration* command)
 
 std::unique_ptr<CLI::App> MakeProgram()
 {
-    auto program = std::make_unique<CLI::App>("The runtime of Korvex touch-screen controllers.", "korvex");
+    auto program
+        = std::make_unique<CLI::App>("The runtime of Korvex touch-screen controllers.", "korvex");
     program->get_formatter()->column_width(NAME_COLUMN);
     program->get_formatter()->label("SUBCOMMAND", "COMMAND");
     program->get_formatter()->label("OPTIONS", "OPTION...");
@@ -93,17 +101,20 @@ int Refuse(const std::string& command, const std::string& fault)
     return EXIT_USAGE_ERROR;
 }
 
-std::string InvalidValue(const std::string& value, const std::string& name, const std::string& expected)
+std::string InvalidValue(
+    const std::string& value, const std::string& name, const std::string& expected)
 {
     return "invalid value '" + value + "' for '" + name + "': " + expected;
 }
 
 // What is wrong with a text that must be a line and, where there are any, one of these; else empty.
-std::string FaultOf(const std::string& text, const std::string& name, const std::vector<const char*>& choices)
+std::string FaultOf(
+    const std::string& text, const std::string& name, const std::vector<const char*>& choices)
 {
     if (text.find_first_of("\n\r") != std::string::npos)
         return InvalidValue(text, name, "it must be one line");
-    const bool known = choices.empty() || std::find(choices.begin(), choices.end(), std::string_view(text)) != choices.end();
+    const bool known = choices.empty()
+        || std::find(choices.begin(), choices.end(), std::string_view(text)) != choices.end();
     return known ? "" : InvalidValue(text, name, ListOf(choices));
 }
 
@@ -128,7 +139,8 @@ std::string TakeValues(const CLI::Option* given, const OptionUse* use, Options* 
 std::string TakeAll(const CLI::App* app, const CommandDeclaration* command, Options* options)
 {
     for (const OptionUse& use : command->options) {
-        if (std::string fault = TakeValues(app->get_option(use.name), &use, options); !fault.empty())
+        if (std::string fault = TakeValues(app->get_option(use.name), &use, options);
+            !fault.empty())
             return fault;
     }
     for (const ArgumentDeclaration& argument : command->arguments) {
@@ -141,24 +153,31 @@ std::string TakeAll(const CLI::App* app, const CommandDeclaration* command, Opti
     return "";
 }
 
-// What the parser does not like, in words that name it. It looks for missing words first, but a wrong one explains more.
+// What the parser does not like, in words that name it. It looks for missing words first, but a
+// wrong one explains more.
 std::string FaultOf(const CLI::App* app, bool isProgram, const CLI::ParseError* error)
 {
     const std::vector<std::string> left = app->remaining();
-    const std::string hint = "; see '" + std::string(isProgram ? "korvex" : "korvex " + app->get_name()) + " --help'";
-    const auto wrong = std::find_if(left.begin(), left.end(), [](const std::string& word) { return word != "--"; });
+    const std::string hint
+        = "; see '" + std::string(isProgram ? "korvex" : "korvex " + app->get_name()) + " --help'";
+    const auto wrong = std::find_if(
+        left.begin(), left.end(), [](const std::string& word) { return word != "--"; });
     if (wrong != left.end() && wrong->starts_with('-'))
         return "unknown option '" + NameIn(*wrong) + "'" + hint;
     if (wrong != left.end())
-        return std::string(isProgram ? "unknown command '" : "unexpected argument '") + *wrong + "'" + hint;
+        return std::string(isProgram ? "unknown command '" : "unexpected argument '") + *wrong + "'"
+            + hint;
     if (isProgram)
         return "a command is missing" + hint;
     for (const CLI::Option* option : app->get_options()) {
         if (option->get_required() && option->count() == 0)
-            return (option->get_positional() ? "an argument is missing: " : "an option is missing: ") + option->get_name() + hint;
+            return (option->get_positional() ? "an argument is missing: "
+                                             : "an option is missing: ")
+                + option->get_name() + hint;
     }
     if (error->get_name() == "ArgumentMismatch")
-        return "'" + std::string(error->what()).substr(0, std::string_view(error->what()).find(':')) + "' needs a value" + hint;
+        return "'" + std::string(error->what()).substr(0, std::string_view(error->what()).find(':'))
+            + "' needs a value" + hint;
     return error->what() + hint;
 }
 
@@ -193,11 +212,14 @@ CommandLine ReadCommandLine(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         const bool isProgram = chosen() == nullptr || !program->remaining().empty();
         const std::string name = isProgram ? "korvex" : "korvex " + chosen()->get_name();
-        line.exitCode = Refuse(name, FaultOf(isProgram ? program.get() : chosen(), isProgram, &error));
+        line.exitCode
+            = Refuse(name, FaultOf(isProgram ? program.get() : chosen(), isProgram, &error));
         return line;
     }
-    const auto command = std::find_if(AllCommands().begin(), AllCommands().end(),
-        [&chosen](const CommandDeclaration& declared) { return chosen()->get_name() == declared.name; });
+    const auto command = std::find_if(
+        AllCommands().begin(), AllCommands().end(), [&chosen](const CommandDeclaration& declared) {
+            return chosen()->get_name() == declared.name;
+        });
     SetCommandDefaults(&*command, &line.options);
     if (const std::string fault = TakeAll(chosen(), &*command, &line.options); !fault.empty())
         line.exitCode = Refuse(line.options.command, fault);

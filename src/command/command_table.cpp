@@ -21,11 +21,14 @@ bool IsPortName(std::string_view name)
 bool TakePort(const std::string& value, Options* options)
 {
     const size_t equals = value.find('=');
-    if (equals == std::string::npos || equals + 1 == value.size() || !IsPortName(std::string_view(value).substr(0, equals)))
+    if (equals == std::string::npos || equals + 1 == value.size()
+        || !IsPortName(std::string_view(value).substr(0, equals)))
         return false;
     const GivenPort given{value.substr(0, equals), value.substr(equals + 1)};
-    const bool taken = std::any_of(options->ports.begin(), options->ports.end(),
-        [&given](const GivenPort& other) { return other.name == given.name || other.path == given.path; });
+    const bool taken = std::any_of(
+        options->ports.begin(), options->ports.end(), [&given](const GivenPort& other) {
+            return other.name == given.name || other.path == given.path;
+        });
     options->ports.push_back(given);
     return !taken;
 }
@@ -103,43 +106,62 @@ constexpr const char* POINTER = "--pointer";
 const std::vector<OptionDeclaration>& AllOptions()
 {
     static const std::vector<OptionDeclaration> OPTIONS{
-        {"--single", nullptr, "only when no other one runs in this session", &Options::single, nullptr, nullptr},
+        {"--single", nullptr, "only when no other one runs in this session", &Options::single,
+            nullptr, nullptr},
         {"--port", "NAME=PATH",
-            "use these ports, COM3=/dev/ttyUSB0, not the system's; may be given several times. Of the system's ports ttyS0 is COM1, ttyS1"
+            "use these ports, COM3=/dev/ttyUSB0, not the system's; may be given several times. Of "
+            "the system's ports ttyS0 is COM1, ttyS1"
             " COM2 and so on; USB adapters follow from COM33",
-            nullptr, TakePort, "NAME=PATH, such as COM3=/dev/ttyS2, each once", Completion::NOTHING, {}, true},
-        {"--only", "PORT", "ask this port and no other; may be given several times", nullptr, TakeOnly,
-            "a port: a panel's name, COM3, ttyUSB0 or a path", Completion::PORTS, {}, true},
-        {"--wait", nullptr, "where the port or its controller is missing, ask again every 2 to 30 seconds, until it is there",
+            nullptr, TakePort, "NAME=PATH, such as COM3=/dev/ttyS2, each once", Completion::NOTHING,
+            {}, true},
+        {"--only", "PORT", "ask this port and no other; may be given several times", nullptr,
+            TakeOnly, "a port: a panel's name, COM3, ttyUSB0 or a path", Completion::PORTS, {},
+            true},
+        {"--wait", nullptr,
+            "where the port or its controller is missing, ask again every 2 to 30 seconds, until "
+            "it is there",
             &Options::wait, nullptr, nullptr},
-        {"--probe", nullptr, "ask every port, also those that may have other devices on them", &Options::probe, nullptr, nullptr},
-        {"--state", "DIR", "where bindings and registry are kept (default $XDG_STATE_HOME/korvex, or ~/.local/state/korvex)", nullptr,
-            TakeText<&Options::stateFolder>, "a path", Completion::FOLDERS},
+        {"--probe", nullptr, "ask every port, also those that may have other devices on them",
+            &Options::probe, nullptr, nullptr},
+        {"--state", "DIR",
+            "where bindings and registry are kept (default $XDG_STATE_HOME/korvex, or "
+            "~/.local/state/korvex)",
+            nullptr, TakeText<&Options::stateFolder>, "a path", Completion::FOLDERS},
         {POINTER, "x11|uinput|log|none",
-            "send the touches to the X display (default in an X session), to a touch screen device of the kernel for each panel, for"
-            " Wayland, consoles and login screens too (default elsewhere, where /dev/uinput may be opened), print them as one JSON object"
+            "send the touches to the X display (default in an X session), to a touch screen device "
+            "of the kernel for each panel, for"
+            " Wayland, consoles and login screens too (default elsewhere, where /dev/uinput may be "
+            "opened), print them as one JSON object"
             " a line on standard output, or drop them",
-            nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING, {"x11", "uinput", "log", "none"}},
+            nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING,
+            {"x11", "uinput", "log", "none"}},
         {"--monitor", "[PORT=]OUTPUT",
-            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the primary one; with PORT the touches"
+            "windows and touches on the X display mean the monitor of that output, HDMI-1, not the "
+            "primary one; with PORT the touches"
             " from that port; may be given several times",
-            nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once", Completion::OUTPUTS, {}, true},
+            nullptr, TakeMonitor, "an output, such as HDMI-1, or PORT=OUTPUT, each port once",
+            Completion::OUTPUTS, {}, true},
         {"--windows", "x11|none",
-            "show windows on the X display (default where DISPLAY is set), or print what they would show on standard error", nullptr,
-            TakeText<&Options::windows>, nullptr, Completion::NOTHING, {"x11", "none"}},
-        {"--trace", "FILE", "write the diagnostic lines to FILE (default: standard error)", nullptr, TakeText<&Options::traceFile>,
-            "a path", Completion::FILES},
+            "show windows on the X display (default where DISPLAY is set), or print what they "
+            "would show on standard error",
+            nullptr, TakeText<&Options::windows>, nullptr, Completion::NOTHING, {"x11", "none"}},
+        {"--trace", "FILE", "write the diagnostic lines to FILE (default: standard error)", nullptr,
+            TakeText<&Options::traceFile>, "a path", Completion::FILES},
         {"--json", nullptr, "print JSON", &Options::json, nullptr, nullptr},
-        {"--seconds", "N", "end by itself after so long", nullptr, TakeSeconds, "a number from 0 to 86400"},
+        {"--seconds", "N", "end by itself after so long", nullptr, TakeSeconds,
+            "a number from 0 to 86400"},
         {"--points", "9|4",
-            "how many crosses are touched: 9 (default) put panels right that are uneven too, 4 are enough for one that is only askew,"
+            "how many crosses are touched: 9 (default) put panels right that are uneven too, 4 are "
+            "enough for one that is only askew,"
             " turned or off the middle",
             nullptr, TakePoints, nullptr, Completion::NOTHING, {"9", "4"}},
-        {"--speed", "recorded|full", "with the pauses of the recording (default), or as fast as the line takes it", nullptr, TakeSpeed,
-            nullptr, Completion::NOTHING, {"recorded", "full"}},
-        {"--instance", "ID", "the device, USB\\KVX5200\\1; one that is not there is plugged in", nullptr, TakeInstance,
-            "a device instance ID, such as USB\\KVX5200\\1"},
-        {"--os", "VERSION", "the version of Windows that is asked, 5.1 unless given", nullptr, TakeVersion, "MAJOR.MINOR, such as 6.1"},
+        {"--speed", "recorded|full",
+            "with the pauses of the recording (default), or as fast as the line takes it", nullptr,
+            TakeSpeed, nullptr, Completion::NOTHING, {"recorded", "full"}},
+        {"--instance", "ID", "the device, USB\\KVX5200\\1; one that is not there is plugged in",
+            nullptr, TakeInstance, "a device instance ID, such as USB\\KVX5200\\1"},
+        {"--os", "VERSION", "the version of Windows that is asked, 5.1 unless given", nullptr,
+            TakeVersion, "MAJOR.MINOR, such as 6.1"},
         {"--server", nullptr, "it is a server edition", &Options::server, nullptr, nullptr},
         {"--tablet-pc", nullptr, "it is a Tablet PC", &Options::tabletPc, nullptr, nullptr},
     };
@@ -149,77 +171,102 @@ const std::vector<OptionDeclaration>& AllOptions()
 const std::vector<CommandDeclaration>& AllCommands()
 {
     const OptionUse quietTrace{"--trace", "write the diagnostic lines to FILE (default: nowhere)"};
-    const ArgumentDeclaration port{"PORT", "the serial port: a panel's name, COM1, ttyS0, or a path", Completion::PORTS};
+    const ArgumentDeclaration port{
+        "PORT", "the serial port: a panel's name, COM1, ttyS0, or a path", Completion::PORTS};
     static const std::vector<CommandDeclaration> COMMANDS{
         {.name = "enum",
-            .help = "find the controllers on all ports, which sends bytes to whatever is on them, and let their touches move the pointer, "
-                    "behind a status window, until it is closed"
-                    " or SIGINT or SIGTERM comes. What was found on a port is kept for the next start",
-            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
+            .help
+            = "find the controllers on all ports, which sends bytes to whatever is on them, and "
+              "let their touches move the pointer, "
+              "behind a status window, until it is closed"
+              " or SIGINT or SIGTERM comes. What was found on a port is kept for the next start",
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
+                {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunEnumerate,
             .endsCleanly = true},
         {.name = "calibrate",
-            .help = "calibrate a panel: the crosses that are shown over the whole screen are touched, the result is tried, and saved in"
-                    " Korvex.ini or left. Of a panel that enum or drive drives now through them, else on its port; without PANEL: whichever"
+            .help = "calibrate a panel: the crosses that are shown over the whole screen are "
+                    "touched, the result is tried, and saved in"
+                    " Korvex.ini or left. Of a panel that enum or drive drives now through them, "
+                    "else on its port; without PANEL: whichever"
                     " of all panels is touched",
-            .arguments = {{"PANEL", "the panel's name, or its port: COM1, ttyS0, or a path", Completion::PORTS, {}, false, true}},
-            .options = {{"--points"}, {"--monitor", "show the crosses on the monitor of that output, HDMI-1, not on the primary one"},
+            .arguments = {{"PANEL", "the panel's name, or its port: COM1, ttyS0, or a path",
+                Completion::PORTS, {}, false, true}},
+            .options = {{"--points"},
+                {"--monitor",
+                    "show the crosses on the monitor of that output, HDMI-1, not on the primary "
+                    "one"},
                 {"--windows",
-                    "show the crosses on the X display (default where DISPLAY is set), or say where each is on standard error;"
+                    "show the crosses on the X display (default where DISPLAY is set), or say "
+                    "where each is on standard error;"
                     " when all are taken and fit each other, that saves by itself"},
-                {"--json", "print one JSON object a line: each cross that waits and what comes of it, and the result"}, {"--port"},
-                {"--only"}, {"--state"}, quietTrace},
+                {"--json",
+                    "print one JSON object a line: each cross that waits and what comes of it, and "
+                    "the result"},
+                {"--port"}, {"--only"}, {"--state"}, quietTrace},
             .machine = {SetUpQuietTrace, SetUpPointer, SetUpWindows},
             .run = RunCalibrate,
             .pointer = "none", // the touches are the calibration's
             .endsCleanly = true},
         {.name = "paneltest",
-            .help = "test the panel that is touched, by nine targets over the whole screen of 5 seconds each, store what they give as its"
+            .help = "test the panel that is touched, by nine targets over the whole screen of 5 "
+                    "seconds each, store what they give as its"
                     " calibration in Korvex.ini, and rate it; Escape ends it",
-            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"}, {"--windows"}, {"--trace"}},
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
+                {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunPanelTest,
             .endsCleanly = true},
         {.name = "check",
-            .help = "look at display, settings, ports and controllers for what commonly goes wrong, one line each: \"ok\", \"note\", or"
+            .help = "look at display, settings, ports and controllers for what commonly goes "
+                    "wrong, one line each: \"ok\", \"note\", or"
                     " \"FAULT\" with what to do",
-            .options = {{"--probe"}, {"--port"}, {"--state"}, quietTrace, {"--seconds", "how long to listen for touches (default 3)"}},
+            .options = {{"--probe"}, {"--port"}, {"--state"}, quietTrace,
+                {"--seconds", "how long to listen for touches (default 3)"}},
             .machine = {SetUpQuietTrace},
             .run = RunCheck,
             .pointer = "none", // the touches are looked at, not sent
             .endsCleanly = true},
         {.name = "drive",
-            .help = "like enum for the one controller on a serial port, without window and bindings",
+            .help
+            = "like enum for the one controller on a serial port, without window and bindings",
             .arguments = {port},
             .options = {{"--wait"}, {POINTER}, {"--monitor"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer},
             .run = RunDrive,
             .endsCleanly = true},
         {.name = "monitor",
-            .help
-            = "drive the controllers on these ports, or ask the runtime that does, and show, live, what each reports: its raw position,"
-              " where that is mapped to, in percent of the screen and in pixels of the X display, contact, reports a second, all"
-              " reports, rejected packets (BAD), searches for the next report (RESYNC) and bytes dropped in them; as many of these as"
-              " the terminal is wide. q ends it",
+            .help = "drive the controllers on these ports, or ask the runtime that does, and show, "
+                    "live, what each reports: its raw position,"
+                    " where that is mapped to, in percent of the screen and in pixels of the X "
+                    "display, contact, reports a second, all"
+                    " reports, rejected packets (BAD), searches for the next report (RESYNC) and "
+                    "bytes dropped in them; as many of these as"
+                    " the terminal is wide. q ends it",
             .arguments = {{port.name, port.help, port.completion, {}, true}},
-            .options
-            = {{POINTER, "send the touches to the X display or to touch screen devices of the kernel (defaults as for drive), or drop them",
-                   {"x11", "uinput", "none"}},
-                {"--monitor"}, quietTrace, {"--seconds"}, {"--json", "print one JSON object a line when something has changed"}},
+            .options = {{POINTER,
+                            "send the touches to the X display or to touch screen devices of the "
+                            "kernel (defaults as for drive), or drop them",
+                            {"x11", "uinput", "none"}},
+                {"--monitor"}, quietTrace, {"--seconds"},
+                {"--json", "print one JSON object a line when something has changed"}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunMonitor,
             .pointerUnseen = "none",
             .endsCleanly = true},
         {.name = "status",
-            .help = "list the panels that enum and drive drive now: port, controller, since when, calibration, counters, last touch",
+            .help = "list the panels that enum and drive drive now: port, controller, since when, "
+                    "calibration, counters, last touch",
             .options = {{"--json"}},
             .run = RunStatus},
         {.name = "record",
-            .help = "drive the controller on a port and keep what comes over the line in a new file, a text that replay reads",
+            .help = "drive the controller on a port and keep what comes over the line in a new "
+                    "file, a text that replay reads",
             .arguments = {{"FILE", "the new file", Completion::FILES}, port},
             .options = {{POINTER,
-                            "send the touches to the X display or to a touch screen device of the kernel, print them as one JSON object a "
+                            "send the touches to the X display or to a touch screen device of the "
+                            "kernel, print them as one JSON object a "
                             "line on standard output, or drop them"
                             " (default)"},
                 quietTrace, {"--seconds"}},
@@ -235,7 +282,8 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunReplay,
             .endsCleanly = true},
         {.name = "ports",
-            .help = "list the serial ports, what is on them, how they are bound and which commands would ask them, opening none",
+            .help = "list the serial ports, what is on them, how they are bound and which commands "
+                    "would ask them, opening none",
             .options = {{"--port"}, {"--state"}, {"--json"}},
             .machine = {SetUpKnownDevices},
             .run = RunPorts},
@@ -246,16 +294,20 @@ const std::vector<CommandDeclaration>& AllCommands()
             .machine = {SetUpDevices},
             .run = RunUnbind},
         {.name = "calib",
-            .help = R"(start the calibration program with a number or a text (behind "--" when it begins with "-" and no digit))",
+            .help = R"(start the calibration program with a number or a text )"
+                    R"((behind "--" when it begins with "-" and no digit))",
             .arguments = {{"N|TEXT", "the number or text that it is started with"}},
             .options = {{"--state"}},
             .machine = {SetUpState},
             .run = RunCalib},
         {.name = "coinstall",
-            .help = "call the co-installer for the device named with --instance, as the installer of Windows does, and print what it"
+            .help = "call the co-installer for the device named with --instance, as the installer "
+                    "of Windows does, and print what it"
                     " writes",
-            .arguments = {{"install|remove", "the device's installation or its removal", Completion::NOTHING, {"install", "remove"}}},
-            .options = {{"--instance", nullptr, {}, true}, {"--os"}, {"--server"}, {"--tablet-pc"}, {"--port"}, {"--state"}, {"--trace"}},
+            .arguments = {{"install|remove", "the device's installation or its removal",
+                Completion::NOTHING, {"install", "remove"}}},
+            .options = {{"--instance", nullptr, {}, true}, {"--os"}, {"--server"}, {"--tablet-pc"},
+                {"--port"}, {"--state"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpSystem, SetUpDevices},
             .run = RunCoinstall},
         {.name = "set-path",
@@ -270,8 +322,10 @@ const std::vector<CommandDeclaration>& AllCommands()
 
 const OptionDeclaration* FindOption(const OptionUse* use)
 {
-    const auto found = std::find_if(AllOptions().begin(), AllOptions().end(),
-        [use](const OptionDeclaration& option) { return std::string_view(option.name) == use->name; });
+    const auto found = std::find_if(
+        AllOptions().begin(), AllOptions().end(), [use](const OptionDeclaration& option) {
+            return std::string_view(option.name) == use->name;
+        });
     return &*found; // the tables agree
 }
 

@@ -1,4 +1,5 @@
-// The commands and options of `korvex`, declared once: parsing, help, man page and completion are made of these tables.
+// The commands and options of `korvex`, declared once: parsing, help, man page and completion are
+// made of these tables.
 #pragma once
 
 #include <string>
@@ -12,12 +13,14 @@ namespace korvex::command {
 enum class Completion { NOTHING, FILES, FOLDERS, PORTS, OUTPUTS };
 
 struct OptionDeclaration {
-    const char* name;                           // "--port"
-    const char* value;                          // the placeholder of its value, "NAME=PATH"; null: it takes none
-    const char* help;                           // what it does
-    bool Options::* toggle;                     // what one without a value sets
-    bool (*take)(const std::string&, Options*); // sets what a value says; false when it is not valid
-    const char* expected;                       // of a value that is not valid, what it should be
+    const char* name; // "--port"
+    // the placeholder of its value, "NAME=PATH"; null: it takes none
+    const char* value;
+    const char* help;       // what it does
+    bool Options::* toggle; // what one without a value sets
+    // sets what a value says; false when it is not valid
+    bool (*take)(const std::string&, Options*);
+    const char* expected; // of a value that is not valid, what it should be
     Completion completion = Completion::NOTHING;
     std::vector<const char*> choices = {}; // the only valid values; none: `take` says
     bool repeatable = false;
@@ -26,8 +29,9 @@ struct OptionDeclaration {
 // An option as a command takes it.
 struct OptionUse {
     const char* name;
-    const char* help = nullptr;            // what it does there; null: what its declaration says
-    std::vector<const char*> choices = {}; // those that are valid there; none: those of its declaration
+    const char* help = nullptr; // what it does there; null: what its declaration says
+    // those that are valid there; none: those of its declaration
+    std::vector<const char*> choices = {};
     bool required = false;
 };
 
@@ -49,9 +53,12 @@ struct CommandDeclaration {
     std::vector<OptionUse> options = {};
     std::vector<SetUpPart> machine = {}; // what is set up before it runs (machine_setup.h)
     int (*run)(const Options*) = nullptr;
-    const char* pointer = nullptr; // what a missing --pointer means; null: as the session has it, and where it has none `pointerUnseen`
+    // what a missing --pointer means; null: as the session has it, and where it has none
+    // `pointerUnseen`
+    const char* pointer = nullptr;
     const char* pointerUnseen = "log";
-    bool endsCleanly = false; // SIGINT and SIGTERM are what it waits for (end_request.h); else they have their default action
+    // SIGINT and SIGTERM are what it waits for (end_request.h); else they have their default action
+    bool endsCleanly = false;
 };
 
 // The longest value of --seconds.

@@ -15,7 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* UNIT_FOLDER = "/run/korvex"; // each unit has a folder below it, named after its panel
+// each unit has a folder below it, named after its panel
+constexpr const char* UNIT_FOLDER = "/run/korvex";
 constexpr const char* UNIT_SOCKET = "control";
 
 std::string EnvironmentFolder(const char* name)
@@ -75,7 +76,8 @@ int ConnectTo(const sockaddr_un* address)
 {
     const int connection = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket address
-    if (connection >= 0 && connect(connection, reinterpret_cast<const sockaddr*>(address), sizeof(*address)) == 0)
+    if (connection >= 0
+        && connect(connection, reinterpret_cast<const sockaddr*>(address), sizeof(*address)) == 0)
         return connection;
     const int error = errno;
     if (connection >= 0)

@@ -17,13 +17,15 @@ struct ControlPlace {
 // The place of this process's socket (StartControl).
 ControlPlace ControlPlaceOf(const std::string& name);
 
-// The paths of all sockets where units and this user's processes have theirs, in order; also of those whose process has died.
+// The paths of all sockets where units and this user's processes have theirs, in order; also of
+// those whose process has died.
 std::vector<std::string> ControlSockets();
 
 // The address of a path; false, with errno set, when it is too long for one.
 bool ControlAddressOf(const std::string& path, sockaddr_un* address);
 
-// A connection to the socket; -1 with errno set where there is none (ECONNREFUSED: its process has died).
+// A connection to the socket; -1 with errno set where there is none (ECONNREFUSED: its process has
+// died).
 int ConnectTo(const sockaddr_un* address);
 
 } // namespace korvex::command

@@ -27,16 +27,20 @@ using std::chrono::steady_clock;
 constexpr size_t MAX_ANSWER = 1024UL * 1024;
 
 // The next line without its end; none, with the connection closed, when it does not come in time.
-std::optional<std::string> NextLine(ControlClient* client, std::chrono::milliseconds limit = ANSWER_LIMIT)
+std::optional<std::string> NextLine(
+    ControlClient* client, std::chrono::milliseconds limit = ANSWER_LIMIT)
 {
     const steady_clock::time_point end = steady_clock::now() + limit;
     size_t length = client->received.find('\n');
     while (length == std::string::npos) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now()).count();
+        const auto left
+            = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now())
+                  .count();
         pollfd ready{client->socket, POLLIN, 0};
         std::array<char, 4096> bytes{};
-        const ssize_t count
-            = left > 0 && poll(&ready, 1, static_cast<int>(left)) > 0 ? recv(client->socket, bytes.data(), bytes.size(), 0) : 0;
+        const ssize_t count = left > 0 && poll(&ready, 1, static_cast<int>(left)) > 0
+            ? recv(client->socket, bytes.data(), bytes.size(), 0)
+            : 0;
         if (count <= 0 || client->received.size() > MAX_ANSWER) {
             Disconnect(client);
             return std::nullopt;
@@ -49,31 +53,41 @@ std::optional<std::string> NextLine(ControlClient* client, std::chrono::millisec
     return line;
 }
 
-// Whether a panel's state is made as the protocol has it, so that its parts can be used without a further look.
+// Whether a panel's state is made as the protocol has it, so that its parts can be used without a
+// further look.
 bool IsState(const Json& panel)
 {
     const auto holds = [&panel](std::initializer_list<const char*> keys, auto isRight) {
-        return std::all_of(keys.begin(), keys.end(), [&](const char* key) { return panel.contains(key) && isRight(panel[key]); });
+        return std::all_of(keys.begin(), keys.end(),
+            [&](const char* key) { return panel.contains(key) && isRight(panel[key]); });
     };
     const auto isNumber = [](const Json& value) { return value.is_number_integer(); };
     const auto isResolution = [](const Json& value) {
         const int64_t bits = value.is_number_integer() ? value.get<int64_t>() : 0;
         return bits == 10 || bits == 12;
     };
-    return panel.is_object() && holds({"panel", "path", "tty", "model", "controller"}, [](const Json& value) { return value.is_string(); })
-        && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); }) && holds({"resolutionBits"}, isResolution)
-        && holds({"reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"}, isNumber)
-        && holds(
-            {"raw", "mapped"}, [&](const Json& value) { return value.is_array() && std::all_of(value.begin(), value.end(), isNumber); })
+    return panel.is_object()
+        && holds({"panel", "path", "tty", "model", "controller"},
+            [](const Json& value) { return value.is_string(); })
+        && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); })
+        && holds({"resolutionBits"}, isResolution)
+        && holds({"reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"},
+            isNumber)
+        && holds({"raw", "mapped"},
+            [&](const Json& value) {
+                return value.is_array() && std::all_of(value.begin(), value.end(), isNumber);
+            })
         && holds({"calibration"}, [&](const Json& value) {
-               return value.is_object() && value.contains("kind") && value["kind"].is_string() && value.contains("points")
-                   && isNumber(value["points"]) && value.contains("tried") && value["tried"].is_boolean();
+               return value.is_object() && value.contains("kind") && value["kind"].is_string()
+                   && value.contains("points") && isNumber(value["points"])
+                   && value.contains("tried") && value["tried"].is_boolean();
            });
 }
 
 bool IsAwaited(const Json& panel)
 {
-    const auto isText = [&panel](const char* key) { return panel.contains(key) && panel[key].is_string(); };
+    const auto isText
+        = [&panel](const char* key) { return panel.contains(key) && panel[key].is_string(); };
     return panel.is_object() && isText("panel") && isText("path") && isText("reason");
 }
 
@@ -88,7 +102,8 @@ std::vector<Json> ListOf(const Json* status, const char* name, bool (*isSound)(c
 }
 
 // The panel on a port in an answer to "status"; none when it is not among them.
-std::optional<Json> PanelOn(const RuntimeStatus* status, const std::string& path, const std::string& name)
+std::optional<Json> PanelOn(
+    const RuntimeStatus* status, const std::string& path, const std::string& name)
 {
     for (const Json& panel : status->panels) {
         if (IsSamePort(panel.value("tty", ""), path) || panel.value("path", "") == path
@@ -111,7 +126,9 @@ bool Connect(ControlClient* client, const std::string& path, std::string* fault)
     const Json first = greeting ? Json::parse(*greeting, nullptr, false) : Json();
     if (first.is_object() && first.contains("protocol") && first["protocol"] == CONTROL_PROTOCOL)
         return true;
-    *fault = first.is_object() ? "it has no place for another client, or speaks another version of the protocol" : "it does not answer";
+    *fault = first.is_object()
+        ? "it has no place for another client, or speaks another version of the protocol"
+        : "it does not answer";
     Disconnect(client);
     return false;
 }
@@ -126,7 +143,9 @@ void Disconnect(ControlClient* client)
 std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono::milliseconds limit)
 {
     const std::string line = request.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    if (client->socket < 0 || send(client->socket, line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
+    if (client->socket < 0
+        || send(client->socket, line.data(), line.size(), MSG_NOSIGNAL)
+            != static_cast<ssize_t>(line.size())) {
         Disconnect(client);
         return std::nullopt;
     }
@@ -149,8 +168,10 @@ std::optional<Point> PointIn(const Json& object, const char* key)
     if (!object.is_object() || !object.contains(key))
         return std::nullopt;
     const Json& pair = object.at(key);
-    const bool isPoint = pair.is_array() && pair.size() == 2 && pair[0].is_number_integer() && pair[1].is_number_integer();
-    return isPoint ? std::optional(Point{pair[0].get<int32_t>(), pair[1].get<int32_t>()}) : std::nullopt;
+    const bool isPoint = pair.is_array() && pair.size() == 2 && pair[0].is_number_integer()
+        && pair[1].is_number_integer();
+    return isPoint ? std::optional(Point{pair[0].get<int32_t>(), pair[1].get<int32_t>()})
+                   : std::nullopt;
 }
 
 std::optional<RuntimeStatus> AskStatus(ControlClient* client)
@@ -159,7 +180,8 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
     if (!answer)
         return std::nullopt;
     const auto process = answer->find("process");
-    return RuntimeStatus{process != answer->end() && process->is_number_integer() ? process->get<int>() : 0,
+    return RuntimeStatus{
+        process != answer->end() && process->is_number_integer() ? process->get<int>() : 0,
         ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
 }
 
@@ -188,7 +210,8 @@ std::vector<RemotePanel> FindAllPanels()
     for (const std::string& socket : ControlSockets()) {
         ControlClient client;
         std::string fault;
-        const std::optional<RuntimeStatus> status = Connect(&client, socket, &fault) ? AskStatus(&client) : std::nullopt;
+        const std::optional<RuntimeStatus> status
+            = Connect(&client, socket, &fault) ? AskStatus(&client) : std::nullopt;
         Disconnect(&client);
         for (size_t i = 0; status && i < status->panels.size(); ++i) {
             RemotePanel panel{{}, status->panels[i], status->process};
@@ -202,7 +225,8 @@ std::vector<RemotePanel> FindAllPanels()
 bool RefreshState(RemotePanel* panel)
 {
     const std::optional<RuntimeStatus> status = AskStatus(&panel->runtime);
-    std::optional<Json> state = status ? PanelOn(&*status, panel->state.value("path", ""), "") : std::nullopt;
+    std::optional<Json> state
+        = status ? PanelOn(&*status, panel->state.value("path", ""), "") : std::nullopt;
     if (!state) {
         Disconnect(&panel->runtime);
         return false;

@@ -1,4 +1,5 @@
-// The other end of the control socket (control_protocol.h): what the commands ask of runtimes that run.
+// The other end of the control socket (control_protocol.h): what the commands ask of runtimes that
+// run.
 #pragma once
 
 #include <chrono>
@@ -17,7 +18,8 @@ struct ControlClient {
     std::string received; // not yet a whole line
 };
 
-// Connects to a socket whose other end speaks this protocol; else false with the reason, which is empty where its process has died.
+// Connects to a socket whose other end speaks this protocol; else false with the reason, which is
+// empty where its process has died.
 bool Connect(ControlClient* client, const std::string& path, std::string* fault);
 
 void Disconnect(ControlClient* client);
@@ -26,14 +28,16 @@ void Disconnect(ControlClient* client);
 inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 
 // Asks, and gives the answer; none, with the connection closed, when it does not come in time.
-std::optional<nlohmann::ordered_json> Ask(
-    ControlClient* client, const nlohmann::ordered_json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
+std::optional<nlohmann::ordered_json> Ask(ControlClient* client,
+    const nlohmann::ordered_json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
-// The text, or the position of two whole numbers, that an answer or an event has by a key; empty, or none, where it has no such thing.
+// The text, or the position of two whole numbers, that an answer or an event has by a key; empty,
+// or none, where it has no such thing.
 std::string TextIn(const nlohmann::ordered_json& object, const char* key);
 std::optional<Point> PointIn(const nlohmann::ordered_json& object, const char* key);
 
-// What a runtime drives and waits for, as "status" has it, with every key that is used here in its type.
+// What a runtime drives and waits for, as "status" has it, with every key that is used here in its
+// type.
 struct RuntimeStatus {
     int process;
     std::vector<nlohmann::ordered_json> panels;
@@ -50,14 +54,15 @@ struct RemotePanel {
     int process;                  // of the runtime
 };
 
-// The runtime that drives the controller on a port, connected; none when none that can be asked does. The panel's name, empty where it
-// has none, tells it also while the port is gone.
+// The runtime that drives the controller on a port, connected; none when none that can be asked
+// does. The panel's name, empty where it has none, tells it also while the port is gone.
 std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& name);
 
 // All panels that runtimes drive which can be asked, each with a connection of its own.
 std::vector<RemotePanel> FindAllPanels();
 
-// Asks for the panel's state anew: false, with the connection closed, when the runtime does not drive it any more.
+// Asks for the panel's state anew: false, with the connection closed, when the runtime does not
+// drive it any more.
 bool RefreshState(RemotePanel* panel);
 
 } // namespace korvex::command

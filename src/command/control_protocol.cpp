@@ -54,7 +54,9 @@ Json ChangeOf(const std::string& path)
 {
     std::error_code error;
     const auto time = std::filesystem::last_write_time(path, error);
-    return error ? Json() : TimeOf(std::chrono::time_point_cast<system_clock::duration>(std::chrono::file_clock::to_sys(time)));
+    return error ? Json()
+                 : TimeOf(std::chrono::time_point_cast<system_clock::duration>(
+                       std::chrono::file_clock::to_sys(time)));
 }
 
 Json PairOf(Point point)
@@ -67,23 +69,28 @@ Json CalibrationOf(const CalibrationData* calib)
     Json points = Json::array();
     for (uint32_t i = 0; i < calib->pointCount; ++i)
         points.push_back(PairOf(calib->advPoints[i]));
-    return {
-        {"orientation", calib->orientation}, {"box", {calib->stdMinX, calib->stdMinY, calib->stdMaxX, calib->stdMaxY}}, {"points", points}};
+    return {{"orientation", calib->orientation},
+        {"box", {calib->stdMinX, calib->stdMinY, calib->stdMaxX, calib->stdMaxY}},
+        {"points", points}};
 }
 
 Json StateOf(const RunningSession* session)
 {
     const DrivenPanel* driven = &session->driven;
-    const Json calibration{{"kind", MapsByPoints(&session->calibration) ? "points" : "box"}, {"points", session->calibration.pointCount},
+    const Json calibration{{"kind", MapsByPoints(&session->calibration) ? "points" : "box"},
+        {"points", session->calibration.pointCount},
         {"file", session->calibrationFile.empty() ? Json() : Json(session->calibrationFile)},
         {"changed", session->calibrationFile.empty() ? Json() : ChangeOf(session->calibrationFile)},
         {"tried", triedSessions.contains(KeyOf(session))}};
-    return {{"panel", driven->panel}, {"path", driven->path}, {"tty", session->tty}, {"gone", session->gone},
-        {"model", ModelText(driven->model)}, {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
-        {"baudRate", driven->baudRate}, {"controller", driven->controller}, {"since", TimeOf(driven->since)},
-        {"lastTouch", TimeOf(session->lastTouch)}, {"touching", session->touch.touching}, {"raw", PairOf(session->touch.raw)},
-        {"mapped", PairOf(session->mapped)}, {"reports", session->reports}, {"rejected", session->rejected},
-        {"outOfRange", session->outOfRange}, {"resynchronisations", session->resynchronisations}, {"dropped", session->dropped},
+    return {{"panel", driven->panel}, {"path", driven->path}, {"tty", session->tty},
+        {"gone", session->gone}, {"model", ModelText(driven->model)},
+        {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
+        {"baudRate", driven->baudRate}, {"controller", driven->controller},
+        {"since", TimeOf(driven->since)}, {"lastTouch", TimeOf(session->lastTouch)},
+        {"touching", session->touch.touching}, {"raw", PairOf(session->touch.raw)},
+        {"mapped", PairOf(session->mapped)}, {"reports", session->reports},
+        {"rejected", session->rejected}, {"outOfRange", session->outOfRange},
+        {"resynchronisations", session->resynchronisations}, {"dropped", session->dropped},
         {"inputs", session->inputs}, {"calibration", calibration}};
 }
 
@@ -135,7 +142,9 @@ std::string ReadCalibration(const Json& request, CalibrationData* calib)
             calib->stdMaxY = box->at(3);
         } else if (key == "points") {
             const bool counts = value.is_array()
-                && (value.empty() || std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), value.size()) != POINT_COUNTS.end());
+                && (value.empty()
+                    || std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), value.size())
+                        != POINT_COUNTS.end());
             if (!counts)
                 return "'points' are not 0, 4, 9, 16 or 25";
             calib->pointCount = static_cast<uint32_t>(value.size());
@@ -166,10 +175,12 @@ std::optional<RunningSession> SessionOf(const Json& request, std::string* fault)
     if (name.empty() && sessions.size() == 1)
         return sessions.front();
     for (const RunningSession& session : sessions) {
-        if (name == session.driven.panel || name == session.tty || (!name.empty() && IsSamePort(path, session.driven.path)))
+        if (name == session.driven.panel || name == session.tty
+            || (!name.empty() && IsSamePort(path, session.driven.path)))
             return session;
     }
-    *fault = name.empty() ? "'panel' is missing, and there is not just one" : "there is no panel '" + name + "'";
+    *fault = name.empty() ? "'panel' is missing, and there is not just one"
+                          : "there is no panel '" + name + "'";
     return std::nullopt;
 }
 
@@ -178,12 +189,14 @@ void TakeBack(const SessionKey& key, Conversation* conversation)
     const auto tried = conversation->tried.find(key);
     if (tried == conversation->tried.end())
         return;
-    UseSession(key, [tried](TouchController* controller) { InstallCalibration(controller, &tried->second); });
+    UseSession(key,
+        [tried](TouchController* controller) { InstallCalibration(controller, &tried->second); });
     triedSessions.erase(key);
     conversation->tried.erase(tried);
 }
 
-Json DoStatus(const Json& /*request*/, const RunningSession* /*session*/, Conversation* /*conversation*/)
+Json DoStatus(
+    const Json& /*request*/, const RunningSession* /*session*/, Conversation* /*conversation*/)
 {
     Json panels = Json::array();
     for (const RunningSession& session : RunningSessions())
@@ -201,7 +214,8 @@ Json DoListen(const Json& request, const RunningSession* session, Conversation* 
     return Json::object();
 }
 
-Json DoSilence(const Json& /*request*/, const RunningSession* /*session*/, Conversation* conversation)
+Json DoSilence(
+    const Json& /*request*/, const RunningSession* /*session*/, Conversation* conversation)
 {
     conversation->listens = false;
     return Json::object();
@@ -209,8 +223,8 @@ Json DoSilence(const Json& /*request*/, const RunningSession* /*session*/, Conve
 
 Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
 {
-    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)}, {"file", SettingsFilePath()},
-        {"savingFault", SavingFault()}};
+    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)},
+        {"file", SettingsFilePath()}, {"savingFault", SavingFault()}};
 }
 
 bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
@@ -255,7 +269,9 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
         CalibrationData wanted = session->calibration;
         if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
             return FaultOf(fault);
-        if (!UseSession(key, [&](TouchController* controller) { stored = MergeCalibration(controller, &wanted); }))
+        if (!UseSession(key, [&](TouchController* controller) {
+                stored = MergeCalibration(controller, &wanted);
+            }))
             return FaultOf(HAS_ENDED);
     } else if (!conversation->tried.contains(key)) {
         return FaultOf("'calibration' is missing, and none is being tried");
@@ -264,29 +280,36 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     if (!WriteCalibrationFile(&stored)) {
         const std::string fault = SavingFault();
         return {{"stored", false}, {"file", file},
-            {"error", fault.empty() ? "'" + file + "' cannot be written: the system refuses it; its disk may be full" : fault}};
+            {"error",
+                fault.empty() ? "'" + file
+                        + "' cannot be written: the system refuses it; its disk may be full"
+                              : fault}};
     }
     UseSession(key, [&](TouchController* controller) { InstallCalibration(controller, &stored); });
     conversation->tried.erase(key);
     triedSessions.erase(key);
     NoteStoredCalibration(key, file);
-    Tell(Priority::NOTICE, PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
+    Tell(Priority::NOTICE,
+        PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
     return {{"stored", true}, {"file", file}};
 }
 
 struct Request {
     std::string_view name;
     bool ofPanel; // it means one panel
-    Json (*carryOut)(const Json& request, const RunningSession* session, Conversation* conversation);
+    Json (*carryOut)(
+        const Json& request, const RunningSession* session, Conversation* conversation);
 };
 
-constexpr std::array REQUESTS{Request{"status", false, DoStatus}, Request{"listen", false, DoListen}, Request{"silence", false, DoSilence},
-    Request{"calibration", true, DoRead}, Request{"try", true, DoTry}, Request{"store", true, DoStore},
-    Request{"takeBack", true, DoTakeBack}};
+constexpr std::array REQUESTS{Request{"status", false, DoStatus},
+    Request{"listen", false, DoListen}, Request{"silence", false, DoSilence},
+    Request{"calibration", true, DoRead}, Request{"try", true, DoTry},
+    Request{"store", true, DoStore}, Request{"takeBack", true, DoTakeBack}};
 
 Json CarryOut(const Json& request, const std::string& name, Conversation* conversation)
 {
-    const auto* found = std::find_if(REQUESTS.begin(), REQUESTS.end(), [&name](const Request& known) { return known.name == name; });
+    const auto* found = std::find_if(REQUESTS.begin(), REQUESTS.end(),
+        [&name](const Request& known) { return known.name == name; });
     if (found == REQUESTS.end())
         return FaultOf("'" + name + "' is no request of this protocol");
     std::string fault;
@@ -311,7 +334,8 @@ std::string Answer(std::string_view line, Conversation* conversation)
     if (!request.is_object())
         return LineOf(FaultOf("this is no JSON object"));
     const auto found = request.find("do");
-    const std::string name = found != request.end() && found->is_string() ? found->get<std::string>() : "";
+    const std::string name
+        = found != request.end() && found->is_string() ? found->get<std::string>() : "";
     Json answer{{"re", name}};
     if (request.contains("id")) {
         const Json& id = request["id"];
@@ -319,21 +343,24 @@ std::string Answer(std::string_view line, Conversation* conversation)
             return LineOf(FaultOf("'id' is neither a text nor a number"));
         answer["id"] = id;
     }
-    answer.update(name.empty() ? FaultOf("'do' is missing") : CarryOut(request, name, conversation));
+    answer.update(
+        name.empty() ? FaultOf("'do' is missing") : CarryOut(request, name, conversation));
     return LineOf(answer);
 }
 
 std::string EventLine(const PanelEvent* event, const Conversation* conversation)
 {
-    if (!conversation->listens || (!conversation->listensTo.empty() && conversation->listensTo != event->path))
+    if (!conversation->listens
+        || (!conversation->listensTo.empty() && conversation->listensTo != event->path))
         return "";
     const Json panel = event->panel;
     switch (event->kind) {
     case PanelEvent::Kind::BEGAN:
         return LineOf({{"event", "began"}, {"panel", panel}});
     case PanelEvent::Kind::TOUCH:
-        return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence}, {"raw", PairOf(event->raw)},
-            {"mapped", PairOf(event->mapped)}, {"touching", event->touching}});
+        return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence},
+            {"raw", PairOf(event->raw)}, {"mapped", PairOf(event->mapped)},
+            {"touching", event->touching}});
     case PanelEvent::Kind::GONE:
         return LineOf({{"event", "gone"}, {"panel", panel}});
     case PanelEvent::Kind::BACK:

@@ -1,4 +1,5 @@
-// What is said on the control socket (docs/control.md): requests and answers, one JSON object a line.
+// What is said on the control socket (docs/control.md): requests and answers, one JSON object a
+// line.
 #pragma once
 
 #include <map>
@@ -22,8 +23,8 @@ struct Conversation {
 // The first line of a connection.
 std::string Greeting();
 
-// The answer to one line of a client, whatever it is, with its end. What it says about calibrations has then been done. On the control
-// thread.
+// The answer to one line of a client, whatever it is, with its end. What it says about calibrations
+// has then been done. On the control thread.
 std::string Answer(std::string_view line, Conversation* conversation);
 
 // The line for an event; empty when the client does not listen to it.

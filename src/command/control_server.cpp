@@ -35,8 +35,9 @@ using std::chrono::steady_clock;
 
 constexpr size_t MAX_CLIENTS = 16;
 constexpr size_t MAX_LINE = 64UL * 1024;
-constexpr size_t MAX_OUTPUT = 256UL * 1024;   // that a client has not taken yet
-constexpr std::chrono::seconds IDLE_LIMIT{1}; // after which a client that waits for nothing makes room for another
+constexpr size_t MAX_OUTPUT = 256UL * 1024; // that a client has not taken yet
+// after which a client that waits for nothing makes room for another
+constexpr std::chrono::seconds IDLE_LIMIT{1};
 constexpr int BACKLOG = 64;
 
 struct Client {
@@ -67,16 +68,19 @@ Server* TheServer()
 
 bool IsIdle(const Client* client)
 {
-    return !client->conversation.listens && client->conversation.tried.empty() && steady_clock::now() - client->lastHeard >= IDLE_LIMIT;
+    return !client->conversation.listens && client->conversation.tried.empty()
+        && steady_clock::now() - client->lastHeard >= IDLE_LIMIT;
 }
 
 void Send(Client* client, const std::string& text)
 {
     client->output += text;
     while (!client->output.empty()) {
-        const ssize_t sent = send(client->socket, client->output.data(), client->output.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        const ssize_t sent = send(client->socket, client->output.data(), client->output.size(),
+            MSG_DONTWAIT | MSG_NOSIGNAL);
         if (sent < 0) {
-            client->dropped = client->dropped || (errno != EAGAIN && errno != EINTR) || client->output.size() > MAX_OUTPUT;
+            client->dropped = client->dropped || (errno != EAGAIN && errno != EINTR)
+                || client->output.size() > MAX_OUTPUT;
             return;
         }
         client->output.erase(0, static_cast<size_t>(sent));
@@ -126,7 +130,8 @@ void AnswerNext(Server* server, Client* client)
     Send(client, answer);
 }
 
-// Takes a connection, also when the process may not open one more descriptor: a listener that stays readable would keep the thread busy.
+// Takes a connection, also when the process may not open one more descriptor: a listener that stays
+// readable would keep the thread busy.
 int Accept(Server* server)
 {
     const int socket = accept4(server->listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
@@ -146,8 +151,8 @@ void Welcome(Server* server)
     if (socket < 0)
         return;
     if (server->clients.size() >= MAX_CLIENTS) {
-        const auto idle
-            = std::find_if(server->clients.begin(), server->clients.end(), [](const Client& client) { return IsIdle(&client); });
+        const auto idle = std::find_if(server->clients.begin(), server->clients.end(),
+            [](const Client& client) { return IsIdle(&client); });
         if (idle == server->clients.end()) {
             constexpr std::string_view REFUSAL = "{\"error\":\"too many clients\"}\n";
             send(socket, REFUSAL.data(), REFUSAL.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -188,15 +193,19 @@ void DropClients(Server* server)
     UpdateListening(server);
 }
 
-// Serves what is there; false once it is to stop. A client whose next request has come already is asked for no more.
+// Serves what is there; false once it is to stop. A client whose next request has come already is
+// asked for no more.
 bool ServeOnce(Server* server)
 {
-    std::vector<pollfd> polled{{server->stop, POLLIN, 0}, {server->listener, POLLIN, 0}, {server->events, POLLIN, 0}};
+    std::vector<pollfd> polled{
+        {server->stop, POLLIN, 0}, {server->listener, POLLIN, 0}, {server->events, POLLIN, 0}};
     bool pending = false;
     for (const Client& client : server->clients) {
         const bool hasRequest = HasRequest(&client);
         pending = pending || hasRequest;
-        polled.push_back({client.socket, static_cast<short>((hasRequest ? 0 : POLLIN) | (client.output.empty() ? 0 : POLLOUT)), 0});
+        polled.push_back({client.socket,
+            static_cast<short>((hasRequest ? 0 : POLLIN) | (client.output.empty() ? 0 : POLLOUT)),
+            0});
     }
     if (poll(polled.data(), polled.size(), pending ? 0 : -1) < 0)
         return errno == EINTR;
@@ -235,8 +244,8 @@ void Serve(Server* server)
     DropClients(server);
 }
 
-// A descriptor that holds the folder's lock against processes that look for a name in it too; -1 with errno set. One that is held up in
-// there holds up nobody else for long.
+// A descriptor that holds the folder's lock against processes that look for a name in it too; -1
+// with errno set. One that is held up in there holds up nobody else for long.
 int LockFolder(const std::string& folder)
 {
     const int lock = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -261,7 +270,8 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
     bool bound = false;
     for (int number = 1; !bound && number < 100; ++number) {
         server->path = folder;
-        server->path.append("/").append(name).append(number == 1 ? "" : "." + std::to_string(number));
+        server->path.append("/").append(name).append(
+            number == 1 ? "" : "." + std::to_string(number));
         sockaddr_un address{};
         if (!ControlAddressOf(server->path, &address))
             break;
@@ -271,11 +281,16 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
         if (living >= 0 || errno == EAGAIN) // it has not taken those before yet
             continue;
         struct stat status{};
-        if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode)) // its process has died
+        // its process has died
+        if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0
+            && S_ISSOCK(status.st_mode))
             unlink(server->path.c_str());
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket address
-        bound = bind(server->listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0
-            && chmod(server->path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0 && listen(server->listener, BACKLOG) == 0;
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket
+        // address
+        bound = bind(server->listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address))
+                == 0
+            && chmod(server->path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0
+            && listen(server->listener, BACKLOG) == 0;
         if (!bound)
             break;
     }
@@ -299,7 +314,8 @@ void StartControl(const std::string& command, const std::string& name)
     server->stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->events = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->reserve = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    const bool started = server->listener >= 0 && server->stop >= 0 && server->events >= 0 && Bind(server, place.folder, place.name);
+    const bool started = server->listener >= 0 && server->stop >= 0 && server->events >= 0
+        && Bind(server, place.folder, place.name);
     std::string fault = started ? "" : strerror(errno);
     try {
         if (started)

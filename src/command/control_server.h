@@ -1,15 +1,16 @@
-// The control socket: a runtime answers there who and what it drives (control_protocol.h). A thread of its own serves it, so that no client
-// costs the touches anything.
+// The control socket: a runtime answers there who and what it drives (control_protocol.h). A thread
+// of its own serves it, so that no client costs the touches anything.
 #pragma once
 
 #include <string>
 
 namespace korvex::command {
 
-// Listens at "control" in the folder that the service manager has made for the unit (RUNTIME_DIRECTORY in systemd.exec(5)), else at
-// "korvex/NAME" in the user's XDG_RUNTIME_DIR, else nowhere. The socket of a process that has died is replaced; where another one lives,
-// NAME gets a number. Owner and group may connect. What cannot be had is said on standard error, behind `command`; the runtime works
-// without. Once per process.
+// Listens at "control" in the folder that the service manager has made for the unit
+// (RUNTIME_DIRECTORY in systemd.exec(5)), else at "korvex/NAME" in the user's XDG_RUNTIME_DIR, else
+// nowhere. The socket of a process that has died is replaced; where another one lives, NAME gets a
+// number. Owner and group may connect. What cannot be had is said on standard error, behind
+// `command`; the runtime works without. Once per process.
 void StartControl(const std::string& command, const std::string& name);
 
 // Ends it and removes the socket. Not on the control thread.

@@ -44,11 +44,13 @@ void PrintPanelTestState(const PanelTestContext* context)
 {
     const uint32_t index = context->targetIndex;
     if (context->showResult != 0) {
-        fprintf(stderr, "check: touch at %d, %d\npanel quality %u %%\n", context->markerX, context->markerY, PanelQuality(&context->calib));
+        fprintf(stderr, "check: touch at %d, %d\npanel quality %u %%\n", context->markerX,
+            context->markerY, PanelQuality(&context->calib));
         return;
     }
     if (index > 0)
-        fprintf(stderr, "sample %u: raw %d, %d\n", index, context->calib.advPoints[index - 1].x, context->calib.advPoints[index - 1].y);
+        fprintf(stderr, "sample %u: raw %d, %d\n", index, context->calib.advPoints[index - 1].x,
+            context->calib.advPoints[index - 1].y);
     if (index == TARGET_COUNT) {
         fputs("check: touch anywhere\n", stderr);
         return;
@@ -64,18 +66,22 @@ std::string command;
 std::string WayAround(const std::string& path, DWORD error)
 {
     const std::string name = PanelNameOf(path);
-    if (command != "korvex paneltest" || error != ERROR_SHARING_VIOLATION || !FindRuntime(path, name))
+    if (command != "korvex paneltest" || error != ERROR_SHARING_VIOLATION
+        || !FindRuntime(path, name))
         return "";
     return "; 'korvex calibrate " + name + "' calibrates the panel while it is driven";
 }
 
-// What is driven, in the few words that the status window has room for: "1 controller: ttyUSB0, 5200".
+// What is driven, in the few words that the status window has room for: "1 controller: ttyUSB0,
+// 5200".
 void DescribeDriven(WCHAR* text, size_t capacity)
 {
     const std::vector<RunningSession> sessions = RunningSessions();
-    std::string line = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
+    std::string line
+        = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
     if (sessions.size() == 1)
-        line += " controller: " + sessions[0].driven.panel + ", " + ModelText(sessions[0].driven.model);
+        line += " controller: " + sessions[0].driven.panel + ", "
+            + ModelText(sessions[0].driven.model);
     for (size_t i = 0; sessions.size() > 1 && i < sessions.size(); ++i)
         line += (i == 0 ? " controllers: " : ", ") + sessions[i].driven.panel;
     CopyBounded(text, capacity, platform::FromUtf8(line).c_str());
@@ -103,7 +109,8 @@ int RunEntry(const Options* options, const Entry* entry)
     platform::Machine* machine = platform::ThisMachine();
     machine->observers.portRefused = [](const std::string& path, DWORD error) {
         Tell(Priority::WARNING,
-            command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error) + WayAround(path, error));
+            command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error)
+                + WayAround(path, error));
     };
     if (!machine->onExit)
         machine->onExit = ExitCodeOf;
@@ -119,9 +126,11 @@ int RunEntry(const Options* options, const Entry* entry)
         fprintf(stderr, "%s: another one is running in this session\n", command.c_str());
         return EXIT_ALREADY_RUNNING;
     }
-    // The entry has ended without a display, or without memory for its window. Readers and worker may still be running.
+    // The entry has ended without a display, or without memory for its window. Readers and worker
+    // may still be running.
     DestroyHostContext();
-    fprintf(stderr, "%s: %s\n", command.c_str(), platform::IsDisplayLost() ? "the display is lost" : "memory is short");
+    fprintf(stderr, "%s: %s\n", command.c_str(),
+        platform::IsDisplayLost() ? "the display is lost" : "memory is short");
     ExitProcess(EXIT_FAULT);
 }
 
@@ -135,7 +144,9 @@ int RunEnumerate(const Options* options)
         if (event == SessionEvent::REPLACED)
             Tell(Priority::WARNING, command + ": that one is driven when enum is started again");
         if (event == SessionEvent::STARTED)
-            Tell(Priority::NOTICE, PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": " + DescriptionOf(controller));
+            Tell(Priority::NOTICE,
+                PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": "
+                    + DescriptionOf(controller));
         if (event == SessionEvent::STARTED || event == SessionEvent::ENDED)
             RefreshStatusDetail();
     });
@@ -144,7 +155,9 @@ int RunEnumerate(const Options* options)
     SetDetectionDoneHandler([] {
         RefreshStatusDetail();
         if (RunningSessions().empty())
-            Tell(Priority::WARNING, command + ": no controller was found on any port that was asked; nothing is driven");
+            Tell(Priority::WARNING,
+                command
+                    + ": no controller was found on any port that was asked; nothing is driven");
     });
     StartControl(options->command, "enum");
     platform::ThisMachine()->onExit = [](int exitCode) {
@@ -161,7 +174,8 @@ int RunPanelTest(const Options* options)
     static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
     static const SettingsBefore before = LookAtSettings();
     if (!before.savingFault.empty())
-        TellInBox(options, "The calibration will not be saved: " + before.savingFault, u"Touch Panel Utility");
+        TellInBox(options, "The calibration will not be saved: " + before.savingFault,
+            u"Touch Panel Utility");
     AskKnownControllers();
     if (IsEndRequested())
         return EXIT_DONE;
@@ -169,7 +183,8 @@ int RunPanelTest(const Options* options)
         exitCode = ExitCodeOf(exitCode);
         if (exitCode != EXIT_DONE)
             return exitCode;
-        return before.savingFault.empty() && !WasWriteRefused() ? JudgeStored(command, &before) : EXIT_FAULT;
+        return before.savingFault.empty() && !WasWriteRefused() ? JudgeStored(command, &before)
+                                                                : EXIT_FAULT;
     };
     return RunEntry(options, &PANEL_TEST);
 }

@@ -32,7 +32,8 @@ std::string Sentence(std::string text)
     return text + ".";
 }
 
-// What an option does, and for which commands, in the order of the commands: those for which it does the same come together.
+// What an option does, and for which commands, in the order of the commands: those for which it
+// does the same come together.
 std::string ManText(const OptionDeclaration* option)
 {
     std::vector<std::pair<std::string, std::string>> groups; // what it does; the commands
@@ -61,15 +62,16 @@ std::string ArgumentNames(const CommandDeclaration* command)
     std::string names;
     for (const ArgumentDeclaration& argument : command->arguments)
         names.append(names.empty() ? "" : " ")
-            .append(argument.optional ? std::string("[") + argument.name + "]" : argument.name + std::string(argument.many ? "..." : ""));
+            .append(argument.optional ? std::string("[") + argument.name + "]"
+                                      : argument.name + std::string(argument.many ? "..." : ""));
     return names;
 }
 
 // The entry of a list: a bold name, what follows it in italics, and a text.
 std::string ManEntry(std::string_view name, const std::string& value, const std::string& text)
 {
-    return ".TP\n.B" + std::string(value.empty() ? " " : "I ") + Roff(name) + (value.empty() ? "" : " \" " + Roff(value) + "\"") + "\n"
-        + Roff(text) + "\n";
+    return ".TP\n.B" + std::string(value.empty() ? " " : "I ") + Roff(name)
+        + (value.empty() ? "" : " \" " + Roff(value) + "\"") + "\n" + Roff(text) + "\n";
 }
 
 std::string Joined(const std::vector<const char*>& words)
@@ -111,8 +113,11 @@ std::string ManOptions()
 {
     std::string text;
     for (const OptionDeclaration& option : AllOptions())
-        text += ManEntry(option.name, option.value == nullptr ? "" : option.value, ManText(&option));
-    return text + ".TP\n.B \\-h\\fR, \\fB\\-\\-help\nShow what the program, or the command before it, does and takes.\n"
+        text
+            += ManEntry(option.name, option.value == nullptr ? "" : option.value, ManText(&option));
+    return text
+        + ".TP\n.B \\-h\\fR, \\fB\\-\\-help\nShow what the program, or the command before it, does "
+          "and takes.\n"
         + ManEntry("--version", "", "Show the version.");
 }
 
@@ -136,9 +141,14 @@ std::string BashCompletion()
                     .append(Reply(option->completion, ChoicesOf(&use)))
                     .append("return ;;\n");
         }
-        arguments.append("    ").append(name).append(") options=\"--help").append(options).append("\"");
+        arguments.append("    ")
+            .append(name)
+            .append(") options=\"--help")
+            .append(options)
+            .append("\"");
         if (!command.arguments.empty()) {
-            const std::string reply = Reply(command.arguments[0].completion, command.arguments[0].choices);
+            const std::string reply
+                = Reply(command.arguments[0].completion, command.arguments[0].choices);
             arguments += reply.empty() ? "" : "; " + reply.substr(0, reply.size() - 2);
         }
         arguments += " ;;\n";
@@ -162,7 +172,8 @@ _korvex() {
         + R"(    esac
     case $command in
 )" + arguments
-        + R"(    *) options="--help --version"; COMPREPLY=($(compgen -W ")" + commands + R"(" -- "$word")) ;;
+        + R"(    *) options="--help --version"; COMPREPLY=($(compgen -W ")" + commands
+        + R"(" -- "$word")) ;;
 )" + R"(    esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))

@@ -112,7 +112,8 @@ int EndDescriptor()
 
 bool WaitForEnd(std::optional<std::chrono::milliseconds> limit)
 {
-    return WaitForSingleObject(watch.event, limit ? static_cast<DWORD>(limit->count()) : INFINITE) == WAIT_OBJECT_0;
+    return WaitForSingleObject(watch.event, limit ? static_cast<DWORD>(limit->count()) : INFINITE)
+        == WAIT_OBJECT_0;
 }
 
 } // namespace korvex::command

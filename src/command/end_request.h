@@ -1,4 +1,5 @@
-// What ends a command that is to end cleanly: SIGINT or SIGTERM, or the command itself. There is one request, for good.
+// What ends a command that is to end cleanly: SIGINT or SIGTERM, or the command itself. There is
+// one request, for good.
 #pragma once
 
 #include <chrono>
@@ -8,20 +9,23 @@
 
 namespace korvex::command {
 
-// Keeps SIGINT and SIGTERM waiting, in this thread and in those that it starts. First thing in the program.
+// Keeps SIGINT and SIGTERM waiting, in this thread and in those that it starts. First thing in the
+// program.
 void BlockEndSignals();
 
 // Gives them their default action again, also to one that has come meanwhile.
 void AllowEndSignals();
 
-// Takes the first of the signals from now on, on a thread of its own, as the end request. A process that has not ended 2.8 s after the
-// first one, whatever holds it, is ended then with EXIT_DONE. False when the system refuses what that needs; once per process.
+// Takes the first of the signals from now on, on a thread of its own, as the end request. A process
+// that has not ended 2.8 s after the first one, whatever holds it, is ended then with EXIT_DONE.
+// False when the system refuses what that needs; once per process.
 bool WatchForEnd();
 
 // What such a process is ended with instead of EXIT_DONE.
 void SetOverdueExitCode(int exitCode);
 
-// Requests the end without a signal: EndEvent is set, the windows are not told, and there is no limit. Any thread.
+// Requests the end without a signal: EndEvent is set, the windows are not told, and there is no
+// limit. Any thread.
 void RequestEnd();
 
 bool IsEndRequested();

@@ -3,8 +3,9 @@
 
 namespace korvex::command {
 
-inline constexpr int EXIT_DONE = 0;            // or ended by its window or a signal
-inline constexpr int EXIT_FAULT = 1;           // the system refused something that is said on standard error
+inline constexpr int EXIT_DONE = 0; // or ended by its window or a signal
+// the system refused something that is said on standard error
+inline constexpr int EXIT_FAULT = 1;
 inline constexpr int EXIT_USAGE_ERROR = 2;     // a wrong option or argument
 inline constexpr int EXIT_NO_PORT = 3;         // the port cannot be opened
 inline constexpr int EXIT_NO_CONTROLLER = 4;   // nothing that can be driven answers on the port

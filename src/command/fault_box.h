@@ -8,7 +8,8 @@
 
 namespace korvex::command {
 
-// Says the text on standard error, behind the command, and where windows are shown in a box as well, until it is dismissed.
+// Says the text on standard error, behind the command, and where windows are shown in a box as
+// well, until it is dismissed.
 void TellInBox(const Options* options, const std::string& text, const WCHAR* title);
 
 } // namespace korvex::command

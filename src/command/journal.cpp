@@ -14,14 +14,17 @@ namespace korvex::command {
 void Tell(Priority priority, const std::string& line)
 {
     static const bool isJournal = IsStandardErrorJournal();
-    const std::string prefix = isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : "";
+    const std::string prefix
+        = isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : "";
     std::string text = prefix + line;
-    text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1)); // so much goes whole and without a wait into a pipe that is ready
+    // so much goes whole and without a wait into a pipe that is ready
+    text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1));
     text += '\n';
     static std::mutex mutex;
     const std::lock_guard guard(mutex); // two lines together may be more than what it is ready for
     pollfd output{STDERR_FILENO, POLLOUT, 0};
-    if (poll(&output, 1, 0) > 0 && (output.revents & POLLOUT) != 0 && write(STDERR_FILENO, text.data(), text.size()) < 0)
+    if (poll(&output, 1, 0) > 0 && (output.revents & POLLOUT) != 0
+        && write(STDERR_FILENO, text.data(), text.size()) < 0)
         return; // nobody is left to be told
 }
 

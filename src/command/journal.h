@@ -1,4 +1,5 @@
-// What who looks after panels wants to know of a running runtime: a line on standard error for each event.
+// What who looks after panels wants to know of a running runtime: a line on standard error for each
+// event.
 #pragma once
 
 #include <string>
@@ -8,8 +9,9 @@ namespace korvex::command {
 // Those of syslog(3).
 enum class Priority { FAULT = 3, WARNING = 4, NOTICE = 5, INFO = 6 };
 
-// Prints a line, behind its priority as sd-daemon(3) has it where standard error is the journal. A reader of standard error that does not
-// take it at once does without: no touch waits for it. Any thread; lines do not mix.
+// Prints a line, behind its priority as sd-daemon(3) has it where standard error is the journal. A
+// reader of standard error that does not take it at once does without: no touch waits for it. Any
+// thread; lines do not mix.
 void Tell(Priority priority, const std::string& line);
 
 } // namespace korvex::command

@@ -1,5 +1,5 @@
-// For programs that link libkorvex: at their first call the machine is set up as for `korvex` without options. What cannot be had, a
-// display say, is named on standard error and left out.
+// For programs that link libkorvex: at their first call the machine is set up as for `korvex`
+// without options. What cannot be had, a display say, is named on standard error and left out.
 
 #include <mutex>
 

@@ -56,8 +56,8 @@ std::string WriteFaultText(int error)
 bool CreateMouseSettings()
 {
     HKEY key = nullptr;
-    return RegCreateKeyExW(
-               HKEY_CURRENT_USER, u"Control Panel\\Mouse", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
+    return RegCreateKeyExW(HKEY_CURRENT_USER, u"Control Panel\\Mouse", 0, nullptr,
+               REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
         == ERROR_SUCCESS
         && RegCloseKey(key) == ERROR_SUCCESS;
 }
@@ -66,7 +66,8 @@ bool CreateMouseSettings()
 bool CanKeepChanges(const std::string& folder)
 {
     const std::string path = folder + "/.writable." + std::to_string(getpid());
-    const auto change = [](std::string_view /*content*/) { return std::optional<std::string>("writable\n"); };
+    const auto change
+        = [](std::string_view /*content*/) { return std::optional<std::string>("writable\n"); };
     const bool kept = platform::ChangeWholeFile(path, change, platform::Durability::DEFERRED);
     const int error = errno;
     unlink(path.c_str());
@@ -95,31 +96,35 @@ struct Port {
 };
 
 // What is given for a port, which may be under any of its names.
-Port GivenPortOf(const Options* options, const GivenPort* given, const std::vector<platform::ScannedPort>* scanned)
+Port GivenPortOf(const Options* options, const GivenPort* given,
+    const std::vector<platform::ScannedPort>* scanned)
 {
     const std::string path = PathOfPort(options, given->path);
-    const auto known = std::find_if(
-        scanned->begin(), scanned->end(), [&path](const platform::ScannedPort& port) { return IsSamePort(port.path, path); });
+    const auto known = std::find_if(scanned->begin(), scanned->end(),
+        [&path](const platform::ScannedPort& port) { return IsSamePort(port.path, path); });
     std::error_code error;
-    return {given->name, path, known == scanned->end() ? fs::absolute(path, error).string() : known->stablePath};
+    return {given->name, path,
+        known == scanned->end() ? fs::absolute(path, error).string() : known->stablePath};
 }
 
 // The ports given, else the system's, without consoles.
 std::vector<Port> PortsOf(const Options* options)
 {
-    const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts("/sys", "/dev", "/proc");
+    const std::vector<platform::ScannedPort> scanned
+        = platform::ScanSerialPorts("/sys", "/dev", "/proc");
     std::vector<Port> ports;
     if (options->ports.empty()) {
         for (const platform::ScannedPort& port : scanned) {
             const std::string panel = platform::GivenPanelNameOf(port.path, "/dev");
-            ports.push_back({port.name, panel.empty() ? port.stablePath : PathOfPort(options, panel), port.stablePath});
+            ports.push_back({port.name,
+                panel.empty() ? port.stablePath : PathOfPort(options, panel), port.stablePath});
         }
     }
     for (const GivenPort& given : options->ports) {
         const Port port = GivenPortOf(options, &given, &scanned);
         if (platform::IsKernelConsole(port.path, "/proc"))
-            fprintf(
-                stderr, "%s: %s is left out: '%s' is a system console\n", options->command.c_str(), port.name.c_str(), port.path.c_str());
+            fprintf(stderr, "%s: %s is left out: '%s' is a system console\n",
+                options->command.c_str(), port.name.c_str(), port.path.c_str());
         else
             ports.push_back(port);
     }
@@ -154,9 +159,11 @@ int SetUpMachine(const Options* options, const std::vector<int (*)(const Options
 int SetUpTrace(const Options* options)
 {
     if (!options->traceFile.empty()) {
-        const int trace = open(options->traceFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+        const int trace = open(options->traceFile.c_str(),
+            O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
         if (trace < 0) {
-            fprintf(stderr, "%s: cannot write '%s': %s\n", options->command.c_str(), options->traceFile.c_str(), strerror(errno));
+            fprintf(stderr, "%s: cannot write '%s': %s\n", options->command.c_str(),
+                options->traceFile.c_str(), strerror(errno));
             return EXIT_FAULT;
         }
         platform::UseTraceDescriptor(trace);
@@ -174,7 +181,8 @@ bool WasInputLost(const Options* options)
 {
     const bool lost = options->pointer == "log" && platform::IsPointerLogBroken();
     if (lost)
-        fprintf(stderr, "%s: cannot write to standard output; touches were lost\n", options->command.c_str());
+        fprintf(stderr, "%s: cannot write to standard output; touches were lost\n",
+            options->command.c_str());
     return lost;
 }
 
@@ -186,28 +194,37 @@ int SetUpPointer(const Options* options)
         std::error_code error;
         const std::string path = PathOfPort(options, given.port);
         if (path.find('/') == std::string::npos && !fs::exists(path, error)) // it may come
-            fprintf(stderr, "%s: '--monitor': there is no port '%s' now\n", options->command.c_str(), given.port.c_str());
+            fprintf(stderr, "%s: '--monitor': there is no port '%s' now\n",
+                options->command.c_str(), given.port.c_str());
     }
     if (!options->portMonitors.empty())
-        machine->screen.outputOfLine = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
-    machine->observers.monitorChanged = [command = options->command](const std::string& output, bool present) {
-        fprintf(stderr, "%s: the monitor of output '%s' is %s\n", command.c_str(), output.empty() ? "(primary)" : output.c_str(),
-            present ? "back" : "gone; touches for it are dropped until it is back");
-    };
-    machine->observers.deviceRefused = [command = options->command](const std::string& path, int error) {
-        fprintf(stderr, "%s: no touch screen for '%s': %s; it is tried again\n", command.c_str(), path.c_str(), strerror(error));
-    };
+        machine->screen.outputOfLine
+            = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
+    machine->observers.monitorChanged
+        = [command = options->command](const std::string& output, bool present) {
+              fprintf(stderr, "%s: the monitor of output '%s' is %s\n", command.c_str(),
+                  output.empty() ? "(primary)" : output.c_str(),
+                  present ? "back" : "gone; touches for it are dropped until it is back");
+          };
+    machine->observers.deviceRefused
+        = [command = options->command](const std::string& path, int error) {
+              fprintf(stderr, "%s: no touch screen for '%s': %s; it is tried again\n",
+                  command.c_str(), path.c_str(), strerror(error));
+          };
     std::string reason;
     if (options->pointer == "none") {
         machine->sinks.pointer = [](const INPUT* /*input*/) { return true; };
-    } else if (options->pointer == "log" && (fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) { // it was closed
+    } else if (options->pointer == "log"
+        && (fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) { // it was closed
         fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
         return EXIT_FAULT;
     } else if (options->pointer == "log") {
         platform::UseLoggedPointer(STDOUT_FILENO);
     } else if (options->pointer == "uinput") {
         if (!platform::UseInputDevices(DescribePanel, &reason)) {
-            fprintf(stderr, "%s: no pointer input: %s; members of the group \"korvex\" may open it, by the udev rule %s\n",
+            fprintf(stderr,
+                "%s: no pointer input: %s; members of the group \"korvex\" may open it, by the "
+                "udev rule %s\n",
                 options->command.c_str(), reason.c_str(), UINPUT_RULE);
             return EXIT_NO_DISPLAY;
         }
@@ -217,7 +234,8 @@ int SetUpPointer(const Options* options)
     }
     if (options->pointer == "x11" && IsWaylandSession())
         fprintf(stderr,
-            "%s: this is a Wayland session: only X programs will see the touches; '--pointer uinput' is for all (the udev rule %s)\n",
+            "%s: this is a Wayland session: only X programs will see the touches; '--pointer "
+            "uinput' is for all (the udev rule %s)\n",
             options->command.c_str(), UINPUT_RULE);
     return EXIT_DONE;
 }
@@ -226,7 +244,8 @@ int SetUpWindows(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     std::string reason;
-    machine->windows.backend = options->windows == "none" ? platform::HeadlessBackend() : platform::X11Backend(nullptr, &reason);
+    machine->windows.backend = options->windows == "none" ? platform::HeadlessBackend()
+                                                          : platform::X11Backend(nullptr, &reason);
     if (machine->windows.backend == nullptr) {
         fprintf(stderr, "%s: no windows: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
@@ -256,7 +275,8 @@ std::string PrepareState(const Options* options)
         return error.message();
     UseStateFolder(options);
     errno = 0;
-    if (CanKeepChanges(machine->folders.state) && drivers::InstallEnumeratorService() && CreateMouseSettings())
+    if (CanKeepChanges(machine->folders.state) && drivers::InstallEnumeratorService()
+        && CreateMouseSettings())
         return "";
     const int reason = errno;
     machine->folders.state.clear();
@@ -267,14 +287,17 @@ int SetUpState(const Options* options)
 {
     const std::string fault = PrepareState(options);
     if (fault.empty()) {
-        platform::ThisMachine()->observers.fileNotWritten = [command = options->command](const std::string& path, int error) {
-            const std::lock_guard guard(refusedFiles.mutex);
-            if (refusedFiles.paths.insert(path).second)
-                fprintf(stderr, "%s: cannot write '%s': %s\n", command.c_str(), path.c_str(), WriteFaultText(error).c_str());
-        };
+        platform::ThisMachine()->observers.fileNotWritten
+            = [command = options->command](const std::string& path, int error) {
+                  const std::lock_guard guard(refusedFiles.mutex);
+                  if (refusedFiles.paths.insert(path).second)
+                      fprintf(stderr, "%s: cannot write '%s': %s\n", command.c_str(), path.c_str(),
+                          WriteFaultText(error).c_str());
+              };
         return EXIT_DONE;
     }
-    fprintf(stderr, "%s: cannot write the state folder '%s': %s\n", options->command.c_str(), options->stateFolder.c_str(), fault.c_str());
+    fprintf(stderr, "%s: cannot write the state folder '%s': %s\n", options->command.c_str(),
+        options->stateFolder.c_str(), fault.c_str());
     return EXIT_FAULT;
 }
 
@@ -304,8 +327,10 @@ int SetUpDevicesToAsk(const Options* options)
         return name == port.name || IsSamePort(PathOfPort(options, name), port.path);
     };
     for (const std::string& name : options->only) {
-        if (std::none_of(ports.begin(), ports.end(), [&](const Port& port) { return isNamed(name, port); })) {
-            fprintf(stderr, "%s: '--only': there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), name.c_str());
+        if (std::none_of(ports.begin(), ports.end(),
+                [&](const Port& port) { return isNamed(name, port); })) {
+            fprintf(stderr, "%s: '--only': there is no port '%s'; see 'korvex ports'\n",
+                options->command.c_str(), name.c_str());
             return EXIT_USAGE_ERROR;
         }
     }
@@ -314,11 +339,12 @@ int SetUpDevicesToAsk(const Options* options)
     drivers::RegisterEnumeratorFilter();
     for (const Port& port : ports) {
         const bool wanted = options->only.empty()
-            || std::any_of(options->only.begin(), options->only.end(), [&](const std::string& name) { return isNamed(name, port); });
+            || std::any_of(options->only.begin(), options->only.end(),
+                [&](const std::string& name) { return isNamed(name, port); });
         const bool ignored = platform::IsPortIgnored(port.path);
         if (wanted && ignored && !options->only.empty())
-            fprintf(
-                stderr, "%s: '--only': '%s' is not asked: udev has ID_KORVEX_IGNORE for it\n", options->command.c_str(), port.path.c_str());
+            fprintf(stderr, "%s: '--only': '%s' is not asked: udev has ID_KORVEX_IGNORE for it\n",
+                options->command.c_str(), port.path.c_str());
         if (wanted && !ignored)
             AddPort(&port);
     }

@@ -1,5 +1,5 @@
-// The machine that the library sees, set up as the options say. Each part says on standard error what it cannot do; its result is then the
-// command's exit code, else EXIT_DONE.
+// The machine that the library sees, set up as the options say. Each part says on standard error
+// what it cannot do; its result is then the command's exit code, else EXIT_DONE.
 #pragma once
 
 #include <string>
@@ -12,8 +12,9 @@ namespace korvex::command {
 // Sets the parts up in order, up to the first fault.
 int SetUpMachine(const Options* options, const std::vector<int (*)(const Options*)>& parts);
 
-// Where diagnostic lines go: to the file that is given, else to standard error, or nowhere in the quiet form. Lines that a pipe or terminal
-// does not take at once are lost, so that its reader cannot hold up a touch.
+// Where diagnostic lines go: to the file that is given, else to standard error, or nowhere in the
+// quiet form. Lines that a pipe or terminal does not take at once are lost, so that its reader
+// cannot hold up a touch.
 int SetUpTrace(const Options* options);
 int SetUpQuietTrace(const Options* options);
 
@@ -35,7 +36,8 @@ int SetUpState(const Options* options);
 // As SetUpState, but without a word: empty, or why the state folder cannot be used.
 std::string PrepareState(const Options* options);
 
-// True when a settings or state file could not be written since SetUpState; that was then said on standard error, once a file.
+// True when a settings or state file could not be written since SetUpState; that was then said on
+// standard error, once a file.
 bool WasWriteRefused();
 
 // The serial ports: those given, else the system's.
@@ -44,7 +46,8 @@ int SetUpPorts(const Options* options);
 // The state folder (SetUpState) and the ports (SetUpPorts).
 int SetUpDevices(const Options* options);
 
-// The same, without the ports that are not to be asked: those that --only does not name, and those that udev has ID_KORVEX_IGNORE for.
+// The same, without the ports that are not to be asked: those that --only does not name, and those
+// that udev has ID_KORVEX_IGNORE for.
 int SetUpDevicesToAsk(const Options* options);
 
 // The same as SetUpDevices, but only to look: nothing is made on the disk.

@@ -40,9 +40,11 @@ constexpr size_t TICKS_PER_SECOND = 10;
 struct Watched {
     std::string port;
     TouchController* controller;
-    std::optional<RemotePanel> remote; // where another process drives it; then there is no controller here, also when that one has ended
-    Clock::time_point soughtAt;        // when a runtime was looked for last, after that
-    std::deque<uint32_t> reports;      // at the last ticks, newest first
+    // where another process drives it; then there is no controller here, also when that one has
+    // ended
+    std::optional<RemotePanel> remote;
+    Clock::time_point soughtAt;   // when a runtime was looked for last, after that
+    std::deque<uint32_t> reports; // at the last ticks, newest first
     Sample shown;
     bool changed; // since it was shown before
 };
@@ -66,8 +68,9 @@ Sample RemoteSample(Watched* watched)
     }
     const nlohmann::ordered_json* state = &watched->remote->state;
     const auto counter = [state](const char* key) { return state->value(key, uint32_t{0}); };
-    return {PointIn(*state, "raw").value_or(Point{}), PointIn(*state, "mapped").value_or(Point{}), state->value("touching", false),
-        state->value("gone", false), RateOf(watched, counter("reports")), counter("reports"), counter("rejected"),
+    return {PointIn(*state, "raw").value_or(Point{}), PointIn(*state, "mapped").value_or(Point{}),
+        state->value("touching", false), state->value("gone", false),
+        RateOf(watched, counter("reports")), counter("reports"), counter("rejected"),
         counter("resynchronisations"), counter("dropped"), counter("inputs")};
 }
 
@@ -94,29 +97,35 @@ Sample TakeSample(Watched* watched)
     return sample;
 }
 
-std::string JsonOf(const Watched* watched, milliseconds time, const std::optional<platform::MonitorArea>& screen)
+std::string JsonOf(
+    const Watched* watched, milliseconds time, const std::optional<platform::MonitorArea>& screen)
 {
     const Sample* sample = &watched->shown;
-    nlohmann::ordered_json line{{"port", watched->port}, {"time", std::round(static_cast<double>(time.count()) / 100) / 10},
+    nlohmann::ordered_json line{{"port", watched->port},
+        {"time", std::round(static_cast<double>(time.count()) / 100) / 10},
         {"raw", {sample->raw.x, sample->raw.y}}, {"mapped", {sample->mapped.x, sample->mapped.y}},
         {"percent", {PercentOf(sample->mapped.x), PercentOf(sample->mapped.y)}}};
     if (screen)
-        line["pixel"] = {platform::PixelOf(sample->mapped.x, screen->width), platform::PixelOf(sample->mapped.y, screen->height)};
-    line.update({{"touching", sample->touching}, {"gone", sample->gone}, {"rate", sample->rate}, {"reports", sample->reports},
-        {"rejected", sample->rejected}, {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped},
+        line["pixel"] = {platform::PixelOf(sample->mapped.x, screen->width),
+            platform::PixelOf(sample->mapped.y, screen->height)};
+    line.update({{"touching", sample->touching}, {"gone", sample->gone}, {"rate", sample->rate},
+        {"reports", sample->reports}, {"rejected", sample->rejected},
+        {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped},
         {"inputs", sample->inputs}});
     return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 // What is on the terminal, or has been printed.
 struct View {
-    std::optional<platform::MonitorArea> screen; // whose pixels are shown; none: there is no X display
-    bool inPlace;                                // on a terminal the table stays where it is
-    size_t width;                                // of that terminal
+    // whose pixels are shown; none: there is no X display
+    std::optional<platform::MonitorArea> screen;
+    bool inPlace; // on a terminal the table stays where it is
+    size_t width; // of that terminal
     bool begun;
 };
 
-// The table in its place. Where the terminal has another size now it begins anew, for what was there has been wrapped or cut.
+// The table in its place. Where the terminal has another size now it begins anew, for what was
+// there has been wrapped or cut.
 std::string TableInPlace(const std::vector<MonitorRow>* rows, View* view)
 {
     constexpr size_t USUAL_WIDTH = 80;
@@ -135,8 +144,10 @@ std::string TableInPlace(const std::vector<MonitorRow>* rows, View* view)
     return text + "q ends it.\x1b[K\n";
 }
 
-// What has changed, as text: on a terminal the table in its place, else a line for each port that has.
-std::string Changes(std::vector<Watched>* all, const Options* options, View* view, milliseconds time)
+// What has changed, as text: on a terminal the table in its place, else a line for each port that
+// has.
+std::string Changes(
+    std::vector<Watched>* all, const Options* options, View* view, milliseconds time)
 {
     std::string text;
     std::vector<MonitorRow> rows;
@@ -164,30 +175,37 @@ std::string Changes(std::vector<Watched>* all, const Options* options, View* vie
 std::optional<platform::MonitorArea> ShownScreen(const Options* options)
 {
     platform::MonitorArea area{};
-    return HasDisplay() && platform::MeasureMonitor(nullptr, options->monitor, &area) ? std::optional(area) : std::nullopt;
+    return HasDisplay() && platform::MeasureMonitor(nullptr, options->monitor, &area)
+        ? std::optional(area)
+        : std::nullopt;
 }
 
-// Finds who drives the controller on a port, or drives it. Not EXIT_DONE, with the reason on standard error, when neither can be had;
-// EXIT_DONE with neither when the end was requested meanwhile.
+// Finds who drives the controller on a port, or drives it. Not EXIT_DONE, with the reason on
+// standard error, when neither can be had; EXIT_DONE with neither when the end was requested
+// meanwhile.
 int StartWatching(Watched* watched, const Options* options)
 {
     watched->controller = nullptr;
     watched->reports.clear();
     watched->remote = FindRuntime(PathOfPort(options, watched->port), watched->port);
     if (watched->remote) {
-        fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(), watched->remote->state.value("controller", "").c_str(),
-            watched->remote->process);
+        fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(),
+            watched->remote->state.value("controller", "").c_str(), watched->remote->process);
         return EXIT_DONE;
     }
     const int exitCode = OpenController(options, watched->port, &watched->controller);
-    return watched->controller == nullptr ? exitCode : StartDriving(options, watched->port, watched->controller);
+    return watched->controller == nullptr
+        ? exitCode
+        : StartDriving(options, watched->port, watched->controller);
 }
 
-// A runtime that has ended may start again, and the port is its own: it is looked for, and not opened here.
+// A runtime that has ended may start again, and the port is its own: it is looked for, and not
+// opened here.
 void FollowRuntime(Watched* watched)
 {
     constexpr milliseconds INTERVAL{1000};
-    if (watched->remote->runtime.socket >= 0 ? RefreshState(&*watched->remote) : Clock::now() - watched->soughtAt < INTERVAL)
+    if (watched->remote->runtime.socket >= 0 ? RefreshState(&*watched->remote)
+                                             : Clock::now() - watched->soughtAt < INTERVAL)
         return;
     watched->soughtAt = Clock::now();
     if (auto found = FindRuntime(watched->remote->state.value("path", ""), watched->port); found) {
@@ -196,8 +214,8 @@ void FollowRuntime(Watched* watched)
     }
 }
 
-// Looks after what is watched; a controller that has taken the place of one whose session has ended by itself is driven. The result is as
-// StartWatching's.
+// Looks after what is watched; a controller that has taken the place of one whose session has ended
+// by itself is driven. The result is as StartWatching's.
 int GoOnWatching(std::vector<Watched>* all, const Options* options)
 {
     for (Watched& watched : *all) {
@@ -227,10 +245,12 @@ int Watch(std::vector<Watched>* all, const Options* options)
             fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
             return EXIT_FAULT;
         }
-        const bool over = options->seconds && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
+        const bool over = options->seconds
+            && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
         if (over || WaitForEnd(TICK) || WasKeyPressed(&keys, 'q'))
             return EXIT_DONE;
-        if (const int exitCode = GoOnWatching(all, options); exitCode != EXIT_DONE || IsEndRequested())
+        if (const int exitCode = GoOnWatching(all, options);
+            exitCode != EXIT_DONE || IsEndRequested())
             return exitCode;
     }
 }

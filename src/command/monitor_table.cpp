@@ -33,30 +33,50 @@ std::string Pair(int x, int y)
 std::string PercentText(const Sample* sample, const Screen* /*screen*/)
 {
     std::array<char, 48> text{};
-    snprintf(text.data(), text.size(), "%5.1f %5.1f", PercentOf(sample->mapped.x), PercentOf(sample->mapped.y));
+    snprintf(text.data(), text.size(), "%5.1f %5.1f", PercentOf(sample->mapped.x),
+        PercentOf(sample->mapped.y));
     return text.data();
 }
 
 std::string PixelText(const Sample* sample, const Screen* screen)
 {
-    return *screen ? Pair(platform::PixelOf(sample->mapped.x, (*screen)->width), platform::PixelOf(sample->mapped.y, (*screen)->height))
+    return *screen ? Pair(platform::PixelOf(sample->mapped.x, (*screen)->width),
+                         platform::PixelOf(sample->mapped.y, (*screen)->height))
                    : "-";
 }
 
 // Behind the port, in their order.
 constexpr std::array COLUMNS{
-    Column{"RAW     Y", 9, 3, [](const Sample* sample, const Screen* /*screen*/) { return Pair(sample->raw.x, sample->raw.y); }},
+    Column{"RAW     Y", 9, 3,
+        [](const Sample* sample, const Screen* /*screen*/) {
+            return Pair(sample->raw.x, sample->raw.y);
+        }},
     Column{"    %     %", 11, 0, PercentText},
     Column{"PIXEL   Y", 9, 4, PixelText},
     Column{"TOUCH", 5, 1,
         [](const Sample* sample, const Screen* /*screen*/) {
             return std::string(sample->gone ? "gone" : sample->touching ? "down" : "up");
         }},
-    Column{"RATE", 4, 2, [](const Sample* sample, const Screen* /*screen*/) { return std::to_string(sample->rate); }},
-    Column{"REPORTS", 8, 6, [](const Sample* sample, const Screen* /*screen*/) { return std::to_string(sample->reports); }},
-    Column{"BAD", 6, 5, [](const Sample* sample, const Screen* /*screen*/) { return std::to_string(sample->rejected); }},
-    Column{"RESYNC", 6, 7, [](const Sample* sample, const Screen* /*screen*/) { return std::to_string(sample->resynchronisations); }},
-    Column{"DROPPED", 7, 8, [](const Sample* sample, const Screen* /*screen*/) { return std::to_string(sample->dropped); }},
+    Column{"RATE", 4, 2,
+        [](const Sample* sample, const Screen* /*screen*/) {
+            return std::to_string(sample->rate);
+        }},
+    Column{"REPORTS", 8, 6,
+        [](const Sample* sample, const Screen* /*screen*/) {
+            return std::to_string(sample->reports);
+        }},
+    Column{"BAD", 6, 5,
+        [](const Sample* sample, const Screen* /*screen*/) {
+            return std::to_string(sample->rejected);
+        }},
+    Column{"RESYNC", 6, 7,
+        [](const Sample* sample, const Screen* /*screen*/) {
+            return std::to_string(sample->resynchronisations);
+        }},
+    Column{"DROPPED", 7, 8,
+        [](const Sample* sample, const Screen* /*screen*/) {
+            return std::to_string(sample->dropped);
+        }},
 };
 
 std::string PaddedLeft(const std::string& text, size_t width)
@@ -71,7 +91,8 @@ std::string PaddedRight(const std::string& text, size_t width)
 
 } // namespace
 
-MonitorColumns ChooseColumns(const std::vector<MonitorRow>* rows, const Screen& screen, size_t width)
+MonitorColumns ChooseColumns(
+    const std::vector<MonitorRow>* rows, const Screen& screen, size_t width)
 {
     MonitorColumns columns{{}, 4, screen};
     for (const MonitorRow& row : *rows)
@@ -79,7 +100,8 @@ MonitorColumns ChooseColumns(const std::vector<MonitorRow>* rows, const Screen& 
     columns.portWidth = std::min(columns.portWidth, MAX_PORT_WIDTH);
     size_t used = columns.portWidth;
     for (size_t rank = 0; rank < COLUMNS.size(); ++rank) {
-        const auto* column = std::find_if(COLUMNS.begin(), COLUMNS.end(), [rank](const Column& one) { return one.rank == rank; });
+        const auto* column = std::find_if(
+            COLUMNS.begin(), COLUMNS.end(), [rank](const Column& one) { return one.rank == rank; });
         used += 1 + column->width;
         if (used > width)
             break;
@@ -102,7 +124,8 @@ std::string LineOf(const MonitorRow* row, const MonitorColumns* columns)
     const size_t hidden = row->port.size() - std::min(row->port.size(), columns->portWidth);
     std::string line = PaddedRight(row->port.substr(hidden), columns->portWidth);
     for (const size_t index : columns->shown)
-        line += " " + PaddedLeft(COLUMNS[index].text(&row->sample, &columns->screen), COLUMNS[index].width);
+        line += " "
+            + PaddedLeft(COLUMNS[index].text(&row->sample, &columns->screen), COLUMNS[index].width);
     return line;
 }
 

@@ -33,13 +33,15 @@ struct MonitorRow {
     Sample sample;
 };
 
-// The columns in their order that fit a width: the more it has, the more of them; at 40 still those that tell of touches.
+// The columns in their order that fit a width: the more it has, the more of them; at 40 still those
+// that tell of touches.
 struct MonitorColumns {
     std::vector<size_t> shown;
     size_t portWidth;
     std::optional<platform::MonitorArea> screen; // whose pixels are shown
 };
-MonitorColumns ChooseColumns(const std::vector<MonitorRow>* rows, const std::optional<platform::MonitorArea>& screen, size_t width);
+MonitorColumns ChooseColumns(const std::vector<MonitorRow>* rows,
+    const std::optional<platform::MonitorArea>& screen, size_t width);
 
 // Lines without their ends. A longer port name shows its end.
 std::string HeaderOf(const MonitorColumns* columns);

@@ -52,11 +52,13 @@ Opening Open(const std::string& path, TouchController** controller)
 {
     *controller = nullptr;
     if (platform::IsPortIgnored(path))
-        return {EXIT_NO_PORT, "'" + path + "' is not asked: udev has ID_KORVEX_IGNORE for it", false};
+        return {
+            EXIT_NO_PORT, "'" + path + "' is not asked: udev has ID_KORVEX_IGNORE for it", false};
     HANDLE port = OpenPort(path);
     if (port == INVALID_HANDLE_VALUE) {
         const DWORD error = GetLastError();
-        return {EXIT_NO_PORT, "cannot open '" + path + "': " + PortFailureText(path, error), error != ERROR_INVALID_FUNCTION};
+        return {EXIT_NO_PORT, "cannot open '" + path + "': " + PortFailureText(path, error),
+            error != ERROR_INVALID_FUNCTION};
     }
     TouchController* opened = ControllerOn(port);
     if (opened == nullptr)
@@ -69,7 +71,8 @@ Opening Open(const std::string& path, TouchController** controller)
     ReleaseController(opened);
     if (IsEndRequested())
         return {EXIT_DONE, "", false};
-    return {EXIT_NO_CONTROLLER, "no controller answers on '" + path + "', neither at 19200 nor at 9600 baud", true};
+    return {EXIT_NO_CONTROLLER,
+        "no controller answers on '" + path + "', neither at 19200 nor at 9600 baud", true};
 }
 
 } // namespace
@@ -82,7 +85,8 @@ HANDLE OpenPort(const std::string& path)
         SetLastError(ERROR_INVALID_FUNCTION);
         return INVALID_HANDLE_VALUE;
     }
-    return CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    return CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+        nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 TouchController* ControllerOn(HANDLE port)
@@ -121,7 +125,8 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
             return opening.exitCode;
         }
         if (opening.fault != told) {
-            Tell(Priority::WARNING, options->command + ": " + opening.fault + "; it is asked again every 2 to 30 s");
+            Tell(Priority::WARNING,
+                options->command + ": " + opening.fault + "; it is asked again every 2 to 30 s");
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;
@@ -134,9 +139,11 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
 int StartDriving(const Options* options, const std::string& port, TouchController* controller)
 {
     // The link is the reader's from the start of the session on.
-    const std::string line = PanelTitle(PathOfPort(options, port)) + ": " + DescriptionOf(controller);
+    const std::string line
+        = PanelTitle(PathOfPort(options, port)) + ": " + DescriptionOf(controller);
     if (!StartSession(controller)) {
-        fprintf(stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
+        fprintf(
+            stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
         return EXIT_FAULT;
     }
     Tell(Priority::NOTICE, line);
@@ -180,7 +187,8 @@ int EndControllers(const std::vector<TouchController*>* controllers, int exitCod
     for (TouchController* controller : *controllers)
         RequestSessionStop(controller);
     for (TouchController* controller : *controllers) {
-        if (controller->readerThread != nullptr) // a thread that was refused will not tell of its end
+        // a thread that was refused will not tell of its end
+        if (controller->readerThread != nullptr)
             JoinSession(controller, SESSION_STOP_LIMIT_MS);
     }
     if (!std::all_of(controllers->begin(), controllers->end(), HasReaderEnded))

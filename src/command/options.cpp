@@ -26,7 +26,8 @@ bool HasDisplay()
 
 bool IsWaylandSession()
 {
-    return !EnvironmentText("WAYLAND_DISPLAY").empty() || EnvironmentText("XDG_SESSION_TYPE") == "wayland";
+    return !EnvironmentText("WAYLAND_DISPLAY").empty()
+        || EnvironmentText("XDG_SESSION_TYPE") == "wayland";
 }
 
 std::string DefaultStateFolder()

@@ -48,10 +48,12 @@ bool HasDisplay();
 // True in a Wayland session, where an X display reaches X programs only.
 bool IsWaylandSession();
 
-// The state folder of a user who names none: as freedesktop.org has it for state of a user's programs.
+// The state folder of a user who names none: as freedesktop.org has it for state of a user's
+// programs.
 std::string DefaultStateFolder();
 
-// Sets what missing options mean to a command that sends pointer input and shows windows, by the user's environment.
+// Sets what missing options mean to a command that sends pointer input and shows windows, by the
+// user's environment.
 void SetDefaults(Options* options);
 
 } // namespace korvex::command

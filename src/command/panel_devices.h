@@ -8,8 +8,8 @@
 
 namespace korvex::command {
 
-// The panel on the line of that path: its name (port_names.h), and its model as NotePanelModel has been told, else as the device tree
-// knows it, else 0. Any thread.
+// The panel on the line of that path: its name (port_names.h), and its model as NotePanelModel has
+// been told, else as the device tree knows it, else 0. Any thread.
 platform::PanelDescription DescribePanel(const std::string& path);
 
 // Takes note of the model of a controller that was identified on a line.

@@ -19,15 +19,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The process that holds the file's lock, by the kernel's list of them ("1: FLOCK  ADVISORY  WRITE 812 00:1a:3 0 EOF"); 0 for none.
+// The process that holds the file's lock, by the kernel's list of them ("1: FLOCK  ADVISORY  WRITE
+// 812 00:1a:3 0 EOF"); 0 for none.
 pid_t LockHolder(const std::string& path)
 {
     struct stat status{};
     if (stat(path.c_str(), &status) != 0)
         return 0;
     std::array<char, 64> place{};
-    snprintf(place.data(), place.size(), "%02x:%02x:%llu", major(status.st_dev), minor(status.st_dev),
-        static_cast<unsigned long long>(status.st_ino));
+    snprintf(place.data(), place.size(), "%02x:%02x:%llu", major(status.st_dev),
+        minor(status.st_dev), static_cast<unsigned long long>(status.st_ino));
     std::ifstream locks("/proc/locks");
     for (std::string line; std::getline(locks, line);) {
         std::istringstream words(line);
@@ -43,28 +44,32 @@ pid_t LockHolder(const std::string& path)
     return 0;
 }
 
-// A process that has the file open, by its links below /proc; 0 for none. Those of other users cannot be seen.
+// A process that has the file open, by its links below /proc; 0 for none. Those of other users
+// cannot be seen.
 pid_t OpenHolder(const fs::path& file)
 {
     std::error_code error;
     if (file.empty())
         return 0; // the port has gone meanwhile
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
-        const pid_t process = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
+        const pid_t process
+            = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
         if (process == 0 || process == getpid())
             continue;
         const fs::directory_iterator descriptors(entry.path() / "fd", error);
-        const bool open = std::any_of(begin(descriptors), end(descriptors), [&file](const fs::directory_entry& descriptor) {
-            std::error_code unreadable;
-            return fs::read_symlink(descriptor.path(), unreadable) == file;
-        });
+        const bool open = std::any_of(
+            begin(descriptors), end(descriptors), [&file](const fs::directory_entry& descriptor) {
+                std::error_code unreadable;
+                return fs::read_symlink(descriptor.path(), unreadable) == file;
+            });
         if (open)
             return process;
     }
     return 0;
 }
 
-// A running program's name; empty once it has ended, although a child of its may go on holding what it held.
+// A running program's name; empty once it has ended, although a child of its may go on holding what
+// it held.
 std::string ProgramName(pid_t process)
 {
     std::string name;

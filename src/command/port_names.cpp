@@ -35,7 +35,8 @@ std::string PathOfPort(const Options* options, const std::string& port)
         return port;
     if (IsTty(PANEL_FOLDER + port))
         return PANEL_FOLDER + port;
-    for (const platform::ScannedPort& scanned : platform::ScanSerialPorts("/sys", "/dev", "/proc")) {
+    for (const platform::ScannedPort& scanned :
+        platform::ScanSerialPorts("/sys", "/dev", "/proc")) {
         if (scanned.name == port)
             return scanned.stablePath;
     }
@@ -53,8 +54,8 @@ bool IsSamePort(const std::string& path, const std::string& other)
     struct stat first{};
     struct stat second{};
     return path == other
-        || (stat(path.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 && first.st_dev == second.st_dev
-            && first.st_ino == second.st_ino);
+        || (stat(path.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0
+            && first.st_dev == second.st_dev && first.st_ino == second.st_ino);
 }
 
 std::string PanelNameOf(const std::string& path)

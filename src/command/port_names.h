@@ -1,4 +1,5 @@
-// What people call a serial port: the name that the administrator gave the panel on it, COM33, ttyUSB0, or a path, a link of udev's say.
+// What people call a serial port: the name that the administrator gave the panel on it, COM33,
+// ttyUSB0, or a path, a link of udev's say.
 #pragma once
 
 #include <string>
@@ -7,8 +8,9 @@
 
 namespace korvex::command {
 
-// The path to open for a port that is called so; the text itself where nothing has that name. It is best a link that udev makes for the
-// adapter, which leads to it also when it has come back under another number.
+// The path to open for a port that is called so; the text itself where nothing has that name. It is
+// best a link that udev makes for the adapter, which leads to it also when it has come back under
+// another number.
 std::string PathOfPort(const Options* options, const std::string& port);
 
 // Whether two paths lead to one tty.
@@ -17,7 +19,8 @@ bool IsSamePort(const std::string& path, const std::string& other);
 // The panel on a line: "left", or without such a name that of the tty, "ttyUSB0".
 std::string PanelNameOf(const std::string& path);
 
-// A panel and its port for people: "left (/dev/ttyUSB0)"; the path alone where nothing else is known.
+// A panel and its port for people: "left (/dev/ttyUSB0)"; the path alone where nothing else is
+// known.
 std::string PanelTitle(const std::string& path);
 
 // Where a path leads now, without links; where it leads nowhere, the path itself.

@@ -21,14 +21,15 @@ PortState StateOf(DEVINST port)
     SP_DEVINFO_DATA element{};
     element.cbSize = sizeof(element);
     element.DevInst = port;
-    const OwnedDevices devices(
-        SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
+    const OwnedDevices devices(SetupDiGetClassDevsW(
+        nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
     PortName name{};
     ReadPortName(devices.value, &element, &name);
     const std::u16string child = platform::InstanceIdOf(FirstChild(port));
     const std::string path = platform::NativePathOf(port);
-    return {port, platform::ToUtf8(name.data()), path, platform::GivenPanelNameOf(path, "/dev"), platform::IsPortIgnored(path),
-        platform::ToUtf8(child), ModelFromHardwareId(child.c_str()), IsEnumeratorBound(devices.value, &element)};
+    return {port, platform::ToUtf8(name.data()), path, platform::GivenPanelNameOf(path, "/dev"),
+        platform::IsPortIgnored(path), platform::ToUtf8(child), ModelFromHardwareId(child.c_str()),
+        IsEnumeratorBound(devices.value, &element)};
 }
 
 } // namespace
@@ -48,11 +49,12 @@ bool IsPanelPort(const Options* options, const PortState* port)
     return !options->ports.empty() || port->bound || port->model != 0 || !port->panel.empty();
 }
 
-const PortState* FindPort(const std::vector<PortState>* ports, const Options* options, const std::string& name)
+const PortState* FindPort(
+    const std::vector<PortState>* ports, const Options* options, const std::string& name)
 {
     const std::string path = PathOfPort(options, name);
-    const auto found = std::find_if(
-        ports->begin(), ports->end(), [&](const PortState& port) { return port.name == name || IsSamePort(port.path, path); });
+    const auto found = std::find_if(ports->begin(), ports->end(),
+        [&](const PortState& port) { return port.name == name || IsSamePort(port.path, path); });
     return found == ports->end() ? nullptr : &*found;
 }
 

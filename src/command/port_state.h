@@ -24,11 +24,13 @@ struct PortState {
 // The states of all ports; none is opened.
 std::vector<PortState> AllPorts();
 
-// Whether `korvex check` asks it although nobody wants all ports asked: a panel is known there, or the port was given.
+// Whether `korvex check` asks it although nobody wants all ports asked: a panel is known there, or
+// the port was given.
 bool IsPanelPort(const Options* options, const PortState* port);
 
 // The port that is called so (port_names.h); null when it is none of these.
-const PortState* FindPort(const std::vector<PortState>* ports, const Options* options, const std::string& name);
+const PortState* FindPort(
+    const std::vector<PortState>* ports, const Options* options, const std::string& name);
 
 // A model as people write it, "5200"; empty for 0.
 std::string ModelText(uint32_t model);

@@ -32,8 +32,9 @@ void PrintJson(const Options* options, const std::vector<PortState>* ports)
 {
     auto list = nlohmann::ordered_json::array();
     for (const PortState& port : *ports)
-        list.push_back({{"name", port.name}, {"path", ShownPath(port.path)}, {"child", port.child}, {"model", ModelText(port.model)},
-            {"bound", port.bound}, {"panel", port.panel}, {"ignored", port.ignored}, {"askedBy", AskedBy(options, &port)}});
+        list.push_back({{"name", port.name}, {"path", ShownPath(port.path)}, {"child", port.child},
+            {"model", ModelText(port.model)}, {"bound", port.bound}, {"panel", port.panel},
+            {"ignored", port.ignored}, {"askedBy", AskedBy(options, &port)}});
     puts(list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
@@ -41,8 +42,8 @@ void PrintTable(const Options* options, const std::vector<PortState>* ports)
 {
     TextTable table{{"PORT", "PATH", "PANEL", "MODEL", "BINDING", "ASKED BY", "CHILD"}};
     for (const PortState& port : *ports)
-        table.push_back({port.name, ShownPath(port.path), port.panel, ModelText(port.model), port.bound ? "bound" : "",
-            AskedBy(options, &port), port.child});
+        table.push_back({port.name, ShownPath(port.path), port.panel, ModelText(port.model),
+            port.bound ? "bound" : "", AskedBy(options, &port), port.child});
     fputs(TextOf(&table).c_str(), stdout);
 }
 
@@ -63,12 +64,14 @@ int RunUnbind(const Options* options)
     const std::string& name = options->arguments[0];
     const std::vector<PortState> ports = AllPorts();
     if (const PortState* port = FindPort(&ports, options, name); port != nullptr) {
-        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + platform::FromUtf8(port->name);
+        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE)
+            + u"\\Parameters\\" + platform::FromUtf8(port->name);
         platform::ForgetPort(port->node);
         platform::DeleteRegistryKey(parameters);
         return EXIT_DONE; // what could not be written has been said
     }
-    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(), name.c_str());
+    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(),
+        name.c_str());
     return EXIT_NO_PORT;
 }
 

@@ -28,7 +28,8 @@ std::optional<uint32_t> Number(std::string_view text, int base, uint32_t largest
 {
     uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    const bool valid = error == std::errc{} && end == text.data() + text.size() && number <= largest;
+    const bool valid
+        = error == std::errc{} && end == text.data() + text.size() && number <= largest;
     return valid ? std::optional(number) : std::nullopt;
 }
 
@@ -52,7 +53,8 @@ std::optional<std::chrono::microseconds> Time(std::string_view text)
 bool ParseBytes(std::string_view text, std::vector<uint8_t>* bytes)
 {
     for (std::string_view word = TakeWord(&text); !word.empty(); word = TakeWord(&text)) {
-        const std::optional<uint32_t> byte = word.size() == 2 ? Number(word, 16, 0xFF) : std::nullopt;
+        const std::optional<uint32_t> byte
+            = word.size() == 2 ? Number(word, 16, 0xFF) : std::nullopt;
         if (!byte)
             return false;
         bytes->push_back(static_cast<uint8_t>(*byte));
@@ -63,8 +65,11 @@ bool ParseBytes(std::string_view text, std::vector<uint8_t>* bytes)
 bool ParseFirmware(std::string_view text, Recording* recording)
 {
     const size_t first = std::min(text.find('.'), text.size());
-    const size_t second = first < text.size() ? std::min(text.find('.', first + 1), text.size()) : first;
-    const auto part = [text](size_t start, size_t end) { return start < end ? text.substr(start, end - start) : std::string_view(); };
+    const size_t second
+        = first < text.size() ? std::min(text.find('.', first + 1), text.size()) : first;
+    const auto part = [text](size_t start, size_t end) {
+        return start < end ? text.substr(start, end - start) : std::string_view();
+    };
     const std::optional<uint32_t> majorNumber = Number(part(0, first), 10, 0xFF);
     const std::optional<uint32_t> minorNumber = Number(part(first + 1, second), 10, 0xFF);
     const std::optional<uint32_t> build = Number(part(second + 1, text.size()), 10, 0xFFFF);
@@ -80,22 +85,27 @@ bool ParseFirmware(std::string_view text, Recording* recording)
 bool ParseController(std::string_view text, Recording* recording)
 {
     recording->model = Number(TakeWord(&text), 16, 0xFFFF).value_or(0);
-    const bool firmware = TakeWord(&text) == "firmware" && ParseFirmware(TakeWord(&text), recording);
+    const bool firmware
+        = TakeWord(&text) == "firmware" && ParseFirmware(TakeWord(&text), recording);
     const bool resolution = TakeWord(&text) == "resolution";
     recording->resolutionBits = Number(TakeWord(&text), 10, 12).value_or(0);
     const bool baud = TakeWord(&text) == "baud";
     recording->baudRate = Number(TakeWord(&text), 10, 19200).value_or(0);
-    const bool known = recording->model == MODEL_5200 || recording->model == MODEL_5460 || recording->model == MODEL_7700;
-    const bool bits = recording->resolutionBits == 10 || (recording->resolutionBits == 12 && recording->model == MODEL_5200);
+    const bool known = recording->model == MODEL_5200 || recording->model == MODEL_5460
+        || recording->model == MODEL_7700;
+    const bool bits = recording->resolutionBits == 10
+        || (recording->resolutionBits == 12 && recording->model == MODEL_5200);
     const bool rate = recording->baudRate == 19200 || recording->baudRate == 9600;
     return known && firmware && resolution && bits && baud && rate && TakeWord(&text).empty();
 }
 
 // Takes what the controller's memory holds from the answer to a command that asks for it.
-void TakeMemory(const std::vector<uint8_t>* command, const std::vector<uint8_t>* answer, Recording* recording)
+void TakeMemory(
+    const std::vector<uint8_t>* command, const std::vector<uint8_t>* answer, Recording* recording)
 {
     const size_t length = ReportLengthOf(recording->model);
-    if (command->size() != length || answer->size() != length || answer->front() != command->front())
+    if (command->size() != length || answer->size() != length
+        || answer->front() != command->front())
         return;
     const MemoryPart part = MemoryPartOf(recording->model, command->data());
     std::copy_n(answer->data() + part.offset, part.count, recording->memory.begin() + part.address);
@@ -145,7 +155,8 @@ std::string ParseEvent(std::string_view line, ParserState* state, Recording* rec
 std::string TimeText(std::chrono::microseconds time)
 {
     std::array<char, 32> text{};
-    snprintf(text.data(), text.size(), "%lld.%06lld", static_cast<long long>(time.count() / 1'000'000),
+    snprintf(text.data(), text.size(), "%lld.%06lld",
+        static_cast<long long>(time.count() / 1'000'000),
         static_cast<long long>(time.count() % 1'000'000));
     return text.data();
 }
@@ -192,7 +203,8 @@ std::string FirstRecordingLine()
     return line;
 }
 
-std::string EventLine(std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count)
+std::string EventLine(
+    std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count)
 {
     std::string line = TimeText(time);
     line += ' ';
@@ -209,8 +221,9 @@ std::string EventLine(std::chrono::microseconds time, std::string_view kind, con
 std::string ControllerLine(std::chrono::microseconds time, const TouchController* controller)
 {
     std::array<char, 96> text{};
-    snprintf(text.data(), text.size(), " controller %X firmware %u.%u.%u resolution %u baud %u\n", controller->model, controller->fwMajor,
-        controller->fwMinor, controller->fwBuild, controller->resolutionBits, controller->link.baudRate);
+    snprintf(text.data(), text.size(), " controller %X firmware %u.%u.%u resolution %u baud %u\n",
+        controller->model, controller->fwMajor, controller->fwMinor, controller->fwBuild,
+        controller->resolutionBits, controller->link.baudRate);
     return TimeText(time) + text.data();
 }
 

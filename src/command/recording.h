@@ -1,4 +1,5 @@
-// Recordings of a serial line: text, one event a line, behind a first line with the format's name and version:
+// Recordings of a serial line: text, one event a line, behind a first line with the format's name
+// and version:
 //
 //   korvex-recording 1
 //   # a comment
@@ -7,10 +8,11 @@
 //   0.212345 controller 5200 firmware 1.2.3 resolution 10 baud 19200
 //   1.500000 report 71 00 02 00 02 8A
 //
-// A line begins with the time in seconds since the start, with up to six decimals, never falling. "sent" and "answer" hold the bytes of
-// the identification and of all other commands and answers, "controller" what was identified, once, and "report" bytes that the
-// session read, as they came in: in whole reports, in pieces of one, or several at once. Bytes are two hexadecimal digits. Empty lines do
-// not count.
+// A line begins with the time in seconds since the start, with up to six decimals, never falling.
+// "sent" and "answer" hold the bytes of the identification and of all other commands and answers,
+// "controller" what was identified, once, and "report" bytes that the session read, as they came
+// in: in whole reports, in pieces of one, or several at once. Bytes are two hexadecimal digits.
+// Empty lines do not count.
 #pragma once
 
 #include <array>
@@ -48,7 +50,8 @@ bool ParseRecording(std::string_view text, Recording* recording, std::string* er
 
 // The lines of a recording, each with its line end.
 std::string FirstRecordingLine();
-std::string EventLine(std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count);
+std::string EventLine(
+    std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count);
 std::string ControllerLine(std::chrono::microseconds time, const TouchController* controller);
 
 } // namespace korvex::command

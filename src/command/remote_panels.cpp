@@ -61,15 +61,16 @@ void Post(UINT message, size_t panel, LPARAM value)
 bool Listen(Remote* remote, ControlClient&& client)
 {
     remote->events = std::move(client);
-    const std::optional<Json> answer = Ask(&remote->events, {{"do", "listen"}, {"panel", remote->path}});
+    const std::optional<Json> answer
+        = Ask(&remote->events, {{"do", "listen"}, {"panel", remote->path}});
     if (answer && !answer->contains("error"))
         return true;
     Disconnect(&remote->events);
     return false;
 }
 
-// Looks for who drives the panel now, not too often. A panel that is driven anew, by another process or with another controller, is another
-// one for the calibration.
+// Looks for who drives the panel now, not too often. A panel that is driven anew, by another
+// process or with another controller, is another one for the calibration.
 void FindAgain(size_t panel)
 {
     Remote* remote = &remotes.panels[panel];
@@ -91,7 +92,8 @@ void TakeEvent(size_t panel, const Json& event)
     const std::string kind = TextIn(event, "event");
     const std::optional<Point> raw = PointIn(event, "raw");
     if (kind == "touch" && raw)
-        Post(WM_PANEL_TOUCH, panel, PackTouch(*raw, event.contains("touching") && event["touching"] == true));
+        Post(WM_PANEL_TOUCH, panel,
+            PackTouch(*raw, event.contains("touching") && event["touching"] == true));
     else if (kind == "gone" || kind == "ended")
         Post(WM_PANEL_GONE, panel, 0);
     else if (kind == "back")
@@ -117,7 +119,8 @@ void Receive(size_t panel)
 void TakeLines(size_t panel)
 {
     ControlClient* events = &remotes.panels[panel].events;
-    for (size_t end = events->received.find('\n'); end != std::string::npos; end = events->received.find('\n')) {
+    for (size_t end = events->received.find('\n'); end != std::string::npos;
+        end = events->received.find('\n')) {
         const std::string line = events->received.substr(0, end);
         events->received.erase(0, end + 1);
         TakeEvent(panel, Json::parse(line, nullptr, false));
@@ -130,10 +133,13 @@ void ListenToAll()
         std::vector<pollfd> polled{{remotes.wake, POLLIN, 0}};
         for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
             TakeLines(panel);
-            polled.push_back({remotes.panels[panel].events.socket, POLLIN, 0}); // poll passes -1 over
+            // poll passes -1 over
+            polled.push_back({remotes.panels[panel].events.socket, POLLIN, 0});
         }
-        const bool missing = std::any_of(polled.begin(), polled.end(), [](const pollfd& one) { return one.fd < 0; });
-        poll(polled.data(), polled.size(), missing ? static_cast<int>(SEARCH_INTERVAL.count()) : -1);
+        const bool missing = std::any_of(
+            polled.begin(), polled.end(), [](const pollfd& one) { return one.fd < 0; });
+        poll(
+            polled.data(), polled.size(), missing ? static_cast<int>(SEARCH_INTERVAL.count()) : -1);
         if (polled[0].revents != 0)
             return;
         for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
@@ -166,8 +172,9 @@ void End()
     }
 }
 
-// Asks the runtime over a connection that lives, so anew where the one of before has ended meanwhile. Where nothing answers in time, what
-// is asked for may happen all the same: an answer with "error" says so.
+// Asks the runtime over a connection that lives, so anew where the one of before has ended
+// meanwhile. Where nothing answers in time, what is asked for may happen all the same: an answer
+// with "error" says so.
 Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
 {
     request["panel"] = remote->path;
@@ -178,7 +185,8 @@ Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
             remote->requests = std::move(found->runtime);
         answer = Ask(&remote->requests, request, limit);
     }
-    return answer.value_or(Json{{"error", "The runtime does not answer; it may do what it was asked for all the same."}});
+    return answer.value_or(Json{
+        {"error", "The runtime does not answer; it may do what it was asked for all the same."}});
 }
 
 Json PointsOf(const CalibrationData* points)
@@ -217,7 +225,8 @@ void TakeBack(uint32_t panel)
 
 bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
 {
-    const Json answer = AskFor(&remotes.panels[panel], {{"do", "store"}, {"calibration", PointsOf(points)}}, STORE_LIMIT);
+    const Json answer = AskFor(
+        &remotes.panels[panel], {{"do", "store"}, {"calibration", PointsOf(points)}}, STORE_LIMIT);
     CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
     return answer.contains("stored") && answer["stored"] == true;
 }
@@ -226,11 +235,13 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
 
 const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
 {
-    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
+    static constexpr PanelSource SOURCE{
+        Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
     for (RemotePanel& panel : panels) {
         const std::string path = panel.state.value("path", "");
-        remotes.panels.push_back({panel.state.value("panel", ""), path, PanelTitle(path) + ", " + panel.state.value("controller", ""),
+        remotes.panels.push_back({panel.state.value("panel", ""), path,
+            PanelTitle(path) + ", " + panel.state.value("controller", ""),
             panel.state.value("resolutionBits", 10U), std::move(panel.runtime), {}, {}});
     }
     return &SOURCE;

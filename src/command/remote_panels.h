@@ -1,4 +1,5 @@
-// Panels that runtimes drive, through their control sockets, as the calibration's source of touches.
+// Panels that runtimes drive, through their control sockets, as the calibration's source of
+// touches.
 #pragma once
 
 #include <vector>
@@ -8,7 +9,8 @@
 
 namespace korvex::command {
 
-// The source that these panels are. A runtime that has ended is looked for again, every second. Once per process.
+// The source that these panels are. A runtime that has ended is looked for again, every second.
+// Once per process.
 const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels);
 
 } // namespace korvex::command

@@ -27,7 +27,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr size_t MAX_RECORDING_BYTES = size_t{256} << 20; // some weeks of touches; its events take several times as much memory
+// some weeks of touches; its events take several times as much memory
+constexpr size_t MAX_RECORDING_BYTES = size_t{256} << 20;
 
 // The emulated controller that a recording stands for.
 emulator::EmulatorOptions EmulatorOf(const Recording* recording)
@@ -62,12 +63,14 @@ PlayResult Play(const Recording* recording, bool fullSpeed, emulator::Emulator* 
     return PlayResult::DONE;
 }
 
-// Waits until the session has taken everything: the line is empty, and nothing has been counted for longer than a report may take.
+// Waits until the session has taken everything: the line is empty, and nothing has been counted for
+// longer than a report may take.
 void AwaitSilence(const TouchController* controller, const std::string& terminal)
 {
     constexpr milliseconds LONGEST_REPORT{200};
     const auto total = [counters = &controller->counters] {
-        return counters->reports + counters->rejectedPackets + counters->resynchronisations + counters->droppedBytes;
+        return counters->reports + counters->rejectedPackets + counters->resynchronisations
+            + counters->droppedBytes;
     };
     const int line = open(terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     int waiting = 1;
@@ -93,16 +96,22 @@ int Replay(const Options* options, const Recording* recording)
     if (controller == nullptr)
         return exitCode;
     exitCode = StartDriving(options, options->arguments[0], controller);
-    const PlayResult result = exitCode == EXIT_DONE ? Play(recording, options->fullSpeed, panel.get()) : PlayResult::ENDED;
+    const PlayResult result = exitCode == EXIT_DONE
+        ? Play(recording, options->fullSpeed, panel.get())
+        : PlayResult::ENDED;
     if (result == PlayResult::DONE)
         AwaitSilence(controller, TerminalPath(panel.get()));
     if (result == PlayResult::LINE_FULL) {
-        fprintf(stderr, "%s: the session has taken nothing for a second; the rest is not played\n", options->command.c_str());
+        fprintf(stderr, "%s: the session has taken nothing for a second; the rest is not played\n",
+            options->command.c_str());
         exitCode = EXIT_FAULT;
     }
     const SessionCounters* counters = &controller->counters;
-    fprintf(stderr, "%u reports, %u rejected packets, %u resynchronisations, %u bytes dropped, %u inputs\n", counters->reports.load(),
-        counters->rejectedPackets.load(), counters->resynchronisations.load(), counters->droppedBytes.load(), counters->inputs.load());
+    fprintf(stderr,
+        "%u reports, %u rejected packets, %u resynchronisations, %u bytes dropped, %u inputs\n",
+        counters->reports.load(), counters->rejectedPackets.load(),
+        counters->resynchronisations.load(), counters->droppedBytes.load(),
+        counters->inputs.load());
     const std::vector controllers{controller};
     return EndControllers(&controllers, exitCode);
 }
@@ -114,7 +123,8 @@ std::string ReadText(const std::string& path, std::string* text)
         return "";
     if (errno == EINVAL)
         return "it is not a file";
-    return errno == EFBIG ? "it is larger than " + std::to_string(MAX_RECORDING_BYTES >> 20) + " MB" : strerror(errno);
+    return errno == EFBIG ? "it is larger than " + std::to_string(MAX_RECORDING_BYTES >> 20) + " MB"
+                          : strerror(errno);
 }
 
 } // namespace
@@ -124,13 +134,15 @@ int RunReplay(const Options* options)
     const std::string& path = options->arguments[0];
     std::string text;
     if (const std::string fault = ReadText(path, &text); !fault.empty()) {
-        fprintf(stderr, "%s: cannot read '%s': %s\n", options->command.c_str(), path.c_str(), fault.c_str());
+        fprintf(stderr, "%s: cannot read '%s': %s\n", options->command.c_str(), path.c_str(),
+            fault.c_str());
         return EXIT_FAULT;
     }
     std::string fault;
     Recording recording;
     if (!ParseRecording(text, &recording, &fault)) {
-        fprintf(stderr, "%s: cannot play '%s': %s\n", options->command.c_str(), path.c_str(), fault.c_str());
+        fprintf(stderr, "%s: cannot play '%s': %s\n", options->command.c_str(), path.c_str(),
+            fault.c_str());
         return EXIT_FAULT;
     }
     return Replay(options, &recording);

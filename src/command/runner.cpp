@@ -17,12 +17,13 @@ namespace korvex::command {
 
 namespace {
 
-// Opens what is missing of the standard descriptors: the first file or port that is opened would else take its number, and what is printed
-// would go there. What is written to the stand-in of standard output fails, which is told.
+// Opens what is missing of the standard descriptors: the first file or port that is opened would
+// else take its number, and what is printed would go there. What is written to the stand-in of
+// standard output fails, which is told.
 void OpenMissingDescriptors()
 {
-    for (const auto& [descriptor, mode] :
-        std::array<std::array<int, 2>, 3>{{{STDIN_FILENO, O_RDONLY}, {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_WRONLY}}}) {
+    for (const auto& [descriptor, mode] : std::array<std::array<int, 2>, 3>{
+             {{STDIN_FILENO, O_RDONLY}, {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_WRONLY}}}) {
         if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", mode) < 0)
             open("/", O_PATH); // it keeps the number as well
     }
@@ -41,7 +42,8 @@ int Run(const CommandLine* line)
 {
     if (line->command->endsCleanly) {
         if (!WatchForEnd()) {
-            fprintf(stderr, "%s: the system refuses a thread or a descriptor for its end\n", line->options.command.c_str());
+            fprintf(stderr, "%s: the system refuses a thread or a descriptor for its end\n",
+                line->options.command.c_str());
             return EXIT_FAULT;
         }
     } else {
@@ -57,7 +59,8 @@ int Run(const CommandLine* line)
         fflush(nullptr);
         _exit(EXIT_FAULT); // threads may be using what would be torn down
     }
-    return exitCode == EXIT_DONE && (WasWriteRefused() || WasInputLost(&line->options)) ? EXIT_FAULT : exitCode;
+    return exitCode == EXIT_DONE && (WasWriteRefused() || WasInputLost(&line->options)) ? EXIT_FAULT
+                                                                                        : exitCode;
 }
 
 } // namespace

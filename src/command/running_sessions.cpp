@@ -39,8 +39,8 @@ struct NoiseWatch {
     bool noisy = false;
 };
 
-// One for each port that a session has run on. A later session on the port takes its place: the port is free only when its reader has
-// ended.
+// One for each port that a session has run on. A later session on the port takes its place: the
+// port is free only when its reader has ended.
 struct Entry {
     DrivenPanel driven;
     std::string tty;
@@ -104,8 +104,10 @@ DrivenPanel Describe(const TouchController* controller)
 {
     const std::string path = platform::OpenedPathOf(controller->link.handle);
     return {PanelNameOf(path), path, controller->model,
-        std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor) + "." + std::to_string(controller->fwBuild),
-        DescriptionOf(controller), controller->resolutionBits, controller->link.baudRate, system_clock::now()};
+        std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor) + "."
+            + std::to_string(controller->fwBuild),
+        DescriptionOf(controller), controller->resolutionBits, controller->link.baudRate,
+        system_clock::now()};
 }
 
 void Keep(PanelEvent event)
@@ -147,15 +149,16 @@ void KeepTouch(TouchController* controller, Entry* entry, uint32_t sequence)
     ReportSnapshot report{};
     LiveTouch touch{};
     TakeLiveSnapshot(controller, &report, &touch);
-    Keep({PanelEvent::Kind::TOUCH, entry->driven.panel, entry->driven.path, sequence, touch.raw, {report.lastX, report.lastY},
-        touch.touching});
+    Keep({PanelEvent::Kind::TOUCH, entry->driven.panel, entry->driven.path, sequence, touch.raw,
+        {report.lastX, report.lastY}, touch.touching});
 }
 
 void JudgeNoise(TouchController* controller, Entry* entry)
 {
     NoiseWatch* noise = &entry->noise;
     const steady_clock::time_point now = steady_clock::now();
-    const NoiseWatch::Mark mark{now, controller->counters.reports, controller->counters.rejectedPackets};
+    const NoiseWatch::Mark mark{
+        now, controller->counters.reports, controller->counters.rejectedPackets};
     if (noise->marks.empty())
         noise->marks.push_back({now, 0, 0});
     while (noise->marks.size() > 1 && now - noise->marks[1].time >= NOISE_PERIOD)
@@ -166,8 +169,10 @@ void JudgeNoise(TouchController* controller, Entry* entry)
     if (packets >= MIN_PACKETS && noisy != noise->noisy) {
         noise->noisy = noisy;
         Tell(noisy ? Priority::WARNING : Priority::NOTICE,
-            entry->title + ": " + std::to_string(rejected) + " of the last minute's " + std::to_string(packets) + " packets were spoiled"
-                + (noisy ? "; check cable, grounding and what else is on the line" : ": the line is good again"));
+            entry->title + ": " + std::to_string(rejected) + " of the last minute's "
+                + std::to_string(packets) + " packets were spoiled"
+                + (noisy ? "; check cable, grounding and what else is on the line"
+                         : ": the line is good again"));
     }
     if (now - noise->marks.back().time >= std::chrono::seconds(1))
         noise->marks.push_back(mark);
@@ -184,7 +189,8 @@ void End(Entry* entry)
 {
     Close(entry);
     if (AllSessions()->listening)
-        Keep({PanelEvent::Kind::ENDED, entry->driven.panel, entry->driven.path, entry->sequence, {}, {}, false});
+        Keep({PanelEvent::Kind::ENDED, entry->driven.panel, entry->driven.path, entry->sequence, {},
+            {}, false});
 }
 
 void ChangePort(Entry* entry, bool gone)
@@ -197,18 +203,19 @@ void ChangePort(Entry* entry, bool gone)
     }
     const std::string line = entry->title + (gone ? ": the port has gone" : ": the port is back");
     Tell(gone ? Priority::WARNING : Priority::NOTICE, line);
-    NotifyServiceManager("STATUS=" + (gone ? line : entry->title + ": " + entry->driven.controller));
+    NotifyServiceManager(
+        "STATUS=" + (gone ? line : entry->title + ": " + entry->driven.controller));
     if (sessions->listening)
-        Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->driven.panel, entry->driven.path, entry->sequence, {}, {},
-            false});
+        Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->driven.panel,
+            entry->driven.path, entry->sequence, {}, {}, false});
 }
 
 // The entry of a session that runs, else null. Under the lock.
 Entry* FindRunning(const SessionKey& key)
 {
     const auto found = AllSessions()->entries.find(key.path);
-    const bool runs
-        = found != AllSessions()->entries.end() && found->second.controller != nullptr && found->second.driven.since == key.since;
+    const bool runs = found != AllSessions()->entries.end() && found->second.controller != nullptr
+        && found->second.driven.since == key.since;
     return runs ? &found->second : nullptr;
 }
 
@@ -341,7 +348,8 @@ std::vector<PanelEvent> TakePanelEvents()
 {
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->eventsMutex);
-    std::vector<PanelEvent> events(std::make_move_iterator(sessions->events.begin()), std::make_move_iterator(sessions->events.end()));
+    std::vector<PanelEvent> events(std::make_move_iterator(sessions->events.begin()),
+        std::make_move_iterator(sessions->events.end()));
     sessions->events.clear();
     return events;
 }

@@ -1,5 +1,6 @@
-// The sessions that run in this process, for who asks about them from outside (control_server.h), and what the journal is told of them. It
-// is the only way from there to a controller: from the moment that a session is told to stop on, nobody gets at it any more.
+// The sessions that run in this process, for who asks about them from outside (control_server.h),
+// and what the journal is told of them. It is the only way from there to a controller: from the
+// moment that a session is told to stop on, nobody gets at it any more.
 #pragma once
 
 #include <chrono>
@@ -34,7 +35,8 @@ struct RunningSession {
     DrivenPanel driven;
     std::string tty;                                 // where the path has led to last
     std::chrono::system_clock::time_point lastTouch; // the epoch: it was never touched
-    bool gone;                                       // its port has failed, and the controller has not answered since
+    // its port has failed, and the controller has not answered since
+    bool gone;
     LiveTouch touch;
     Point mapped; // of the last report, in output units
     uint32_t reports;
@@ -44,7 +46,8 @@ struct RunningSession {
     uint32_t dropped;
     uint32_t inputs;
     CalibrationData calibration;
-    std::string calibrationFile; // that it was loaded from or stored in; empty: the controller's own memory
+    // that it was loaded from or stored in; empty: the controller's own memory
+    std::string calibrationFile;
 };
 
 // All of them, in the order of their paths. Any thread.
@@ -57,7 +60,8 @@ struct AwaitedPanel {
     std::string reason; // why there is none yet
 };
 
-// Takes note that a port's controller is waited for, until a session starts there or the reason is empty.
+// Takes note that a port's controller is waited for, until a session starts there or the reason is
+// empty.
 void NoteAwaited(const std::string& path, const std::string& reason);
 
 std::vector<AwaitedPanel> AwaitedPanels();
@@ -67,12 +71,16 @@ struct SessionKey {
     std::string path;
     std::chrono::system_clock::time_point since;
 
-    bool operator<(const SessionKey& other) const { return std::tie(path, since) < std::tie(other.path, other.since); }
+    bool operator<(const SessionKey& other) const
+    {
+        return std::tie(path, since) < std::tie(other.path, other.since);
+    }
 };
 
 SessionKey KeyOf(const RunningSession* session);
 
-// Calls `use` for the session while it cannot end: false when it has ended. `use` waits for nothing. Any thread.
+// Calls `use` for the session while it cannot end: false when it has ended. `use` waits for
+// nothing. Any thread.
 bool UseSession(const SessionKey& key, const std::function<void(TouchController*)>& use);
 
 // Takes note that the session's calibration is now that of a file.
@@ -89,10 +97,12 @@ struct PanelEvent {
     bool touching;
 };
 
-// From now on events are kept, and `descriptor` (an eventfd) is written to at each; -1: no more. A reader pays for it only meanwhile.
+// From now on events are kept, and `descriptor` (an eventfd) is written to at each; -1: no more. A
+// reader pays for it only meanwhile.
 void ListenToSessions(int descriptor);
 
-// Takes what has come since. Up to 512 events are kept; of more the oldest are lost, which the sequence shows.
+// Takes what has come since. Up to 512 events are kept; of more the oldest are lost, which the
+// sequence shows.
 std::vector<PanelEvent> TakePanelEvents();
 
 } // namespace korvex::command

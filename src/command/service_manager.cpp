@@ -28,7 +28,8 @@ void NotifyServiceManager(const std::string& assignments)
         return;
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket address
-    sendto(connection, assignments.data(), assignments.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address), length);
+    sendto(connection, assignments.data(), assignments.size(), MSG_NOSIGNAL,
+        reinterpret_cast<const sockaddr*>(&address), length);
     close(connection);
 }
 

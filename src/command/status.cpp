@@ -23,22 +23,27 @@ using Json = nlohmann::ordered_json;
 std::string AgeOf(const Json& time)
 {
     tm parts{};
-    if (!time.is_string() || strptime(time.get<std::string>().c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
+    if (!time.is_string()
+        || strptime(time.get<std::string>().c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
         return "-";
     const long seconds = std::max(0L, static_cast<long>(std::time(nullptr) - timegm(&parts)));
     if (seconds < 120)
         return std::to_string(seconds) + " s";
     if (seconds < 120L * 60)
         return std::to_string(seconds / 60) + " min";
-    return seconds < 48L * 3600 ? std::to_string(seconds / 3600) + " h" : std::to_string(seconds / 86400) + " days";
+    return seconds < 48L * 3600 ? std::to_string(seconds / 3600) + " h"
+                                : std::to_string(seconds / 86400) + " days";
 }
 
 std::string CalibrationText(const Json& calibration)
 {
-    const std::string kind
-        = calibration.value("kind", "") == "points" ? std::to_string(calibration.value("points", 0)) + " points" : "standard box";
+    const std::string kind = calibration.value("kind", "") == "points"
+        ? std::to_string(calibration.value("points", 0)) + " points"
+        : "standard box";
     const Json file = calibration.value("file", Json());
-    return kind + ", " + (file.is_string() ? AgeOf(calibration.value("changed", Json())) + " old" : "the controller's own")
+    return kind + ", "
+        + (file.is_string() ? AgeOf(calibration.value("changed", Json())) + " old"
+                            : "the controller's own")
         + (calibration.value("tried", false) ? ", being tried" : "");
 }
 
@@ -50,8 +55,9 @@ std::string StateText(const Json* panel)
 std::vector<std::string> RowOf(const Json& panel)
 {
     const bool touching = panel.value("touching", false);
-    return {panel.value("panel", ""), panel.value("tty", ""), StateText(&panel), panel.value("model", ""),
-        AgeOf(panel.value("since", Json())), CalibrationText(panel.value("calibration", Json::object())),
+    return {panel.value("panel", ""), panel.value("tty", ""), StateText(&panel),
+        panel.value("model", ""), AgeOf(panel.value("since", Json())),
+        CalibrationText(panel.value("calibration", Json::object())),
         std::to_string(panel.value("reports", 0U)), std::to_string(panel.value("rejected", 0U)),
         touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
 }
@@ -72,7 +78,8 @@ std::vector<RuntimeStatus> AskAll(const Options* options)
         if (status)
             all.push_back(*status);
         else if (!fault.empty())
-            fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(), path.c_str(), fault.c_str());
+            fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(), path.c_str(),
+                fault.c_str());
     }
     return all;
 }
@@ -97,12 +104,14 @@ void PrintJson(const std::vector<RuntimeStatus>* all)
 
 void PrintTable(const std::vector<RuntimeStatus>* all)
 {
-    TextTable table{{"PANEL", "PORT", "STATE", "MODEL", "SINCE", "CALIBRATION", "REPORTS", "BAD", "TOUCHED"}};
+    TextTable table{
+        {"PANEL", "PORT", "STATE", "MODEL", "SINCE", "CALIBRATION", "REPORTS", "BAD", "TOUCHED"}};
     for (const RuntimeStatus& status : *all) {
         for (const Json& panel : status.panels)
             table.push_back(RowOf(panel));
         for (const Json& panel : status.awaited)
-            table.push_back({panel.value("panel", ""), panel.value("path", ""), "awaited", "", "", "", "", "", ""});
+            table.push_back({panel.value("panel", ""), panel.value("path", ""), "awaited", "", "",
+                "", "", "", ""});
     }
     if (table.size() > 1)
         fputs(TextOf(&table).c_str(), stdout);
@@ -121,11 +130,13 @@ int RunStatus(const Options* options)
         PrintJson(&all);
     else
         PrintTable(&all);
-    const bool any = std::any_of(
-        all.begin(), all.end(), [](const RuntimeStatus& status) { return !status.panels.empty() || !status.awaited.empty(); });
+    const bool any = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {
+        return !status.panels.empty() || !status.awaited.empty();
+    });
     if (any)
         return EXIT_DONE;
-    fprintf(stderr, "%s: no panel is driven now by a runtime that can be asked\n", options->command.c_str());
+    fprintf(stderr, "%s: no panel is driven now by a runtime that can be asked\n",
+        options->command.c_str());
     return EXIT_NO_CONTROLLER;
 }
 

@@ -17,7 +17,8 @@ namespace {
 std::optional<std::string> ContentOf(const std::string& path)
 {
     std::string content;
-    return !path.empty() && platform::ReadWholeFile(path, &content) ? std::optional(content) : std::nullopt;
+    return !path.empty() && platform::ReadWholeFile(path, &content) ? std::optional(content)
+                                                                    : std::nullopt;
 }
 
 void KeepContent(const std::string& command, const SettingsBefore* before)
@@ -25,9 +26,11 @@ void KeepContent(const std::string& command, const SettingsBefore* before)
     const std::string path = before->path + ".old";
     const auto change = [before](std::string_view /*content*/) { return before->content; };
     if (platform::ChangeWholeFile(path, change, platform::Durability::SYNCED))
-        fprintf(stderr, "%s: the calibration of before is kept in '%s'\n", command.c_str(), path.c_str());
+        fprintf(stderr, "%s: the calibration of before is kept in '%s'\n", command.c_str(),
+            path.c_str());
     else
-        fprintf(stderr, "%s: the calibration of before cannot be kept in '%s': %s\n", command.c_str(), path.c_str(), strerror(errno));
+        fprintf(stderr, "%s: the calibration of before cannot be kept in '%s': %s\n",
+            command.c_str(), path.c_str(), strerror(errno));
 }
 
 } // namespace
@@ -55,7 +58,8 @@ int JudgeStored(const std::string& command, const SettingsBefore* before)
         return EXIT_DONE;
     for (const Finding& finding : findings) {
         if (finding.severity == Severity::FAULT)
-            fprintf(stderr, "%s: what was stored looks wrong: %s\n", command.c_str(), finding.text.c_str());
+            fprintf(stderr, "%s: what was stored looks wrong: %s\n", command.c_str(),
+                finding.text.c_str());
     }
     if (before->good)
         KeepContent(command, before);

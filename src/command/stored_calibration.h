@@ -1,5 +1,5 @@
-// What the panel test leaves in "Korvex.ini", looked at with the eyes of `korvex check`: a test that nobody touched must cost nobody the
-// calibration of before.
+// What the panel test leaves in "Korvex.ini", looked at with the eyes of `korvex check`: a test
+// that nobody touched must cost nobody the calibration of before.
 #pragma once
 
 #include <optional>
@@ -17,8 +17,9 @@ struct SettingsBefore {
 
 SettingsBefore LookAtSettings();
 
-// Looks at what a test has stored since. What is wrong with it is said on standard error, behind `command`, the content of before is kept
-// beside it as "Korvex.ini.old" if that was good, and the result is EXIT_FAULT; EXIT_DONE when nothing was stored or it is good.
+// Looks at what a test has stored since. What is wrong with it is said on standard error, behind
+// `command`, the content of before is kept beside it as "Korvex.ini.old" if that was good, and the
+// result is EXIT_FAULT; EXIT_DONE when nothing was stored or it is good.
 int JudgeStored(const std::string& command, const SettingsBefore* before);
 
 } // namespace korvex::command

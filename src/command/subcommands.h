@@ -1,14 +1,15 @@
-// The subcommands of `korvex`, each in the source of its name or of its group. The runner calls them, once, when the options are read and
-// the machine is set up as the command's declaration says (command_table.h). What goes wrong is said on standard error; the result is the
-// exit code.
+// The subcommands of `korvex`, each in the source of its name or of its group. The runner calls
+// them, once, when the options are read and the machine is set up as the command's declaration says
+// (command_table.h). What goes wrong is said on standard error; the result is the exit code.
 #pragma once
 
 #include "command/options.h"
 
 namespace korvex::command {
 
-// detection.cpp: the entries that take the process over, started as rundll32 starts them on Windows. Each ends the process when its window
-// is closed or an end is requested; the result is the exit code where it does not come that far.
+// detection.cpp: the entries that take the process over, started as rundll32 starts them on
+// Windows. Each ends the process when its window is closed or an end is requested; the result is
+// the exit code where it does not come that far.
 int RunEnumerate(const Options* options);
 int RunPanelTest(const Options* options);
 
@@ -41,7 +42,8 @@ int RunUnbind(const Options* options);
 int RunCalib(const Options* options);
 int RunSetPath(const Options* options);
 
-// coinstall.cpp: the co-installer, called as the system's device installer does, on the machine of the state folder.
+// coinstall.cpp: the co-installer, called as the system's device installer does, on the machine of
+// the state folder.
 int RunCoinstall(const Options* options);
 
 } // namespace korvex::command

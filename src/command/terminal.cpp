@@ -26,7 +26,8 @@ size_t TerminalColumns()
 SingleKeys::SingleKeys(bool wanted)
 {
     // In the background a change of the terminal would stop the process.
-    if (!wanted || tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &terminalBefore) != 0)
+    if (!wanted || tcgetpgrp(STDIN_FILENO) != getpgrp()
+        || tcgetattr(STDIN_FILENO, &terminalBefore) != 0)
         return;
     termios single = terminalBefore;
     single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
@@ -51,7 +52,8 @@ bool WasKeyPressed(const SingleKeys* keys, char key)
 {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     char pressed = 0;
-    while (keys->changed && tcgetpgrp(STDIN_FILENO) == getpgrp() && poll(&input, 1, 0) > 0 && read(STDIN_FILENO, &pressed, 1) == 1) {
+    while (keys->changed && tcgetpgrp(STDIN_FILENO) == getpgrp() && poll(&input, 1, 0) > 0
+        && read(STDIN_FILENO, &pressed, 1) == 1) {
         if (tolower(static_cast<unsigned char>(pressed)) == key)
             return true;
     }

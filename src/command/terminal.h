@@ -8,7 +8,8 @@ namespace korvex::command {
 // The columns of standard output; 0 where it is no terminal, or has no size.
 size_t TerminalColumns();
 
-// While it lives, keys come one by one, unseen, where that is wanted and standard input is the terminal of a command in the foreground.
+// While it lives, keys come one by one, unseen, where that is wanted and standard input is the
+// terminal of a command in the foreground.
 struct SingleKeys {
     bool changed = false;
 
@@ -18,7 +19,8 @@ struct SingleKeys {
     SingleKeys& operator=(const SingleKeys&) = delete;
 };
 
-// Gives the terminal back what SingleKeys has changed, for a process that ends without coming to its end. Any thread.
+// Gives the terminal back what SingleKeys has changed, for a process that ends without coming to
+// its end. Any thread.
 void RestoreTerminal();
 
 // Whether the key has been pressed, in either case; the keys until then are lost. Does not wait.

@@ -13,7 +13,8 @@ std::string TextOf(const TextTable* table)
             for (const std::vector<std::string>& other : *table)
                 widest = std::max(widest, other[column].size());
             const std::string cell = row[column].empty() ? "-" : row[column];
-            text += cell + (column + 1 == row.size() ? "\n" : std::string(widest - cell.size() + 2, ' '));
+            text += cell
+                + (column + 1 == row.size() ? "\n" : std::string(widest - cell.size() + 2, ' '));
         }
     }
     return text;

@@ -21,7 +21,8 @@ CourseTasks StartTargets(CalibrationCourse* course)
 {
     const CourseTasks tasks = IsTrying(course) ? TASK_TAKE_BACK : 0;
     course->step = CourseStep::GUIDING;
-    const uint32_t bits = course->panel == NO_PANEL ? 0 : course->panels[course->panel].resolutionBits;
+    const uint32_t bits
+        = course->panel == NO_PANEL ? 0 : course->panels[course->panel].resolutionBits;
     StartGuide(&course->guide, course->targetCount, bits);
     return tasks | TASK_SHOW;
 }
@@ -70,12 +71,15 @@ void BeginFreeTouch(CalibrationCourse* course)
     course->touchSumX = course->touchSumY = 0;
     course->touchCount = 0;
     course->mark = 0;
-    const auto isMeant = [course](POINT mark) { return DistanceOf(mark, course->touch.x, course->touch.y) <= MarkReach(course->screen); };
+    const auto isMeant = [course](POINT mark) {
+        return DistanceOf(mark, course->touch.x, course->touch.y) <= MarkReach(course->screen);
+    };
     while (course->mark < MARK_COUNT && !isMeant(MarkPlace(course->screen, course->mark)))
         ++course->mark;
 }
 
-// What counts is the middle of all its reports, for a panel is noisy, unless the finger leaves the mark.
+// What counts is the middle of all its reports, for a panel is noisy, unless the finger leaves the
+// mark.
 CourseTasks MeasureFreeTouch(CalibrationCourse* course)
 {
     if (course->mark == MARK_COUNT)
@@ -90,12 +94,13 @@ CourseTasks MeasureFreeTouch(CalibrationCourse* course)
     course->touchSumX += course->touch.x;
     course->touchSumY += course->touch.y;
     ++course->touchCount;
-    *distance = DistanceOf(
-        place, static_cast<double>(course->touchSumX) / course->touchCount, static_cast<double>(course->touchSumY) / course->touchCount);
+    *distance = DistanceOf(place, static_cast<double>(course->touchSumX) / course->touchCount,
+        static_cast<double>(course->touchSumY) / course->touchCount);
     return TASK_SHOW_TOUCH;
 }
 
-// A touch under the new points: it presses a button where it begins and ends on one, and is measured elsewhere.
+// A touch under the new points: it presses a button where it begins and ends on one, and is
+// measured elsewhere.
 CourseTasks TakeFreeReport(CalibrationCourse* course, Point raw, bool touching, uint32_t nowMs)
 {
     if (touching) {
@@ -113,14 +118,18 @@ CourseTasks TakeFreeReport(CalibrationCourse* course, Point raw, bool touching, 
     course->pressed = PageButton::NONE;
     if (pressed == PageButton::NONE)
         return 0; // what it has left on the page stays
-    return ButtonAt(course->screen, course->touch) == pressed ? PressButton(course, pressed, nowMs) : TASK_SHOW;
+    return ButtonAt(course->screen, course->touch) == pressed ? PressButton(course, pressed, nowMs)
+                                                              : TASK_SHOW;
 }
 
-// Whether another panel may become the one that is calibrated: while the first target waits, and in place of one that is gone.
+// Whether another panel may become the one that is calibrated: while the first target waits, and in
+// place of one that is gone.
 bool IsPanelOpen(const CalibrationCourse* course)
 {
-    const bool isFirst = course->guide.target == 0 && course->guide.retaken == 0 && course->guide.step == GuideStep::WAITING;
-    return course->panel == NO_PANEL || IsPanelGone(course) || (course->step == CourseStep::GUIDING && isFirst);
+    const bool isFirst = course->guide.target == 0 && course->guide.retaken == 0
+        && course->guide.step == GuideStep::WAITING;
+    return course->panel == NO_PANEL || IsPanelGone(course)
+        || (course->step == CourseStep::GUIDING && isFirst);
 }
 
 } // namespace
@@ -135,12 +144,15 @@ void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, 
     course->lastActionMs = nowMs;
 }
 
-CourseTasks AddPanel(CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs)
+CourseTasks AddPanel(
+    CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs)
 {
-    if (panel >= MAX_PANELS || course->step == CourseStep::SAVED || course->step == CourseStep::LEFT)
+    if (panel >= MAX_PANELS || course->step == CourseStep::SAVED
+        || course->step == CourseStep::LEFT)
         return 0;
     course->panels[panel] = {true, false, resolutionBits};
-    const bool isFirst = course->step == CourseStep::SEARCHING || course->step == CourseStep::NOBODY;
+    const bool isFirst
+        = course->step == CourseStep::SEARCHING || course->step == CourseStep::NOBODY;
     if (!isFirst && panel != course->panel)
         return TASK_SHOW;
     course->lastActionMs = nowMs;
@@ -178,7 +190,8 @@ CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs)
     return course->savesUnasked ? TASK_END : TASK_SHOW;
 }
 
-CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs)
+CourseTasks TakeReport(
+    CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs)
 {
     const bool isOver = course->step == CourseStep::SAVED || course->step == CourseStep::LEFT;
     if (panel >= MAX_PANELS || !course->panels[panel].known || isOver)
@@ -281,7 +294,8 @@ bool IsPanelGone(const CalibrationCourse* course)
 double ResidualPixels(const CalibrationCourse* course, uint32_t target)
 {
     const Point first = GuideTargetPlace(&course->guide, 0);
-    const Point last = GuideTargetPlace(&course->guide, course->guide.calib.pointCount == 4 ? 2 : course->guide.calib.pointCount - 1);
+    const Point last = GuideTargetPlace(&course->guide,
+        course->guide.calib.pointCount == 4 ? 2 : course->guide.calib.pointCount - 1);
     const POINT low = PixelOf(course->screen, {first.x, first.y});
     const POINT high = PixelOf(course->screen, {last.x, last.y});
     const Residual residual = course->guide.judgement.residuals[target];

@@ -1,6 +1,7 @@
-// The calibration program from its start to its end: panels come and go, one of them is led through the targets (calibration_guide.h), its
-// result is tried and saved, or everything is left as it was. It knows no window, no controller and no clock: what happens is told it with
-// its time, and what is to be done it asks for. One thread.
+// The calibration program from its start to its end: panels come and go, one of them is led through
+// the targets (calibration_guide.h), its result is tried and saved, or everything is left as it
+// was. It knows no window, no controller and no clock: what happens is told it with its time, and
+// what is to be done it asks for. One thread.
 #pragma once
 
 #include <array>
@@ -12,10 +13,12 @@
 
 namespace korvex {
 
-inline constexpr uint32_t PATIENCE_MS = 60000;         // without a touch, a key or a button, after which everything is left as it was
-inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000; // while panels are searched: many ports, seconds each
-inline constexpr uint32_t LAST_SECONDS = 15;           // of it, that are counted down
-inline constexpr uint32_t SAVED_SHOWN_MS = 1500;       // how long it is shown that all is saved
+// without a touch, a key or a button, after which everything is left as it was
+inline constexpr uint32_t PATIENCE_MS = 60000;
+// while panels are searched: many ports, seconds each
+inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000;
+inline constexpr uint32_t LAST_SECONDS = 15;     // of it, that are counted down
+inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that all is saved
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
 enum class CourseStep : uint8_t {
@@ -31,9 +34,10 @@ enum class CourseStep : uint8_t {
 
 // What is to be done, in this order; bits.
 using CourseTasks = uint32_t;
-inline constexpr CourseTasks TASK_ATTEMPT = 1;     // have guide.calib map, on the panel `tried`
-inline constexpr CourseTasks TASK_TAKE_BACK = 2;   // have what mapped there before map again
-inline constexpr CourseTasks TASK_STORE = 4;       // store guide.calib, and say how it went (FinishStore)
+inline constexpr CourseTasks TASK_ATTEMPT = 1;   // have guide.calib map, on the panel `tried`
+inline constexpr CourseTasks TASK_TAKE_BACK = 2; // have what mapped there before map again
+// store guide.calib, and say how it went (FinishStore)
+inline constexpr CourseTasks TASK_STORE = 4;
 inline constexpr CourseTasks TASK_BELL = 8;        // a target is taken, or something else is heard
 inline constexpr CourseTasks TASK_SHOW = 16;       // everything is to be shown anew
 inline constexpr CourseTasks TASK_SHOW_RING = 32;  // the ring has grown
@@ -64,7 +68,8 @@ struct CalibrationCourse {
     int64_t touchSumX;  // of all its reports, and how many they are
     int64_t touchSumY;
     uint32_t touchCount;
-    std::array<double, MARK_COUNT> distances; // of the last touch of each mark, in pixels; below 0: it was not touched
+    // of the last touch of each mark, in pixels; below 0: it was not touched
+    std::array<double, MARK_COUNT> distances;
 
     uint32_t lastActionMs; // somebody was there
     uint32_t savedMs;
@@ -73,17 +78,21 @@ struct CalibrationCourse {
 
 void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, uint32_t nowMs);
 
-// Panels come, while they are searched and later; go, and come back. One that comes anew under its number is another one.
-CourseTasks AddPanel(CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
+// Panels come, while they are searched and later; go, and come back. One that comes anew under its
+// number is another one.
+CourseTasks AddPanel(
+    CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
 CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel);
 CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowMs);
 CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs);
 
-// A report of a panel. Panels beside the one that is calibrated are not listened to, but while the first target waits, or in place of one
-// that is gone.
-CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs);
+// A report of a panel. Panels beside the one that is calibrated are not listened to, but while the
+// first target waits, or in place of one that is gone.
+CourseTasks TakeReport(
+    CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs);
 
-// A button, by mouse, key or touch; one that is not there now changes nothing. CANCEL is always there.
+// A button, by mouse, key or touch; one that is not there now changes nothing. CANCEL is always
+// there.
 CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t nowMs);
 
 // How the store went that TASK_STORE has asked for.

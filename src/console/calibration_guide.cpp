@@ -32,11 +32,13 @@ bool IsNear(const CalibrationGuide* guide, Point a, Point b, int32_t part)
     return std::abs(a.x - b.x) < distance && std::abs(a.y - b.y) < distance;
 }
 
-// Where a finger rests, by each axis: the mean of the samples without the outliers, which are as far from their middle as noise never is.
+// Where a finger rests, by each axis: the mean of the samples without the outliers, which are as
+// far from their middle as noise never is.
 Point RestingPlace(const Samples* samples, uint32_t begin, uint32_t end)
 {
-    constexpr int32_t OUTLIER_FACTOR = 4; // of the median distance from the median; noise reaches it once in a hundred times
-    constexpr int32_t MIN_OUTLIER = 3;    // raw units
+    // of the median distance from the median; noise reaches it once in a hundred times
+    constexpr int32_t OUTLIER_FACTOR = 4;
+    constexpr int32_t MIN_OUTLIER = 3; // raw units
     static std::array<int32_t, GUIDE_MAX_SAMPLES> values;
     const uint32_t count = end - begin;
     const auto median = [count] {
@@ -73,16 +75,20 @@ bool HasSlid(const CalibrationGuide* guide)
     const uint32_t end = KeptEnd(guide);
     if (end < DROPPED_REPORTS + 2 * STEADY_REPORTS)
         return false;
-    const Point start = RestingPlace(&guide->samples, DROPPED_REPORTS, DROPPED_REPORTS + STEADY_REPORTS);
-    return !IsNear(guide, start, RestingPlace(&guide->samples, end - STEADY_REPORTS, end), SLIDE_PART);
+    const Point start
+        = RestingPlace(&guide->samples, DROPPED_REPORTS, DROPPED_REPORTS + STEADY_REPORTS);
+    return !IsNear(
+        guide, start, RestingPlace(&guide->samples, end - STEADY_REPORTS, end), SLIDE_PART);
 }
 
 // Whether a touch can be the current target's, as the ones before have it.
 bool IsElsewhere(const CalibrationGuide* guide, Point measured)
 {
     for (uint32_t target = 0; target < guide->calib.pointCount; ++target) {
-        const bool isTaken = target < guide->target || guide->retaken != 0; // all are, once one is asked for again
-        if (target != guide->target && isTaken && IsNear(guide, measured, guide->calib.advPoints[target], NEAR_PART))
+        // all are, once one is asked for again
+        const bool isTaken = target < guide->target || guide->retaken != 0;
+        if (target != guide->target && isTaken
+            && IsNear(guide, measured, guide->calib.advPoints[target], NEAR_PART))
             return true;
     }
     Point expected{};
@@ -119,7 +125,8 @@ GuideChange Finish(CalibrationGuide* guide)
     const uint32_t culprit = guide->judgement.target;
     if (guide->judgement.fault == PointsFault::NONE) {
         guide->step = GuideStep::REVIEW;
-    } else if (guide->judgement.fault == PointsFault::UNEVEN && culprit != NO_TARGET && (guide->retaken >> culprit & 1U) == 0) {
+    } else if (guide->judgement.fault == PointsFault::UNEVEN && culprit != NO_TARGET
+        && (guide->retaken >> culprit & 1U) == 0) {
         guide->retaken |= 1U << culprit;
         guide->target = culprit;
         return Refuse(guide, GuideReason::UNEVEN, false);
@@ -144,7 +151,8 @@ GuideChange TakeTarget(CalibrationGuide* guide)
 // The finger is off a target that was taken: all that it has measured while it rested counts.
 GuideChange LeaveTarget(CalibrationGuide* guide)
 {
-    guide->calib.advPoints[guide->target] = RestingPlace(&guide->samples, DROPPED_REPORTS, KeptEnd(guide));
+    guide->calib.advPoints[guide->target]
+        = RestingPlace(&guide->samples, DROPPED_REPORTS, KeptEnd(guide));
     guide->progress = 0;
     if (guide->retaken != 0 || guide->target + 1 == guide->calib.pointCount)
         return Finish(guide);
@@ -218,7 +226,8 @@ GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, u
         TakeSample(guide, raw, nowMs);
         return GuideChange::BEGUN;
     case GuideStep::SAMPLING:
-        return touching ? TakeSample(guide, raw, nowMs) : Refuse(guide, GuideReason::LIFTED_EARLY, false);
+        return touching ? TakeSample(guide, raw, nowMs)
+                        : Refuse(guide, GuideReason::LIFTED_EARLY, false);
     case GuideStep::TAKEN:
         return touching ? MeasureOn(guide, raw) : LeaveTarget(guide);
     case GuideStep::LIFTING:
@@ -233,7 +242,8 @@ GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, u
 
 void ForgetGuideTouch(CalibrationGuide* guide)
 {
-    if (guide->step == GuideStep::SAMPLING || guide->step == GuideStep::TAKEN || guide->step == GuideStep::LIFTING)
+    if (guide->step == GuideStep::SAMPLING || guide->step == GuideStep::TAKEN
+        || guide->step == GuideStep::LIFTING)
         guide->step = GuideStep::WAITING;
     guide->progress = 0;
 }

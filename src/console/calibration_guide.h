@@ -1,5 +1,6 @@
-// The course of a calibration: which target waits for a finger, what a touch on it is worth, and whether the points fit each other in the
-// end. It knows no window, no controller and no clock: what happens is told it with its time. One thread at a time.
+// The course of a calibration: which target waits for a finger, what a touch on it is worth, and
+// whether the points fit each other in the end. It knows no window, no controller and no clock:
+// what happens is told it with its time. One thread at a time.
 #pragma once
 
 #include <array>
@@ -49,7 +50,9 @@ struct CalibrationGuide {
     GuideReason reason; // of the target that waits, or of the finger that is to be lifted
     uint32_t target;    // the current one, from 0
     uint32_t resolutionBits;
-    CalibrationData calib;     // the targets' raw positions in advPoints; whole, with orientation and reference points, from REVIEW on
+    // the targets' raw positions in advPoints; whole, with orientation and reference points, from
+    // REVIEW on
+    CalibrationData calib;
     PointsJudgement judgement; // from REVIEW and MISFIT on
 
     // The touch that is going on.
@@ -64,10 +67,12 @@ struct CalibrationGuide {
     uint32_t retaken; // bit by bit the targets that were asked for again as UNEVEN
 };
 
-// Begins with the first of 4 or 9 targets (any other number means 9), in target order, for a controller of that resolution.
+// Begins with the first of 4 or 9 targets (any other number means 9), in target order, for a
+// controller of that resolution.
 void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits);
 
-// Takes a report of the controller, or the end of a touch that was sent in its place. Times are those of a millisecond clock that may wrap.
+// Takes a report of the controller, or the end of a touch that was sent in its place. Times are
+// those of a millisecond clock that may wrap.
 GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs);
 
 // Forgets the touch that is going on: its controller is gone.

@@ -31,7 +31,8 @@ struct SelectedFont {
 
     SelectedFont(HDC context, int height, int weight)
         : device(context)
-        , font(CreateFontW(-height, 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, 0, 0, TEXT("Tahoma")))
+        , font(CreateFontW(
+              -height, 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, 0, 0, TEXT("Tahoma")))
         , before(SelectObject(device, font))
     {
     }
@@ -65,7 +66,8 @@ void Write(HDC device, POINT screen, const WCHAR* text, Words words, RECT* area)
 void Disc(HDC device, POINT middle, int radius, COLORREF color)
 {
     SetDCBrushColor(device, color);
-    Ellipse(device, middle.x - radius, middle.y - radius, middle.x + radius + 1, middle.y + radius + 1);
+    Ellipse(
+        device, middle.x - radius, middle.y - radius, middle.x + radius + 1, middle.y + radius + 1);
 }
 
 void Sector(HDC device, POINT middle, int radius, uint32_t percent, COLORREF color)
@@ -78,8 +80,8 @@ void Sector(HDC device, POINT middle, int radius, uint32_t percent, COLORREF col
     constexpr int FAR_OFF = 1000; // so that whole pixels give the angle
     SetDCBrushColor(device, color);
     Pie(device, middle.x - radius, middle.y - radius, middle.x + radius + 1, middle.y + radius + 1,
-        middle.x + static_cast<int>(FAR_OFF * std::sin(angle)), middle.y - static_cast<int>(FAR_OFF * std::cos(angle)), middle.x,
-        middle.y - FAR_OFF);
+        middle.x + static_cast<int>(FAR_OFF * std::sin(angle)),
+        middle.y - static_cast<int>(FAR_OFF * std::cos(angle)), middle.x, middle.y - FAR_OFF);
 }
 
 void Bar(HDC device, int left, int top, int right, int bottom, COLORREF color)
@@ -94,7 +96,8 @@ void Stroke(HDC device, POINT from, POINT to, int radius, COLORREF color)
 {
     const LONG steps = std::max<LONG>({1, std::abs(to.x - from.x), std::abs(to.y - from.y)});
     for (LONG i = 0; i <= steps; ++i)
-        Disc(device, {from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps}, radius, color);
+        Disc(device, {from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps},
+            radius, color);
 }
 
 void CheckMark(HDC device, POINT middle, int size, COLORREF color)
@@ -107,8 +110,10 @@ void CheckMark(HDC device, POINT middle, int size, COLORREF color)
 
 void Cross(HDC device, POINT middle, int reach, int halfWidth, COLORREF color)
 {
-    Bar(device, middle.x - reach, middle.y - halfWidth, middle.x + reach + 1, middle.y + halfWidth + 1, color);
-    Bar(device, middle.x - halfWidth, middle.y - reach, middle.x + halfWidth + 1, middle.y + reach + 1, color);
+    Bar(device, middle.x - reach, middle.y - halfWidth, middle.x + reach + 1,
+        middle.y + halfWidth + 1, color);
+    Bar(device, middle.x - halfWidth, middle.y - reach, middle.x + halfWidth + 1,
+        middle.y + reach + 1, color);
 }
 
 POINT TargetPlace(const CalibrationCourse* course)
@@ -188,7 +193,8 @@ void DescribeTarget(const CalibrationGuide* guide, PageLine* title, PageLine* mo
         return Say(&say, TEXT_LIFT, ReasonText(guide->reason));
     default:
         if (guide->reason != GuideReason::NONE)
-            return Say(&say, guide->reason == GuideReason::START_OVER ? TEXT_TOUCH : TEXT_AGAIN, ReasonText(guide->reason));
+            return Say(&say, guide->reason == GuideReason::START_OVER ? TEXT_TOUCH : TEXT_AGAIN,
+                ReasonText(guide->reason));
         return Say(&say, TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT(""));
     }
 }
@@ -207,11 +213,14 @@ void PaintDistance(const CalibrationCourse* course, uint32_t mark, HDC device)
     const int unit = PageUnit(course->screen);
     const int reach = MarkReach(course->screen);
     const bool isLow = place.y > course->screen.y / 2;
-    RECT area{place.x - 2 * reach, place.y + (isLow ? -reach - 2 * unit : reach - 3 * unit), place.x + 2 * reach, 0};
+    RECT area{place.x - 2 * reach, place.y + (isLow ? -reach - 2 * unit : reach - 3 * unit),
+        place.x + 2 * reach, 0};
     area.bottom = area.top + 5 * unit;
     constexpr int HALF_WIDTH = 9;
-    Bar(device, place.x - HALF_WIDTH * unit, area.top, place.x + HALF_WIDTH * unit, area.bottom, WHITE_PAPER);
-    Write(device, course->screen, text.data(), {WORDS_UNITS - 1, FW_BOLD, distance < 3 * unit ? GREEN : RED, DT_SINGLELINE}, &area);
+    Bar(device, place.x - HALF_WIDTH * unit, area.top, place.x + HALF_WIDTH * unit, area.bottom,
+        WHITE_PAPER);
+    Write(device, course->screen, text.data(),
+        {WORDS_UNITS - 1, FW_BOLD, distance < 3 * unit ? GREEN : RED, DT_SINGLELINE}, &area);
 }
 
 // How far each cross lies from where the others let expect it, small and where it was.
@@ -225,9 +234,11 @@ void PaintResiduals(const CalibrationCourse* course, HDC device)
         const POINT pixel = PixelOf(course->screen, {place.x, place.y});
         const bool isMiddle = target == 4; // where a mark is
         const LONG x = std::clamp<LONG>(pixel.x, 4 * unit, course->screen.x - 4 * unit);
-        const LONG y = std::clamp<LONG>(isMiddle ? pixel.y - 7 * unit : pixel.y, 2 * unit, course->screen.y - 2 * unit);
+        const LONG y = std::clamp<LONG>(
+            isMiddle ? pixel.y - 7 * unit : pixel.y, 2 * unit, course->screen.y - 2 * unit);
         RECT area{x - 4 * unit, y - 2 * unit, x + 4 * unit, y + 2 * unit};
-        Write(device, course->screen, number.data(), {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE}, &area);
+        Write(device, course->screen, number.data(), {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE},
+            &area);
     }
 }
 
@@ -248,15 +259,17 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
         const WCHAR* key;
         COLORREF color;
     };
-    for (const Label& label :
-        {Label{PageButton::SAVE, TEXT_SAVE_BUTTON, TEXT_SAVE_KEY, GREEN}, Label{PageButton::AGAIN, TEXT_AGAIN_BUTTON, TEXT_AGAIN_KEY, BLUE},
-            Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT}}) {
+    for (const Label& label : {Label{PageButton::SAVE, TEXT_SAVE_BUTTON, TEXT_SAVE_KEY, GREEN},
+             Label{PageButton::AGAIN, TEXT_AGAIN_BUTTON, TEXT_AGAIN_KEY, BLUE},
+             Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT}}) {
         RECT area = ButtonArea(course->screen, label.button);
         const bool pressed = course->touching && course->pressed == label.button;
         Bar(device, area.left, area.top, area.right, area.bottom, pressed ? INK : label.color);
         area.top += (area.bottom - area.top) / 8;
-        Write(device, course->screen, label.name, {WORDS_UNITS, FW_BOLD, WHITE_PAPER, DT_SINGLELINE}, &area);
-        Write(device, course->screen, label.key, {SMALL_UNITS, FW_NORMAL, WHITE_PAPER, DT_SINGLELINE}, &area);
+        Write(device, course->screen, label.name,
+            {WORDS_UNITS, FW_BOLD, WHITE_PAPER, DT_SINGLELINE}, &area);
+        Write(device, course->screen, label.key,
+            {SMALL_UNITS, FW_NORMAL, WHITE_PAPER, DT_SINGLELINE}, &area);
     }
 }
 
@@ -267,13 +280,15 @@ void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC de
     const Words small{SMALL_UNITS, FW_NORMAL, FAINT, DT_WORDBREAK};
     if (course->secondsLeft != 0 && course->step != CourseStep::SAVED) {
         FormatBounded(line.data(), line.size(), TEXT_LEAVES, course->secondsLeft);
-        Write(device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, &area);
+        Write(
+            device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, &area);
     } else if (!IsTrying(course) && HasButton(course, PageButton::CANCEL)) {
         Write(device, course->screen, TEXT_ESCAPE, small, &area);
     }
     if (words->file[0] == 0 || !(IsTrying(course) || course->step == CourseStep::SAVED))
         return;
-    FormatBounded(line.data(), line.size(), course->step == CourseStep::SAVED ? TEXT_FILE_SAVED : TEXT_FILE, words->file.data());
+    FormatBounded(line.data(), line.size(),
+        course->step == CourseStep::SAVED ? TEXT_FILE_SAVED : TEXT_FILE, words->file.data());
     const Words path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
     Write(device, course->screen, line.data(), path, &area);
     if (course->secondsLeft == 0)
@@ -283,11 +298,16 @@ void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC de
 COLORREF TitleColor(const CalibrationCourse* course)
 {
     const CalibrationGuide* guide = &course->guide;
-    if (IsPanelGone(course) || course->step == CourseStep::MISFIT || course->step == CourseStep::NOT_SAVED)
+    if (IsPanelGone(course) || course->step == CourseStep::MISFIT
+        || course->step == CourseStep::NOT_SAVED)
         return RED;
-    if (course->step == CourseStep::SAVED || (course->step == CourseStep::GUIDING && guide->step == GuideStep::TAKEN))
+    if (course->step == CourseStep::SAVED
+        || (course->step == CourseStep::GUIDING && guide->step == GuideStep::TAKEN))
         return GREEN;
-    return course->step == CourseStep::GUIDING && guide->reason != GuideReason::NONE && guide->step != GuideStep::SAMPLING ? RED : INK;
+    return course->step == CourseStep::GUIDING && guide->reason != GuideReason::NONE
+            && guide->step != GuideStep::SAMPLING
+        ? RED
+        : INK;
 }
 
 // Everything is drawn without outlines, and filled in the colour of the moment.
@@ -335,22 +355,26 @@ const WCHAR* FaultText(PointsFault fault)
     }
 }
 
-void DescribeStep(const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more)
+void DescribeStep(
+    const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more)
 {
     const Saying say{title, more};
     PageLine pixels{};
-    if (IsPanelGone(course) && course->step != CourseStep::SAVED && course->step != CourseStep::LEFT)
+    if (IsPanelGone(course) && course->step != CourseStep::SAVED
+        && course->step != CourseStep::LEFT)
         return Say(&say, TEXT_GONE, TEXT_GONE_MORE);
     switch (course->step) {
     case CourseStep::SEARCHING:
         return Say(&say, TEXT_SEARCHING, TEXT_SEARCHING_MORE);
     case CourseStep::NOBODY:
-        return Say(&say, TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
+        return Say(
+            &say, TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
     case CourseStep::GUIDING:
         return DescribeTarget(&course->guide, title, more);
     case CourseStep::MISFIT:
         Say(&say, TEXT_MISFIT, TEXT(""));
-        FormatBounded(more->data(), more->size(), TEXT_MISFIT_MORE, FaultText(course->guide.judgement.fault));
+        FormatBounded(
+            more->data(), more->size(), TEXT_MISFIT_MORE, FaultText(course->guide.judgement.fault));
         return;
     case CourseStep::TRYING:
         Say(&say, TEXT_TRY, TEXT(""));
@@ -373,14 +397,17 @@ void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC devi
     PageLine more{};
     DescribeStep(course, words, &title, &more);
     RECT head = HeadArea(course->screen);
-    Write(device, course->screen, title.data(), {TITLE_UNITS, FW_BOLD, TitleColor(course), DT_WORDBREAK}, &head);
+    Write(device, course->screen, title.data(),
+        {TITLE_UNITS, FW_BOLD, TitleColor(course), DT_WORDBREAK}, &head);
     head.top += PageUnit(course->screen);
     Write(device, course->screen, more.data(), {WORDS_UNITS, FW_NORMAL, INK, DT_WORDBREAK}, &head);
     if (course->step == CourseStep::GUIDING && !IsPanelGone(course)) {
         PageLine count{};
         RECT area = CountArea(course->screen);
-        FormatBounded(count.data(), count.size(), TEXT_COUNT, course->guide.target + 1, course->guide.calib.pointCount);
-        Write(device, course->screen, count.data(), {WORDS_UNITS, FW_BOLD, INK, DT_SINGLELINE}, &area);
+        FormatBounded(count.data(), count.size(), TEXT_COUNT, course->guide.target + 1,
+            course->guide.calib.pointCount);
+        Write(device, course->screen, count.data(), {WORDS_UNITS, FW_BOLD, INK, DT_SINGLELINE},
+            &area);
         PaintDots(course, device);
         PaintTarget(course, device);
     }
@@ -396,7 +423,8 @@ void PaintRing(const CalibrationCourse* course, HDC device)
 {
     PrepareDevice(device);
     PaintTarget(course, device);
-    const POINT dot = DotPlace(course->screen, course->guide.target, course->guide.calib.pointCount);
+    const POINT dot
+        = DotPlace(course->screen, course->guide.target, course->guide.calib.pointCount);
     Sector(device, dot, DotRadius(course->screen), course->guide.progress, BLUE);
 }
 

@@ -19,10 +19,13 @@ struct PageWords {
     std::array<WCHAR, TEXT_CAPACITY> nobody; // why there is no panel; empty: not known
 };
 
-// What the page says of where the course is: a few words, and a sentence. Their space is the caller's.
-void DescribeStep(const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more);
+// What the page says of where the course is: a few words, and a sentence. Their space is the
+// caller's.
+void DescribeStep(
+    const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more);
 
-// Why a target is asked for again, or the panel cannot be calibrated so; empty where there is no reason.
+// Why a target is asked for again, or the panel cannot be calibrated so; empty where there is no
+// reason.
 const WCHAR* ReasonText(GuideReason reason);
 const WCHAR* FaultText(PointsFault fault);
 

@@ -32,7 +32,8 @@ POINT ScreenSize()
     return {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
 }
 
-// A panel's touches may come a second time, as the pointer's, mapped by whatever holds now: they must press no button.
+// A panel's touches may come a second time, as the pointer's, mapped by whatever holds now: they
+// must press no button.
 bool IsPointerOfPanel()
 {
     return program.touched && GetTickCount() - program.touchedMs < POINTER_GRACE_MS;
@@ -83,7 +84,8 @@ void CarryOut(CourseTasks tasks)
     if (tasks != 0 && program.setup->observer != nullptr)
         program.setup->observer(course, &program.words);
     if ((tasks & TASK_STORE) != 0) {
-        const bool stored = source->store(course->tried, &course->guide.calib, program.words.reason.data(), program.words.reason.size());
+        const bool stored = source->store(course->tried, &course->guide.calib,
+            program.words.reason.data(), program.words.reason.size());
         CarryOut(FinishStore(course, stored, GetTickCount()));
     }
     if ((tasks & TASK_BELL) != 0)
@@ -97,7 +99,8 @@ CourseTasks TakeTouch(uint32_t panel, LPARAM packed)
     program.touched = true;
     program.touchedMs = GetTickCount();
     // When it came counts, not when this thread gets to it.
-    return TakeReport(&program.course, panel, RawOfTouch(packed), IsTouching(packed), static_cast<uint32_t>(GetMessageTime()));
+    return TakeReport(&program.course, panel, RawOfTouch(packed), IsTouching(packed),
+        static_cast<uint32_t>(GetMessageTime()));
 }
 
 CourseTasks TakeKey(WPARAM key)
@@ -106,14 +109,17 @@ CourseTasks TakeKey(WPARAM key)
     if (key == VK_ESCAPE)
         return PressButton(&program.course, PageButton::CANCEL, GetTickCount());
     if (key == VK_RETURN)
-        return PressButton(&program.course, canSave ? PageButton::SAVE : PageButton::AGAIN, GetTickCount());
+        return PressButton(
+            &program.course, canSave ? PageButton::SAVE : PageButton::AGAIN, GetTickCount());
     return key == 'A' ? PressButton(&program.course, PageButton::AGAIN, GetTickCount()) : 0;
 }
 
 CourseTasks TakeMouse(bool pressed, LPARAM position)
 {
-    const POINT place{static_cast<int16_t>(position & 0xFFFF), static_cast<int16_t>(position >> 16 & 0xFFFF)};
-    const PageButton button = IsPointerOfPanel() ? PageButton::NONE : ButtonAt(program.course.screen, place);
+    const POINT place{
+        static_cast<int16_t>(position & 0xFFFF), static_cast<int16_t>(position >> 16 & 0xFFFF)};
+    const PageButton button
+        = IsPointerOfPanel() ? PageButton::NONE : ButtonAt(program.course.screen, place);
     const bool clicked = !pressed && button != PageButton::NONE && button == program.mousePressed;
     program.mousePressed = pressed ? button : PageButton::NONE;
     return clicked ? PressButton(&program.course, button, GetTickCount()) : 0;
@@ -151,7 +157,8 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
         CarryOut(TakeTouch(panel, lParam));
         return 0;
     case WM_SEARCH_DONE:
-        program.setup->source->explainNobody(program.words.nobody.data(), program.words.nobody.size());
+        program.setup->source->explainNobody(
+            program.words.nobody.data(), program.words.nobody.size());
         CarryOut(FinishSearch(course, GetTickCount()));
         return 0;
     case WM_TIMER:
@@ -186,8 +193,8 @@ void CreateCalibrationWindow(HBRUSH background)
     windowClass.hbrBackground = background;
     windowClass.lpszClassName = WINDOW_CLASS;
     RegisterClassW(&windowClass);
-    program.window = CreateWindowExW(
-        WS_EX_TOPMOST, WINDOW_CLASS, TEXT_TITLE, WS_POPUP, 0, 0, screen.x, screen.y, nullptr, nullptr, windowClass.hInstance, nullptr);
+    program.window = CreateWindowExW(WS_EX_TOPMOST, WINDOW_CLASS, TEXT_TITLE, WS_POPUP, 0, 0,
+        screen.x, screen.y, nullptr, nullptr, windowClass.hInstance, nullptr);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
-// The calibration program's window: over the whole screen, from its start until all is saved or left.
+// The calibration program's window: over the whole screen, from its start until all is saved or
+// left.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +17,9 @@ struct CalibrationSetup {
     void (*observer)(const CalibrationCourse* course, const PageWords* words);
 };
 
-// Runs the calibration on the calling thread, and its messages: true when the result is saved, false when everything is as it was, also
-// when the display is lost or there is no window. Once per process.
+// Runs the calibration on the calling thread, and its messages: true when the result is saved,
+// false when everything is as it was, also when the display is lost or there is no window. Once per
+// process.
 bool RunCalibration(const CalibrationSetup* setup);
 
 } // namespace korvex

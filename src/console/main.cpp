@@ -1,4 +1,5 @@
-// KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it: KxConsole.exe -calibration N.
+// KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it:
+// KxConsole.exe -calibration N.
 #include <array>
 
 #include "console/calibration_window.h"
@@ -22,7 +23,9 @@ uint32_t NumberOfTargets()
     LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
     int32_t number = 0;
     for (int i = 1; words != nullptr && i + 1 < count; ++i) {
-        if (CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, words[i], -1, TEXT("-calibration"), -1) == CSTR_EQUAL)
+        if (CompareStringW(
+                LOCALE_INVARIANT, NORM_IGNORECASE, words[i], -1, TEXT("-calibration"), -1)
+            == CSTR_EQUAL)
             number = korvex::ParseInteger(words[i + 1]);
     }
     LocalFree(static_cast<HLOCAL>(words));
@@ -34,7 +37,8 @@ HWND DetectionWindow()
     return FindWindowW(TEXT("kxSetup"), korvex::WINDOW_TITLE);
 }
 
-// Closes the window of a running detection, which has the ports, and waits for the end of its process.
+// Closes the window of a running detection, which has the ports, and waits for the end of its
+// process.
 bool CloseDetection(HWND window)
 {
     DWORD process = 0;
@@ -50,20 +54,24 @@ bool CloseDetection(HWND window)
     return DetectionWindow() == nullptr;
 }
 
-// Starts detection again, by the DLL beside this program, in the current folder, whose Korvex.ini it reads.
+// Starts detection again, by the DLL beside this program, in the current folder, whose Korvex.ini
+// it reads.
 void StartDetection()
 {
     std::array<WCHAR, korvex::TEXT_CAPACITY> folder{};
     std::array<WCHAR, 2 * korvex::TEXT_CAPACITY> parameters{};
-    const DWORD length = GetModuleFileNameW(nullptr, folder.data(), static_cast<DWORD>(folder.size()));
+    const DWORD length
+        = GetModuleFileNameW(nullptr, folder.data(), static_cast<DWORD>(folder.size()));
     if (length == 0 || length == folder.size())
         return;
     DWORD end = length;
     while (end > 0 && folder[end - 1] != '\\')
         --end;
     folder[end] = 0;
-    korvex::FormatBounded(parameters.data(), parameters.size(), TEXT("\"%sKORVEX.dll\",kxENUM"), folder.data());
-    ShellExecuteW(nullptr, TEXT("open"), TEXT("rundll32.exe"), parameters.data(), nullptr, SW_SHOWNORMAL);
+    korvex::FormatBounded(
+        parameters.data(), parameters.size(), TEXT("\"%sKORVEX.dll\",kxENUM"), folder.data());
+    ShellExecuteW(
+        nullptr, TEXT("open"), TEXT("rundll32.exe"), parameters.data(), nullptr, SW_SHOWNORMAL);
 }
 
 bool Calibrate(uint32_t targets)
@@ -86,7 +94,8 @@ int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*
         if (MessageBoxW(nullptr, korvex::TEXT_DETECTION, korvex::TEXT_TITLE, QUESTION) != IDOK)
             return EXIT_LEFT;
         if (!CloseDetection(detection)) {
-            MessageBoxW(nullptr, korvex::TEXT_DETECTION_STAYS, korvex::TEXT_TITLE, MB_OK | MB_ICONWARNING | MB_TOPMOST);
+            MessageBoxW(nullptr, korvex::TEXT_DETECTION_STAYS, korvex::TEXT_TITLE,
+                MB_OK | MB_ICONWARNING | MB_TOPMOST);
             if (DetectionWindow() != nullptr)
                 return EXIT_LEFT; // it has not been closed meanwhile either
         }

@@ -126,7 +126,8 @@ void Describe(uint32_t panel, WCHAR* text, size_t capacity)
     const TouchController* controller = OwnPanel(panel);
     CopyBounded(text, capacity, TEXT(""));
     if (controller != nullptr)
-        FormatBounded(text, capacity, TEXT("Korvex %X, COM%u"), controller->model, controller->link.portNumber);
+        FormatBounded(text, capacity, TEXT("Korvex %X, COM%u"), controller->model,
+            controller->link.portNumber);
 }
 
 void LocateFile(uint32_t /*panel*/, WCHAR* path, size_t capacity)
@@ -185,13 +186,15 @@ void WatchOwnPanels()
 
 const PanelSource* OwnPanels()
 {
-    static constexpr PanelSource SOURCE{Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
+    static constexpr PanelSource SOURCE{
+        Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
     return &SOURCE;
 }
 
 const PanelSource* SearchedPanels()
 {
-    static constexpr PanelSource SOURCE{BeginSearched, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
+    static constexpr PanelSource SOURCE{
+        BeginSearched, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
     return &SOURCE;
 }
 

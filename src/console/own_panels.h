@@ -11,7 +11,8 @@ void WatchOwnPanels();
 // The source that they are. `end` leaves the sessions running; who has started them stops them.
 const PanelSource* OwnPanels();
 
-// The same with those that a host's detection finds (StartHost, HOST_PANEL_TEST), and WM_SEARCH_DONE at its end.
+// The same with those that a host's detection finds (StartHost, HOST_PANEL_TEST), and
+// WM_SEARCH_DONE at its end.
 const PanelSource* SearchedPanels();
 
 // A panel's record, for who describes it; null when its session is ending.

@@ -9,12 +9,14 @@ namespace {
 // An area in percent of the screen.
 RECT Area(POINT screen, int left, int top, int right, int bottom)
 {
-    return {screen.x * left / 100, screen.y * top / 100, screen.x * right / 100, screen.y * bottom / 100};
+    return {screen.x * left / 100, screen.y * top / 100, screen.x * right / 100,
+        screen.y * bottom / 100};
 }
 
 bool IsInside(const RECT& area, POINT place)
 {
-    return place.x >= area.left && place.x < area.right && place.y >= area.top && place.y < area.bottom;
+    return place.x >= area.left && place.x < area.right && place.y >= area.top
+        && place.y < area.bottom;
 }
 
 } // namespace
@@ -27,7 +29,8 @@ int PageUnit(POINT screen)
 POINT PixelOf(POINT screen, POINT place)
 {
     constexpr int64_t PARTS = 65536;
-    return {static_cast<LONG>(place.x * int64_t{screen.x} / PARTS), static_cast<LONG>(place.y * int64_t{screen.y} / PARTS)};
+    return {static_cast<LONG>(place.x * int64_t{screen.x} / PARTS),
+        static_cast<LONG>(place.y * int64_t{screen.y} / PARTS)};
 }
 
 int RingRadius(POINT screen)
@@ -38,7 +41,8 @@ int RingRadius(POINT screen)
 
 POINT MarkPlace(POINT screen, uint32_t mark)
 {
-    static constexpr std::array<POINT, MARK_COUNT> PERCENT{{{7, 14}, {93, 14}, {50, 50}, {7, 86}, {93, 86}}};
+    static constexpr std::array<POINT, MARK_COUNT> PERCENT{
+        {{7, 14}, {93, 14}, {50, 50}, {7, 86}, {93, 86}}};
     return {screen.x * PERCENT[mark].x / 100, screen.y * PERCENT[mark].y / 100};
 }
 
@@ -63,8 +67,8 @@ RECT ButtonArea(POINT screen, PageButton button)
 
 PageButton ButtonAt(POINT screen, POINT place)
 {
-    const auto* found = std::find_if(
-        PAGE_BUTTONS.begin(), PAGE_BUTTONS.end(), [&](PageButton button) { return IsInside(ButtonArea(screen, button), place); });
+    const auto* found = std::find_if(PAGE_BUTTONS.begin(), PAGE_BUTTONS.end(),
+        [&](PageButton button) { return IsInside(ButtonArea(screen, button), place); });
     return found == PAGE_BUTTONS.end() ? PageButton::NONE : *found;
 }
 
@@ -86,7 +90,8 @@ RECT FooterArea(POINT screen, bool belowButtons)
 POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount)
 {
     constexpr int APART = 3; // radii
-    const int x = (2 * static_cast<int>(target) + 1 - static_cast<int>(targetCount)) * APART * DotRadius(screen) / 2;
+    const int x = (2 * static_cast<int>(target) + 1 - static_cast<int>(targetCount)) * APART
+        * DotRadius(screen) / 2;
     return {screen.x / 2 + x, screen.y * 72 / 100};
 }
 

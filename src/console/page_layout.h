@@ -32,7 +32,8 @@ RECT ButtonArea(POINT screen, PageButton button);
 // The button at a place; NONE where there is none.
 PageButton ButtonAt(POINT screen, POINT place);
 
-// Where words are: in the upper half; above the row of dots that shows how far it has come; and at the bottom, below that or below buttons.
+// Where words are: in the upper half; above the row of dots that shows how far it has come; and at
+// the bottom, below that or below buttons.
 RECT HeadArea(POINT screen);
 RECT CountArea(POINT screen);
 RECT FooterArea(POINT screen, bool belowButtons);

@@ -1,4 +1,5 @@
-// Where the calibration gets its touches from: the sessions of this process (own_panels.h), or those of a runtime that drives the panel.
+// Where the calibration gets its touches from: the sessions of this process (own_panels.h), or
+// those of a runtime that drives the panel.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +22,9 @@ inline constexpr UINT WM_SEARCH_DONE = WM_USER + 5; // all ports have been asked
 
 constexpr LPARAM PackTouch(Point raw, bool touching)
 {
-    return static_cast<LPARAM>(
-        (touching ? 1U << 30 : 0U) | (static_cast<uint32_t>(raw.y) & 0x7FFFU) << 15 | (static_cast<uint32_t>(raw.x) & 0x7FFFU));
+    return static_cast<LPARAM>((touching ? 1U << 30 : 0U)
+        | (static_cast<uint32_t>(raw.y) & 0x7FFFU) << 15
+        | (static_cast<uint32_t>(raw.x) & 0x7FFFU));
 }
 
 constexpr Point RawOfTouch(LPARAM packed)
@@ -43,7 +45,8 @@ struct PanelSource {
     // Nothing is posted behind it.
     void (*end)();
 
-    // The panel and its controller, for people, and the whole path of the file that a store changes.
+    // The panel and its controller, for people, and the whole path of the file that a store
+    // changes.
     void (*describe)(uint32_t panel, WCHAR* text, size_t capacity);
     void (*locateFile)(uint32_t panel, WCHAR* path, size_t capacity);
 

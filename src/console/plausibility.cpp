@@ -11,8 +11,9 @@ namespace {
 
 constexpr uint32_t MAX_TERMS = 6;
 constexpr double MIN_RANGE_SHARE = 0.2; // of the raw span that the points must take on each axis
-constexpr double OUTLIER_PERCENT = 10;  // of what the points span: so far off is no property of a panel
-constexpr double OUTLIER_FACTOR = 3;    // so much better the others must fit without it
+// of what the points span: so far off is no property of a panel
+constexpr double OUTLIER_PERCENT = 10;
+constexpr double OUTLIER_FACTOR = 3; // so much better the others must fit without it
 constexpr double UNEVEN_PERCENT = 6;
 
 struct Place {
@@ -103,7 +104,8 @@ bool Solve(Equations* equations, SmoothMap* map)
 }
 
 // The least squares of the first `count` points but one. False when they determine no such map.
-bool Fit(const CalibrationData* calib, uint32_t side, uint32_t count, uint32_t without, SmoothMap* map)
+bool Fit(
+    const CalibrationData* calib, uint32_t side, uint32_t count, uint32_t without, SmoothMap* map)
 {
     Equations equations;
     for (uint32_t target = 0; target < count; ++target) {
@@ -133,20 +135,24 @@ Place SpanOf(const CalibrationData* calib)
 }
 
 // How far a target lies from a map, in percent of what the points span on each axis of the panel.
-Place OffsetFrom(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
+Place OffsetFrom(
+    const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
 {
     const Place fitted = At(map, PlaceOf(side, target));
-    return {100 * (calib->advPoints[target].x - fitted.x) / span.x, 100 * (calib->advPoints[target].y - fitted.y) / span.y};
+    return {100 * (calib->advPoints[target].x - fitted.x) / span.x,
+        100 * (calib->advPoints[target].y - fitted.y) / span.y};
 }
 
-double DistanceFrom(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
+double DistanceFrom(
+    const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
 {
     const Place offset = OffsetFrom(map, calib, side, target, span);
     return std::hypot(offset.x, offset.y);
 }
 
 // The root of the mean square of all distances but one.
-double MeanDistance(const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t without, Place span)
+double MeanDistance(
+    const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t without, Place span)
 {
     double sum = 0;
     uint32_t count = 0;
@@ -201,15 +207,18 @@ double AreaOf(Point a, Point b, Point c)
         - (static_cast<double>(b.y) - a.y) * (static_cast<double>(c.x) - a.x);
 }
 
-// A cell between four targets is turned over, or its corner reaches into it, where one of its triangles is.
+// A cell between four targets is turned over, or its corner reaches into it, where one of its
+// triangles is.
 bool FindFold(const CalibrationData* calib, uint32_t side, PointsJudgement* judgement)
 {
     for (uint32_t row = 0; row + 1 < side; ++row) {
         for (uint32_t column = 0; column + 1 < side; ++column) {
-            const std::array<uint32_t, 4> corners{TargetAt(side, row, column), TargetAt(side, row, column + 1),
-                TargetAt(side, row + 1, column + 1), TargetAt(side, row + 1, column)};
+            const std::array<uint32_t, 4> corners{TargetAt(side, row, column),
+                TargetAt(side, row, column + 1), TargetAt(side, row + 1, column + 1),
+                TargetAt(side, row + 1, column)};
             for (uint32_t i = 0; i < 4; ++i) {
-                if (AreaOf(calib->refPoints[corners[i]], calib->refPoints[corners[(i + 1) % 4]], calib->refPoints[corners[(i + 2) % 4]])
+                if (AreaOf(calib->refPoints[corners[i]], calib->refPoints[corners[(i + 1) % 4]],
+                        calib->refPoints[corners[(i + 2) % 4]])
                     <= 0) {
                     *judgement = {PointsFault::FOLD, corners[(i + 1) % 4], NO_TARGET, {}};
                     return true;
@@ -230,16 +239,19 @@ void JudgeEvenness(const CalibrationData* calib, uint32_t side, PointsJudgement*
     const bool swapped = SwapsAxes(calib->orientation);
     for (uint32_t target = 0; target < calib->pointCount; ++target) {
         const Place offset = OffsetFrom(&all, calib, side, target, span);
-        judgement->residuals[target] = {std::fabs(swapped ? offset.y : offset.x), std::fabs(swapped ? offset.x : offset.y)};
+        judgement->residuals[target]
+            = {std::fabs(swapped ? offset.y : offset.x), std::fabs(swapped ? offset.x : offset.y)};
     }
     const double mean = MeanDistance(&all, calib, side, NO_TARGET, span);
     uint32_t culprit = NO_TARGET;
     double meanWithout = mean / OUTLIER_FACTOR;
     for (uint32_t target = 0; side > 2 && target < calib->pointCount; ++target) {
         SmoothMap others{all.terms, {}, {}};
-        if (!Fit(calib, side, calib->pointCount, target, &others) || DistanceFrom(&others, calib, side, target, span) < OUTLIER_PERCENT)
+        if (!Fit(calib, side, calib->pointCount, target, &others)
+            || DistanceFrom(&others, calib, side, target, span) < OUTLIER_PERCENT)
             continue;
-        if (const double distance = MeanDistance(&others, calib, side, target, span); distance < meanWithout) {
+        if (const double distance = MeanDistance(&others, calib, side, target, span);
+            distance < meanWithout) {
             meanWithout = distance;
             culprit = target;
         }
@@ -282,7 +294,8 @@ bool ExpectTarget(const CalibrationData* calib, uint32_t index, Point* expected)
     if (side == 0 || index <= side || !Fit(calib, side, index, NO_TARGET, &map))
         return false;
     const Place place = At(&map, PlaceOf(side, index));
-    *expected = {static_cast<int32_t>(std::lround(place.x)), static_cast<int32_t>(std::lround(place.y))};
+    *expected
+        = {static_cast<int32_t>(std::lround(place.x)), static_cast<int32_t>(std::lround(place.y))};
     return true;
 }
 

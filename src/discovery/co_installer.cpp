@@ -24,8 +24,9 @@ constexpr const WCHAR* SUSPEND_KEY = TEXT("SelSuspend");
 constexpr const WCHAR* TABLET_VALUE = TEXT("TabletPC");
 
 // Major versions of Windows.
-constexpr DWORD WINDOWS_2000_AND_XP = 5; // XP is 5.1; a Tablet PC edition of it takes tablet reports
-constexpr DWORD VISTA = 6;               // from here on every edition can take them
+// XP is 5.1; a Tablet PC edition of it takes tablet reports
+constexpr DWORD WINDOWS_2000_AND_XP = 5;
+constexpr DWORD VISTA = 6; // from here on every edition can take them
 
 // The settings file in the system folder.
 struct SettingsFile {
@@ -43,7 +44,8 @@ SettingsFile FindSettingsFile()
 // A value of the section "Option"; the result is its length.
 DWORD ReadOption(const SettingsFile* file, const WCHAR* key, const WCHAR* fallback, Text* value)
 {
-    return GetPrivateProfileStringW(SECTION, key, fallback, value->data(), static_cast<DWORD>(value->size()), file->path.data());
+    return GetPrivateProfileStringW(SECTION, key, fallback, value->data(),
+        static_cast<DWORD>(value->size()), file->path.data());
 }
 
 OSVERSIONINFOEXW SystemVersion()
@@ -74,7 +76,8 @@ void WriteText(HKEY key, const WCHAR* name, const WCHAR* value)
 {
     size_t bytes = 0;
     ByteLengthBounded(value, TEXT_CAPACITY * sizeof(WCHAR), &bytes);
-    RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value), static_cast<DWORD>(bytes + sizeof(WCHAR)));
+    RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value),
+        static_cast<DWORD>(bytes + sizeof(WCHAR)));
 }
 
 // What the driver starts with.
@@ -104,11 +107,13 @@ void WriteDriverSettings(HDEVINFO devices, SP_DEVINFO_DATA* element)
         return;
     const DWORD suspendOn = suspend ? 1 : 0;
     WriteByte(key.value, TEXT("SelectiveSuspendEnabled"), true);
-    RegSetValueExW(key.value, TEXT("SelectiveSuspendOn"), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&suspendOn), sizeof(suspendOn));
+    RegSetValueExW(key.value, TEXT("SelectiveSuspendOn"), 0, REG_DWORD,
+        reinterpret_cast<const BYTE*>(&suspendOn), sizeof(suspendOn));
     WriteByte(key.value, TABLET_VALUE, tablet);
 }
 
-// The report mode by the system's version, or as the settings file wants it where the system can do that.
+// The report mode by the system's version, or as the settings file wants it where the system can do
+// that.
 int ChooseReportMode()
 {
     const SettingsFile file = FindSettingsFile();
@@ -119,11 +124,14 @@ int ChooseReportMode()
         SetLastError(ERROR_SUCCESS);
         const DWORD length = ReadOption(&file, REPORT_MODE_KEY, TEXT("1"), &value);
         std::array<WCHAR, 256> line{};
-        FormatBounded(line.data(), line.size(), TEXT("GetPrivateProfileString() Bytes Copied : %d ; Error : %d ; Buffer %s\n"), length,
+        FormatBounded(line.data(), line.size(),
+            TEXT("GetPrivateProfileString() Bytes Copied : %d ; Error : %d ; Buffer %s\n"), length,
             GetLastError(), value.data());
         OutputDebugStringW(line.data());
         if (length != 0)
-            return ParseInteger(value.data()) == REPORT_MODE_TABLET && canBeTablet ? REPORT_MODE_TABLET : REPORT_MODE_MOUSE;
+            return ParseInteger(value.data()) == REPORT_MODE_TABLET && canBeTablet
+                ? REPORT_MODE_TABLET
+                : REPORT_MODE_MOUSE;
     }
     return version >= WINDOWS_2000_AND_XP && canBeTablet ? REPORT_MODE_TABLET : REPORT_MODE_MOUSE;
 }
@@ -141,7 +149,8 @@ void SettleReportMode(HDEVINFO devices, SP_DEVINFO_DATA* element)
     }
     if (mode == REPORT_MODE_MOUSE)
         ApplyDoubleClickSettings();
-    if (mode == REPORT_MODE_TABLET || BusKindFromHardwareId(devices, element) == BUS_SERIAL_ENUMERATOR)
+    if (mode == REPORT_MODE_TABLET
+        || BusKindFromHardwareId(devices, element) == BUS_SERIAL_ENUMERATOR)
         SetNeedReboot(devices, element);
     SetReportMode(driver.value, mode);
 }
@@ -167,7 +176,9 @@ DWORD HandleRemoveDevice(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element)
 void ApplyDoubleClickSettings()
 {
     OwnedKey key(nullptr);
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, TEXT("Control Panel\\Mouse"), 0, KEY_ALL_ACCESS, &key.value) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(
+            HKEY_CURRENT_USER, TEXT("Control Panel\\Mouse"), 0, KEY_ALL_ACCESS, &key.value)
+        != ERROR_SUCCESS)
         return;
     WriteText(key.value, TEXT("DoubleClickWidth"), TEXT("25"));
     WriteText(key.value, TEXT("DoubleClickHeight"), TEXT("25"));

@@ -18,7 +18,8 @@ namespace korvex {
 
 namespace {
 
-constexpr GUID COM_PORT_CLASS = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
+constexpr GUID COM_PORT_CLASS
+    = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
 struct Pass {
     HostContext* context;
@@ -46,7 +47,8 @@ bool IsStopped(const Pass* pass)
 
 HANDLE OpenPort(const Port* port)
 {
-    return CreateFileW(port->path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    return CreateFileW(
+        port->path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 TouchController* CreateRecord(const Pass* pass)
@@ -75,12 +77,13 @@ void StartAndAppend(Pass* pass, TouchController* controller)
 void DetectControllers(HostContext* context, uint32_t mode)
 {
     Pass pass{context, mode, false};
-    VisitInterfaces(&COM_PORT_CLASS, nullptr, [&pass](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
-        const Port port{devices, element, path};
-        if (!IsStopped(&pass) && path != nullptr)
-            VisitPort(&pass, &port);
-        return IsStopped(&pass);
-    });
+    VisitInterfaces(&COM_PORT_CLASS, nullptr,
+        [&pass](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
+            const Port port{devices, element, path};
+            if (!IsStopped(&pass) && path != nullptr)
+                VisitPort(&pass, &port);
+            return IsStopped(&pass);
+        });
     if (mode == PASS_DETECT && !IsStopped(&pass))
         PostMessageW(context->notifyWindow, context->notifyMessage, pass.found ? 1 : 0, 0);
 }
@@ -130,7 +133,8 @@ void SkipPort(const Port* port)
     OutputDebugStringW(TEXT("\n"));
 }
 
-// A port whose child is a known controller: the filter is to look at the line again before it presents the child.
+// A port whose child is a known controller: the filter is to look at the line again before it
+// presents the child.
 void RefreshPort(const Pass* pass, const Port* port)
 {
     PortName name{};
@@ -195,8 +199,9 @@ void DetectChildController(Pass* pass, const Port* port, uint32_t model, WCHAR* 
         return;
     }
     QueryFirmwareVersion(controller);
-    DebugTrace(TEXT("Detect Korvex %X with Baud Rate %d\nFirmware Version : %X.%d.%d.%d\n"), controller->model, controller->link.baudRate,
-        controller->model, controller->fwMajor, controller->fwMinor, controller->fwBuild);
+    DebugTrace(TEXT("Detect Korvex %X with Baud Rate %d\nFirmware Version : %X.%d.%d.%d\n"),
+        controller->model, controller->link.baudRate, controller->model, controller->fwMajor,
+        controller->fwMinor, controller->fwBuild);
     StartAndAppend(pass, controller);
 }
 

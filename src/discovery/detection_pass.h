@@ -9,15 +9,18 @@
 namespace korvex {
 
 // What a pass does.
-inline constexpr uint32_t PASS_REFRESH = 0; // has the ports with a known controller restarted and the others enumerated again; opens none
-inline constexpr uint32_t PASS_DETECT = 2;  // finds, identifies and starts the controllers
+// has the ports with a known controller restarted and the others enumerated again; opens none
+inline constexpr uint32_t PASS_REFRESH = 0;
+inline constexpr uint32_t PASS_DETECT = 2; // finds, identifies and starts the controllers
 
-// Walks every present COM-port interface once, in order. A detecting pass appends a record per controller to the host's list, starts a
-// session for each serial one, and at its end posts the host's notify message with 1 when a session was started, else 0. Progress goes to
-// the host's status text. A stopped pass ends early and posts nothing. On the detection worker's thread.
+// Walks every present COM-port interface once, in order. A detecting pass appends a record per
+// controller to the host's list, starts a session for each serial one, and at its end posts the
+// host's notify message with 1 when a session was started, else 0. Progress goes to the host's
+// status text. A stopped pass ends early and posts nothing. On the detection worker's thread.
 void DetectControllers(HostContext* context, uint32_t mode);
 
-// The number in the port's name, read from its fourth character on; 0 when it has none or the name cannot be read.
+// The number in the port's name, read from its fourth character on; 0 when it has none or the name
+// cannot be read.
 uint32_t ReadPortNumber(HDEVINFO devices, SP_DEVINFO_DATA* element);
 
 } // namespace korvex

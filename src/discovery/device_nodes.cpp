@@ -9,13 +9,17 @@ namespace korvex {
 bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name)
 {
     name->fill(0);
-    const OwnedKey key(SetupDiOpenDevRegKey(devices, element, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_ALL_ACCESS));
+    const OwnedKey key(
+        SetupDiOpenDevRegKey(devices, element, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_ALL_ACCESS));
     PortName value{};
     DWORD size = sizeof(value);
     if (!IsOpen(key.value)
-        || RegQueryValueExW(key.value, TEXT("PortName"), nullptr, nullptr, reinterpret_cast<BYTE*>(value.data()), &size) != ERROR_SUCCESS)
+        || RegQueryValueExW(key.value, TEXT("PortName"), nullptr, nullptr,
+               reinterpret_cast<BYTE*>(value.data()), &size)
+            != ERROR_SUCCESS)
         return false;
-    CopyBounded(name->data(), name->size(), value.data()); // the registry does not promise a terminator
+    // the registry does not promise a terminator
+    CopyBounded(name->data(), name->size(), value.data());
     return true;
 }
 
@@ -45,12 +49,15 @@ bool RestartDevice(HDEVINFO devices, SP_DEVINFO_DATA* element)
     parameters.ClassInstallHeader.InstallFunction = DIF_PROPERTYCHANGE;
     parameters.StateChange = DICS_PROPCHANGE;
     parameters.Scope = DICS_FLAG_CONFIGSPECIFIC;
-    if (SetupDiSetClassInstallParamsW(devices, element, &parameters.ClassInstallHeader, sizeof(parameters)) == FALSE)
+    if (SetupDiSetClassInstallParamsW(
+            devices, element, &parameters.ClassInstallHeader, sizeof(parameters))
+        == FALSE)
         return false;
     SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, devices, element);
     ULONG status = 0;
     ULONG problem = 0;
-    return CM_Get_DevNode_Status(&status, &problem, element->DevInst, 0) == CR_SUCCESS && (status & DN_NEED_RESTART) != 0;
+    return CM_Get_DevNode_Status(&status, &problem, element->DevInst, 0) == CR_SUCCESS
+        && (status & DN_NEED_RESTART) != 0;
 }
 
 void RemoveDevice(HDEVINFO devices, SP_DEVINFO_DATA* element)
@@ -59,7 +66,9 @@ void RemoveDevice(HDEVINFO devices, SP_DEVINFO_DATA* element)
     parameters.ClassInstallHeader.cbSize = sizeof(SP_CLASSINSTALL_HEADER);
     parameters.ClassInstallHeader.InstallFunction = DIF_REMOVE;
     parameters.Scope = DI_REMOVEDEVICE_GLOBAL;
-    if (SetupDiSetClassInstallParamsW(devices, element, &parameters.ClassInstallHeader, sizeof(parameters)) != FALSE)
+    if (SetupDiSetClassInstallParamsW(
+            devices, element, &parameters.ClassInstallHeader, sizeof(parameters))
+        != FALSE)
         SetupDiCallClassInstaller(DIF_REMOVE, devices, element);
 }
 
@@ -67,16 +76,20 @@ void RemoveChildDevices(DEVINST node)
 {
     for (DEVINST child = FirstChild(node); child != 0;) {
         std::array<WCHAR, TEXT_CAPACITY> identifier{};
-        if (CM_Get_Device_IDW(child, identifier.data(), static_cast<ULONG>(identifier.size()), 0) != CR_SUCCESS)
+        if (CM_Get_Device_IDW(child, identifier.data(), static_cast<ULONG>(identifier.size()), 0)
+            != CR_SUCCESS)
             return;
         // The next one is asked for first: a removed node has no siblings any more.
         DEVINST sibling = 0;
         const bool last = CM_Get_Sibling(&sibling, child, 0) != CR_SUCCESS;
-        const OwnedDevices devices(SetupDiGetClassDevsW(nullptr, identifier.data(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
+        const OwnedDevices devices(SetupDiGetClassDevsW(
+            nullptr, identifier.data(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
         SP_DEVINFO_DATA element{};
         element.cbSize = sizeof(element);
         if (IsOpen(devices.value)
-            && SetupDiOpenDeviceInfoW(devices.value, identifier.data(), nullptr, DIOD_INHERIT_CLASSDRVS, &element) != FALSE)
+            && SetupDiOpenDeviceInfoW(
+                   devices.value, identifier.data(), nullptr, DIOD_INHERIT_CLASSDRVS, &element)
+                != FALSE)
             RemoveDevice(devices.value, &element);
         child = last ? 0 : sibling;
     }

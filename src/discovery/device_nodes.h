@@ -12,16 +12,19 @@ namespace korvex {
 inline constexpr size_t PORT_NAME_CAPACITY = 32;
 using PortName = std::array<WCHAR, PORT_NAME_CAPACITY>;
 
-// The port's "PortName" from its hardware key. False, with an empty name, when key or value cannot be read.
+// The port's "PortName" from its hardware key. False, with an empty name, when key or value cannot
+// be read.
 bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name);
 
 // The first child of a device node; 0 when there is none or it cannot be had.
 DEVINST FirstChild(DEVINST node);
 
-// The node's device instance ID in memory from malloc, which the caller frees; null when it cannot be read or memory is short.
+// The node's device instance ID in memory from malloc, which the caller frees; null when it cannot
+// be read or memory is short.
 WCHAR* CopyDeviceId(DEVINST node);
 
-// Asks the class installer to restart the device with its current settings. True when the system has to be restarted for that.
+// Asks the class installer to restart the device with its current settings. True when the system
+// has to be restarted for that.
 bool RestartDevice(HDEVINFO devices, SP_DEVINFO_DATA* element);
 
 // Asks the class installer to remove the device, in every hardware profile.

@@ -16,7 +16,8 @@ namespace {
 constexpr int CHILD_ATTEMPTS = 3;
 constexpr DWORD CHILD_WAIT_MS = 500;
 constexpr DWORD INSTALLATION_WAIT_MS = 1000;
-// For InstallHinfSectionW: 128, the INF's folder is the source path; 4, the user is asked before a restart.
+// For InstallHinfSectionW: 128, the INF's folder is the source path; 4, the user is asked before a
+// restart.
 constexpr int INSTALLATION_MODE = 132;
 
 using Text = std::array<WCHAR, TEXT_CAPACITY>;
@@ -38,14 +39,16 @@ bool SetUpperFilter(HDEVINFO devices, SP_DEVINFO_DATA* element)
     CopyBounded(list.data(), list.size() - 1, ENUMERATOR_SERVICE);
     LengthBounded(list.data(), list.size(), &length);
     const auto size = static_cast<DWORD>((length + 2) * sizeof(WCHAR));
-    return SetupDiSetDeviceRegistryPropertyW(devices, element, SPDRP_UPPERFILTERS, reinterpret_cast<const BYTE*>(list.data()), size)
+    return SetupDiSetDeviceRegistryPropertyW(devices, element, SPDRP_UPPERFILTERS,
+               reinterpret_cast<const BYTE*>(list.data()), size)
         != FALSE;
 }
 
 void AwaitChild(TouchController* controller, DEVINST port)
 {
     DEVINST child = 0;
-    for (int attempt = 0; attempt < CHILD_ATTEMPTS && child == 0 && !IsStopRequested(controller); ++attempt) {
+    for (int attempt = 0; attempt < CHILD_ATTEMPTS && child == 0 && !IsStopRequested(controller);
+        ++attempt) {
         child = FirstChild(port);
         if (child == 0)
             Pause(controller->stopEvent, CHILD_WAIT_MS);
@@ -65,12 +68,15 @@ bool ReadBinaryPath(SC_HANDLE service, Text* path)
     QueryServiceConfigW(service, nullptr, 0, &size);
     if (size == 0)
         return false;
-    const OwnedMemory<QUERY_SERVICE_CONFIGW> configuration(static_cast<QUERY_SERVICE_CONFIGW*>(malloc(size)));
-    if (configuration.value == nullptr || QueryServiceConfigW(service, configuration.value, size, &size) == FALSE)
+    const OwnedMemory<QUERY_SERVICE_CONFIGW> configuration(
+        static_cast<QUERY_SERVICE_CONFIGW*>(malloc(size)));
+    if (configuration.value == nullptr
+        || QueryServiceConfigW(service, configuration.value, size, &size) == FALSE)
         return false;
     Text windows{};
     GetWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size()));
-    FormatBounded(path->data(), path->size(), TEXT("\\\\?\\%s\\%s"), windows.data(), configuration.value->lpBinaryPathName);
+    FormatBounded(path->data(), path->size(), TEXT("\\\\?\\%s\\%s"), windows.data(),
+        configuration.value->lpBinaryPathName);
     return true;
 }
 
@@ -80,7 +86,8 @@ HKEY OpenKey(HKEY parent, const WCHAR* name)
     if (parent == nullptr)
         return nullptr;
     HKEY key = nullptr;
-    const LONG result = RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+    const LONG result = RegCreateKeyExW(
+        parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
     return result == ERROR_SUCCESS ? key : nullptr;
 }
 
@@ -118,9 +125,11 @@ bool InstallEnumerator(const WCHAR* service, HANDLE stopEvent)
     Text path{};
     Text command{};
     FormatBounded(file.data(), file.size(), TEXT("%s.inf"), service);
-    if (GetFullPathNameW(file.data(), static_cast<DWORD>(path.size()), path.data(), nullptr) >= path.size())
+    if (GetFullPathNameW(file.data(), static_cast<DWORD>(path.size()), path.data(), nullptr)
+        >= path.size())
         path[0] = 0;
-    FormatBounded(command.data(), command.size(), TEXT("DefaultInstall %d %s"), INSTALLATION_MODE, path.data());
+    FormatBounded(command.data(), command.size(), TEXT("DefaultInstall %d %s"), INSTALLATION_MODE,
+        path.data());
     OutputDebugStringW(TEXT("Installing Enum Driver !"));
     OutputDebugStringW(path.data());
     OutputDebugStringW(TEXT("\n"));
@@ -135,14 +144,17 @@ bool IsServiceBinaryPresent(const WCHAR* service)
     Text path{};
     if (handle.value == nullptr || !ReadBinaryPath(handle.value, &path))
         return false;
-    const OwnedHandle file(CreateFileW(path.data(), FILE_READ_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const OwnedHandle file(CreateFileW(path.data(), FILE_READ_ATTRIBUTES, 0, nullptr, OPEN_EXISTING,
+        FILE_ATTRIBUTE_NORMAL, nullptr));
     return IsOpen(file.value);
 }
 
-void WriteEnumeratorParameters(const TouchController* controller, const PortName* port, uint32_t alwaysExist)
+void WriteEnumeratorParameters(
+    const TouchController* controller, const PortName* port, uint32_t alwaysExist)
 {
     Text path{};
-    FormatBounded(path.data(), path.size(), TEXT("SYSTEM\\CurrentControlSet\\Services\\%s"), ENUMERATOR_SERVICE);
+    FormatBounded(path.data(), path.size(), TEXT("SYSTEM\\CurrentControlSet\\Services\\%s"),
+        ENUMERATOR_SERVICE);
     const OwnedKey service(OpenKey(HKEY_LOCAL_MACHINE, path.data()));
     const OwnedKey parameters(OpenKey(service.value, TEXT("Parameters")));
     const OwnedKey key(OpenKey(parameters.value, port->data()));

@@ -1,4 +1,5 @@
-// The record of a detection or panel test entry: what it has found, what it shows, and who waits for the result. One per process.
+// The record of a detection or panel test entry: what it has found, what it shows, and who waits
+// for the result. One per process.
 #pragma once
 
 #include <array>
@@ -14,8 +15,9 @@
 namespace korvex {
 
 struct HostContext {
-    ListLinks controllers; // of TouchController records, owned, in the order in which they were found
-    HMODULE moduleHandle;  // the executable's: the context's key
+    // of TouchController records, owned, in the order in which they were found
+    ListLinks controllers;
+    HMODULE moduleHandle; // the executable's: the context's key
     HICON icon;
     HBRUSH backgroundBrush;         // of the status window's class
     HWND statusWindow;              // null in panel test mode
@@ -29,13 +31,14 @@ struct HostContext {
     HANDLE stopEvent;      // manual-reset: set when everything is to end
     HANDLE notifyEvent;    // manual-reset: set once the notify target is in place, and by a stop
     HANDLE worker;         // the detection worker's thread
-    HWND statusDetail;     // a second line in the status window; null without a StatusDetailHandler (host.h)
+    // a second line in the status window; null without a StatusDetailHandler (host.h)
+    HWND statusDetail;
 };
 
 inline constexpr size_t STATUS_CAPACITY = 32; // UTF-16 units with terminator
 
-// Shows a status text, formatted as by FormatBounded and cut to STATUS_CAPACITY - 1 units; does nothing in panel test mode. Any thread; the
-// window's thread must be serving messages.
+// Shows a status text, formatted as by FormatBounded and cut to STATUS_CAPACITY - 1 units; does
+// nothing in panel test mode. Any thread; the window's thread must be serving messages.
 template <typename... Arguments>
 void ShowStatus(const HostContext* context, const WCHAR* format, Arguments... arguments)
 {

@@ -17,12 +17,13 @@ struct Model {
     uint32_t model;
 };
 
-constexpr std::array<Model, 3> MODELS_BY_NAME{
-    Model{TEXT("5200"), MODEL_5200}, Model{TEXT("7700"), MODEL_7700}, Model{TEXT("5460"), MODEL_5460}};
+constexpr std::array<Model, 3> MODELS_BY_NAME{Model{TEXT("5200"), MODEL_5200},
+    Model{TEXT("7700"), MODEL_7700}, Model{TEXT("5460"), MODEL_5460}};
 
-constexpr std::array<Model, 7> MODELS_BY_PRODUCT{Model{TEXT("5200"), MODEL_5200}, Model{TEXT("2400"), MODEL_2400},
-    Model{TEXT("5460"), MODEL_5460}, Model{TEXT("5201"), MODEL_5200}, Model{TEXT("5203"), MODEL_5200}, Model{TEXT("4400"), MODEL_4400},
-    Model{TEXT("8200"), MODEL_8200}};
+constexpr std::array<Model, 7> MODELS_BY_PRODUCT{Model{TEXT("5200"), MODEL_5200},
+    Model{TEXT("2400"), MODEL_2400}, Model{TEXT("5460"), MODEL_5460},
+    Model{TEXT("5201"), MODEL_5200}, Model{TEXT("5203"), MODEL_5200},
+    Model{TEXT("4400"), MODEL_4400}, Model{TEXT("8200"), MODEL_8200}};
 
 // Character positions in the identifiers.
 constexpr size_t SERIAL_DIGITS = 11;  // SERENUM\KVX^
@@ -42,11 +43,13 @@ bool HasAt(const Identifier* identifier, size_t position, const WCHAR* literal)
     size_t count = 0;
     LengthBounded(literal, TEXT_CAPACITY, &count);
     return position + count <= identifier->length
-        && EqualsNoCase(identifier->text + position, static_cast<int>(count), literal, static_cast<int>(count));
+        && EqualsNoCase(
+            identifier->text + position, static_cast<int>(count), literal, static_cast<int>(count));
 }
 
 template <size_t COUNT>
-uint32_t LookUp(const Identifier* identifier, size_t position, const std::array<Model, COUNT>* models)
+uint32_t LookUp(
+    const Identifier* identifier, size_t position, const std::array<Model, COUNT>* models)
 {
     for (const Model& model : *models) {
         if (HasAt(identifier, position, model.digits))
@@ -68,8 +71,11 @@ uint32_t ModelFromHardwareId(const WCHAR* text)
 {
     const Identifier identifier = IdentifierOf(text);
     if (!HasAt(&identifier, 0, TEXT("USB")) && !HasAt(&identifier, 0, TEXT("HID")))
-        return HasAt(&identifier, 0, TEXT("SERENUM")) ? LookUp(&identifier, SERIAL_DIGITS, &MODELS_BY_NAME) : 0;
-    if (HasAt(&identifier, VENDOR_DIGITS, TEXT("3381")) && HasAt(&identifier, PRODUCT_DIGITS, TEXT("6646")))
+        return HasAt(&identifier, 0, TEXT("SERENUM"))
+            ? LookUp(&identifier, SERIAL_DIGITS, &MODELS_BY_NAME)
+            : 0;
+    if (HasAt(&identifier, VENDOR_DIGITS, TEXT("3381"))
+        && HasAt(&identifier, PRODUCT_DIGITS, TEXT("6646")))
         return MODEL_4400;
     if (HasAt(&identifier, USB_MAKER, TEXT("KVX")))
         return LookUp(&identifier, USB_DIGITS, &MODELS_BY_NAME);
@@ -98,7 +104,8 @@ bool IsEnumeratorBound(HDEVINFO devices, SP_DEVINFO_DATA* element)
         return false;
     ULONG status = 0;
     ULONG problem = 0;
-    return CM_Get_DevNode_Status(&status, &problem, element->DevInst, 0) == CR_SUCCESS && (status & DN_HAS_PROBLEM) == 0;
+    return CM_Get_DevNode_Status(&status, &problem, element->DevInst, 0) == CR_SUCCESS
+        && (status & DN_HAS_PROBLEM) == 0;
 }
 
 } // namespace korvex

@@ -40,9 +40,12 @@ DWORD ReadNumber(HKEY key, const WCHAR* name)
 
 Parameters ReadParameters(DEVINST port)
 {
-    const std::u16string name = platform::ReadRegistryText(platform::HardwareKeyPath(platform::InstanceIdOf(port)), u"PortName");
-    const OwnedKey key(platform::OpenRegistryPath(platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name));
-    return {name, ReadNumber(key.value, u"AlwaysExist"), ReadNumber(key.value, u"Model"), ReadNumber(key.value, u"BaudRate")};
+    const std::u16string name = platform::ReadRegistryText(
+        platform::HardwareKeyPath(platform::InstanceIdOf(port)), u"PortName");
+    const OwnedKey key(platform::OpenRegistryPath(
+        platform::ServiceKeyPath(ENUMERATOR_SERVICE) + u"\\Parameters\\" + name));
+    return {name, ReadNumber(key.value, u"AlwaysExist"), ReadNumber(key.value, u"Model"),
+        ReadNumber(key.value, u"BaudRate")};
 }
 
 enum class Presence { ANSWERS, SILENT, UNAVAILABLE };
@@ -50,14 +53,15 @@ enum class Presence { ANSWERS, SILENT, UNAVAILABLE };
 // A port that this process may not open now says nothing of what is on it; one that is gone does.
 bool CanBeAskedLater(DWORD error)
 {
-    return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED || error == ERROR_TOO_MANY_OPEN_FILES
-        || error == ERROR_NOT_ENOUGH_MEMORY;
+    return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED
+        || error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_NOT_ENOUGH_MEMORY;
 }
 
 Presence ProbePort(DEVINST port, const Parameters* parameters)
 {
     const std::u16string path = platform::FromNativePath(platform::NativePathOf(port));
-    HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    HANDLE handle = CreateFileW(
+        path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
         return CanBeAskedLater(GetLastError()) ? Presence::UNAVAILABLE : Presence::SILENT;
     TouchController* controller = CreateController();
@@ -85,11 +89,13 @@ std::u16string ChildId(const Parameters* parameters)
 bool InstallEnumeratorService()
 {
     constexpr std::u16string_view BINARY = u"system32\\drivers\\KXSERENUM.sys";
-    constexpr std::string_view CONTENT = "stands for the serial enumerator filter, which is built in here\n";
+    constexpr std::string_view CONTENT
+        = "stands for the serial enumerator filter, which is built in here\n";
     const std::u16string service = platform::ServiceKeyPath(ENUMERATOR_SERVICE);
     if (!platform::ReadRegistryText(service, u"ImagePath").empty())
         return true;
-    const std::string path = platform::ThisMachine()->folders.windows + "/" + platform::ToNativePath(BINARY);
+    const std::string path
+        = platform::ThisMachine()->folders.windows + "/" + platform::ToNativePath(BINARY);
     const bool inPlace = platform::CreateWholeFile(path, CONTENT) || errno == EEXIST;
     return inPlace && platform::WriteRegistryText(service, u"ImagePath", BINARY);
 }

@@ -1,5 +1,5 @@
-// What takes the place of the maker's touch driver: devices with its control interface, which answer as they are told and remember what
-// they are asked.
+// What takes the place of the maker's touch driver: devices with its control interface, which
+// answer as they are told and remember what they are asked.
 #pragma once
 
 #include <cstdint>
@@ -13,15 +13,16 @@
 namespace korvex::drivers {
 
 struct TouchDevice {
-    std::vector<std::pair<DWORD, uint32_t>> answers; // to requests by their control code; one that is not here fails
-    std::vector<DWORD> requests;                     // that have come, in order
-    std::vector<uint32_t> reportModes;               // that were set, in order
+    // to requests by their control code; one that is not here fails
+    std::vector<std::pair<DWORD, uint32_t>> answers;
+    std::vector<DWORD> requests;       // that have come, in order
+    std::vector<uint32_t> reportModes; // that were set, in order
     bool openable = true;
 };
 
-// Adds a touch device to the machine, below `parent` (0: the root). The driver holds on to the record, which is used by the threads that
-// open the device.
-std::shared_ptr<TouchDevice> AddTouchDevice(
-    std::u16string_view instanceId, const std::vector<std::u16string>& hardwareIds, DEVINST parent = 0);
+// Adds a touch device to the machine, below `parent` (0: the root). The driver holds on to the
+// record, which is used by the threads that open the device.
+std::shared_ptr<TouchDevice> AddTouchDevice(std::u16string_view instanceId,
+    const std::vector<std::u16string>& hardwareIds, DEVINST parent = 0);
 
 } // namespace korvex::drivers

@@ -67,7 +67,8 @@ struct Settings {
 
 bool ParseNumber(std::string_view text, uint32_t largest, uint32_t* number)
 {
-    if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string_view::npos)
+    if (text.empty() || text.size() > 9
+        || text.find_first_not_of("0123456789") != std::string_view::npos)
         return false;
     *number = static_cast<uint32_t>(std::stoul(std::string(text)));
     return *number <= largest;
@@ -75,10 +76,12 @@ bool ParseNumber(std::string_view text, uint32_t largest, uint32_t* number)
 
 bool ParseHex(std::string_view text, Bytes* bytes)
 {
-    if (text.size() % 2 != 0 || text.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos)
+    if (text.size() % 2 != 0
+        || text.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos)
         return false;
     for (size_t i = 0; i < text.size(); i += 2)
-        bytes->push_back(static_cast<uint8_t>(std::stoul(std::string(text.substr(i, 2)), nullptr, 16)));
+        bytes->push_back(
+            static_cast<uint8_t>(std::stoul(std::string(text.substr(i, 2)), nullptr, 16)));
     return true;
 }
 
@@ -103,7 +106,8 @@ bool ParsePair(std::string_view text, PanelPoint* pair)
 {
     std::string_view first;
     std::string_view second;
-    return Split(text, ',', &first, &second) && ParseDecimal(first, &pair->x) && ParseDecimal(second, &pair->y);
+    return Split(text, ',', &first, &second) && ParseDecimal(first, &pair->x)
+        && ParseDecimal(second, &pair->y);
 }
 
 bool ParseTargetError(std::string_view text, Distortion* distortion)
@@ -111,8 +115,8 @@ bool ParseTargetError(std::string_view text, Distortion* distortion)
     std::string_view target;
     std::string_view error;
     uint32_t number = 0;
-    return Split(text, '=', &target, &error) && ParseNumber(target, TARGET_COUNT, &number) && number > 0
-        && ParsePair(error, &distortion->targetErrors[number - 1]);
+    return Split(text, '=', &target, &error) && ParseNumber(target, TARGET_COUNT, &number)
+        && number > 0 && ParsePair(error, &distortion->targetErrors[number - 1]);
 }
 
 bool ParseNoise(std::string_view text, Noise* noise)
@@ -122,7 +126,8 @@ bool ParseNoise(std::string_view text, Noise* noise)
     double deviation = 0;
     uint32_t seed = 0;
     Split(text, ',', &deviationText, &seedText);
-    const bool valid = ParseDecimal(deviationText, &deviation) && deviation >= 0 && ParseNumber(seedText, 999999999, &seed);
+    const bool valid = ParseDecimal(deviationText, &deviation) && deviation >= 0
+        && ParseNumber(seedText, 999999999, &seed);
     *noise = NoiseOf(deviation, seed);
     return valid;
 }
@@ -136,9 +141,9 @@ bool ParseFirmware(std::string_view text, EmulatorOptions* options)
     uint32_t majorNumber = 0;
     uint32_t minorNumber = 0;
     uint32_t buildNumber = 0;
-    const bool valid = Split(text, '.', &majorText, &rest) && Split(rest, '.', &minorText, &buildText)
-        && ParseNumber(majorText, 255, &majorNumber) && ParseNumber(minorText, 255, &minorNumber)
-        && ParseNumber(buildText, 65535, &buildNumber);
+    const bool valid = Split(text, '.', &majorText, &rest)
+        && Split(rest, '.', &minorText, &buildText) && ParseNumber(majorText, 255, &majorNumber)
+        && ParseNumber(minorText, 255, &minorNumber) && ParseNumber(buildText, 65535, &buildNumber);
     options->fwMajor = static_cast<uint8_t>(majorNumber);
     options->fwMinor = static_cast<uint8_t>(minorNumber);
     options->fwBuild = static_cast<uint16_t>(buildNumber);
@@ -172,7 +177,8 @@ bool ParseGap(std::string_view text, ReportFault* fault)
     std::string_view lengthText;
     uint32_t byte = 0;
     uint32_t length = 0;
-    if (!Split(text, ',', &byteText, &lengthText) || !ParseNumber(byteText, 5, &byte) || !ParseNumber(lengthText, 60000, &length))
+    if (!Split(text, ',', &byteText, &lengthText) || !ParseNumber(byteText, 5, &byte)
+        || !ParseNumber(lengthText, 60000, &length))
         return false;
     fault->gapAfter = byte;
     fault->gapLength = std::chrono::milliseconds(length);
@@ -191,11 +197,13 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
         return value == "7700" || value == "5460" || value == "5200";
     }
     if (name == "baud")
-        return ParseNumber(value, 19200, &options->baudRate) && (options->baudRate == 19200 || options->baudRate == 9600);
+        return ParseNumber(value, 19200, &options->baudRate)
+            && (options->baudRate == 19200 || options->baudRate == 9600);
     if (name == "identity")
         return ParseNumber(value, 65535, &options->modelNumber);
     if (name == "resolution")
-        return ParseNumber(value, 12, &options->resolutionBits) && (options->resolutionBits == 10 || options->resolutionBits == 12);
+        return ParseNumber(value, 12, &options->resolutionBits)
+            && (options->resolutionBits == 10 || options->resolutionBits == 12);
     if (name == "firmware")
         return ParseFirmware(value, options);
     if (name == "memory") {
@@ -227,14 +235,22 @@ bool ApplyOption(std::string_view name, std::string_view value, Settings* settin
 // The exit code when the command ends here; -1 to go on.
 int ParseOptions(int argc, char** argv, Settings* settings)
 {
-    const std::array known{option{"link", required_argument, nullptr, 'v'}, option{"model", required_argument, nullptr, 'v'},
-        option{"identity", required_argument, nullptr, 'v'}, option{"baud", required_argument, nullptr, 'v'},
-        option{"resolution", required_argument, nullptr, 'v'}, option{"firmware", required_argument, nullptr, 'v'},
-        option{"memory", required_argument, nullptr, 'v'}, option{"fault", required_argument, nullptr, 'v'},
-        option{"report-noise", required_argument, nullptr, 'v'}, option{"report-gap", required_argument, nullptr, 'v'},
-        option{"script", required_argument, nullptr, 'v'}, option{"scale", required_argument, nullptr, 'v'},
-        option{"offset", required_argument, nullptr, 'v'}, option{"rotate", required_argument, nullptr, 'v'},
-        option{"target-error", required_argument, nullptr, 'v'}, option{"noise", required_argument, nullptr, 'v'},
+    const std::array known{option{"link", required_argument, nullptr, 'v'},
+        option{"model", required_argument, nullptr, 'v'},
+        option{"identity", required_argument, nullptr, 'v'},
+        option{"baud", required_argument, nullptr, 'v'},
+        option{"resolution", required_argument, nullptr, 'v'},
+        option{"firmware", required_argument, nullptr, 'v'},
+        option{"memory", required_argument, nullptr, 'v'},
+        option{"fault", required_argument, nullptr, 'v'},
+        option{"report-noise", required_argument, nullptr, 'v'},
+        option{"report-gap", required_argument, nullptr, 'v'},
+        option{"script", required_argument, nullptr, 'v'},
+        option{"scale", required_argument, nullptr, 'v'},
+        option{"offset", required_argument, nullptr, 'v'},
+        option{"rotate", required_argument, nullptr, 'v'},
+        option{"target-error", required_argument, nullptr, 'v'},
+        option{"noise", required_argument, nullptr, 'v'},
         option{"panel-test", no_argument, nullptr, 'p'}, option{"help", no_argument, nullptr, 'h'},
         option{"version", no_argument, nullptr, 'V'}, option{nullptr, 0, nullptr, 0}};
     int index = 0;
@@ -258,7 +274,8 @@ int ParseOptions(int argc, char** argv, Settings* settings)
         case 'v':
             if (ApplyOption(known[static_cast<size_t>(index)].name, optarg, settings))
                 break;
-            fprintf(stderr, "korvex-emulator: invalid value '%s' for '--%s'\n", optarg, known[static_cast<size_t>(index)].name);
+            fprintf(stderr, "korvex-emulator: invalid value '%s' for '--%s'\n", optarg,
+                known[static_cast<size_t>(index)].name);
             return EXIT_USAGE;
         default: // getopt has named the fault
             return EXIT_USAGE;
@@ -296,7 +313,8 @@ bool RunLine(Emulator* emulator, const std::string& line)
     return result != GestureResult::QUIT;
 }
 
-// Carries out what the settings ask for; its end leaves the emulator running, "quit" ends the process.
+// Carries out what the settings ask for; its end leaves the emulator running, "quit" ends the
+// process.
 void RunScript(Emulator* emulator, const Settings* settings)
 {
     if (settings->followsPanelTest)
@@ -345,11 +363,13 @@ int RunEmulatorCommand(int argc, char** argv)
             fs::remove(settings.link, error);
         fs::create_symlink(TerminalPath(emulator.get()), settings.link, error);
         if (error) {
-            fprintf(stderr, "korvex-emulator: cannot create the link '%s': %s\n", settings.link.c_str(), error.message().c_str());
+            fprintf(stderr, "korvex-emulator: cannot create the link '%s': %s\n",
+                settings.link.c_str(), error.message().c_str());
             return EXIT_FAILURE;
         }
     }
-    printf("emulating model %X on %s\n", settings.options.model, TerminalPath(emulator.get()).c_str());
+    printf(
+        "emulating model %X on %s\n", settings.options.model, TerminalPath(emulator.get()).c_str());
     fflush(stdout);
 
     std::thread script;

@@ -16,7 +16,8 @@ double Between(double start, double end, double part)
     return start + (end - start) * part;
 }
 
-// The error at a place: bilinear within the quarter of the panel that the place is in, and that of the edge beyond the outer targets.
+// The error at a place: bilinear within the quarter of the panel that the place is in, and that of
+// the edge beyond the outer targets.
 PanelPoint ErrorAt(const Distortion* distortion, PanelPoint touch)
 {
     const size_t column = touch.x < MIDDLE ? 0 : 1;
@@ -27,8 +28,10 @@ PanelPoint ErrorAt(const Distortion* distortion, PanelPoint touch)
     const double partY = std::clamp((touch.y - first.y) / (last.y - first.y), 0.0, 1.0);
     const auto* upper = &distortion->targetErrors[row * 3 + column];
     const auto* lower = upper + 3;
-    return {Between(Between(upper[0].x, upper[1].x, partX), Between(lower[0].x, lower[1].x, partX), partY),
-        Between(Between(upper[0].y, upper[1].y, partX), Between(lower[0].y, lower[1].y, partX), partY)};
+    return {Between(Between(upper[0].x, upper[1].x, partX), Between(lower[0].x, lower[1].x, partX),
+                partY),
+        Between(
+            Between(upper[0].y, upper[1].y, partX), Between(lower[0].y, lower[1].y, partX), partY)};
 }
 
 } // namespace

@@ -20,9 +20,11 @@ inline constexpr std::array<PanelPoint, TARGET_COUNT> TARGETS{
 
 // Applied in this order.
 struct Distortion {
-    std::array<PanelPoint, TARGET_COUNT> targetErrors{}; // what is added at each target; in between, what lies between
-    PanelPoint scale{1, 1};                              // about the panel's middle
-    double rotation = 0;                                 // of the axes about the middle, in degrees clockwise
+    // what is added at each target; in between, what lies between
+    std::array<PanelPoint, TARGET_COUNT> targetErrors{};
+    PanelPoint scale{1, 1}; // about the panel's middle
+    // of the axes about the middle, in degrees clockwise
+    double rotation = 0;
     PanelPoint offset{0, 0};
 };
 

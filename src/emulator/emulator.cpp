@@ -100,9 +100,11 @@ std::optional<Bytes> AnswerData(const Emulator* emulator, const Bytes& command)
         return Bytes{0, 0, 0, 0};
     if (options.model == 0x7700) {
         if (code == FIRMWARE_7700)
-            return Bytes{0xD9, options.fwMajor, options.fwMinor, static_cast<uint8_t>(options.fwBuild << 4)};
+            return Bytes{
+                0xD9, options.fwMajor, options.fwMinor, static_cast<uint8_t>(options.fwBuild << 4)};
         if (code >= READ_MEMORY_7700_FIRST && code <= READ_MEMORY_7700_LAST) {
-            const auto* start = options.memory.begin() + ptrdiff_t{4} * (code - READ_MEMORY_7700_FIRST);
+            const auto* start
+                = options.memory.begin() + ptrdiff_t{4} * (code - READ_MEMORY_7700_FIRST);
             return Bytes(start, start + 4);
         }
         return std::nullopt;
@@ -115,17 +117,21 @@ std::optional<Bytes> AnswerData(const Emulator* emulator, const Bytes& command)
     if (code == FIRMWARE_VERSION)
         return Bytes{0, options.fwMinor, High(options.fwBuild), Low(options.fwBuild)};
     if (code == RESOLUTION)
-        return Bytes{0, 0, 0, static_cast<uint8_t>(options.model == 0x5200 ? options.resolutionBits : 10)};
+        return Bytes{
+            0, 0, 0, static_cast<uint8_t>(options.model == 0x5200 ? options.resolutionBits : 10)};
     if (code == READ_MEMORY && command[2] + size_t{1} < MEMORY_BYTES)
-        return Bytes{0, command[2], options.memory[command[2]], options.memory[command[2] + size_t{1}]};
+        return Bytes{
+            0, command[2], options.memory[command[2]], options.memory[command[2] + size_t{1}]};
     return std::nullopt;
 }
 
 bool IsCommandIntact(const Emulator* emulator, const Bytes& command)
 {
     if (emulator->options.model == 0x7700)
-        return std::all_of(command.begin() + 1, command.end(), [](uint8_t byte) { return byte < 0x80; });
-    const bool plainProbe = emulator->options.model == 0x5460 && (command[0] == WAKE || command[0] == PRESENCE) && command[5] == 0;
+        return std::all_of(
+            command.begin() + 1, command.end(), [](uint8_t byte) { return byte < 0x80; });
+    const bool plainProbe = emulator->options.model == 0x5460
+        && (command[0] == WAKE || command[0] == PRESENCE) && command[5] == 0;
     return plainProbe || command[5] == Checksum(command);
 }
 
@@ -133,8 +139,8 @@ bool IsCommandIntact(const Emulator* emulator, const Bytes& command)
 std::optional<AnswerFaultKind> TakeFault(Emulator* emulator, const Bytes& command)
 {
     for (AnswerFault& fault : emulator->answerFaults) {
-        const bool applies
-            = fault.count != 0 && (fault.code < 0 || fault.code == command[0]) && (fault.parameter < 0 || fault.parameter == command[2]);
+        const bool applies = fault.count != 0 && (fault.code < 0 || fault.code == command[0])
+            && (fault.parameter < 0 || fault.parameter == command[2]);
         if (!applies)
             continue;
         if (fault.count > 0)
@@ -209,8 +215,8 @@ bool IsCommandCode(uint8_t byte)
     return byte >= READ_MEMORY_7700_FIRST;
 }
 
-// Takes the packets that are whole out of `pending`. A packet that is not intact is a piece left from another: it ends where the next
-// command starts.
+// Takes the packets that are whole out of `pending`. A packet that is not intact is a piece left
+// from another: it ends where the next command starts.
 void TakePackets(Emulator* emulator, Bytes* pending)
 {
     const auto length = static_cast<ptrdiff_t>(PacketBytes(emulator));
@@ -218,13 +224,15 @@ void TakePackets(Emulator* emulator, Bytes* pending)
         Bytes packet(pending->begin(), pending->begin() + length);
         const bool intact = IsCommandIntact(emulator, packet);
         if (!intact)
-            packet.erase(std::find_if(packet.begin() + 1, packet.end(), IsCommandCode), packet.end());
+            packet.erase(
+                std::find_if(packet.begin() + 1, packet.end(), IsCommandCode), packet.end());
         pending->erase(pending->begin(), pending->begin() + std::ssize(packet));
         Receive(emulator, packet, intact);
     }
 }
 
-// A host takes a late answer for silence, so answers come before everything else, where the system grants that.
+// A host takes a late answer for silence, so answers come before everything else, where the system
+// grants that.
 void TakePriority()
 {
     const sched_param priority{sched_get_priority_min(SCHED_RR)};
@@ -235,9 +243,11 @@ void Serve(Emulator* emulator, int master)
 {
     TakePriority();
     Bytes pending;
-    std::array<pollfd, 2> polled{pollfd{master, POLLIN, 0}, pollfd{emulator->stopDescriptor, POLLIN, 0}};
+    std::array<pollfd, 2> polled{
+        pollfd{master, POLLIN, 0}, pollfd{emulator->stopDescriptor, POLLIN, 0}};
     for (;;) {
-        const int ready = poll(polled.data(), polled.size(), pending.empty() ? -1 : static_cast<int>(PACKET_GAP.count()));
+        const int ready = poll(polled.data(), polled.size(),
+            pending.empty() ? -1 : static_cast<int>(PACKET_GAP.count()));
         if (polled[1].revents != 0)
             return;
         if (ready == 0) {
@@ -258,7 +268,8 @@ uint32_t RawAt(const Emulator* emulator, double percent, double error)
 {
     const EmulatorOptions& options = emulator->options;
     const uint32_t span = uint32_t{1} << (options.model == 0x5200 ? options.resolutionBits : 10);
-    return static_cast<uint32_t>(std::clamp(std::round(percent / 100 * span + error), 0.0, static_cast<double>(span - 1)));
+    return static_cast<uint32_t>(
+        std::clamp(std::round(percent / 100 * span + error), 0.0, static_cast<double>(span - 1)));
 }
 
 PanelPoint FingerOf(const Emulator* emulator)
@@ -299,7 +310,8 @@ void EmulatorDeleter::operator()(Emulator* emulator) const
     delete emulator;
 }
 
-EmulatorPointer StartEmulator(const EmulatorOptions& options, std::function<void(const ReceivedCommand&)> onCommand)
+EmulatorPointer StartEmulator(
+    const EmulatorOptions& options, std::function<void(const ReceivedCommand&)> onCommand)
 {
     EmulatorPointer emulator(new Emulator);
     emulator->options = options;
@@ -339,7 +351,8 @@ std::vector<ReceivedCommand> ReceivedCommands(const Emulator* emulator)
 bool WaitForCommands(const Emulator* emulator, size_t count, milliseconds limit)
 {
     std::unique_lock lock(emulator->mutex);
-    return emulator->changed.wait_for(lock, limit, [&] { return emulator->commands.size() >= count; });
+    return emulator->changed.wait_for(
+        lock, limit, [&] { return emulator->commands.size() >= count; });
 }
 
 bool WaitForQuietHost(const Emulator* emulator, milliseconds quiet, milliseconds limit)
@@ -347,13 +360,14 @@ bool WaitForQuietHost(const Emulator* emulator, milliseconds quiet, milliseconds
     const Clock::time_point deadline = Clock::now() + limit;
     std::unique_lock lock(emulator->mutex);
     for (;;) {
-        const bool answered = std::any_of(
-            emulator->commands.begin(), emulator->commands.end(), [](const auto& command) { return !command.answer.empty(); });
+        const bool answered = std::any_of(emulator->commands.begin(), emulator->commands.end(),
+            [](const auto& command) { return !command.answer.empty(); });
         if (answered && Clock::now() - emulator->lastCommand >= quiet)
             return true;
         if (Clock::now() >= deadline)
             return false;
-        emulator->changed.wait_until(lock, answered ? std::min(deadline, emulator->lastCommand + quiet) : deadline);
+        emulator->changed.wait_until(
+            lock, answered ? std::min(deadline, emulator->lastCommand + quiet) : deadline);
     }
 }
 
@@ -374,9 +388,11 @@ Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t 
     if (emulator->options.model == 0x7700) {
         const auto upper = [](uint32_t raw) { return static_cast<uint8_t>((raw >> 7) & 0x7F); };
         const auto lower = [](uint32_t raw) { return static_cast<uint8_t>(raw & 0x7F); };
-        return {static_cast<uint8_t>(touching ? 0xFF : 0xBF), upper(rawX), lower(rawX), upper(rawY), lower(rawY)};
+        return {static_cast<uint8_t>(touching ? 0xFF : 0xBF), upper(rawX), lower(rawX), upper(rawY),
+            lower(rawY)};
     }
-    Bytes report{static_cast<uint8_t>(touching ? 0x70 : 0x30), Low(rawX), High(rawX), Low(rawY), High(rawY)};
+    Bytes report{
+        static_cast<uint8_t>(touching ? 0x70 : 0x30), Low(rawX), High(rawX), Low(rawY), High(rawY)};
     report.push_back(Checksum(report));
     return report;
 }
@@ -399,7 +415,8 @@ bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
     bytes.insert(bytes.end(), report.begin(), report.end());
     if (fault.gapAfter == 0 || fault.gapAfter >= report.size())
         return SendBytes(emulator, bytes);
-    const auto cut = bytes.begin() + static_cast<ptrdiff_t>(fault.noiseBefore.size() + fault.gapAfter);
+    const auto cut
+        = bytes.begin() + static_cast<ptrdiff_t>(fault.noiseBefore.size() + fault.gapAfter);
     const Clock::time_point gapEnd = Clock::now() + fault.gapLength;
     if (!SendBytes(emulator, Bytes(bytes.begin(), cut)))
         return false;
@@ -430,7 +447,8 @@ bool DragTo(Emulator* emulator, double percentX, double percentY, int steps)
     const PanelPoint start = FingerOf(emulator);
     for (int i = 1; i <= steps; ++i) {
         const double part = static_cast<double>(i) / steps;
-        if (!TouchAt(emulator, start.x + (percentX - start.x) * part, start.y + (percentY - start.y) * part))
+        if (!TouchAt(emulator, start.x + (percentX - start.x) * part,
+                start.y + (percentY - start.y) * part))
             return false;
     }
     return true;
@@ -446,7 +464,8 @@ bool PressAt(Emulator* emulator, double percentX, double percentY, std::chrono::
     const auto start = Clock::now();
     const auto reports = static_cast<int>(length.count() * PRESS_RATE / 1000);
     for (int i = 0; i < reports; ++i) {
-        std::this_thread::sleep_until(start + i * std::chrono::microseconds(1'000'000 / PRESS_RATE));
+        std::this_thread::sleep_until(
+            start + i * std::chrono::microseconds(1'000'000 / PRESS_RATE));
         if (!SendFinger(emulator, true, {percentX, percentY}, i + LIFT_REPORTS >= reports))
             return false;
     }

@@ -1,5 +1,6 @@
-// An emulated touch controller on a pseudo-terminal. It answers the command protocol as the real one does, and only at its own baud
-// rate; touches are made by the caller. A thread of the emulator's own serves the line. Every routine may be called from any thread.
+// An emulated touch controller on a pseudo-terminal. It answers the command protocol as the real
+// one does, and only at its own baud rate; touches are made by the caller. A thread of the
+// emulator's own serves the line. Every routine may be called from any thread.
 #pragma once
 
 #include <array>
@@ -21,8 +22,9 @@ using Bytes = std::vector<uint8_t>;
 inline constexpr size_t MEMORY_BYTES = 112;
 
 struct EmulatorOptions {
-    uint32_t model = 0x5200;  // 0x5200, 0x5460 or 0x7700
-    uint32_t modelNumber = 0; // what the firmware of a 6-byte model calls itself, decimal; 0: its own number
+    uint32_t model = 0x5200; // 0x5200, 0x5460 or 0x7700
+    // what the firmware of a 6-byte model calls itself, decimal; 0: its own number
+    uint32_t modelNumber = 0;
     uint32_t baudRate = 19200;
     uint32_t resolutionBits = 10; // of model 0x5200; the others have 10
     uint8_t fwMajor = 1;
@@ -68,9 +70,11 @@ struct EmulatorDeleter {
 
 using EmulatorPointer = std::unique_ptr<Emulator, EmulatorDeleter>;
 
-// Opens a pseudo-terminal and starts to answer. `onCommand`, when given, is called for each command on the emulator's thread. Null when
-// the system refuses; deleting the pointer hangs up and ends the thread.
-EmulatorPointer StartEmulator(const EmulatorOptions& options, std::function<void(const ReceivedCommand&)> onCommand = nullptr);
+// Opens a pseudo-terminal and starts to answer. `onCommand`, when given, is called for each command
+// on the emulator's thread. Null when the system refuses; deleting the pointer hangs up and ends
+// the thread.
+EmulatorPointer StartEmulator(const EmulatorOptions& options,
+    std::function<void(const ReceivedCommand&)> onCommand = nullptr);
 
 // The terminal's path, which a host opens as its serial port.
 const std::string& TerminalPath(const Emulator* emulator);
@@ -81,19 +85,23 @@ std::vector<ReceivedCommand> ReceivedCommands(const Emulator* emulator);
 // Waits until `count` commands have come; false when they have not within `limit`.
 bool WaitForCommands(const Emulator* emulator, size_t count, std::chrono::milliseconds limit);
 
-// Waits until the host has got an answer and has then sent nothing for `quiet`; false when that has not come within `limit`.
-bool WaitForQuietHost(const Emulator* emulator, std::chrono::milliseconds quiet, std::chrono::milliseconds limit);
+// Waits until the host has got an answer and has then sent nothing for `quiet`; false when that has
+// not come within `limit`.
+bool WaitForQuietHost(
+    const Emulator* emulator, std::chrono::milliseconds quiet, std::chrono::milliseconds limit);
 
 void AddAnswerFault(Emulator* emulator, const AnswerFault& fault);
 void SetReportFault(Emulator* emulator, const ReportFault& fault);
 
-// Has the panel measure the gestures from now on as this distortion says; at first it measures truly.
+// Has the panel measure the gestures from now on as this distortion says; at first it measures
+// truly.
 void SetDistortion(Emulator* emulator, const Distortion& distortion);
 
 // The bytes of one touch report in the model's format.
 Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
 
-// Sends bytes as they are. False when the line does not take them within a second, or after a hang-up.
+// Sends bytes as they are. False when the line does not take them within a second, or after a
+// hang-up.
 bool SendBytes(Emulator* emulator, const Bytes& bytes);
 
 // Sends one report, with the faults that are set.
@@ -102,14 +110,15 @@ bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
 // Has each measurement of a gesture be noisy from now on.
 void SetNoise(Emulator* emulator, const Noise& noise);
 
-// Gestures, in percent of the panel (0 to 100 on each axis): touch down, drag to a point in `steps` reports, and lift where
-// the finger is.
+// Gestures, in percent of the panel (0 to 100 on each axis): touch down, drag to a point in `steps`
+// reports, and lift where the finger is.
 bool TouchAt(Emulator* emulator, double percentX, double percentY);
 bool DragTo(Emulator* emulator, double percentX, double percentY, int steps);
 bool Lift(Emulator* emulator);
 
 // Presses a finger onto a place for so long, at PRESS_RATE reports a second, and lifts it.
-bool PressAt(Emulator* emulator, double percentX, double percentY, std::chrono::milliseconds length);
+bool PressAt(
+    Emulator* emulator, double percentX, double percentY, std::chrono::milliseconds length);
 
 // The raw coordinate at a percentage of the panel that measures truly.
 uint32_t RawAt(const Emulator* emulator, double percent);

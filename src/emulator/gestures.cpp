@@ -19,8 +19,10 @@ constexpr int DEFAULT_DRAG_STEPS = 20;
 constexpr double LARGEST_NUMBER = 10000;
 constexpr double CIRCLE_RADIUS = 30; // percent
 
-// Reads the numbers of a line, `min` to `max` of them, each from 0 to `limit`; false when it holds anything else.
-bool ReadNumbers(std::istringstream* words, size_t min, size_t max, double limit, std::vector<double>* numbers)
+// Reads the numbers of a line, `min` to `max` of them, each from 0 to `limit`; false when it holds
+// anything else.
+bool ReadNumbers(
+    std::istringstream* words, size_t min, size_t max, double limit, std::vector<double>* numbers)
 {
     for (double number = 0; *words >> number;) {
         if (!(number >= 0 && number <= limit))
@@ -34,7 +36,8 @@ bool ReadBytes(std::istringstream* words, Bytes* bytes)
 {
     std::string word;
     while (*words >> word) {
-        if (word.size() > 2 || word.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        if (word.size() > 2
+            || word.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
             return false;
         bytes->push_back(static_cast<uint8_t>(std::stoul(word, nullptr, 16)));
     }
@@ -46,10 +49,12 @@ bool Circle(Emulator* emulator, double rate, double seconds)
     const auto start = std::chrono::steady_clock::now();
     const int reports = static_cast<int>(rate * seconds);
     for (int i = 0; i < reports; ++i) {
-        std::this_thread::sleep_until(
-            start + std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(i / rate)));
+        std::this_thread::sleep_until(start
+            + std::chrono::duration_cast<std::chrono::nanoseconds>(
+                std::chrono::duration<double>(i / rate)));
         const double angle = 2 * std::numbers::pi * i / rate; // one turn a second
-        if (!TouchAt(emulator, 50 + CIRCLE_RADIUS * std::cos(angle), 50 + CIRCLE_RADIUS * std::sin(angle)))
+        if (!TouchAt(emulator, 50 + CIRCLE_RADIUS * std::cos(angle),
+                50 + CIRCLE_RADIUS * std::sin(angle)))
             return false;
     }
     return Lift(emulator);
@@ -57,7 +62,8 @@ bool Circle(Emulator* emulator, double rate, double seconds)
 
 bool FollowPanelTest(Emulator* emulator)
 {
-    // The test shows each target for 5 s from the host's last command on, and takes what was reported last. So a touch halfway counts.
+    // The test shows each target for 5 s from the host's last command on, and takes what was
+    // reported last. So a touch halfway counts.
     constexpr milliseconds INTERVAL{5000};
     constexpr milliseconds TOUCH_LENGTH{200};
     constexpr PanelPoint CHECK{70, 30};
@@ -97,12 +103,17 @@ GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string*
         understood = ReadNumbers(&words, 2, 2, 100, &numbers);
         done = understood && TouchAt(emulator, numbers[0], numbers[1]);
     } else if (verb == "drag") {
-        understood = ReadNumbers(&words, 2, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100 && numbers[1] <= 100;
+        understood = ReadNumbers(&words, 2, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100
+            && numbers[1] <= 100;
         done = understood
-            && DragTo(emulator, numbers[0], numbers[1], numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
+            && DragTo(emulator, numbers[0], numbers[1],
+                numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
     } else if (verb == "press") {
-        understood = ReadNumbers(&words, 3, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100 && numbers[1] <= 100;
-        done = understood && PressAt(emulator, numbers[0], numbers[1], milliseconds(static_cast<int64_t>(numbers[2])));
+        understood = ReadNumbers(&words, 3, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100
+            && numbers[1] <= 100;
+        done = understood
+            && PressAt(
+                emulator, numbers[0], numbers[1], milliseconds(static_cast<int64_t>(numbers[2])));
     } else if (verb == "lift") {
         understood = ReadNumbers(&words, 0, 0, 0, &numbers);
         done = understood && Lift(emulator);

@@ -9,7 +9,8 @@
 namespace korvex::emulator {
 
 // What a line may say; positions in percent of the panel.
-inline constexpr std::string_view GESTURE_HELP = R"(  ready              wait until the host has identified the controller and is quiet
+inline constexpr std::string_view GESTURE_HELP
+    = R"(  ready              wait until the host has identified the controller and is quiet
   touch X Y          touch the panel at X %, Y %
   drag X Y [STEPS]   move the finger there, in STEPS reports (default 20)
   lift               lift the finger
@@ -26,7 +27,8 @@ inline constexpr std::string_view GESTURE_HELP = R"(  ready              wait un
 
 enum class GestureResult { DONE, QUIT, FAILED };
 
-// Carries out one line; blank lines and lines that start with "#" do nothing. FAILED comes with a message that names the fault.
+// Carries out one line; blank lines and lines that start with "#" do nothing. FAILED comes with a
+// message that names the fault.
 GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string* error);
 
 } // namespace korvex::emulator

@@ -1,7 +1,7 @@
 #include "emulator/line_rate.h"
 
-// The kernel's own records, which cannot stand beside those of <termios.h>: these carry the rate as a number, however it was set. Wine 10
-// sets it as one (BOTHER), which tcgetattr does not return.
+// The kernel's own records, which cannot stand beside those of <termios.h>: these carry the rate as
+// a number, however it was set. Wine 10 sets it as one (BOTHER), which tcgetattr does not return.
 #include <asm/termbits.h>
 #include <sys/ioctl.h>
 

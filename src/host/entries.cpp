@@ -16,15 +16,18 @@ using korvex::FormatBounded;
 using Text = std::array<WCHAR, korvex::TEXT_CAPACITY>;
 
 // The public header's records are the platform's.
-static_assert(sizeof(KxDevice) == sizeof(SP_DEVINFO_DATA) && offsetof(KxDevice, instance) == offsetof(SP_DEVINFO_DATA, DevInst)
+static_assert(sizeof(KxDevice) == sizeof(SP_DEVINFO_DATA)
+    && offsetof(KxDevice, instance) == offsetof(SP_DEVINFO_DATA, DevInst)
     && offsetof(KxDevice, setupClass) == offsetof(SP_DEVINFO_DATA, ClassGuid)
     && offsetof(KxDevice, reserved) == offsetof(SP_DEVINFO_DATA, Reserved));
 static_assert(sizeof(KxCoInstallerContext) == sizeof(COINSTALLER_CONTEXT_DATA)
-    && offsetof(KxCoInstallerContext, postProcessing) == offsetof(COINSTALLER_CONTEXT_DATA, PostProcessing));
+    && offsetof(KxCoInstallerContext, postProcessing)
+        == offsetof(COINSTALLER_CONTEXT_DATA, PostProcessing));
 static_assert(KX_DIF_INSTALLDEVICE == DIF_INSTALLDEVICE && KX_DIF_REMOVE == DIF_REMOVE
     && KX_ERROR_DI_POSTPROCESSING_REQUIRED == static_cast<DWORD>(ERROR_DI_POSTPROCESSING_REQUIRED));
 
-// True for the first caller in the user's session. The handle is never closed: it keeps the others out until the process ends.
+// True for the first caller in the user's session. The handle is never closed: it keeps the others
+// out until the process ends.
 bool IsOnlyInstance()
 {
     CreateMutexW(nullptr, FALSE, TEXT("kxSetupMUTEX"));
@@ -60,16 +63,18 @@ void RunPanelTest()
         korvex::DestroyHostContext(); // its worker waits for the test's window
 }
 
-// The folder of the calibration program; false when the registry does not name one. The unit behind the longest is always zero: the
-// registry does not promise a terminator.
+// The folder of the calibration program; false when the registry does not name one. The unit behind
+// the longest is always zero: the registry does not promise a terminator.
 bool ReadProgramFolder(std::array<WCHAR, korvex::TEXT_CAPACITY + 1>* folder)
 {
     korvex::OwnedKey key(nullptr);
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, TEXT("SOFTWARE\\Korvex"), 0, KEY_ALL_ACCESS, &key.value) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, TEXT("SOFTWARE\\Korvex"), 0, KEY_ALL_ACCESS, &key.value)
+        != ERROR_SUCCESS)
         return false;
     DWORD type = 0;
     DWORD size = korvex::TEXT_CAPACITY * sizeof(WCHAR);
-    const LONG result = RegQueryValueExW(key.value, TEXT("Path"), nullptr, &type, reinterpret_cast<BYTE*>(folder->data()), &size);
+    const LONG result = RegQueryValueExW(
+        key.value, TEXT("Path"), nullptr, &type, reinterpret_cast<BYTE*>(folder->data()), &size);
     return result == ERROR_SUCCESS && type == REG_SZ;
 }
 
@@ -133,7 +138,9 @@ uint32_t KORVEX_CALL kxCoInstaller(uint32_t function, void* devices, void* devic
 {
     korvex::PrepareMachine();
     auto* element = static_cast<SP_DEVINFO_DATA*>(device);
-    const auto isSecondPass = [context] { return static_cast<const COINSTALLER_CONTEXT_DATA*>(context)->PostProcessing; };
+    const auto isSecondPass = [context] {
+        return static_cast<const COINSTALLER_CONTEXT_DATA*>(context)->PostProcessing;
+    };
     if (function == DIF_INSTALLDEVICE)
         return korvex::HandleInstallDevice(devices, element, isSecondPass());
     if (function == DIF_REMOVE && isSecondPass() == FALSE)

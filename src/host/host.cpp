@@ -41,14 +41,17 @@ void CreateStatusWindow(HostContext* context)
     constexpr int HEIGHT = 100;
     constexpr int TEXT_TOP = 20;
     constexpr int TEXT_HEIGHT = 36;
-    context->statusWindow = CreateWindowExW(0, SETUP_CLASS, WINDOW_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX, 0, 0, WIDTH, HEIGHT,
-        nullptr, nullptr, context->moduleHandle, nullptr);
+    context->statusWindow
+        = CreateWindowExW(0, SETUP_CLASS, WINDOW_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX,
+            0, 0, WIDTH, HEIGHT, nullptr, nullptr, context->moduleHandle, nullptr);
     auto identifier = std::bit_cast<HMENU>(uintptr_t{1});
-    context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT,
-        context->statusWindow, identifier, context->moduleHandle, nullptr);
+    context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""),
+        WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT, context->statusWindow,
+        identifier, context->moduleHandle, nullptr);
     if (statusDetailHandler != nullptr) {
-        context->statusDetail = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP + TEXT_HEIGHT,
-            WIDTH, TEXT_HEIGHT, context->statusWindow, nullptr, context->moduleHandle, nullptr);
+        context->statusDetail = CreateWindowExW(0, TEXT("STATIC"), TEXT(""),
+            WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP + TEXT_HEIGHT, WIDTH, TEXT_HEIGHT,
+            context->statusWindow, nullptr, context->moduleHandle, nullptr);
         detailedWindow = context->statusWindow;
     }
     ShowWindow(context->statusWindow, SW_SHOW);
@@ -61,7 +64,8 @@ void ShowStatusDetail(const HostContext* context)
     SetWindowTextW(context->statusDetail, text.data());
 }
 
-// Waits for the worker, which may be sending a status text to this thread's window. True when it has ended.
+// Waits for the worker, which may be sending a status text to this thread's window. True when it
+// has ended.
 bool JoinWorker(HostContext* context)
 {
     if (context->worker == nullptr)
@@ -69,7 +73,8 @@ bool JoinWorker(HostContext* context)
     const DWORD start = GetTickCount();
     for (;;) {
         const DWORD left = TimeLeft(start, WORKER_STOP_LIMIT_MS);
-        const DWORD result = MsgWaitForMultipleObjects(1, &context->worker, FALSE, left, QS_SENDMESSAGE);
+        const DWORD result
+            = MsgWaitForMultipleObjects(1, &context->worker, FALSE, left, QS_SENDMESSAGE);
         if (result == WAIT_OBJECT_0)
             return true;
         if (result != WAIT_OBJECT_0 + 1)
@@ -79,8 +84,8 @@ bool JoinWorker(HostContext* context)
     }
 }
 
-// The record behind another one in the list, the first one behind the head; null at the end. Only this thread takes records out, so a
-// record that was found stays; the worker may be appending.
+// The record behind another one in the list, the first one behind the head; null at the end. Only
+// this thread takes records out, so a record that was found stays; the worker may be appending.
 TouchController* NextController(HostContext* context, ListLinks* links)
 {
     const LockGuard guard(&context->lock);
@@ -91,9 +96,11 @@ TouchController* NextController(HostContext* context, ListLinks* links)
 void StopSessions(HostContext* context, DWORD limit)
 {
     const DWORD start = GetTickCount();
-    for (auto* record = NextController(context, &context->controllers); record != nullptr; record = NextController(context, &record->links))
+    for (auto* record = NextController(context, &context->controllers); record != nullptr;
+        record = NextController(context, &record->links))
         RequestSessionStop(record);
-    for (auto* record = NextController(context, &context->controllers); record != nullptr; record = NextController(context, &record->links))
+    for (auto* record = NextController(context, &context->controllers); record != nullptr;
+        record = NextController(context, &record->links))
         JoinSession(record, TimeLeft(start, limit));
 }
 
@@ -109,7 +116,8 @@ BOOL StartHost(uint32_t flags)
         return TRUE;
     if ((flags & HOST_PANEL_TEST) == 0)
         CreateStatusWindow(context);
-    context->worker = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, DetectionWorker, context, 0, nullptr));
+    context->worker
+        = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, DetectionWorker, context, 0, nullptr));
     if (context->worker == nullptr && workerRefusedHandler != nullptr)
         workerRefusedHandler();
     return TRUE;
@@ -139,8 +147,9 @@ void RefreshStatusDetail()
 
 HostContext* FindHostContext(HMODULE moduleHandle)
 {
-    return FindInList<HostContext>(
-        &hostContexts, [moduleHandle](const HostContext* context) { return context->moduleHandle == moduleHandle; });
+    return FindInList<HostContext>(&hostContexts, [moduleHandle](const HostContext* context) {
+        return context->moduleHandle == moduleHandle;
+    });
 }
 
 HostContext* CreateHostContext(HMODULE moduleHandle)
@@ -185,7 +194,8 @@ unsigned __stdcall DetectionWorker(void* argument)
     } else {
         WaitForSingleObject(context->notifyEvent, INFINITE); // a stop sets it too
     }
-    const auto stopped = [context] { return WaitForSingleObject(context->stopEvent, 0) == WAIT_OBJECT_0; };
+    const auto stopped
+        = [context] { return WaitForSingleObject(context->stopEvent, 0) == WAIT_OBJECT_0; };
     if (stopped())
         return 0;
     ShowStatus(context, TEXT("Detecting Korvex Devices"));
@@ -231,10 +241,12 @@ TouchController* MostRecentController()
     const LockGuard guard(&context->lock);
     TouchController* candidate = nullptr;
     uint32_t candidateMs = 0;
-    for (ListLinks* links = context->controllers.next; links != &context->controllers; links = links->next) {
+    for (ListLinks* links = context->controllers.next; links != &context->controllers;
+        links = links->next) {
         ReportSnapshot last{};
         TakeSnapshot(RecordOf<TouchController>(links), &last);
-        const uint32_t now = NowMs(); // after every report that is compared, so that ages are right, also across the clock's wrap
+        // after every report that is compared, so that ages are right, also across the clock's wrap
+        const uint32_t now = NowMs();
         if (candidate == nullptr || now - last.lastReportMs < now - candidateMs) {
             candidate = RecordOf<TouchController>(links);
             candidateMs = last.lastReportMs;
@@ -255,7 +267,8 @@ BOOL DestroyHostContext()
     const bool workerEnded = JoinWorker(context);
     const DWORD left = TimeLeft(start, STOP_LIMIT_MS);
     if (!workerEnded) {
-        StopSessions(context, std::min<DWORD>(left, SESSION_STOP_LIMIT_MS)); // nothing is freed: the worker may still use it
+        // nothing is freed: the worker may still use it
+        StopSessions(context, std::min<DWORD>(left, SESSION_STOP_LIMIT_MS));
         return TRUE;
     }
     if (context->statusWindow != nullptr)

@@ -1,5 +1,6 @@
-// The host of a detection or panel test entry: the context with everything that detection finds, the status window, the detection worker,
-// and the end of it all. On the entry's thread, which owns the window and runs the message loop, unless a routine says otherwise.
+// The host of a detection or panel test entry: the context with everything that detection finds,
+// the status window, the detection worker, and the end of it all. On the entry's thread, which owns
+// the window and runs the message loop, unless a routine says otherwise.
 #pragma once
 
 #include <cstddef>
@@ -11,28 +12,31 @@
 namespace korvex {
 
 // Start flags.
-inline constexpr uint32_t HOST_DETECT = 0x2;     // starts the detection worker, behind a status window
-inline constexpr uint32_t HOST_PANEL_TEST = 0x4; // no status window and no refresh pass; detection waits for the notify target
+// starts the detection worker, behind a status window
+inline constexpr uint32_t HOST_DETECT = 0x2;
+// no status window and no refresh pass; detection waits for the notify target
+inline constexpr uint32_t HOST_PANEL_TEST = 0x4;
 
 // What the library's windows have in common.
 inline constexpr const WCHAR* WINDOW_TITLE = TEXT("Korvex Touch Solutions");
 inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 
-// Creates the process's context and, as the flags say, status window and worker. TRUE always; without memory for the context nothing is
-// started, and FindHostContext finds none.
+// Creates the process's context and, as the flags say, status window and worker. TRUE always;
+// without memory for the context nothing is started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);
 
-// Sets who is told, on the entry's thread, that the worker's thread could not be created, before StartHost returns; null: nobody, and the
-// window stays empty until it is closed.
+// Sets who is told, on the entry's thread, that the worker's thread could not be created, before
+// StartHost returns; null: nobody, and the window stays empty until it is closed.
 using WorkerRefusedHandler = void (*)();
 void SetWorkerRefusedHandler(WorkerRefusedHandler handler);
 
-// Sets who is told, on the worker's thread, that the detecting pass has asked all ports; null: nobody. Before StartHost.
+// Sets who is told, on the worker's thread, that the detecting pass has asked all ports; null:
+// nobody. Before StartHost.
 using DetectionDoneHandler = void (*)();
 void SetDetectionDoneHandler(DetectionDoneHandler handler);
 
-// Sets who says what the status window has below its text; null: there is nothing. Asked on the window's thread, with an empty text of that
-// capacity, in UTF-16 units. Before StartHost.
+// Sets who says what the status window has below its text; null: there is nothing. Asked on the
+// window's thread, with an empty text of that capacity, in UTF-16 units. Before StartHost.
 using StatusDetailHandler = void (*)(WCHAR* text, size_t capacity);
 void SetStatusDetailHandler(StatusDetailHandler handler);
 
@@ -48,25 +52,28 @@ HostContext* CreateHostContext(HMODULE moduleHandle);
 // Registers the status window's class with the context's icon and brush. TRUE always.
 BOOL RegisterSetupClass(HostContext* context);
 
-// The worker's thread, with the context as its argument: the refresh pass, a second's wait and the detecting pass, each announced in the
-// status text.
+// The worker's thread, with the context as its argument: the refresh pass, a second's wait and the
+// detecting pass, each announced in the status text.
 unsigned __stdcall DetectionWorker(void* argument);
 
-// The status window's procedure: its closing stops everything (DestroyHostContext) and ends the process with exit code 0.
+// The status window's procedure: its closing stops everything (DestroyHostContext) and ends the
+// process with exit code 0.
 LRESULT CALLBACK SetupWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-// Sets who gets the result of the detection: posted `message` with wParam 1 when a session was started, else 0.
+// Sets who gets the result of the detection: posted `message` with wParam 1 when a session was
+// started, else 0.
 BOOL SetNotifyTarget(HWND window, UINT message);
 
 // The controller that has reported last, the first found among equals; null when there is none.
 TouchController* MostRecentController();
 
-// Stops the worker and every session and frees the context, in at most 3 s; what a thread that could not be ended may still use is left to
-// the end of the process, which is to follow at once. Messages that other threads send are served meanwhile, posted ones are not.
+// Stops the worker and every session and frees the context, in at most 3 s; what a thread that
+// could not be ended may still use is left to the end of the process, which is to follow at once.
+// Messages that other threads send are served meanwhile, posted ones are not.
 BOOL DestroyHostContext();
 
-// Stops every session of the context's list, all at once and in `limitMs` together, and releases the records but for those whose reader
-// could not be ended. The worker must have ended.
+// Stops every session of the context's list, all at once and in `limitMs` together, and releases
+// the records but for those whose reader could not be ended. The worker must have ended.
 BOOL FreeControllerList(HostContext* context, uint32_t limitMs);
 
 } // namespace korvex

@@ -61,7 +61,9 @@ void RestartTimer(const PanelTestContext* context)
 void BeginTest(PanelTestContext* context)
 {
     TouchController* controller = MostRecentController();
-    const int32_t span = controller == nullptr ? RAW_RANGE_WITHOUT_CONTROLLER : static_cast<int32_t>(1U << controller->resolutionBits);
+    const int32_t span = controller == nullptr
+        ? RAW_RANGE_WITHOUT_CONTROLLER
+        : static_cast<int32_t>(1U << controller->resolutionBits);
     const Point rawRange{span, span};
     const Point outRange{OUTPUT_RANGE, OUTPUT_RANGE};
     context->calib.mapMode = 1;
@@ -103,7 +105,8 @@ void ShowResult(PanelTestContext* context)
     OutputDebugStringW(line.data());
 }
 
-// A tick: takes what the panel reports now as the touch of the current target, or of the check behind the last one.
+// A tick: takes what the panel reports now as the touch of the current target, or of the check
+// behind the last one.
 void TakeSample(PanelTestContext* context, WPARAM timer)
 {
     KillTimer(context->window, timer);
@@ -116,7 +119,8 @@ void TakeSample(PanelTestContext* context, WPARAM timer)
     const bool isTarget = context->targetIndex < calib->pointCount;
     if (isTarget) {
         calib->advPoints[context->targetIndex]
-            = {OnSpan(calib->rawRangeX, last.lastX, calib->outRangeX), OnSpan(calib->rawRangeY, last.lastY, calib->outRangeY)};
+            = {OnSpan(calib->rawRangeX, last.lastX, calib->outRangeX),
+                OnSpan(calib->rawRangeY, last.lastY, calib->outRangeY)};
     } else {
         const POINT screen = ScreenSize();
         context->markerX = OnSpan(screen.x, last.lastX, calib->outRangeX);
@@ -184,8 +188,8 @@ BOOL StartPanelTest()
     if (context == nullptr)
         return TRUE;
     const POINT screen = ScreenSize();
-    context->window = CreateWindowExW(
-        0, PANEL_TEST_CLASS, WINDOW_TITLE, WS_POPUP, 0, 0, screen.x, screen.y, nullptr, nullptr, context->moduleHandle, nullptr);
+    context->window = CreateWindowExW(0, PANEL_TEST_CLASS, WINDOW_TITLE, WS_POPUP, 0, 0, screen.x,
+        screen.y, nullptr, nullptr, context->moduleHandle, nullptr);
     ShowWindow(context->window, SW_SHOW);
     SetNotifyTarget(context->window, WM_DETECT_DONE);
     return TRUE;
@@ -194,7 +198,9 @@ BOOL StartPanelTest()
 PanelTestContext* FindPanelTestContext(HMODULE moduleHandle)
 {
     return FindInList<PanelTestContext>(
-        &panelTestContexts, [moduleHandle](const PanelTestContext* context) { return context->moduleHandle == moduleHandle; });
+        &panelTestContexts, [moduleHandle](const PanelTestContext* context) {
+            return context->moduleHandle == moduleHandle;
+        });
 }
 
 PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle)
@@ -228,13 +234,15 @@ BOOL RegisterPanelTestClass(PanelTestContext* context)
 LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     PanelTestContext* context = ProcessContext();
-    // A window that is being created has no state yet, one whose test is ending has none any more: to close it again changes nothing.
+    // A window that is being created has no state yet, one whose test is ending has none any more:
+    // to close it again changes nothing.
     if (context == nullptr || context->window != window)
         return message == WM_CLOSE ? 0 : DefWindowProcW(window, message, wParam, lParam);
     switch (message) {
     case WM_DETECT_DONE:
         if (wParam == 0) {
-            MessageBoxW(nullptr, TEXT("No Touch Screen Found !\n"), TEXT("Touch Panel Utility"), MB_OK);
+            MessageBoxW(
+                nullptr, TEXT("No Touch Screen Found !\n"), TEXT("Touch Panel Utility"), MB_OK);
             EndTest();
         }
         if (wParam == 1)
@@ -262,7 +270,8 @@ BOOL ShowTarget(PanelTestContext* context)
     HDC device = GetDC(context->window);
     if (device == nullptr)
         return TRUE;
-    RedrawWindow(context->window, nullptr, nullptr, RDW_INVALIDATE | RDW_INTERNALPAINT | RDW_ERASE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+    RedrawWindow(context->window, nullptr, nullptr,
+        RDW_INVALIDATE | RDW_INTERNALPAINT | RDW_ERASE | RDW_ALLCHILDREN | RDW_UPDATENOW);
     if (context->targetIndex < TARGET_COUNT) {
         const POINT target = TargetPosition(context->targetIndex);
         HGDIOBJ brush = SelectObject(device, GetStockObject(GRAY_BRUSH));
@@ -285,8 +294,10 @@ int PointSpan(CalibrationData* calib)
     Point maximum{0, 0};
     for (uint32_t i = 0; i < calib->pointCount; ++i) {
         const Point point = calib->advPoints[i];
-        minimum = {point.x < minimum.x ? point.x : minimum.x, point.y < minimum.y ? point.y : minimum.y};
-        maximum = {point.x > maximum.x ? point.x : maximum.x, point.y > maximum.y ? point.y : maximum.y};
+        minimum = {
+            point.x < minimum.x ? point.x : minimum.x, point.y < minimum.y ? point.y : minimum.y};
+        maximum = {
+            point.x > maximum.x ? point.x : maximum.x, point.y > maximum.y ? point.y : maximum.y};
     }
     calib->stdMinX = minimum.x;
     calib->stdMinY = minimum.y;
@@ -299,9 +310,13 @@ uint32_t PanelQuality(const CalibrationData* calib)
 {
     const auto axis = [](int32_t minimum, int32_t maximum, int32_t range) {
         const int32_t extent = WrapMultiply(100, WrapSubtract(maximum, minimum));
-        return range == 0 ? 0U : static_cast<uint32_t>(static_cast<int32_t>(extent / (range * TARGET_EXTENT)));
+        return range == 0
+            ? 0U
+            : static_cast<uint32_t>(static_cast<int32_t>(extent / (range * TARGET_EXTENT)));
     };
-    return (axis(calib->stdMinX, calib->stdMaxX, calib->rawRangeX) + axis(calib->stdMinY, calib->stdMaxY, calib->rawRangeY)) >> 1;
+    return (axis(calib->stdMinX, calib->stdMaxX, calib->rawRangeX)
+               + axis(calib->stdMinY, calib->stdMaxY, calib->rawRangeY))
+        >> 1;
 }
 
 BOOL DestroyPanelTest()

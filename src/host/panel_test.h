@@ -1,6 +1,8 @@
-// The panel test: a full-screen window that leads through nine targets, takes at each what the panel reports there, stores the nine points
-// as the controller's calibration, and shows by the screen's colour how much of its range the panel uses. A timer paces it; what counts at
-// each tick is the last report of the controller that was touched last. All on the entry's thread, which owns the window.
+// The panel test: a full-screen window that leads through nine targets, takes at each what the
+// panel reports there, stores the nine points as the controller's calibration, and shows by the
+// screen's colour how much of its range the panel uses. A timer paces it; what counts at each tick
+// is the last report of the controller that was touched last. All on the entry's thread, which owns
+// the window.
 #pragma once
 
 #include <array>
@@ -25,16 +27,19 @@ struct PanelTestContext {
     HICON icon;
     HBRUSH backgroundBrush; // white, in the end the result's colour; owned
     HWND window;
-    std::array<POINT, TARGET_COUNT + 1> cursorPoints; // where the pointer was at each sample, in pixels; the last one is the check's
-    int32_t markerX;                                  // where the check's touch landed, in pixels
+    // where the pointer was at each sample, in pixels; the last one is the check's
+    std::array<POINT, TARGET_COUNT + 1> cursorPoints;
+    int32_t markerX; // where the check's touch landed, in pixels
     int32_t markerY;
-    uint32_t targetIndex;  // of the current target, TARGET_COUNT in the check
-    CalibrationData calib; // what the test fills and hands over: advPoints are the raw samples in target order
-    ListLinks links;       // in the process's list of contexts
+    uint32_t targetIndex; // of the current target, TARGET_COUNT in the check
+    // what the test fills and hands over: advPoints are the raw samples in target order
+    CalibrationData calib;
+    ListLinks links; // in the process's list of contexts
 };
 
-// Creates context and window and has the detection's result sent to it. Right behind StartHost. TRUE always; without memory for the
-// context there is no window, and FindPanelTestContext finds none.
+// Creates context and window and has the detection's result sent to it. Right behind StartHost.
+// TRUE always; without memory for the context there is no window, and FindPanelTestContext finds
+// none.
 BOOL StartPanelTest();
 
 // The first context with this key; null when there is none.
@@ -46,27 +51,32 @@ PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle);
 // Registers the test window's class with the context's icon and brush. TRUE always.
 BOOL RegisterPanelTestClass(PanelTestContext* context);
 
-// The test window's procedure: the result of the detection starts the test, the timer takes a sample, Escape and closing end the process
-// with exit code 0.
+// The test window's procedure: the result of the detection starts the test, the timer takes a
+// sample, Escape and closing end the process with exit code 0.
 LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-// Repaints the window and draws the current target over it; behind the last target it only repaints.
+// Repaints the window and draws the current target over it; behind the last target it only
+// repaints.
 BOOL ShowTarget(PanelTestContext* context);
 
-// The place of a target (0 to TARGET_COUNT - 1, row by row from the top left) on the primary screen, in pixels.
+// The place of a target (0 to TARGET_COUNT - 1, row by row from the top left) on the primary
+// screen, in pixels.
 POINT TargetPosition(uint32_t index);
 
 // Sets the block's standard box to the extent of its pointCount advPoints. 0 always.
 int PointSpan(CalibrationData* calib);
 
-// How much of the raw span the standard box takes, in percent of the part that lies between the outer targets, averaged over both axes:
-// about 100 for a good panel, more for one that reaches further.
+// How much of the raw span the standard box takes, in percent of the part that lies between the
+// outer targets, averaged over both axes: about 100 for a good panel, more for one that reaches
+// further.
 uint32_t PanelQuality(const CalibrationData* calib);
 
-// Ends the host (DestroyHostContext), then frees window and context. The end of the process is to follow.
+// Ends the host (DestroyHostContext), then frees window and context. The end of the process is to
+// follow.
 BOOL DestroyPanelTest();
 
-// Sets who is told of each state that the test enters, on the window's thread, for callers without a screen; null: nobody.
+// Sets who is told of each state that the test enters, on the window's thread, for callers without
+// a screen; null: nobody.
 using PanelTestObserver = void (*)(const PanelTestContext* context);
 void SetPanelTestObserver(PanelTestObserver observer);
 

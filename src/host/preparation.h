@@ -3,8 +3,9 @@
 
 namespace korvex {
 
-// Nothing: Windows is there, and a program of ours has set its machine up. libkorvex.so, whose callers have set up nothing, brings another
-// definition, which then takes this one's place. From any thread.
+// Nothing: Windows is there, and a program of ours has set its machine up. libkorvex.so, whose
+// callers have set up nothing, brings another definition, which then takes this one's place. From
+// any thread.
 void PrepareMachine();
 
 } // namespace korvex

@@ -46,7 +46,8 @@ bool InjectReport(TouchController* controller, const uint8_t* report)
 
     DWORD flags = 0;
     if (contact == CONTACT_TOUCH)
-        flags = MOUSEEVENTF_MOVE | (controller->prevContact == CONTACT_TOUCH ? 0 : MOUSEEVENTF_LEFTDOWN);
+        flags = MOUSEEVENTF_MOVE
+            | (controller->prevContact == CONTACT_TOUCH ? 0 : MOUSEEVENTF_LEFTDOWN);
     else if (contact == CONTACT_NONE && controller->prevContact != CONTACT_NONE)
         flags = MOUSEEVENTF_LEFTUP;
     controller->prevContact = contact;

@@ -8,18 +8,20 @@
 
 namespace korvex {
 
-// Maps the report's point, records it as the controller's last report, and sends one mouse input where the contact state asks for it:
-// press and move when a touch begins, move while it lasts, release without a move when it ends. True when an input was sent. What a point
-// kernel extrapolates beyond 0 to 65535 is sent as it is. On the session's reader thread.
+// Maps the report's point, records it as the controller's last report, and sends one mouse input
+// where the contact state asks for it:
+// press and move when a touch begins, move while it lasts, release without a move when it ends.
+// True when an input was sent. What a point kernel extrapolates beyond 0 to 65535 is sent as it is.
+// On the session's reader thread.
 bool InjectReport(TouchController* controller, const uint8_t* report);
 
-// Sets who gets every input in the system's place, on the sessions' reader threads; null: the system gets it. The result is whether it was
-// sent. Before the first session starts.
+// Sets who gets every input in the system's place, on the sessions' reader threads; null: the
+// system gets it. The result is whether it was sent. Before the first session starts.
 using InputReceiver = bool (*)(const INPUT* input);
 void SetInputReceiver(InputReceiver receiver);
 
-// Sends the release of a touch that has no end: the session or its port ends while the panel is touched. Once, at the last point: then
-// true. On the session's reader thread.
+// Sends the release of a touch that has no end: the session or its port ends while the panel is
+// touched. Once, at the last point: then true. On the session's reader thread.
 bool ReleaseContact(TouchController* controller);
 
 } // namespace korvex

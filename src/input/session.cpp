@@ -17,7 +17,8 @@ namespace korvex {
 namespace {
 
 constexpr DWORD FAILED_WAIT_PAUSE_MS = 100; // between two tries on a port that has failed
-constexpr DWORD MIN_ASK_PAUSE_MS = 2000;    // before what answers on a port that has come back is asked again
+// before what answers on a port that has come back is asked again
+constexpr DWORD MIN_ASK_PAUSE_MS = 2000;
 constexpr DWORD MAX_ASK_PAUSE_MS = 30000;
 constexpr DWORD WAKE_INTERVAL_MS = 5;
 constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
@@ -44,7 +45,8 @@ void SetPortGone(TouchController* controller, bool gone)
         Tell(controller, gone ? SessionEvent::PORT_GONE : SessionEvent::PORT_BACK);
 }
 
-// After a failed wait: waits alone fail on some drivers. The port has failed where the read before it did too, or where it says so.
+// After a failed wait: waits alone fail on some drivers. The port has failed where the read before
+// it did too, or where it says so.
 bool HasPortFailed(const TouchController* controller)
 {
     return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
@@ -57,14 +59,16 @@ struct PortReturn {
     DWORD pauseMs; // until it is asked again; 0: at once
 };
 
-// Whether to ask now what answers on the port. On a silent line, and not within a touch: reports could be taken for answers.
+// Whether to ask now what answers on the port. On a silent line, and not within a touch: reports
+// could be taken for answers.
 bool IsToBeAsked(const TouchController* controller, const PortReturn* port)
 {
-    return port->pending && !controller->link.readFailed && controller->prevContact != CONTACT_TOUCH && controller->running == 1
-        && GetTickCount() - port->askedAt >= port->pauseMs;
+    return port->pending && !controller->link.readFailed && controller->prevContact != CONTACT_TOUCH
+        && controller->running == 1 && GetTickCount() - port->askedAt >= port->pauseMs;
 }
 
-// Asks; whether the session goes on. While nothing is known of what answers it is asked again, ever more rarely.
+// Asks; whether the session goes on. While nothing is known of what answers it is asked again, ever
+// more rarely.
 bool IsStillDriven(TouchController* controller, PortReturn* port)
 {
     uint32_t model = 0;
@@ -75,7 +79,8 @@ bool IsStillDriven(TouchController* controller, PortReturn* port)
     if (answer == ReturnedController::SAME)
         SetPortGone(controller, false);
     if (answer == ReturnedController::ANOTHER) {
-        DebugTrace(TEXT("Korvex %X answers in place of %X, Session ends\n"), model, controller->model);
+        DebugTrace(
+            TEXT("Korvex %X answers in place of %X, Session ends\n"), model, controller->model);
         Tell(controller, SessionEvent::REPLACED);
     }
     return answer != ReturnedController::ANOTHER;
@@ -89,7 +94,8 @@ unsigned __stdcall ReaderLoop(void* argument)
     PortReturn port{};
     while (controller->running == 1) {
         controller->link.readFailed = false;
-        const uint32_t rejected = controller->counters.rejectedPackets.load(std::memory_order_relaxed);
+        const uint32_t rejected
+            = controller->counters.rejectedPackets.load(std::memory_order_relaxed);
         read = ReadReport(controller, &report);
         if (read) {
             if (controller->running != 1)
@@ -104,8 +110,10 @@ unsigned __stdcall ReaderLoop(void* argument)
             Tell(controller, SessionEvent::REJECTED);
         if (IsToBeAsked(controller, &port) && !IsStillDriven(controller, &port))
             break;
-        // A port that has gone must not make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
-        if (controller->running == 1 && !LinkWaitInput(&controller->link) && HasPortFailed(controller) && controller->running == 1) {
+        // A port that has gone must not make the loop spin. Where a wait fails but reads work, the
+        // read's own time-outs pace it.
+        if (controller->running == 1 && !LinkWaitInput(&controller->link)
+            && HasPortFailed(controller) && controller->running == 1) {
             port = {true, 0, 0};
             Count(&controller->counters.failedWaits);
             EndTouch(controller);
@@ -119,14 +127,15 @@ unsigned __stdcall ReaderLoop(void* argument)
     return read ? 1 : 0;
 }
 
-// Ends the reader's pending wait through the port, again and again because it misses a reader that is about to enter its wait. On a thread
-// of its own: on Windows the call can block behind that wait.
+// Ends the reader's pending wait through the port, again and again because it misses a reader that
+// is about to enter its wait. On a thread of its own: on Windows the call can block behind that
+// wait.
 unsigned __stdcall WakerLoop(void* argument)
 {
     auto* controller = static_cast<TouchController*>(argument);
     const DWORD start = GetTickCount();
-    while (
-        WaitForSingleObject(controller->readerThread, WAKE_INTERVAL_MS) == WAIT_TIMEOUT && GetTickCount() - start < SESSION_STOP_LIMIT_MS)
+    while (WaitForSingleObject(controller->readerThread, WAKE_INTERVAL_MS) == WAIT_TIMEOUT
+        && GetTickCount() - start < SESSION_STOP_LIMIT_MS)
         SetCommMask(controller->link.handle, EV_RXCHAR);
     return 0;
 }
@@ -139,7 +148,8 @@ HANDLE StartThread(unsigned(__stdcall* routine)(void*), TouchController* control
 // Windows has had the call since Vista.
 void CancelReaderWait(const TouchController* controller)
 {
-    const auto cancel = std::bit_cast<CancelRoutine>(GetProcAddress(GetModuleHandleW(TEXT("kernel32.dll")), "CancelSynchronousIo"));
+    const auto cancel = std::bit_cast<CancelRoutine>(
+        GetProcAddress(GetModuleHandleW(TEXT("kernel32.dll")), "CancelSynchronousIo"));
     if (cancel != nullptr && controller->readerThread != nullptr)
         cancel(controller->readerThread);
 }
@@ -193,15 +203,16 @@ void JoinSession(TouchController* controller, uint32_t limitMs)
     // The event tells of the end of the loop, once; the thread ends right after.
     while (controller->readerThread == nullptr || !HasThreadEnded(controller->readerThread)) {
         const DWORD left = TimeLeft(start, limitMs);
-        if (WaitForSingleObject(controller->stoppedEvent, std::min<DWORD>(left, WAKE_INTERVAL_MS)) == WAIT_OBJECT_0) {
+        if (WaitForSingleObject(controller->stoppedEvent, std::min<DWORD>(left, WAKE_INTERVAL_MS))
+            == WAIT_OBJECT_0) {
             WaitForSingleObject(controller->readerThread, TimeLeft(start, limitMs));
             break;
         }
         if (left == 0)
             return;
         CancelReaderWait(controller);
-        const bool needsHelp
-            = controller->readerThread != nullptr && controller->wakerThread == nullptr && limitMs - left >= CANCEL_GRACE_MS;
+        const bool needsHelp = controller->readerThread != nullptr
+            && controller->wakerThread == nullptr && limitMs - left >= CANCEL_GRACE_MS;
         if (needsHelp)
             controller->wakerThread = StartThread(WakerLoop, controller);
     }

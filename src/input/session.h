@@ -1,4 +1,5 @@
-// The running life of an identified serial controller: a reader thread of its own that turns each valid report into pointer input.
+// The running life of an identified serial controller: a reader thread of its own that turns each
+// valid report into pointer input.
 #pragma once
 
 #include <cstdint>
@@ -12,35 +13,43 @@ inline constexpr uint32_t SESSION_STOP_LIMIT_MS = 2000;
 
 // What happens to a session.
 enum class SessionEvent : uint8_t {
-    STARTED,   // its reader is about to run; on the thread that starts it
-    TOUCHED,   // a valid report has come, or a touch has ended without one; on the reader's thread, as the following ones
+    STARTED, // its reader is about to run; on the thread that starts it
+    // a valid report has come, or a touch has ended without one; on the reader's thread, as the
+    // following ones
+    TOUCHED,
     REJECTED,  // packets have been rejected, and no report was found behind them
     PORT_GONE, // the port has failed
     PORT_BACK, // the controller on it has answered or reported again
     REPLACED,  // another controller has answered in its place: the session ends
     ENDED,     // its reader has ended: the last event on that thread
-    ENDING,    // it is told to stop: nobody may use the record behind this call; on the thread that stops it
+    // it is told to stop: nobody may use the record behind this call; on the thread that stops it
+    ENDING,
 };
 
-// Sets who is told of what happens to every session of this process; null: nobody. ENDING may come beside one of the reader's events, and
-// more than once. Before the first session starts.
+// Sets who is told of what happens to every session of this process; null: nobody. ENDING may come
+// beside one of the reader's events, and more than once. Before the first session starts.
 using SessionObserver = void (*)(TouchController* controller, SessionEvent event);
 void SetSessionObserver(SessionObserver observer);
 
-// Loads the calibration and starts the reader thread. Once per record, after the controller is identified; from then on the link is
-// the reader's. False when no thread could be created. The session ends by itself, with a diagnostic line, when its port has failed and
-// come back with another controller behind it: then HasReaderEnded without a stop.
+// Loads the calibration and starts the reader thread. Once per record, after the controller is
+// identified; from then on the link is the reader's. False when no thread could be created. The
+// session ends by itself, with a diagnostic line, when its port has failed and come back with
+// another controller behind it: then HasReaderEnded without a stop.
 bool StartSession(TouchController* controller);
 
-// Stops the session and waits for its reader's end, at most SESSION_STOP_LIMIT_MS. A report that is being read is not injected any more.
-// Returns at once for a record whose session was never started; one whose thread could not be created takes the whole limit. True always;
-// afterwards HasReaderEnded tells whether the record can be released. Any thread but the reader's own, one at a time.
+// Stops the session and waits for its reader's end, at most SESSION_STOP_LIMIT_MS. A report that is
+// being read is not injected any more. Returns at once for a record whose session was never
+// started; one whose thread could not be created takes the whole limit. True always; afterwards
+// HasReaderEnded tells whether the record can be released. Any thread but the reader's own, one at
+// a time.
 bool StopSession(TouchController* controller);
 
-// Tells the session to end, without waiting: the first half of StopSession, for stopping many under one deadline. Threads as there.
+// Tells the session to end, without waiting: the first half of StopSession, for stopping many under
+// one deadline. Threads as there.
 void RequestSessionStop(TouchController* controller);
 
-// Waits for the reader of a session that was told to end, at most `limitMs` milliseconds, 0 to look only: the second half of StopSession.
+// Waits for the reader of a session that was told to end, at most `limitMs` milliseconds, 0 to look
+// only: the second half of StopSession.
 void JoinSession(TouchController* controller, uint32_t limitMs);
 
 // True when the record has no reader thread that still runs.
@@ -49,11 +58,12 @@ bool HasReaderEnded(const TouchController* controller);
 // Copies the last report. Any thread; never a mix of two reports.
 bool TakeSnapshot(TouchController* controller, ReportSnapshot* snapshot);
 
-// Copies the last report together with the touch as it is at that moment. Any thread; never a mix of two reports.
+// Copies the last report together with the touch as it is at that moment. Any thread; never a mix
+// of two reports.
 bool TakeLiveSnapshot(TouchController* controller, ReportSnapshot* snapshot, LiveTouch* touch);
 
-// Sets the calibration's mapMode: 1 calibrated, 0 plain scaling. Applies from the next report on. On the thread that also imports
-// calibrations (ImportCalibration).
+// Sets the calibration's mapMode: 1 calibrated, 0 plain scaling. Applies from the next report on.
+// On the thread that also imports calibrations (ImportCalibration).
 bool SetMapMode(TouchController* controller, uint8_t mode);
 
 } // namespace korvex

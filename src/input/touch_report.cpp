@@ -41,8 +41,8 @@ bool IsWithinResolution(const TouchController* controller, const uint8_t* report
     return point.x < limit && point.y < limit;
 }
 
-// One attempt: collects a report from the next status byte on, until it is whole, the line pauses, or too much had to be dropped. What
-// did not come stays 0.
+// One attempt: collects a report from the next status byte on, until it is whole, the line pauses,
+// or too much had to be dropped. What did not come stays 0.
 void CollectReport(TouchController* controller, Packet* report)
 {
     report->fill(0);
@@ -53,7 +53,8 @@ void CollectReport(TouchController* controller, Packet* report)
         uint8_t byte = 0;
         if (!LinkRead(&controller->link, &byte, 1))
             return;
-        // Only the status bytes of model 0x7700 have the top bit, so there a second one is the start of another report.
+        // Only the status bytes of model 0x7700 have the top bit, so there a second one is the
+        // start of another report.
         if (controller->model == MODEL_7700 && IsStatusByte(controller, byte))
             count = 0;
         if (count == 0 && !IsStatusByte(controller, byte)) {
@@ -68,7 +69,8 @@ void CollectReport(TouchController* controller, Packet* report)
 bool Resync(TouchController* controller, Packet* report)
 {
     bool accepted = false;
-    for (int attempt = 0; attempt < RESYNC_ATTEMPTS && !accepted && controller->running == 1; ++attempt) {
+    for (int attempt = 0; attempt < RESYNC_ATTEMPTS && !accepted && controller->running == 1;
+        ++attempt) {
         Count(&controller->counters.resynchronisations);
         CollectReport(controller, report);
         accepted = ReportCheck(controller, report->data());
@@ -120,8 +122,8 @@ bool ReadReport(TouchController* controller, Packet* report)
 
 Point DecodeReport(const TouchController* controller, const uint8_t* report)
 {
-    return {
-        static_cast<int32_t>(DecodeCoord(controller, report + 1, false)), static_cast<int32_t>(DecodeCoord(controller, report + 3, false))};
+    return {static_cast<int32_t>(DecodeCoord(controller, report + 1, false)),
+        static_cast<int32_t>(DecodeCoord(controller, report + 3, false))};
 }
 
 } // namespace korvex

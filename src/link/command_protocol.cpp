@@ -15,7 +15,8 @@ constexpr std::array<uint32_t, 2> BAUD_RATES{19200, 9600};
 constexpr uint32_t LOW_RESOLUTION_BITS = 10;
 constexpr uint32_t HIGH_RESOLUTION_BITS = 12;
 
-// The short packets go first: a 6-byte controller ignores them, but a 5-byte one could take a longer packet for more than one command.
+// The short packets go first: a 6-byte controller ignores them, but a 5-byte one could take a
+// longer packet for more than one command.
 constexpr std::array CANDIDATES{MODEL_7700, MODEL_5200};
 
 Packet CommandPacket(uint8_t code)
@@ -63,7 +64,8 @@ bool QueryFirmwareSixByte(TouchController* controller)
     Packet answer{};
     Packet command = CommandPacket(COMMAND_FIRMWARE_VERSION);
     AddChecksum(controller, &command);
-    if (!Transact(controller, &command, &answer)) // checked under the model that may have just been set
+    // checked under the model that may have just been set
+    if (!Transact(controller, &command, &answer))
         return false;
     controller->fwMinor = LowByte(DecodeCoord(controller, &answer[1], true));
     controller->fwBuild = static_cast<uint16_t>(DecodeCoord(controller, &answer[3], true));
@@ -92,8 +94,9 @@ uint32_t ReadMemory(TouchController* controller, uint32_t address, BoardMemory* 
 
 void TakeBoardCalibration(TouchController* controller, const BoardMemory* memory)
 {
-    const auto valueAt
-        = [controller, memory](uint32_t address) { return static_cast<int32_t>(DecodeCoord(controller, &(*memory)[address], true)); };
+    const auto valueAt = [controller, memory](uint32_t address) {
+        return static_cast<int32_t>(DecodeCoord(controller, &(*memory)[address], true));
+    };
     CalibrationData* calib = &controller->calib;
     calib->orientation = (*memory)[0];
     calib->pointCount = (*memory)[1];
@@ -136,8 +139,10 @@ bool PacketIsValid(uint32_t model, const uint8_t* packet)
     case MODEL_5460:
         return packet[CHECKED_BYTES] == PacketChecksum(packet, CHECKED_BYTES);
     case MODEL_7700: {
-        const bool firstData = packet[0] == COMMAND_FIRMWARE_7700 ? packet[1] == FIRMWARE_7700_MARK : packet[1] < SEVEN_BIT_LIMIT;
-        return firstData && packet[2] < SEVEN_BIT_LIMIT && packet[3] < SEVEN_BIT_LIMIT && packet[4] < SEVEN_BIT_LIMIT;
+        const bool firstData = packet[0] == COMMAND_FIRMWARE_7700 ? packet[1] == FIRMWARE_7700_MARK
+                                                                  : packet[1] < SEVEN_BIT_LIMIT;
+        return firstData && packet[2] < SEVEN_BIT_LIMIT && packet[3] < SEVEN_BIT_LIMIT
+            && packet[4] < SEVEN_BIT_LIMIT;
     }
     default:
         return false;
@@ -183,7 +188,8 @@ bool Transact(TouchController* controller, const Packet* command, Packet* answer
 
 bool ProbeBaud(TouchController* controller)
 {
-    return std::any_of(BAUD_RATES.begin(), BAUD_RATES.end(), [controller](uint32_t baudRate) { return ProbeBaudAt(controller, baudRate); });
+    return std::any_of(BAUD_RATES.begin(), BAUD_RATES.end(),
+        [controller](uint32_t baudRate) { return ProbeBaudAt(controller, baudRate); });
 }
 
 bool ProbeBaudAt(TouchController* controller, uint32_t baudRate)
@@ -280,23 +286,26 @@ bool IdentifyController(TouchController* controller)
 {
     controller->link.kind = LINK_SERIAL;
     controller->model = 0;
-    return std::any_of(CANDIDATES.begin(), CANDIDATES.end(), [controller](uint32_t model) { return TryCandidate(controller, model); });
+    return std::any_of(CANDIDATES.begin(), CANDIDATES.end(),
+        [controller](uint32_t model) { return TryCandidate(controller, model); });
 }
 
 ReturnedController AskReturnedController(TouchController* controller, uint32_t* model)
 {
     const auto isSame = [controller](const TouchController* answering) {
-        return answering->model == controller->model && answering->resolutionBits == controller->resolutionBits
+        return answering->model == controller->model
+            && answering->resolutionBits == controller->resolutionBits
             && answering->link.baudRate == controller->link.baudRate;
     };
     TouchController answering{}; // its lock is never used
     answering.link = controller->link;
     answering.stopEvent = controller->wakeEvent; // set when the session is to end, whoever ends it
-    // As it was identified first, which takes milliseconds; the whole search only where that does not find it again.
+    // As it was identified first, which takes milliseconds; the whole search only where that does
+    // not find it again.
     answering.model = controller->model == MODEL_7700 ? MODEL_7700 : MODEL_5200;
     answering.reportLength = controller->reportLength;
-    const bool known = ProbeBaudAt(&answering, controller->link.baudRate) && QueryResolution(&answering) && QueryFirmwareVersion(&answering)
-        && isSame(&answering);
+    const bool known = ProbeBaudAt(&answering, controller->link.baudRate)
+        && QueryResolution(&answering) && QueryFirmwareVersion(&answering) && isSame(&answering);
     const bool found = known || IdentifyController(&answering);
     if (!known)
         SerialSetBaud(&controller->link, controller->link.baudRate);

@@ -8,7 +8,9 @@ bool ReadFirstEntry(HDEVINFO devices, SP_DEVINFO_DATA* element, DWORD property, 
 {
     entry->fill(0);
     auto* buffer = reinterpret_cast<BYTE*>(entry->data());
-    if (SetupDiGetDeviceRegistryPropertyW(devices, element, property, nullptr, buffer, TEXT_CAPACITY * sizeof(WCHAR), nullptr) != FALSE)
+    if (SetupDiGetDeviceRegistryPropertyW(
+            devices, element, property, nullptr, buffer, TEXT_CAPACITY * sizeof(WCHAR), nullptr)
+        != FALSE)
         return true;
     entry->fill(0);
     return false;
@@ -25,7 +27,8 @@ SP_DEVICE_INTERFACE_DETAIL_DATA_W* ReadInterfaceDetail(
     if (detail == nullptr)
         return nullptr;
     detail->cbSize = sizeof(*detail);
-    if (SetupDiGetDeviceInterfaceDetailW(devices, deviceInterface, detail, size, nullptr, element) != FALSE)
+    if (SetupDiGetDeviceInterfaceDetailW(devices, deviceInterface, detail, size, nullptr, element)
+        != FALSE)
         return detail;
     free(detail);
     return nullptr;

@@ -15,7 +15,8 @@ bool Request(HANDLE device, DWORD code, uint32_t* output)
         return false;
     uint32_t value = 0;
     DWORD returned = 0;
-    if (DeviceIoControl(device, code, nullptr, 0, &value, sizeof(value), &returned, nullptr) == FALSE)
+    if (DeviceIoControl(device, code, nullptr, 0, &value, sizeof(value), &returned, nullptr)
+        == FALSE)
         return false;
     *output = value;
     return true;
@@ -23,13 +24,15 @@ bool Request(HANDLE device, DWORD code, uint32_t* output)
 
 HANDLE OpenInterface(const WCHAR* path)
 {
-    return CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    return CreateFileW(
+        path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 bool HasHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* hardwareId)
 {
     PropertyText entry{};
-    return ReadFirstEntry(devices, element, SPDRP_HARDWAREID, &entry) && EqualsNoCase(entry.data(), -1, hardwareId, -1);
+    return ReadFirstEntry(devices, element, SPDRP_HARDWAREID, &entry)
+        && EqualsNoCase(entry.data(), -1, hardwareId, -1);
 }
 
 void ReadIdentity(TouchController* controller, HANDLE device)
@@ -55,25 +58,27 @@ void ReadIdentity(TouchController* controller, HANDLE device)
 bool QueryDriverIdentity(TouchController* controller, const WCHAR* deviceId)
 {
     bool pathRead = false;
-    VisitInterfaces(&TOUCH_INTERFACE_CLASS, deviceId, [&](HDEVINFO /*devices*/, SP_DEVINFO_DATA* /*element*/, const WCHAR* path) {
-        pathRead = path != nullptr;
-        const OwnedHandle device(pathRead ? OpenInterface(path) : INVALID_HANDLE_VALUE);
-        if (IsOpen(device.value))
-            ReadIdentity(controller, device.value);
-        return true; // the first interface alone counts
-    });
+    VisitInterfaces(&TOUCH_INTERFACE_CLASS, deviceId,
+        [&](HDEVINFO /*devices*/, SP_DEVINFO_DATA* /*element*/, const WCHAR* path) {
+            pathRead = path != nullptr;
+            const OwnedHandle device(pathRead ? OpenInterface(path) : INVALID_HANDLE_VALUE);
+            if (IsOpen(device.value))
+                ReadIdentity(controller, device.value);
+            return true; // the first interface alone counts
+        });
     return pathRead;
 }
 
 HANDLE OpenTouchDevice(const WCHAR* hardwareId)
 {
     HANDLE device = INVALID_HANDLE_VALUE;
-    VisitInterfaces(&TOUCH_INTERFACE_CLASS, nullptr, [&](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
-        if (path == nullptr || !HasHardwareId(devices, element, hardwareId))
-            return false;
-        device = OpenInterface(path);
-        return true;
-    });
+    VisitInterfaces(&TOUCH_INTERFACE_CLASS, nullptr,
+        [&](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
+            if (path == nullptr || !HasHardwareId(devices, element, hardwareId))
+                return false;
+            device = OpenInterface(path);
+            return true;
+        });
     return device;
 }
 
@@ -83,7 +88,8 @@ void SetReportMode(HANDLE device, int mode)
         return;
     auto value = static_cast<uint32_t>(mode);
     DWORD returned = 0;
-    DeviceIoControl(device, TOUCH_SET_REPORT_MODE, &value, sizeof(value), nullptr, 0, &returned, nullptr);
+    DeviceIoControl(
+        device, TOUCH_SET_REPORT_MODE, &value, sizeof(value), nullptr, 0, &returned, nullptr);
 }
 
 bool ReadIdentityInfo(HANDLE device, uint32_t* first, uint32_t* second, uint32_t* third)
@@ -111,7 +117,8 @@ bool ReadDriverFirmware(HANDLE device, uint32_t* version)
     const bool secondRead = Request(device, TOUCH_FIRMWARE_SECOND, &second);
     if (!firstRead || !secondRead)
         return false;
-    *version = (first & 0xFF) << 16 | ((second >> 16) & 0xFF) << 8 | (second & 0xFF); // byte 1 of the second part means nothing
+    // byte 1 of the second part means nothing
+    *version = (first & 0xFF) << 16 | ((second >> 16) & 0xFF) << 8 | (second & 0xFF);
     return true;
 }
 

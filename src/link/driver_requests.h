@@ -1,5 +1,6 @@
-// Control requests of the touch driver, which serves the controllers that the system presents as devices of their own. Each request
-// completes before its routine returns. Results are true for success.
+// Control requests of the touch driver, which serves the controllers that the system presents as
+// devices of their own. Each request completes before its routine returns. Results are true for
+// success.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +11,11 @@
 namespace korvex {
 
 // The interface class under which the driver registers each controller.
-inline constexpr GUID TOUCH_INTERFACE_CLASS = {0x7B3F12C4, 0x5A0E, 0x4D19, {0x9C, 0x62, 0x0E, 0x84, 0xB1, 0xD7, 0xA3, 0x5F}};
+inline constexpr GUID TOUCH_INTERFACE_CLASS
+    = {0x7B3F12C4, 0x5A0E, 0x4D19, {0x9C, 0x62, 0x0E, 0x84, 0xB1, 0xD7, 0xA3, 0x5F}};
 
-// I/O control codes: device type FILE_DEVICE_UNKNOWN, METHOD_BUFFERED, FILE_ANY_ACCESS. Each carries one 32-bit value, out of the driver
-// but for the last.
+// I/O control codes: device type FILE_DEVICE_UNKNOWN, METHOD_BUFFERED, FILE_ANY_ACCESS. Each
+// carries one 32-bit value, out of the driver but for the last.
 inline constexpr DWORD TOUCH_IDENTITY_A = 0x223C00;
 inline constexpr DWORD TOUCH_IDENTITY_B = 0x223C04;
 inline constexpr DWORD TOUCH_IDENTITY_C = 0x223C80;
@@ -28,21 +30,25 @@ inline constexpr int REPORT_MODE_MOUSE = 1;
 inline constexpr int REPORT_MODE_TABLET = 2;
 inline constexpr int LARGEST_REPORT_MODE = 2;
 
-// Fills the record's identity (usbInfoA to C, model, firmware version, the link's baudRate) from the driver that serves the device with
-// this instance ID. A request that fails counts as 0, but leaves model and baudRate. True when the device has an interface whose path
-// could be read, even one that could not be opened; the record is then as it was.
+// Fills the record's identity (usbInfoA to C, model, firmware version, the link's baudRate) from
+// the driver that serves the device with this instance ID. A request that fails counts as 0, but
+// leaves model and baudRate. True when the device has an interface whose path could be read, even
+// one that could not be opened; the record is then as it was.
 bool QueryDriverIdentity(TouchController* controller, const WCHAR* deviceId);
 
-// Opens the present touch device whose first hardware ID is this one, without regard to case. INVALID_HANDLE_VALUE when there is none or
-// it cannot be opened. The caller closes the handle.
+// Opens the present touch device whose first hardware ID is this one, without regard to case.
+// INVALID_HANDLE_VALUE when there is none or it cannot be opened. The caller closes the handle.
 HANDLE OpenTouchDevice(const WCHAR* hardwareId);
 
-// Sets the driver's report mode, 0 to LARGEST_REPORT_MODE; any other mode and an invalid handle send nothing.
+// Sets the driver's report mode, 0 to LARGEST_REPORT_MODE; any other mode and an invalid handle
+// send nothing.
 void SetReportMode(HANDLE device, int mode);
 
-// The routines below are single requests: an invalid handle or a missing output sends nothing and fails.
+// The routines below are single requests: an invalid handle or a missing output sends nothing and
+// fails.
 
-// The three identity values. All are always asked; an output whose request failed is left alone. True when none failed.
+// The three identity values. All are always asked; an output whose request failed is left alone.
+// True when none failed.
 bool ReadIdentityInfo(HANDLE device, uint32_t* first, uint32_t* second, uint32_t* third);
 
 // The model code; on false the output is left alone.

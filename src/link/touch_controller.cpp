@@ -42,7 +42,8 @@ CalibrationData CopyCalibration(TouchController* controller)
 
 bool IsStopRequested(const TouchController* controller)
 {
-    return controller->stopEvent != nullptr && WaitForSingleObject(controller->stopEvent, 0) == WAIT_OBJECT_0;
+    return controller->stopEvent != nullptr
+        && WaitForSingleObject(controller->stopEvent, 0) == WAIT_OBJECT_0;
 }
 
 } // namespace korvex

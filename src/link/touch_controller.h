@@ -1,4 +1,5 @@
-// The record of one touch controller: what it is, the byte link to it, its calibration, its last report, its session.
+// The record of one touch controller: what it is, the byte link to it, its calibration, its last
+// report, its session.
 #pragma once
 
 #include <array>
@@ -31,12 +32,15 @@ inline constexpr uint32_t LINK_SERIAL = 2;
 
 // The byte link to a controller (port_link.h).
 struct PortLink {
-    uint32_t kind;           // LINK_SERIAL, or LINK_NONE while not initialised: every transfer then fails
-    HANDLE handle;           // the open COM port, owned by the controller's record
-    uint32_t portNumber;     // of a serial link
-    uint32_t byteTimeoutMs;  // milliseconds that a read waits for one byte; 10 once the port is configured
-    uint32_t baudRate;       // 19200 or 9600; 0 after a probe that found no rate
-    bool readFailed = false; // a read was refused by the port, which silence is not; stays until its user clears it
+    // LINK_SERIAL, or LINK_NONE while not initialised: every transfer then fails
+    uint32_t kind;
+    HANDLE handle;       // the open COM port, owned by the controller's record
+    uint32_t portNumber; // of a serial link
+    // milliseconds that a read waits for one byte; 10 once the port is configured
+    uint32_t byteTimeoutMs;
+    uint32_t baudRate; // 19200 or 9600; 0 after a probe that found no rate
+    // a read was refused by the port, which silence is not; stays until its user clears it
+    bool readFailed = false;
 };
 
 struct Point {
@@ -48,10 +52,11 @@ struct Point {
 
 inline constexpr uint32_t MAX_CALIBRATION_POINTS = 25;
 
-// How raw coordinates become output coordinates (calibration/). Raw coordinates run from 0 to (1 << resolution bits) - 1, the work space
-// is 4096 x 4096, output coordinates span 0 to 65535.
+// How raw coordinates become output coordinates (calibration/). Raw coordinates run from 0 to (1 <<
+// resolution bits) - 1, the work space is 4096 x 4096, output coordinates span 0 to 65535.
 struct CalibrationData {
-    uint8_t mapMode;      // 1: calibrated mapping; any other value: plain scaling of the raw span onto the work space
+    // 1: calibrated mapping; any other value: plain scaling of the raw span onto the work space
+    uint8_t mapMode;
     uint32_t pointCount;  // calibration points in use: 0, 4, 9, 16 or 25
     uint32_t orientation; // 1 to 8, see TransformPoint in calibration/orientation.h
     int32_t rawRangeX;
@@ -60,12 +65,16 @@ struct CalibrationData {
     int32_t outRangeY;
     int32_t workRangeX;
     int32_t workRangeY;
-    int32_t stdMinX; // the standard box: the raw coordinates that map to work 0 (minimum) and 4096 (maximum); a minimum above its
-    int32_t stdMinY; // maximum mirrors the axis
+    // the standard box: the raw coordinates that map to work 0 (minimum) and 4096 (maximum); a
+    // minimum above its maximum mirrors the axis
+    int32_t stdMinX;
+    int32_t stdMinY;
     int32_t stdMaxX;
     int32_t stdMaxY;
-    std::array<Point, MAX_CALIBRATION_POINTS> advPoints; // raw positions measured at the targets, in target order
-    std::array<Point, MAX_CALIBRATION_POINTS> refPoints; // advPoints after the orientation transform; what the point kernels read
+    // raw positions measured at the targets, in target order
+    std::array<Point, MAX_CALIBRATION_POINTS> advPoints;
+    // advPoints after the orientation transform; what the point kernels read
+    std::array<Point, MAX_CALIBRATION_POINTS> refPoints;
 };
 
 // The last report that was injected, as the panel test samples it; all zero before the first one.
@@ -82,15 +91,19 @@ static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
 
 // What the panel measures now, for whoever shows it.
 struct LiveTouch {
-    Point raw;     // what the last report measured, unmapped
-    bool touching; // from a report of contact to that of its end, or to the release that the session sends in its place
+    Point raw; // what the last report measured, unmapped
+    // from a report of contact to that of its end, or to the release that the session sends in its
+    // place
+    bool touching;
 };
 
-// What a session has seen since its start. Each is written by the reader thread alone and may be read by any thread at any time; they wrap.
+// What a session has seen since its start. Each is written by the reader thread alone and may be
+// read by any thread at any time; they wrap.
 struct SessionCounters {
-    std::atomic<uint32_t> reports;            // valid ones
-    std::atomic<uint32_t> rejectedPackets;    // of the right length, but failing the check
-    std::atomic<uint32_t> outOfRange;         // of these the whole reports with a coordinate beyond the resolution
+    std::atomic<uint32_t> reports;         // valid ones
+    std::atomic<uint32_t> rejectedPackets; // of the right length, but failing the check
+    // of these the whole reports with a coordinate beyond the resolution
+    std::atomic<uint32_t> outOfRange;
     std::atomic<uint32_t> resynchronisations; // searches for the next status byte
     std::atomic<uint32_t> droppedBytes;       // in such searches
     std::atomic<uint32_t> inputs;             // that were sent
@@ -116,36 +129,48 @@ struct TouchController {
     uint32_t reportLength;   // ReportLengthOf the model
     PortLink link;
     CalibrationData calib;
-    WCHAR* deviceId; // instance ID of the child device node, from malloc, owned; null when there is none
+    // instance ID of the child device node, from malloc, owned; null when there is none
+    WCHAR* deviceId;
     HANDLE readerThread;
     ReportSnapshot report;
     std::atomic<uint8_t> running;       // 1 while the reader loop is to run
     std::atomic<uint8_t> injectEnabled; // 1 while valid reports are injected
-    uint8_t prevContact;                // contact class of the last injected report; the reader thread's own
-    HANDLE stoppedEvent;                // set by the reader thread when it has left its loop
-    ListLinks links;                    // in the host context's list
+    // contact class of the last injected report; the reader thread's own
+    uint8_t prevContact;
+    HANDLE stoppedEvent; // set by the reader thread when it has left its loop
+    ListLinks links;     // in the host context's list
 
-    CRITICAL_SECTION lock; // guards `calib`, `report` and `touch` of a running session; never held across a file access, input or wait
-    HANDLE stopEvent;      // the host's: set when everything is to end; null without a host; not owned
-    HANDLE wakeEvent;      // manual-reset: set when this session is to end, for a reader that pauses
-    HANDLE wakerThread;    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+    // guards `calib`, `report` and `touch` of a running session; never held across a file access,
+    // input or wait
+    CRITICAL_SECTION lock;
+    // the host's: set when everything is to end; null without a host; not owned
+    HANDLE stopEvent;
+    // manual-reset: set when this session is to end, for a reader that pauses
+    HANDLE wakeEvent;
+    // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
+    HANDLE wakerThread;
     LiveTouch touch;
     SessionCounters counters;
-    std::atomic<uint8_t> portGone; // 1 from the failure of the session's port until the controller on it has answered or reported
-    void* observed;                // whatever the sessions' observer (input/session.h) keeps of this one
+    // 1 from the failure of the session's port until the controller on it has answered or reported
+    std::atomic<uint8_t> portGone;
+    // whatever the sessions' observer (input/session.h) keeps of this one
+    void* observed;
 };
 
-// A new record with every field zero and its lock initialised. Null when memory is short. Any thread.
+// A new record with every field zero and its lock initialised. Null when memory is short. Any
+// thread.
 TouchController* CreateController();
 
-// Closes what the record owns (port, events, reader thread's handle, deviceId) and frees it. Its reader thread must have ended: a
-// record whose reader could not be ended (StopSession) is left to the end of the process instead. Null is allowed.
+// Closes what the record owns (port, events, reader thread's handle, deviceId) and frees it. Its
+// reader thread must have ended: a record whose reader could not be ended (StopSession) is left to
+// the end of the process instead. Null is allowed.
 void ReleaseController(TouchController* controller);
 
 // The controller's calibration as it is at one moment. Any thread.
 CalibrationData CopyCalibration(TouchController* controller);
 
-// True when the host's stop event is set: whatever is going on with the controller is to end soon. Any thread.
+// True when the host's stop event is set: whatever is going on with the controller is to end soon.
+// Any thread.
 bool IsStopRequested(const TouchController* controller);
 
 } // namespace korvex

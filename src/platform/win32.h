@@ -1,5 +1,6 @@
-// The one door to the Windows API. On Windows it is the platform's own headers; elsewhere the layer in linux/ supplies the calls
-// that the library makes, under the same names and with the behaviour that Microsoft documents for them.
+// The one door to the Windows API. On Windows it is the platform's own headers; elsewhere the layer
+// in linux/ supplies the calls that the library makes, under the same names and with the behaviour
+// that Microsoft documents for them.
 #pragma once
 
 #ifdef _WIN32

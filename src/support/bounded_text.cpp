@@ -29,7 +29,8 @@ struct Conversion {
     WCHAR letter;
 };
 
-// An integer's text is built from its end: 10 digits suffice for 32 bits; widths and precisions are added outside.
+// An integer's text is built from its end: 10 digits suffice for 32 bits; widths and precisions are
+// added outside.
 struct Digits {
     std::array<WCHAR, 10> units;
     size_t count;
@@ -56,8 +57,8 @@ Digits DigitsOf(uint32_t value, uint32_t base, bool upperCase)
     while (value != 0) {
         const uint32_t digit = value % base;
         const char letterBase = upperCase ? 'A' : 'a';
-        digits.units[digits.units.size() - ++digits.count]
-            = static_cast<WCHAR>(digit < 10 ? '0' + digit : static_cast<uint32_t>(letterBase) + digit - 10);
+        digits.units[digits.units.size() - ++digits.count] = static_cast<WCHAR>(
+            digit < 10 ? '0' + digit : static_cast<uint32_t>(letterBase) + digit - 10);
         value /= base;
     }
     return digits;
@@ -68,7 +69,8 @@ void AppendInteger(Output* output, const Conversion* conversion, uint32_t value)
     const bool isSigned = conversion->letter == 'd' || conversion->letter == 'i';
     const bool negative = isSigned && (value >> 31) != 0;
     const bool hexadecimal = conversion->letter == 'x' || conversion->letter == 'X';
-    const Digits digits = DigitsOf(negative ? 0 - value : value, hexadecimal ? 16 : 10, conversion->letter == 'X');
+    const Digits digits
+        = DigitsOf(negative ? 0 - value : value, hexadecimal ? 16 : 10, conversion->letter == 'X');
 
     std::array<WCHAR, 2> prefix{};
     size_t prefixLength = 0;
@@ -85,7 +87,8 @@ void AppendInteger(Output* output, const Conversion* conversion, uint32_t value)
     size_t zeros = precision > digits.count ? precision - digits.count : 0;
     const size_t bare = prefixLength + zeros + digits.count;
     const size_t padding = conversion->width > bare ? conversion->width - bare : 0;
-    const bool padsWithZeros = conversion->zeroPadded && !conversion->leftAligned && !conversion->hasPrecision;
+    const bool padsWithZeros
+        = conversion->zeroPadded && !conversion->leftAligned && !conversion->hasPrecision;
     if (padsWithZeros)
         zeros += padding;
     else if (!conversion->leftAligned)
@@ -154,7 +157,8 @@ int64_t ReadSize(const WCHAR** format, va_list* arguments)
     return va_arg(*arguments, int);
 }
 
-// Reads a conversion from behind its "%" up to its letter. At the end of the format the letter is the terminator, which stays unread.
+// Reads a conversion from behind its "%" up to its letter. At the end of the format the letter is
+// the terminator, which stays unread.
 Conversion ReadConversion(const WCHAR** format, va_list* arguments)
 {
     Conversion conversion{};
@@ -195,8 +199,8 @@ void AppendConversion(Output* output, const Conversion* conversion, va_list* arg
     }
     case 's': {
         const WCHAR* text = va_arg(*arguments, const WCHAR*);
-        AppendText(
-            output, conversion, text == nullptr ? TEXT("(null)") : text, conversion->hasPrecision ? conversion->precision : MAX_CAPACITY);
+        AppendText(output, conversion, text == nullptr ? TEXT("(null)") : text,
+            conversion->hasPrecision ? conversion->precision : MAX_CAPACITY);
         break;
     }
     case '%':

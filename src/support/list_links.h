@@ -1,4 +1,5 @@
-// Circular doubly-linked lists whose links are embedded in the records. A head is a ListLinks too, and empty when it points to itself.
+// Circular doubly-linked lists whose links are embedded in the records. A head is a ListLinks too,
+// and empty when it points to itself.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +15,8 @@ struct ListLinks {
 template <typename Record>
 Record* RecordOf(ListLinks* links)
 {
-    return reinterpret_cast<Record*>(reinterpret_cast<unsigned char*>(links) - offsetof(Record, links));
+    return reinterpret_cast<Record*>(
+        reinterpret_cast<unsigned char*>(links) - offsetof(Record, links));
 }
 
 // A head must be made empty before its first use.

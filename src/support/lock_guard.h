@@ -9,7 +9,10 @@ namespace korvex {
 struct LockGuard {
     CRITICAL_SECTION* section;
 
-    explicit LockGuard(CRITICAL_SECTION* entered) : section(entered) { EnterCriticalSection(section); }
+    explicit LockGuard(CRITICAL_SECTION* entered) : section(entered)
+    {
+        EnterCriticalSection(section);
+    }
     ~LockGuard() { LeaveCriticalSection(section); }
     LockGuard(const LockGuard&) = delete;
     LockGuard& operator=(const LockGuard&) = delete;

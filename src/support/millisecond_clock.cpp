@@ -11,7 +11,8 @@ uint32_t NowMs()
     FILETIME intervals{};
     GetSystemTime(&now);
     SystemTimeToFileTime(&now, &intervals);
-    const uint64_t count = (static_cast<uint64_t>(intervals.dwHighDateTime) << 32) | intervals.dwLowDateTime;
+    const uint64_t count
+        = (static_cast<uint64_t>(intervals.dwHighDateTime) << 32) | intervals.dwLowDateTime;
     return static_cast<uint32_t>(count / INTERVALS_PER_MILLISECOND);
 }
 

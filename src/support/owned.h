@@ -7,7 +7,8 @@
 
 namespace korvex {
 
-// Gives `value` back with CLOSE at the end of its life. CLOSE leaves the values alone that name nothing (null, INVALID_HANDLE_VALUE).
+// Gives `value` back with CLOSE at the end of its life. CLOSE leaves the values alone that name
+// nothing (null, INVALID_HANDLE_VALUE).
 template <typename T, auto CLOSE>
 struct Owned {
     T value;
@@ -24,7 +25,8 @@ inline bool IsOpen(HANDLE handle)
     return handle != nullptr && handle != INVALID_HANDLE_VALUE;
 }
 
-// Closes a handle that was opened; null and INVALID_HANDLE_VALUE are left alone, as by the routines below.
+// Closes a handle that was opened; null and INVALID_HANDLE_VALUE are left alone, as by the routines
+// below.
 inline void CloseIfOpen(HANDLE handle)
 {
     if (IsOpen(handle))

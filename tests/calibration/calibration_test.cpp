@@ -26,32 +26,40 @@ TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFileAndElseDefaults)
 {
     emulator::EmulatorOptions options;
     options.resolutionBits = 12;
-    options.memory = {3, 0, 0, 0, 0x00, 0x10, 0x0F, 0xF0, 0x01, 0x00, 0x01, 0x00}; // the Y box is degenerate
+    // the Y box is degenerate
+    options.memory = {3, 0, 0, 0, 0x00, 0x10, 0x0F, 0xF0, 0x01, 0x00, 0x01, 0x00};
     enum class Case { NO_FILE, READ_ONLY, HELD, SHARED, SILENT };
-    for (const Case row : {Case::NO_FILE, Case::READ_ONLY, Case::HELD, Case::SHARED, Case::SILENT}) {
+    for (const Case row :
+        {Case::NO_FILE, Case::READ_ONLY, Case::HELD, Case::SHARED, Case::SILENT}) {
         const TemporaryFolder folder;
         if (row != Case::NO_FILE && row != Case::SILENT)
             WriteTextFile("Korvex.ini", "[Calibration]\nPanelOrient=7\n");
         if (row == Case::READ_ONLY)
             chmod("Korvex.ini", 0444);
         // Who reads the file and lets others write it does not keep the runtime out.
-        const OwnedHandle holder(Hold(TEXT("Korvex.ini"), row == Case::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ));
+        const OwnedHandle holder(Hold(TEXT("Korvex.ini"),
+            row == Case::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ));
         const TestLine line(options, MODEL_5200);
         if (row == Case::SILENT)
             AddAnswerFault(line.emulator.get(), {emulator::AnswerFaultKind::SILENCE});
         TraceRecorder trace;
         const bool fromFile = row == Case::SHARED;
         EXPECT_EQ(LoadSettings(line.controller.get()), fromFile);
-        EXPECT_EQ(trace.texts, fromFile ? Texts{"Load File Settings\n"} : (Texts{"Load File Settings\n", "Load Board Settings\n"}));
+        EXPECT_EQ(trace.texts,
+            fromFile ? Texts{"Load File Settings\n"}
+                     : (Texts{"Load File Settings\n", "Load Board Settings\n"}));
         EXPECT_EQ(line.controller->resolutionBits, row == Case::SILENT ? 10U : 12U);
         EXPECT_EQ(TextOf(&line.controller->calib),
-            row == Case::SILENT ? "mode 1, orientation 1, 0 points, box 85..938 85..938, raw 1024 x 1024"
-                : fromFile      ? "mode 1, orientation 7, 0 points, box 0..1023 0..1023, raw 4096 x 4096"
-                                : "mode 1, orientation 3, 0 points, box 16..4080 341..3754, raw 4096 x 4096");
+            row == Case::SILENT
+                ? "mode 1, orientation 1, 0 points, box 85..938 85..938, raw 1024 x 1024"
+                : fromFile
+                ? "mode 1, orientation 7, 0 points, box 0..1023 0..1023, raw 4096 x 4096"
+                : "mode 1, orientation 3, 0 points, box 16..4080 341..3754, raw 4096 x 4096");
     }
 }
 
-// Two calibrations whose halves would map to something else when mixed; one thread maps, the other imports.
+// Two calibrations whose halves would map to something else when mixed; one thread maps, the other
+// imports.
 TEST(ImportCalibration, NeverShowsHalfACalibrationToTheMapping)
 {
     const TemporaryFolder folder;
@@ -102,7 +110,8 @@ TEST(LocateSettingsFile, LooksInTheSystemFolder)
     platform::ThisMachine()->folders.system = folder.path.string();
     std::array<WCHAR, TEXT_CAPACITY> path{};
     EXPECT_FALSE(LocateSettingsFile(path.data()));
-    EXPECT_TRUE(std::u16string(path.data()).ends_with(u"\\Korvex.ini")) << "the path is given all the same";
+    EXPECT_TRUE(std::u16string(path.data()).ends_with(u"\\Korvex.ini"))
+        << "the path is given all the same";
     WriteTextFile("Korvex.ini", "");
     chmod("Korvex.ini", 0444);
     const OwnedHandle reader(Hold(path.data(), FILE_SHARE_READ));

@@ -50,26 +50,29 @@ TEST(MapPoint, IsExactToTheUnitInEveryStage)
     const std::vector<Point> four = TargetsOf(4);
     const std::vector<Point> slanted{{500, 100}, {510, 100}, {510, 900}, {500, 900}};
     using Row = std::tuple<const char*, CalibrationData, Point, Point>;
-    for (const auto& [what, calib, raw, mapped] : {
-             Row{"plain", Spans(0), {0, 512}, {0, 32767}},
-             Row{"plain, the last place", Spans(2), {1023, 1023}, {65471, 65471}},
-             Row{"plain, whatever was measured", Measured(nine, 255), {512, 0}, {32767, 0}},
-             Row{"plain, a span of 0", Spans(0, {0, 1024}), {512, 512}, {0, 32767}},
-             Row{"box", Box({85, 85}, {938, 938}), {511, 938}, {32719, 65535}},
-             Row{"box of 16 points, clamped", Box({85, 85}, {938, 938}, 16), {0, 1023}, {0, 65535}},
-             Row{"box of 25 points, mirrored", Box({938, 85}, {85, 938}, 25), {500, 85}, {33647, 0}},
-             Row{"box without height", Box({85, 85}, {938, 85}), {1000, 2500}, {15999, 39999}},
-             Row{"box without width: clamped alone", Box({85, 85}, {85, 938}), {5000, -3}, {65535, 0}},
-             Row{"a product beyond 32 bits", Box({-2000000, -2000000}, {3000000, 3000000}), {500, 500}, {0, 0}},
-             Row{"nine points, the middle", Measured(nine), {500, 500}, {32767, 32767}},
-             Row{"nine points, on the outer targets", Measured(nine), {100, 900}, {1311, 64223}},
-             Row{"nine points, between", Measured(nine), {300, 700}, {17023, 48495}},
-             Row{"nine points, beyond", Measured(nine), {0, 0}, {-6543, -6543}},
-             Row{"nine points in one place", Measured(std::vector<Point>(9)), {700, 300}, {0, 0}},
-             Row{"four points", Measured(four), {500, 900}, {32767, 64223}},
-             Row{"four points, between", Measured(four), {300, 700}, {17039, 48495}},
-             Row{"four points close together", Measured(slanted), {1023, 500}, {145821, 32767}},
-         }) {
+    for (const auto& [what, calib, raw, mapped] :
+        {
+            Row{"plain", Spans(0), {0, 512}, {0, 32767}},
+            Row{"plain, the last place", Spans(2), {1023, 1023}, {65471, 65471}},
+            Row{"plain, whatever was measured", Measured(nine, 255), {512, 0}, {32767, 0}},
+            Row{"plain, a span of 0", Spans(0, {0, 1024}), {512, 512}, {0, 32767}},
+            Row{"box", Box({85, 85}, {938, 938}), {511, 938}, {32719, 65535}},
+            Row{"box of 16 points, clamped", Box({85, 85}, {938, 938}, 16), {0, 1023}, {0, 65535}},
+            Row{"box of 25 points, mirrored", Box({938, 85}, {85, 938}, 25), {500, 85}, {33647, 0}},
+            Row{"box without height", Box({85, 85}, {938, 85}), {1000, 2500}, {15999, 39999}},
+            Row{"box without width: clamped alone", Box({85, 85}, {85, 938}), {5000, -3},
+                {65535, 0}},
+            Row{"a product beyond 32 bits", Box({-2000000, -2000000}, {3000000, 3000000}),
+                {500, 500}, {0, 0}},
+            Row{"nine points, the middle", Measured(nine), {500, 500}, {32767, 32767}},
+            Row{"nine points, on the outer targets", Measured(nine), {100, 900}, {1311, 64223}},
+            Row{"nine points, between", Measured(nine), {300, 700}, {17023, 48495}},
+            Row{"nine points, beyond", Measured(nine), {0, 0}, {-6543, -6543}},
+            Row{"nine points in one place", Measured(std::vector<Point>(9)), {700, 300}, {0, 0}},
+            Row{"four points", Measured(four), {500, 900}, {32767, 64223}},
+            Row{"four points, between", Measured(four), {300, 700}, {17039, 48495}},
+            Row{"four points close together", Measured(slanted), {1023, 500}, {145821, 32767}},
+        }) {
         Point point = raw;
         EXPECT_TRUE(MapPoint(&calib, &point)) << what;
         EXPECT_EQ(point, mapped) << what;
@@ -94,10 +97,13 @@ TEST(DetectOrientation, LooksAtTheCornersOfEveryPointCount)
         Point topLeft, topRight, bottomRight;
         uint32_t orientation;
     };
-    for (const auto& [pointCount, rowEnd, lastCorner] : {std::array{4U, 1U, 2U}, {9U, 2U, 8U}, {16U, 3U, 15U}, {25U, 4U, 24U}}) {
-        for (const Panel& panel : {Panel{{100, 100}, {900, 100}, {900, 900}, 1}, Panel{{900, 100}, {100, 100}, {100, 900}, 3},
-                 Panel{{100, 100}, {100, 900}, {900, 900}, 5}, Panel{{100, 100}, {500, 500}, {900, 400}, 2}, // a tie runs along raw X
-                 Panel{{0, 0}, {0, 0}, {0, 0}, 4}}) {
+    for (const auto& [pointCount, rowEnd, lastCorner] :
+        {std::array{4U, 1U, 2U}, {9U, 2U, 8U}, {16U, 3U, 15U}, {25U, 4U, 24U}}) {
+        for (const Panel& panel : {Panel{{100, 100}, {900, 100}, {900, 900}, 1},
+                 Panel{{900, 100}, {100, 100}, {100, 900}, 3},
+                 // a tie runs along raw X
+                 Panel{{100, 100}, {100, 900}, {900, 900}, 5},
+                 Panel{{100, 100}, {500, 500}, {900, 400}, 2}, Panel{{0, 0}, {0, 0}, {0, 0}, 4}}) {
             CalibrationData calib{};
             calib.pointCount = pointCount;
             calib.advPoints.fill({777, 333}); // no other point counts
@@ -123,8 +129,9 @@ TEST(BuildReferencePoints, TransformsOnlyThePointsInUse)
     }
 }
 
-// Calibration values come from a file that anyone can edit: with whatever numbers, extremes among them, the steps end as an independent
-// calculation of the same rules does, which has given the number below.
+// Calibration values come from a file that anyone can edit: with whatever numbers, extremes among
+// them, the steps end as an independent calculation of the same rules does, which has given the
+// number below.
 TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
 {
     constexpr int32_t SMALLEST = std::numeric_limits<int32_t>::min();
@@ -133,7 +140,8 @@ TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
     uint32_t state = 1;
     const auto number = [&state] {
         state = state * 1664525 + 1013904223;
-        return state >> 28 == 0 ? EXTREMES[(state >> 16) & 7] : static_cast<int32_t>((state >> 8) % 4096);
+        return state >> 28 == 0 ? EXTREMES[(state >> 16) & 7]
+                                : static_cast<int32_t>((state >> 8) % 4096);
     };
     uint32_t digest = 0;
     for (int i = 0; i < 20000; ++i) {
@@ -141,8 +149,8 @@ TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
         SetCalibrationRanges(&calib, nullptr, nullptr);
         calib.mapMode = i % 7 == 0 ? 0 : 1;
         calib.pointCount = std::array{0U, 4U, 9U, 16U, 25U}[static_cast<size_t>(i % 5)];
-        for (int32_t* value : {&calib.rawRangeX, &calib.rawRangeY, &calib.outRangeX, &calib.outRangeY, &calib.stdMinX, &calib.stdMinY,
-                 &calib.stdMaxX, &calib.stdMaxY})
+        for (int32_t* value : {&calib.rawRangeX, &calib.rawRangeY, &calib.outRangeX,
+                 &calib.outRangeY, &calib.stdMinX, &calib.stdMinY, &calib.stdMaxX, &calib.stdMaxY})
             *value = number();
         for (Point& point : calib.advPoints) {
             point.x = number();
@@ -154,7 +162,8 @@ TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
         point.x = number();
         point.y = number();
         EXPECT_TRUE(MapPoint(&calib, &point));
-        digest = (digest * 31 + static_cast<uint32_t>(point.x)) * 31 + static_cast<uint32_t>(point.y);
+        digest
+            = (digest * 31 + static_cast<uint32_t>(point.x)) * 31 + static_cast<uint32_t>(point.y);
     }
     EXPECT_EQ(digest, 0x2045DB0BU);
 }

@@ -1,4 +1,5 @@
-// `korvex calibrate`, as a person or a script starts it: on a port of its own, through a runtime, with a window and without.
+// `korvex calibrate`, as a person or a script starts it: on a port of its own, through a runtime,
+// with a window and without.
 #include <csignal>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -18,7 +19,8 @@ using Json = nlohmann::json;
 const std::string KORVEX = KORVEX_COMMAND;
 const std::string SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\nSTD_MIN_X=3\n";
 
-// A panel that is too small and askew, on the link "panel" of the current folder, where a calibration is.
+// A panel that is too small and askew, on the link "panel" of the current folder, where a
+// calibration is.
 struct Panel {
     TemporaryFolder folder;
     emulator::EmulatorPointer emulator = emulator::StartEmulator({});
@@ -43,7 +45,8 @@ struct Panel {
 void Press(const Panel* panel, double x, double y)
 {
     std::string error;
-    EXPECT_EQ(RunGesture(panel->emulator.get(), "press " + std::to_string(x) + " " + std::to_string(y) + " 1000", &error),
+    EXPECT_EQ(RunGesture(panel->emulator.get(),
+                  "press " + std::to_string(x) + " " + std::to_string(y) + " 1000", &error),
         emulator::GestureResult::DONE)
         << error;
 }
@@ -78,7 +81,8 @@ TEST(KorvexCalibrate, IsAutomatedWithoutAScreenAndSurvivesAnUnplugging)
     Panel panel;
     Process calibration({KORVEX, "calibrate", "panel", "--windows", "none", "--json"});
     const Json first = AwaitState(&calibration, "touch");
-    EXPECT_EQ(first.dump(), R"({"height":768,"of":9,"state":"touch","target":1,"width":1024,"x":20,"y":15})");
+    EXPECT_EQ(first.dump(),
+        R"({"height":768,"of":9,"state":"touch","target":1,"width":1024,"x":20,"y":15})");
     std::string error;
     RunGesture(panel.emulator.get(), "press 2 2 100", &error);
     EXPECT_THAT(AwaitState(&calibration, "again").value("reason", ""), HasSubstr("lifted before"));
@@ -99,7 +103,8 @@ TEST(KorvexCalibrate, IsAutomatedWithoutAScreenAndSurvivesAnUnplugging)
         EXPECT_LT(residual.get<double>(), 1) << "pixels";
     EXPECT_EQ(end["residuals"].size(), 9U);
     EXPECT_EQ(WaitForExit(&calibration), 0);
-    EXPECT_THAT(ReadTextFile("Korvex.ini"), AllOf(HasSubstr("Mode=9\n"), HasSubstr("STD_MIN_X=3\n")));
+    EXPECT_THAT(
+        ReadTextFile("Korvex.ini"), AllOf(HasSubstr("Mode=9\n"), HasSubstr("STD_MIN_X=3\n")));
 }
 
 TEST(KorvexCalibrate, LeavesEverythingAsItWasWhenItCannotSaveOrIsEnded)
@@ -121,7 +126,8 @@ TEST(KorvexCalibrate, LeavesEverythingAsItWasWhenItCannotSaveOrIsEnded)
     // All ports are asked, one without a controller.
     const auto silent = StartSilentEmulator();
     PlaceLink("silent", silent.get());
-    const RunResult nobody = RunProgram({KORVEX, "calibrate", "--port", "COM3=silent", "--state", "state", "--windows", "none"});
+    const RunResult nobody = RunProgram(
+        {KORVEX, "calibrate", "--port", "COM3=silent", "--state", "state", "--windows", "none"});
     EXPECT_EQ(nobody.exitCode, 4);
     EXPECT_THAT(nobody.error, HasSubstr("no controller was found"));
 }
@@ -136,20 +142,23 @@ TEST(KorvexCalibrate, ShowsItsCrossesOnTheMonitorThatIsNamed)
         EXPECT_EQ(AwaitState(&calibration, "touch")["width"], 1024);
         const std::string window = std::to_string(WaitForWindow("Korvex Calibration"));
         EXPECT_THAT(RunProgram({"xwininfo", "-id", window}).output,
-            AllOf(HasSubstr("Absolute upper-left X:  " + std::to_string(left) + "\n"), HasSubstr("Width: 1024"), HasSubstr("Height: 768")));
+            AllOf(HasSubstr("Absolute upper-left X:  " + std::to_string(left) + "\n"),
+                HasSubstr("Width: 1024"), HasSubstr("Height: 768")));
         EXPECT_EQ(EndBySignal(&calibration, SIGTERM), 7);
     }
     unsetenv("DISPLAY");
 }
 
-// A runtime has the port; the page is pressed by the panel's own touches, which the runtime maps for the pointer as well.
+// A runtime has the port; the page is pressed by the panel's own touches, which the runtime maps
+// for the pointer as well.
 TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
 {
     const Panel panel;
     const Screen screen;
     std::filesystem::create_directory("drive");
     WriteTextFile("drive/Korvex.ini", SETTINGS);
-    Process drive({"sh", "-c", "cd drive && exec " + KORVEX + " drive ../panel --pointer x11 --trace trace"});
+    Process drive(
+        {"sh", "-c", "cd drive && exec " + KORVEX + " drive ../panel --pointer x11 --trace trace"});
     EXPECT_THAT(ReadLineWith(drive.error, "panel"), HasSubstr("controller 5200"));
     const std::string settings = (panel.folder.path / "drive/Korvex.ini").string();
 
@@ -159,7 +168,10 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; })) << "Save";
     Press(&panel, 50, 50);
     const auto isAt = [&screen](int x, int y) {
-        return WaitUntil([&] { return std::abs(PointerOf(&screen).x - x) <= 2 && std::abs(PointerOf(&screen).y - y) <= 2; });
+        return WaitUntil([&] {
+            return std::abs(PointerOf(&screen).x - x) <= 2
+                && std::abs(PointerOf(&screen).y - y) <= 2;
+        });
     };
     EXPECT_TRUE(isAt(512, 384));
     EXPECT_EQ(EndBySignal(&killed, SIGKILL), -1);

@@ -27,33 +27,42 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
     WriteTextFile("plain", "");
     unsetenv("DISPLAY");
     using Row = std::tuple<Texts, int, std::string>;
-    for (const auto& [options, exitCode, error] :
-        {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
-            Row{{"drive"}, 2, "an argument is missing"}, Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
-            Row{{"drive", "--fly", "a"}, 2, "'--fly'"}, Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
-            Row{{"drive", "a", "--trace"}, 2, "'--trace' needs a value"}, Row{{"set-path", "a\nb"}, 2, "invalid value 'a b'"},
-            Row{{"ports", "--port", "COM1=a\nb"}, 2, "for '--port': it must be one line"},
-            Row{{"monitor", "--pointer", "log", "a"}, 2, "'log' for '--pointer'"},
-            Row{{"coinstall", "install"}, 2, "an option is missing: --instance"},
-            Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
-            Row{{"drive", "plain"}, 3, "it is not a serial port"}, Row{{"drive", "."}, 3, "it is not a serial port"},
-            Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
-            Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
+    for (const auto& [options, exitCode, error] : {Row{{}, 2, "a command is missing"},
+             Row{{"fly"}, 2, "unknown command 'fly'"}, Row{{"--fly"}, 2, "unknown option '--fly'"},
+             Row{{"drive"}, 2, "an argument is missing"},
+             Row{{"drive", "a", "b"}, 2, "unexpected argument 'b'"},
+             Row{{"drive", "--fly", "a"}, 2, "'--fly'"},
+             Row{{"drive", "--pointer", "tea", "a"}, 2, "'tea' for '--pointer'"},
+             Row{{"drive", "a", "--trace"}, 2, "'--trace' needs a value"},
+             Row{{"set-path", "a\nb"}, 2, "invalid value 'a b'"},
+             Row{{"ports", "--port", "COM1=a\nb"}, 2, "for '--port': it must be one line"},
+             Row{{"monitor", "--pointer", "log", "a"}, 2, "'log' for '--pointer'"},
+             Row{{"coinstall", "install"}, 2, "an option is missing: --instance"},
+             Row{{"drive", "missing"}, 3, "cannot open 'missing': there is no such port"},
+             Row{{"drive", "plain"}, 3, "it is not a serial port"},
+             Row{{"drive", "."}, 3, "it is not a serial port"},
+             Row{{"drive", "plain", "--trace", "no/where"}, 1, "cannot write 'no/where'"},
+             Row{{"drive", "plain", "--pointer", "x11"}, 5, "cannot open the X display"}}) {
         const RunResult result = RunProgram(Joined({KORVEX}, options));
         EXPECT_EQ(result.exitCode, exitCode) << error;
         EXPECT_THAT(result.error, HasSubstr(error));
-        EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << "one line: " << result.error;
+        EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1)
+            << "one line: " << result.error;
         EXPECT_EQ(result.output, "");
     }
     ASSERT_EQ(mkfifo("fifo", 0600), 0);
     for (const char* path : {".", "fifo", "/dev/zero"})
-        EXPECT_EQ(RunProgram({KORVEX, "replay", path}).error, std::string("korvex replay: cannot read '") + path + "': it is not a file\n");
-    EXPECT_EQ(RunProgram({KORVEX, "drive", "plain", "--trace", "fifo"}).exitCode, 1) << "nobody reads it";
+        EXPECT_EQ(RunProgram({KORVEX, "replay", path}).error,
+            std::string("korvex replay: cannot read '") + path + "': it is not a file\n");
+    EXPECT_EQ(RunProgram({KORVEX, "drive", "plain", "--trace", "fifo"}).exitCode, 1)
+        << "nobody reads it";
     for (const char* words : {" --help >/dev/full", " --version >/dev/full", " --version >&-"})
-        EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + words}).exitCode, 1) << "nothing of it goes out:" << words;
+        EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + words}).exitCode, 1)
+            << "nothing of it goes out:" << words;
     EXPECT_EQ(RunProgram({KORVEX, "--version"}).output.substr(0, 7), "korvex ");
-    for (const auto& [words, line] : std::vector<std::pair<Texts, std::string>>{
-             {{KORVEX, "-h"}, "\n  drive  "}, {{KORVEX, "drive", "--help"}, "korvex drive [OPTION...] PORT\n"}}) {
+    for (const auto& [words, line] :
+        std::vector<std::pair<Texts, std::string>>{{{KORVEX, "-h"}, "\n  drive  "},
+            {{KORVEX, "drive", "--help"}, "korvex drive [OPTION...] PORT\n"}}) {
         const RunResult help = RunProgram(words);
         EXPECT_EQ(help.exitCode, 0);
         EXPECT_THAT(help.output, HasSubstr(line));
@@ -66,10 +75,14 @@ TEST(KorvexRecord, WritesNoWordsIntoItsFileWhenStandardErrorIsClosed)
     const TemporaryFolder folder;
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
     const std::string port = TerminalPath(panel.get());
-    EXPECT_EQ(RunProgram({"sh", "-c", "exec " + KORVEX + " record touches --seconds 0 " + port + " 2>&-"}).exitCode, 0);
+    EXPECT_EQ(
+        RunProgram({"sh", "-c", "exec " + KORVEX + " record touches --seconds 0 " + port + " 2>&-"})
+            .exitCode,
+        0);
     const std::string text = ReadTextFile("touches");
     EXPECT_THAT(text, AllOf(StartsWith("korvex-recording 1\n"), Not(HasSubstr(port))));
-    const RunResult unseen = RunProgram({"sh", "-c", "exec " + KORVEX + " drive --pointer log " + port + " >&-"});
+    const RunResult unseen
+        = RunProgram({"sh", "-c", "exec " + KORVEX + " drive --pointer log " + port + " >&-"});
     EXPECT_EQ(unseen.exitCode, 1);
     EXPECT_EQ(unseen.error, "korvex drive: cannot write to standard output\n");
 }
@@ -98,32 +111,42 @@ TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)
     HANDLE held = OpenPort(port);
     const RunResult inUse = RunProgram({KORVEX, "drive", port, "--pointer", "log"});
     EXPECT_EQ(inUse.exitCode, 3);
-    EXPECT_NE(inUse.error.find("(process " + std::to_string(getpid()) + ") is using it"), std::string::npos) << inUse.error;
+    EXPECT_NE(inUse.error.find("(process " + std::to_string(getpid()) + ") is using it"),
+        std::string::npos)
+        << inUse.error;
     CloseHandle(held);
 }
 
-// The whole way, in processes of their own: gestures of the emulator come out as input, mapped by the stored calibration.
+// The whole way, in processes of their own: gestures of the emulator come out as input, mapped by
+// the stored calibration.
 TEST(KorvexDrive, DrivesThePointerUntilASignal)
 {
     for (const int signal : {SIGINT, SIGTERM}) {
         const TemporaryFolder folder;
-        WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=768\nSTD_MAX_Y=256\n");
-        Process emulator({EMULATOR, "--link", "port", "--model", "7700", "--baud", "9600", "--firmware", "4.5.6", "--script", "-"});
+        WriteTextFile("Korvex.ini",
+            "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=768\nSTD_MAX_Y=256\n");
+        Process emulator({EMULATOR, "--link", "port", "--model", "7700", "--baud", "9600",
+            "--firmware", "4.5.6", "--script", "-"});
         EXPECT_THAT(ReadLine(emulator.output), HasSubstr("emulating model 7700"));
         Process drive({KORVEX, "drive", "port", "--pointer", "log", "--trace", "trace.txt"});
         const std::string tty = std::filesystem::canonical("port").string();
-        EXPECT_EQ(ReadLine(drive.error), "port (" + tty + "): controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
+        EXPECT_EQ(ReadLine(drive.error),
+            "port (" + tty + "): controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
         for (const char* line : {"ready", "touch 50 50", "drag 75 75 1"})
             WriteLine(&emulator, line);
         EXPECT_EQ(ReadLine(drive.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
         EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32769}");
         EXPECT_EQ(EndBySignal(&drive, signal), 0);
-        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32772}") << "a stop leaves no button pressed";
+        EXPECT_EQ(ReadLine(drive.output), "{\"dx\":65535,\"dy\":0,\"flags\":32772}")
+            << "a stop leaves no button pressed";
         EXPECT_EQ(ReadTextFile("trace.txt"), "Load File Settings\n");
-        EXPECT_NE(ReadLineWith(emulator.output, "9600 baud: F2").find("F2 00 00 00 00    -> F2 D9 04 05 60"), std::string::npos);
+        EXPECT_NE(ReadLineWith(emulator.output, "9600 baud: F2")
+                      .find("F2 00 00 00 00    -> F2 D9 04 05 60"),
+            std::string::npos);
         WriteLine(&emulator, "quit");
         EXPECT_EQ(WaitForExit(&emulator), 0);
-        EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("port"))) << "the link goes with the emulator";
+        EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("port")))
+            << "the link goes with the emulator";
     }
 }
 
@@ -132,7 +155,9 @@ std::string NextNotification(int socket)
 {
     std::array<char, 512> text{};
     pollfd ready{socket, POLLIN, 0};
-    return poll(&ready, 1, 10'000) == 1 ? std::string(text.data(), static_cast<size_t>(recv(socket, text.data(), text.size(), 0))) : "";
+    return poll(&ready, 1, 10'000) == 1
+        ? std::string(text.data(), static_cast<size_t>(recv(socket, text.data(), text.size(), 0)))
+        : "";
 }
 
 TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
@@ -146,11 +171,18 @@ TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
     Process drive({KORVEX, "drive", "--wait", "panel", "--pointer", "log"});
     unsetenv("NOTIFY_SOCKET");
     EXPECT_EQ(NextNotification(manager), "READY=1");
-    EXPECT_EQ(NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
-    EXPECT_EQ(ReadLine(drive.error), "korvex drive: cannot open 'panel': there is no such port; it is asked again every 2 to 30 s");
-    EXPECT_TRUE(WaitUntil([] { return RunProgram({KORVEX, "status"}).output.find("panel  panel  awaited") != std::string::npos; }));
+    EXPECT_EQ(
+        NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
+    EXPECT_EQ(ReadLine(drive.error),
+        "korvex drive: cannot open 'panel': there is no such port; it is asked again every 2 to 30 "
+        "s");
+    EXPECT_TRUE(WaitUntil([] {
+        return RunProgram({KORVEX, "status"}).output.find("panel  panel  awaited")
+            != std::string::npos;
+    }));
     Process emulator({EMULATOR, "--link", "panel", "--script", "-"});
-    EXPECT_THAT(NextNotification(manager), AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));
+    EXPECT_THAT(NextNotification(manager),
+        AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));
     WriteLine(&emulator, "ready");
     WriteLine(&emulator, "touch 50 50");
     EXPECT_NE(ReadLine(drive.output), "");
@@ -158,24 +190,29 @@ TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
     EXPECT_EQ(NextNotification(manager), "STOPPING=1");
     close(manager);
     WriteTextFile("plain", "");
-    EXPECT_EQ(RunProgram({KORVEX, "drive", "--wait", "plain"}).exitCode, 3) << "that never becomes a port";
+    EXPECT_EQ(RunProgram({KORVEX, "drive", "--wait", "plain"}).exitCode, 3)
+        << "that never becomes a port";
 }
 
 TEST(KorvexEmulator, NamesWhatIsWrong)
 {
-    for (const auto& [option, value] : std::vector<std::pair<std::string, std::string>>{{"--model", "5201"}, {"--baud", "4800"},
-             {"--resolution", "11"}, {"--firmware", "1.2"}, {"--memory", "0G"}, {"--fault", "flood"}, {"--report-noise", "1"},
-             {"--report-gap", "9,1"}, {"--scale", "1"}, {"--rotate", "x"}, {"--target-error", "0=1,1"}, {"--link", ""}}) {
+    for (const auto& [option, value] :
+        std::vector<std::pair<std::string, std::string>>{{"--model", "5201"}, {"--baud", "4800"},
+            {"--resolution", "11"}, {"--firmware", "1.2"}, {"--memory", "0G"}, {"--fault", "flood"},
+            {"--report-noise", "1"}, {"--report-gap", "9,1"}, {"--scale", "1"}, {"--rotate", "x"},
+            {"--target-error", "0=1,1"}, {"--link", ""}}) {
         const RunResult result = RunProgram({EMULATOR, option, value});
         EXPECT_EQ(result.exitCode, 2) << option;
-        EXPECT_EQ(result.error, "korvex-emulator: invalid value '" + value + "' for '" + option + "'\n");
+        EXPECT_EQ(
+            result.error, "korvex-emulator: invalid value '" + value + "' for '" + option + "'\n");
     }
     EXPECT_EQ(RunProgram({EMULATOR, "extra"}).exitCode, 2);
     EXPECT_NE(RunProgram({EMULATOR, "--help"}).output.find("circle RATE S"), std::string::npos);
     Process emulator({EMULATOR, "--script", "-"});
     for (const char* line : {"touch 50", "touch 50 101", "send 100", "drag", "fly", "circle 0 1"}) {
         WriteLine(&emulator, line);
-        EXPECT_EQ(ReadLine(emulator.error), std::string("korvex-emulator: not understood: ") + line);
+        EXPECT_EQ(
+            ReadLine(emulator.error), std::string("korvex-emulator: not understood: ") + line);
     }
 }
 

@@ -1,4 +1,5 @@
-// A runtime that is asked while it runs, by its own commands and by programs of others, well and badly made.
+// A runtime that is asked while it runs, by its own commands and by programs of others, well and
+// badly made.
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -36,7 +37,8 @@ struct DrivenPanel {
         WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
         setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
         PlaceLink("panel", panel.get());
-        drive = std::make_unique<Process>(Texts{"sh", "-c", words + "exec " + KORVEX + " drive --pointer log --trace trace panel"});
+        drive = std::make_unique<Process>(Texts{
+            "sh", "-c", words + "exec " + KORVEX + " drive --pointer log --trace trace panel"});
         EXPECT_THAT(ReadLineWith(drive->error, "panel"), HasSubstr("controller 5200"));
         socket = command::ControlSockets().at(0);
     }
@@ -59,7 +61,8 @@ struct Client {
 
 bool Say(const Client* client, const std::string& text)
 {
-    return send(client->socket, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+    return send(client->socket, text.data(), text.size(), MSG_NOSIGNAL)
+        == static_cast<ssize_t>(text.size());
 }
 
 std::string Ask(const Client* client, const std::string& request)
@@ -90,7 +93,8 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
     {
         const Client client(&driven);
         EXPECT_THAT(Greeted(&client), EndsWith(R"("protocol":1})"));
-        EXPECT_EQ(Json::parse(Ask(&client, R"({"do":"calibration","panel":"panel","id":7})"))["calibration"],
+        EXPECT_EQ(Json::parse(Ask(
+                      &client, R"({"do":"calibration","panel":"panel","id":7})"))["calibration"],
             Json::parse(R"({"orientation":1,"box":[0,0,1024,1024],"points":[]})"));
         EXPECT_EQ(Ask(&client, tried), R"({"re":"try"})");
         EXPECT_EQ(touch(), corner);
@@ -100,19 +104,27 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
         const Client second(&driven);
         Greeted(&second);
         EXPECT_THAT(Ask(&second, tried), HasSubstr("another client is trying"));
-        for (const auto& [request, fault] : std::vector<std::pair<std::string, std::string>>{{"tea", "no JSON object"},
-                 {R"({"do":"status","id":)" + std::string(32000, '[') + std::string(32000, ']') + "}", "'id' is neither"},
-                 {R"({"do":"calibration","panel":["x"]})", "'panel' is no text"}, {"{}", "'do' is missing"},
-                 {R"({"do":"fly"})", "'fly' is no request"}, {R"({"do":"listen","panel":"x"})", "no panel 'x'"},
-                 {R"({"do":"store","calibration":{"box":[1,2,1,4]}})", "another client"}})
+        for (const auto& [request, fault] :
+            std::vector<std::pair<std::string, std::string>>{{"tea", "no JSON object"},
+                {R"({"do":"status","id":)" + std::string(32000, '[') + std::string(32000, ']')
+                        + "}",
+                    "'id' is neither"},
+                {R"({"do":"calibration","panel":["x"]})", "'panel' is no text"},
+                {"{}", "'do' is missing"}, {R"({"do":"fly"})", "'fly' is no request"},
+                {R"({"do":"listen","panel":"x"})", "no panel 'x'"},
+                {R"({"do":"store","calibration":{"box":[1,2,1,4]}})", "another client"}})
             EXPECT_THAT(Ask(&second, request), HasSubstr(fault)) << request;
-        for (const auto& [calibration, fault] :
-            std::vector<std::pair<std::string, std::string>>{{"7", "'calibration' is missing"}, {R"({"box":[1,2,1,4]})", "'box'"},
-                {R"({"points":[[1,2]]})", "'points' are not 0, 4"}, {R"({"points":[[1,2],[3],[1,2],[1,2]]})", "point 2"},
-                {R"({"orientation":9})", "'orientation'"}, {R"({"box":[0,0,1,99999999999]})", "'box'"}, {R"({"tea":1})", "'tea'"}})
-            EXPECT_THAT(Ask(&client, R"({"do":"try","calibration":)" + calibration + "}"), HasSubstr(fault));
+        for (const auto& [calibration, fault] : std::vector<std::pair<std::string, std::string>>{
+                 {"7", "'calibration' is missing"}, {R"({"box":[1,2,1,4]})", "'box'"},
+                 {R"({"points":[[1,2]]})", "'points' are not 0, 4"},
+                 {R"({"points":[[1,2],[3],[1,2],[1,2]]})", "point 2"},
+                 {R"({"orientation":9})", "'orientation'"},
+                 {R"({"box":[0,0,1,99999999999]})", "'box'"}, {R"({"tea":1})", "'tea'"}})
+            EXPECT_THAT(Ask(&client, R"({"do":"try","calibration":)" + calibration + "}"),
+                HasSubstr(fault));
     }
-    EXPECT_TRUE(WaitUntil([&] { return touch() == plain; })) << "the end of a connection takes back what it tried";
+    EXPECT_TRUE(WaitUntil([&] { return touch() == plain; }))
+        << "the end of a connection takes back what it tried";
     EXPECT_THAT(ReadTextFile("Korvex.ini"), HasSubstr("STD_MAX_X=1024"));
 
     const Client client(&driven);
@@ -120,7 +132,8 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
     EXPECT_THAT(Ask(&client, R"({"do":"store"})"), HasSubstr("none is being tried"));
     ASSERT_EQ(rename("Korvex.ini", "kept"), 0);
     std::filesystem::create_directory("Korvex.ini");
-    const Json refused = Json::parse(Ask(&client, R"({"do":"store","calibration":{"box":[0,0,512,512]}})"));
+    const Json refused
+        = Json::parse(Ask(&client, R"({"do":"store","calibration":{"box":[0,0,512,512]}})"));
     EXPECT_EQ(refused["stored"], false);
     EXPECT_THAT(refused["error"].get<std::string>(), HasSubstr("Korvex.ini"));
     EXPECT_EQ(touch(), plain) << "what is not on the disk is not used either";
@@ -129,7 +142,8 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
     EXPECT_EQ(Ask(&client, tried), R"({"re":"try"})");
     EXPECT_EQ(Json::parse(Ask(&client, R"({"do":"store"})"))["stored"], true);
     EXPECT_THAT(ReadTextFile("Korvex.ini"), HasSubstr("STD_MAX_X=512"));
-    EXPECT_THAT(ReadLineWith(driven.drive->error, "calibration"), HasSubstr("has changed, and is stored in '"));
+    EXPECT_THAT(ReadLineWith(driven.drive->error, "calibration"),
+        HasSubstr("has changed, and is stored in '"));
     EXPECT_EQ(Ask(&client, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
     EXPECT_EQ(touch(), corner) << "what is stored stays";
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
@@ -145,14 +159,16 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
     ReadLine(driven.drive->output);
     const Json status = Json::parse(RunProgram({KORVEX, "status", "--json"}).output);
     ASSERT_EQ(status.size(), 1U);
-    for (const auto& [key, value] : std::map<std::string, Json>{{"tty", tty}, {"gone", false}, {"model", "5200"}, {"reports", 1},
-             {"touching", true}, {"raw", {256, 768}}, {"process", driven.drive->pid}})
+    for (const auto& [key, value] : std::map<std::string, Json>{{"tty", tty}, {"gone", false},
+             {"model", "5200"}, {"reports", 1}, {"touching", true}, {"raw", {256, 768}},
+             {"process", driven.drive->pid}})
         EXPECT_EQ(status[0][key], value) << key;
     EXPECT_THAT(status[0]["calibration"]["file"].get<std::string>(), EndsWith("Korvex.ini"));
     EXPECT_THAT(RunProgram({KORVEX, "status"}).output, HasSubstr(tty + "  there  5200"));
 
     Process monitor({KORVEX, "monitor", "--json", "panel"});
-    EXPECT_THAT(ReadLineWith(monitor.error, "panel"), EndsWith(", driven by process " + std::to_string(driven.drive->pid)));
+    EXPECT_THAT(ReadLineWith(monitor.error, "panel"),
+        EndsWith(", driven by process " + std::to_string(driven.drive->pid)));
     EXPECT_NE(ReadLineWith(monitor.output, R"("raw":[256,768])"), "");
     DragTo(driven.panel.get(), 50, 75, 1);
     EXPECT_NE(ReadLineWith(monitor.output, R"("raw":[512,768])"), "");
@@ -163,15 +179,18 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
     Lift(driven.panel.get());
     EXPECT_THAT(ReadLineWith(check.output, "COM1"), HasSubstr("driven by process"));
     EXPECT_THAT(ReadLineWith(check.output, "COM1"), EndsWith("reports: 1, all good"));
-    const std::string elsewhere = "mkdir other; cd other && exec " + KORVEX + " check --seconds 0 --state state --port COM1=" + tty;
+    const std::string elsewhere = "mkdir other; cd other && exec " + KORVEX
+        + " check --seconds 0 --state state --port COM1=" + tty;
     EXPECT_THAT(RunProgram({"sh", "-c", elsewhere}).output,
-        HasSubstr("its runtime goes by '" + (driven.folder.path / "Korvex.ini").string() + "', not by the file of this folder"));
+        HasSubstr("its runtime goes by '" + (driven.folder.path / "Korvex.ini").string()
+            + "', not by the file of this folder"));
 
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     EXPECT_NE(ReadLineWith(monitor.output, R"("gone":true)"), "");
     {
         Process again({KORVEX, "drive", "--pointer", "log", "panel"});
-        EXPECT_NE(ReadLineWith(monitor.output, R"("gone":false)"), "") << "the monitor has left the port to the runtime";
+        EXPECT_NE(ReadLineWith(monitor.output, R"("gone":false)"), "")
+            << "the monitor has left the port to the runtime";
         EXPECT_EQ(EndBySignal(&again, SIGTERM), 0);
     }
     EXPECT_EQ(EndBySignal(&monitor, SIGTERM), 0);
@@ -183,7 +202,9 @@ uint64_t NumberOf(const std::filesystem::path& file, const std::string& name)
 {
     const std::string status = ReadTextFile(file);
     const size_t start = status.find("\n" + name + ":");
-    return start == std::string::npos ? 0 : std::strtoull(status.c_str() + start + name.size() + 2, nullptr, 10);
+    return start == std::string::npos
+        ? 0
+        : std::strtoull(status.c_str() + start + name.size() + 2, nullptr, 10);
 }
 
 uint64_t MemoryPeakOf(pid_t process) // in kilobytes
@@ -209,7 +230,8 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
     std::thread finger([&] {
         const auto start = std::chrono::steady_clock::now();
         for (int i = 0; i < REPORTS; ++i) {
-            std::this_thread::sleep_until(start + i * std::chrono::microseconds(3125)); // the line's pace
+            // the line's pace
+            std::this_thread::sleep_until(start + i * std::chrono::microseconds(3125));
             SendReport(driven.panel.get(), true, static_cast<uint32_t>(i % 1000), 500);
         }
     });
@@ -221,7 +243,8 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
         const Client deaf(&driven); // asks and does not read
         for (int i = 0; i < 20000 && !done; ++i) {
             constexpr std::string_view STATUS = "{\"do\":\"status\"}\n";
-            if (send(deaf.socket, STATUS.data(), STATUS.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0 && errno != EAGAIN)
+            if (send(deaf.socket, STATUS.data(), STATUS.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0
+                && errno != EAGAIN)
                 break;
         }
         const Client half(&driven);
@@ -229,15 +252,18 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
         const Client loud(&driven);
         for (size_t sent = 0; sent < 100'000'000 && !done;) {
             static const std::string PIECE(100'000, 'x');
-            const ssize_t count = send(loud.socket, PIECE.data(), PIECE.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            const ssize_t count
+                = send(loud.socket, PIECE.data(), PIECE.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
             if (count < 0 && errno != EAGAIN)
                 break; // it was dropped
             sent += static_cast<size_t>(std::max<ssize_t>(count, 0));
         }
-        const Client busy(&driven); // asks for more than can be done at once, each written to the disk
+        // asks for more than can be done at once, each written to the disk
+        const Client busy(&driven);
         std::string stores;
         for (int i = 0; i < 60; ++i)
-            stores += R"({"do":"store","calibration":{"box":[0,0,1024,)" + std::to_string(1000 + i) + "]}}\n";
+            stores += R"({"do":"store","calibration":{"box":[0,0,1024,)" + std::to_string(1000 + i)
+                + "]}}\n";
         Say(&busy, stores);
         std::mt19937 random(1);
         for (int i = 0; i < 50 && !done; ++i) {
@@ -251,7 +277,8 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
     int received = 0;
     for (uint32_t next = 1; received < REPORTS; ++received, ++next) {
         const std::string line = ReadLine(listener.socket);
-        ASSERT_THAT(line, HasSubstr("\"sequence\":" + std::to_string(next) + ",")) << "after " << received;
+        ASSERT_THAT(line, HasSubstr("\"sequence\":" + std::to_string(next) + ","))
+            << "after " << received;
     }
     done = true;
     for (std::thread* thread : {&inputs, &finger, &others})
@@ -265,9 +292,12 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
 uint64_t SleepsOf(pid_t process)
 {
     uint64_t sleeps = 0;
-    for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+    for (const auto& thread :
+        std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
 #ifdef __SANITIZE_THREAD__
-        if (ReadTextFile(thread.path() / "syscall").starts_with(std::to_string(SYS_nanosleep) + " ")) // the sanitizer's own thread
+        // the sanitizer's own thread
+        if (ReadTextFile(thread.path() / "syscall")
+                .starts_with(std::to_string(SYS_nanosleep) + " "))
             continue;
 #endif
         sleeps += NumberOf(thread.path() / "status", "voluntary_ctxt_switches");
@@ -323,7 +353,9 @@ TEST(Control, TellsTheJournalOfLossReturnAndNoise)
     Greeted(&client);
     const auto send = [&](int count, const emulator::Bytes& before) {
         for (int i = 0; i < count; ++i) {
-            const auto reports = [&client]() -> int { return Json::parse(Ask(&client, R"({"do":"status"})"))["panels"][0]["reports"]; };
+            const auto reports = [&client]() -> int {
+                return Json::parse(Ask(&client, R"({"do":"status"})"))["panels"][0]["reports"];
+            };
             const int counted = reports();
             SendBytes(driven.panel.get(), before);
             SendReport(driven.panel.get(), true, 512, 512);
@@ -333,24 +365,26 @@ TEST(Control, TellsTheJournalOfLossReturnAndNoise)
     std::thread inputs([&driven] { ReadAll(driven.drive->output); });
     send(98, {});
     send(2, {0x70, 0, 2, 0, 2, 0});
-    const std::string noise
-        = "<4>panel (" + TerminalPath(driven.panel.get()) + "): 2 of the last minute's 102 packets were spoiled; check cable";
+    const std::string noise = "<4>panel (" + TerminalPath(driven.panel.get())
+        + "): 2 of the last minute's 102 packets were spoiled; check cable";
     EXPECT_THAT(ReadLine(driven.drive->error), StartsWith(noise));
     send(98, {});
-    const std::string good
-        = "<5>panel (" + TerminalPath(driven.panel.get()) + "): 2 of the last minute's 200 packets were spoiled: the line is";
+    const std::string good = "<5>panel (" + TerminalPath(driven.panel.get())
+        + "): 2 of the last minute's 200 packets were spoiled: the line is";
     EXPECT_THAT(ReadLine(driven.drive->error), StartsWith(good));
     const std::string tty = TerminalPath(driven.panel.get());
     HangUp(driven.panel.get());
     EXPECT_EQ(ReadLine(driven.drive->error), "<4>panel (" + tty + "): the port has gone");
     driven.panel = emulator::StartEmulator({});
     PlaceLink("panel", driven.panel.get());
-    EXPECT_EQ(ReadLine(driven.drive->error), "<5>panel (" + TerminalPath(driven.panel.get()) + "): the port is back");
+    EXPECT_EQ(ReadLine(driven.drive->error),
+        "<5>panel (" + TerminalPath(driven.panel.get()) + "): the port is back");
     driven.panel = emulator::StartEmulator({0x5460});
     PlaceLink("panel", driven.panel.get());
-    EXPECT_THAT(
-        ReadLineWith(driven.drive->error, "another"), AllOf(StartsWith("<4>panel ("), EndsWith("another controller answers there")));
-    EXPECT_THAT(ReadLine(driven.drive->error), AllOf(StartsWith("<5>panel ("), HasSubstr("controller 5460")));
+    EXPECT_THAT(ReadLineWith(driven.drive->error, "another"),
+        AllOf(StartsWith("<4>panel ("), EndsWith("another controller answers there")));
+    EXPECT_THAT(ReadLine(driven.drive->error),
+        AllOf(StartsWith("<5>panel ("), HasSubstr("controller 5460")));
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     inputs.join();
 }
@@ -362,15 +396,19 @@ TEST(Control, ForgetsWhatWasTriedWhenAnotherControllerTakesThePlace)
     const Client client(&driven);
     Greeted(&client);
     EXPECT_EQ(Ask(&client, R"({"do":"listen"})"), R"({"re":"listen"})");
-    EXPECT_EQ(Ask(&client, R"({"do":"try","calibration":{"box":[0,0,512,512]}})"), R"({"re":"try"})");
+    EXPECT_EQ(
+        Ask(&client, R"({"do":"try","calibration":{"box":[0,0,512,512]}})"), R"({"re":"try"})");
     driven.panel = emulator::StartEmulator({0x5460});
     PlaceLink("panel", driven.panel.get());
     for (const char* event : {"gone", "ended", "began"})
         EXPECT_THAT(ReadLine(client.socket), HasSubstr(std::string("\"event\":\"") + event));
-    const auto box = [&client] { return Json::parse(Ask(&client, R"({"do":"calibration"})"))["calibration"]["box"]; };
+    const auto box = [&client] {
+        return Json::parse(Ask(&client, R"({"do":"calibration"})"))["calibration"]["box"];
+    };
     const Json loaded = box();
     EXPECT_EQ(loaded, Json::parse("[0,0,1024,1024]"));
-    EXPECT_EQ(Ask(&client, R"({"do":"try","calibration":{"box":[0,0,256,256]}})"), R"({"re":"try"})");
+    EXPECT_EQ(
+        Ask(&client, R"({"do":"try","calibration":{"box":[0,0,256,256]}})"), R"({"re":"try"})");
     EXPECT_NE(box(), loaded);
     EXPECT_EQ(Ask(&client, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
     EXPECT_EQ(box(), loaded);
@@ -388,14 +426,18 @@ TEST(Control, IsSpokenByTheProgramsOfItsDescription)
     };
     WriteTextFile("client.py", program("python"));
     WriteTextFile("client.c", program("c"));
-    ASSERT_EQ(RunProgram({"gcc", "-std=c11", "-D_GNU_SOURCE", "-Wall", "-Wextra", "-Werror", "client.c", "-o", "client"}).error, "");
+    ASSERT_EQ(RunProgram({"gcc", "-std=c11", "-D_GNU_SOURCE", "-Wall", "-Wextra", "-Werror",
+                             "client.c", "-o", "client"})
+                  .error,
+        "");
     Process python({"python3", "client.py", driven.socket});
     Process c({"./client", driven.socket});
     EXPECT_EQ(ReadLine(python.output), "1");
     EXPECT_THAT(ReadLine(c.output), HasSubstr(R"("protocol":1)"));
     EXPECT_EQ(ReadLine(c.output), R"({"re":"listen"})");
     std::atomic<bool> heard = false;
-    std::thread finger([&] { // the program says nothing when it begins to listen, so it is touched until it has heard
+    // the program says nothing when it begins to listen, so it is touched until it has heard
+    std::thread finger([&] {
         while (!heard) {
             TouchAt(driven.panel.get(), 25, 50);
             ReadLine(driven.drive->output);

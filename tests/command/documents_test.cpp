@@ -12,7 +12,8 @@
 namespace korvex {
 namespace {
 
-// The commands of a document: its indented lines that begin with one of the programs, without their comments.
+// The commands of a document: its indented lines that begin with one of the programs, without their
+// comments.
 Texts CommandsIn(const std::filesystem::path& path)
 {
     Texts commands;
@@ -36,7 +37,8 @@ Texts WordsOf(std::string command)
 {
     for (const char* port : {"/dev/ttyUSB0", "/dev/ttyS0", "/tmp/panel", "left", "right"})
         Replace(&command, port, command.starts_with("korvex-emulator") ? "emulated" : "panel");
-    Replace(&command, "uinput", "log"); // no input device here: what it makes would be the desktop's of whoever runs the tests
+    // no input device here: what it makes would be the desktop's of whoever runs the tests
+    Replace(&command, "uinput", "log");
     std::istringstream text(command);
     Texts words;
     for (std::string word; text >> word;) {
@@ -71,7 +73,8 @@ void RunCommand(const std::string& command)
         EXPECT_EQ(EndBySignal(&process, SIGTERM), 0);
     } else if (std::find(lasting.begin(), lasting.end(), words[1]) != lasting.end()) {
         EXPECT_TRUE(WaitForQuietHost(panel.get(), milliseconds(200), milliseconds(10000)));
-        EXPECT_EQ(EndBySignal(&process, SIGINT), words[1] == "calibrate" ? 7 : 0) << "7: nothing was calibrated";
+        EXPECT_EQ(EndBySignal(&process, SIGINT), words[1] == "calibrate" ? 7 : 0)
+            << "7: nothing was calibrated";
     } else {
         EXPECT_EQ(WaitForExit(&process), 0);
     }

@@ -27,24 +27,32 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
             EXPECT_EQ(ReadLine(command.error), "Restarting COM3");
             EXPECT_EQ(ReadLine(command.error), "Restarting COM4");
         }
-        const auto driven
-            = [](const emulator::EmulatorPointer& panel, const char* controller) { return TerminalPath(panel.get()) + ": " + controller; };
-        for (const std::string& line : Texts{"Detecting Korvex Devices", "Detecting COM3",
-                 driven(installation.first, "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"), "Detecting COM4",
-                 "more than one controller is driven with the calibration in '" + (installation.folder.path / "Korvex.ini").string()
-                     + "'; 'korvex drive' in a folder of its own gives each panel one of its own",
-                 driven(installation.second, "controller 7700, firmware 1.2.3, 10 bits, 19200 baud"), "Enable Touch Tests"})
+        const auto driven = [](const emulator::EmulatorPointer& panel, const char* controller) {
+            return TerminalPath(panel.get()) + ": " + controller;
+        };
+        for (const std::string& line :
+            Texts{"Detecting Korvex Devices", "Detecting COM3",
+                driven(installation.first, "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"),
+                "Detecting COM4",
+                "more than one controller is driven with the calibration in '"
+                    + (installation.folder.path / "Korvex.ini").string()
+                    + "'; 'korvex drive' in a folder of its own gives each panel one of its own",
+                driven(installation.second, "controller 7700, firmware 1.2.3, 10 bits, 19200 baud"),
+                "Enable Touch Tests"})
             EXPECT_EQ(ReadLine(command.error), line);
         TouchAt(installation.first.get(), 25, 25);
         EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32771}");
         if (!first) {
             HangUp(installation.first.get());
-            EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32772}") << "no button stays pressed";
+            EXPECT_EQ(ReadLine(command.output), "{\"dx\":16383,\"dy\":16383,\"flags\":32772}")
+                << "no button stays pressed";
         }
         TouchAt(installation.second.get(), 50, 50);
         EXPECT_EQ(ReadLine(command.output), "{\"dx\":32767,\"dy\":32767,\"flags\":32771}");
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
-        EXPECT_EQ(ReadTextFile("trace.txt").find("Detect Korvex 5200 with Baud Rate 19200") != std::string::npos, !first);
+        EXPECT_EQ(ReadTextFile("trace.txt").find("Detect Korvex 5200 with Baud Rate 19200")
+                != std::string::npos,
+            !first);
     }
 }
 
@@ -59,35 +67,48 @@ TEST(KorvexEnum, SendsNoByteToAPortThatIsNotNamed)
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     }
     EXPECT_TRUE(ReceivedCommands(installation.first.get()).empty());
-    const RunResult unknown = RunProgram(installation.Unseen({"enum", "--only", "COM4", "--only", "left"}));
-    EXPECT_EQ(unknown.error, "korvex enum: '--only': there is no port 'left'; see 'korvex ports'\n");
+    const RunResult unknown
+        = RunProgram(installation.Unseen({"enum", "--only", "COM4", "--only", "left"}));
+    EXPECT_EQ(
+        unknown.error, "korvex enum: '--only': there is no port 'left'; see 'korvex ports'\n");
     EXPECT_EQ(unknown.exitCode, 2);
     AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
     Process command(installation.Unseen({"enum", "--only", "COM3"}));
-    EXPECT_NE(ReadLineWith(command.error, "no controller was found on any port that was asked; nothing is driven"), "");
+    EXPECT_NE(ReadLineWith(command.error,
+                  "no controller was found on any port that was asked; nothing is driven"),
+        "");
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
 }
 
-// Before there is a window, during and between both passes, and after them, on busy and on silent lines.
+// Before there is a window, during and between both passes, and after them, on busy and on silent
+// lines.
 TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
 {
     struct Row {
         int delay; // milliseconds
         bool silent;
     };
-    for (const Row& row : {Row{0, false}, Row{5, false}, Row{300, false}, Row{1050, false}, Row{1150, false}, Row{1250, false},
-             Row{2200, false}, Row{5, true}, Row{1050, true}, Row{1150, true}, Row{1300, true}, Row{1700, true}}) {
+    for (const Row& row : {Row{0, false}, Row{5, false}, Row{300, false}, Row{1050, false},
+             Row{1150, false}, Row{1250, false}, Row{2200, false}, Row{5, true}, Row{1050, true},
+             Row{1150, true}, Row{1300, true}, Row{1700, true}}) {
         const Installation installation;
         if (row.silent)
             AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
         Process command(installation.Unseen({"enum"}));
-        const std::string status = "/proc/" + std::to_string(command.pid) + "/status"; // it blocks its signals first thing
-        EXPECT_TRUE(WaitUntil([&] { return ReadTextFile(status).find("SigBlk:\t0000000000004002") != std::string::npos; }));
+        // it blocks its signals first thing
+        const std::string status = "/proc/" + std::to_string(command.pid) + "/status";
+        EXPECT_TRUE(WaitUntil([&] {
+            return ReadTextFile(status).find("SigBlk:\t0000000000004002") != std::string::npos;
+        }));
         std::this_thread::sleep_for(milliseconds(row.delay));
         for (int i = 0; i < 20; ++i)
             TouchAt(installation.first.get(), 50, 50);
         int exitCode = -1;
-        EXPECT_LT(TimeOf([&] { exitCode = EndBySignal(&command, row.delay % 100 == 0 ? SIGINT : SIGTERM); }).count(), 3000) << row.delay;
+        EXPECT_LT(TimeOf([&] {
+            exitCode = EndBySignal(&command, row.delay % 100 == 0 ? SIGINT : SIGTERM);
+        }).count(),
+            3000)
+            << row.delay;
         EXPECT_EQ(exitCode, 0) << "after " << row.delay << " ms";
     }
 }
@@ -119,12 +140,16 @@ TEST(KorvexEnum, ShowsItsWindowAndEndsWithIt)
     const Screen screen;
     Process command(installation.Command({"enum", "--trace", "trace.txt"}));
     const unsigned long window = WaitForWindow("Korvex Touch Solutions");
-    const std::string properties = RunProgram({"xwininfo", "-id", std::to_string(window), "-size", "-stats"}).output;
+    const std::string properties
+        = RunProgram({"xwininfo", "-id", std::to_string(window), "-size", "-stats"}).output;
     for (const char* line :
-        {"Width: 300", "Height: 100", "Program supplied minimum size: 300 by 100", "Program supplied maximum size: 300 by 100"})
+        {"Width: 300", "Height: 100", "Program supplied minimum size: 300 by 100",
+            "Program supplied maximum size: 300 by 100"})
         EXPECT_THAT(properties, HasSubstr(line));
-    EXPECT_EQ(RunProgram({"xprop", "-id", std::to_string(window), "WM_CLASS", "_NET_WM_PID"}).output,
-        "WM_CLASS(STRING) = \"korvex\", \"Korvex\"\n_NET_WM_PID(CARDINAL) = " + std::to_string(command.pid) + "\n");
+    EXPECT_EQ(
+        RunProgram({"xprop", "-id", std::to_string(window), "WM_CLASS", "_NET_WM_PID"}).output,
+        "WM_CLASS(STRING) = \"korvex\", \"Korvex\"\n_NET_WM_PID(CARDINAL) = "
+            + std::to_string(command.pid) + "\n");
     // The last status text is up once touches are driven.
     EXPECT_TRUE(WaitUntil([&] {
         TouchAt(installation.second.get(), 50, 50);
@@ -156,12 +181,13 @@ TEST(KorvexEnum, ReportsAPortThatAnotherProgramHolds)
     HANDLE held = OpenPort(TerminalPath(installation.second.get()));
     Process command(installation.Unseen({"enum"}));
     EXPECT_EQ(ReadLineWith(command.error, "left out"),
-        "korvex enum: '" + TerminalPath(installation.second.get()) + "' is left out: korvex_tests (process " + std::to_string(getpid())
-            + ") is using it");
+        "korvex enum: '" + TerminalPath(installation.second.get())
+            + "' is left out: korvex_tests (process " + std::to_string(getpid()) + ") is using it");
     EXPECT_EQ(ReadLine(command.error), "Enable Touch Tests");
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     CloseHandle(held);
-    EXPECT_EQ(RunProgram(installation.Unseen({"enum", "--port", "COM3=/dev/null"})).exitCode, 2) << "the name is taken";
+    EXPECT_EQ(RunProgram(installation.Unseen({"enum", "--port", "COM3=/dev/null"})).exitCode, 2)
+        << "the name is taken";
 }
 
 // Each says what it lacks, or which port is left out for it, however little it gets.
@@ -169,7 +195,8 @@ TEST(KorvexEnum, IsNeverUpSilentlyWithTooFewDescriptors)
 {
     const Installation installation;
     for (const char* limit : {"4", "5", "6", "7", "8", "10"}) {
-        Process limited(Joined({"prlimit", std::string("--nofile=") + limit}, installation.Unseen({"enum"})));
+        Process limited(
+            Joined({"prlimit", std::string("--nofile=") + limit}, installation.Unseen({"enum"})));
         EXPECT_NE(ReadLineWith(limited.error, "korvex enum: "), "") << limit;
         const int exitCode = EndBySignal(&limited, SIGTERM);
         EXPECT_TRUE(exitCode == 0 || exitCode == 1) << limit;
@@ -179,15 +206,20 @@ TEST(KorvexEnum, IsNeverUpSilentlyWithTooFewDescriptors)
 TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
 {
     const Installation installation;
-    const std::string key = "registry: HKLM\\SYSTEM\\CurrentControlSet\\Enum\\SERENUM\\KVX5200\\1\\Device Parameters\\";
+    const std::string key
+        = "registry: HKLM\\SYSTEM\\CurrentControlSet\\Enum\\SERENUM\\KVX5200\\1\\Device "
+          "Parameters\\";
     RunResult result{};
     for (const char* run : {"the first", "the second, which writes what is there already"}) {
-        result = RunProgram(installation.Command({"coinstall", "install", "--instance", "SERENUM\\KVX5200\\1", "--os", "5.1"}));
+        result = RunProgram(installation.Command(
+            {"coinstall", "install", "--instance", "SERENUM\\KVX5200\\1", "--os", "5.1"}));
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_EQ(result.output,
-            "first pass: result 0xE0000226\nsecond pass: result 0x0\n" + key + "SelectiveSuspendEnabled=hex:01\n" + key
-                + "SelectiveSuspendOn=dword:00000000\n" + key + "TabletPC=hex:00\n" + key
-                + "TabletPC=hex:00\nregistry: HKCU\\Control Panel\\Mouse\\DoubleClickWidth=sz:\"25\"\n"
+            "first pass: result 0xE0000226\nsecond pass: result 0x0\n" + key
+                + "SelectiveSuspendEnabled=hex:01\n" + key + "SelectiveSuspendOn=dword:00000000\n"
+                + key + "TabletPC=hex:00\n" + key
+                + "TabletPC=hex:00\nregistry: HKCU\\Control "
+                  "Panel\\Mouse\\DoubleClickWidth=sz:\"25\"\n"
                   "registry: HKCU\\Control Panel\\Mouse\\DoubleClickHeight=sz:\"25\"\n"
                   "registry: HKCU\\Control Panel\\Mouse\\DoubleClickSpeed=sz:\"800\"\n"
                   "driver: report mode 1\nsystem: asked for a restart\n")
@@ -203,7 +235,8 @@ TEST(KorvexCoinstall, PrintsWhatTheCoInstallerChanges)
     const std::string port = devices.substr(start, devices.find(']', start) - start);
     result = RunProgram(installation.Command({"coinstall", "remove", "--instance", port}));
     EXPECT_EQ(result.output, "first pass: result 0x0\nremoved: SERENUM\\KVX5200\\COM3\n");
-    EXPECT_EQ(RunProgram({KORVEX_COMMAND, "coinstall", "repair", "--instance", "A\\B"}).exitCode, 2);
+    EXPECT_EQ(
+        RunProgram({KORVEX_COMMAND, "coinstall", "repair", "--instance", "A\\B"}).exitCode, 2);
 }
 
 TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
@@ -217,13 +250,17 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
         // The ports are in use, which a list does not mind.
         const RunResult list = RunProgram(installation.Command({"ports", "--json"}));
         EXPECT_EQ(list.exitCode, 0);
-        EXPECT_NE(list.output.find("\"name\": \"COM3\",\n    \"path\": \"" + TerminalPath(installation.first.get())
-                      + "\",\n    \"child\": \"SERENUM\\\\KVX5200\\\\COM3\",\n    \"model\": \"5200\",\n    \"bound\": true"),
+        EXPECT_NE(list.output.find("\"name\": \"COM3\",\n    \"path\": \""
+                      + TerminalPath(installation.first.get())
+                      + "\",\n    \"child\": \"SERENUM\\\\KVX5200\\\\COM3\",\n    \"model\": "
+                        "\"5200\",\n    \"bound\": true"),
             std::string::npos)
             << list.output;
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     }
-    const auto unbind = [&installation](const char* port) { return RunProgram(installation.Command({"unbind", port})); };
+    const auto unbind = [&installation](const char* port) {
+        return RunProgram(installation.Command({"unbind", port}));
+    };
     namespace fs = std::filesystem;
     fs::permissions("state/registry.ini", fs::perms::owner_read);
     EXPECT_EQ(unbind("COM3").exitCode, 1) << "it cannot be written";
@@ -231,7 +268,8 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
         const Process holder({"flock", "-F", "state", "sh", "-c", "echo held; exec sleep 60"});
         EXPECT_EQ(ReadLine(holder.output), "held");
         EXPECT_EQ(unbind("COM3").error,
-            "korvex unbind: cannot write the state folder '" + (installation.folder.path / "state").string()
+            "korvex unbind: cannot write the state folder '"
+                + (installation.folder.path / "state").string()
                 + "': another program holds the folder's lock\n");
     }
     fs::permissions("state/registry.ini", fs::perms::owner_read | fs::perms::owner_write);
@@ -249,15 +287,19 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
 TEST(KorvexCalib, StartsTheProgramOfTheStoredFolderWithItsParameters)
 {
     const TemporaryFolder folder;
-    const auto run = [](const Texts& words) { return RunProgram(Joined(Joined({KORVEX_COMMAND}, words), {"--state", "state"})).exitCode; };
+    const auto run = [](const Texts& words) {
+        return RunProgram(Joined(Joined({KORVEX_COMMAND}, words), {"--state", "state"})).exitCode;
+    };
     EXPECT_EQ(run({"calib", "9"}), 1) << "no folder is known";
     EXPECT_EQ(run({"set-path", "missing"}), 1);
     EXPECT_EQ(run({"set-path", "."}), 0);
     EXPECT_EQ(run({"calib", "9"}), 1) << "there is no program";
-    WriteTextFile("KxConsole.exe", "#!/bin/sh\nprintf '%s|' \"$@\" > started.new && mv started.new started\n");
+    WriteTextFile("KxConsole.exe",
+        "#!/bin/sh\nprintf '%s|' \"$@\" > started.new && mv started.new started\n");
     std::filesystem::permissions("KxConsole.exe", std::filesystem::perms::all);
-    for (const auto& [argument, started] : std::vector<std::pair<std::string, std::string>>{
-             {"9", "-calibration|9|"}, {"two words", "-calibration|two|words|"}, {"", "-calibration|"}}) {
+    for (const auto& [argument, started] :
+        std::vector<std::pair<std::string, std::string>>{{"9", "-calibration|9|"},
+            {"two words", "-calibration|two|words|"}, {"", "-calibration|"}}) {
         EXPECT_EQ(run({"calib", argument}), 0);
         EXPECT_TRUE(WaitUntil([] { return std::filesystem::exists("started"); }));
         EXPECT_EQ(ReadTextFile("started"), started);

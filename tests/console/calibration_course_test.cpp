@@ -1,4 +1,5 @@
-// The calibration program from its start to its end, event by event, and where its page has room for it. Runs on Windows too.
+// The calibration program from its start to its end, event by event, and where its page has room
+// for it. Runs on Windows too.
 
 #include "console/calibration_course.h"
 
@@ -10,7 +11,8 @@ namespace {
 constexpr POINT SCREEN{1024, 768};
 constexpr uint32_t REPORT_MS = 10;
 
-// A course and its clock, which wraps in the middle of everything, and the panels that are touched: each lies as the screen does.
+// A course and its clock, which wraps in the middle of everything, and the panels that are touched:
+// each lies as the screen does.
 struct Program {
     CalibrationCourse course{};
     uint32_t now = 0xFFFFF000;
@@ -68,7 +70,8 @@ TEST(CalibrationCourse, LeadsToASavedCalibrationByTouchesAlone)
     EXPECT_EQ(program.course.step, CourseStep::GUIDING) << "while other ports are still asked";
     EXPECT_EQ(FinishSearch(&program.course, program.now), 0U);
     const CourseTasks tasks = PressAllTargets(&program);
-    EXPECT_EQ(tasks & (TASK_ATTEMPT | TASK_BELL | TASK_STORE), TASK_ATTEMPT | TASK_BELL) << "nothing is stored unasked";
+    EXPECT_EQ(tasks & (TASK_ATTEMPT | TASK_BELL | TASK_STORE), TASK_ATTEMPT | TASK_BELL)
+        << "nothing is stored unasked";
     EXPECT_EQ(program.course.step, CourseStep::TRYING);
     EXPECT_LT(ResidualPixels(&program.course, 0), 1);
 
@@ -85,7 +88,8 @@ TEST(CalibrationCourse, LeadsToASavedCalibrationByTouchesAlone)
     EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, TASK_STORE);
     EXPECT_EQ(FinishStore(&program.course, false, program.now) & TASK_END, 0U);
     EXPECT_EQ(program.course.step, CourseStep::NOT_SAVED);
-    EXPECT_EQ(PressButton(&program.course, PageButton::SAVE, program.now), TASK_STORE) << "once more";
+    EXPECT_EQ(PressButton(&program.course, PageButton::SAVE, program.now), TASK_STORE)
+        << "once more";
     FinishStore(&program.course, true, program.now);
     EXPECT_EQ(WaitFor(&program, SAVED_SHOWN_MS - 1) & TASK_END, 0U);
     EXPECT_EQ(WaitFor(&program, 1) & TASK_END, TASK_END);
@@ -112,16 +116,19 @@ TEST(CalibrationCourse, LeavesEverythingAsItWasHoweverItEnds)
     PressAllTargets(&tried);
     EXPECT_EQ(PressButton(&tried.course, PageButton::AGAIN, tried.now), TASK_TAKE_BACK | TASK_SHOW);
     EXPECT_EQ(tried.course.guide.target, 0U);
-    EXPECT_EQ(PressButton(&tried.course, PageButton::SAVE, tried.now), 0U) << "there is nothing to save";
+    EXPECT_EQ(PressButton(&tried.course, PageButton::SAVE, tried.now), 0U)
+        << "there is nothing to save";
     PressAllTargets(&tried);
-    EXPECT_EQ(PressButton(&tried.course, PageButton::CANCEL, tried.now), TASK_TAKE_BACK | TASK_SHOW | TASK_END);
+    EXPECT_EQ(PressButton(&tried.course, PageButton::CANCEL, tried.now),
+        TASK_TAKE_BACK | TASK_SHOW | TASK_END);
 
     // Nobody can press a button.
     Program unseen;
     unseen.course.savesUnasked = true;
     AddPanel(&unseen.course, 0, 10, unseen.now);
     EXPECT_EQ(PressAllTargets(&unseen) & TASK_STORE, TASK_STORE);
-    EXPECT_EQ(FinishStore(&unseen.course, false, unseen.now) & (TASK_TAKE_BACK | TASK_END), TASK_TAKE_BACK | TASK_END);
+    EXPECT_EQ(FinishStore(&unseen.course, false, unseen.now) & (TASK_TAKE_BACK | TASK_END),
+        TASK_TAKE_BACK | TASK_END);
     Program nobody;
     nobody.course.savesUnasked = true;
     EXPECT_EQ(FinishSearch(&nobody.course, nobody.now) & TASK_END, TASK_END);
@@ -160,7 +167,8 @@ TEST(CalibrationCourse, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeB
         PressTarget(&program, 2);
     LosePanel(&program.course, 2);
     AddPanel(&program.course, 3, 10, program.now);
-    EXPECT_EQ(TakeReport(&program.course, 3, {500, 500}, true, program.now) & TASK_TAKE_BACK, TASK_TAKE_BACK);
+    EXPECT_EQ(TakeReport(&program.course, 3, {500, 500}, true, program.now) & TASK_TAKE_BACK,
+        TASK_TAKE_BACK);
     EXPECT_EQ(program.course.tried, 2U);
     TakeReport(&program.course, 3, {500, 500}, false, program.now);
     EXPECT_EQ(program.course.guide.target, 0U);
@@ -173,10 +181,14 @@ TEST(CalibrationCourse, BeginsAnewAtTheNextTouchWhenThePointsCannotBeRight)
         program.course.savesUnasked = unasked;
         AddPanel(&program.course, 0, 10, program.now);
         CourseTasks tasks = 0;
-        for (int touch = 0; touch < 10; ++touch) { // the sixth target is asked for again, and is wrong again
-            const Point place = GuideTargetPlace(&program.course.guide, program.course.guide.target);
+        // the sixth target is asked for again, and is wrong again
+        for (int touch = 0; touch < 10; ++touch) {
+            const Point place
+                = GuideTargetPlace(&program.course.guide, program.course.guide.target);
             const POINT pixel = PixelOf(SCREEN, {place.x, place.y});
-            tasks = program.course.guide.target == 5 ? Press(&program, {pixel.x - 130, pixel.y + 110}) : PressTarget(&program);
+            tasks = program.course.guide.target == 5
+                ? Press(&program, {pixel.x - 130, pixel.y + 110})
+                : PressTarget(&program);
         }
         EXPECT_EQ(program.course.guide.judgement.fault, PointsFault::UNEVEN);
         EXPECT_EQ(tasks & (TASK_STORE | TASK_ATTEMPT), 0U);
@@ -193,18 +205,22 @@ TEST(CalibrationCourse, BeginsAnewAtTheNextTouchWhenThePointsCannotBeRight)
 
 TEST(PageLayout, HasRoomForFingersOnScreensOfEverySize)
 {
-    for (const POINT screen : {POINT{320, 240}, POINT{480, 800}, POINT{800, 480}, POINT{1024, 768}, POINT{1920, 360}, POINT{3840, 2160}}) {
+    for (const POINT screen : {POINT{320, 240}, POINT{480, 800}, POINT{800, 480}, POINT{1024, 768},
+             POINT{1920, 360}, POINT{3840, 2160}}) {
         SCOPED_TRACE(std::to_string(screen.x) + " x " + std::to_string(screen.y));
         for (const PageButton button : PAGE_BUTTONS) {
             const RECT area = ButtonArea(screen, button);
-            EXPECT_GE(area.right - area.left, 14 * PageUnit(screen)) << "a seventh of the shorter side";
+            EXPECT_GE(area.right - area.left, 14 * PageUnit(screen))
+                << "a seventh of the shorter side";
             EXPECT_GE(area.bottom - area.top, 12 * PageUnit(screen));
             EXPECT_EQ(ButtonAt(screen, {area.left, area.top}), button);
             EXPECT_EQ(ButtonAt(screen, {area.right - 1, area.bottom - 1}), button);
             for (uint32_t mark = 0; mark < MARK_COUNT; ++mark) {
                 const POINT place = MarkPlace(screen, mark);
-                const bool apart = place.x + MarkReach(screen) <= area.left || place.x - MarkReach(screen) >= area.right
-                    || place.y + MarkReach(screen) <= area.top || place.y - MarkReach(screen) >= area.bottom;
+                const bool apart = place.x + MarkReach(screen) <= area.left
+                    || place.x - MarkReach(screen) >= area.right
+                    || place.y + MarkReach(screen) <= area.top
+                    || place.y - MarkReach(screen) >= area.bottom;
                 EXPECT_TRUE(apart) << "mark " << mark;
             }
         }

@@ -32,11 +32,13 @@ GuideChange Report(Course* course, Point raw, bool touching)
     return TakeGuideReport(&course->guide, raw, touching, course->now);
 }
 
-// Holds a finger at a raw place for so many reports, or until something has come of it, and lifts it: what has come.
+// Holds a finger at a raw place for so many reports, or until something has come of it, and lifts
+// it: what has come.
 GuideChange Press(Course* course, Point raw, int reports = 200)
 {
     GuideChange change = GuideChange::NONE;
-    for (int i = 0; i < reports && change != GuideChange::TAKEN && change != GuideChange::REFUSED; ++i)
+    for (int i = 0; i < reports && change != GuideChange::TAKEN && change != GuideChange::REFUSED;
+        ++i)
         change = Report(course, raw, true);
     const GuideChange lifted = Report(course, raw, false);
     return lifted == GuideChange::NEXT ? change : lifted;
@@ -79,7 +81,8 @@ TEST(CalibrationGuide, AsksAgainWithAReasonForWhatCannotBeTheTarget)
     for (int i = 0; i < 100 && change != GuideChange::REFUSED; ++i)
         change = Report(&course, {60 + i, 90}, true);
     EXPECT_EQ(change, GuideChange::REFUSED);
-    EXPECT_EQ(Report(&course, {160, 90}, true), GuideChange::NONE) << "it waits for the finger to be lifted";
+    EXPECT_EQ(Report(&course, {160, 90}, true), GuideChange::NONE)
+        << "it waits for the finger to be lifted";
     Report(&course, {160, 90}, false);
     expectReason(GuideReason::SLID, 0);
     // A second finger elsewhere, or a palm: the panel measures something in between.
@@ -101,7 +104,8 @@ TEST(CalibrationGuide, AsksAgainWithAReasonForWhatCannotBeTheTarget)
     ForgetGuideTouch(&course.guide);
     expectReason(GuideReason::NONE, 3);
 
-    // The first target was wrong, so that right ones do not fit: after the second time there it begins anew.
+    // The first target was wrong, so that right ones do not fit: after the second time there it
+    // begins anew.
     Course wrong;
     EXPECT_EQ(Press(&wrong, {500, 600}), GuideChange::TAKEN);
     EXPECT_EQ(PressTarget(&wrong, 1), GuideChange::TAKEN);
@@ -122,7 +126,9 @@ TEST(CalibrationGuide, AsksForTheOneTargetAgainThatDoesNotFitTheOthers)
         return Point{raw.x + 110, raw.y + 100};
     };
     for (uint32_t target = 0; target < 8; ++target)
-        EXPECT_EQ(target == 5 ? Press(&course, off(5)) : PressTarget(&course, target), GuideChange::TAKEN) << target;
+        EXPECT_EQ(
+            target == 5 ? Press(&course, off(5)) : PressTarget(&course, target), GuideChange::TAKEN)
+            << target;
     EXPECT_EQ(PressTarget(&course, 8), GuideChange::REFUSED);
     EXPECT_EQ(course.guide.reason, GuideReason::UNEVEN);
     EXPECT_EQ(course.guide.target, 5U);

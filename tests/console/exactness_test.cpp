@@ -23,7 +23,8 @@ emulator::Distortion Uneven()
     return distortion;
 }
 
-Point Measured(const emulator::Distortion* distortion, emulator::PanelPoint place, emulator::PanelPoint noise = {0, 0})
+Point Measured(const emulator::Distortion* distortion, emulator::PanelPoint place,
+    emulator::PanelPoint noise = {0, 0})
 {
     const emulator::PanelPoint at = emulator::Distort(distortion, place);
     return {static_cast<int32_t>(std::clamp(std::round(at.x / 100 * 1024 + noise.x), 0.0, 1023.0)),
@@ -31,20 +32,24 @@ Point Measured(const emulator::Distortion* distortion, emulator::PanelPoint plac
 }
 
 // Calibrates as a person does, target by target, a second each.
-CalibrationData Calibrate(const emulator::Distortion* distortion, const emulator::Noise& noise, uint32_t targets)
+CalibrationData Calibrate(
+    const emulator::Distortion* distortion, const emulator::Noise& noise, uint32_t targets)
 {
     CalibrationGuide guide{};
     std::mt19937 random(noise.seed);
     uint32_t now = 0;
     StartGuide(&guide, targets, 10);
-    for (int touch = 0; touch < 40 && guide.step != GuideStep::REVIEW && guide.step != GuideStep::MISFIT; ++touch) {
+    for (int touch = 0;
+        touch < 40 && guide.step != GuideStep::REVIEW && guide.step != GuideStep::MISFIT; ++touch) {
         const Point target = GuideTargetPlace(&guide, guide.target);
         const emulator::PanelPoint place{target.x * 100 / 65536.0, target.y * 100 / 65536.0};
         constexpr int REPORTS = 100;
         for (int i = 0; i < REPORTS; ++i) {
             now += 10;
             const bool lifting = i + emulator::LIFT_REPORTS >= REPORTS;
-            TakeGuideReport(&guide, Measured(distortion, place, emulator::NextNoise(&noise, lifting, &random)), true, now);
+            TakeGuideReport(&guide,
+                Measured(distortion, place, emulator::NextNoise(&noise, lifting, &random)), true,
+                now);
         }
         TakeGuideReport(&guide, Measured(distortion, place), false, now);
     }
@@ -66,8 +71,8 @@ Error ErrorOf(const CalibrationData* calib, const emulator::Distortion* distorti
             const emulator::PanelPoint place{5 + 15.0 * column, 5 + 15.0 * row};
             Point point = Measured(distortion, place);
             MapPoint(calib, &point);
-            const double distance
-                = std::hypot(point.x / 65536.0 * 1024 - place.x / 100 * 1024, point.y / 65536.0 * 768 - place.y / 100 * 768);
+            const double distance = std::hypot(point.x / 65536.0 * 1024 - place.x / 100 * 1024,
+                point.y / 65536.0 * 768 - place.y / 100 * 768);
             error.mean += distance / 49;
             error.worst = std::max(error.worst, distance);
         }
@@ -86,13 +91,15 @@ Seeds TrySeeds(const emulator::Distortion* distortion, uint32_t targets, const E
 {
     Seeds seeds{};
     for (uint32_t seed = 1; seed <= 100; ++seed) {
-        const CalibrationData calib = Calibrate(distortion, emulator::NoiseOf(NOISE, seed), targets);
+        const CalibrationData calib
+            = Calibrate(distortion, emulator::NoiseOf(NOISE, seed), targets);
         const Error error = ErrorOf(&calib, distortion);
         seeds.good += error.mean <= limit->mean && error.worst <= limit->worst ? 1 : 0;
-        seeds.average = {seeds.average.mean + error.mean / 100, seeds.average.worst + error.worst / 100};
+        seeds.average
+            = {seeds.average.mean + error.mean / 100, seeds.average.worst + error.worst / 100};
     }
-    printf("%u targets: mean %.2f, worst %.2f pixels on average; %d of 100 within %.2f and %.2f\n", targets, seeds.average.mean,
-        seeds.average.worst, seeds.good, limit->mean, limit->worst);
+    printf("%u targets: mean %.2f, worst %.2f pixels on average; %d of 100 within %.2f and %.2f\n",
+        targets, seeds.average.mean, seeds.average.worst, seeds.good, limit->mean, limit->worst);
     return seeds;
 }
 
@@ -101,7 +108,8 @@ TEST(Exactness, IsThatOfThePanelWhateverItsNoise)
     constexpr Error LIMIT{1.0, 2.5};
     EXPECT_GE(TrySeeds(&ASKEW, 9, &LIMIT).good, 95);
     EXPECT_GE(TrySeeds(&ASKEW, 4, &LIMIT).good, 95);
-    // An uneven panel is measured as exactly as raw coordinates without a fraction can tell; four targets do not suit it.
+    // An uneven panel is measured as exactly as raw coordinates without a fraction can tell; four
+    // targets do not suit it.
     const emulator::Distortion uneven = Uneven();
     const CalibrationData noiseless = Calibrate(&uneven, {}, 9);
     const Error exact = ErrorOf(&noiseless, &uneven);

@@ -17,7 +17,8 @@ namespace {
 CalibrationData MeasuredPanel(uint32_t count, uint32_t orientation, double unevenness = 1)
 {
     // In percent of the panel; a drawing's nine errors.
-    constexpr std::array<Point, 9> ERRORS{{{1, -1}, {0, 1}, {-1, 1}, {1, 0}, {-1, -1}, {0, 1}, {1, -1}, {0, -1}, {-1, 0}}};
+    constexpr std::array<Point, 9> ERRORS{
+        {{1, -1}, {0, 1}, {-1, 1}, {1, 0}, {-1, -1}, {0, 1}, {1, -1}, {0, -1}, {-1, 0}}};
     CalibrationData calib{};
     SetCalibrationRanges(&calib, nullptr, nullptr);
     calib.orientation = orientation;
@@ -26,7 +27,8 @@ CalibrationData MeasuredPanel(uint32_t count, uint32_t orientation, double uneve
     for (uint32_t i = 0; i < count; ++i) {
         const double x = plain[i].x - 500 + unevenness * 10 * ERRORS[i % 9].x;
         const double y = plain[i].y - 500 + unevenness * 10 * ERRORS[i % 9].y;
-        const Point askew{static_cast<int32_t>(500 + 0.92 * (x - 0.026 * y)), static_cast<int32_t>(510 + 0.94 * (y + 0.026 * x))};
+        const Point askew{static_cast<int32_t>(500 + 0.92 * (x - 0.026 * y)),
+            static_cast<int32_t>(510 + 0.94 * (y + 0.026 * x))};
         CalibrationData turn = calib;
         turn.workRangeX = turn.workRangeY = 1024;
         calib.advPoints[i] = TransformPoint(&turn, askew);
@@ -48,7 +50,8 @@ TEST(JudgePoints, FindsNothingInARealPanelHoweverItIsTurned)
         for (uint32_t orientation = 1; orientation <= MAX_ORIENTATION; ++orientation) {
             const CalibrationData calib = MeasuredPanel(count, orientation);
             const PointsJudgement judgement = JudgePoints(&calib, 10);
-            EXPECT_EQ(judgement.fault, PointsFault::NONE) << count << " points, orientation " << orientation;
+            EXPECT_EQ(judgement.fault, PointsFault::NONE)
+                << count << " points, orientation " << orientation;
             EXPECT_TRUE(std::all_of(judgement.residuals.begin(), judgement.residuals.end(),
                 [](const Residual& residual) { return residual.x < 2 && residual.y < 2; }));
         }
@@ -65,7 +68,8 @@ TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
         for (uint32_t target = 0; target < 9; ++target) {
             for (const Point error : {Point{130, 0}, Point{-90, 90}}) {
                 const PointsJudgement judgement = Judge(calib, [&](CalibrationData* spoilt) {
-                    spoilt->advPoints[target] = {spoilt->advPoints[target].x + error.x, spoilt->advPoints[target].y + error.y};
+                    spoilt->advPoints[target] = {spoilt->advPoints[target].x + error.x,
+                        spoilt->advPoints[target].y + error.y};
                 });
                 EXPECT_EQ(judgement.fault, PointsFault::UNEVEN) << target << ": " << error;
                 EXPECT_EQ(judgement.target, target) << error;
@@ -74,9 +78,16 @@ TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
     }
     using Row = std::tuple<PointsFault, uint32_t, uint32_t, std::function<void(CalibrationData*)>>;
     for (const auto& [fault, target, other, spoil] :
-        {Row{PointsFault::SAME_PLACE, 3, 7, [](CalibrationData* calib) { calib->advPoints[7] = calib->advPoints[3]; }},
-            Row{PointsFault::ORDER, 4, 5, [](CalibrationData* calib) { std::swap(calib->advPoints[4], calib->advPoints[5]); }},
-            Row{PointsFault::ORDER, 1, 4, [](CalibrationData* calib) { std::swap(calib->advPoints[1], calib->advPoints[4]); }},
+        {Row{PointsFault::SAME_PLACE, 3, 7,
+             [](CalibrationData* calib) { calib->advPoints[7] = calib->advPoints[3]; }},
+            Row{PointsFault::ORDER, 4, 5,
+                [](CalibrationData* calib) {
+                    std::swap(calib->advPoints[4], calib->advPoints[5]);
+                }},
+            Row{PointsFault::ORDER, 1, 4,
+                [](CalibrationData* calib) {
+                    std::swap(calib->advPoints[1], calib->advPoints[4]);
+                }},
             Row{PointsFault::RANGE, NO_TARGET, NO_TARGET, [](CalibrationData* calib) {
                     for (Point& point : calib->advPoints)
                         point.x /= 8;
@@ -86,7 +97,8 @@ TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
         EXPECT_EQ(judgement.target, target);
         EXPECT_EQ(judgement.other, other);
     }
-    const PointsJudgement folded = Judge(MeasuredPanel(4, 1), [](CalibrationData* calib) { calib->advPoints[2] = {300, 300}; });
+    const PointsJudgement folded = Judge(
+        MeasuredPanel(4, 1), [](CalibrationData* calib) { calib->advPoints[2] = {300, 300}; });
     EXPECT_EQ(folded.fault, PointsFault::FOLD);
 }
 
@@ -100,7 +112,10 @@ TEST(ExpectTarget, LetsNoTargetOfARealPanelBeASurprise)
                 const bool known = ExpectTarget(&calib, index, &expected);
                 EXPECT_EQ(known, count == 4 ? index == 3 : index == 2 || index > 3) << index;
                 if (known) {
-                    EXPECT_LT(std::hypot(expected.x - calib.advPoints[index].x, expected.y - calib.advPoints[index].y), 90) << index;
+                    EXPECT_LT(std::hypot(expected.x - calib.advPoints[index].x,
+                                  expected.y - calib.advPoints[index].y),
+                        90)
+                        << index;
                 }
             }
         }

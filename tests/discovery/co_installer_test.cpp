@@ -24,8 +24,12 @@ std::string ValueText(std::u16string_view path, const WCHAR* name)
     if (result != ERROR_SUCCESS)
         return "none";
     if (type == REG_SZ)
-        return "'" + platform::ToUtf8(reinterpret_cast<const WCHAR*>(data.data())) + "' in " + std::to_string(size) + " bytes";
-    return (type == REG_DWORD && size == 4 ? "dword " : type == REG_BINARY && size == 1 ? "binary " : "other ") + std::to_string(data[0]);
+        return "'" + platform::ToUtf8(reinterpret_cast<const WCHAR*>(data.data())) + "' in "
+            + std::to_string(size) + " bytes";
+    return (type == REG_DWORD && size == 4           ? "dword "
+                   : type == REG_BINARY && size == 1 ? "binary "
+                                                     : "other ")
+        + std::to_string(data[0]);
 }
 
 struct System {
@@ -46,7 +50,8 @@ struct Installer {
     DEVINST node;
     Element element;
 
-    Installer(const System& system, const std::optional<std::string>& settings, std::u16string_view hardwareId)
+    Installer(const System& system, const std::optional<std::string>& settings,
+        std::u16string_view hardwareId)
         : instanceId(std::u16string(hardwareId) + u"\\1")
         , driver(drivers::AddTouchDevice(instanceId, {std::u16string(hardwareId)}))
         , node(platform::FindNode(instanceId))
@@ -62,7 +67,8 @@ struct Installer {
         if (settings)
             WriteTextFile("system32/Korvex.ini", *settings);
         if (system.hasTabletService)
-            WriteRegistryText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\TabletInputService", u"ImagePath", u"500");
+            WriteRegistryText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\TabletInputService",
+                u"ImagePath", u"500");
         WriteRegistryText(u"HKCU\\Control Panel\\Mouse", u"DoubleClickSpeed", u"500");
         SP_DEVINSTALL_PARAMS_W parameters{};
         parameters.cbSize = sizeof(parameters);
@@ -72,7 +78,8 @@ struct Installer {
 
     DWORD Call(DI_FUNCTION function, bool postProcessing)
     {
-        COINSTALLER_CONTEXT_DATA context{postProcessing ? TRUE : FALSE, ERROR_ACCESS_DENIED, nullptr};
+        COINSTALLER_CONTEXT_DATA context{
+            postProcessing ? TRUE : FALSE, ERROR_ACCESS_DENIED, nullptr};
         return kxCoInstaller(function, element.devices, &element.data, &context);
     }
 
@@ -86,7 +93,9 @@ struct Installer {
             text += ValueText(u"HKCU\\Control Panel\\Mouse", name) + ", ";
         for (const uint32_t mode : driver->reportModes)
             text += "mode " + std::to_string(mode) + ", ";
-        return text + (platform::InstallFlagsOf(node) == (FOREIGN_FLAG | DI_NEEDREBOOT) ? "restart" : "no restart");
+        return text
+            + (platform::InstallFlagsOf(node) == (FOREIGN_FLAG | DI_NEEDREBOOT) ? "restart"
+                                                                                : "no restart");
     }
 };
 
@@ -131,14 +140,16 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
              // A file without the keys asks for mouse mode and no suspend.
              Row{seven, "", USB, 0, 0, MOUSE},
              Row{seven, "[Calibration]\nMode=9\n", SERIAL, 0, 0, MOUSE},
-             // What it asks for is granted before the installation, after it only where the system can take tablet reports.
+             // What it asks for is granted before the installation, after it only where the system
+             // can take tablet reports.
              Row{vista, option("TouchReport=2\nSelSuspend=5"), USB, 1, 1, TABLET},
              Row{xp, option("TouchReport=2"), USB, 0, 1, MOUSE},
              Row{xpTablet, option("TouchReport=2"), SERIAL, 0, 1, TABLET},
              Row{{4, 0, false, true}, option("TouchReport=2"), USB, 0, 1, TABLET},
              Row{ten, option("TouchReport=1\nSelSuspend=1"), SERIAL, 1, 0, MOUSE},
              Row{xpTablet, option("TouchReport=1"), USB, 0, 0, MOUSE},
-             // What it does not say leaves the system's choice before the installation, and after it only where it is empty.
+             // What it does not say leaves the system's choice before the installation, and after
+             // it only where it is empty.
              Row{seven, option("TouchReport=3"), USB, 0, 1, MOUSE},
              Row{xp, option("TouchReport=3"), USB, 0, 0, MOUSE},
              Row{seven, option("TouchReport=tablet"), USB, 0, 1, MOUSE},
@@ -154,16 +165,20 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
          }) {
         const TraceRecorder trace;
         Installer installer(row.system, row.settings, row.bus);
-        SCOPED_TRACE(std::to_string(row.system.majorVersion) + "." + std::to_string(row.system.minorVersion) + " "
-            + row.settings.value_or("no file"));
+        SCOPED_TRACE(std::to_string(row.system.majorVersion) + "."
+            + std::to_string(row.system.minorVersion) + " " + row.settings.value_or("no file"));
         const std::string suspend = "binary 1, dword " + std::to_string(row.suspendOn) + ", ";
         EXPECT_EQ(installer.Call(DIF_INSTALLDEVICE, false), 0xE0000226);
-        EXPECT_EQ(installer.State(), suspend + "binary " + std::to_string(row.tabletBefore) + ", " + MOUSE_AS_BEFORE + "no restart");
+        EXPECT_EQ(installer.State(),
+            suspend + "binary " + std::to_string(row.tabletBefore) + ", " + MOUSE_AS_BEFORE
+                + "no restart");
         EXPECT_TRUE(trace.texts.empty());
         EXPECT_EQ(installer.Call(DIF_INSTALLDEVICE, true), 0U);
         EXPECT_EQ(installer.State(),
-            suspend + (row.mode == TABLET ? "binary 1, " : "binary 0, ") + (row.mode == MOUSE ? MOUSE_FOR_FINGERS : MOUSE_AS_BEFORE)
-                + "mode " + std::to_string(row.mode) + (row.mode == TABLET || row.bus == SERIAL ? ", restart" : ", no restart"));
+            suspend + (row.mode == TABLET ? "binary 1, " : "binary 0, ")
+                + (row.mode == MOUSE ? MOUSE_FOR_FINGERS : MOUSE_AS_BEFORE) + "mode "
+                + std::to_string(row.mode)
+                + (row.mode == TABLET || row.bus == SERIAL ? ", restart" : ", no restart"));
         EXPECT_EQ(trace.texts.size(), row.settings ? 1U : 0U);
     }
 }
@@ -171,14 +186,18 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
 TEST(CoInstaller, TracesWhatItReadWithTheErrorOfThatReadAlone)
 {
     using Row = std::pair<std::string, std::string>;
-    for (const auto& [settings, line] : {Row{"[Option]\nTouchReport=2\n", "1 ; Error : 0 ; Buffer 2\n"},
-             Row{"", "1 ; Error : 2 ; Buffer 1\n"}, Row{"[Option]\nTouchReport=\n", "0 ; Error : 0 ; Buffer \n"},
-             Row{"[Option]\nTouchReport=" + std::string(300, '7'), "259 ; Error : 0 ; Buffer " + std::string(259, '7')}}) {
+    for (const auto& [settings, line] :
+        {Row{"[Option]\nTouchReport=2\n", "1 ; Error : 0 ; Buffer 2\n"},
+            Row{"", "1 ; Error : 2 ; Buffer 1\n"},
+            Row{"[Option]\nTouchReport=\n", "0 ; Error : 0 ; Buffer \n"},
+            Row{"[Option]\nTouchReport=" + std::string(300, '7'),
+                "259 ; Error : 0 ; Buffer " + std::string(259, '7')}}) {
         const TraceRecorder trace;
         Installer installer({6, 1}, settings, USB);
         SetLastError(ERROR_ACCESS_DENIED);
         installer.Call(DIF_INSTALLDEVICE, true);
-        EXPECT_THAT(trace.texts, ElementsAre(("GetPrivateProfileString() Bytes Copied : " + line).substr(0, 255)));
+        EXPECT_THAT(trace.texts,
+            ElementsAre(("GetPrivateProfileString() Bytes Copied : " + line).substr(0, 255)));
     }
 }
 
@@ -189,16 +208,23 @@ TEST(CoInstaller, GoesOnAfterEveryFailure)
         std::function<void(Installer*)> spoil;
         std::string state; // everything but what it concerns
     };
-    for (const Row& row : {
-             Row{{5, 1}, [](Installer* spoiled) { platform::LockHardwareKey(spoiled->node); },
-                 "none, none, none, " + std::string(MOUSE_FOR_FINGERS) + "mode 1, no restart"},
-             Row{{6, 1}, [](Installer* spoiled) { spoiled->driver->openable = false; },
-                 "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "restart"},
-             Row{{5, 1}, [](Installer* /*spoiled*/) { platform::DeleteRegistryKey(u"HKCU\\Control Panel\\Mouse"); },
-                 "binary 1, dword 0, binary 0, none, none, none, mode 1, no restart"},
-             Row{{6, 1, true, false, true}, [](Installer* /*spoiled*/) { platform::ThisMachine()->tests.serviceManagerLocked = true; },
-                 "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "mode 2, restart"},
-         }) {
+    for (const Row& row :
+        {
+            Row{{5, 1}, [](Installer* spoiled) { platform::LockHardwareKey(spoiled->node); },
+                "none, none, none, " + std::string(MOUSE_FOR_FINGERS) + "mode 1, no restart"},
+            Row{{6, 1}, [](Installer* spoiled) { spoiled->driver->openable = false; },
+                "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "restart"},
+            Row{{5, 1},
+                [](Installer* /*spoiled*/) {
+                    platform::DeleteRegistryKey(u"HKCU\\Control Panel\\Mouse");
+                },
+                "binary 1, dword 0, binary 0, none, none, none, mode 1, no restart"},
+            Row{{6, 1, true, false, true},
+                [](Installer* /*spoiled*/) {
+                    platform::ThisMachine()->tests.serviceManagerLocked = true;
+                },
+                "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "mode 2, restart"},
+        }) {
         Installer installer(row.system, NO_FILE, USB);
         row.spoil(&installer);
         EXPECT_EQ(installer.Call(DIF_INSTALLDEVICE, false), ERROR_DI_POSTPROCESSING_REQUIRED);
@@ -215,7 +241,9 @@ TEST(CoInstaller, RemovesTheChildrenOfARemovedDeviceUpToOneThatCannotBeRead)
         std::vector<DEVINST> children;
         for (size_t i = 0; i < 3; ++i) {
             platform::NodeOptions child;
-            child.instanceId = i == unreadable ? std::u16string(300, u'X') : u"HID\\" + std::u16string(1, static_cast<char16_t>(u'A' + i));
+            child.instanceId = i == unreadable
+                ? std::u16string(300, u'X')
+                : u"HID\\" + std::u16string(1, static_cast<char16_t>(u'A' + i));
             child.parent = installer.node;
             children.push_back(platform::AddNode(child));
         }
@@ -227,8 +255,10 @@ TEST(CoInstaller, RemovesTheChildrenOfARemovedDeviceUpToOneThatCannotBeRead)
         EXPECT_EQ(platform::ChildrenOf(installer.node), children) << "only before the removal";
         EXPECT_EQ(installer.Call(DIF_REMOVE, false), NO_ERROR);
         EXPECT_EQ(platform::ChildrenOf(installer.node).size(), 3 - unreadable);
-        EXPECT_EQ(platform::InstanceIdOf(grandchild).empty(), unreadable == 3) << "what is below a removed device goes too";
-        EXPECT_NE(platform::FindNode(installer.instanceId), 0U) << "the device itself is the installer's to remove";
+        EXPECT_EQ(platform::InstanceIdOf(grandchild).empty(), unreadable == 3)
+            << "what is below a removed device goes too";
+        EXPECT_NE(platform::FindNode(installer.instanceId), 0U)
+            << "the device itself is the installer's to remove";
     }
 }
 
@@ -241,7 +271,8 @@ TEST(CoInstaller, LeavesEveryOtherCallAlone)
         EXPECT_EQ(installer.Call(function, false), NO_ERROR);
         EXPECT_EQ(installer.Call(function, true), NO_ERROR);
     }
-    EXPECT_EQ(installer.State(), "none, none, none, " + std::string(MOUSE_AS_BEFORE) + "no restart");
+    EXPECT_EQ(
+        installer.State(), "none, none, none, " + std::string(MOUSE_AS_BEFORE) + "no restart");
 }
 
 } // namespace

@@ -1,4 +1,5 @@
-// Whole passes over a machine with emulated controllers: what they find, say, start and leave behind.
+// Whole passes over a machine with emulated controllers: what they find, say, start and leave
+// behind.
 
 #include "discovery/detection_pass.h"
 
@@ -24,14 +25,16 @@ using emulator::EmulatorOptions;
 
 constexpr UINT RESULT_MESSAGE = WM_USER + 240;
 
-// A host context with a status text and a notify target, as an entry has one; passes run on the test's own thread.
+// A host context with a status text and a notify target, as an entry has one; passes run on the
+// test's own thread.
 struct Host {
     WindowRecorder windows;
     HostContext* context;
 
     Host() : context(CreateHostContext(GetModuleHandleW(nullptr)))
     {
-        context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD, 0, 0, 300, 36, nullptr, nullptr, nullptr, nullptr);
+        context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), WS_CHILD, 0, 0, 300, 36,
+            nullptr, nullptr, nullptr, nullptr);
         SetNotifyTarget(context->statusText, RESULT_MESSAGE);
     }
     ~Host()
@@ -50,14 +53,17 @@ struct Host {
         MSG message{};
         int64_t result = -1;
         while (GetMessageW(&message, nullptr, 0, 0) > 0 && message.message != WM_USER)
-            result = message.message == RESULT_MESSAGE && message.lParam == 0 ? static_cast<int64_t>(message.wParam) : -2;
+            result = message.message == RESULT_MESSAGE && message.lParam == 0
+                ? static_cast<int64_t>(message.wParam)
+                : -2;
         return result;
     }
 
     std::vector<TouchController*> Controllers() const
     {
         std::vector<TouchController*> controllers;
-        for (ListLinks* links = context->controllers.next; links != &context->controllers; links = links->next)
+        for (ListLinks* links = context->controllers.next; links != &context->controllers;
+            links = links->next)
             controllers.push_back(RecordOf<TouchController>(links));
         return controllers;
     }
@@ -70,7 +76,8 @@ std::string PathOf(const std::string& port)
 
 DEVINST AddPort(const std::u16string& name, const emulator::Emulator* emulator)
 {
-    return platform::AddSerialPort(name, emulator == nullptr ? "/dev/null" : TerminalPath(emulator), "pci-" + platform::ToUtf8(name));
+    return platform::AddSerialPort(name, emulator == nullptr ? "/dev/null" : TerminalPath(emulator),
+        "pci-" + platform::ToUtf8(name));
 }
 
 // A port as a run with a 0x5200 at 19200 baud has left it.
@@ -98,7 +105,8 @@ TEST(DetectControllers, PostsItsResultAlsoWithoutAnyPort)
     EXPECT_EQ(host.Detect(PASS_DETECT), -1) << "a stopped pass posts nothing";
 }
 
-// Two new controllers, a silent line and a port that does not open; then the same machine again, with what the first run left.
+// Two new controllers, a silent line and a port that does not open; then the same machine again,
+// with what the first run left.
 TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime)
 {
     const TestMachine machine;
@@ -114,8 +122,10 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
     const auto expectControllers = [](const Host* host) {
         const std::vector<TouchController*> controllers = host->Controllers();
         ASSERT_EQ(controllers.size(), 2U);
-        EXPECT_EQ(IdentityText(controllers[0]), "model 7700, 5 bytes, 9600 baud, 10 bits, firmware 1.2.3");
-        EXPECT_EQ(IdentityText(controllers[1]), "model 5200, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3");
+        EXPECT_EQ(IdentityText(controllers[0]),
+            "model 7700, 5 bytes, 9600 baud, 10 bits, firmware 1.2.3");
+        EXPECT_EQ(IdentityText(controllers[1]),
+            "model 5200, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3");
         EXPECT_EQ(DeviceIdOf(controllers[0]), "SERENUM\\KVX7700\\COM3");
         EXPECT_EQ(DeviceIdOf(controllers[1]), "SERENUM\\KVX5200\\COM4");
         EXPECT_EQ(controllers[0]->link.portNumber, 3U);
@@ -125,16 +135,20 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
         TraceRecorder trace;
         Host host;
         EXPECT_EQ(host.Detect(PASS_DETECT), 1);
-        EXPECT_THAT(host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM12", "Detecting COM4"));
+        EXPECT_THAT(
+            host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM12", "Detecting COM4"));
         const std::string installed = "\nEnum Driver has already been installed !\n";
         EXPECT_THAT(trace.texts,
-            ElementsAre("Start Detect : " + PathOf("COM3") + "\n", "Korvex 7700 Found!!\n", installed,
-                "Get Child Device ID : SERENUM\\KVX7700\\COM3\n", "Load File Settings\n", "Start Detect : " + PathOf("COM12") + "\n",
-                "No Device Found!!\n", "Start Detect : " + PathOf("COM4") + "\n", "Korvex 5200 Found!!\n", installed,
-                "Get Child Device ID : SERENUM\\KVX5200\\COM4\n", "Load File Settings\n", "Create File Error!!\n"));
+            ElementsAre("Start Detect : " + PathOf("COM3") + "\n", "Korvex 7700 Found!!\n",
+                installed, "Get Child Device ID : SERENUM\\KVX7700\\COM3\n", "Load File Settings\n",
+                "Start Detect : " + PathOf("COM12") + "\n", "No Device Found!!\n",
+                "Start Detect : " + PathOf("COM4") + "\n", "Korvex 5200 Found!!\n", installed,
+                "Get Child Device ID : SERENUM\\KVX5200\\COM4\n", "Load File Settings\n",
+                "Create File Error!!\n"));
         expectControllers(&host);
         HANDLE freed = OpenPort(TerminalPath(silent.get()));
-        EXPECT_NE(freed, INVALID_HANDLE_VALUE) << "the failed probe has closed its port: another program can have it";
+        EXPECT_NE(freed, INVALID_HANDLE_VALUE)
+            << "the failed probe has closed its port: another program can have it";
         CloseHandle(freed);
     }
     TraceRecorder trace;
@@ -142,7 +156,9 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
     const size_t commandsBefore = ReceivedCommands(silent.get()).size();
     EXPECT_EQ(host.Detect(PASS_REFRESH), -1);
     EXPECT_THAT(host.windows.texts, ElementsAre("Restarting COM3", "Restarting COM4"));
-    EXPECT_THAT(trace.texts, ElementsAre("Skip Detection on :", PathOf("COM12"), "\n", "Skip Detection on :", PathOf("COM5"), "\n"));
+    EXPECT_THAT(trace.texts,
+        ElementsAre("Skip Detection on :", PathOf("COM12"), "\n",
+            "Skip Detection on :", PathOf("COM5"), "\n"));
     EXPECT_EQ(RegistryNumber(ParametersOf(u"COM4"), u"AlwaysExist"), 0);
     EXPECT_EQ(RegistryNumber(ParametersOf(u"COM4"), u"Model"), 0x5200);
     EXPECT_EQ(platform::RestartsOf(third), 2);
@@ -150,18 +166,21 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
 
     trace.texts.clear();
     EXPECT_EQ(host.Detect(PASS_DETECT), 1);
-    EXPECT_THAT(host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM12", "Detecting COM4"));
-    EXPECT_EQ(trace.texts.front(), "Detect Korvex 7700 with Baud Rate 9600\nFirmware Version : 7700.1.2.3\n");
+    EXPECT_THAT(
+        host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM12", "Detecting COM4"));
+    EXPECT_EQ(trace.texts.front(),
+        "Detect Korvex 7700 with Baud Rate 9600\nFirmware Version : 7700.1.2.3\n");
     expectControllers(&host);
 }
 
-// The controller on a bound port may have been exchanged since: the refresh finds out, and the same run probes afresh. A port that is in
-// use says nothing of it.
+// The controller on a bound port may have been exchanged since: the refresh finds out, and the same
+// run probes afresh. A port that is in use says nothing of it.
 TEST(DetectControllers, NoticesAnExchangedController)
 {
     using Row = std::tuple<EmulatorOptions, bool, bool, uint32_t>;
-    for (const auto& [now, answers, held, model] : {Row{{0x7700}, true, false, MODEL_7700}, Row{{0x5200, 0, 9600}, true, false, MODEL_5200},
-             Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
+    for (const auto& [now, answers, held, model] :
+        {Row{{0x7700}, true, false, MODEL_7700}, Row{{0x5200, 0, 9600}, true, false, MODEL_5200},
+            Row{{}, false, false, 0}, Row{{}, false, true, 0}}) {
         const TestMachine machine;
         WriteTextFile("Korvex.ini", "[Calibration]\n");
         drivers::RegisterEnumeratorFilter();
@@ -176,13 +195,15 @@ TEST(DetectControllers, NoticesAnExchangedController)
         EXPECT_EQ(host.Detect(PASS_DETECT), answers ? 1 : 0);
         EXPECT_EQ(host.Controllers().size(), answers ? 1U : 0U);
         EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"Model"), answers ? model : 0x5200);
-        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"BaudRate"), answers ? now.baudRate : 19200);
+        EXPECT_EQ(
+            RegistryNumber(ParametersOf(u"COM3"), u"BaudRate"), answers ? now.baudRate : 19200);
         EXPECT_EQ(platform::StatusOf(port) & DN_HAS_PROBLEM, answers || held ? 0U : DN_HAS_PROBLEM);
         CloseHandle(holder);
     }
 }
 
-// Ports that are held, whose child does not answer, that carry a stranger, and that are bound without a child.
+// Ports that are held, whose child does not answer, that carry a stranger, and that are bound
+// without a child.
 TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAlone)
 {
     const TestMachine machine;
@@ -191,11 +212,15 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
     const emulator::EmulatorPointer silent = StartSilentEmulator();
     const emulator::EmulatorPointer other = emulator::StartEmulator({});
     HANDLE holder = OpenPort(TerminalPath(held.get()));
-    const auto served = drivers::AddTouchDevice(u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", held.get()));
-    served->answers
-        = {{TOUCH_IDENTITY_A, 0}, {TOUCH_IDENTITY_B, 0x100}, {TOUCH_IDENTITY_C, 7}, {TOUCH_MODEL, 0x7700}, {TOUCH_BAUD_RATE, 9600}};
-    const auto nobody = drivers::AddTouchDevice(u"SERENUM\\KVX5460\\B", {u"SERENUM\\KVX5460"}, AddPort(u"COM4", held.get()));
-    nobody->answers = {{TOUCH_IDENTITY_A, 0x100}, {TOUCH_IDENTITY_B, 0}, {TOUCH_IDENTITY_C, 0x10000}}; // nothing in the bytes that count
+    const auto served = drivers::AddTouchDevice(
+        u"SERENUM\\KVX7700\\A", {u"SERENUM\\KVX7700"}, AddPort(u"COM3", held.get()));
+    served->answers = {{TOUCH_IDENTITY_A, 0}, {TOUCH_IDENTITY_B, 0x100}, {TOUCH_IDENTITY_C, 7},
+        {TOUCH_MODEL, 0x7700}, {TOUCH_BAUD_RATE, 9600}};
+    const auto nobody = drivers::AddTouchDevice(
+        u"SERENUM\\KVX5460\\B", {u"SERENUM\\KVX5460"}, AddPort(u"COM4", held.get()));
+    // nothing in the bytes that count
+    nobody->answers
+        = {{TOUCH_IDENTITY_A, 0x100}, {TOUCH_IDENTITY_B, 0}, {TOUCH_IDENTITY_C, 0x10000}};
     platform::PresentChild(AddPort(u"COM5", silent.get()), u"SERENUM\\KVX7700\\C");
     const DEVINST stranger = AddPort(u"COM6", other.get());
     platform::PresentChild(stranger, u"SERENUM\\MOUSE\\D");
@@ -213,8 +238,10 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
     EXPECT_EQ(controller->link.kind, LINK_NONE);
     EXPECT_EQ(controller->readerThread, nullptr);
     EXPECT_EQ(nobody->requests.size(), 7U);
-    EXPECT_THAT(host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM4", "Detecting COM5"));
-    EXPECT_THAT(trace.texts, ElementsAre("Skip Detection on :", PathOf("COM7"), "\n")) << "and of all others not a word";
+    EXPECT_THAT(
+        host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM4", "Detecting COM5"));
+    EXPECT_THAT(trace.texts, ElementsAre("Skip Detection on :", PathOf("COM7"), "\n"))
+        << "and of all others not a word";
     EXPECT_EQ(platform::EnumerationsOf(bound), 1);
     EXPECT_THAT(ReceivedCommands(other.get()), IsEmpty());
 
@@ -229,8 +256,9 @@ TEST(DetectControllers, RestartsAPortWhateverItsName)
 {
     const std::u16string longest = u"COM4567890123456789012345678901";
     using Row = std::tuple<std::u16string, bool, const char*, int64_t>;
-    for (const auto& [name, locked, status, alwaysExist] : {Row{longest, false, "Restarting COM45678901234567890", 0},
-             Row{u"", false, "Restarting ", -1}, Row{u"COM3", true, "Restarting ", -1}}) {
+    for (const auto& [name, locked, status, alwaysExist] :
+        {Row{longest, false, "Restarting COM45678901234567890", 0},
+            Row{u"", false, "Restarting ", -1}, Row{u"COM3", true, "Restarting ", -1}}) {
         const TestMachine machine;
         const TraceRecorder trace;
         const DEVINST port = AddPort(name, nullptr);
@@ -242,7 +270,9 @@ TEST(DetectControllers, RestartsAPortWhateverItsName)
         EXPECT_THAT(host.windows.texts, ElementsAre(status));
         EXPECT_EQ(platform::RestartsOf(port), 1);
         HKEY parameters = nullptr; // an empty name is the key above all ports' own
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters", 0, KEY_ALL_ACCESS, &parameters);
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE,
+            u"SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters", 0, KEY_ALL_ACCESS,
+            &parameters);
         EXPECT_EQ(parameters != nullptr, alwaysExist == 0);
         EXPECT_EQ(RegistryNumber(ParametersOf(name), u"AlwaysExist"), alwaysExist);
         if (parameters != nullptr)
@@ -253,8 +283,8 @@ TEST(DetectControllers, RestartsAPortWhateverItsName)
 TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
 {
     using Row = std::pair<const char16_t*, uint32_t>;
-    for (const auto& [name, number] :
-        {Row{u"COM12", 12}, Row{u"XYZ7abc", 7}, Row{u"COM", 0}, Row{u"CO", 0}, Row{u"COM-3", 0}, Row{u"COMx", 0}, Row{u"", 0}}) {
+    for (const auto& [name, number] : {Row{u"COM12", 12}, Row{u"XYZ7abc", 7}, Row{u"COM", 0},
+             Row{u"CO", 0}, Row{u"COM-3", 0}, Row{u"COMx", 0}, Row{u"", 0}}) {
         const TestMachine machine;
         const DEVINST port = AddPort(name, nullptr);
         Element element(port);

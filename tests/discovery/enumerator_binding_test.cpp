@@ -21,13 +21,16 @@ struct Binding {
     DEVINST port;
     ControllerPointer controller;
 
-    Binding() : port(platform::AddSerialPort(u"COM3", "/dev/null", "pci-1")), controller(CreateController())
+    Binding()
+        : port(platform::AddSerialPort(u"COM3", "/dev/null", "pci-1"))
+        , controller(CreateController())
     {
         controller->model = MODEL_7700;
         controller->link.baudRate = 9600;
         const std::u16string other(u"OTHER\0\0", 7);
         Element element(port);
-        SetupDiSetDeviceRegistryPropertyW(element.devices, &element.data, SPDRP_UPPERFILTERS, reinterpret_cast<const BYTE*>(other.data()),
+        SetupDiSetDeviceRegistryPropertyW(element.devices, &element.data, SPDRP_UPPERFILTERS,
+            reinterpret_cast<const BYTE*>(other.data()),
             static_cast<DWORD>(other.size() * sizeof(WCHAR)));
     }
 
@@ -42,7 +45,8 @@ struct Binding {
 // AlwaysExist, Model and BaudRate of a port; -1 for one that is not there.
 std::vector<int64_t> Parameters(std::u16string_view port)
 {
-    return {RegistryNumber(ParametersOf(port), u"AlwaysExist"), RegistryNumber(ParametersOf(port), u"Model"),
+    return {RegistryNumber(ParametersOf(port), u"AlwaysExist"),
+        RegistryNumber(ParametersOf(port), u"Model"),
         RegistryNumber(ParametersOf(port), u"BaudRate")};
 }
 
@@ -72,7 +76,8 @@ TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
     const TestMachine machine;
     InstallEnumeratorService(false);
     WriteTextFile("KXSERENUM.inf",
-        "[DefaultInstall]\nCopyFiles=Files\n[DefaultInstall.Services]\nAddService = KXSERENUM, 0x2, "
+        "[DefaultInstall]\nCopyFiles=Files\n[DefaultInstall.Services]\nAddService = KXSERENUM, "
+        "0x2, "
         "Service\n[Service]\nServiceBinary=%12%\\KXSERENUM.sys\n");
     WriteTextFile("KXSERENUM.sys", "driver");
     drivers::RegisterEnumeratorFilter();
@@ -81,12 +86,23 @@ TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
     EXPECT_GE(binding.Bind().count(), 1000) << "the installation gets its time";
     EXPECT_EQ(ReadTextFile("windows/system32/drivers/KXSERENUM.sys"), "driver");
     const std::string inf = (std::filesystem::current_path() / "KXSERENUM.inf").string();
-    EXPECT_THAT(trace.texts, ElementsAre("Installing Enum Driver !", inf, "\n", "Get Child Device ID : SERENUM\\KVX7700\\COM3\n"));
+    EXPECT_THAT(trace.texts,
+        ElementsAre("Installing Enum Driver !", inf, "\n",
+            "Get Child Device ID : SERENUM\\KVX7700\\COM3\n"));
 }
 
 TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
 {
-    enum class Fault { NO_INF, SERVICE_MANAGER, ABSOLUTE_BINARY, FILTER, NAME, RESTART, NO_STATUS, NO_CHILD };
+    enum class Fault {
+        NO_INF,
+        SERVICE_MANAGER,
+        ABSOLUTE_BINARY,
+        FILTER,
+        NAME,
+        RESTART,
+        NO_STATUS,
+        NO_CHILD
+    };
     struct Row {
         Fault fault;
         Filters filters;
@@ -103,7 +119,8 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
              Row{Fault::FILTER, {}, -1, 0, 0, INSTALLED_ALREADY, 0},
              Row{Fault::NAME, {u"KXSERENUM"}, -1, 1, 0, INSTALLED_ALREADY, 1500},
              Row{Fault::RESTART, {u"KXSERENUM"}, 1, 1, 1, "System Restart is required !!\n", 0},
-             Row{Fault::NO_STATUS, {}, 1, 0, 0, INSTALLED_ALREADY, 1500}, // the port has gone while it was restarted
+             // the port has gone while it was restarted
+             Row{Fault::NO_STATUS, {}, 1, 0, 0, INSTALLED_ALREADY, 1500},
              Row{Fault::NO_CHILD, {u"KXSERENUM"}, 1, 1, 0, INSTALLED_ALREADY, 1500},
          }) {
         const TestMachine machine;
@@ -120,8 +137,10 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
             InstallEnumeratorService(false);
         platform::ThisMachine()->tests.serviceManagerLocked = row.fault == Fault::SERVICE_MANAGER;
         if (row.fault == Fault::ABSOLUTE_BINARY) {
-            const std::u16string path = platform::FromNativePath((machine.folder.path / "windows/system32/drivers/KXSERENUM.sys").string());
-            WriteRegistryText(u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM", u"ImagePath", path);
+            const std::u16string path = platform::FromNativePath(
+                (machine.folder.path / "windows/system32/drivers/KXSERENUM.sys").string());
+            WriteRegistryText(
+                u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM", u"ImagePath", path);
         }
         if (row.fault == Fault::RESTART)
             platform::SetStatus(binding.port, DN_NEED_RESTART);

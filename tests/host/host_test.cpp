@@ -48,7 +48,8 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
 {
     const TestMachine machine;
     const TraceRecorder trace;
-    HWND window = CreateWindowExW(0, TEXT("STATIC"), TEXT(""), 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    HWND window = CreateWindowExW(
+        0, TEXT("STATIC"), TEXT(""), 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
     StartHost(HOST_DETECT | HOST_PANEL_TEST);
     EXPECT_EQ(Context()->statusWindow, nullptr);
     EXPECT_EQ(WaitForSingleObject(Context()->worker, 30), WAIT_TIMEOUT);
@@ -65,8 +66,9 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
     DestroyWindow(window);
 }
 
-// An entry in a process of its own, on a port with an emulated controller: the controller is touched, without lifting, while its session
-// starts, and the window is closed at the press. Standard error gets inputs, diagnostic lines and how long they took to come.
+// An entry in a process of its own, on a port with an emulated controller: the controller is
+// touched, without lifting, while its session starts, and the window is closed at the press.
+// Standard error gets inputs, diagnostic lines and how long they took to come.
 [[noreturn]] void TouchAndClose(uint32_t flags)
 {
     const TestMachine machine;
@@ -76,14 +78,16 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
     const DWORD start = GetTickCount();
     platform::ThisMachine()->sinks.trace = [start, &panel](std::string_view text) {
         const bool second = GetTickCount() - start >= 1000;
-        dprintf(STDERR_FILENO, "%s %.*s", second ? "a second later:" : "at once:", static_cast<int>(text.size()), text.data());
+        dprintf(STDERR_FILENO, "%s %.*s",
+            second ? "a second later:" : "at once:", static_cast<int>(text.size()), text.data());
         if (text == "Load File Settings\n")
             TouchAt(panel.get(), 50, 50);
     };
     std::atomic<HWND> window = nullptr;
     platform::ThisMachine()->sinks.pointer = [&window](const INPUT* input) {
         dprintf(STDERR_FILENO, "input %X\n", input->mi.dwFlags);
-        return WaitUntil([&window] { return window != nullptr; }) && PostMessageW(window, WM_CLOSE, 0, 0) != FALSE;
+        return WaitUntil([&window] { return window != nullptr; })
+            && PostMessageW(window, WM_CLOSE, 0, 0) != FALSE;
     };
     StartHost(flags);
     window = Context()->statusWindow;
@@ -100,10 +104,11 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
 TEST(Host, StopsItsSessionsBeforeAClosedWindowEndsTheProcess)
 {
     EXPECT_EXIT(TouchAndClose(HOST_DETECT), ExitedWithCode(0),
-        AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), HasSubstr("at once: Skip Detection"),
-            HasSubstr("a second later: Start Detect")));
+        AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"),
+            HasSubstr("at once: Skip Detection"), HasSubstr("a second later: Start Detect")));
     EXPECT_EXIT(TouchAndClose(HOST_DETECT | HOST_PANEL_TEST), ExitedWithCode(0),
-        AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), Not(HasSubstr("Skip Detection")), HasSubstr("at once: Start Detect")));
+        AllOf(ContainsRegex("input 8003\n(.*\n)*input 8004\n"), Not(HasSubstr("Skip Detection")),
+            HasSubstr("at once: Start Detect")));
 }
 
 TEST(DestroyHostContext, DestroysTheStatusWindowOnlyOnceTheWorkerHasEnded)
@@ -135,9 +140,11 @@ TEST(MostRecentController, PrefersTheYoungestReportThenTheFirstFoundAcrossTheWra
         uint32_t ages[3]; // milliseconds before now
         size_t winner;
     };
-    // An age beyond half the clock's range is that of a record that has not reported: its report time is 0.
-    for (const Row& row : {Row{{30, 20, 25}, 1}, Row{{20, 20, 30}, 0}, Row{{0x90000000, 0x90000000, 0x90000000}, 0},
-             Row{{0x90000000, 5000, 0x90000000}, 1}, Row{{0xF0000000, 0x80000000, 40}, 2}}) {
+    // An age beyond half the clock's range is that of a record that has not reported: its report
+    // time is 0.
+    for (const Row& row :
+        {Row{{30, 20, 25}, 1}, Row{{20, 20, 30}, 0}, Row{{0x90000000, 0x90000000, 0x90000000}, 0},
+            Row{{0x90000000, 5000, 0x90000000}, 1}, Row{{0xF0000000, 0x80000000, 40}, 2}}) {
         StartHost(0);
         const uint32_t now = NowMs();
         std::array<TouchController*, 3> controllers{};

@@ -20,7 +20,8 @@ constexpr COLORREF RED = 0x0000FF;
 constexpr COLORREF GREEN = 0x00FF00;
 constexpr COLORREF BLUE = 0xFF0000;
 
-// A panel test whose detection the test itself plays: two controllers without sessions, and ticks when it says.
+// A panel test whose detection the test itself plays: two controllers without sessions, and ticks
+// when it says.
 struct RunningTest {
     TestMachine machine;
     WindowRecorder windows;
@@ -31,7 +32,8 @@ struct RunningTest {
     {
         platform::ThisMachine()->screen.width = width;
         platform::ThisMachine()->screen.height = height;
-        platform::ThisMachine()->sinks.pointerPosition = [](POINT* position) { return *position = {100, 200}, true; };
+        platform::ThisMachine()->sinks.pointerPosition
+            = [](POINT* position) { return *position = {100, 200}, true; };
         StartHost(0);
         StartPanelTest();
         context = FindPanelTestContext(GetModuleHandleW(nullptr));
@@ -39,7 +41,8 @@ struct RunningTest {
             controller = CreateController();
             controller->resolutionBits = resolutionBits;
             controller->calib.mapMode = 1;
-            AppendToList(&FindHostContext(GetModuleHandleW(nullptr))->controllers, &controller->links);
+            AppendToList(
+                &FindHostContext(GetModuleHandleW(nullptr))->controllers, &controller->links);
         }
         Touch(0, 0, 0);
         SendMessageW(context->window, WM_DETECT_DONE, 1, 0);
@@ -47,7 +50,8 @@ struct RunningTest {
     ~RunningTest()
     {
         DestroyPanelTest();
-        EXPECT_EQ(FindHostContext(GetModuleHandleW(nullptr)), nullptr) << "the sessions end with the test";
+        EXPECT_EQ(FindHostContext(GetModuleHandleW(nullptr)), nullptr)
+            << "the sessions end with the test";
     }
 
     // The controller reports now, the other one long ago.
@@ -75,8 +79,10 @@ struct RunningTest {
 TEST(PanelTest, PlacesTheTargetsOnEveryScreen)
 {
     using Row = std::tuple<int, int, std::array<int, 3>, std::array<int, 3>>;
-    for (const auto& [width, height, columns, rows] : {Row{1024, 768, {20, 512, 1003}, {15, 384, 752}},
-             Row{1920, 1080, {38, 960, 1881}, {21, 540, 1058}}, Row{800, 600, {16, 400, 784}, {12, 300, 588}}}) {
+    for (const auto& [width, height, columns, rows] :
+        {Row{1024, 768, {20, 512, 1003}, {15, 384, 752}},
+            Row{1920, 1080, {38, 960, 1881}, {21, 540, 1058}},
+            Row{800, 600, {16, 400, 784}, {12, 300, 588}}}) {
         RunningTest test(10, width, height);
         for (uint32_t index = 0; index < TARGET_COUNT; ++index) {
             EXPECT_EQ(TargetPosition(index).x, columns[index % 3]) << width;
@@ -89,12 +95,14 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
 {
     const TraceRecorder trace;
     RunningTest test;
-    EXPECT_EQ(test.controllers[0]->calib.mapMode, 0) << "the samples of the one touched last are raw positions";
+    EXPECT_EQ(test.controllers[0]->calib.mapMode, 0)
+        << "the samples of the one touched last are raw positions";
     EXPECT_EQ(test.controllers[1]->calib.mapMode, 1);
     EXPECT_EQ(test.context->calib.rawRangeX, 1024);
     std::array<Point, TARGET_COUNT> samples{};
     bool storedBeforeDrawn = false;
-    test.windows.onDraw = [&storedBeforeDrawn] { storedBeforeDrawn = std::filesystem::exists("Korvex.ini"); };
+    test.windows.onDraw
+        = [&storedBeforeDrawn] { storedBeforeDrawn = std::filesystem::exists("Korvex.ini"); };
     for (uint32_t target = 0; target < TARGET_COUNT; ++target) {
         EXPECT_EQ(test.context->targetIndex, target);
         EXPECT_FALSE(std::filesystem::exists("Korvex.ini")) << "nothing is stored yet";
@@ -102,14 +110,16 @@ TEST(PanelTest, SamplesThePanelTouchedLastAndStoresItsCalibrationAtTheNinthTick)
         const auto line = static_cast<int32_t>(target / 3);
         // The last one comes from the other panel, which then gets the calibration.
         test.Touch(target == 8 ? 1 : 0, 1310 + column * 31455, 1310 + line * 31455);
-        samples[target] = {1024 * (1310 + column * 31455) / 65535, 1024 * (1310 + line * 31455) / 65535};
+        samples[target]
+            = {1024 * (1310 + column * 31455) / 65535, 1024 * (1310 + line * 31455) / 65535};
         test.Tick();
         EXPECT_EQ(test.context->calib.advPoints[target], samples[target]);
     }
     EXPECT_TRUE(std::filesystem::exists("Korvex.ini"));
     EXPECT_FALSE(storedBeforeDrawn) << "the dots are shown first";
     const CalibrationData* stored = &test.controllers[1]->calib;
-    EXPECT_EQ(TextOf(stored), "mode 1, orientation 1, 9 points, box 0..0 0..0, raw 0 x 0") << "the box comes with the check";
+    EXPECT_EQ(TextOf(stored), "mode 1, orientation 1, 9 points, box 0..0 0..0, raw 0 x 0")
+        << "the box comes with the check";
     EXPECT_EQ(stored->advPoints[8], samples[8]);
     EXPECT_EQ(test.controllers[0]->calib.pointCount, 0U);
     EXPECT_TRUE(trace.texts.empty());
@@ -140,7 +150,9 @@ TEST(PanelTest, DrawsEveryState)
     expected.push_back({'E', 1003, 752, 3, GRAY});
     expected.push_back(white);
     expected.insert(expected.end(), 9, dot);
-    EXPECT_EQ(std::vector<Figure>(drawn.end() - static_cast<ptrdiff_t>(expected.size()), drawn.end()), expected);
+    EXPECT_EQ(
+        std::vector<Figure>(drawn.end() - static_cast<ptrdiff_t>(expected.size()), drawn.end()),
+        expected);
 
     test.Touch(0, 65535, 65535);
     test.Tick();
@@ -161,9 +173,10 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
         uint32_t quality;
         COLORREF color;
     };
-    for (const Row& row : {Row{10, 0, 0, RED}, Row{10, 688, 69, RED}, Row{10, 689, 70, 0x004DEA}, Row{10, 786, 79, 0x004DEA},
-             Row{10, 787, 80, 0x00FFFF}, Row{10, 884, 89, 0x00FFFF}, Row{10, 885, 90, GREEN}, Row{10, 1023, 104, GREEN},
-             Row{12, 3932, 99, GREEN}, Row{12, 2750, 69, RED}}) {
+    for (const Row& row : {Row{10, 0, 0, RED}, Row{10, 688, 69, RED}, Row{10, 689, 70, 0x004DEA},
+             Row{10, 786, 79, 0x004DEA}, Row{10, 787, 80, 0x00FFFF}, Row{10, 884, 89, 0x00FFFF},
+             Row{10, 885, 90, GREEN}, Row{10, 1023, 104, GREEN}, Row{12, 3932, 99, GREEN},
+             Row{12, 2750, 69, RED}}) {
         const TraceRecorder trace;
         RunningTest test(row.bits);
         const int32_t range = 1 << row.bits;
@@ -174,7 +187,8 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
             test.Touch(0, target == 4 ? far : 0, target == 2 ? far : 0);
             test.Tick();
         }
-        EXPECT_EQ(trace.texts, Texts{"Panel Quality : " + std::to_string(row.quality)}) << row.extent;
+        EXPECT_EQ(trace.texts, Texts{"Panel Quality : " + std::to_string(row.quality)})
+            << row.extent;
         test.windows.figures.clear();
         EXPECT_EQ(test.Repaint().at(0).fill, row.color) << row.quality;
     }

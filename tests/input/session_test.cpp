@@ -18,9 +18,11 @@
 namespace korvex {
 namespace {
 
-constexpr const char* PLAIN_SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n"; // the standard box is the whole raw span
+// the standard box is the whole raw span
+constexpr const char* PLAIN_SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n";
 
-// A session on an emulated controller, in a folder with these settings; stopped at the end of the scope.
+// A session on an emulated controller, in a folder with these settings; stopped at the end of the
+// scope.
 struct RunningSession {
     TemporaryFolder folder;
     TraceRecorder trace;
@@ -30,16 +32,19 @@ struct RunningSession {
     TouchController* controller;
     size_t sent = 0;                 // bytes, through Send
     std::atomic<size_t> received{0}; // bytes that have come
-    std::atomic<size_t> endAt{0};    // bytes at whose coming `running` is cleared, by the reader's own thread; 0: never
+    // bytes at whose coming `running` is cleared, by the reader's own thread; 0: never
+    std::atomic<size_t> endAt{0};
 
-    explicit RunningSession(uint32_t model = MODEL_5200, const char* settings = PLAIN_SETTINGS, uint32_t byteTimeoutMs = 10)
+    explicit RunningSession(uint32_t model = MODEL_5200, const char* settings = PLAIN_SETTINGS,
+        uint32_t byteTimeoutMs = 10)
         : line({model})
         , panel(line.emulator.get())
         , controller(line.controller.get())
     {
         WriteTextFile("Korvex.ini", settings);
         line.Know(model);
-        platform::ThisMachine()->observers.lineBytes = [this](platform::LineDirection direction, const uint8_t* /*bytes*/, size_t count) {
+        platform::ThisMachine()->observers.lineBytes = [this](platform::LineDirection direction,
+                                                           const uint8_t* /*bytes*/, size_t count) {
             if (direction == platform::LineDirection::RECEIVED && (received += count) == endAt)
                 controller->running = 0;
         };
@@ -89,13 +94,15 @@ TEST(Session, TurnsGesturesIntoInputInOrder)
         TouchAt(session.panel, 25, 25);
         DragTo(session.panel, 75, 50, 2);
         Lift(session.panel);
-        const std::vector<SentInput> expected{
-            {16383, 16383, PRESS}, {32767, 24575, MOVE}, {49151, 32767, MOVE}, {49151, 32767, RELEASE}, {0, 0, PRESS}};
-        EXPECT_THAT(session.recorder.WaitFor(4), ElementsAreArray(expected.begin(), expected.end() - 1));
+        const std::vector<SentInput> expected{{16383, 16383, PRESS}, {32767, 24575, MOVE},
+            {49151, 32767, MOVE}, {49151, 32767, RELEASE}, {0, 0, PRESS}};
+        EXPECT_THAT(
+            session.recorder.WaitFor(4), ElementsAreArray(expected.begin(), expected.end() - 1));
         SendReport(session.panel, false, 1023, 512);
         ReportSnapshot snapshot{};
-        EXPECT_TRUE(WaitUntil([&] { return TakeSnapshot(session.controller, &snapshot) && snapshot.lastX == 65471; }))
-            << "what is not injected is recorded too";
+        EXPECT_TRUE(WaitUntil([&] {
+            return TakeSnapshot(session.controller, &snapshot) && snapshot.lastX == 65471;
+        })) << "what is not injected is recorded too";
         EXPECT_EQ(snapshot.lastY, 32767);
         EXPECT_EQ(snapshot.lastStatus, model == MODEL_7700 ? 0xBFU : 0x30U);
         EXPECT_LE(snapshot.lastReportMs - before, NowMs() - before);
@@ -117,7 +124,8 @@ TEST(Session, MapsWithTheModeThatIsSetAndInjectsOnlyWhileThatIsEnabled)
     session.controller->injectEnabled = 1;
     SetMapMode(session.controller, 0);
     TouchAt(session.panel, 25, 25);
-    EXPECT_THAT(session.recorder.WaitFor(2), ElementsAre(SentInput{-6543, -6543, PRESS}, SentInput{16383, 16383, MOVE}));
+    EXPECT_THAT(session.recorder.WaitFor(2),
+        ElementsAre(SentInput{-6543, -6543, PRESS}, SentInput{16383, 16383, MOVE}));
 }
 
 TEST(StopSession, EndsASilentReaderWithinItsLimitAlsoWhereNoWaitCanBeCancelled)
@@ -129,12 +137,14 @@ TEST(StopSession, EndsASilentReaderWithinItsLimitAlsoWhereNoWaitCanBeCancelled)
         EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), canCancel ? 50 : 200);
         EXPECT_TRUE(HasReaderEnded(session.controller));
         EXPECT_EQ(session.ExitCode(), 0U) << "its last read failed";
-        EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50) << "a second stop has nothing to wait for";
+        EXPECT_LT(TimeOf([&] { StopSession(session.controller); }).count(), 50)
+            << "a second stop has nothing to wait for";
     }
     platform::ThisMachine()->tests.hasCancelSynchronousIo = true;
 }
 
-// The reader is inside the report when `running` is cleared, and no cancellation takes the report from it.
+// The reader is inside the report when `running` is cleared, and no cancellation takes the report
+// from it.
 TEST(StopSession, DropsTheReportThatIsBeingRead)
 {
     RunningSession session(MODEL_5200, PLAIN_SETTINGS, 1000);
@@ -146,7 +156,8 @@ TEST(StopSession, DropsTheReportThatIsBeingRead)
     EXPECT_TRUE(WaitUntil([&] { return session.received == report.size() + 3; }));
     SendBytes(session.panel, {report.begin() + 3, report.end()});
     EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0);
-    EXPECT_THAT(session.recorder.WaitFor(2), ElementsAre(SentInput{32767, 32767, PRESS}, SentInput{32767, 32767, RELEASE}));
+    EXPECT_THAT(session.recorder.WaitFor(2),
+        ElementsAre(SentInput{32767, 32767, PRESS}, SentInput{32767, 32767, RELEASE}));
     EXPECT_EQ(session.ExitCode(), 1U) << "its last read succeeded";
     EXPECT_EQ(session.controller->counters.reports, 2U);
     EXPECT_EQ(session.controller->counters.inputs, 2U);
@@ -188,7 +199,8 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
     session.recorder.WaitFor(1);
     AwaitReader(session.controller);
     HangUp(session.panel);
-    EXPECT_THAT(session.recorder.WaitFor(2), ElementsAre(SentInput{16383, 16383, PRESS}, SentInput{16383, 16383, RELEASE}))
+    EXPECT_THAT(session.recorder.WaitFor(2),
+        ElementsAre(SentInput{16383, 16383, PRESS}, SentInput{16383, 16383, RELEASE}))
         << "no button stays pressed behind the port";
     const clock_t before = clock();
     std::this_thread::sleep_for(milliseconds(500));
@@ -209,7 +221,8 @@ TEST(Session, KeepsATouchOnAPortWhoseWaitsFailButWhoseReadsWork)
     session.recorder.WaitFor(1);
     std::this_thread::sleep_for(milliseconds(250)); // four silent reads and their failed waits
     TouchAt(session.panel, 50, 50);
-    EXPECT_THAT(session.recorder.WaitFor(2), ElementsAre(SentInput{16383, 16383, PRESS}, SentInput{32767, 32767, MOVE}));
+    EXPECT_THAT(session.recorder.WaitFor(2),
+        ElementsAre(SentInput{16383, 16383, PRESS}, SentInput{32767, 32767, MOVE}));
     EXPECT_EQ(session.controller->counters.failedWaits, 0U);
     SetCommMask(session.controller->link.handle, EV_RXCHAR);
 }
@@ -230,11 +243,13 @@ TEST(Session, GoesOnWithinASecondOfItsPortsReturn)
     TouchAt(panel.get(), 25, 25);
     EXPECT_EQ(recorder.WaitFor(1).size(), 1U);
 
-    panel = emulator::StartEmulator({}); // while the old one goes: the new one's terminal has another number
+    // while the old one goes: the new one's terminal has another number
+    panel = emulator::StartEmulator({});
     EXPECT_EQ(recorder.WaitFor(2).back(), (SentInput{16383, 16383, RELEASE}));
     PlaceLink("panel", panel.get());
     const auto start = std::chrono::steady_clock::now();
-    while (recorder.WaitFor(0).size() < 3 && std::chrono::steady_clock::now() - start < milliseconds(1000)) {
+    while (recorder.WaitFor(0).size() < 3
+        && std::chrono::steady_clock::now() - start < milliseconds(1000)) {
         TouchAt(panel.get(), 75, 75);
         std::this_thread::sleep_for(milliseconds(10));
     }
@@ -254,7 +269,8 @@ TEST(Session, GoesOnWithinASecondOfItsPortsReturn)
     panel = emulator::StartEmulator({MODEL_5460});
     PlaceLink("panel", panel.get());
     EXPECT_EQ(WaitForSingleObject(controller->readerThread, 5000), WAIT_OBJECT_0);
-    EXPECT_THAT(trace.texts, ::testing::Contains("Korvex 5460 answers in place of 5200, Session ends\n"));
+    EXPECT_THAT(
+        trace.texts, ::testing::Contains("Korvex 5460 answers in place of 5200, Session ends\n"));
     StopSession(controller.get());
 }
 
@@ -265,13 +281,15 @@ TEST(StartSession, ReportsAThreadThatCannotBeCreated)
     std::filesystem::permissions(folder.path, std::filesystem::perms::all);
     const auto refused = [] {
         const TraceRecorder trace;
-        if (geteuid() == 0 && (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
+        if (geteuid() == 0
+            && (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
             _exit(10);
         const rlimit none{0, 0};
         setrlimit(RLIMIT_NPROC, &none);
         TouchController* controller = CreateController();
         controller->model = MODEL_5460;
-        if (StartSession(controller) || controller->running != 1 || controller->readerThread != nullptr)
+        if (StartSession(controller) || controller->running != 1
+            || controller->readerThread != nullptr)
             _exit(11);
         const milliseconds taken = TimeOf([controller] { StopSession(controller); });
         if (taken.count() < 1990 || taken.count() > 2500)
@@ -307,7 +325,8 @@ TEST(Session, LeaksNothingOverAThousandStartsAndStops)
     for (int round = 0; round < 1000; ++round)
         runOnce(round);
     EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
-    EXPECT_TRUE(WaitUntil([threads] { return CountEntries("/proc/self/task") <= threads; })) << "a joined one can be listed for a moment";
+    EXPECT_TRUE(WaitUntil([threads] { return CountEntries("/proc/self/task") <= threads; }))
+        << "a joined one can be listed for a moment";
 }
 
 // Many at once: all are told first, and the last one's wait ends as soon as the first one's.
@@ -335,13 +354,14 @@ TEST(StopSession, EndsManySessionsWithinOneDeadline)
         EXPECT_TRUE(HasReaderEnded(line->controller.get()));
 }
 
-// A line that pauses anywhere, within a report or within what the reader drops to find one, leaves no whole report waiting for the next
-// byte: it is injected although nothing follows it.
+// A line that pauses anywhere, within a report or within what the reader drops to find one, leaves
+// no whole report waiting for the next byte: it is injected although nothing follows it.
 TEST(Session, LeavesNoWholeReportWaitingWhereverTheLinePauses)
 {
     RunningSession session;
     const emulator::Bytes whole = ReportOf(session.panel, true, 512, 512);
-    emulator::Bytes stream{0x70, 0x00, 0x01, 0x13, 0x13, 0x70, 0x13}; // half a report, strays, and a status byte alone
+    // half a report, strays, and a status byte alone
+    emulator::Bytes stream{0x70, 0x00, 0x01, 0x13, 0x13, 0x70, 0x13};
     stream.insert(stream.end(), whole.begin(), whole.end());
     struct Row {
         const emulator::Bytes* bytes;
@@ -359,7 +379,8 @@ TEST(Session, LeavesNoWholeReportWaitingWhereverTheLinePauses)
             const size_t before = session.recorder.WaitFor(0).size();
             session.Send(whole);
             session.Settle();
-            EXPECT_EQ(session.recorder.WaitFor(before + 1).size(), before + 1) << "cut at " << cut - row.bytes->begin();
+            EXPECT_EQ(session.recorder.WaitFor(before + 1).size(), before + 1)
+                << "cut at " << cut - row.bytes->begin();
         }
     }
 }

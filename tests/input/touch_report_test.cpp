@@ -21,7 +21,8 @@ std::vector<Point> ReadAll(const TestLine* line)
 {
     std::vector<Point> points;
     Packet report{};
-    // The stream has arrived whole before the first read, so the first failed read after its end finds the line silent.
+    // The stream has arrived whole before the first read, so the first failed read after its end
+    // finds the line silent.
     for (int failures = 0; failures < 2;) {
         if (ReadReport(line->controller.get(), &report))
             points.push_back(DecodeReport(line->controller.get(), report.data()));
@@ -45,22 +46,32 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
     const Bytes beyond{0x70, 0x00, 0x10, 0x00, 0x00, 0x7F};  // X = 4096
     const Bytes below{0x70, 0x00, 0x00, 0x00, 0x04, 0x8B};   // Y = 1024
     const Bytes seven{0xFF, 1, 2, 3, 4};                     // 130, 388
-    const Bytes rejected{0xFF, 0x80, 5, 6, 7};               // what is left of it must not show in a report that is cut off
+    // what is left of it must not show in a report that is cut off
+    const Bytes rejected{0xFF, 0x80, 5, 6, 7};
     for (const Stream& stream : {
              Stream{"two in a row", MODEL_5200, 10, good + good, {{512, 256}, {512, 256}}},
              Stream{"as of model 5460", MODEL_5460, 10, good, {{512, 256}}},
-             Stream{"a corrupt one between", MODEL_5200, 10, good + corrupt + good, {{512, 256}, {512, 256}}},
+             Stream{"a corrupt one between", MODEL_5200, 10, good + corrupt + good,
+                 {{512, 256}, {512, 256}}},
              Stream{"at the 10-bit limit", MODEL_5200, 10, outside + good, {{512, 256}}},
              Stream{"at the 10-bit limit downward", MODEL_5200, 10, below + good, {{512, 256}}},
-             Stream{"within 12 bits", MODEL_5200, 12, outside + beyond + below + good, {{1024, 0}, {0, 1024}, {512, 256}}},
-             Stream{"stray bytes in front", MODEL_5200, 10, Bytes{0x01, 0x02, 0x03} + good + good, {{512, 256}}},
-             // A stray byte that looks like a status byte takes the report behind it along; the data bytes there are no new start.
-             Stream{"a false start", MODEL_5200, 10, Bytes{0, 0, 0, 0, 0, 0, 0x31} + good + good + good, {{512, 256}, {512, 256}}},
-             Stream{"nothing made up of a cut one", MODEL_5200, 10, Bytes(good.begin(), good.end() - 1), {}},
+             Stream{"within 12 bits", MODEL_5200, 12, outside + beyond + below + good,
+                 {{1024, 0}, {0, 1024}, {512, 256}}},
+             Stream{"stray bytes in front", MODEL_5200, 10, Bytes{0x01, 0x02, 0x03} + good + good,
+                 {{512, 256}}},
+             // A stray byte that looks like a status byte takes the report behind it along; the
+             // data bytes there are no new start.
+             Stream{"a false start", MODEL_5200, 10,
+                 Bytes{0, 0, 0, 0, 0, 0, 0x31} + good + good + good, {{512, 256}, {512, 256}}},
+             Stream{"nothing made up of a cut one", MODEL_5200, 10,
+                 Bytes(good.begin(), good.end() - 1), {}},
              Stream{"a model without a rule", MODEL_4400, 10, good, {}},
-             Stream{"5 bytes with noise", MODEL_7700, 10, rejected + Bytes{0x12, 0x34} + seven, {{130, 388}}},
-             Stream{"5 bytes, a restart in the middle", MODEL_7700, 10, rejected + Bytes{0xFF, 0x01, 0xBF, 3, 4, 5, 6}, {{388, 646}}},
-             Stream{"5 bytes, cut off by silence", MODEL_7700, 10, rejected + Bytes{0xFF, 0x01}, {{128, 0}}},
+             Stream{"5 bytes with noise", MODEL_7700, 10, rejected + Bytes{0x12, 0x34} + seven,
+                 {{130, 388}}},
+             Stream{"5 bytes, a restart in the middle", MODEL_7700, 10,
+                 rejected + Bytes{0xFF, 0x01, 0xBF, 3, 4, 5, 6}, {{388, 646}}},
+             Stream{"5 bytes, cut off by silence", MODEL_7700, 10, rejected + Bytes{0xFF, 0x01},
+                 {{128, 0}}},
          }) {
         const TestLine line;
         line.Know(stream.model, stream.resolutionBits);
@@ -73,13 +84,16 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
 TEST(ReadReport, DropsThreeTimesThreeHundredBytesInOneCallAndNoneOnceItIsToStop)
 {
     using Row = std::tuple<size_t, uint8_t, bool>;
-    for (const auto& [strays, running, atOnce] : {Row{0, 1, true}, Row{0, 0, false}, Row{899, 1, true}, Row{900, 1, false}}) {
+    for (const auto& [strays, running, atOnce] :
+        {Row{0, 1, true}, Row{0, 0, false}, Row{899, 1, true}, Row{900, 1, false}}) {
         const TestLine line({}, MODEL_7700);
         line.controller->running = running;
-        SendBytes(line.emulator.get(), Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(strays, 0x11) + Bytes{0xFF, 1, 2, 3, 4});
+        SendBytes(line.emulator.get(),
+            Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(strays, 0x11) + Bytes{0xFF, 1, 2, 3, 4});
         Packet read{};
         EXPECT_EQ(ReadReport(line.controller.get(), &read), atOnce);
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), !atOnce) << "else the next call finds it at the start";
+        EXPECT_EQ(ReadReport(line.controller.get(), &read), !atOnce)
+            << "else the next call finds it at the start";
     }
 }
 

@@ -44,9 +44,11 @@ TEST(IdentifyController, FindsEachModelAtEachRateWithTheExactBytes)
                  ShortProbes("19200") + Texts{"19200:F2 00 00 00 00"}},
              Row{{MODEL_7700, 0, 9600}, "model 7700, 5 bytes, 9600 baud, 10 bits, firmware 1.2.3",
                  shortSteps + Texts{"9600:F2 00 00 00 00"}},
-             Row{{MODEL_5200, 0, 19200, 12, 1, 2, 0x0304}, "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 1.2.772",
+             Row{{MODEL_5200, 0, 19200, 12, 1, 2, 0x0304},
+                 "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 1.2.772",
                  shortSteps + LongProbes("19200") + LongQueries("19200")},
-             Row{{MODEL_5200, 0x1555, 9600}, "model 5200, 6 bytes, 9600 baud, 10 bits, firmware 1.2.3",
+             Row{{MODEL_5200, 0x1555, 9600},
+                 "model 5200, 6 bytes, 9600 baud, 10 bits, firmware 1.2.3",
                  shortSteps + LongProbes("19200") + LongProbes("9600") + LongQueries("9600")},
              Row{{MODEL_5460}, "model 5460, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3",
                  shortSteps + LongProbes("19200") + LongQueries("19200")},
@@ -63,20 +65,26 @@ TEST(IdentifyController, AsksASilentLineEightTimesAndNoMore)
     const TestLine line;
     AddAnswerFault(line.emulator.get(), {AnswerFaultKind::SILENCE});
     EXPECT_FALSE(IdentifyController(line.controller.get()));
-    EXPECT_EQ(IdentityText(line.controller.get()), "model 0, 0 bytes, 0 baud, 0 bits, firmware 0.0.0");
-    EXPECT_EQ(PacketTexts(line.emulator.get(), 8), ShortProbes("19200") + ShortProbes("9600") + LongProbes("19200") + LongProbes("9600"));
+    EXPECT_EQ(
+        IdentityText(line.controller.get()), "model 0, 0 bytes, 0 baud, 0 bits, firmware 0.0.0");
+    EXPECT_EQ(PacketTexts(line.emulator.get(), 8),
+        ShortProbes("19200") + ShortProbes("9600") + LongProbes("19200") + LongProbes("9600"));
     DCB dcb{};
     EXPECT_TRUE(GetCommState(line.controller->link.handle, &dcb));
     EXPECT_EQ(dcb.BaudRate, 9600U) << "the failed probe leaves the port at its last rate";
 }
 
-// Both queries are always asked, the last candidate's values stay, and only the first part of the version may be missing.
+// Both queries are always asked, the last candidate's values stay, and only the first part of the
+// version may be missing.
 TEST(IdentifyController, FailsWhenAQueryGoesUnanswered)
 {
     using Row = std::pair<int, const char*>;
-    for (const auto& [code, identity] : {Row{COMMAND_RESOLUTION, "model 5200, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3"},
-             Row{COMMAND_FIRMWARE_VERSION, "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 1.0.0"},
-             Row{COMMAND_FIRMWARE_IDENTITY, "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 0.2.3"}}) {
+    for (const auto& [code, identity] :
+        {Row{COMMAND_RESOLUTION, "model 5200, 6 bytes, 19200 baud, 10 bits, firmware 1.2.3"},
+            Row{COMMAND_FIRMWARE_VERSION,
+                "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 1.0.0"},
+            Row{COMMAND_FIRMWARE_IDENTITY,
+                "model 5200, 6 bytes, 19200 baud, 12 bits, firmware 0.2.3"}}) {
         const TestLine line({MODEL_5200, 0, 19200, 12});
         AddAnswerFault(line.emulator.get(), {AnswerFaultKind::SILENCE, -1, code});
         EXPECT_EQ(IdentifyController(line.controller.get()), code == COMMAND_FIRMWARE_IDENTITY);
@@ -89,10 +97,14 @@ TEST(Transact, SendsAgainAfterARejectedAnswerButNotAfterSilence)
 {
     using Row = std::tuple<uint32_t, AnswerFault, size_t, bool>;
     for (const auto& [model, fault, sends, succeeds] :
-        {Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 2}, 3, true}, Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 3}, 3, false},
-            Row{MODEL_5200, {AnswerFaultKind::WRONG_ECHO, 1}, 2, true}, Row{MODEL_5200, {AnswerFaultKind::NOISE, 1}, 2, true},
-            Row{MODEL_5200, {AnswerFaultKind::NOISE, 3}, 3, false}, Row{MODEL_5200, {AnswerFaultKind::SILENCE, 1}, 1, false},
-            Row{MODEL_7700, {AnswerFaultKind::CORRUPTION, 2}, 3, true}, Row{MODEL_7700, {AnswerFaultKind::WRONG_ECHO, 3}, 3, false}}) {
+        {Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 2}, 3, true},
+            Row{MODEL_5200, {AnswerFaultKind::CORRUPTION, 3}, 3, false},
+            Row{MODEL_5200, {AnswerFaultKind::WRONG_ECHO, 1}, 2, true},
+            Row{MODEL_5200, {AnswerFaultKind::NOISE, 1}, 2, true},
+            Row{MODEL_5200, {AnswerFaultKind::NOISE, 3}, 3, false},
+            Row{MODEL_5200, {AnswerFaultKind::SILENCE, 1}, 1, false},
+            Row{MODEL_7700, {AnswerFaultKind::CORRUPTION, 2}, 3, true},
+            Row{MODEL_7700, {AnswerFaultKind::WRONG_ECHO, 3}, 3, false}}) {
         const TestLine line({model}, model);
         AddAnswerFault(line.emulator.get(), fault);
         Packet command{COMMAND_PRESENCE};
@@ -101,8 +113,10 @@ TEST(Transact, SendsAgainAfterARejectedAnswerButNotAfterSilence)
         Packet answer{};
         EXPECT_EQ(Transact(line.controller.get(), &command, &answer), succeeds);
         EXPECT_EQ(PacketTexts(line.emulator.get(), sends).size(), sends);
-        EXPECT_EQ(answer[0] == COMMAND_PRESENCE, succeeds || fault.kind == AnswerFaultKind::CORRUPTION);
-        EXPECT_FALSE(LinkRead(&line.controller->link, answer.data(), 1)) << "the last rejected answer is drained too";
+        EXPECT_EQ(
+            answer[0] == COMMAND_PRESENCE, succeeds || fault.kind == AnswerFaultKind::CORRUPTION);
+        EXPECT_FALSE(LinkRead(&line.controller->link, answer.data(), 1))
+            << "the last rejected answer is drained too";
     }
 }
 
@@ -136,7 +150,8 @@ TEST(ProbeBaud, SendsAKnownModelsOwnProbes)
     EXPECT_TRUE(ProbeBaud(line.controller.get()));
     EXPECT_TRUE(QueryFirmwareVersion(line.controller.get()));
     EXPECT_EQ(PacketTexts(line.emulator.get(), 4),
-        (Texts{"19200:F0 00 00 00 00 00", "19200:F1 00 00 00 00 00", "19200:EE 00 00 00 00 11", "19200:ED 00 00 00 00 12"}));
+        (Texts{"19200:F0 00 00 00 00 00", "19200:F1 00 00 00 00 00", "19200:EE 00 00 00 00 11",
+            "19200:ED 00 00 00 00 12"}));
 }
 
 TEST(QueryFirmwareVersion, LeavesNoOldPartWhereNothingIsAnswered)
@@ -159,7 +174,8 @@ TEST(QueryResolution, RefusesAnswersOtherThanTenAndTwelve)
     EXPECT_EQ(line.controller->resolutionBits, 10U);
 }
 
-// Two failures at each of two addresses, one behind the other: what counts is three in a row at one.
+// Two failures at each of two addresses, one behind the other: what counts is three in a row at
+// one.
 TEST(ReadBoardCalibration, ReadsEveryByteAndSurvivesTwoFailures)
 {
     for (const uint32_t model : {MODEL_5200, MODEL_7700}) {
@@ -169,7 +185,9 @@ TEST(ReadBoardCalibration, ReadsEveryByteAndSurvivesTwoFailures)
         const TestLine line(options, model);
         for (const int place : {5, 6})
             AddAnswerFault(line.emulator.get(),
-                {AnswerFaultKind::SILENCE, 2, seven ? COMMAND_READ_MEMORY_7700 + place : COMMAND_READ_MEMORY, seven ? -1 : 2 * place});
+                {AnswerFaultKind::SILENCE, 2,
+                    seven ? COMMAND_READ_MEMORY_7700 + place : COMMAND_READ_MEMORY,
+                    seven ? -1 : 2 * place});
         EXPECT_TRUE(ReadBoardCalibration(line.controller.get()));
         const size_t packets = seven ? 28 + 4 : 56 + 4;
         const Texts texts = PacketTexts(line.emulator.get(), packets);
@@ -193,7 +211,8 @@ TEST(ReadBoardCalibration, LeavesTheCalibrationAloneAfterThreeFailures)
     EXPECT_EQ(line.controller->calib.orientation, 77U);
     line.Know(MODEL_5460);
     EXPECT_FALSE(ReadBoardCalibration(line.controller.get()));
-    EXPECT_EQ(PacketTexts(line.emulator.get(), 13).size(), 13U) << "the other model is asked nothing";
+    EXPECT_EQ(PacketTexts(line.emulator.get(), 13).size(), 13U)
+        << "the other model is asked nothing";
 }
 
 } // namespace

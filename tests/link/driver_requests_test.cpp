@@ -11,8 +11,9 @@ namespace {
 using drivers::AddTouchDevice;
 
 // The codes as the driver knows them.
-const std::vector<std::pair<DWORD, uint32_t>> ALL_ANSWERS{{0x223C00, 0x1234}, {0x223C04, 0x56}, {0x223C80, 0xABCDEF}, {0x223D24, 0x8200},
-    {0x223CA8, 0x0103}, {0x223CAC, 0x00070512}, {0x223CB4, 4800}};
+const std::vector<std::pair<DWORD, uint32_t>> ALL_ANSWERS{{0x223C00, 0x1234}, {0x223C04, 0x56},
+    {0x223C80, 0xABCDEF}, {0x223D24, 0x8200}, {0x223CA8, 0x0103}, {0x223CAC, 0x00070512},
+    {0x223CB4, 4800}};
 
 ControllerPointer KnownController()
 {
@@ -28,16 +29,25 @@ ControllerPointer KnownController()
 TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
 {
     using Row = std::tuple<DWORD, std::vector<int>, const char*>;
-    for (const auto& [failing, info, identity] : {
-             Row{0, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"}, // no controller's rate, but kept
-             Row{0x223C00, {0, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-             Row{0x223C04, {0x34, 0, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-             Row{0x223C80, {0x34, 0x56, 0}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-             Row{0x223D24, {0x34, 0x56, 0xCDEF}, "model 7700, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-             Row{0x223CA8, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
-             Row{0x223CAC, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
-             Row{0x223CB4, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 1 baud, 0 bits, firmware 3.7.18"},
-         }) {
+    for (const auto& [failing, info, identity] :
+        {
+            // no controller's rate, but kept
+            Row{0, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+            Row{0x223C00, {0, 0x56, 0xCDEF},
+                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+            Row{0x223C04, {0x34, 0, 0xCDEF},
+                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+            Row{0x223C80, {0x34, 0x56, 0},
+                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+            Row{0x223D24, {0x34, 0x56, 0xCDEF},
+                "model 7700, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+            Row{0x223CA8, {0x34, 0x56, 0xCDEF},
+                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
+            Row{0x223CAC, {0x34, 0x56, 0xCDEF},
+                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
+            Row{0x223CB4, {0x34, 0x56, 0xCDEF},
+                "model 8200, 0 bytes, 1 baud, 0 bits, firmware 3.7.18"},
+        }) {
         const TestMachine machine;
         const auto device = AddTouchDevice(u"USB\\KVX8200\\1", {});
         for (const auto& answer : ALL_ANSWERS) {
@@ -46,12 +56,16 @@ TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
         }
         const auto controller = KnownController();
         EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"usb\\kvx8200\\1"));
-        EXPECT_THAT(info, ElementsAre(controller->usbInfoA, controller->usbInfoB, controller->usbInfoC)) << std::hex << failing;
+        EXPECT_THAT(
+            info, ElementsAre(controller->usbInfoA, controller->usbInfoB, controller->usbInfoC))
+            << std::hex << failing;
         EXPECT_EQ(IdentityText(controller.get()), identity) << std::hex << failing;
         EXPECT_EQ(controller->link.kind, LINK_NONE);
-        EXPECT_THAT(device->requests, ElementsAre(0x223C00, 0x223C04, 0x223C80, 0x223D24, 0x223CA8, 0x223CAC, 0x223CB4));
+        EXPECT_THAT(device->requests,
+            ElementsAre(0x223C00, 0x223C04, 0x223C80, 0x223D24, 0x223CA8, 0x223CAC, 0x223CB4));
     }
-    EXPECT_EQ(TOUCH_INTERFACE_CLASS, (GUID{0x7B3F12C4, 0x5A0E, 0x4D19, {0x9C, 0x62, 0x0E, 0x84, 0xB1, 0xD7, 0xA3, 0x5F}}));
+    EXPECT_EQ(TOUCH_INTERFACE_CLASS,
+        (GUID{0x7B3F12C4, 0x5A0E, 0x4D19, {0x9C, 0x62, 0x0E, 0x84, 0xB1, 0xD7, 0xA3, 0x5F}}));
 }
 
 TEST(QueryDriverIdentity, LeavesTheRecordAloneWhereNothingCanBeAsked)
@@ -66,7 +80,8 @@ TEST(QueryDriverIdentity, LeavesTheRecordAloneWhereNothingCanBeAsked)
     const auto closed = AddTouchDevice(u"USB\\KVX8200\\3", {});
     closed->openable = false;
     EXPECT_TRUE(QueryDriverIdentity(controller.get(), u"USB\\KVX8200\\3")) << "its path was read";
-    EXPECT_EQ(IdentityText(controller.get()), "model 7700, 0 bytes, 1 baud, 0 bits, firmware 99.99.99");
+    EXPECT_EQ(
+        IdentityText(controller.get()), "model 7700, 0 bytes, 1 baud, 0 bits, firmware 99.99.99");
     EXPECT_THAT(closed->requests, IsEmpty());
 }
 
@@ -87,7 +102,8 @@ TEST(OpenTouchDevice, MatchesTheFirstHardwareIdAloneAndSetsTheMode)
     EXPECT_FALSE(ReadDriverModel(device, nullptr));
     EXPECT_FALSE(ReadDriverFirmware(INVALID_HANDLE_VALUE, &value));
     EXPECT_FALSE(ReadDriverBaud(INVALID_HANDLE_VALUE, &value));
-    EXPECT_THAT(second->requests, ElementsAre(0x223D20, 0x223D20, 0x223D20)) << "none of the last ones was sent";
+    EXPECT_THAT(second->requests, ElementsAre(0x223D20, 0x223D20, 0x223D20))
+        << "none of the last ones was sent";
     EXPECT_THAT(second->reportModes, ElementsAre(0U, 1U, 2U));
     EXPECT_THAT(first->requests, IsEmpty());
     EXPECT_EQ(value, 7U);

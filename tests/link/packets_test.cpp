@@ -24,8 +24,9 @@ TEST(PacketIsValid, KnowsEachFamilysRule)
         uint8_t packet[5];
         bool valid;
     };
-    for (const Row& row : {Row{{0xFF, 1, 2, 3, 4}, true}, Row{{0xF2, 0xD9, 1, 2, 0x30}, true}, Row{{0xF2, 0xD8, 1, 2, 0x30}, false},
-             Row{{0xF1, 0xD9, 1, 2, 3}, false}, Row{{0xFF, 0x80, 2, 3, 4}, false}, Row{{0xFF, 1, 0x80, 3, 4}, false},
+    for (const Row& row : {Row{{0xFF, 1, 2, 3, 4}, true}, Row{{0xF2, 0xD9, 1, 2, 0x30}, true},
+             Row{{0xF2, 0xD8, 1, 2, 0x30}, false}, Row{{0xF1, 0xD9, 1, 2, 3}, false},
+             Row{{0xFF, 0x80, 2, 3, 4}, false}, Row{{0xFF, 1, 0x80, 3, 4}, false},
              Row{{0xFF, 1, 2, 0x80, 4}, false}, Row{{0xFF, 1, 2, 3, 0x80}, false}})
         EXPECT_EQ(PacketIsValid(MODEL_7700, row.packet), row.valid);
 }
@@ -36,8 +37,10 @@ TEST(DecodeCoord, HasEachModelsByteOrder)
     const uint8_t field[]{0x12, 0x34};
     using Row = std::tuple<uint32_t, uint32_t, uint32_t>;
     for (const auto& [model, answers, reports] :
-        {Row{MODEL_2400, 0x3412, 0x3412}, Row{MODEL_4400, 0x1234, 0x3412}, Row{MODEL_5200, 0x1234, 0x3412}, Row{MODEL_5203, 0x1234, 0x3412},
-            Row{MODEL_5460, 0x1234, 0x3412}, Row{MODEL_7700, 0x12 * 128 + 0x34, 0x12 * 128 + 0x34}, Row{MODEL_8200, 0, 0}, Row{0, 0, 0}}) {
+        {Row{MODEL_2400, 0x3412, 0x3412}, Row{MODEL_4400, 0x1234, 0x3412},
+            Row{MODEL_5200, 0x1234, 0x3412}, Row{MODEL_5203, 0x1234, 0x3412},
+            Row{MODEL_5460, 0x1234, 0x3412}, Row{MODEL_7700, 0x12 * 128 + 0x34, 0x12 * 128 + 0x34},
+            Row{MODEL_8200, 0, 0}, Row{0, 0, 0}}) {
         controller->model = model;
         EXPECT_EQ(DecodeCoord(controller.get(), field, true), answers);
         EXPECT_EQ(DecodeCoord(controller.get(), field, false), reports);
@@ -48,12 +51,14 @@ TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
 {
     const auto controller = ControllerPointer(CreateController());
     using Row = std::tuple<uint32_t, uint8_t, uint8_t>;
-    for (const auto& [model, status, contact] : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0}, Row{MODEL_5200, 0x55, 0xFF},
-             Row{MODEL_5200, 0x40, 0xFF}, Row{MODEL_5460, 0x70, 1}, Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0},
-             Row{MODEL_2400, 0x30, 0xFF}, Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0},
+    for (const auto& [model, status, contact] : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0},
+             Row{MODEL_5200, 0x55, 0xFF}, Row{MODEL_5200, 0x40, 0xFF}, Row{MODEL_5460, 0x70, 1},
+             Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0}, Row{MODEL_2400, 0x30, 0xFF},
+             Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0},
              Row{MODEL_7700, 0xFE, 0xFF}, Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
         controller->model = model;
-        EXPECT_EQ(ClassifyStatus(controller.get(), status), contact) << std::hex << model << " " << int{status};
+        EXPECT_EQ(ClassifyStatus(controller.get(), status), contact)
+            << std::hex << model << " " << int{status};
     }
 }
 

@@ -26,7 +26,10 @@ struct ForeignTimeouts {
     HANDLE port;
     COMMTIMEOUTS before;
 
-    ForeignTimeouts(HANDLE handle, COMMTIMEOUTS timeouts) : port(handle), before(timeouts) { SetCommTimeouts(port, &timeouts); }
+    ForeignTimeouts(HANDLE handle, COMMTIMEOUTS timeouts) : port(handle), before(timeouts)
+    {
+        SetCommTimeouts(port, &timeouts);
+    }
     ~ForeignTimeouts()
     {
         COMMTIMEOUTS after{};
@@ -94,7 +97,8 @@ TEST(PortLink, TransfersNothingWithoutAPort)
     EXPECT_TRUE(LinkWrite(&line.controller->link, nullptr, 0));
 }
 
-// Two empty waits before each of the bytes that come: the sixth of the whole call ends it, though no more than two came in a row.
+// Two empty waits before each of the bytes that come: the sixth of the whole call ends it, though
+// no more than two came in a row.
 TEST(SerialRead, GivesUpWithinSixEmptyWaitsWhereverTheyFall)
 {
     const TestLine line;
@@ -107,23 +111,29 @@ TEST(SerialRead, GivesUpWithinSixEmptyWaitsWhereverTheyFall)
         }
     });
     std::array<uint8_t, 6> buffer{};
-    const milliseconds taken = TimeOf([&] { EXPECT_FALSE(LinkRead(&line.controller->link, buffer.data(), 6)); });
+    const milliseconds taken
+        = TimeOf([&] { EXPECT_FALSE(LinkRead(&line.controller->link, buffer.data(), 6)); });
     sender.join();
-    EXPECT_THAT(taken.count(), AllOf(Ge(60), Lt(100))); // six waits after the last byte would take 110
+    // six waits after the last byte would take 110
+    EXPECT_THAT(taken.count(), AllOf(Ge(60), Lt(100)));
     EXPECT_EQ(buffer, (std::array<uint8_t, 6>{1, 2})) << "what came is kept";
     EXPECT_FALSE(line.controller->link.readFailed) << "silence is no failure of the port";
 }
 
 TEST(SerialRead, WaitsTenMillisecondsForAByteWithinWhateverTimeOutsThePortHad)
 {
-    for (const COMMTIMEOUTS& before :
-        {COMMTIMEOUTS{MAXDWORD, 0, 0, 7, 9}, COMMTIMEOUTS{0, 3000, 0, 0, 0}, COMMTIMEOUTS{0, 0, 3000, 0, 0}}) {
+    for (const COMMTIMEOUTS& before : {COMMTIMEOUTS{MAXDWORD, 0, 0, 7, 9},
+             COMMTIMEOUTS{0, 3000, 0, 0, 0}, COMMTIMEOUTS{0, 0, 3000, 0, 0}}) {
         const TestLine line;
         line.controller->link.byteTimeoutMs = BYTE_TIMEOUT_MS;
         const ForeignTimeouts timeouts(line.controller->link.handle, before);
         uint8_t byte = 0;
-        EXPECT_THAT(TimeOf([&] { EXPECT_FALSE(LinkRead(&line.controller->link, &byte, 1)); }).count(), AllOf(Ge(10), Lt(1000)));
-        EXPECT_THAT(TimeOf([&] { EXPECT_TRUE(SerialDrain(&line.controller->link)); }).count(), AllOf(Ge(10), Lt(1000))) << "a quiet port";
+        EXPECT_THAT(
+            TimeOf([&] { EXPECT_FALSE(LinkRead(&line.controller->link, &byte, 1)); }).count(),
+            AllOf(Ge(10), Lt(1000)));
+        EXPECT_THAT(TimeOf([&] { EXPECT_TRUE(SerialDrain(&line.controller->link)); }).count(),
+            AllOf(Ge(10), Lt(1000)))
+            << "a quiet port";
     }
 }
 
@@ -132,7 +142,8 @@ TEST(SerialDrain, StopsAfterFiveRoundsOnALineThatNeverFallsSilent)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
-    PortLink link{LINK_SERIAL, static_cast<platform::HandleObject*>(platform::AdoptSerialDescriptor(ends[0])), 1, 10, 0};
+    PortLink link{LINK_SERIAL,
+        static_cast<platform::HandleObject*>(platform::AdoptSerialDescriptor(ends[0])), 1, 10, 0};
     for (uint8_t round = 1; round <= 8; ++round)
         ASSERT_EQ(send(ends[1], std::vector<uint8_t>(64, round).data(), 64, 0), 64);
     EXPECT_TRUE(SerialDrain(&link));

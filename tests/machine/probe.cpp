@@ -1,6 +1,7 @@
 // What the cases on the machine ask of the library itself.
-//   korvex_machine_probe save STATE                 saves calibrations and bindings without an end, the settings in the current folder
-//   korvex_machine_probe round-trips PORT COUNT     prints the first decile and the median of a command's round trip, in microseconds
+//   korvex_machine_probe save STATE                 saves calibrations and bindings without an end,
+//   the settings in the current folder korvex_machine_probe round-trips PORT COUNT     prints the
+//   first decile and the median of a command's round trip, in microseconds
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -48,8 +49,8 @@ int MeasureRoundTrips(const char* path, size_t count)
 {
     using Clock = std::chrono::steady_clock;
     TouchController* controller = CreateController();
-    const HANDLE port
-        = CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE port = CreateFileW(platform::FromNativePath(path).c_str(),
+        GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (!LinkInit(&controller->link, port, LINK_SERIAL, 0) || !IdentifyController(controller)) {
         fprintf(stderr, "no controller answers on %s\n", path);
         return 1;
@@ -64,12 +65,14 @@ int MeasureRoundTrips(const char* path, size_t count)
         if (!Transact(controller, &command, &answer)) {
             SerialDrain(&controller->link);
             if (++failures == count) {
-                fprintf(stderr, "%zu of %zu commands were not answered\n", failures, failures + times.size());
+                fprintf(stderr, "%zu of %zu commands were not answered\n", failures,
+                    failures + times.size());
                 return 1;
             }
             continue;
         }
-        times.push_back(std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count());
+        times.push_back(
+            std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count());
     }
     std::sort(times.begin(), times.end());
     printf("%ld %ld\n", static_cast<long>(times[count / 10]), static_cast<long>(times[count / 2]));

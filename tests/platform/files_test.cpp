@@ -22,7 +22,8 @@ TEST(CreateFileW, TakesEitherSeparatorAndSharesAsAsked)
     WriteTextFile("sub/a.ini", "x");
     HANDLE writer = Open(TEXT("sub\\a.ini"), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ);
     ASSERT_NE(writer, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(Open(TEXT("sub/a.ini"), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(Open(TEXT("sub/a.ini"), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ),
+        INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
     CloseHandle(writer);
     const OwnedHandle reader(Open(TEXT("sub/a.ini"), GENERIC_READ, FILE_SHARE_READ));

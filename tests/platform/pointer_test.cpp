@@ -34,8 +34,9 @@ void ExpectPointerFollows()
         DWORD flags;
         int x, y;
     };
-    for (const Row& row : {Row{32768, 32768, PRESS, 512, 384}, Row{65535, 65535, MOVE, 1023, 767}, Row{0, 0, RELEASE, 1023, 767},
-             Row{-6543, 70000, MOVE, 0, 767}, Row{63, 85, MOVE, 0, 0}, Row{64, 86, MOVE, 1, 1}}) {
+    for (const Row& row : {Row{32768, 32768, PRESS, 512, 384}, Row{65535, 65535, MOVE, 1023, 767},
+             Row{0, 0, RELEASE, 1023, 767}, Row{-6543, 70000, MOVE, 0, 767},
+             Row{63, 85, MOVE, 0, 0}, Row{64, 86, MOVE, 1, 1}}) {
         EXPECT_TRUE(Send(row.dx, row.dy, row.flags));
         POINT point{-1, -1};
         EXPECT_TRUE(GetCursorPos(&point));

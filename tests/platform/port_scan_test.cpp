@@ -8,7 +8,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A tty as the kernel shows it: its entry in /sys/class/tty, with a device behind it or without, and its node in /dev.
+// A tty as the kernel shows it: its entry in /sys/class/tty, with a device behind it or without,
+// and its node in /dev.
 void AddTty(const std::string& name, bool withDevice, const char* type = nullptr)
 {
     fs::create_directories("sys/class/tty/" + name + (withDevice ? "/device" : ""));
@@ -34,14 +35,16 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
     fs::create_directories("dev/serial/by-path");
     fs::create_symlink("../../ttyUSB1", "dev/serial/by-path/pci-usb-0:2");
     fs::create_directories("proc");
-    WriteTextFile("proc/consoles", "tty0                 -WU (EC p  )    4:7\nttyS0                -W- (EC p a)    4:64\n");
+    WriteTextFile("proc/consoles",
+        "tty0                 -WU (EC p  )    4:7\nttyS0                -W- (EC p a)    4:64\n");
 
     Texts found;
     for (const ScannedPort& port : ScanSerialPorts("sys", "dev", "proc"))
         found.push_back(port.name + " " + port.path + " " + port.stablePath);
     EXPECT_EQ(found,
-        (Texts{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10", "COM33 dev/ttyUSB0 dev/ttyUSB0",
-            "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2", "COM35 dev/ttyACM0 dev/ttyACM0", "COM36 dev/ttyAMA0 dev/ttyAMA0",
+        (Texts{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10",
+            "COM33 dev/ttyUSB0 dev/ttyUSB0", "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2",
+            "COM35 dev/ttyACM0 dev/ttyACM0", "COM36 dev/ttyAMA0 dev/ttyAMA0",
             "COM37 dev/ttymxc1 dev/ttymxc1"}));
     EXPECT_TRUE(ScanSerialPorts("nowhere", "dev", "proc").empty());
 
@@ -60,8 +63,9 @@ TEST(GivenPanelName, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
     for (const char* name : {"right", "left"})
         fs::create_symlink("../ttyUSB0", std::string("dev/korvex/") + name);
     fs::create_symlink("dev/ttyUSB0", "panel");
-    for (const auto& [path, name] : {std::pair{"dev/ttyUSB0", "left"}, {"panel", "left"}, {"dev/korvex/right", "right"},
-             {"dev/ttyUSB1", ""}, {"dev/korvex/unplugged", "unplugged"}, {"dev/missing", ""}})
+    for (const auto& [path, name] :
+        {std::pair{"dev/ttyUSB0", "left"}, {"panel", "left"}, {"dev/korvex/right", "right"},
+            {"dev/ttyUSB1", ""}, {"dev/korvex/unplugged", "unplugged"}, {"dev/missing", ""}})
         EXPECT_EQ(GivenPanelNameOf(path, "dev"), name) << path;
 }
 

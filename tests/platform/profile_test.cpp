@@ -22,13 +22,15 @@ namespace {
 std::string Value(const char16_t* section, const char16_t* key)
 {
     std::array<WCHAR, 64> value{};
-    const DWORD length = GetPrivateProfileStringW(section, key, TEXT("(none)"), value.data(), value.size(), TEXT("a.ini"));
+    const DWORD length = GetPrivateProfileStringW(
+        section, key, TEXT("(none)"), value.data(), value.size(), TEXT("a.ini"));
     EXPECT_EQ(length, std::u16string(value.data()).size());
     return platform::ToUtf8(value.data());
 }
 
 // Writes and flushes one value.
-bool Write(const char16_t* section, const char16_t* key, const char16_t* value, const char16_t* path = u"a.ini")
+bool Write(const char16_t* section, const char16_t* key, const char16_t* value,
+    const char16_t* path = u"a.ini")
 {
     if (WritePrivateProfileStringW(section, key, value, path) == FALSE)
         return false;
@@ -62,7 +64,9 @@ TEST(GetPrivateProfileStringW, FollowsThePlatformsRules)
     EXPECT_EQ(Value(u"S", u"g"), "(none)") << "another section's";
     EXPECT_EQ(Value(u"S", u"h"), "(none)") << "only the first section of a name counts";
     std::array<WCHAR, 4> small{};
-    EXPECT_EQ(GetPrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT(""), small.data(), 4, TEXT("a.ini")), 3U);
+    EXPECT_EQ(
+        GetPrivateProfileStringW(TEXT("S"), TEXT("a"), TEXT(""), small.data(), 4, TEXT("a.ini")),
+        3U);
     EXPECT_EQ(std::u16string(small.data()), u"  q");
 }
 
@@ -73,7 +77,8 @@ TEST(GetPrivateProfileStringW, ReadsEveryEncoding)
     std::string bigEndian = Utf16(text);
     for (size_t i = 0; i < bigEndian.size(); i += 2)
         std::swap(bigEndian[i], bigEndian[i + 1]);
-    for (const std::string& content : {Utf16(text), bigEndian, platform::ToUtf8(text), "\xEF\xBB\xBF" + platform::ToUtf8(text)}) {
+    for (const std::string& content :
+        {Utf16(text), bigEndian, platform::ToUtf8(text), "\xEF\xBB\xBF" + platform::ToUtf8(text)}) {
         WriteTextFile("a.ini", content);
         EXPECT_EQ(Value(u"GRÖSSE", u"wert"), "(none)");
         EXPECT_EQ(Value(u"GRÖßE", u"wert"), "7 €");
@@ -146,7 +151,8 @@ TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1);
 }
 
-// Links that lead to what is no file, or that someone else has put there, could destroy what is not the runtime's.
+// Links that lead to what is no file, or that someone else has put there, could destroy what is not
+// the runtime's.
 TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
 {
     const TemporaryFolder folder;
@@ -163,7 +169,8 @@ TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_EQ(ReadTextFile("victim.ini"), "[S]\na=0\n");
     WriteTextFile("c.ini", std::string(platform::MAX_FILE_BYTES + 1, ';'));
-    EXPECT_FALSE(Write(u"S", u"a", u"1", u"c.ini")) << "what is too large to be read is not replaced";
+    EXPECT_FALSE(Write(u"S", u"a", u"1", u"c.ini"))
+        << "what is too large to be read is not replaced";
     EXPECT_EQ(std::filesystem::file_size("c.ini"), platform::MAX_FILE_BYTES + 1);
 }
 
@@ -177,7 +184,8 @@ TEST(WritePrivateProfileStringW, ReachesTheDiskWithAllThatWasWrittenOrNotAtAll)
     EXPECT_EQ(Value(u"S", u"a"), "1") << "seen by the thread that wrote it";
     EXPECT_TRUE(Write(u"S", u"b", u"2"));
     EXPECT_EQ(ReadTextFile("a.ini"), "[S]\na=1\nb=2\n");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2) << "the file and somebody's own";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2)
+        << "the file and somebody's own";
 }
 
 // Saves one calibration after the other until it is killed.
@@ -199,8 +207,8 @@ int32_t OneValue(const CalibrationData* calib)
 {
     const Point first = calib->advPoints[0];
     const bool whole = calib->pointCount == 9 && first.x == calib->stdMaxX
-        && std::all_of(
-            calib->advPoints.begin(), calib->advPoints.begin() + 9, [first](Point point) { return point == Point{first.x, first.x}; });
+        && std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + 9,
+            [first](Point point) { return point == Point{first.x, first.x}; });
     return whole ? first.x : -1;
 }
 
@@ -232,7 +240,8 @@ TEST(SaveCalibrationFile, LeavesTheOldOrTheNewCalibrationWhenItIsKilled)
     EXPECT_GT(seen[0], KILLS / 10);
     EXPECT_GT(seen[1], KILLS / 10);
     EXPECT_TRUE(Write(u"Calibration", u"Mode", u"0", u"Korvex.ini"));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1) << "nothing of the killed ones is left";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1)
+        << "nothing of the killed ones is left";
 }
 
 TEST(WritePrivateProfileStringW, LosesNoValueOfAnotherProcess)
@@ -255,7 +264,8 @@ TEST(WritePrivateProfileStringW, LosesNoValueOfAnotherProcess)
         EXPECT_EQ(waitpid(writer, nullptr, 0), writer);
     for (const char16_t* section : {u"first", u"second"})
         for (int i = 0; i < EACH; ++i)
-            EXPECT_EQ(Value(section, platform::FromUtf8("key" + std::to_string(i)).c_str()), "1") << i;
+            EXPECT_EQ(Value(section, platform::FromUtf8("key" + std::to_string(i)).c_str()), "1")
+                << i;
 }
 
 } // namespace

@@ -34,9 +34,11 @@ TEST(SerialPort, SaysThatItMayNotBeOpened)
     const auto openAsNobody = [] {
         const emulator::EmulatorPointer emulator = emulator::StartEmulator({});
         chmod(TerminalPath(emulator.get()).c_str(), 0);
-        if (geteuid() == 0 && (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
+        if (geteuid() == 0
+            && (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
             _exit(10);
-        const bool denied = OpenPort(TerminalPath(emulator.get())) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_ACCESS_DENIED;
+        const bool denied = OpenPort(TerminalPath(emulator.get())) == INVALID_HANDLE_VALUE
+            && GetLastError() == ERROR_ACCESS_DENIED;
         _exit(denied ? 0 : 1);
     };
     EXPECT_EXIT(openAsNobody(), ExitedWithCode(0), "");
@@ -70,12 +72,13 @@ TEST(SerialPort, SetsTheTerminalUpAndPutsItsSettingsBack)
     const termios during = settings();
     EXPECT_EQ(cfgetospeed(&during), static_cast<speed_t>(B9600));
     EXPECT_EQ(during.c_lflag & (ICANON | ECHO), 0U) << "bytes pass as they are";
-    // A pseudo-terminal keeps 8 bits without parity whatever it is told; what was asked for shows in the DCB.
+    // A pseudo-terminal keeps 8 bits without parity whatever it is told; what was asked for shows
+    // in the DCB.
     DCB read{};
     EXPECT_TRUE(GetCommState(port, &read));
     EXPECT_EQ(memcmp(&dcb, &read, sizeof(dcb)), 0);
-    for (const auto& spoil :
-        {+[](DCB* bad) { bad->BaudRate = 12345; }, +[](DCB* bad) { bad->ByteSize = 9; }, +[](DCB* bad) { bad->Parity = 7; }}) {
+    for (const auto& spoil : {+[](DCB* bad) { bad->BaudRate = 12345; },
+             +[](DCB* bad) { bad->ByteSize = 9; }, +[](DCB* bad) { bad->Parity = 7; }}) {
         DCB bad = dcb;
         spoil(&bad);
         EXPECT_FALSE(SetCommState(port, &bad));
@@ -92,10 +95,12 @@ TEST(UartTrigger, IsLoweredWhereThereIsOneAndPutBack)
 {
     const TemporaryFolder folder;
     const OpenLine line;
-    const int terminal = open(TerminalPath(line.emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const int terminal
+        = open(TerminalPath(line.emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     struct stat status{};
     fstat(terminal, &status);
-    const std::string device = "dev/char/" + std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
+    const std::string device = "dev/char/" + std::to_string(major(status.st_rdev)) + ":"
+        + std::to_string(minor(status.st_rdev));
     std::filesystem::create_directories(device);
     const platform::UartTrigger none = platform::LowerUartTrigger(terminal, ".");
     platform::RestoreUartTrigger(&none);
@@ -110,7 +115,8 @@ TEST(UartTrigger, IsLoweredWhereThereIsOneAndPutBack)
     close(terminal);
 }
 
-// Through the link that an adapter is known by. A bare pseudo-terminal's number may be another program's by then.
+// Through the link that an adapter is known by. A bare pseudo-terminal's number may be another
+// program's by then.
 TEST(SerialPort, TakesAPortThatHasComeBackWithItsSettings)
 {
     const TemporaryFolder folder;
@@ -123,7 +129,8 @@ TEST(SerialPort, TakesAPortThatHasComeBackWithItsSettings)
     settings.BaudRate = 19200;
     settings.StopBits = TWOSTOPBITS;
     COMMTIMEOUTS timeouts{0, 0, 20, 0, 0};
-    EXPECT_TRUE(SetCommState(linked, &settings) && SetCommTimeouts(linked, &timeouts) && SetCommMask(linked, EV_RXCHAR));
+    EXPECT_TRUE(SetCommState(linked, &settings) && SetCommTimeouts(linked, &timeouts)
+        && SetCommMask(linked, EV_RXCHAR));
     emulator.reset();
 
     std::array<BYTE, 1> byte{};
@@ -161,19 +168,23 @@ TEST(ReadFile, EndsByItsTimeoutsWithinTheirTime)
         DWORD asked, got;
         int least, most; // milliseconds
     };
-    for (const Row& row :
-        {Row{{0, 0, 20, 0, 0}, 6, 3, 20, 40}, Row{{0, 5, 10, 0, 0}, 6, 3, 40, 60}, Row{{0, 0, 20, 0, 0}, 3, 3, 0, 10},
-            Row{{0, 0, 20, 0, 0}, 2, 2, 0, 10}, Row{{MAXDWORD, 0, 0, 0, 0}, 6, 3, 0, 10}, Row{{MAXDWORD, MAXDWORD, 500, 0, 0}, 6, 3, 0, 10},
-            Row{{15, 0, 0, 0, 0}, 6, 3, 15, 40}, Row{{15, 0, 500, 0, 0}, 6, 3, 15, 40}}) {
+    for (const Row& row : {Row{{0, 0, 20, 0, 0}, 6, 3, 20, 40}, Row{{0, 5, 10, 0, 0}, 6, 3, 40, 60},
+             Row{{0, 0, 20, 0, 0}, 3, 3, 0, 10}, Row{{0, 0, 20, 0, 0}, 2, 2, 0, 10},
+             Row{{MAXDWORD, 0, 0, 0, 0}, 6, 3, 0, 10},
+             Row{{MAXDWORD, MAXDWORD, 500, 0, 0}, 6, 3, 0, 10}, Row{{15, 0, 0, 0, 0}, 6, 3, 15, 40},
+             Row{{15, 0, 500, 0, 0}, 6, 3, 15, 40}}) {
         const OpenLine line;
         SendBytes(line.emulator.get(), {1, 2, 3});
         COMMTIMEOUTS timeouts = row.timeouts;
         ASSERT_TRUE(SetCommTimeouts(line.port, &timeouts));
         std::array<uint8_t, 8> buffer{};
         DWORD received = 99;
-        const milliseconds taken = TimeOf([&] { EXPECT_TRUE(ReadFile(line.port, buffer.data(), row.asked, &received, nullptr)); });
+        const milliseconds taken = TimeOf([&] {
+            EXPECT_TRUE(ReadFile(line.port, buffer.data(), row.asked, &received, nullptr));
+        });
         EXPECT_EQ(received, row.got);
-        EXPECT_THAT(taken.count(), AllOf(Ge(row.least), Le(row.most + 100))) << "a loaded machine may be late, but not by more";
+        EXPECT_THAT(taken.count(), AllOf(Ge(row.least), Le(row.most + 100)))
+            << "a loaded machine may be late, but not by more";
     }
 }
 
@@ -210,7 +221,8 @@ TEST(WaitCommEvent, EndsByMaskAndByCancellation)
         const OpenLine line;
         SetCommMask(line.port, EV_RXCHAR);
         Waiter waiter{line.port, FALSE, 99, 0};
-        HANDLE thread = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, wait, &waiter, 0, nullptr));
+        HANDLE thread
+            = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, wait, &waiter, 0, nullptr));
         EXPECT_EQ(WaitForSingleObject(thread, 20), WAIT_TIMEOUT) << "the line is silent";
         // Neither reaches a thread that has not entered its wait yet.
         ASSERT_TRUE(WaitUntil([&] {

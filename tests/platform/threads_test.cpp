@@ -32,9 +32,13 @@ TEST(Threads, KeepTheirExitCodeAndMayOutliveTheirHandle)
 {
     // The abandoned thread may use the gate after the test has ended.
     static HANDLE gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    const auto passGate = [](void* /*argument*/) -> unsigned { return WaitForSingleObject(gate, INFINITE) == WAIT_OBJECT_0 ? 42 : 0; };
-    HANDLE thread = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, nullptr, 0, nullptr));
-    HANDLE abandoned = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, nullptr, 0, nullptr));
+    const auto passGate = [](void* /*argument*/) -> unsigned {
+        return WaitForSingleObject(gate, INFINITE) == WAIT_OBJECT_0 ? 42 : 0;
+    };
+    HANDLE thread
+        = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, nullptr, 0, nullptr));
+    HANDLE abandoned
+        = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, passGate, nullptr, 0, nullptr));
     DWORD exitCode = 0;
     EXPECT_TRUE(GetExitCodeThread(thread, &exitCode));
     EXPECT_EQ(exitCode, 259U);

@@ -51,15 +51,16 @@ TEST(WriteTouch, WritesEachChangeOnceInOneWriteWithOneReport)
 {
     const Device device;
     TouchState state{false, 0, 0};
-    for (const TouchState& next : {TouchState{true, 100, 200}, TouchState{true, 100, 200}, TouchState{true, 101, 200},
-             TouchState{true, 101, -5}, TouchState{true, 70000, -9}, TouchState{true, 65540, -9}, TouchState{false, 65540, -9},
+    for (const TouchState& next : {TouchState{true, 100, 200}, TouchState{true, 100, 200},
+             TouchState{true, 101, 200}, TouchState{true, 101, -5}, TouchState{true, 70000, -9},
+             TouchState{true, 65540, -9}, TouchState{false, 65540, -9},
              TouchState{false, 65540, -9}, TouchState{true, 65540, -9}}) {
         EXPECT_TRUE(WriteTouch(device.ends[1], &state, &next));
         state = next;
     }
     EXPECT_THAT(device.Writes(),
-        ElementsAre(
-            "touch 1, x 100, y 200, report", "x 101, report", "y 0, report", "x 65535, report", "touch 0, report", "touch 1, report"));
+        ElementsAre("touch 1, x 100, y 200, report", "x 101, report", "y 0, report",
+            "x 65535, report", "touch 0, report", "touch 1, report"));
     const TouchState other{false, 1, 1};
     EXPECT_FALSE(WriteTouch(-1, &state, &other));
 }

@@ -59,8 +59,9 @@ HWND ShowScreenOf(COLORREF color)
     brush = CreateSolidBrush(color);
     plain.hbrBackground = brush;
     RegisterClassW(&plain);
-    HWND window = CreateWindowExW(0, u"plain", u"plain", WS_POPUP, 0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN),
-        nullptr, nullptr, nullptr, nullptr);
+    HWND window
+        = CreateWindowExW(0, u"plain", u"plain", WS_POPUP, 0, 0, GetSystemMetrics(SM_CXSCREEN),
+            GetSystemMetrics(SM_CYSCREEN), nullptr, nullptr, nullptr, nullptr);
     ShowWindow(window, SW_SHOW);
     return window;
 }
@@ -69,15 +70,18 @@ TEST(Windows, HaveTheirColoursOnDisplaysOf16Bits)
 {
     const Screen screen("1024x768x16");
     std::string reason;
-    platform::ThisMachine()->windows.backend = platform::X11Backend(screen.server.name.c_str(), &reason);
+    platform::ThisMachine()->windows.backend
+        = platform::X11Backend(screen.server.name.c_str(), &reason);
     ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;
     HWND window = ShowScreenOf(0x0000FF00);
-    EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 512, 384) == 0x07E0; })) << "green of 5, 6 and 5 bits";
+    EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 512, 384) == 0x07E0; }))
+        << "green of 5, 6 and 5 bits";
     DestroyWindow(window);
     platform::ResetMachine();
 }
 
-// With window managers too: openbox puts windows where they ask to be, dwm on the monitor that is in use.
+// With window managers too: openbox puts windows where they ask to be, dwm on the monitor that is
+// in use.
 TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
 {
     const TemporaryFolder folder;
@@ -86,7 +90,9 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
         setenv("DISPLAY", display.name.c_str(), 1);
         Process managing({manager.empty() ? "true" : manager});
         EXPECT_TRUE(manager.empty() || WaitUntil([] {
-            return RunProgram({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).output.find("window id") != std::string::npos;
+            return RunProgram({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"})
+                       .output.find("window id")
+                != std::string::npos;
         }));
         for (const std::string output : {"", "DUMMY0", "DUMMY9"}) {
             std::string reason;
@@ -94,20 +100,26 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
             platform::ThisMachine()->windows.backend = platform::X11Backend(nullptr, &reason);
             if (output == "DUMMY9") {
                 EXPECT_EQ(platform::ThisMachine()->windows.backend, nullptr);
-                EXPECT_EQ(reason, "the X display \"" + display.name + "\" has no monitor \"DUMMY9\"");
+                EXPECT_EQ(
+                    reason, "the X display \"" + display.name + "\" has no monitor \"DUMMY9\"");
                 continue;
             }
             ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;
             EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
             HWND window = ShowScreenOf(0x00FF0000);
-            const std::string geometry
-                = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^plain$", "getwindowgeometry"}).output;
-            EXPECT_THAT(geometry, HasSubstr(output.empty() ? "Position: 1024,0" : "Position: 0,0")) << manager;
+            const std::string geometry = RunProgram({"xdotool", "search", "--sync", "--onlyvisible",
+                                                        "--name", "^plain$", "getwindowgeometry"})
+                                             .output;
+            EXPECT_THAT(geometry, HasSubstr(output.empty() ? "Position: 1024,0" : "Position: 0,0"))
+                << manager;
             EXPECT_THAT(geometry, HasSubstr("Geometry: 1024x768")) << manager;
-            if (!output.empty() && manager.empty()) { // it takes another mode while the window is there
+            // it takes another mode while the window is there
+            if (!output.empty() && manager.empty()) {
                 RunProgram({"xrandr", "--output", output, "--mode", "800x600"});
-                EXPECT_TRUE(
-                    WaitUntil([] { return platform::ThisMachine()->windows.backend->pump() && GetSystemMetrics(SM_CXSCREEN) == 800; }));
+                EXPECT_TRUE(WaitUntil([] {
+                    return platform::ThisMachine()->windows.backend->pump()
+                        && GetSystemMetrics(SM_CXSCREEN) == 800;
+                }));
             }
             DestroyWindow(window);
         }
@@ -116,14 +128,16 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
     platform::ResetMachine();
 }
 
-// Where the pointer is after an input to the middle, on the whole screen; nowhere when the input fails.
+// Where the pointer is after an input to the middle, on the whole screen; nowhere when the input
+// fails.
 std::string PointerAfterInput(const std::string& display)
 {
     INPUT input{};
     input.mi = {32768, 32768, 0, MOVE, 0, 0};
     if (SendInput(1, &input, sizeof(input)) != 1)
         return "nowhere";
-    return RunProgram({"env", "DISPLAY=" + display, "xdotool", "getmouselocation"}).output.substr(0, 11);
+    return RunProgram({"env", "DISPLAY=" + display, "xdotool", "getmouselocation"})
+        .output.substr(0, 11);
 }
 
 TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
@@ -133,12 +147,15 @@ TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
     std::string reason;
     platform::Machine* machine = platform::ThisMachine();
     Texts told;
-    machine->screen.outputOfLine = [](const std::string& path) { return path == "/dev/left" ? "DUMMY0" : ""; };
-    machine->observers.monitorChanged
-        = [&told](const std::string& output, bool present) { told.push_back(output + (present ? " back" : " gone")); };
+    machine->screen.outputOfLine
+        = [](const std::string& path) { return path == "/dev/left" ? "DUMMY0" : ""; };
+    machine->observers.monitorChanged = [&told](const std::string& output, bool present) {
+        told.push_back(output + (present ? " back" : " gone"));
+    };
     ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
     EXPECT_EQ(PointerAfterInput(display.name), "x:1536 y:38") << "the primary monitor";
-    platform::SetLineOfThread(std::make_shared<platform::InputLine>(platform::InputLine{"/dev/left"}));
+    platform::SetLineOfThread(
+        std::make_shared<platform::InputLine>(platform::InputLine{"/dev/left"}));
     EXPECT_EQ(PointerAfterInput(display.name), "x:512 y:384");
     POINT position{};
     EXPECT_TRUE(GetCursorPos(&position));
@@ -146,7 +163,8 @@ TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
 
     RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--off"});
     EXPECT_TRUE(WaitUntil([&] { return PointerAfterInput(display.name) == "nowhere"; }));
-    RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--mode", "1024x768", "--left-of", "DUMMY1"});
+    RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--mode", "1024x768",
+        "--left-of", "DUMMY1"});
     EXPECT_TRUE(WaitUntil([&] { return PointerAfterInput(display.name) == "x:512 y:384"; }));
     EXPECT_EQ(told, (Texts{"DUMMY0 gone", "DUMMY0 back"}));
     platform::SetLineOfThread(nullptr);

@@ -9,7 +9,8 @@ namespace {
 TEST(DebugTrace, FollowsItsOwnSmallLanguage)
 {
     TraceRecorder trace;
-    DebugTrace(TEXT("Detect Korvex %X with Baud Rate %d\nFirmware Version : %X.%d.%d.%d\n"), 0x5200, 19200, 0x5200, 1, -2, 3);
+    DebugTrace(TEXT("Detect Korvex %X with Baud Rate %d\nFirmware Version : %X.%d.%d.%d\n"), 0x5200,
+        19200, 0x5200, 1, -2, 3);
     DebugTrace(TEXT("Get Child Device ID : %s\n"), TEXT("SERENUM\\KVX5200"));
     DebugTrace(TEXT("123%%"));
     DebugTrace(TEXT("%c%d"), 5);
@@ -18,8 +19,8 @@ TEST(DebugTrace, FollowsItsOwnSmallLanguage)
     DebugTrace(TEXT("end%"));
     DebugTrace(TEXT(""));
     EXPECT_EQ(trace.texts,
-        (Texts{"Detect Korvex 5200 with Baud Rate 19200\nFirmware Version : 5200.1.-2.3\n", "Get Child Device ID : SERENUM\\KVX5200\n",
-            "123", "5", "2d", "6", "end", ""}));
+        (Texts{"Detect Korvex 5200 with Baud Rate 19200\nFirmware Version : 5200.1.-2.3\n",
+            "Get Child Device ID : SERENUM\\KVX5200\n", "123", "5", "2d", "6", "end", ""}));
 }
 
 TEST(DebugTrace, CutsLongTextsAndRefusesLongFormats)

@@ -11,7 +11,8 @@ TEST(NowMs, CountsMillisecondsSince1601InThirtyTwoBits)
 {
     const auto systemMs = [] {
         const auto now = std::chrono::system_clock::now().time_since_epoch();
-        return static_cast<uint32_t>(std::chrono::duration_cast<milliseconds>(now).count() + 11644473600000);
+        return static_cast<uint32_t>(
+            std::chrono::duration_cast<milliseconds>(now).count() + 11644473600000);
     };
     const uint32_t before = systemMs();
     const uint32_t now = NowMs();

@@ -27,7 +27,8 @@ using ControllerPointer = std::unique_ptr<TouchController, ControllerDeleter>;
 // A record that needs no line: its model asks the controller nothing.
 ControllerPointer Unconnected(uint32_t model = MODEL_5460);
 
-// The raw positions of the 4, 9, 16 or 25 targets, in their order, on a panel that lies as the screen does: from 100 to 900 each way.
+// The raw positions of the 4, 9, 16 or 25 targets, in their order, on a panel that lies as the
+// screen does: from 100 to 900 each way.
 std::vector<Point> TargetsOf(uint32_t pointCount);
 
 // The same on a panel whose X axis is mirrored, which has the orientation 3.
@@ -40,6 +41,7 @@ std::string PointLines(const std::vector<Point>& points);
 std::string TextOf(const CalibrationData* calib);
 
 // The first points of advPoints or refPoints.
-std::vector<Point> FirstPoints(const std::array<Point, MAX_CALIBRATION_POINTS>* points, uint32_t count);
+std::vector<Point> FirstPoints(
+    const std::array<Point, MAX_CALIBRATION_POINTS>* points, uint32_t count);
 
 } // namespace korvex::testing

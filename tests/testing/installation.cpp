@@ -16,13 +16,14 @@ Installation::Installation()
 std::vector<std::string> Installation::Command(const std::vector<std::string>& words) const
 {
     return Joined(Joined({KORVEX_COMMAND}, words),
-        {"--state", (folder.path / "state").string(), "--port", "COM3=" + TerminalPath(first.get()), "--port",
-            "COM4=" + TerminalPath(second.get())});
+        {"--state", (folder.path / "state").string(), "--port", "COM3=" + TerminalPath(first.get()),
+            "--port", "COM4=" + TerminalPath(second.get())});
 }
 
 std::vector<std::string> Installation::Unseen(const std::vector<std::string>& words) const
 {
-    return Joined(Command(words), {"--windows", "none", "--pointer", "log", "--trace", "trace.txt"});
+    return Joined(
+        Command(words), {"--windows", "none", "--pointer", "log", "--trace", "trace.txt"});
 }
 
 } // namespace korvex::testing

@@ -1,5 +1,6 @@
-// What a person has who runs `korvex`: two controllers on COM3 and COM4, and a folder, which is current, with a calibration that maps
-// plainly. No display is set, and the session is the test's own.
+// What a person has who runs `korvex`: two controllers on COM3 and COM4, and a folder, which is
+// current, with a calibration that maps plainly. No display is set, and the session is the test's
+// own.
 #pragma once
 
 #include <string>
@@ -20,8 +21,8 @@ struct Installation {
     // `korvex` with these words, the ports and a state folder.
     std::vector<std::string> Command(const std::vector<std::string>& words) const;
 
-    // The same for a subcommand with windows, without a screen: input on standard output, texts on standard error, diagnostic lines in
-    // "trace.txt".
+    // The same for a subcommand with windows, without a screen: input on standard output, texts on
+    // standard error, diagnostic lines in "trace.txt".
     std::vector<std::string> Unseen(const std::vector<std::string>& words) const;
 };
 

@@ -22,7 +22,8 @@ namespace {
 constexpr int LIMIT_MS = 10000;
 
 // What a test drives must not become input of the desktop of whoever runs it.
-[[maybe_unused]] const bool leftTheDesktop = unsetenv("WAYLAND_DISPLAY") == 0 && unsetenv("XDG_SESSION_TYPE") == 0;
+[[maybe_unused]] const bool leftTheDesktop
+    = unsetenv("WAYLAND_DISPLAY") == 0 && unsetenv("XDG_SESSION_TYPE") == 0;
 
 std::array<int, 2> Pipe()
 {
@@ -51,13 +52,16 @@ Process::Process(const std::vector<std::string>& command)
     posix_spawn_file_actions_adddup2(&actions, inputEnds[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, outputEnds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errorEnds[1], STDERR_FILENO);
-    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1); // what whoever runs the tests has left open
+    // what whoever runs the tests has left open
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
-        arguments.push_back(const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast): as posix_spawn takes them
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): as posix_spawn takes them
+        arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
-    const int refusal = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
+    const int refusal
+        = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     close(inputEnds[0]);
     close(outputEnds[1]);
@@ -145,7 +149,8 @@ int EndBySignal(Process* process, int signal)
     return WaitForExit(process);
 }
 
-std::vector<std::string> Joined(std::vector<std::string> words, const std::vector<std::string>& more)
+std::vector<std::string> Joined(
+    std::vector<std::string> words, const std::vector<std::string>& more)
 {
     words.insert(words.end(), more.begin(), more.end());
     return words;
@@ -194,15 +199,15 @@ Section "Screen"
     EndSubSection
 EndSection
 )");
-    return {"Xorg", "-displayfd", "1", "-config", "monitors.conf", "-noreset", "-logfile", "monitors.log", "-sharevts", "-novtswitch",
-        "-nolisten", "tcp"};
+    return {"Xorg", "-displayfd", "1", "-config", "monitors.conf", "-noreset", "-logfile",
+        "monitors.log", "-sharevts", "-novtswitch", "-nolisten", "tcp"};
 }
 
 TwoMonitors::TwoMonitors() : server(DummyServerCommand()), name(":" + ReadLine(server.output))
 {
     RunProgram({"xrandr", "--display", name, "--addmode", "DUMMY1", "1024x768"});
-    RunProgram({"xrandr", "--display", name, "--output", "DUMMY0", "--mode", "1024x768", "--output", "DUMMY1", "--mode", "1024x768",
-        "--right-of", "DUMMY0", "--primary"});
+    RunProgram({"xrandr", "--display", name, "--output", "DUMMY0", "--mode", "1024x768", "--output",
+        "DUMMY1", "--mode", "1024x768", "--right-of", "DUMMY0", "--primary"});
 }
 
 } // namespace korvex::testing

@@ -43,7 +43,8 @@ int EndBySignal(Process* process, int signal);
 bool WaitUntil(const std::function<bool()>& condition);
 
 // The words of a command with more behind them.
-std::vector<std::string> Joined(std::vector<std::string> words, const std::vector<std::string>& more);
+std::vector<std::string> Joined(
+    std::vector<std::string> words, const std::vector<std::string>& more);
 
 struct RunResult {
     int exitCode;
@@ -62,7 +63,8 @@ struct DisplayServer {
     explicit DisplayServer(const std::string& screen = "1024x768x24"); // width, height and depth
 };
 
-// An X server with two monitors of 1024 x 768 side by side, the right one primary. It needs the current folder for its configuration.
+// An X server with two monitors of 1024 x 768 side by side, the right one primary. It needs the
+// current folder for its configuration.
 struct TwoMonitors {
     Process server;
     std::string name;

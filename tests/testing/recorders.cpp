@@ -8,15 +8,16 @@ namespace korvex::testing {
 
 std::ostream& operator<<(std::ostream& stream, const SentInput& input)
 {
-    return stream << "(" << input.dx << ", " << input.dy << ", flags " << std::hex << input.flags << std::dec
-                  << (input.more ? ", more" : "") << ")";
+    return stream << "(" << input.dx << ", " << input.dy << ", flags " << std::hex << input.flags
+                  << std::dec << (input.more ? ", more" : "") << ")";
 }
 
 InputRecorder::InputRecorder()
 {
     platform::ThisMachine()->sinks.pointer = [this](const INPUT* input) {
         const std::lock_guard guard(mutex);
-        const bool more = input->type != INPUT_MOUSE || input->mi.mouseData != 0 || input->mi.time != 0 || input->mi.dwExtraInfo != 0;
+        const bool more = input->type != INPUT_MOUSE || input->mi.mouseData != 0
+            || input->mi.time != 0 || input->mi.dwExtraInfo != 0;
         inputs.push_back({input->mi.dx, input->mi.dy, input->mi.dwFlags, more});
         changed.notify_all();
         return true;
@@ -37,7 +38,8 @@ std::vector<SentInput> InputRecorder::WaitFor(size_t count)
 
 TraceRecorder::TraceRecorder()
 {
-    platform::ThisMachine()->sinks.trace = [this](std::string_view text) { texts.emplace_back(text); };
+    platform::ThisMachine()->sinks.trace
+        = [this](std::string_view text) { texts.emplace_back(text); };
 }
 
 TraceRecorder::~TraceRecorder()

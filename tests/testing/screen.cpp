@@ -26,13 +26,15 @@ PointerState PointerOf(const Screen* screen)
     Window root = 0, child = 0;
     int x = 0, y = 0, windowX = 0, windowY = 0;
     unsigned mask = 0;
-    XQueryPointer(screen->display, DefaultRootWindow(screen->display), &root, &child, &x, &y, &windowX, &windowY, &mask);
+    XQueryPointer(screen->display, DefaultRootWindow(screen->display), &root, &child, &x, &y,
+        &windowX, &windowY, &mask);
     return {x, y, (mask & Button1Mask) != 0};
 }
 
 unsigned long PixelAt(const Screen* screen, int x, int y)
 {
-    XImage* image = XGetImage(screen->display, DefaultRootWindow(screen->display), x, y, 1, 1, AllPlanes, ZPixmap);
+    XImage* image = XGetImage(
+        screen->display, DefaultRootWindow(screen->display), x, y, 1, 1, AllPlanes, ZPixmap);
     const unsigned long pixel = XGetPixel(image, 0, 0);
     XDestroyImage(image);
     return pixel & 0xFFFFFF;
@@ -43,7 +45,8 @@ unsigned long WaitForWindow(const std::string& title)
     // The search fails where another window goes meanwhile.
     RunResult search{};
     WaitUntil([&] {
-        search = RunProgram({"xdotool", "search", "--sync", "--onlyvisible", "--name", "^" + title + "$"});
+        search = RunProgram(
+            {"xdotool", "search", "--sync", "--onlyvisible", "--name", "^" + title + "$"});
         return search.exitCode == 0;
     });
     return search.exitCode == 0 ? std::stoul(search.output) : 0;
@@ -51,7 +54,8 @@ unsigned long WaitForWindow(const std::string& title)
 
 bool HasWindow(const std::string& title)
 {
-    const RunResult search = RunProgram({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+    const RunResult search
+        = RunProgram({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
     return search.exitCode == 0 || !search.error.empty();
 }
 
@@ -62,7 +66,8 @@ void PressCloseButton(const Screen* screen, unsigned long window)
     event.xclient.window = window;
     event.xclient.message_type = XInternAtom(screen->display, "WM_PROTOCOLS", False);
     event.xclient.format = 32;
-    event.xclient.data.l[0] = static_cast<long>(XInternAtom(screen->display, "WM_DELETE_WINDOW", False));
+    event.xclient.data.l[0]
+        = static_cast<long>(XInternAtom(screen->display, "WM_DELETE_WINDOW", False));
     XSendEvent(screen->display, window, False, NoEventMask, &event);
     XFlush(screen->display);
 }

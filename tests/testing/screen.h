@@ -11,7 +11,8 @@ namespace korvex::testing {
 
 struct Screen {
     DisplayServer server;
-    _XDisplay* display; // a connection; it also keeps the server from starting anew when a program leaves
+    // a connection; it also keeps the server from starting anew when a program leaves
+    _XDisplay* display;
 
     explicit Screen(const std::string& size = "1024x768x24");
     ~Screen();

@@ -1,4 +1,5 @@
-// A folder of the test's own, which is the current directory while the guard lives and goes with it.
+// A folder of the test's own, which is the current directory while the guard lives and goes with
+// it.
 #pragma once
 
 #include <filesystem>

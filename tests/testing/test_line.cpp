@@ -38,9 +38,9 @@ void TestLine::Know(uint32_t model, uint32_t resolutionBits) const
 std::string IdentityText(const TouchController* controller)
 {
     std::array<char, 100> text{};
-    snprintf(text.data(), text.size(), "model %X, %u bytes, %u baud, %u bits, firmware %d.%d.%d", controller->model,
-        controller->reportLength, controller->link.baudRate, controller->resolutionBits, controller->fwMajor, controller->fwMinor,
-        controller->fwBuild);
+    snprintf(text.data(), text.size(), "model %X, %u bytes, %u baud, %u bits, firmware %d.%d.%d",
+        controller->model, controller->reportLength, controller->link.baudRate,
+        controller->resolutionBits, controller->fwMajor, controller->fwMinor, controller->fwBuild);
     return text.data();
 }
 
@@ -73,7 +73,8 @@ emulator::EmulatorPointer StartSilentEmulator(const emulator::EmulatorOptions& o
 
 HANDLE OpenPort(const std::string& path)
 {
-    return CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    return CreateFileW(platform::FromNativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+        nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 std::vector<std::string> PacketTexts(const emulator::Emulator* emulator, size_t count)

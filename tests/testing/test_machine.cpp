@@ -34,7 +34,8 @@ void InstallEnumeratorService(bool withBinary)
 }
 
 Element::Element(DEVINST node)
-    : devices(SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(node).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT))
+    : devices(SetupDiGetClassDevsW(
+          nullptr, platform::InstanceIdOf(node).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT))
     , data{sizeof(SP_DEVINFO_DATA), {}, node, 0}
 {
 }
@@ -47,8 +48,8 @@ Element::~Element()
 void WriteRegistryText(std::u16string_view path, const WCHAR* name, const std::u16string& text)
 {
     HKEY key = platform::OpenRegistryPath(path);
-    RegSetValueExW(
-        key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
+    RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+        static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
     RegCloseKey(key);
 }
 
@@ -59,14 +60,17 @@ int64_t RegistryNumber(std::u16string_view path, const WCHAR* name)
     DWORD type = 0;
     DWORD size = sizeof(number);
     const bool read
-        = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size) == ERROR_SUCCESS && type == REG_DWORD;
+        = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size)
+            == ERROR_SUCCESS
+        && type == REG_DWORD;
     RegCloseKey(key);
     return read ? int64_t{number} : -1;
 }
 
 std::u16string ParametersOf(std::u16string_view port)
 {
-    return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\" + std::u16string(port);
+    return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\"
+        + std::u16string(port);
 }
 
 } // namespace korvex::testing

@@ -1,4 +1,5 @@
-// A machine of the test's own: an empty device tree, and a state folder with the enumerator's service in it.
+// A machine of the test's own: an empty device tree, and a state folder with the enumerator's
+// service in it.
 #pragma once
 
 #include <string>

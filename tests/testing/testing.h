@@ -1,5 +1,5 @@
-// What nearly every test uses: GoogleTest and its matchers, the everyday headers of the standard library, and the names of both, so that
-// a test says `Process` and `HasSubstr` as they are.
+// What nearly every test uses: GoogleTest and its matchers, the everyday headers of the standard
+// library, and the names of both, so that a test says `Process` and `HasSubstr` as they are.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -24,8 +24,10 @@ namespace korvex::testing {
 
 namespace korvex {
 
-using namespace testing;   // NOLINT(google-build-using-namespace,google-global-names-in-headers): in tests alone
-using namespace ::testing; // NOLINT(google-build-using-namespace,google-global-names-in-headers): in tests alone
+using namespace testing; // NOLINT(google-build-using-namespace,google-global-names-in-headers): in
+                         // tests alone
+using namespace ::testing; // NOLINT(google-build-using-namespace,google-global-names-in-headers):
+                           // in tests alone
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 

@@ -13,18 +13,24 @@ WindowRecorder* current = nullptr;
 void Record(char kind, RECT bounds, COLORREF fill)
 {
     current->onDraw();
-    current->figures.push_back(
-        {kind, (bounds.left + bounds.right) / 2, (bounds.top + bounds.bottom) / 2, (bounds.right - bounds.left) / 2, fill});
+    current->figures.push_back({kind, (bounds.left + bounds.right) / 2,
+        (bounds.top + bounds.bottom) / 2, (bounds.right - bounds.left) / 2, fill});
 }
 
 const platform::WindowBackend* Backend()
 {
     static const platform::WindowBackend backend = [] {
         platform::WindowBackend recording = *platform::HeadlessBackend();
-        recording.changeText = [](const platform::WindowView* view) { current->texts.push_back(platform::ToUtf8(view->text)); };
+        recording.changeText = [](const platform::WindowView* view) {
+            current->texts.push_back(platform::ToUtf8(view->text));
+        };
         recording.destroy = [](HWND /*window*/) { current->onDestroy(); };
-        recording.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) { Record('R', bounds, fill); };
-        recording.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) { Record('E', bounds, fill); };
+        recording.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
+            Record('R', bounds, fill);
+        };
+        recording.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
+            Record('E', bounds, fill);
+        };
         return recording;
     }();
     return &backend;
@@ -34,7 +40,8 @@ const platform::WindowBackend* Backend()
 
 std::ostream& operator<<(std::ostream& stream, const Figure& figure)
 {
-    return stream << figure.kind << " " << figure.x << "," << figure.y << " +-" << figure.halfWidth << " #" << std::hex << figure.fill;
+    return stream << figure.kind << " " << figure.x << "," << figure.y << " +-" << figure.halfWidth
+                  << " #" << std::hex << figure.fill;
 }
 
 WindowRecorder::WindowRecorder()

@@ -1,5 +1,6 @@
-/* Preloaded into Wine: answers the requests for modem lines that a pseudo-terminal refuses, with no line set, so that a wait for
-   a character blocks as it does on a real port. Built without any library: gcc -m32 -shared -nostdlib. */
+/* Preloaded into Wine: answers the requests for modem lines that a pseudo-terminal refuses, with no
+   line set, so that a wait for a character blocks as it does on a real port. Built without any
+   library: gcc -m32 -shared -nostdlib. */
 
 #define TIOCMGET 0x5415
 #define TIOCMBIS 0x5416
@@ -11,7 +12,10 @@
 static int call_ioctl(int descriptor, unsigned long request, void* argument)
 {
     int result;
-    __asm__ volatile("int $0x80" : "=a"(result) : "0"(54), "b"(descriptor), "c"(request), "d"(argument) : "memory");
+    __asm__ volatile("int $0x80"
+                     : "=a"(result)
+                     : "0"(54), "b"(descriptor), "c"(request), "d"(argument)
+                     : "memory");
     return result;
 }
 

@@ -32,7 +32,8 @@ void EndServer()
     Run({IN_ROOT, SERVER, "-w"});
 }
 
-// Makes the prefix that all others are copies of, once for all tests, which may run side by side. Wine sees the temporary folder alone.
+// Makes the prefix that all others are copies of, once for all tests, which may run side by side.
+// Wine sees the temporary folder alone.
 void MakeTemplate(const fs::path& temporary)
 {
     const int lock = open((BUILD / "wine-prefix.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
@@ -51,7 +52,8 @@ void MakeTemplate(const fs::path& temporary)
     close(lock);
 }
 
-// A prefix of the test's own. The files of its drive, 600 MB which nothing changes, are those of the template where links can reach there.
+// A prefix of the test's own. The files of its drive, 600 MB which nothing changes, are those of
+// the template where links can reach there.
 void CopyTemplate(const fs::path& prefix)
 {
     constexpr auto COPY = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
@@ -77,15 +79,17 @@ Wine::Wine()
 {
     setenv("WINEARCH", "win32", 1);
     setenv("WINEDEBUG", "-all", 1);
-    // The first two are not needed, and would ask to be downloaded; the third would copy start menu entries into the root's desktop.
+    // The first two are not needed, and would ask to be downloaded; the third would copy start menu
+    // entries into the root's desktop.
     setenv("WINEDLLOVERRIDES", "mscoree,mshtml,winemenubuilder.exe=", 1);
     unsetenv("PRELOAD");
     MakeTemplate(folder.path);
     const fs::path prefix = folder.path / "prefix";
     CopyTemplate(prefix);
     setenv("WINEPREFIX", prefix.c_str(), 1);
-    // Server and services stay for a minute when no program runs, so that the next one starts sooner; should this process be killed, they
-    // still end. They must not hold the pipes of a program that is waited for.
+    // Server and services stay for a minute when no program runs, so that the next one starts
+    // sooner; should this process be killed, they still end. They must not hold the pipes of a
+    // program that is waited for.
     Run({IN_ROOT, SERVER, "-p60"});
     Run({"sh", "-c", R"(exec "$0" "$1" wineboot </dev/null >/dev/null 2>&1)", IN_ROOT, LOADER});
     fs::copy_file(BUILD / "KORVEX.dll", "KORVEX.dll");
@@ -122,7 +126,8 @@ std::vector<std::string> Host(const std::vector<std::string>& words)
 void BlockInWaits(const Wine* wine)
 {
     const std::string library = (wine->folder.path / "modem_lines.so").string();
-    Run({"gcc", "-m32", "-fPIC", "-shared", "-nostdlib", "-fno-stack-protector", "-o", library, MODEM_LINES_SOURCE});
+    Run({"gcc", "-m32", "-fPIC", "-shared", "-nostdlib", "-fno-stack-protector", "-o", library,
+        MODEM_LINES_SOURCE});
     setenv("PRELOAD", library.c_str(), 1);
 }
 

@@ -1,4 +1,5 @@
-// A Windows of the test's own: a Wine prefix with KORVEX.dll and its test programs in a folder, which is current while the guard lives.
+// A Windows of the test's own: a Wine prefix with KORVEX.dll and its test programs in a folder,
+// which is current while the guard lives.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
-// The computer as the Windows calls of this layer see it. A program's start fills it in (the command `korvex`, a test); the library
-// itself knows nothing of it. Changes are made before the calls that they concern, on one thread.
+// The computer as the Windows calls of this layer see it. A program's start fills it in (the
+// command `korvex`, a test); the library itself knows nothing of it. Changes are made before the
+// calls that they concern, on one thread.
 #pragma once
 
 #include <atomic>
@@ -50,8 +51,10 @@ struct Screen {
 };
 
 struct WindowSettings {
-    const WindowBackend* backend = nullptr; // how windows are shown (window_backend.h); null: not at all
-    int closeSignals = -1;                  // a descriptor that is readable once the windows are to close; -1: none
+    // how windows are shown (window_backend.h); null: not at all
+    const WindowBackend* backend = nullptr;
+    // a descriptor that is readable once the windows are to close; -1: none
+    int closeSignals = -1;
 };
 
 // Where what leaves the machine goes.
@@ -59,10 +62,12 @@ struct Sinks {
     // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
     std::function<void(std::string_view text)> trace;
 
-    // Receives each input record, one call at a time; false when it could not be sent. Default: none can be sent.
+    // Receives each input record, one call at a time; false when it could not be sent. Default:
+    // none can be sent.
     std::function<bool(const INPUT* input)> pointer;
 
-    // Asks where the pointer is; false when that is not known. On the windows' thread, beside inputs.
+    // Asks where the pointer is; false when that is not known. On the windows' thread, beside
+    // inputs.
     std::function<bool(POINT* position)> pointerPosition;
 };
 
@@ -93,8 +98,9 @@ struct Observers {
 
 // What only tests take away.
 struct TestSwitches {
-    bool serviceManagerLocked = false;  // true: the service manager cannot be opened
-    bool hasCancelSynchronousIo = true; // Windows has it since Vista; false: GetProcAddress does not find it
+    bool serviceManagerLocked = false; // true: the service manager cannot be opened
+    // Windows has it since Vista; false: GetProcAddress does not find it
+    bool hasCancelSynchronousIo = true;
 };
 
 struct Machine {

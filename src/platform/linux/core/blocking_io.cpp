@@ -19,9 +19,11 @@ std::optional<timespec> TimeLeft(std::optional<Clock::time_point> deadline)
 {
     if (!deadline)
         return std::nullopt;
-    const auto left = std::max(std::chrono::nanoseconds(*deadline - Clock::now()), std::chrono::nanoseconds(0));
+    const auto left
+        = std::max(std::chrono::nanoseconds(*deadline - Clock::now()), std::chrono::nanoseconds(0));
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-    return timespec{seconds.count(), static_cast<decltype(timespec::tv_nsec)>((left - seconds).count())};
+    return timespec{
+        seconds.count(), static_cast<decltype(timespec::tv_nsec)>((left - seconds).count())};
 }
 
 // Marks the thread as waiting for the life of the guard.
@@ -39,7 +41,8 @@ struct WaitMark {
             return;
         const std::lock_guard guard(cancellation->mutex);
         cancellation->waiting = waiting;
-        // A cancellation that came after the wait had ended for another reason must not end the next one.
+        // A cancellation that came after the wait had ended for another reason must not end the
+        // next one.
         eventfd_t count = 0;
         if (!waiting && cancellation->cancelled)
             eventfd_read(cancellation->descriptor, &count);
@@ -72,7 +75,8 @@ bool CancelIo(IoCancellation* cancellation)
     return true;
 }
 
-IoWait WaitForIo(int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline)
+IoWait WaitForIo(
+    int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline)
 {
     const WaitMark mark(currentCancellation);
     // poll(2) passes over negative descriptors.

@@ -10,7 +10,8 @@ namespace korvex::platform {
 using Clock = std::chrono::steady_clock;
 
 enum class IoWait {
-    READY,     // the descriptor has the events asked for, or has failed: the next system call on it tells
+    // the descriptor has the events asked for, or has failed: the next system call on it tells
+    READY,
     TIMED_OUT, // the deadline has passed
     WOKEN,     // the wake descriptor became readable
     CANCELLED, // CancelIo was called for this thread
@@ -18,7 +19,8 @@ enum class IoWait {
 
 // What another thread needs to end the waits of one.
 struct IoCancellation {
-    int descriptor = -1; // an eventfd: readable once the pending wait is to end; -1 when the system has refused it
+    // an eventfd: readable once the pending wait is to end; -1 when the system has refused it
+    int descriptor = -1;
 
     std::mutex mutex; // guards the rest
     bool waiting = false;
@@ -30,14 +32,17 @@ struct IoCancellation {
     IoCancellation& operator=(const IoCancellation&) = delete;
 };
 
-// Has the calling thread's waits end through `cancellation`, which must live as long as they do; null: through nothing.
+// Has the calling thread's waits end through `cancellation`, which must live as long as they do;
+// null: through nothing.
 void UseCancellation(IoCancellation* cancellation);
 
-// Ends the wait in which the thread is. False when it is in none: it may just be about to enter one.
+// Ends the wait in which the thread is. False when it is in none: it may just be about to enter
+// one.
 bool CancelIo(IoCancellation* cancellation);
 
-// Waits until `descriptor` (-1: none) has one of the poll(2) `events`, or `deadline` (none: no limit), or `wakeDescriptor` (-1: none) is
-// readable. One system call while nothing interrupts it.
-IoWait WaitForIo(int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline);
+// Waits until `descriptor` (-1: none) has one of the poll(2) `events`, or `deadline` (none: no
+// limit), or `wakeDescriptor` (-1: none) is readable. One system call while nothing interrupts it.
+IoWait WaitForIo(
+    int descriptor, short events, int wakeDescriptor, std::optional<Clock::time_point> deadline);
 
 } // namespace korvex::platform

@@ -45,14 +45,16 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime)
     using std::chrono::year;
     // std::chrono::year stops at 32767, beyond the last year here.
     const std::chrono::year_month_day date{year{time->wYear}, month{time->wMonth}, day{time->wDay}};
-    const bool valid = time->wYear >= FIRST_YEAR && time->wYear <= LAST_YEAR && date.ok() && time->wHour < 24 && time->wMinute < 60
-        && time->wSecond < 60 && time->wMilliseconds < 1000;
+    const bool valid = time->wYear >= FIRST_YEAR && time->wYear <= LAST_YEAR && date.ok()
+        && time->wHour < 24 && time->wMinute < 60 && time->wSecond < 60
+        && time->wMilliseconds < 1000;
     if (!valid)
         return korvex::platform::Fail(ERROR_INVALID_PARAMETER);
     const int64_t days = std::chrono::sys_days{date}.time_since_epoch().count();
     const int64_t minutes = days * 1440 + int64_t{time->wHour} * 60 + time->wMinute;
     const int64_t seconds = minutes * 60 + time->wSecond + SECONDS_FROM_1601_TO_1970;
-    const int64_t intervals = seconds * INTERVALS_PER_SECOND + time->wMilliseconds * INTERVALS_PER_MILLISECOND;
+    const int64_t intervals
+        = seconds * INTERVALS_PER_SECOND + time->wMilliseconds * INTERVALS_PER_MILLISECOND;
     fileTime->dwLowDateTime = static_cast<DWORD>(intervals);
     fileTime->dwHighDateTime = static_cast<DWORD>(intervals >> 32);
     return TRUE;

@@ -24,10 +24,12 @@ void OutputDebugStringW(const WCHAR* text)
     if (machine->sinks.trace)
         machine->sinks.trace(bytes);
     else
-        korvex::platform::WriteWhole(STDERR_FILENO, bytes); // where that fails nobody is left to be told
+        // where that fails nobody is left to be told
+        korvex::platform::WriteWhole(STDERR_FILENO, bytes);
 }
 
 void korvex::platform::UseTraceDescriptor(int descriptor)
 {
-    ThisMachine()->sinks.trace = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
+    ThisMachine()->sinks.trace
+        = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
 }

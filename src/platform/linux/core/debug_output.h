@@ -3,7 +3,8 @@
 
 #include "platform/linux/core/types.h"
 
-// Hands the text, whole and unchanged, to the machine's trace output (machine.h). Texts of different threads never mix.
+// Hands the text, whole and unchanged, to the machine's trace output (machine.h). Texts of
+// different threads never mix.
 void OutputDebugStringW(const WCHAR* text);
 
 namespace korvex::platform {

@@ -12,8 +12,8 @@ namespace korvex::platform {
 // Writes all of it. False with errno set when that fails; part of it may then be written.
 bool WriteWhole(int descriptor, std::string_view content);
 
-// Reads up to the end of the file. False with errno set when that fails, EFBIG when there is more than `limit` bytes; part of it may then
-// have been read.
+// Reads up to the end of the file. False with errno set when that fails, EFBIG when there is more
+// than `limit` bytes; part of it may then have been read.
 bool ReadWhole(int descriptor, size_t limit, std::string* content);
 
 // As with the attribute of that name on Windows, which binds administrators too.

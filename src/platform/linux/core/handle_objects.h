@@ -8,8 +8,8 @@ namespace korvex::platform {
 
 struct HandleObject;
 
-// What all objects of one kind have in common: one constant for each kind, which also tells the kind. A call that is null is not for
-// handles of that kind.
+// What all objects of one kind have in common: one constant for each kind, which also tells the
+// kind. A call that is null is not for handles of that kind.
 struct HandleType {
     void (*close)(HandleObject* object); // frees the object
     BOOL (*read)(HandleObject* object, void* buffer, DWORD count, DWORD* received) = nullptr;
@@ -24,7 +24,8 @@ struct HandleObject {
 
 inline HandleObject* ObjectOf(HANDLE handle)
 {
-    return handle == nullptr || handle == INVALID_HANDLE_VALUE ? nullptr : static_cast<HandleObject*>(handle);
+    return handle == nullptr || handle == INVALID_HANDLE_VALUE ? nullptr
+                                                               : static_cast<HandleObject*>(handle);
 }
 
 inline HANDLE HandleOf(HandleObject* object)

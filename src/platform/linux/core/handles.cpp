@@ -9,21 +9,25 @@ using korvex::platform::ObjectOf;
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* /*overlapped*/)
 {
     HandleObject* object = ObjectOf(handle);
-    return object != nullptr && object->type->read != nullptr ? object->type->read(object, buffer, count, received)
-                                                              : Fail(ERROR_INVALID_HANDLE);
+    return object != nullptr && object->type->read != nullptr
+        ? object->type->read(object, buffer, count, received)
+        : Fail(ERROR_INVALID_HANDLE);
 }
 
-BOOL WriteFile(HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* /*overlapped*/)
+BOOL WriteFile(
+    HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* /*overlapped*/)
 {
     HandleObject* object = ObjectOf(handle);
-    return object != nullptr && object->type->write != nullptr ? object->type->write(object, bytes, count, written)
-                                                               : Fail(ERROR_INVALID_HANDLE);
+    return object != nullptr && object->type->write != nullptr
+        ? object->type->write(object, bytes, count, written)
+        : Fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL FlushFileBuffers(HANDLE handle)
 {
     HandleObject* object = ObjectOf(handle);
-    return object != nullptr && object->type->flush != nullptr ? object->type->flush(object) : Fail(ERROR_INVALID_HANDLE);
+    return object != nullptr && object->type->flush != nullptr ? object->type->flush(object)
+                                                               : Fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL CloseHandle(HANDLE handle)

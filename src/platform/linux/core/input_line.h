@@ -1,4 +1,5 @@
-// Which serial line a thread takes its input from, so that pointer input can go where the touch has come from.
+// Which serial line a thread takes its input from, so that pointer input can go where the touch has
+// come from.
 #pragma once
 
 #include <memory>
@@ -6,7 +7,8 @@
 
 namespace korvex::platform {
 
-// A line that is open. Its address tells it from every other line that is, or that a thread has read last.
+// A line that is open. Its address tells it from every other line that is, or that a thread has
+// read last.
 struct InputLine {
     std::string path; // as it was opened: /dev/ttyUSB0, or a link to that
 };

@@ -19,11 +19,16 @@ HMODULE GetModuleHandleW(LPCWSTR name)
 {
     if (name == nullptr)
         return reinterpret_cast<HMODULE>(&programModule);
-    return korvex::platform::EqualNoCase(name, TEXT("kernel32.dll")) ? reinterpret_cast<HMODULE>(&kernelModule) : nullptr;
+    return korvex::platform::EqualNoCase(name, TEXT("kernel32.dll"))
+        ? reinterpret_cast<HMODULE>(&kernelModule)
+        : nullptr;
 }
 
 FARPROC GetProcAddress(HMODULE module, const char* name)
 {
-    const bool known = module == reinterpret_cast<HMODULE>(&kernelModule) && std::string_view(name) == "CancelSynchronousIo";
-    return known && korvex::platform::ThisMachine()->tests.hasCancelSynchronousIo ? std::bit_cast<FARPROC>(&CancelSynchronousIo) : nullptr;
+    const bool known = module == reinterpret_cast<HMODULE>(&kernelModule)
+        && std::string_view(name) == "CancelSynchronousIo";
+    return known && korvex::platform::ThisMachine()->tests.hasCancelSynchronousIo
+        ? std::bit_cast<FARPROC>(&CancelSynchronousIo)
+        : nullptr;
 }

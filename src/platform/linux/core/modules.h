@@ -12,5 +12,6 @@ using FARPROC = intptr_t(WINAPI*)();
 // Knows "kernel32.dll", and the program itself by a null name.
 HMODULE GetModuleHandleW(LPCWSTR name);
 
-// Null for every name but "CancelSynchronousIo" (threads.h), and for that one on a machine without it (machine.h).
+// Null for every name but "CancelSynchronousIo" (threads.h), and for that one on a machine without
+// it (machine.h).
 FARPROC GetProcAddress(HMODULE module, const char* name);

@@ -19,11 +19,13 @@ BOOL GetVersionExW(OSVERSIONINFOW* version)
     version->dwPlatformId = 2; // VER_PLATFORM_WIN32_NT
     version->szCSDVersion[0] = 0;
     if (version->dwOSVersionInfoSize >= sizeof(OSVERSIONINFOEXW))
-        reinterpret_cast<OSVERSIONINFOEXW*>(version)->wProductType = machine->os.isServer ? VER_NT_SERVER : VER_NT_WORKSTATION;
+        reinterpret_cast<OSVERSIONINFOEXW*>(version)->wProductType
+            = machine->os.isServer ? VER_NT_SERVER : VER_NT_WORKSTATION;
     return TRUE;
 }
 
-int CompareStringW(LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPCWSTR second, int secondLength)
+int CompareStringW(
+    LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPCWSTR second, int secondLength)
 {
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
     const bool windows2000 = machine->os.majorVersion == 5 && machine->os.minorVersion == 0;
@@ -32,8 +34,11 @@ int CompareStringW(LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPC
         return 0;
     }
     const auto textOf = [flags](LPCWSTR text, int length) {
-        const std::u16string_view whole = length < 0 ? std::u16string_view(text) : std::u16string_view(text, static_cast<size_t>(length));
-        return (flags & NORM_IGNORECASE) != 0 ? korvex::platform::FoldCase(whole) : std::u16string(whole);
+        const std::u16string_view whole = length < 0
+            ? std::u16string_view(text)
+            : std::u16string_view(text, static_cast<size_t>(length));
+        return (flags & NORM_IGNORECASE) != 0 ? korvex::platform::FoldCase(whole)
+                                              : std::u16string(whole);
     };
     const int order = textOf(first, firstLength).compare(textOf(second, secondLength));
     if (order == 0)
@@ -43,7 +48,8 @@ int CompareStringW(LCID locale, DWORD flags, LPCWSTR first, int firstLength, LPC
 
 UINT GetWindowsDirectoryW(LPWSTR buffer, UINT capacity)
 {
-    const std::u16string folder = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->folders.windows);
+    const std::u16string folder
+        = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->folders.windows);
     if (folder.size() >= capacity)
         return static_cast<UINT>(folder.size() + 1);
     std::copy_n(folder.c_str(), folder.size() + 1, buffer);

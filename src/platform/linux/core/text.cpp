@@ -8,12 +8,14 @@ namespace korvex::platform {
 
 namespace {
 
-constexpr char16_t ESCAPED_BYTE_BASE = 0xDC00; // escaped bytes are 0x80 to 0xFF, so 0xDC80 to 0xDCFF
+// escaped bytes are 0x80 to 0xFF, so 0xDC80 to 0xDCFF
+constexpr char16_t ESCAPED_BYTE_BASE = 0xDC00;
 constexpr char16_t NATIVE_BACKSLASH = 0xF05C;
 constexpr char16_t REPLACEMENT = 0xFFFD;
 
-// The length of the valid UTF-8 sequence at the start of `bytes` and its code point; 0 when there is none (the Unicode standard's
-// table 3-7: no overlong form, no surrogate, nothing above U+10FFFF).
+// The length of the valid UTF-8 sequence at the start of `bytes` and its code point; 0 when there
+// is none (the Unicode standard's table 3-7: no overlong form, no surrogate, nothing above
+// U+10FFFF).
 size_t DecodeSequence(std::string_view bytes, char32_t* codePoint)
 {
     const auto lead = static_cast<uint8_t>(bytes[0]);
@@ -70,7 +72,8 @@ void AppendUtf8(std::string* bytes, char32_t codePoint)
 
 char16_t FoldUnit(char16_t unit)
 {
-    const bool upper = (unit >= u'A' && unit <= u'Z') || (unit >= 0xC0 && unit <= 0xDE && unit != 0xD7);
+    const bool upper
+        = (unit >= u'A' && unit <= u'Z') || (unit >= 0xC0 && unit <= 0xDE && unit != 0xD7);
     return upper ? static_cast<char16_t>(unit + 0x20) : unit;
 }
 
@@ -84,7 +87,8 @@ std::u16string FromUtf8(std::string_view bytes)
         char32_t codePoint = 0;
         size_t length = DecodeSequence(bytes, &codePoint);
         if (length == 0) {
-            text.push_back(static_cast<char16_t>(ESCAPED_BYTE_BASE + static_cast<uint8_t>(bytes[0])));
+            text.push_back(
+                static_cast<char16_t>(ESCAPED_BYTE_BASE + static_cast<uint8_t>(bytes[0])));
             length = 1;
         } else if (codePoint < 0x10000) {
             text.push_back(static_cast<char16_t>(codePoint));
@@ -107,7 +111,9 @@ std::string ToUtf8(std::u16string_view text)
         const bool trails = unit >= 0xDC00 && unit <= 0xDFFF;
         if (leads && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
             ++i;
-            AppendUtf8(&bytes, 0x10000 + (static_cast<char32_t>(unit - 0xD800) << 10) + static_cast<char32_t>(text[i] - 0xDC00));
+            AppendUtf8(&bytes,
+                0x10000 + (static_cast<char32_t>(unit - 0xD800) << 10)
+                    + static_cast<char32_t>(text[i] - 0xDC00));
         } else if (trails && unit >= ESCAPED_BYTE_BASE + 0x80 && unit <= ESCAPED_BYTE_BASE + 0xFF) {
             bytes.push_back(static_cast<char>(unit - ESCAPED_BYTE_BASE));
         } else {
@@ -142,7 +148,8 @@ std::u16string FoldCase(std::u16string_view text)
 
 bool EqualNoCase(std::u16string_view a, std::u16string_view b)
 {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t x, char16_t y) { return FoldUnit(x) == FoldUnit(y); });
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+        [](char16_t x, char16_t y) { return FoldUnit(x) == FoldUnit(y); });
 }
 
 } // namespace korvex::platform

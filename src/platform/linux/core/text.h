@@ -6,14 +6,15 @@
 
 namespace korvex::platform {
 
-// UTF-8 to UTF-16. A byte that is no part of valid UTF-8 becomes the lone surrogate 0xDC00 + byte, so that ToUtf8 gives it back: no
-// file content and no file name is lost on the way.
+// UTF-8 to UTF-16. A byte that is no part of valid UTF-8 becomes the lone surrogate 0xDC00 + byte,
+// so that ToUtf8 gives it back: no file content and no file name is lost on the way.
 std::u16string FromUtf8(std::string_view bytes);
 
 // The reverse; any other lone surrogate becomes U+FFFD.
 std::string ToUtf8(std::u16string_view text);
 
-// File names: as above, with either separator on the Windows side. A backslash inside a native name becomes U+F05C and comes back.
+// File names: as above, with either separator on the Windows side. A backslash inside a native name
+// becomes U+F05C and comes back.
 std::u16string FromNativePath(std::string_view path);
 std::string ToNativePath(std::u16string_view path);
 

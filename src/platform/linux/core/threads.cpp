@@ -20,8 +20,8 @@ namespace {
 
 constexpr DWORD STILL_ACTIVE_CODE = 259;
 
-// How much later than asked the kernel may end a wait, in nanoseconds. A detecting pass waits for silence so often that the usual 50 us
-// add up.
+// How much later than asked the kernel may end a wait, in nanoseconds. A detecting pass waits for
+// silence so often that the usual 50 us add up.
 constexpr unsigned long TIMER_SLACK_NS = 10'000;
 
 struct EventObject : HandleObject {
@@ -74,7 +74,8 @@ constexpr HandleType ThreadObject::TYPE{CloseThread};
 
 void* RunThread(void* argument)
 {
-    const std::unique_ptr<std::shared_ptr<ThreadRecord>> owner(static_cast<std::shared_ptr<ThreadRecord>*>(argument));
+    const std::unique_ptr<std::shared_ptr<ThreadRecord>> owner(
+        static_cast<std::shared_ptr<ThreadRecord>*>(argument));
     ThreadRecord* record = owner->get();
     UseCancellation(&record->cancellation);
     prctl(PR_SET_TIMERSLACK, TIMER_SLACK_NS);
@@ -90,7 +91,8 @@ void* RunThread(void* argument)
 
 // Waits until `reached`, called with the lock held, or for `milliseconds`.
 template <typename Condition>
-bool WaitUntil(std::unique_lock<std::mutex>* lock, std::condition_variable* changed, DWORD milliseconds, Condition reached)
+bool WaitUntil(std::unique_lock<std::mutex>* lock, std::condition_variable* changed,
+    DWORD milliseconds, Condition reached)
 {
     if (milliseconds == INFINITE) {
         changed->wait(*lock, reached);
@@ -152,7 +154,8 @@ void LeaveCriticalSection(CRITICAL_SECTION* section)
     section->mutex.unlock();
 }
 
-HANDLE CreateEventW(SECURITY_ATTRIBUTES* /*security*/, BOOL manualReset, BOOL initialState, LPCWSTR name)
+HANDLE CreateEventW(
+    SECURITY_ATTRIBUTES* /*security*/, BOOL manualReset, BOOL initialState, LPCWSTR name)
 {
     if (name != nullptr) {
         SetLastError(ERROR_INVALID_PARAMETER);
@@ -185,12 +188,14 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
     if (object != nullptr && object->type == &EventObject::TYPE)
         return korvex::platform::WaitForEvent(static_cast<EventObject*>(object), milliseconds);
     if (object != nullptr && object->type == &ThreadObject::TYPE)
-        return korvex::platform::WaitForThread(static_cast<ThreadObject*>(object)->record.get(), milliseconds);
+        return korvex::platform::WaitForThread(
+            static_cast<ThreadObject*>(object)->record.get(), milliseconds);
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
 }
 
-uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine, void* argument, unsigned flags,
+uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine,
+    void* argument, unsigned flags,
     unsigned* threadId) // NOLINT(readability-non-const-parameter): as Windows has it
 {
     if (stackSize != 0 || flags != 0 || threadId != nullptr) {
@@ -203,9 +208,11 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
     if (record->cancellation.descriptor < 0)
         return 0;
     auto forThread = std::make_unique<std::shared_ptr<ThreadRecord>>(record);
-    const std::lock_guard guard(record->mutex); // the thread may end before its identifier is stored
+    // the thread may end before its identifier is stored
+    const std::lock_guard guard(record->mutex);
     ++korvex::platform::runningThreads;
-    const int refusal = pthread_create(&record->thread, nullptr, korvex::platform::RunThread, forThread.get());
+    const int refusal
+        = pthread_create(&record->thread, nullptr, korvex::platform::RunThread, forThread.get());
     if (refusal != 0) {
         --korvex::platform::runningThreads;
         errno = refusal;

@@ -23,7 +23,8 @@ bool HasMonitors(Display* display)
     int error = 0;
     int major = 0;
     int minor = 0;
-    return XRRQueryExtension(display, &event, &error) != 0 && XRRQueryVersion(display, &major, &minor) != 0
+    return XRRQueryExtension(display, &event, &error) != 0
+        && XRRQueryVersion(display, &major, &minor) != 0
         && (major > 1 || (major == 1 && minor >= 5));
 }
 
@@ -34,7 +35,9 @@ bool MeasureScreen(Display* display, MonitorArea* area)
     unsigned height = 0;
     unsigned border = 0;
     unsigned depth = 0;
-    if (XGetGeometry(display, DefaultRootWindow(display), &root, &area->x, &area->y, &width, &height, &border, &depth) == 0)
+    if (XGetGeometry(display, DefaultRootWindow(display), &root, &area->x, &area->y, &width,
+            &height, &border, &depth)
+        == 0)
         return false;
     area->width = static_cast<int>(width);
     area->height = static_cast<int>(height);
@@ -46,14 +49,17 @@ bool MeasureScreen(Display* display, MonitorArea* area)
 bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area)
 {
     int count = 0;
-    const std::unique_ptr<XRRMonitorInfo, void (*)(XRRMonitorInfo*)> monitors(
-        HasMonitors(display) ? XRRGetMonitors(display, DefaultRootWindow(display), True, &count) : nullptr, XRRFreeMonitors);
+    const std::unique_ptr<XRRMonitorInfo, void (*)(XRRMonitorInfo*)> monitors(HasMonitors(display)
+            ? XRRGetMonitors(display, DefaultRootWindow(display), True, &count)
+            : nullptr,
+        XRRFreeMonitors);
     const XRRMonitorInfo* first = monitors.get();
     if (first == nullptr || count <= 0)
         return output.empty() && MeasureScreen(display, area);
     const XRRMonitorInfo* end = first + count;
-    const XRRMonitorInfo* found = std::find_if(first, end,
-        [&](const XRRMonitorInfo& monitor) { return output.empty() ? monitor.primary != False : IsNamed(display, &monitor, output); });
+    const XRRMonitorInfo* found = std::find_if(first, end, [&](const XRRMonitorInfo& monitor) {
+        return output.empty() ? monitor.primary != False : IsNamed(display, &monitor, output);
+    });
     if (found == end && !output.empty())
         return false;
     const XRRMonitorInfo* monitor = found == end ? first : found;

@@ -15,11 +15,13 @@ struct MonitorArea {
     int height;
 };
 
-// The monitor of an output, "HDMI-1"; with an empty name the primary one, and where none is primary the first; the whole screen of a server
-// that knows no monitors. False for an output that has none, or when the server does not answer.
+// The monitor of an output, "HDMI-1"; with an empty name the primary one, and where none is primary
+// the first; the whole screen of a server that knows no monitors. False for an output that has
+// none, or when the server does not answer.
 bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area);
 
-// The same on the display of that name (null: the one in DISPLAY), by a connection of its own; also false where that cannot be had.
+// The same on the display of that name (null: the one in DISPLAY), by a connection of its own; also
+// false where that cannot be had.
 bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area);
 
 } // namespace korvex::platform

@@ -5,7 +5,8 @@
 
 CONFIGRET CM_Get_Child(DEVINST* child, DEVINST node, ULONG flags);
 CONFIGRET CM_Get_Sibling(DEVINST* sibling, DEVINST node, ULONG flags);
-CONFIGRET CM_Get_Device_ID_Size(ULONG* length, DEVINST node, ULONG flags); // UTF-16 units without terminator
+// UTF-16 units without terminator
+CONFIGRET CM_Get_Device_ID_Size(ULONG* length, DEVINST node, ULONG flags);
 CONFIGRET CM_Get_Device_IDW(DEVINST node, LPWSTR buffer, ULONG capacity, ULONG flags);
 CONFIGRET CM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST node, ULONG flags);
 

@@ -43,10 +43,11 @@ HANDLE OpenDevice(const std::shared_ptr<DeviceServer>& server)
 // Opens the tty of a port's interface, and tells the machine when it cannot be opened.
 HANDLE OpenPortOf(const InterfaceOptions* port, const OpenRequest* request)
 {
-    HANDLE handle
-        = CreateFileW(FromNativePath(port->nativePath).c_str(), request->access, request->shareMode, nullptr, OPEN_EXISTING, 0, nullptr);
+    HANDLE handle = CreateFileW(FromNativePath(port->nativePath).c_str(), request->access,
+        request->shareMode, nullptr, OPEN_EXISTING, 0, nullptr);
     const DWORD error = GetLastError();
-    if (const auto& tell = ThisMachine()->observers.portRefused; handle == INVALID_HANDLE_VALUE && tell) {
+    if (const auto& tell = ThisMachine()->observers.portRefused;
+        handle == INVALID_HANDLE_VALUE && tell) {
         tell(port->nativePath, error);
         SetLastError(error);
     }
@@ -68,15 +69,17 @@ std::optional<HANDLE> OpenInterface(const OpenRequest* request)
 
 } // namespace korvex::platform
 
-BOOL DeviceIoControl(HANDLE handle, DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned,
-    OVERLAPPED* /*overlapped*/)
+BOOL DeviceIoControl(HANDLE handle, DWORD code, const void* input, DWORD inputSize, void* output,
+    DWORD outputSize, DWORD* returned, OVERLAPPED* /*overlapped*/)
 {
     const auto* device = korvex::platform::ObjectAs<korvex::platform::DeviceObject>(handle);
     if (device == nullptr)
         return FALSE;
     const auto* bytes = static_cast<const BYTE*>(input);
     std::vector<BYTE> answer(outputSize);
-    if (!device->server->control(code, inputSize == 0 ? std::vector<BYTE>{} : std::vector<BYTE>(bytes, bytes + inputSize), &answer))
+    if (!device->server->control(code,
+            inputSize == 0 ? std::vector<BYTE>{} : std::vector<BYTE>(bytes, bytes + inputSize),
+            &answer))
         return korvex::platform::Fail(ERROR_INVALID_FUNCTION);
     *returned = static_cast<DWORD>(std::min<size_t>(answer.size(), outputSize));
     std::copy_n(answer.begin(), *returned, static_cast<BYTE*>(output));

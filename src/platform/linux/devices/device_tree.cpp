@@ -87,20 +87,22 @@ DEVINST FindNode(std::u16string_view instanceId)
 
 std::u16string InstanceIdOf(DEVINST node)
 {
-    return ReadNode<std::u16string>(node, [](const DeviceNode* found) { return found->options.instanceId; });
+    return ReadNode<std::u16string>(
+        node, [](const DeviceNode* found) { return found->options.instanceId; });
 }
 
 std::vector<std::u16string> UpperFiltersOf(DEVINST node)
 {
-    return ReadNode<std::vector<std::u16string>>(node, [](const DeviceNode* found) { return found->upperFilters; });
+    return ReadNode<std::vector<std::u16string>>(
+        node, [](const DeviceNode* found) { return found->upperFilters; });
 }
 
 std::vector<DEVINST> ChildrenOf(DEVINST node)
 {
     const TreeLock lock;
     std::vector<DEVINST> children = PresentNodes();
-    children.erase(
-        std::remove_if(children.begin(), children.end(), [node](DEVINST child) { return NodeOf(child)->options.parent != node; }),
+    children.erase(std::remove_if(children.begin(), children.end(),
+                       [node](DEVINST child) { return NodeOf(child)->options.parent != node; }),
         children.end());
     return children;
 }
@@ -141,13 +143,16 @@ int EnumerationsOf(DEVINST node)
 
 std::string NativePathOf(DEVINST node)
 {
-    return ReadNode<std::string>(node,
-        [](const DeviceNode* found) { return found->options.interfaces.empty() ? "" : found->options.interfaces.front().nativePath; });
+    return ReadNode<std::string>(node, [](const DeviceNode* found) {
+        return found->options.interfaces.empty() ? ""
+                                                 : found->options.interfaces.front().nativePath;
+    });
 }
 
 std::u16string HardwareKeyPath(std::u16string_view instanceId)
 {
-    return u"HKLM\\SYSTEM\\CurrentControlSet\\Enum\\" + std::u16string(instanceId) + u"\\Device Parameters";
+    return u"HKLM\\SYSTEM\\CurrentControlSet\\Enum\\" + std::u16string(instanceId)
+        + u"\\Device Parameters";
 }
 
 const InterfaceOptions* FindInterface(std::u16string_view path)

@@ -1,5 +1,6 @@
-// The machine's device tree, as the calls of setupapi.h and config_manager.h see it. Nodes live from their making to the process's end, so
-// that a DEVINST never names another device; a removed one is no longer present. Every routine may be called from any thread.
+// The machine's device tree, as the calls of setupapi.h and config_manager.h see it. Nodes live
+// from their making to the process's end, so that a DEVINST never names another device; a removed
+// one is no longer present. Every routine may be called from any thread.
 #pragma once
 
 #include <functional>
@@ -12,11 +13,13 @@
 
 namespace korvex::platform {
 
-// A device that a driver serves: its interface's path opens it where `canOpen` says so, and DeviceIoControl reaches `control`, whose output
-// is sized to what the caller takes. Both may be called from any thread.
+// A device that a driver serves: its interface's path opens it where `canOpen` says so, and
+// DeviceIoControl reaches `control`, whose output is sized to what the caller takes. Both may be
+// called from any thread.
 struct DeviceServer {
     std::function<bool()> canOpen;
-    std::function<bool(DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output)> control;
+    std::function<bool(DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output)>
+        control;
 };
 
 struct InterfaceOptions {

@@ -24,41 +24,48 @@ std::u16string Field(std::u16string_view value, size_t index)
 {
     for (; index > 0; --index) {
         const size_t comma = value.find(u',');
-        value = comma == std::u16string_view::npos ? std::u16string_view{} : value.substr(comma + 1);
+        value
+            = comma == std::u16string_view::npos ? std::u16string_view{} : value.substr(comma + 1);
     }
     value = value.substr(0, value.find(u','));
     const size_t first = value.find_first_not_of(u" \t");
     const size_t last = value.find_last_not_of(u" \t");
-    return first == std::u16string_view::npos ? std::u16string{} : std::u16string(value.substr(first, last - first + 1));
+    return first == std::u16string_view::npos
+        ? std::u16string{}
+        : std::u16string(value.substr(first, last - first + 1));
 }
 
-// 0 to 4, how a restart is asked for, or that much more than 128, where the source path is the INF's folder.
+// 0 to 4, how a restart is asked for, or that much more than 128, where the source path is the
+// INF's folder.
 bool IsKnownMode(std::u16string_view mode)
 {
-    constexpr std::array MODES{u"0", u"1", u"2", u"3", u"4", u"128", u"129", u"130", u"131", u"132"};
+    constexpr std::array MODES{
+        u"0", u"1", u"2", u"3", u"4", u"128", u"129", u"130", u"131", u"132"};
     return std::find(MODES.begin(), MODES.end(), mode) != MODES.end();
 }
 
-// A file's place below the Windows folder; the directory identifiers 10 (Windows), 11 (system) and 12 (drivers) may stand in front.
+// A file's place below the Windows folder; the directory identifiers 10 (Windows), 11 (system) and
+// 12 (drivers) may stand in front.
 std::u16string ResolveBinary(std::u16string path)
 {
-    for (const auto& [mark, folder] :
-        {std::pair(u"%10%\\", u""), std::pair(u"%11%\\", u"system32\\"), std::pair(u"%12%\\", u"system32\\drivers\\")}) {
+    for (const auto& [mark, folder] : {std::pair(u"%10%\\", u""),
+             std::pair(u"%11%\\", u"system32\\"), std::pair(u"%12%\\", u"system32\\drivers\\")}) {
         if (path.starts_with(mark))
             return folder + path.substr(std::u16string_view(mark).size());
     }
     return path;
 }
 
-void InstallService(
-    const ProfileDocument* inf, const std::filesystem::path& infFolder, std::u16string_view service, std::u16string_view section)
+void InstallService(const ProfileDocument* inf, const std::filesystem::path& infFolder,
+    std::u16string_view service, std::u16string_view section)
 {
     namespace fs = std::filesystem;
     const std::optional<std::u16string> binary = FindValue(inf, section, u"ServiceBinary");
     if (!binary || service.empty())
         return;
     const std::u16string place = ResolveBinary(*binary);
-    const fs::path target = fs::path(korvex::platform::ThisMachine()->folders.windows) / korvex::platform::ToNativePath(place);
+    const fs::path target = fs::path(korvex::platform::ThisMachine()->folders.windows)
+        / korvex::platform::ToNativePath(place);
     std::error_code error;
     fs::create_directories(target.parent_path(), error);
     const fs::path source = infFolder / target.filename();
@@ -67,7 +74,8 @@ void InstallService(
         fs::copy_file(source, target, error);
     }
 
-    korvex::platform::WriteRegistryText(korvex::platform::ServiceKeyPath(service), u"ImagePath", place);
+    korvex::platform::WriteRegistryText(
+        korvex::platform::ServiceKeyPath(service), u"ImagePath", place);
 }
 
 } // namespace
@@ -76,7 +84,8 @@ void InstallHinfSectionW(HWND /*window*/, HMODULE /*instance*/, LPCWSTR command,
 {
     const std::u16string_view text = command;
     const size_t sectionEnd = text.find(u' ');
-    const size_t modeEnd = sectionEnd == std::u16string_view::npos ? sectionEnd : text.find(u' ', sectionEnd + 1);
+    const size_t modeEnd
+        = sectionEnd == std::u16string_view::npos ? sectionEnd : text.find(u' ', sectionEnd + 1);
     if (modeEnd == std::u16string_view::npos)
         return;
     const std::u16string section(text.substr(0, sectionEnd));
@@ -87,6 +96,7 @@ void InstallHinfSectionW(HWND /*window*/, HMODULE /*instance*/, LPCWSTR command,
     korvex::platform::ReadProfile(path, &inf);
     for (const std::u16string& name : {section, section + u".Services"}) {
         if (const std::optional<std::u16string> service = FindValue(&inf, name, u"AddService"))
-            InstallService(&inf, std::filesystem::path(path).parent_path(), Field(*service, 0), Field(*service, 2));
+            InstallService(&inf, std::filesystem::path(path).parent_path(), Field(*service, 0),
+                Field(*service, 2));
     }
 }

@@ -14,7 +14,8 @@ namespace korvex::platform {
 
 namespace {
 
-constexpr GUID COM_PORT_CLASS = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
+constexpr GUID COM_PORT_CLASS
+    = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
 struct FilterDriver {
     std::u16string service;
@@ -42,9 +43,12 @@ std::u16string StoredValue(std::u16string_view instanceId, std::u16string_view k
     return FindValue(&devices, instanceId, key).value_or(u"");
 }
 
-bool StoreValue(std::u16string_view instanceId, std::u16string_view key, const std::u16string& value)
+bool StoreValue(
+    std::u16string_view instanceId, std::u16string_view key, const std::u16string& value)
 {
-    const auto store = [&](ProfileDocument* devices) { SetValue(devices, instanceId, key, value.empty() ? nullptr : value.c_str()); };
+    const auto store = [&](ProfileDocument* devices) {
+        SetValue(devices, instanceId, key, value.empty() ? nullptr : value.c_str());
+    };
     return DevicesFile().empty() || UpdateProfile(DevicesFile(), store, Durability::DEFERRED);
 }
 
@@ -113,20 +117,26 @@ void RemoveNode(DEVINST node)
     const DeviceNode* found = NodeOf(node);
     if (found == nullptr)
         return;
-    if (const DeviceNode* parent = NodeOf(found->options.parent);
-        parent != nullptr && EqualNoCase(StoredValue(parent->options.instanceId, u"Child"), found->options.instanceId))
+    if (const DeviceNode* parent = NodeOf(found->options.parent); parent != nullptr
+        && EqualNoCase(
+            StoredValue(parent->options.instanceId, u"Child"), found->options.instanceId))
         StoreValue(parent->options.instanceId, u"Child", u"");
     MarkRemoved(node);
 }
 
-DEVINST AddSerialPort(std::u16string_view name, const std::string& nativePath, const std::string& stablePath)
+DEVINST AddSerialPort(
+    std::u16string_view name, const std::string& nativePath, const std::string& stablePath)
 {
     std::u16string adapter = FromNativePath(stablePath);
-    std::replace_if(adapter.begin(), adapter.end(), [](char16_t unit) { return unit == u'/' || unit == u'[' || unit == u']'; }, u'#');
+    std::replace_if(
+        adapter.begin(), adapter.end(),
+        [](char16_t unit) { return unit == u'/' || unit == u'[' || unit == u']'; }, u'#');
     NodeOptions options;
     options.instanceId = u"TTY\\SERIALPORT\\" + adapter;
     options.hardwareIds = {u"TTY\\SERIALPORT"};
-    options.interfaces = {{COM_PORT_CLASS, u"\\\\?\\tty#serialport#" + std::u16string(name) + u"#{86e0d1e0-8089-11d0-9ce4-08003e301f73}",
+    options.interfaces = {{COM_PORT_CLASS,
+        u"\\\\?\\tty#serialport#" + std::u16string(name)
+            + u"#{86e0d1e0-8089-11d0-9ce4-08003e301f73}",
         nativePath, nullptr}};
 
     const TreeLock lock;

@@ -1,5 +1,6 @@
-// Serial ports in the device tree. What Windows keeps across runs of a port (its upper filters and the child that its filter has presented)
-// is kept in "devices.ini" in the machine's state folder, under the port's instance ID. Every routine may be called from any thread.
+// Serial ports in the device tree. What Windows keeps across runs of a port (its upper filters and
+// the child that its filter has presented) is kept in "devices.ini" in the machine's state folder,
+// under the port's instance ID. Every routine may be called from any thread.
 #pragma once
 
 #include <functional>
@@ -11,32 +12,37 @@
 
 namespace korvex::platform {
 
-// Adds a serial port as a node with a COM-port interface, with its filters and the child that its filter presented in an earlier run; a
-// port with a filter but without a child has a problem (DN_HAS_PROBLEM). `stablePath` names the adapter across runs (a path below
-// /dev/serial/by-path where it has one). Its hardware key holds its name as "PortName", until the end of the process.
-DEVINST AddSerialPort(std::u16string_view name, const std::string& nativePath, const std::string& stablePath);
+// Adds a serial port as a node with a COM-port interface, with its filters and the child that its
+// filter presented in an earlier run; a port with a filter but without a child has a problem
+// (DN_HAS_PROBLEM). `stablePath` names the adapter across runs (a path below /dev/serial/by-path
+// where it has one). Its hardware key holds its name as "PortName", until the end of the process.
+DEVINST AddSerialPort(
+    std::u16string_view name, const std::string& nativePath, const std::string& stablePath);
 
-// Sets a node's upper filters. False when the state folder cannot keep them; they count until the end of the process all the same.
+// Sets a node's upper filters. False when the state folder cannot keep them; they count until the
+// end of the process all the same.
 bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters);
 
-// Has a filter present a child below a port: the one with this instance ID, or none. False when the state folder cannot
-// keep it; it counts until the end of the process all the same.
+// Has a filter present a child below a port: the one with this instance ID, or none. False when the
+// state folder cannot keep it; it counts until the end of the process all the same.
 bool PresentChild(DEVINST port, std::u16string_view instanceId);
 
-// Takes a port's filters, its child and what the state folder keeps of it away. False when that cannot be written there.
+// Takes a port's filters, its child and what the state folder keeps of it away. False when that
+// cannot be written there.
 bool ForgetPort(DEVINST port);
 
 // Removes a node and all below it; a port's stored child goes too.
 void RemoveNode(DEVINST node);
 
-// A driver that can be a port's first upper filter: `start` is called when such a port is restarted or enumerated, without the tree's lock.
+// A driver that can be a port's first upper filter: `start` is called when such a port is restarted
+// or enumerated, without the tree's lock.
 void RegisterFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start);
 
 // Has the driver of the node's first upper filter look at the port. Called without the tree's lock.
 void StartFilter(DEVINST node);
 
-// Forgets every node, filter driver and volatile value of the registry, for the next test. No handle or set of the old tree may be used
-// after it.
+// Forgets every node, filter driver and volatile value of the registry, for the next test. No
+// handle or set of the old tree may be used after it.
 void ClearDeviceTree();
 
 } // namespace korvex::platform

@@ -37,8 +37,10 @@ NamedValue* FindPending(HKEY key, std::u16string_view name)
 {
     if (IsRoot(key))
         return nullptr;
-    const auto found = std::find_if(key->values.begin(), key->values.end(),
-        [name](const NamedValue& value) { return korvex::platform::EqualNoCase(value.name, name); });
+    const auto found
+        = std::find_if(key->values.begin(), key->values.end(), [name](const NamedValue& value) {
+              return korvex::platform::EqualNoCase(value.name, name);
+          });
     return found == key->values.end() ? nullptr : &*found;
 }
 
@@ -49,8 +51,9 @@ HKEY korvex::platform::OpenRegistryPath(std::u16string_view path, DWORD access)
     return new HKEY__{std::u16string(path), access, false, {}};
 }
 
-LONG RegCreateKeyExW(HKEY parent, LPCWSTR name, DWORD /*reserved*/, LPWSTR /*className*/, DWORD /*options*/, DWORD access,
-    SECURITY_ATTRIBUTES* /*security*/, HKEY* key, DWORD* /*disposition*/)
+LONG RegCreateKeyExW(HKEY parent, LPCWSTR name, DWORD /*reserved*/, LPWSTR /*className*/,
+    DWORD /*options*/, DWORD access, SECURITY_ATTRIBUTES* /*security*/, HKEY* key,
+    DWORD* /*disposition*/)
 {
     if (RegOpenKeyExW(parent, name, 0, access, key) == ERROR_SUCCESS)
         return ERROR_SUCCESS;
@@ -70,11 +73,13 @@ LONG RegOpenKeyExW(HKEY parent, LPCWSTR name, DWORD /*options*/, DWORD access, H
     return ERROR_SUCCESS;
 }
 
-LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* /*reserved*/, DWORD* type, BYTE* data, DWORD* size)
+LONG RegQueryValueExW(
+    HKEY key, LPCWSTR name, DWORD* /*reserved*/, DWORD* type, BYTE* data, DWORD* size)
 {
     const NamedValue* pending = FindPending(key, name);
-    const std::optional<RegistryValue> value
-        = pending != nullptr ? std::optional(pending->value) : korvex::platform::ReadRegistryValue(PathOf(key), name);
+    const std::optional<RegistryValue> value = pending != nullptr
+        ? std::optional(pending->value)
+        : korvex::platform::ReadRegistryValue(PathOf(key), name);
     if (!value)
         return ERROR_FILE_NOT_FOUND;
     if (type != nullptr)
@@ -91,7 +96,8 @@ LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* /*reserved*/, DWORD* type, 
     return ERROR_SUCCESS;
 }
 
-LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, const BYTE* data, DWORD size)
+LONG RegSetValueExW(
+    HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, const BYTE* data, DWORD size)
 {
     if ((key->access & KEY_SET_VALUE) == 0 || !korvex::platform::IsRegistryWritable())
         return static_cast<LONG>(ERROR_ACCESS_DENIED);
@@ -109,6 +115,7 @@ LONG RegCloseKey(HKEY key)
     if (IsRoot(key))
         return ERROR_SUCCESS;
     const std::unique_ptr<HKEY__> owner(key);
-    const bool written = !key->changed || korvex::platform::WriteRegistryValues(key->path, &key->values);
+    const bool written
+        = !key->changed || korvex::platform::WriteRegistryValues(key->path, &key->values);
     return written ? ERROR_SUCCESS : static_cast<LONG>(ERROR_ACCESS_DENIED);
 }

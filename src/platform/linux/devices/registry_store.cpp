@@ -34,11 +34,12 @@ std::string RegistryFile()
 
 bool IsSameState(const struct stat* a, const struct stat* b)
 {
-    return a->st_dev == b->st_dev && a->st_ino == b->st_ino && a->st_size == b->st_size && a->st_mtim.tv_sec == b->st_mtim.tv_sec
-        && a->st_mtim.tv_nsec == b->st_mtim.tv_nsec;
+    return a->st_dev == b->st_dev && a->st_ino == b->st_ino && a->st_size == b->st_size
+        && a->st_mtim.tv_sec == b->st_mtim.tv_sec && a->st_mtim.tv_nsec == b->st_mtim.tv_nsec;
 }
 
-// The registry as it is now. It is parsed again only when the file has changed: a detecting pass looks into it a dozen times a port.
+// The registry as it is now. It is parsed again only when the file has changed: a detecting pass
+// looks into it a dozen times a port.
 std::shared_ptr<const ProfileDocument> ReadRegistry()
 {
     struct Snapshot {
@@ -58,7 +59,8 @@ std::shared_ptr<const ProfileDocument> ReadRegistry()
     const std::lock_guard guard(mutex);
     const std::string path = RegistryFile();
     struct stat status{};
-    if (snapshot.descriptor >= 0 && stat(path.c_str(), &status) == 0 && IsSameState(&status, &snapshot.status))
+    if (snapshot.descriptor >= 0 && stat(path.c_str(), &status) == 0
+        && IsSameState(&status, &snapshot.status))
         return snapshot.document;
     if (snapshot.descriptor >= 0)
         close(snapshot.descriptor);
@@ -122,8 +124,9 @@ std::optional<unsigned> HexNumber(std::u16string_view digits)
 {
     unsigned number = 0;
     for (const char16_t digit : digits) {
-        const size_t value
-            = std::u16string_view(u"0123456789abcdef").find(static_cast<char16_t>(digit >= u'A' && digit <= u'F' ? digit + 0x20 : digit));
+        const size_t value = std::u16string_view(u"0123456789abcdef")
+                                 .find(static_cast<char16_t>(
+                                     digit >= u'A' && digit <= u'F' ? digit + 0x20 : digit));
         if (value == std::u16string_view::npos)
             return std::nullopt;
         number = number << 4 | static_cast<unsigned>(value);
@@ -182,7 +185,8 @@ bool RegistryKeyExists(std::u16string_view path)
     const std::vector<std::u16string> names = SectionNames(ReadRegistry().get());
     return std::any_of(names.begin(), names.end(), [path](const std::u16string& name) {
         const std::u16string_view start = std::u16string_view(name).substr(0, path.size());
-        return EqualNoCase(start, path) && (name.size() == path.size() || name[path.size()] == u'\\');
+        return EqualNoCase(start, path)
+            && (name.size() == path.size() || name[path.size()] == u'\\');
     });
 }
 
@@ -190,7 +194,8 @@ std::optional<RegistryValue> ReadRegistryValue(std::u16string_view path, std::u1
 {
     {
         const std::lock_guard guard(Volatile()->mutex);
-        if (const auto found = Volatile()->texts.find(VolatileName(path, name)); found != Volatile()->texts.end())
+        if (const auto found = Volatile()->texts.find(VolatileName(path, name));
+            found != Volatile()->texts.end())
             return TextValue(found->second);
     }
     const std::optional<std::u16string> text = FindValue(ReadRegistry().get(), path, name);
@@ -219,7 +224,11 @@ bool WriteRegistryValues(std::u16string_view path, const std::vector<NamedValue>
     const auto& told = ThisMachine()->observers.registryWritten;
     for (const NamedValue& value : *values) {
         if (told)
-            told(ToUtf8(std::u16string(path).append(u"\\").append(value.name).append(u"=").append(LineText(&value.value))));
+            told(ToUtf8(std::u16string(path)
+                    .append(u"\\")
+                    .append(value.name)
+                    .append(u"=")
+                    .append(LineText(&value.value))));
     }
     return true;
 }

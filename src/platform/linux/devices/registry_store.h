@@ -1,6 +1,8 @@
-// The registry by the whole paths of its keys, from "HKLM" or "HKCU" on. It is kept, as readable text, in "registry.ini" in the machine's
-// state folder (machine.h). Names match without regard to case. Processes lose nothing of each other's; a power cut can take back the last
-// changes, as on Windows, and the next detecting pass makes up for them. Every routine may be called from any thread.
+// The registry by the whole paths of its keys, from "HKLM" or "HKCU" on. It is kept, as readable
+// text, in "registry.ini" in the machine's state folder (machine.h). Names match without regard to
+// case. Processes lose nothing of each other's; a power cut can take back the last changes, as on
+// Windows, and the next detecting pass makes up for them. Every routine may be called from any
+// thread.
 #pragma once
 
 #include <optional>
@@ -38,10 +40,11 @@ std::optional<RegistryValue> ReadRegistryValue(std::u16string_view path, std::u1
 // A text value; empty when there is none or it is no text.
 std::u16string ReadRegistryText(std::u16string_view path, std::u16string_view name);
 
-// Creates the key where it is missing and sets its values, in one go, and tells the machine of each. False when that cannot be written;
-// nothing is then changed.
+// Creates the key where it is missing and sets its values, in one go, and tells the machine of
+// each. False when that cannot be written; nothing is then changed.
 bool WriteRegistryValues(std::u16string_view path, const std::vector<NamedValue>* values);
-bool WriteRegistryText(std::u16string_view path, std::u16string_view name, std::u16string_view text);
+bool WriteRegistryText(
+    std::u16string_view path, std::u16string_view name, std::u16string_view text);
 
 // Deletes a key with its values, not the keys below it. False when that cannot be written.
 bool DeleteRegistryKey(std::u16string_view path);

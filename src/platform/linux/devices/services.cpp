@@ -16,7 +16,8 @@ namespace {
 
 std::u16string ImagePath(std::u16string_view service)
 {
-    return korvex::platform::ReadRegistryText(korvex::platform::ServiceKeyPath(service), u"ImagePath");
+    return korvex::platform::ReadRegistryText(
+        korvex::platform::ServiceKeyPath(service), u"ImagePath");
 }
 
 } // namespace
@@ -40,7 +41,8 @@ SC_HANDLE OpenServiceW(SC_HANDLE /*manager*/, LPCWSTR name, DWORD /*access*/)
     return new SC_HANDLE__{path};
 }
 
-BOOL QueryServiceConfigW(SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required)
+BOOL QueryServiceConfigW(
+    SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required)
 {
     const size_t pathBytes = (service->binaryPath.size() + 1) * sizeof(WCHAR);
     *required = static_cast<DWORD>(sizeof(*configuration) + pathBytes);

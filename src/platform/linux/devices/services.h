@@ -25,6 +25,8 @@ inline constexpr DWORD SERVICE_ALL_ACCESS = 0xF01FF;
 SC_HANDLE OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
 SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access);
 
-// Of the configuration the binary's path is filled in; the text follows the record in the buffer of `size` bytes.
-BOOL QueryServiceConfigW(SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required);
+// Of the configuration the binary's path is filled in; the text follows the record in the buffer of
+// `size` bytes.
+BOOL QueryServiceConfigW(
+    SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required);
 BOOL CloseServiceHandle(SC_HANDLE handle);

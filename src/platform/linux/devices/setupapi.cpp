@@ -23,7 +23,8 @@ struct InterfacePlace {
     size_t index;
 };
 
-// What is behind an HDEVINFO: the interfaces it was made for, and the requests stored for its devices.
+// What is behind an HDEVINFO: the interfaces it was made for, and the requests stored for its
+// devices.
 struct DeviceSet {
     GUID classId{};
     std::vector<InterfacePlace> interfaces;
@@ -47,7 +48,8 @@ bool FillElement(SP_DEVINFO_DATA* element, DEVINST node)
 }
 
 // Copies a property, both closing zeros of a list included, when it fits.
-BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buffer, DWORD size, DWORD* required)
+BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buffer, DWORD size,
+    DWORD* required)
 {
     if (entries.empty())
         return Fail(ERROR_INVALID_DATA);
@@ -66,7 +68,8 @@ BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buf
     return TRUE;
 }
 
-// The node of an element, with the tree locked; null, with the last error set, when it is no longer there or the element is none.
+// The node of an element, with the tree locked; null, with the last error set, when it is no longer
+// there or the element is none.
 DeviceNode* PresentNode(const SP_DEVINFO_DATA* element)
 {
     if (element->cbSize != sizeof(*element)) {
@@ -133,8 +136,8 @@ BOOL SetupDiDestroyDeviceInfoList(HDEVINFO devices)
     return TRUE;
 }
 
-BOOL SetupDiEnumDeviceInterfaces(
-    HDEVINFO devices, SP_DEVINFO_DATA* /*element*/, const GUID* classId, DWORD index, SP_DEVICE_INTERFACE_DATA* data)
+BOOL SetupDiEnumDeviceInterfaces(HDEVINFO devices, SP_DEVINFO_DATA* /*element*/,
+    const GUID* classId, DWORD index, SP_DEVICE_INTERFACE_DATA* data)
 {
     if (data->cbSize != sizeof(*data))
         return Fail(ERROR_INVALID_PARAMETER);
@@ -146,8 +149,9 @@ BOOL SetupDiEnumDeviceInterfaces(
     return TRUE;
 }
 
-BOOL SetupDiGetDeviceInterfaceDetailW(HDEVINFO devices, SP_DEVICE_INTERFACE_DATA* data, SP_DEVICE_INTERFACE_DETAIL_DATA_W* detail,
-    DWORD size, DWORD* required, SP_DEVINFO_DATA* element)
+BOOL SetupDiGetDeviceInterfaceDetailW(HDEVINFO devices, SP_DEVICE_INTERFACE_DATA* data,
+    SP_DEVICE_INTERFACE_DETAIL_DATA_W* detail, DWORD size, DWORD* required,
+    SP_DEVINFO_DATA* element)
 {
     const TreeLock lock;
     const korvex::platform::InterfacePlace place = SetOf(devices)->interfaces.at(data->Reserved);
@@ -156,18 +160,22 @@ BOOL SetupDiGetDeviceInterfaceDetailW(HDEVINFO devices, SP_DEVICE_INTERFACE_DATA
         return Fail(ERROR_NO_SUCH_DEVINST);
     const std::u16string& path = node->options.interfaces[place.index].path;
     const size_t pathBytes = (path.size() + 1) * sizeof(WCHAR);
-    const auto needed = static_cast<DWORD>(std::max(sizeof(*detail), offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath) + pathBytes));
+    const auto needed = static_cast<DWORD>(std::max(
+        sizeof(*detail), offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath) + pathBytes));
     if (required != nullptr)
         *required = needed;
     if (detail != nullptr && detail->cbSize != sizeof(*detail))
         return Fail(ERROR_INVALID_PARAMETER);
     if (detail == nullptr || size < needed)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
-    memcpy(reinterpret_cast<BYTE*>(detail) + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath), path.c_str(), pathBytes);
+    memcpy(
+        reinterpret_cast<BYTE*>(detail) + offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath),
+        path.c_str(), pathBytes);
     return korvex::platform::FillElement(element, place.node) ? TRUE : FALSE;
 }
 
-BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*parent*/, DWORD /*flags*/, SP_DEVINFO_DATA* element)
+BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*parent*/,
+    DWORD /*flags*/, SP_DEVINFO_DATA* element)
 {
     const DEVINST node = korvex::platform::FindNode(instanceId);
     if (node == 0)
@@ -175,8 +183,8 @@ BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*par
     return korvex::platform::FillElement(element, node) ? TRUE : FALSE;
 }
 
-BOOL SetupDiGetDeviceRegistryPropertyW(
-    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD property, DWORD* type, BYTE* buffer, DWORD size, DWORD* required)
+BOOL SetupDiGetDeviceRegistryPropertyW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element,
+    DWORD property, DWORD* type, BYTE* buffer, DWORD size, DWORD* required)
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
@@ -189,7 +197,8 @@ BOOL SetupDiGetDeviceRegistryPropertyW(
     return Fail(ERROR_INVALID_DATA);
 }
 
-BOOL SetupDiSetDeviceRegistryPropertyW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD property, const BYTE* buffer, DWORD size)
+BOOL SetupDiSetDeviceRegistryPropertyW(
+    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD property, const BYTE* buffer, DWORD size)
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
@@ -209,7 +218,8 @@ BOOL SetupDiSetDeviceRegistryPropertyW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* el
     return TRUE;
 }
 
-HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD /*scope*/, DWORD /*profile*/, DWORD keyType, DWORD access)
+HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD /*scope*/,
+    DWORD /*profile*/, DWORD keyType, DWORD access)
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
@@ -217,15 +227,18 @@ HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD 
         SetLastError(ERROR_ACCESS_DENIED);
         return static_cast<HKEY>(INVALID_HANDLE_VALUE);
     }
-    return korvex::platform::OpenRegistryPath(korvex::platform::HardwareKeyPath(node->options.instanceId), access);
+    return korvex::platform::OpenRegistryPath(
+        korvex::platform::HardwareKeyPath(node->options.instanceId), access);
 }
 
-BOOL SetupDiSetClassInstallParamsW(HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size)
+BOOL SetupDiSetClassInstallParamsW(
+    HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size)
 {
     const TreeLock lock;
     if (korvex::platform::PresentNode(element) == nullptr)
         return FALSE;
-    if (parameters->cbSize != sizeof(*parameters) || !korvex::platform::IsKnownRequest(parameters, size))
+    if (parameters->cbSize != sizeof(*parameters)
+        || !korvex::platform::IsKnownRequest(parameters, size))
         return Fail(ERROR_INVALID_PARAMETER);
     const auto* bytes = reinterpret_cast<const BYTE*>(parameters);
     SetOf(devices)->requests[element->DevInst].assign(bytes, bytes + size);
@@ -255,7 +268,8 @@ BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINF
     return TRUE;
 }
 
-BOOL SetupDiGetDeviceInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters)
+BOOL SetupDiGetDeviceInstallParamsW(
+    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters)
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
@@ -267,7 +281,8 @@ BOOL SetupDiGetDeviceInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* eleme
     return TRUE;
 }
 
-BOOL SetupDiSetDeviceInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters)
+BOOL SetupDiSetDeviceInstallParamsW(
+    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters)
 {
     const TreeLock lock;
     DeviceNode* node = korvex::platform::PresentNode(element);

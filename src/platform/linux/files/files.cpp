@@ -68,7 +68,8 @@ HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
         Fail(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
-    const bool attributesOnly = (access & (GENERIC_READ | GENERIC_WRITE)) == 0; // such a handle takes no part in sharing
+    // such a handle takes no part in sharing
+    const bool attributesOnly = (access & (GENERIC_READ | GENERIC_WRITE)) == 0;
     const int mode = writes ? O_RDWR : attributesOnly ? O_PATH : O_RDONLY;
     const int descriptor = open(path, mode | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
@@ -100,8 +101,8 @@ const LastOpening* LastOpeningOfThread()
 using korvex::platform::ErrorFromErrno;
 using korvex::platform::Fail;
 
-HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* /*security*/, DWORD disposition, DWORD /*flags*/,
-    HANDLE /*templateFile*/)
+HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* /*security*/,
+    DWORD disposition, DWORD /*flags*/, HANDLE /*templateFile*/)
 {
     if (disposition != OPEN_EXISTING) {
         Fail(ERROR_INVALID_PARAMETER);
@@ -123,12 +124,14 @@ DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* file
         return 0;
     }
     std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(korvex::platform::ToNativePath(path), error);
+    const std::filesystem::path absolute
+        = std::filesystem::absolute(korvex::platform::ToNativePath(path), error);
     if (error) {
         Fail(ErrorFromErrno(error.value()));
         return 0;
     }
-    const std::u16string text = korvex::platform::FromNativePath(absolute.lexically_normal().native());
+    const std::u16string text
+        = korvex::platform::FromNativePath(absolute.lexically_normal().native());
     if (text.size() >= capacity)
         return static_cast<DWORD>(text.size() + 1);
     std::copy_n(text.c_str(), text.size() + 1, buffer);
@@ -137,7 +140,8 @@ DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* file
 
 HRESULT SHGetFolderPathW(HWND /*owner*/, int folder, HANDLE /*token*/, DWORD /*flags*/, LPWSTR path)
 {
-    const std::u16string text = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->folders.system);
+    const std::u16string text
+        = korvex::platform::FromNativePath(korvex::platform::ThisMachine()->folders.system);
     if (folder != CSIDL_SYSTEM || text.empty() || text.size() >= MAX_PATH) {
         *path = 0;
         return E_FAIL;

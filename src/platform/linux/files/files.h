@@ -16,15 +16,18 @@ inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr int CSIDL_SYSTEM = 37;
 inline constexpr DWORD SHGFP_TYPE_DEFAULT = 1;
 
-// Opens an existing file, or what an opener knows (openers.h): a serial port or a device, by the path of its interface, a port also by
-// that of its tty. `disposition` must be OPEN_EXISTING. A path may use either separator.
-// A file without any write permission counts as one with the read-only attribute, which binds administrators too. Handles of this
-// layer share a file as asked; programs that do not lock the file are not kept out.
-HANDLE CreateFileW(
-    LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flags, HANDLE templateFile);
+// Opens an existing file, or what an opener knows (openers.h): a serial port or a device, by the
+// path of its interface, a port also by that of its tty. `disposition` must be OPEN_EXISTING. A
+// path may use either separator.
+// A file without any write permission counts as one with the read-only attribute, which binds
+// administrators too. Handles of this layer share a file as asked; programs that do not lock the
+// file are not kept out.
+HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security,
+    DWORD disposition, DWORD flags, HANDLE templateFile);
 
-// Makes a path absolute against the current directory. Returns the length without terminator; when the buffer (`capacity` UTF-16
-// units) is too small, the capacity it needs, leaving the buffer alone; 0 on failure. `filePart` is not supported and must be null.
+// Makes a path absolute against the current directory. Returns the length without terminator; when
+// the buffer (`capacity` UTF-16 units) is too small, the capacity it needs, leaving the buffer
+// alone; 0 on failure. `filePart` is not supported and must be null.
 DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* filePart);
 
 // Only CSIDL_SYSTEM: the machine's system folder (machine.h), into a buffer of MAX_PATH units.

@@ -52,8 +52,9 @@ constexpr korvex::platform::HandleType MutexObject::TYPE{CloseMutex};
 std::string MutexFile(std::u16string_view name)
 {
     const char* session = getenv("XDG_RUNTIME_DIR");
-    const std::string start
-        = session != nullptr && *session != 0 ? std::string(session) + "/korvex-" : "/tmp/korvex-" + std::to_string(getuid()) + "-";
+    const std::string start = session != nullptr && *session != 0
+        ? std::string(session) + "/korvex-"
+        : "/tmp/korvex-" + std::to_string(getuid()) + "-";
     return start + korvex::platform::ToUtf8(name) + ".lock";
 }
 
@@ -85,8 +86,10 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LP
 {
     auto* mutex = new MutexObject;
     mutex->type = &MutexObject::TYPE;
-    mutex->descriptor = open(MutexFile(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    const bool held = mutex->descriptor >= 0 && flock(mutex->descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    mutex->descriptor
+        = open(MutexFile(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const bool held = mutex->descriptor >= 0 && flock(mutex->descriptor, LOCK_EX | LOCK_NB) != 0
+        && errno == EWOULDBLOCK;
     {
         const std::lock_guard guard(mutexesLock);
         mutex->next = mutexes;
@@ -96,7 +99,8 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LP
     return korvex::platform::HandleOf(mutex);
 }
 
-HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR parameters, LPCWSTR /*folder*/, int /*show*/)
+HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR parameters,
+    LPCWSTR /*folder*/, int /*show*/)
 {
     constexpr uintptr_t STARTED = 42;
     constexpr uintptr_t NOT_FOUND = 2;
@@ -120,9 +124,11 @@ HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR 
     posix_spawnattr_setsigdefault(&attributes, &ignored);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;
-    const int refusal = posix_spawn(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    const int refusal
+        = posix_spawn(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);
-    return reinterpret_cast<HINSTANCE>(refusal == 0 ? STARTED : NOT_FOUND); // NOLINT(performance-no-int-to-ptr): as Windows has it
+    return reinterpret_cast<HINSTANCE>(
+        refusal == 0 ? STARTED : NOT_FOUND); // NOLINT(performance-no-int-to-ptr): as Windows has it
 }
 
 void ExitProcess(UINT exitCode)

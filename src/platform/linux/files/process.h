@@ -4,13 +4,15 @@
 #include "platform/linux/core/modules.h"
 #include "platform/linux/core/types.h"
 
-// Sets ERROR_ALREADY_EXISTS when another process of this user's session holds a mutex of that name, else ERROR_SUCCESS. Never closed, it
-// is held until the process ends.
+// Sets ERROR_ALREADY_EXISTS when another process of this user's session holds a mutex of that name,
+// else ERROR_SUCCESS. Never closed, it is held until the process ends.
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR name);
 
-// Starts a program with its parameters, split at blanks outside double quotes; only the verb "open". Above 32 when it was started.
-HINSTANCE ShellExecuteW(HWND owner, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, int show);
+// Starts a program with its parameters, split at blanks outside double quotes; only the verb
+// "open". Above 32 when it was started.
+HINSTANCE ShellExecuteW(
+    HWND owner, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, int show);
 
-// Flushes what was printed and ends the process: at once while another thread runs, through the exit handlers otherwise. The machine may
-// turn the exit code into another one (machine.h, onExit).
+// Flushes what was printed and ends the process: at once while another thread runs, through the
+// exit handlers otherwise. The machine may turn the exit code into another one (machine.h, onExit).
 [[noreturn]] void ExitProcess(UINT exitCode);

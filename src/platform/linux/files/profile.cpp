@@ -51,7 +51,8 @@ struct PendingWrites {
             return true;
         const std::vector<PendingWrite> writes = std::move(found->second);
         files.erase(found);
-        return UpdateProfile(path, [&writes](ProfileDocument* profile) { Apply(&writes, profile); });
+        return UpdateProfile(
+            path, [&writes](ProfileDocument* profile) { Apply(&writes, profile); });
     }
 };
 
@@ -96,11 +97,13 @@ BOOL Flush(const std::string& path)
 
 } // namespace korvex::platform
 
-DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR path)
+DWORD GetPrivateProfileStringW(
+    LPCWSTR section, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR path)
 {
     if (capacity == 0)
         return 0;
-    const korvex::platform::ProfileDocument profile = korvex::platform::ReadThrough(korvex::platform::ToNativePath(path));
+    const korvex::platform::ProfileDocument profile
+        = korvex::platform::ReadThrough(korvex::platform::ToNativePath(path));
     std::optional<std::u16string> value = korvex::platform::FindValue(&profile, section, key);
     if (!value) {
         SetLastError(ERROR_FILE_NOT_FOUND);

@@ -29,7 +29,8 @@ std::u16string_view Trim(std::u16string_view text)
 
 std::u16string_view Unquote(std::u16string_view value)
 {
-    const bool quoted = value.size() >= 2 && value.front() == value.back() && (value.front() == u'"' || value.front() == u'\'');
+    const bool quoted = value.size() >= 2 && value.front() == value.back()
+        && (value.front() == u'"' || value.front() == u'\'');
     return quoted ? value.substr(1, value.size() - 2) : value;
 }
 
@@ -41,7 +42,8 @@ std::optional<std::u16string_view> SectionName(std::u16string_view line)
     if (line.empty() || line.front() != u'[')
         return std::nullopt;
     const size_t end = line.find(u']');
-    return end == std::u16string_view::npos ? std::nullopt : std::optional(Trim(line.substr(1, end - 1)));
+    return end == std::u16string_view::npos ? std::nullopt
+                                            : std::optional(Trim(line.substr(1, end - 1)));
 }
 
 bool IsComment(std::u16string_view line)
@@ -76,8 +78,9 @@ Place FindKey(const ProfileDocument* profile, std::u16string_view section, std::
         if (!Trim(line).empty())
             place.lastEntry = i + 1;
         const size_t equals = line.find(u'=');
-        const bool matches
-            = !place.keyLine && !IsComment(line) && equals != std::u16string_view::npos && EqualNoCase(Trim(line.substr(0, equals)), key);
+        const bool matches = !place.keyLine && !IsComment(line)
+            && equals != std::u16string_view::npos
+            && EqualNoCase(Trim(line.substr(0, equals)), key);
         if (matches) {
             place.keyLine = i;
             place.value = Unquote(Trim(line.substr(equals + 1)));
@@ -88,7 +91,8 @@ Place FindKey(const ProfileDocument* profile, std::u16string_view section, std::
 
 std::u16string Decode(std::string_view content, Encoding* encoding)
 {
-    const auto starts = [content](std::string_view mark) { return content.substr(0, mark.size()) == mark; };
+    const auto starts
+        = [content](std::string_view mark) { return content.substr(0, mark.size()) == mark; };
     if (!starts(UTF_16_LITTLE_ENDIAN_MARK) && !starts(UTF_16_BIG_ENDIAN_MARK)) {
         const bool marked = starts(UTF_8_MARK);
         *encoding = marked ? Encoding::UTF_8_BOM : Encoding::UTF_8;
@@ -100,7 +104,8 @@ std::u16string Decode(std::string_view content, Encoding* encoding)
     for (size_t i = 2; i + 1 < content.size(); i += 2) {
         const auto first = static_cast<uint8_t>(content[i]);
         const auto second = static_cast<uint8_t>(content[i + 1]);
-        text.push_back(static_cast<char16_t>(bigEndian ? (first << 8) | second : (second << 8) | first));
+        text.push_back(
+            static_cast<char16_t>(bigEndian ? (first << 8) | second : (second << 8) | first));
     }
     return text;
 }
@@ -152,13 +157,15 @@ std::string FormatProfile(const ProfileDocument* profile)
     return content;
 }
 
-std::optional<std::u16string> FindValue(const ProfileDocument* profile, std::u16string_view section, std::u16string_view key)
+std::optional<std::u16string> FindValue(
+    const ProfileDocument* profile, std::u16string_view section, std::u16string_view key)
 {
     const Place place = FindKey(profile, section, key);
     return place.keyLine ? std::optional<std::u16string>(place.value) : std::nullopt;
 }
 
-void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16string_view key, const WCHAR* value)
+void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16string_view key,
+    const WCHAR* value)
 {
     std::vector<std::u16string>* lines = &profile->lines;
     const std::u16string lineEnd = LineEndOf(profile);

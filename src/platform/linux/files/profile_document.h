@@ -1,4 +1,5 @@
-// The content of an INI file, for the calls that read and change it: each line is kept as it is, with its own line end.
+// The content of an INI file, for the calls that read and change it: each line is kept as it is,
+// with its own line end.
 #pragma once
 
 #include <optional>
@@ -24,10 +25,12 @@ ProfileDocument ParseProfile(std::string_view content);
 std::string FormatProfile(const ProfileDocument* profile);
 
 // The value of a key by the rules of profile.h.
-std::optional<std::u16string> FindValue(const ProfileDocument* profile, std::u16string_view section, std::u16string_view key);
+std::optional<std::u16string> FindValue(
+    const ProfileDocument* profile, std::u16string_view section, std::u16string_view key);
 
 // Sets a value, creating section and key where they are missing; null removes the key.
-void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16string_view key, const WCHAR* value);
+void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16string_view key,
+    const WCHAR* value);
 
 // Adds an empty section where there is none of that name.
 void AddSection(ProfileDocument* profile, std::u16string_view section);

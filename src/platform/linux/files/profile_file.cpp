@@ -14,7 +14,8 @@ bool ReadProfile(const std::string& path, ProfileDocument* profile)
     return read;
 }
 
-bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability)
+bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change,
+    Durability durability)
 {
     const auto changeContent = [&change](std::string_view content) -> std::optional<std::string> {
         ProfileDocument profile = ParseProfile(content);

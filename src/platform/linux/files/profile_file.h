@@ -9,11 +9,13 @@
 
 namespace korvex::platform {
 
-// Reads a file; a missing one is an empty document. False with errno set, and an empty document, when it cannot be read (ReadWholeFile).
+// Reads a file; a missing one is an empty document. False with errno set, and an empty document,
+// when it cannot be read (ReadWholeFile).
 bool ReadProfile(const std::string& path, ProfileDocument* profile);
 
-// Has `change` change the file (ChangeWholeFile). False with errno set when that fails; the file is then as it was.
-bool UpdateProfile(
-    const std::string& path, const std::function<void(ProfileDocument*)>& change, Durability durability = Durability::SYNCED);
+// Has `change` change the file (ChangeWholeFile). False with errno set when that fails; the file is
+// then as it was.
+bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change,
+    Durability durability = Durability::SYNCED);
 
 } // namespace korvex::platform

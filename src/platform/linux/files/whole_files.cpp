@@ -60,10 +60,12 @@ bool FailWith(int error)
 bool IsTrustedLink(const fs::path& link, const struct stat* status)
 {
     struct stat folder{};
-    return status->st_uid == geteuid() || (stat(FolderOf(link).c_str(), &folder) == 0 && status->st_uid == folder.st_uid);
+    return status->st_uid == geteuid()
+        || (stat(FolderOf(link).c_str(), &folder) == 0 && status->st_uid == folder.st_uid);
 }
 
-// Follows the path's links to the file that is meant, which need not exist. False with errno set when that is not one to be written.
+// Follows the path's links to the file that is meant, which need not exist. False with errno set
+// when that is not one to be written.
 bool FollowLinks(const std::string& path, fs::path* target)
 {
     constexpr int LONGEST_CHAIN = 40; // as the kernel has it
@@ -86,15 +88,18 @@ bool FollowLinks(const std::string& path, fs::path* target)
     return FailWith(ELOOP);
 }
 
-// Holds the lock of a folder while it lives; the descriptor is -1, with errno set, when it could not be had. Once it has been waited for in
-// vain, later ones are not waited for until one is had: a holder that is stopped must not hold this process up again and again.
+// Holds the lock of a folder while it lives; the descriptor is -1, with errno set, when it could
+// not be had. Once it has been waited for in vain, later ones are not waited for until one is had:
+// a holder that is stopped must not hold this process up again and again.
 struct FolderLock {
     DescriptorOwner folder;
 
-    explicit FolderLock(const fs::path& path) : folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    explicit FolderLock(const fs::path& path)
+        : folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
         static std::atomic<bool> waitedInVain{false};
-        const auto deadline = std::chrono::steady_clock::now() + (waitedInVain ? LOCK_RETRY : LOCK_LIMIT);
+        const auto deadline
+            = std::chrono::steady_clock::now() + (waitedInVain ? LOCK_RETRY : LOCK_LIMIT);
         while (folder.descriptor >= 0 && flock(folder.descriptor, LOCK_EX | LOCK_NB) != 0) {
             if (errno == EWOULDBLOCK && std::chrono::steady_clock::now() < deadline) {
                 std::this_thread::sleep_for(LOCK_RETRY);
@@ -113,13 +118,16 @@ struct FolderLock {
 // Whether a name in the folder is that of a temporary file of `file`: "Korvex.ini.812-0.new".
 bool IsTemporaryOf(std::string_view name, std::string_view file)
 {
-    if (!name.starts_with(file) || !name.ends_with(TEMPORARY_ENDING) || name.size() < file.size() + 1 + TEMPORARY_ENDING.size())
+    if (!name.starts_with(file) || !name.ends_with(TEMPORARY_ENDING)
+        || name.size() < file.size() + 1 + TEMPORARY_ENDING.size())
         return false;
     name = name.substr(file.size(), name.size() - file.size() - TEMPORARY_ENDING.size());
-    return name.size() > 1 && name.front() == '.' && name.find_first_not_of("0123456789-", 1) == std::string_view::npos;
+    return name.size() > 1 && name.front() == '.'
+        && name.find_first_not_of("0123456789-", 1) == std::string_view::npos;
 }
 
-// With the folder's lock held nobody else writes one, so those that are there were left by processes that were killed.
+// With the folder's lock held nobody else writes one, so those that are there were left by
+// processes that were killed.
 void RemoveTemporaries(const fs::path& target)
 {
     std::error_code error;
@@ -130,11 +138,13 @@ void RemoveTemporaries(const fs::path& target)
 }
 
 // The new content as a temporary file beside the old one; empty with errno set.
-std::string WriteTemporary(const fs::path& target, const struct stat* old, std::string_view content, Durability durability)
+std::string WriteTemporary(
+    const fs::path& target, const struct stat* old, std::string_view content, Durability durability)
 {
     std::string temporary = target.native() + "." + std::to_string(getpid()) + "-0";
     temporary += TEMPORARY_ENDING;
-    const DescriptorOwner file(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    const DescriptorOwner file(
+        open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.descriptor < 0)
         return {};
     bool written = true;
@@ -143,7 +153,8 @@ std::string WriteTemporary(const fs::path& target, const struct stat* old, std::
         [[maybe_unused]] const int refused = fchown(file.descriptor, old->st_uid, old->st_gid);
         written = fchmod(file.descriptor, old->st_mode & 07777) == 0;
     }
-    if (written && WriteWhole(file.descriptor, content) && (durability == Durability::DEFERRED || fsync(file.descriptor) == 0))
+    if (written && WriteWhole(file.descriptor, content)
+        && (durability == Durability::DEFERRED || fsync(file.descriptor) == 0))
         return temporary;
     const int error = errno;
     unlink(temporary.c_str());
@@ -152,14 +163,16 @@ std::string WriteTemporary(const fs::path& target, const struct stat* old, std::
 }
 
 // Puts the content in the file's place. The caller holds the folder's lock.
-bool Replace(const fs::path& target, const FolderLock* lock, std::string_view content, Durability durability)
+bool Replace(
+    const fs::path& target, const FolderLock* lock, std::string_view content, Durability durability)
 {
     struct stat status{};
     const bool exists = stat(target.c_str(), &status) == 0;
     if (exists && IsReadOnly(&status))
         return FailWith(EACCES);
     RemoveTemporaries(target);
-    const std::string temporary = WriteTemporary(target, exists ? &status : nullptr, content, durability);
+    const std::string temporary
+        = WriteTemporary(target, exists ? &status : nullptr, content, durability);
     if (temporary.empty())
         return false;
     if (rename(temporary.c_str(), target.c_str()) == 0)
@@ -169,7 +182,9 @@ bool Replace(const fs::path& target, const FolderLock* lock, std::string_view co
     return FailWith(error);
 }
 
-bool Change(const std::string& path, const std::function<std::optional<std::string>(std::string_view)>& change, Durability durability)
+bool Change(const std::string& path,
+    const std::function<std::optional<std::string>(std::string_view)>& change,
+    Durability durability)
 {
     fs::path target;
     if (!FollowLinks(path, &target))
@@ -200,8 +215,9 @@ bool ReadWholeFile(const std::string& path, std::string* content, size_t limit)
     return ReadWhole(file.descriptor, limit, content);
 }
 
-bool ChangeWholeFile(
-    const std::string& path, const std::function<std::optional<std::string>(std::string_view content)>& change, Durability durability)
+bool ChangeWholeFile(const std::string& path,
+    const std::function<std::optional<std::string>(std::string_view content)>& change,
+    Durability durability)
 {
     if (Change(path, change, durability))
         return true;
@@ -226,7 +242,8 @@ bool CreateWholeFile(const std::string& path, std::string_view content)
 {
     std::error_code failure;
     fs::create_directories(FolderOf(path), failure);
-    const DescriptorOwner file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    const DescriptorOwner file(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (file.descriptor < 0)
         return false;
     if (WriteWhole(file.descriptor, content))

@@ -1,4 +1,5 @@
-// Small files that are read and replaced whole: a reader sees the old content or the new, also after a crash.
+// Small files that are read and replaced whole: a reader sees the old content or the new, also
+// after a crash.
 #pragma once
 
 #include <cstddef>
@@ -12,25 +13,31 @@ namespace korvex::platform {
 // The largest content that is read, in bytes: far above what any of these files holds.
 inline constexpr size_t MAX_FILE_BYTES = size_t{1} << 20;
 
-// When a change is on the disk: as soon as its call returns, or when the system gets to it, so that a power cut can take it back.
+// When a change is on the disk: as soon as its call returns, or when the system gets to it, so that
+// a power cut can take it back.
 enum class Durability { SYNCED, DEFERRED };
 
-// Reads a regular file of at most `limit` bytes whole. False with errno set: ENOENT, EINVAL for what is no regular file, EFBIG.
+// Reads a regular file of at most `limit` bytes whole. False with errno set: ENOENT, EINVAL for
+// what is no regular file, EFBIG.
 bool ReadWholeFile(const std::string& path, std::string* content, size_t limit = MAX_FILE_BYTES);
 
-// Gives `change` the file's content (empty when it is missing) and puts what that gives in its place, under a lock of the folder that
-// processes using this layer share: written beside the file, renamed over it. Where `change` gives none, or the same, nothing is written. A
-// symbolic link stays one, and what it names is replaced: a regular file, or none yet, through links that are the user's or the folder's
-// owner's (else EINVAL, EPERM). Owner and permissions stay; a file that nobody may write is not replaced (EACCES). Temporary files that
-// killed processes have left go. False with errno set (EBUSY: another process has held the lock for 2 s), and the machine told
+// Gives `change` the file's content (empty when it is missing) and puts what that gives in its
+// place, under a lock of the folder that processes using this layer share: written beside the file,
+// renamed over it. Where `change` gives none, or the same, nothing is written. A symbolic link
+// stays one, and what it names is replaced: a regular file, or none yet, through links that are the
+// user's or the folder's owner's (else EINVAL, EPERM). Owner and permissions stay; a file that
+// nobody may write is not replaced (EACCES). Temporary files that killed processes have left go.
+// False with errno set (EBUSY: another process has held the lock for 2 s), and the machine told
 // (fileNotWritten); the file is then as it was.
-bool ChangeWholeFile(
-    const std::string& path, const std::function<std::optional<std::string>(std::string_view content)>& change, Durability durability);
+bool ChangeWholeFile(const std::string& path,
+    const std::function<std::optional<std::string>(std::string_view content)>& change,
+    Durability durability);
 
 // Whether ChangeWholeFile would be let write, as things are; else false with errno set.
 bool CanChangeWholeFile(const std::string& path);
 
-// Creates a file that is not there yet, with its folders. False with errno set: EEXIST also for a link, whatever it names.
+// Creates a file that is not there yet, with its folders. False with errno set: EEXIST also for a
+// link, whatever it names.
 bool CreateWholeFile(const std::string& path, std::string_view content);
 
 } // namespace korvex::platform

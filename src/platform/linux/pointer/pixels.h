@@ -8,7 +8,8 @@
 
 namespace korvex::platform {
 
-// The pixel that an absolute coordinate (0 to 65535) falls on, on an axis of `size` pixels; clamped to the axis.
+// The pixel that an absolute coordinate (0 to 65535) falls on, on an axis of `size` pixels; clamped
+// to the axis.
 inline LONG PixelOf(LONG coordinate, int size)
 {
     const int64_t pixel = static_cast<int64_t>(coordinate) * size / 65536;

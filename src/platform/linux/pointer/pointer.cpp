@@ -34,5 +34,7 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
 BOOL GetCursorPos(POINT* point)
 {
     const Machine* machine = ThisMachine();
-    return machine->sinks.pointerPosition && machine->sinks.pointerPosition(point) ? TRUE : korvex::platform::Fail(ERROR_GEN_FAILURE);
+    return machine->sinks.pointerPosition && machine->sinks.pointerPosition(point)
+        ? TRUE
+        : korvex::platform::Fail(ERROR_GEN_FAILURE);
 }

@@ -4,8 +4,9 @@
 #include "platform/linux/core/input.h"
 #include "platform/linux/core/types.h"
 
-// Sends `count` records of absolute mouse input (0 to 65535 across the screen, clamped) in order and returns how many were sent. A
-// record without MOUSEEVENTF_MOVE does not move the pointer. Any thread.
+// Sends `count` records of absolute mouse input (0 to 65535 across the screen, clamped) in order
+// and returns how many were sent. A record without MOUSEEVENTF_MOVE does not move the pointer. Any
+// thread.
 UINT SendInput(UINT count, INPUT* inputs, int size);
 
 // The pointer in pixels; fails when the display cannot be asked.

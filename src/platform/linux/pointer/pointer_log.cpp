@@ -14,7 +14,8 @@ namespace korvex::platform {
 
 namespace {
 
-// Where a logged pointer is, under a lock of its own: a reader of the log that has stalled must not hold up who asks.
+// Where a logged pointer is, under a lock of its own: a reader of the log that has stalled must not
+// hold up who asks.
 std::mutex positionLock;
 POINT loggedPosition{0, 0};
 
@@ -25,12 +26,14 @@ bool LogInput(int descriptor, const INPUT* input)
     if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0) {
         const Machine* machine = ThisMachine();
         const std::lock_guard guard(positionLock);
-        loggedPosition = {PixelOf(input->mi.dx, machine->screen.width), PixelOf(input->mi.dy, machine->screen.height)};
+        loggedPosition = {PixelOf(input->mi.dx, machine->screen.width),
+            PixelOf(input->mi.dy, machine->screen.height)};
     }
     std::array<char, 80> line{};
-    const int length
-        = snprintf(line.data(), line.size(), "{\"dx\":%d,\"dy\":%d,\"flags\":%u}\n", input->mi.dx, input->mi.dy, input->mi.dwFlags);
-    if (!broken && !WriteWhole(descriptor, std::string_view(line.data(), static_cast<size_t>(length))))
+    const int length = snprintf(line.data(), line.size(), "{\"dx\":%d,\"dy\":%d,\"flags\":%u}\n",
+        input->mi.dx, input->mi.dy, input->mi.dwFlags);
+    if (!broken
+        && !WriteWhole(descriptor, std::string_view(line.data(), static_cast<size_t>(length))))
         broken = true;
     return !broken;
 }
@@ -46,7 +49,8 @@ void UseLoggedPointer(int descriptor)
 {
     broken = false;
     Machine* machine = ThisMachine();
-    machine->sinks.pointer = [descriptor](const INPUT* input) { return LogInput(descriptor, input); };
+    machine->sinks.pointer
+        = [descriptor](const INPUT* input) { return LogInput(descriptor, input); };
     machine->sinks.pointerPosition = [](POINT* position) {
         const std::lock_guard guard(positionLock);
         *position = loggedPosition;

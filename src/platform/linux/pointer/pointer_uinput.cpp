@@ -46,8 +46,9 @@ struct TouchDevice {
 struct TouchDevices {
     std::function<PanelDescription(const std::string& path)> describe;
 
-    std::mutex mutex;                                                 // guards the rest
-    std::map<const InputLine*, std::unique_ptr<TouchDevice>> devices; // null: it could not be made yet
+    std::mutex mutex; // guards the rest
+    // null: it could not be made yet
+    std::map<const InputLine*, std::unique_ptr<TouchDevice>> devices;
     std::chrono::steady_clock::time_point lastAttempt;
     POINT position{0, 0}; // in absolute coordinates
 };
@@ -79,19 +80,25 @@ std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const PanelDescri
         return nullptr;
     // libevdev does not carry the physical path; it stays when it is set before.
     ioctl(made->descriptor, UI_SET_PHYS, line->path.c_str());
-    const std::unique_ptr<libevdev, void (*)(libevdev*)> description(Describe(panel), libevdev_free);
-    if (description == nullptr || libevdev_uinput_create_from_device(description.get(), made->descriptor, &made->device) != 0)
+    const std::unique_ptr<libevdev, void (*)(libevdev*)> description(
+        Describe(panel), libevdev_free);
+    if (description == nullptr
+        || libevdev_uinput_create_from_device(description.get(), made->descriptor, &made->device)
+            != 0)
         return nullptr;
     return made;
 }
 
-// The line's device, with the lock held; null when it cannot be made, which is tried again once a second. Where it is new, the lock is let
-// go meanwhile: who describes the panel may take long, and the other lines' touches go on.
+// The line's device, with the lock held; null when it cannot be made, which is tried again once a
+// second. Where it is new, the lock is let go meanwhile: who describes the panel may take long, and
+// the other lines' touches go on.
 TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line, std::unique_lock<std::mutex>* lock)
 {
     constexpr std::chrono::seconds RETRY_INTERVAL{1};
     const auto known = all->devices.find(line);
-    if (known != all->devices.end() && (known->second != nullptr || std::chrono::steady_clock::now() - all->lastAttempt < RETRY_INTERVAL))
+    if (known != all->devices.end()
+        && (known->second != nullptr
+            || std::chrono::steady_clock::now() - all->lastAttempt < RETRY_INTERVAL))
         return known->second.get();
     const bool first = known == all->devices.end();
     all->lastAttempt = std::chrono::steady_clock::now();
@@ -126,7 +133,8 @@ bool Send(TouchDevices* all, const INPUT* input)
 
 } // namespace
 
-bool UseInputDevices(std::function<PanelDescription(const std::string& path)> describe, std::string* reason)
+bool UseInputDevices(
+    std::function<PanelDescription(const std::string& path)> describe, std::string* reason)
 {
     if (!CanMakeInputDevices(reason))
         return false;
@@ -136,7 +144,8 @@ bool UseInputDevices(std::function<PanelDescription(const std::string& path)> de
     machine->sinks.pointer = [all](const INPUT* input) { return Send(all.get(), input); };
     machine->sinks.pointerPosition = [all, machine](POINT* position) {
         const std::lock_guard guard(all->mutex);
-        *position = {PixelOf(all->position.x, machine->screen.width), PixelOf(all->position.y, machine->screen.height)};
+        *position = {PixelOf(all->position.x, machine->screen.width),
+            PixelOf(all->position.y, machine->screen.height)};
         return true;
     };
     machine->observers.lineWaits = [all](const InputLine* line) {

@@ -36,13 +36,15 @@ struct PointerDisplay {
     std::mutex mutex; // guards the rest
     std::string name; // empty: the one in DISPLAY
     Display* display = nullptr;
-    bool broken = false;                             // the server went away
-    bool pressed = false;                            // the button is held down by this connection
-    std::map<std::string, MeasuredMonitor> monitors; // by their outputs; the machine's may have an empty name
+    bool broken = false;  // the server went away
+    bool pressed = false; // the button is held down by this connection
+    // by their outputs; the machine's may have an empty name
+    std::map<std::string, MeasuredMonitor> monitors;
     Clock::time_point lastAttempt;
 };
 
-// The monitor of an output, looked at anew once a second: it may go, and it changes when the screen is turned or set to another mode.
+// The monitor of an output, looked at anew once a second: it may go, and it changes when the screen
+// is turned or set to another mode.
 const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& output)
 {
     MeasuredMonitor* monitor = &pointer->monitors[output];
@@ -55,7 +57,8 @@ const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& out
     Machine* machine = ThisMachine();
     const bool isMachines = output == machine->screen.output;
     const bool before = std::exchange(monitor->present, present);
-    const bool told = isMachines ? machine->screen.present.exchange(present) : before; // the windows may have found it out first
+    // the windows may have found it out first
+    const bool told = isMachines ? machine->screen.present.exchange(present) : before;
     if (told != present && machine->observers.monitorChanged)
         machine->observers.monitorChanged(output, present);
     if (isMachines && present) {
@@ -94,13 +97,15 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
     int major = 0;
     int minor = 0;
     if (XTestQueryExtension(display, &event, &error, &major, &minor) == False) {
-        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no XTEST extension";
+        *reason
+            = std::string("the X display \"") + XDisplayName(name) + "\" has no XTEST extension";
         XCloseDisplay(display);
         return false;
     }
     MonitorArea area{};
     if (!FindMonitor(display, ThisMachine()->screen.output, &area)) {
-        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no monitor \"" + ThisMachine()->screen.output + "\"";
+        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no monitor \""
+            + ThisMachine()->screen.output + "\"";
         XCloseDisplay(display);
         return false;
     }
@@ -108,7 +113,10 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
     XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
     // Without these two handlers Xlib ends the process when the server goes away.
     XSetIOErrorHandler([](Display* /*display*/) { return 0; });
-    XSetIOErrorExitHandler(display, [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; }, pointer);
+    XSetIOErrorExitHandler(
+        display,
+        [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; },
+        pointer);
     pointer->display = display;
     pointer->broken = false;
     pointer->pressed = false;
@@ -125,7 +133,8 @@ bool IsConnected(PointerDisplay* pointer)
         pointer->display = nullptr;
     }
     std::string reason;
-    return pointer->display != nullptr || (Clock::now() - pointer->lastAttempt >= RECONNECT_INTERVAL && Connect(pointer, &reason));
+    return pointer->display != nullptr
+        || (Clock::now() - pointer->lastAttempt >= RECONNECT_INTERVAL && Connect(pointer, &reason));
 }
 
 bool SendToServer(PointerDisplay* pointer, const INPUT* input)
@@ -140,7 +149,8 @@ bool SendToServer(PointerDisplay* pointer, const INPUT* input)
     const MonitorArea* area = &monitor->area;
     const DWORD flags = input->mi.dwFlags;
     if ((flags & MOUSEEVENTF_MOVE) != 0)
-        XTestFakeMotionEvent(display, DefaultScreen(display), area->x + PixelOf(input->mi.dx, area->width),
+        XTestFakeMotionEvent(display, DefaultScreen(display),
+            area->x + PixelOf(input->mi.dx, area->width),
             area->y + PixelOf(input->mi.dy, area->height), CurrentTime);
     if ((flags & MOUSEEVENTF_LEFTDOWN) != 0)
         XTestFakeButtonEvent(display, Button1, True, CurrentTime);
@@ -163,8 +173,8 @@ bool AskServer(PointerDisplay* pointer, POINT* position)
     int windowX = 0;
     int windowY = 0;
     unsigned buttons = 0;
-    const Bool answered
-        = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display), &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
+    const Bool answered = XQueryPointer(pointer->display, DefaultRootWindow(pointer->display),
+        &root, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
     if (answered == False || pointer->broken)
         return false;
     const MonitorArea* area = &MonitorOf(pointer, ThisMachine()->screen.output)->area;
@@ -176,7 +186,8 @@ void CloseDisplay(PointerDisplay* pointer)
 {
     if (pointer->display != nullptr) {
         if (pointer->pressed && !pointer->broken)
-            XTestFakeButtonEvent(pointer->display, Button1, False, CurrentTime); // nobody else would release it
+            // nobody else would release it
+            XTestFakeButtonEvent(pointer->display, Button1, False, CurrentTime);
         XCloseDisplay(pointer->display);
     }
     delete pointer;

@@ -18,7 +18,8 @@ bool WriteTouch(int descriptor, const TouchState* before, const TouchState* afte
         events[count].code = code;
         events[count++].value = value;
     };
-    const auto clamped = [](int32_t coordinate) { return std::clamp(coordinate, 0, MAX_TOUCH_COORDINATE); };
+    const auto clamped
+        = [](int32_t coordinate) { return std::clamp(coordinate, 0, MAX_TOUCH_COORDINATE); };
     if (before->touching != after->touching)
         add(EV_KEY, BTN_TOUCH, after->touching ? 1 : 0);
     if (clamped(before->x) != clamped(after->x))

@@ -16,8 +16,8 @@ struct TouchState {
     bool operator==(const TouchState&) const = default;
 };
 
-// Writes what changes from one state to the next, and SYN_REPORT behind it, in one write; nothing when nothing changes. False when the
-// descriptor does not take it.
+// Writes what changes from one state to the next, and SYN_REPORT behind it, in one write; nothing
+// when nothing changes. False when the descriptor does not take it.
 bool WriteTouch(int descriptor, const TouchState* before, const TouchState* after);
 
 } // namespace korvex::platform

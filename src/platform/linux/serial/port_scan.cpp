@@ -58,15 +58,16 @@ bool HasDevice(const fs::path& entry)
     return !(file >> type) || type != 0;
 }
 
-// The link in a folder that leads to a tty; empty when none does. Of several the first in the alphabet, so that the choice is the same
-// after every start.
+// The link in a folder that leads to a tty; empty when none does. Of several the first in the
+// alphabet, so that the choice is the same after every start.
 fs::path LinkTo(const std::string& path, const std::string& folder)
 {
     std::error_code error;
     fs::path found;
     for (const fs::directory_entry& link : fs::directory_iterator(folder, error)) {
         std::error_code unresolved;
-        if (fs::canonical(link.path(), unresolved) == fs::weakly_canonical(path, unresolved) && !unresolved)
+        if (fs::canonical(link.path(), unresolved) == fs::weakly_canonical(path, unresolved)
+            && !unresolved)
             found = found.empty() ? link.path() : std::min(found, link.path());
     }
     return found;
@@ -80,17 +81,20 @@ std::string StablePath(const std::string& path, const std::string& devRoot)
 
 } // namespace
 
-std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot)
+std::vector<ScannedPort> ScanSerialPorts(
+    const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot)
 {
     std::vector<TtyName> found;
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(sysRoot + "/class/tty", error)) {
         const std::string name = entry.path().filename().string();
         const std::optional<TtyName> tty = ParseTtyName(name);
-        if (tty && HasDevice(entry.path()) && !IsKernelConsole(std::string(devRoot).append("/").append(name), procRoot))
+        if (tty && HasDevice(entry.path())
+            && !IsKernelConsole(std::string(devRoot).append("/").append(name), procRoot))
             found.push_back(*tty);
     }
-    std::sort(found.begin(), found.end(), [](const TtyName& a, const TtyName& b) { return OrderOf(&a) < OrderOf(&b); });
+    std::sort(found.begin(), found.end(),
+        [](const TtyName& a, const TtyName& b) { return OrderOf(&a) < OrderOf(&b); });
 
     std::vector<ScannedPort> ports;
     int nextAdapter = FIRST_ADAPTER_NUMBER;
@@ -122,17 +126,21 @@ std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot
 {
     const fs::path folder = devRoot + "/korvex";
     const fs::path given = fs::path(path).lexically_normal();
-    return (given.parent_path() == folder ? given : LinkTo(path, folder.string())).filename().string();
+    return (given.parent_path() == folder ? given : LinkTo(path, folder.string()))
+        .filename()
+        .string();
 }
 
 bool IsUdevSwitchOn(const std::string& path, const char* property)
 {
     struct stat status{};
-    udev* context = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) ? udev_new() : nullptr;
+    udev* context
+        = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) ? udev_new() : nullptr;
     if (context == nullptr)
         return false;
     udev_device* device = udev_device_new_from_devnum(context, 'c', status.st_rdev);
-    const char* value = device == nullptr ? nullptr : udev_device_get_property_value(device, property);
+    const char* value
+        = device == nullptr ? nullptr : udev_device_get_property_value(device, property);
     const std::string_view text = value == nullptr ? "" : value;
     const bool isOn = !text.empty() && text != "0";
     udev_device_unref(device);

@@ -7,26 +7,30 @@
 namespace korvex::platform {
 
 struct ScannedPort {
-    // "COM1": ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters (ttyUSB, ttyACM) follow from COM33, or behind the last UART, and then the
-    // ports of other drivers (ttyAMA, ttymxc).
+    // "COM1": ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters (ttyUSB, ttyACM) follow from COM33,
+    // or behind the last UART, and then the ports of other drivers (ttyAMA, ttymxc).
     std::string name;
-    std::string path;       // /dev/ttyS0
-    std::string stablePath; // that of the adapter across runs, below /dev/serial/by-path, where it has one; else `path`
+    std::string path; // /dev/ttyS0
+    // that of the adapter across runs, below /dev/serial/by-path, where it has one; else `path`
+    std::string stablePath;
 };
 
-// The entries of /sys/class/tty that have a device behind them, whatever its driver, in the order of their names; never one that is a
-// kernel console (/proc/consoles). The three roots are "/sys", "/dev" and "/proc", other folders in tests.
-std::vector<ScannedPort> ScanSerialPorts(const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot);
+// The entries of /sys/class/tty that have a device behind them, whatever its driver, in the order
+// of their names; never one that is a kernel console (/proc/consoles). The three roots are "/sys",
+// "/dev" and "/proc", other folders in tests.
+std::vector<ScannedPort> ScanSerialPorts(
+    const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot);
 
 // True when the tty is a kernel console.
 bool IsKernelConsole(const std::string& path, const std::string& procRoot);
 
-// The name that the administrator has given the panel on a tty: of the links to it below /dev/korvex the first in the alphabet; empty when
-// there is none. A link itself names its panel also while the tty is not there.
+// The name that the administrator has given the panel on a tty: of the links to it below
+// /dev/korvex the first in the alphabet; empty when there is none. A link itself names its panel
+// also while the tty is not there.
 std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot);
 
-// True when the administrator wants nobody to ask what is on a tty: it has udev's property ID_KORVEX_IGNORE, and
-// that is not 0.
+// True when the administrator wants nobody to ask what is on a tty: it has udev's property
+// ID_KORVEX_IGNORE, and that is not 0.
 bool IsPortIgnored(const std::string& path);
 
 // Whether udev has a property for the port that is neither empty nor "0".

@@ -82,7 +82,8 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
         return FALSE;
     *event = 0;
     korvex::platform::SetLineOfThread(port->line);
-    if (const auto& told = korvex::platform::ThisMachine()->observers.lineWaits; !std::exchange(port->waitedOn, true) && told)
+    if (const auto& told = korvex::platform::ThisMachine()->observers.lineWaits;
+        !std::exchange(port->waitedOn, true) && told)
         told(port->line.get());
     // Also where the line is back already: what was going on over it has ended.
     if (std::exchange(port->hangupPending, false))
@@ -99,7 +100,8 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
     }
     IoWait wait = IoWait::READY;
     if (!forInput || korvex::platform::IsQueueEmpty(port))
-        wait = korvex::platform::WaitForIo(port->descriptor, forInput ? POLLIN : 0, port->wakeDescriptor, std::nullopt);
+        wait = korvex::platform::WaitForIo(
+            port->descriptor, forInput ? POLLIN : 0, port->wakeDescriptor, std::nullopt);
     {
         const std::lock_guard guard(port->mutex);
         port->waiting = false;

@@ -34,9 +34,9 @@ struct BaudRate {
     speed_t speed;
 };
 
-constexpr std::array BAUD_RATES{BaudRate{300, B300}, BaudRate{600, B600}, BaudRate{1200, B1200}, BaudRate{2400, B2400},
-    BaudRate{4800, B4800}, BaudRate{9600, B9600}, BaudRate{19200, B19200}, BaudRate{38400, B38400}, BaudRate{57600, B57600},
-    BaudRate{115200, B115200}};
+constexpr std::array BAUD_RATES{BaudRate{300, B300}, BaudRate{600, B600}, BaudRate{1200, B1200},
+    BaudRate{2400, B2400}, BaudRate{4800, B4800}, BaudRate{9600, B9600}, BaudRate{19200, B19200},
+    BaudRate{38400, B38400}, BaudRate{57600, B57600}, BaudRate{115200, B115200}};
 
 // How long a flush may take: the line's longest output queue at 9600 baud is out in less.
 constexpr milliseconds FLUSH_LIMIT{500};
@@ -83,7 +83,8 @@ void DescribeLine(SerialPort* port)
     port->dcb.BaudRate = 9600;
     port->dcb.ByteSize = 8;
     const speed_t speed = cfgetospeed(&port->settingsBefore);
-    const auto* known = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(), [speed](const BaudRate& baud) { return baud.speed == speed; });
+    const auto* known = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(),
+        [speed](const BaudRate& baud) { return baud.speed == speed; });
     if (port->terminal && known != BAUD_RATES.end())
         port->dcb.BaudRate = known->rate;
 }
@@ -92,11 +93,14 @@ void DescribeLine(SerialPort* port)
 bool IsPseudoTerminal(int descriptor)
 {
     struct stat status{};
-    // The kernel's devices list gives the terminals of pseudo-terminals the major numbers 136 to 143.
-    return fstat(descriptor, &status) == 0 && major(status.st_rdev) >= 136 && major(status.st_rdev) <= 143;
+    // The kernel's devices list gives the terminals of pseudo-terminals the major numbers 136 to
+    // 143.
+    return fstat(descriptor, &status) == 0 && major(status.st_rdev) >= 136
+        && major(status.st_rdev) <= 143;
 }
 
-// USB adapters otherwise hold received bytes back for up to 16 ms. Drivers without the setting refuse, which is no harm.
+// USB adapters otherwise hold received bytes back for up to 16 ms. Drivers without the setting
+// refuse, which is no harm.
 void SetLowLatency(int descriptor)
 {
     serial_struct settings{};
@@ -106,19 +110,25 @@ void SetLowLatency(int descriptor)
     ioctl(descriptor, TIOCSSERIAL, &settings);
 }
 
-// When a read of `count` bytes that has got `received` of them ends by time: the limits of COMMTIMEOUTS.
-std::optional<Clock::time_point> ReadDeadline(const COMMTIMEOUTS* timeouts, DWORD count, DWORD received, Clock::time_point start)
+// When a read of `count` bytes that has got `received` of them ends by time: the limits of
+// COMMTIMEOUTS.
+std::optional<Clock::time_point> ReadDeadline(
+    const COMMTIMEOUTS* timeouts, DWORD count, DWORD received, Clock::time_point start)
 {
     const DWORD constant = timeouts->ReadTotalTimeoutConstant;
     if (timeouts->ReadIntervalTimeout == MAXDWORD) {
-        const bool firstByteOnly = timeouts->ReadTotalTimeoutMultiplier == MAXDWORD && constant > 0 && constant < MAXDWORD;
+        const bool firstByteOnly = timeouts->ReadTotalTimeoutMultiplier == MAXDWORD && constant > 0
+            && constant < MAXDWORD;
         return firstByteOnly && received == 0 ? start + milliseconds(constant) : start;
     }
     std::optional<Clock::time_point> deadline;
     if (timeouts->ReadTotalTimeoutMultiplier != 0 || constant != 0)
-        deadline = start + milliseconds(static_cast<int64_t>(timeouts->ReadTotalTimeoutMultiplier) * count + constant);
+        deadline = start
+            + milliseconds(
+                static_cast<int64_t>(timeouts->ReadTotalTimeoutMultiplier) * count + constant);
     if (timeouts->ReadIntervalTimeout != 0 && received > 0) {
-        const Clock::time_point interval = Clock::now() + milliseconds(timeouts->ReadIntervalTimeout);
+        const Clock::time_point interval
+            = Clock::now() + milliseconds(timeouts->ReadIntervalTimeout);
         deadline = deadline ? std::min(*deadline, interval) : interval;
     }
     return deadline;
@@ -150,14 +160,15 @@ void ClaimExclusively(SerialPort* port)
         port->triggerBefore = trigger;
 }
 
-// The number of a pseudo-terminal soon belongs to someone else, a shell say, so such a line is taken again only through a symbolic link
-// that was made anew.
+// The number of a pseudo-terminal soon belongs to someone else, a shell say, so such a line is
+// taken again only through a symbolic link that was made anew.
 bool MayReopen(const SerialPort* port)
 {
     struct stat status{};
     if (port->line->path.empty() || lstat(port->line->path.c_str(), &status) != 0)
         return false;
-    const bool sameEntry = status.st_ino == port->pathStatus.st_ino && status.st_ctim.tv_sec == port->pathStatus.st_ctim.tv_sec
+    const bool sameEntry = status.st_ino == port->pathStatus.st_ino
+        && status.st_ctim.tv_sec == port->pathStatus.st_ctim.tv_sec
         && status.st_ctim.tv_nsec == port->pathStatus.st_ctim.tv_nsec;
     return !port->pseudoTerminal || (S_ISLNK(status.st_mode) && !sameEntry);
 }
@@ -228,7 +239,8 @@ bool MarkDisconnected(SerialPort* port)
 {
     port->hangupPending = true;
     if (!port->line->path.empty()) {
-        // An open descriptor would keep the adapter's number taken, and it would come back under another one.
+        // An open descriptor would keep the adapter's number taken, and it would come back under
+        // another one.
         ::close(port->descriptor);
         port->descriptor = -1;
         port->terminal = false;
@@ -240,10 +252,11 @@ bool MarkDisconnected(SerialPort* port)
 
 bool ApplySettings(SerialPort* port, const DCB* dcb)
 {
-    const auto* baud
-        = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(), [dcb](const BaudRate& known) { return known.rate == dcb->BaudRate; });
+    const auto* baud = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(),
+        [dcb](const BaudRate& known) { return known.rate == dcb->BaudRate; });
     constexpr std::array<tcflag_t, 4> SIZES{CS5, CS6, CS7, CS8};
-    const bool supported = baud != BAUD_RATES.end() && dcb->ByteSize >= 5 && dcb->ByteSize <= 8 && dcb->Parity <= EVENPARITY
+    const bool supported = baud != BAUD_RATES.end() && dcb->ByteSize >= 5 && dcb->ByteSize <= 8
+        && dcb->Parity <= EVENPARITY
         && (dcb->StopBits == ONESTOPBIT || dcb->StopBits == TWOSTOPBITS);
     if (!supported)
         return Fail(ERROR_INVALID_PARAMETER) != FALSE;
@@ -262,7 +275,9 @@ bool ApplySettings(SerialPort* port, const DCB* dcb)
         return FailWithErrno() != FALSE;
 
     const int line = TIOCM_RTS;
-    const bool refused = ioctl(port->descriptor, dcb->fRtsControl == RTS_CONTROL_DISABLE ? TIOCMBIC : TIOCMBIS, &line) != 0;
+    const bool refused = ioctl(port->descriptor,
+                             dcb->fRtsControl == RTS_CONTROL_DISABLE ? TIOCMBIC : TIOCMBIS, &line)
+        != 0;
     if (refused && errno != ENOTTY && errno != EINVAL) // what lines without modem lines answer
         return FailWithErrno() != FALSE;
     return true;
@@ -298,7 +313,8 @@ BOOL ReadSerial(HandleObject* object, void* buffer, DWORD count, DWORD* received
     const Clock::time_point start = Clock::now();
     while (*received < count) {
         if (IsQueueEmpty(port)) {
-            const IoWait wait = WaitForIo(port->descriptor, POLLIN, -1, ReadDeadline(&port->timeouts, count, *received, start));
+            const IoWait wait = WaitForIo(port->descriptor, POLLIN, -1,
+                ReadDeadline(&port->timeouts, count, *received, start));
             if (wait == IoWait::CANCELLED)
                 return Fail(ERROR_OPERATION_ABORTED);
             if (wait == IoWait::TIMED_OUT)
@@ -308,7 +324,8 @@ BOOL ReadSerial(HandleObject* object, void* buffer, DWORD count, DWORD* received
             continue;
         }
         const size_t taken = std::min<size_t>(count - *received, port->queueEnd - port->queueStart);
-        memcpy(static_cast<uint8_t*>(buffer) + *received, port->queue.data() + port->queueStart, taken);
+        memcpy(static_cast<uint8_t*>(buffer) + *received, port->queue.data() + port->queueStart,
+            taken);
         port->queueStart += taken;
         *received += static_cast<DWORD>(taken);
     }
@@ -325,11 +342,14 @@ BOOL WriteSerial(HandleObject* object, const void* bytes, DWORD count, DWORD* wr
     std::optional<Clock::time_point> deadline;
     if (timeouts->WriteTotalTimeoutMultiplier != 0 || timeouts->WriteTotalTimeoutConstant != 0)
         deadline = Clock::now()
-            + milliseconds(static_cast<int64_t>(timeouts->WriteTotalTimeoutMultiplier) * count + timeouts->WriteTotalTimeoutConstant);
+            + milliseconds(static_cast<int64_t>(timeouts->WriteTotalTimeoutMultiplier) * count
+                + timeouts->WriteTotalTimeoutConstant);
     while (*written < count) {
-        const ssize_t sent = write(port->descriptor, static_cast<const uint8_t*>(bytes) + *written, count - *written);
+        const ssize_t sent = write(
+            port->descriptor, static_cast<const uint8_t*>(bytes) + *written, count - *written);
         if (sent >= 0) {
-            ShowBytes(LineDirection::SENT, static_cast<const uint8_t*>(bytes) + *written, static_cast<size_t>(sent));
+            ShowBytes(LineDirection::SENT, static_cast<const uint8_t*>(bytes) + *written,
+                static_cast<size_t>(sent));
             *written += static_cast<DWORD>(sent);
             continue;
         }

@@ -28,8 +28,9 @@ struct SerialPort : HandleObject {
     bool hangupPending = false; // the line has gone since the last WaitCommEvent
     bool exclusive = false;     // TIOCEXCL is set
     bool pseudoTerminal = false;
-    struct stat pathStatus{};  // of the path itself, a symbolic link say, when it was opened
-    bool terminal = false;     // false for a pipe or a socket, which has no settings and nothing to flush
+    struct stat pathStatus{}; // of the path itself, a symbolic link say, when it was opened
+    // false for a pipe or a socket, which has no settings and nothing to flush
+    bool terminal = false;
     termios settingsBefore{};  // of a terminal, put back when the port is closed
     UartTrigger triggerBefore; // likewise
     DCB dcb{};
@@ -46,8 +47,9 @@ struct SerialPort : HandleObject {
     bool woken = false; // the wake descriptor is readable
 };
 
-// Makes a port of an open tty, without locking it; also of a pipe or socket, which then serves as a line without settings. Takes the
-// descriptor over. Null, with the descriptor closed, when the system refuses.
+// Makes a port of an open tty, without locking it; also of a pipe or socket, which then serves as a
+// line without settings. Takes the descriptor over. Null, with the descriptor closed, when the
+// system refuses.
 SerialPort* AdoptSerialDescriptor(int descriptor);
 
 // Opens a tty exclusively. Null, with the last error set, when it cannot be opened.
@@ -56,8 +58,8 @@ SerialPort* OpenSerialPort(const char* path);
 // The path that the port behind a handle was opened by; empty for any other handle.
 std::string OpenedPathOf(HANDLE handle);
 
-// Whether the line is there; one that has gone is opened again by its path, and gets its settings back. False with the last error
-// ERROR_DEVICE_NOT_CONNECTED.
+// Whether the line is there; one that has gone is opened again by its path, and gets its settings
+// back. False with the last error ERROR_DEVICE_NOT_CONNECTED.
 bool EnsureConnected(SerialPort* port);
 
 // Takes note that the line has gone. False, with that last error.
@@ -68,7 +70,8 @@ bool ApplySettings(SerialPort* port, const DCB* dcb);
 
 bool IsQueueEmpty(const SerialPort* port);
 
-// Moves what has arrived into the empty queue. False, with the last error set, when the line has gone.
+// Moves what has arrived into the empty queue. False, with the last error set, when the line has
+// gone.
 bool FetchInput(SerialPort* port);
 
 } // namespace korvex::platform

@@ -25,10 +25,11 @@ UartTrigger LowerUartTrigger(int descriptor, const std::string& sysRoot)
     if (fstat(descriptor, &status) != 0)
         return {};
     UartTrigger trigger;
-    trigger.file
-        = sysRoot + "/dev/char/" + std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev)) + "/rx_trig_bytes";
+    trigger.file = sysRoot + "/dev/char/" + std::to_string(major(status.st_rdev)) + ":"
+        + std::to_string(minor(status.st_rdev)) + "/rx_trig_bytes";
     std::ifstream setting(trigger.file);
-    const bool changed = setting >> trigger.before && trigger.before != EACH_BYTE && WriteSetting(trigger.file, EACH_BYTE);
+    const bool changed = setting >> trigger.before && trigger.before != EACH_BYTE
+        && WriteSetting(trigger.file, EACH_BYTE);
     return changed ? trigger : UartTrigger{};
 }
 

@@ -1,5 +1,6 @@
-// When a real UART hands over what it has received. A 16550A does so once 8 bytes have come or the line was silent for four characters, and
-// a touch report has 6 bytes: each would wait 2 ms at 19200 baud.
+// When a real UART hands over what it has received. A 16550A does so once 8 bytes have come or the
+// line was silent for four characters, and a touch report has 6 bytes: each would wait 2 ms at
+// 19200 baud.
 #pragma once
 
 #include <string>
@@ -12,9 +13,9 @@ struct UartTrigger {
     std::string before;
 };
 
-// Has the UART behind an open tty hand over each byte as it comes. Nothing changes on a tty without the setting (adapters,
-// pseudo-terminals) or where this process may not write it: root may, and a udev rule can do it in its place. `sysRoot` is "/sys", another
-// folder in tests.
+// Has the UART behind an open tty hand over each byte as it comes. Nothing changes on a tty without
+// the setting (adapters, pseudo-terminals) or where this process may not write it: root may, and a
+// udev rule can do it in its place. `sysRoot` is "/sys", another folder in tests.
 UartTrigger LowerUartTrigger(int descriptor, const std::string& sysRoot);
 
 // Puts the setting back.

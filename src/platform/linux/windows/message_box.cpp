@@ -39,7 +39,8 @@ bool IsOnButton(LPARAM position)
 {
     const int x = static_cast<int>(position & 0xFFFF);
     const int y = static_cast<int>(position >> 16 & 0xFFFF);
-    return x >= box.button.left && x < box.button.right && y >= box.button.top && y < box.button.bottom;
+    return x >= box.button.left && x < box.button.right && y >= box.button.top
+        && y < box.button.bottom;
 }
 
 LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
@@ -47,14 +48,16 @@ LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM l
     if (message == WM_PAINT) {
         PAINTSTRUCT paint{};
         HDC context = BeginPaint(window, &paint);
-        Rectangle(context, 0, 0, box.width, box.height); // where there is no window manager, the only frame
+        // where there is no window manager, the only frame
+        Rectangle(context, 0, 0, box.width, box.height);
         Rectangle(context, box.button.left, box.button.top, box.button.right, box.button.bottom);
         EndPaint(window, &paint);
         return 0;
     }
     if (message == WM_LBUTTONDOWN)
         box.pressed = IsOnButton(lParam);
-    // A release counts only behind its press: that of the key that started the program comes to the box too.
+    // A release counts only behind its press: that of the key that started the program comes to the
+    // box too.
     if (message == WM_KEYDOWN && (wParam == VK_RETURN || wParam == VK_ESCAPE || wParam == VK_SPACE))
         box.pressedKey = wParam;
     if (message == WM_CLOSE || (message == WM_LBUTTONUP && box.pressed && IsOnButton(lParam))
@@ -78,8 +81,8 @@ std::vector<std::u16string> LinesOf(std::u16string_view text)
 
 HWND AddText(LPCWSTR text, int x, int y, int width, int height)
 {
-    return CreateWindowExW(
-        0, u"STATIC", text, WS_CHILD | WS_VISIBLE | SS_CENTER, x, y, width, height, box.window, nullptr, nullptr, nullptr);
+    return CreateWindowExW(0, u"STATIC", text, WS_CHILD | WS_VISIBLE | SS_CENTER, x, y, width,
+        height, box.window, nullptr, nullptr, nullptr);
 }
 
 void CreateBox(LPCWSTR text, LPCWSTR caption)
@@ -91,7 +94,9 @@ void CreateBox(LPCWSTR text, LPCWSTR caption)
     const int width = std::max(MIN_WIDTH, static_cast<int>(longest) * CHARACTER_WIDTH + 2 * MARGIN);
     const int textHeight = static_cast<int>(lines.size()) * LINE_HEIGHT;
     const int height = textHeight + BUTTON_HEIGHT + 3 * MARGIN;
-    box = {nullptr, width, height, {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2, height - MARGIN},
+    box = {nullptr, width, height,
+        {(width - BUTTON_WIDTH) / 2, textHeight + 2 * MARGIN, (width + BUTTON_WIDTH) / 2,
+            height - MARGIN},
         false, 0, false};
 
     WNDCLASSW boxClass{};
@@ -100,12 +105,16 @@ void CreateBox(LPCWSTR text, LPCWSTR caption)
     RegisterClassW(&boxClass);
     const int x = (GetSystemMetrics(SM_CXSCREEN) - width) / 2;
     const int y = (GetSystemMetrics(SM_CYSCREEN) - height) / 2;
-    box.window = CreateWindowExW(0, BOX_CLASS, caption, WS_SYSMENU, x, y, width, height, nullptr, nullptr, nullptr, nullptr);
+    box.window = CreateWindowExW(
+        0, BOX_CLASS, caption, WS_SYSMENU, x, y, width, height, nullptr, nullptr, nullptr, nullptr);
     for (size_t i = 0; i < lines.size(); ++i) {
-        HWND line = AddText(u"", FRAME, MARGIN + static_cast<int>(i) * LINE_HEIGHT, width - 2 * FRAME, LINE_HEIGHT);
-        SetWindowTextW(line, lines[i].c_str()); // a backend without a screen prints texts that are set
+        HWND line = AddText(
+            u"", FRAME, MARGIN + static_cast<int>(i) * LINE_HEIGHT, width - 2 * FRAME, LINE_HEIGHT);
+        // a backend without a screen prints texts that are set
+        SetWindowTextW(line, lines[i].c_str());
     }
-    AddText(u"OK", box.button.left + FRAME, box.button.top + FRAME, BUTTON_WIDTH - 2 * FRAME, BUTTON_HEIGHT - 2 * FRAME);
+    AddText(u"OK", box.button.left + FRAME, box.button.top + FRAME, BUTTON_WIDTH - 2 * FRAME,
+        BUTTON_HEIGHT - 2 * FRAME);
     ShowWindow(box.window, SW_SHOW);
 }
 
@@ -116,7 +125,8 @@ int MessageBoxW(HWND /*owner*/, LPCWSTR text, LPCWSTR caption, UINT /*type*/)
     CreateBox(text, caption);
     MSG message{};
     BOOL got = TRUE;
-    while (korvex::platform::Backend()->interactive && !box.dismissed && (got = GetMessageW(&message, nullptr, 0, 0)) > 0)
+    while (korvex::platform::Backend()->interactive && !box.dismissed
+        && (got = GetMessageW(&message, nullptr, 0, 0)) > 0)
         DispatchMessageW(&message);
     DestroyWindow(box.window);
     return got < 0 ? 0 : IDOK;

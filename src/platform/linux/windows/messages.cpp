@@ -30,7 +30,9 @@ using std::chrono::steady_clock;
 LRESULT Call(const MSG* message)
 {
     const std::shared_ptr<Window> window = FindWindow(message->hwnd);
-    return window == nullptr ? 0 : window->procedure(message->hwnd, message->message, message->wParam, message->lParam);
+    return window == nullptr
+        ? 0
+        : window->procedure(message->hwnd, message->message, message->wParam, message->lParam);
 }
 
 // Carries out what other threads have sent to this one.
@@ -73,7 +75,8 @@ std::optional<MSG> FindPaint()
     return std::nullopt;
 }
 
-// The message of a timer of this thread that is due; else how long it is until the next one, -1: there is none.
+// The message of a timer of this thread that is due; else how long it is until the next one, -1:
+// there is none.
 std::optional<MSG> TakeTimer(int* wait)
 {
     const std::lock_guard guard(Windows()->mutex);
@@ -87,7 +90,8 @@ std::optional<MSG> TakeTimer(int* wait)
                 timer.due = now + timer.period;
                 return MSG{handle, WM_TIMER, identifier, 0, 0, 0, 0};
             }
-            const auto left = static_cast<int>(std::chrono::ceil<milliseconds>(timer.due - now).count());
+            const auto left
+                = static_cast<int>(std::chrono::ceil<milliseconds>(timer.due - now).count());
             *wait = *wait < 0 ? left : std::min(*wait, left);
         }
     }
@@ -105,8 +109,8 @@ void TakeSignal(int descriptor)
 void WaitForWork(int wait)
 {
     const int signals = ThisMachine()->windows.closeSignals;
-    std::array<pollfd, 3> polled{
-        pollfd{ThisQueue()->wakeDescriptor, POLLIN, 0}, pollfd{Backend()->descriptor(), POLLIN, 0}, pollfd{signals, POLLIN, 0}};
+    std::array<pollfd, 3> polled{pollfd{ThisQueue()->wakeDescriptor, POLLIN, 0},
+        pollfd{Backend()->descriptor(), POLLIN, 0}, pollfd{signals, POLLIN, 0}};
     poll(polled.data(), polled.size(), wait);
     if (polled[2].revents != 0)
         TakeSignal(signals);
@@ -155,7 +159,8 @@ LRESULT SendMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam)
     std::unique_lock lock(Windows()->mutex);
     window->queue->sent.push_back(sent);
     eventfd_write(window->queue->wakeDescriptor, 1);
-    // The window may be destroyed while the message waits in its thread's queue; it is then carried out for no window.
+    // The window may be destroyed while the message waits in its thread's queue; it is then carried
+    // out for no window.
     Windows()->sentDone.wait(lock, [&sent] { return sent->done; });
     return sent->result;
 }
@@ -211,13 +216,15 @@ LRESULT DispatchMessageW(const MSG* message)
     return korvex::platform::Call(message);
 }
 
-DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL /*all*/, DWORD milliseconds, DWORD wakeMask)
+DWORD MsgWaitForMultipleObjects(
+    DWORD count, const HANDLE* handles, BOOL /*all*/, DWORD milliseconds, DWORD wakeMask)
 {
     if (count != 1 || wakeMask != QS_SENDMESSAGE) {
         Fail(ERROR_INVALID_PARAMETER);
         return WAIT_FAILED;
     }
-    // Events and threads have no descriptor, so both are looked at in turn; this is only called on the way to the process's end.
+    // Events and threads have no descriptor, so both are looked at in turn; this is only called on
+    // the way to the process's end.
     constexpr DWORD INTERVAL = 5;
     for (DWORD waited = 0;; waited += INTERVAL) {
         {

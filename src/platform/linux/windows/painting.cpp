@@ -64,7 +64,8 @@ COLORREF FillColor(HDC context, const PaintObject* brush)
     return brush == &contextBrush ? context->dcBrushColor : brush->color;
 }
 
-// Marks the window as one to be painted, or as painted; the result says whether it was to be erased.
+// Marks the window as one to be painted, or as painted; the result says whether it was to be
+// erased.
 bool ChangePaint(korvex::platform::Window* window, bool toPaint, bool toErase)
 {
     const std::lock_guard guard(Windows()->mutex);
@@ -84,12 +85,14 @@ bool IsToBePainted(const korvex::platform::Window* window)
 double AngleOf(RECT bounds, int x, int y)
 {
     const double angle
-        = std::atan2((bounds.top + bounds.bottom) / 2.0 - y, x - (bounds.left + bounds.right) / 2.0) * 180 / std::numbers::pi;
+        = std::atan2((bounds.top + bounds.bottom) / 2.0 - y, x - (bounds.left + bounds.right) / 2.0)
+        * 180 / std::numbers::pi;
     return angle < 0 ? angle + 360 : angle;
 }
 
 // The lines of a text in a width; a word that is wider has one of its own.
-std::vector<std::u16string> LinesOf(std::u16string_view text, FontView font, int width, bool breaksWords)
+std::vector<std::u16string> LinesOf(
+    std::u16string_view text, FontView font, int width, bool breaksWords)
 {
     std::vector<std::u16string> lines(1);
     while (!text.empty()) {
@@ -114,7 +117,8 @@ std::u16string Shortened(const std::u16string& text, FontView font, int width)
 {
     std::u16string shown = text;
     for (size_t left = text.size(); left > 2 && Backend()->textWidth(font, shown) > width; --left)
-        shown = text.substr(0, left / 2) + u"..." + text.substr(text.size() - (left - left / 2 - 1));
+        shown
+            = text.substr(0, left / 2) + u"..." + text.substr(text.size() - (left - left / 2 - 1));
     return shown;
 }
 
@@ -127,7 +131,8 @@ COLORREF korvex::platform::ColorOf(HBRUSH brush)
 
 BOOL InvalidateRect(HWND window, const RECT* /*area*/, BOOL erase)
 {
-    return RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | (erase != FALSE ? RDW_ERASE : 0));
+    return RedrawWindow(
+        window, nullptr, nullptr, RDW_INVALIDATE | (erase != FALSE ? RDW_ERASE : 0));
 }
 
 BOOL RedrawWindow(HWND window, const RECT* /*area*/, HRGN /*region*/, UINT flags)
@@ -177,11 +182,13 @@ HBRUSH CreateSolidBrush(COLORREF color)
     return new HBRUSH__{{Kind::BRUSH, false, color, false, {}}};
 }
 
-HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientation*/, int weight, DWORD /*italic*/, DWORD /*underline*/,
-    DWORD /*strikeOut*/, DWORD /*characterSet*/, DWORD /*outPrecision*/, DWORD /*clipPrecision*/, DWORD /*quality*/,
-    DWORD /*pitchAndFamily*/, LPCWSTR /*name*/)
+HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientation*/, int weight,
+    DWORD /*italic*/, DWORD /*underline*/, DWORD /*strikeOut*/, DWORD /*characterSet*/,
+    DWORD /*outPrecision*/, DWORD /*clipPrecision*/, DWORD /*quality*/, DWORD /*pitchAndFamily*/,
+    LPCWSTR /*name*/)
 {
-    return new HFONT__{{Kind::FONT, false, 0, false, {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}}};
+    return new HFONT__{{Kind::FONT, false, 0, false,
+        {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}}};
 }
 
 HGDIOBJ GetStockObject(int object)
@@ -215,7 +222,9 @@ BOOL DeleteObject(HGDIOBJ object)
 HGDIOBJ SelectObject(HDC context, HGDIOBJ object)
 {
     auto* selected = static_cast<PaintObject*>(object);
-    PaintObject** place = selected->kind == Kind::FONT ? &context->font : selected->kind == Kind::PEN ? &context->pen : &context->brush;
+    PaintObject** place = selected->kind == Kind::FONT ? &context->font
+        : selected->kind == Kind::PEN                  ? &context->pen
+                                                       : &context->brush;
     PaintObject* before = *place;
     *place = selected;
     return before;
@@ -242,13 +251,15 @@ int SetBkMode(HDC /*context*/, int /*mode*/)
 
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom)
 {
-    Backend()->rectangle(context->window, {left, top, right, bottom}, FillColor(context, context->brush), context->pen->draws);
+    Backend()->rectangle(context->window, {left, top, right, bottom},
+        FillColor(context, context->brush), context->pen->draws);
     return TRUE;
 }
 
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom)
 {
-    Backend()->ellipse(context->window, {left, top, right, bottom}, FillColor(context, context->brush), context->pen->draws);
+    Backend()->ellipse(context->window, {left, top, right, bottom},
+        FillColor(context, context->brush), context->pen->draws);
     return TRUE;
 }
 
@@ -257,8 +268,8 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
     const RECT bounds{left, top, right, bottom};
     const double start = AngleOf(bounds, x1, y1);
     const double extent = AngleOf(bounds, x2, y2) - start;
-    Backend()->pie(
-        context->window, bounds, start, extent <= 0 ? extent + 360 : extent, FillColor(context, context->brush), context->pen->draws);
+    Backend()->pie(context->window, bounds, start, extent <= 0 ? extent + 360 : extent,
+        FillColor(context, context->brush), context->pen->draws);
     return TRUE;
 }
 
@@ -273,8 +284,9 @@ int DrawTextW(HDC context, LPCWSTR text, int /*count*/, RECT* area, UINT format)
     const FontView font = context->font->font;
     const int lineHeight = Backend()->lineHeight(font);
     const int width = area->right - area->left;
-    const std::vector<std::u16string> lines = (format & DT_PATH_ELLIPSIS) != 0 ? std::vector{Shortened(text, font, width)}
-                                                                               : LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
+    const std::vector<std::u16string> lines = (format & DT_PATH_ELLIPSIS) != 0
+        ? std::vector{Shortened(text, font, width)}
+        : LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
     const int height = lineHeight * static_cast<int>(lines.size());
     if ((format & DT_CALCRECT) != 0) {
         area->bottom = area->top + height;
@@ -282,7 +294,9 @@ int DrawTextW(HDC context, LPCWSTR text, int /*count*/, RECT* area, UINT format)
     }
     int y = (format & DT_VCENTER) != 0 ? (area->top + area->bottom - height) / 2 : area->top;
     for (const std::u16string& line : lines) {
-        const int x = (format & DT_CENTER) != 0 ? area->left + (width - Backend()->textWidth(font, line)) / 2 : area->left;
+        const int x = (format & DT_CENTER) != 0
+            ? area->left + (width - Backend()->textWidth(font, line)) / 2
+            : area->left;
         Backend()->text(context->window, x, y, font, context->textColor, line);
         y += lineHeight;
     }

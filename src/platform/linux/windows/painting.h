@@ -1,14 +1,17 @@
-// Painting in windows, and what is painted with. A device context outlines with a black pen, one pixel wide, or with none, fills with the
-// brush that is selected into it, at first white, and writes in the font that is, at first the system's. On the windows' thread.
+// Painting in windows, and what is painted with. A device context outlines with a black pen, one
+// pixel wide, or with none, fills with the brush that is selected into it, at first white, and
+// writes in the font that is, at first the system's. On the windows' thread.
 #pragma once
 
 #include "platform/linux/windows/window_types.h"
 
-// The window is painted as a whole: areas must be null. WM_PAINT comes when nothing else is to be done, or at once with RDW_UPDATENOW.
+// The window is painted as a whole: areas must be null. WM_PAINT comes when nothing else is to be
+// done, or at once with RDW_UPDATENOW.
 BOOL InvalidateRect(HWND window, const RECT* area, BOOL erase);
 BOOL RedrawWindow(HWND window, const RECT* area, HRGN region, UINT flags);
 
-// For WM_PAINT: ends the need to paint, and erases with the class's background where that was asked for. Null for a window that is gone.
+// For WM_PAINT: ends the need to paint, and erases with the class's background where that was asked
+// for. Null for a window that is gone.
 HDC BeginPaint(HWND window, PAINTSTRUCT* paint);
 BOOL EndPaint(HWND window, const PAINTSTRUCT* paint);
 
@@ -17,19 +20,22 @@ HDC GetDC(HWND window);
 int ReleaseDC(HWND window, HDC context);
 
 HBRUSH CreateSolidBrush(COLORREF color);
-// A font whose letters are -`height` pixels high (the em square); it is DejaVu Sans, or what the system has in its place, whatever the
-// name.
-HFONT CreateFontW(int height, int width, int escapement, int orientation, int weight, DWORD italic, DWORD underline, DWORD strikeOut,
-    DWORD characterSet, DWORD outPrecision, DWORD clipPrecision, DWORD quality, DWORD pitchAndFamily, LPCWSTR name);
-HGDIOBJ GetStockObject(int object); // WHITE_BRUSH, GRAY_BRUSH, DC_BRUSH, BLACK_PEN and NULL_PEN; never deleted
+// A font whose letters are -`height` pixels high (the em square); it is DejaVu Sans, or what the
+// system has in its place, whatever the name.
+HFONT CreateFontW(int height, int width, int escapement, int orientation, int weight, DWORD italic,
+    DWORD underline, DWORD strikeOut, DWORD characterSet, DWORD outPrecision, DWORD clipPrecision,
+    DWORD quality, DWORD pitchAndFamily, LPCWSTR name);
+// WHITE_BRUSH, GRAY_BRUSH, DC_BRUSH, BLACK_PEN and NULL_PEN; never deleted
+HGDIOBJ GetStockObject(int object);
 BOOL DeleteObject(HGDIOBJ object);
 HGDIOBJ SelectObject(HDC context, HGDIOBJ object); // the one of its kind that was selected before
 COLORREF SetDCBrushColor(HDC context, COLORREF color);
 COLORREF SetTextColor(HDC context, COLORREF color); // at first black
 int SetBkMode(HDC context, int mode);               // text is transparent whatever the mode
 
-// Figures inside (left, top) to (right - 1, bottom - 1), filled, and outlined by the pen. A pie is the part of an ellipse that lies
-// counterclockwise between the rays from its middle through (x1, y1) and (x2, y2); all of it where they are one.
+// Figures inside (left, top) to (right - 1, bottom - 1), filled, and outlined by the pen. A pie is
+// the part of an ellipse that lies counterclockwise between the rays from its middle through (x1,
+// y1) and (x2, y2); all of it where they are one.
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
 BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2);
@@ -37,10 +43,10 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
 // Without an outline, and without the right and the bottom edge.
 int FillRect(HDC context, const RECT* area, HBRUSH brush);
 
-// Writes a terminated text (`count` -1) into an area: DT_CENTER, DT_VCENTER with DT_SINGLELINE, DT_WORDBREAK (else lines end at "\n"
-// alone); DT_PATH_ELLIPSIS leaves the middle
-// of a line out that is too wide; DT_CALCRECT writes nothing and sets the area's bottom. The height of the text; what does not fit is not
-// cut.
+// Writes a terminated text (`count` -1) into an area: DT_CENTER, DT_VCENTER with DT_SINGLELINE,
+// DT_WORDBREAK (else lines end at "\n" alone); DT_PATH_ELLIPSIS leaves the middle of a line out
+// that is too wide; DT_CALCRECT writes nothing and sets the area's bottom. The height of the text;
+// what does not fit is not cut.
 int DrawTextW(HDC context, LPCWSTR text, int count, RECT* area, UINT format);
 
 namespace korvex::platform {

@@ -7,7 +7,8 @@
 
 namespace korvex::platform {
 
-// Where a window is and what it says, for the backend to show. A backend keeps its own state by the handle.
+// Where a window is and what it says, for the backend to show. A backend keeps its own state by the
+// handle.
 struct WindowView {
     HWND handle;
     HWND parent; // null: top level
@@ -34,24 +35,29 @@ struct WindowBackend {
     void (*changeText)(const WindowView* view);
     void (*destroy)(HWND window);
 
-    // Painting, as painting.h has it: the background, and figures that are filled with a colour and may be outlined in black. A pie's
-    // angles are degrees counterclockwise from the right, its extent up to 360.
+    // Painting, as painting.h has it: the background, and figures that are filled with a colour and
+    // may be outlined in black. A pie's angles are degrees counterclockwise from the right, its
+    // extent up to 360.
     void (*erase)(const WindowView* view);
     void (*rectangle)(HWND window, RECT bounds, COLORREF fill, bool outlined);
     void (*ellipse)(HWND window, RECT bounds, COLORREF fill, bool outlined);
-    void (*pie)(HWND window, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
+    void (*pie)(
+        HWND window, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
 
-    // Text in one line, in pixels: how wide one is, how high each is, and one whose top left is given.
+    // Text in one line, in pixels: how wide one is, how high each is, and one whose top left is
+    // given.
     int (*textWidth)(FontView font, const std::u16string& text);
     int (*lineHeight)(FontView font);
-    void (*text)(HWND window, int x, int y, FontView font, COLORREF color, const std::u16string& text);
+    void (*text)(
+        HWND window, int x, int y, FontView font, COLORREF color, const std::u16string& text);
 
     void (*beep)();
 
     // A descriptor that is readable when `pump` has something to do; -1: never.
     int (*descriptor)();
-    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYDOWN and WM_KEYUP for a key, WM_LBUTTONDOWN and
-    // WM_LBUTTONUP for the first mouse button, and invalidates what has come to light. False when the display is lost.
+    // Handles what has come from the display: posts WM_CLOSE for a closed window, WM_KEYDOWN and
+    // WM_KEYUP for a key, WM_LBUTTONDOWN and WM_LBUTTONUP for the first mouse button, and
+    // invalidates what has come to light. False when the display is lost.
     bool (*pump)();
 };
 

@@ -21,10 +21,14 @@ const korvex::platform::WindowBackend* korvex::platform::HeadlessBackend()
         [](const WindowView* /*view*/) {},
         [](HWND /*window*/, RECT /*bounds*/, COLORREF /*fill*/, bool /*outlined*/) {},
         [](HWND /*window*/, RECT /*bounds*/, COLORREF /*fill*/, bool /*outlined*/) {},
-        [](HWND /*window*/, RECT /*bounds*/, double /*start*/, double /*extent*/, COLORREF /*fill*/, bool /*outlined*/) {},
-        [](FontView font, const std::u16string& text) { return font.height * static_cast<int>(text.size()) / 2; },
+        [](HWND /*window*/, RECT /*bounds*/, double /*start*/, double /*extent*/, COLORREF /*fill*/,
+            bool /*outlined*/) {},
+        [](FontView font, const std::u16string& text) {
+            return font.height * static_cast<int>(text.size()) / 2;
+        },
         [](FontView font) { return font.height; },
-        [](HWND /*window*/, int /*x*/, int /*y*/, FontView /*font*/, COLORREF /*color*/, const std::u16string& /*text*/) {},
+        [](HWND /*window*/, int /*x*/, int /*y*/, FontView /*font*/, COLORREF /*color*/,
+            const std::u16string& /*text*/) {},
         [] {},
         [] { return -1; },
         [] { return true; },

@@ -48,7 +48,8 @@ struct Window {
 };
 
 struct WindowSystem {
-    std::mutex mutex; // guards the rest, the queues too; never held across a window procedure or a backend's routine
+    // guards the rest, the queues too; never held across a window procedure or a backend's routine
+    std::mutex mutex;
     std::condition_variable sentDone;
     std::map<std::u16string, WNDCLASSW> classes;
     std::map<HWND, std::shared_ptr<Window>> windows;

@@ -43,8 +43,9 @@ struct WindowDisplay {
     Atom windowName = 0;
     Atom utf8 = 0;
     Cursor arrow = 0;
-    std::map<std::pair<int, bool>, XftFont*> fonts; // those that have been used, by height and boldness; null: there is none
-    std::map<COLORREF, unsigned long> pixels;       // of the colours that have been used
+    // those that have been used, by height and boldness; null: there is none
+    std::map<std::pair<int, bool>, XftFont*> fonts;
+    std::map<COLORREF, unsigned long> pixels; // of the colours that have been used
     std::map<HWND, ShownWindow> windows;
 };
 
@@ -57,7 +58,9 @@ WindowDisplay* Connection()
 XRenderColor RenderColorOf(COLORREF color)
 {
     constexpr unsigned FULL = 0x101; // from 8 bits to 16
-    const auto component = [color](unsigned shift) { return static_cast<unsigned short>((color >> shift & 0xFF) * FULL); };
+    const auto component = [color](unsigned shift) {
+        return static_cast<unsigned short>((color >> shift & 0xFF) * FULL);
+    };
     return {component(0), component(8), component(16), 0xFFFF};
 }
 
@@ -82,9 +85,11 @@ unsigned long XColorOf(COLORREF color)
 void SetTitle(const WindowDisplay* connection, Window window, const std::u16string& title)
 {
     const std::string text = ToUtf8(title);
-    Xutf8SetWMProperties(connection->display, window, text.c_str(), text.c_str(), nullptr, 0, nullptr, nullptr, nullptr);
-    XChangeProperty(connection->display, window, connection->windowName, connection->utf8, 8, PropModeReplace,
-        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    Xutf8SetWMProperties(connection->display, window, text.c_str(), text.c_str(), nullptr, 0,
+        nullptr, nullptr, nullptr);
+    XChangeProperty(connection->display, window, connection->windowName, connection->utf8, 8,
+        PropModeReplace, reinterpret_cast<const unsigned char*>(text.data()),
+        static_cast<int>(text.size()));
 }
 
 XftFont* FontOf(FontView font)
@@ -95,9 +100,11 @@ XftFont* FontOf(FontView font)
         return known->second;
     XftFont* opened = nullptr;
     for (const char* family : {"DejaVu Sans", "sans"}) {
-        const std::string name = std::string(family) + ":pixelsize=" + std::to_string(font.height) + (font.bold ? ":bold" : "");
+        const std::string name = std::string(family) + ":pixelsize=" + std::to_string(font.height)
+            + (font.bold ? ":bold" : "");
         if (opened == nullptr && !connection->broken)
-            opened = XftFontOpenName(connection->display, DefaultScreen(connection->display), name.c_str());
+            opened = XftFontOpenName(
+                connection->display, DefaultScreen(connection->display), name.c_str());
     }
     connection->fonts[key] = opened;
     return opened;
@@ -110,8 +117,8 @@ int TextWidth(FontView font, const std::u16string& text)
         return 0;
     const std::string bytes = ToUtf8(text);
     XGlyphInfo extents{};
-    XftTextExtentsUtf8(
-        Connection()->display, opened, reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()), &extents);
+    XftTextExtentsUtf8(Connection()->display, opened,
+        reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()), &extents);
     return extents.xOff;
 }
 
@@ -121,7 +128,8 @@ int LineHeight(FontView font)
     return opened == nullptr ? font.height : opened->ascent + opened->descent;
 }
 
-void DrawTextAt(Window window, int x, int y, FontView font, COLORREF wanted, const std::u16string& text)
+void DrawTextAt(
+    Window window, int x, int y, FontView font, COLORREF wanted, const std::u16string& text)
 {
     Display* display = Connection()->display;
     XftFont* opened = FontOf(font);
@@ -129,13 +137,17 @@ void DrawTextAt(Window window, int x, int y, FontView font, COLORREF wanted, con
         return;
     const int screen = DefaultScreen(display);
     const std::string bytes = ToUtf8(text);
-    XftDraw* draw = XftDrawCreate(display, window, DefaultVisual(display, screen), DefaultColormap(display, screen));
+    XftDraw* draw = XftDrawCreate(
+        display, window, DefaultVisual(display, screen), DefaultColormap(display, screen));
     XftColor color{};
     const XRenderColor components = RenderColorOf(wanted);
-    if (XftColorAllocValue(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &components, &color) != 0) {
-        XftDrawStringUtf8(
-            draw, &color, opened, x, y + opened->ascent, reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()));
-        XftColorFree(display, DefaultVisual(display, screen), DefaultColormap(display, screen), &color);
+    if (XftColorAllocValue(display, DefaultVisual(display, screen),
+            DefaultColormap(display, screen), &components, &color)
+        != 0) {
+        XftDrawStringUtf8(draw, &color, opened, x, y + opened->ascent,
+            reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()));
+        XftColorFree(
+            display, DefaultVisual(display, screen), DefaultColormap(display, screen), &color);
     }
     XftDrawDestroy(draw);
 }
@@ -149,7 +161,8 @@ void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
     DrawTextAt(shown->window, x, y, STATIC_FONT, 0, shown->view.text);
 }
 
-// Tells window managers and task bars whose window it is, as the Extended Window Manager Hints of freedesktop.org have it.
+// Tells window managers and task bars whose window it is, as the Extended Window Manager Hints of
+// freedesktop.org have it.
 void SetOwner(const WindowDisplay* connection, Window window)
 {
     std::string instance = "korvex";
@@ -157,7 +170,8 @@ void SetOwner(const WindowDisplay* connection, Window window)
     XClassHint hint{instance.data(), group.data()};
     XSetClassHint(connection->display, window, &hint);
     const long process = getpid();
-    XChangeProperty(connection->display, window, XInternAtom(connection->display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+    XChangeProperty(connection->display, window,
+        XInternAtom(connection->display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
         reinterpret_cast<const unsigned char*>(&process), 1);
 }
 
@@ -165,11 +179,13 @@ void SetOwner(const WindowDisplay* connection, Window window)
 void AskForFullScreen(const WindowDisplay* connection, Window window)
 {
     Atom fullScreen = XInternAtom(connection->display, "_NET_WM_STATE_FULLSCREEN", False);
-    XChangeProperty(connection->display, window, XInternAtom(connection->display, "_NET_WM_STATE", False), XA_ATOM, 32, PropModeReplace,
+    XChangeProperty(connection->display, window,
+        XInternAtom(connection->display, "_NET_WM_STATE", False), XA_ATOM, 32, PropModeReplace,
         reinterpret_cast<const unsigned char*>(&fullScreen), 1);
 }
 
-// Asks a window manager for a frame of fixed size, with a minimise button where the style has one, by the hints that Motif introduced.
+// Asks a window manager for a frame of fixed size, with a minimise button where the style has one,
+// by the hints that Motif introduced.
 void AskForFrame(const WindowDisplay* connection, Window window, DWORD style)
 {
     struct Hints {
@@ -183,10 +199,11 @@ void AskForFrame(const WindowDisplay* connection, Window window, DWORD style)
     constexpr unsigned long MOVE = 4;
     constexpr unsigned long MINIMIZE = 8;
     constexpr unsigned long CLOSE = 32;
-    const Hints hints{HAS_FUNCTIONS, MOVE | CLOSE | ((style & WS_MINIMIZEBOX) != 0 ? MINIMIZE : 0), 0, 0, 0};
+    const Hints hints{
+        HAS_FUNCTIONS, MOVE | CLOSE | ((style & WS_MINIMIZEBOX) != 0 ? MINIMIZE : 0), 0, 0, 0};
     const Atom property = XInternAtom(connection->display, "_MOTIF_WM_HINTS", False);
-    XChangeProperty(
-        connection->display, window, property, property, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&hints), 5);
+    XChangeProperty(connection->display, window, property, property, 32, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(&hints), 5);
 }
 
 // Tells the window manager of a window's fixed size, and where it is.
@@ -230,15 +247,17 @@ bool Create(const WindowView* view)
     const Machine* machine = ThisMachine();
     const int x = view->x + (topLevel ? machine->screen.x.load() : 0);
     const int y = view->y + (topLevel ? machine->screen.y.load() : 0);
-    const Window window = XCreateSimpleWindow(display, topLevel ? root : parent->second.window, x, y, static_cast<unsigned>(view->width),
-        static_cast<unsigned>(view->height), 0, 0, XColorOf(view->background));
+    const Window window = XCreateSimpleWindow(display, topLevel ? root : parent->second.window, x,
+        y, static_cast<unsigned>(view->width), static_cast<unsigned>(view->height), 0, 0,
+        XColorOf(view->background));
     connection->windows[view->handle] = {window, *view, false};
     if (view->parent != nullptr) {
         XSelectInput(display, window, ExposureMask);
         XMapWindow(display, window);
     } else {
-        XSelectInput(
-            display, window, ExposureMask | KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask);
+        XSelectInput(display, window,
+            ExposureMask | KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask
+                | StructureNotifyMask);
         XDefineCursor(display, window, connection->arrow);
         IntroduceWindow(connection, window, view);
     }
@@ -254,19 +273,24 @@ bool CoversMonitor(const WindowDisplay* connection, Window window)
     int x = 0;
     int y = 0;
     const Machine* machine = ThisMachine();
-    return XGetWindowAttributes(connection->display, window, &attributes) != 0 && attributes.map_state == IsViewable
-        && XTranslateCoordinates(connection->display, window, attributes.root, 0, 0, &x, &y, &child) != 0 && x == machine->screen.x
-        && y == machine->screen.y && attributes.width == machine->screen.width && attributes.height == machine->screen.height;
+    return XGetWindowAttributes(connection->display, window, &attributes) != 0
+        && attributes.map_state == IsViewable
+        && XTranslateCoordinates(connection->display, window, attributes.root, 0, 0, &x, &y, &child)
+        != 0
+        && x == machine->screen.x && y == machine->screen.y
+        && attributes.width == machine->screen.width && attributes.height == machine->screen.height;
 }
 
-// Shows a window that takes a whole monitor. Window managers may put it on another one (the one that is in use, say); what does not come to
-// cover its own is shown without theirs: targets on another monitor than the panel's would be touched for nothing.
+// Shows a window that takes a whole monitor. Window managers may put it on another one (the one
+// that is in use, say); what does not come to cover its own is shown without theirs: targets on
+// another monitor than the panel's would be touched for nothing.
 void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown)
 {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::milliseconds LIMIT{500};
     constexpr std::chrono::milliseconds INTERVAL{5};
-    for (const auto deadline = Clock::now() + LIMIT; Clock::now() < deadline; std::this_thread::sleep_for(INTERVAL)) {
+    for (const auto deadline = Clock::now() + LIMIT; Clock::now() < deadline;
+        std::this_thread::sleep_for(INTERVAL)) {
         XSync(connection->display, False);
         if (connection->broken || CoversMonitor(connection, shown->window))
             return;
@@ -276,8 +300,8 @@ void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown)
     attributes.override_redirect = True;
     XUnmapWindow(connection->display, shown->window);
     XChangeWindowAttributes(connection->display, shown->window, CWOverrideRedirect, &attributes);
-    XMoveResizeWindow(connection->display, shown->window, machine->screen.x, machine->screen.y, static_cast<unsigned>(shown->view.width),
-        static_cast<unsigned>(shown->view.height));
+    XMoveResizeWindow(connection->display, shown->window, machine->screen.x, machine->screen.y,
+        static_cast<unsigned>(shown->view.width), static_cast<unsigned>(shown->view.height));
     shown->unmanaged = true;
     XMapRaised(connection->display, shown->window);
     XFlush(connection->display);
@@ -325,11 +349,13 @@ void Destroy(HWND handle)
 void Erase(const WindowView* view)
 {
     WindowDisplay* connection = Connection();
-    if (const auto shown = connection->windows.find(view->handle); shown != connection->windows.end())
+    if (const auto shown = connection->windows.find(view->handle);
+        shown != connection->windows.end())
         XClearWindow(connection->display, shown->second.window);
 }
 
-// Calls `draw` with a context of the window: to fill in the colour, and where that is wanted once more, to outline in black.
+// Calls `draw` with a context of the window: to fill in the colour, and where that is wanted once
+// more, to outline in black.
 template <typename Draw>
 void DrawFigure(HWND handle, COLORREF fill, bool outlined, Draw draw)
 {
@@ -338,7 +364,8 @@ void DrawFigure(HWND handle, COLORREF fill, bool outlined, Draw draw)
     if (shown == connection->windows.end() || connection->broken)
         return;
     Display* display = connection->display;
-    GC context = XCreateGC(display, shown->second.window, 0, nullptr); // its line width 0 gives the pixels that Windows gives
+    // its line width 0 gives the pixels that Windows gives
+    GC context = XCreateGC(display, shown->second.window, 0, nullptr);
     XSetForeground(display, context, XColorOf(fill));
     draw(display, shown->second.window, context, true);
     XSetForeground(display, context, BlackPixel(display, DefaultScreen(display)));
@@ -352,9 +379,11 @@ void DrawRectangle(HWND handle, RECT bounds, COLORREF fill, bool outlined)
 {
     const auto width = static_cast<unsigned>(bounds.right - bounds.left - (outlined ? 1 : 0));
     const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - (outlined ? 1 : 0));
-    DrawFigure(handle, fill, outlined, [&](Display* display, Window window, GC context, bool filled) {
-        (filled ? XFillRectangle : XDrawRectangle)(display, window, context, bounds.left, bounds.top, width, height);
-    });
+    DrawFigure(
+        handle, fill, outlined, [&](Display* display, Window window, GC context, bool filled) {
+            (filled ? XFillRectangle : XDrawRectangle)(
+                display, window, context, bounds.left, bounds.top, width, height);
+        });
 }
 
 void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fill, bool outlined)
@@ -362,10 +391,12 @@ void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fil
     constexpr double UNITS_PER_DEGREE = 64;
     const auto width = static_cast<unsigned>(bounds.right - bounds.left - 1);
     const auto height = static_cast<unsigned>(bounds.bottom - bounds.top - 1);
-    DrawFigure(handle, fill, outlined, [&](Display* display, Window window, GC context, bool filled) {
-        (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top, width, height,
-            static_cast<int>(start * UNITS_PER_DEGREE), static_cast<int>(extent * UNITS_PER_DEGREE));
-    });
+    DrawFigure(
+        handle, fill, outlined, [&](Display* display, Window window, GC context, bool filled) {
+            (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top, width,
+                height, static_cast<int>(start * UNITS_PER_DEGREE),
+                static_cast<int>(extent * UNITS_PER_DEGREE));
+        });
 }
 
 void DrawEllipse(HWND handle, RECT bounds, COLORREF fill, bool outlined)
@@ -418,8 +449,8 @@ void TakeFocusAlone(const WindowDisplay* connection, const ShownWindow* shown)
     unsigned long left = 0;
     unsigned char* manager = nullptr;
     XGetWindowProperty(connection->display, DefaultRootWindow(connection->display),
-        XInternAtom(connection->display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW, &type, &format, &count, &left,
-        &manager);
+        XInternAtom(connection->display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW,
+        &type, &format, &count, &left, &manager);
     if (manager == nullptr || shown->unmanaged)
         XSetInputFocus(connection->display, window, RevertToPointerRoot, CurrentTime);
     if (manager != nullptr)
@@ -491,8 +522,8 @@ void FollowMonitor(WindowDisplay* connection)
         shown.view.width = machine->screen.width;
         shown.view.height = machine->screen.height;
         SetSizeHints(connection, shown.window, &shown.view);
-        XMoveResizeWindow(connection->display, shown.window, machine->screen.x, machine->screen.y, static_cast<unsigned>(shown.view.width),
-            static_cast<unsigned>(shown.view.height));
+        XMoveResizeWindow(connection->display, shown.window, machine->screen.x, machine->screen.y,
+            static_cast<unsigned>(shown.view.width), static_cast<unsigned>(shown.view.height));
         InvalidateRect(handle, nullptr, TRUE);
     }
 }
@@ -518,8 +549,9 @@ bool Pump()
 
 const WindowBackend* X11Backend(const char* name, std::string* reason)
 {
-    static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase, DrawRectangle, DrawEllipse, DrawPie, TextWidth,
-        LineHeight, DrawWords, Beep, [] { return ConnectionNumber(Connection()->display); }, Pump};
+    static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase,
+        DrawRectangle, DrawEllipse, DrawPie, TextWidth, LineHeight, DrawWords, Beep,
+        [] { return ConnectionNumber(Connection()->display); }, Pump};
     WindowDisplay* connection = Connection();
     connection->display = XOpenDisplay(name);
     if (connection->display == nullptr) {
@@ -529,20 +561,25 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
     // Without these two handlers Xlib ends the process when the server goes away.
     XSetIOErrorHandler([](Display* /*display*/) { return 0; });
     XSetIOErrorExitHandler(
-        connection->display, [](Display* /*display*/, void* data) { static_cast<WindowDisplay*>(data)->broken = true; }, connection);
+        connection->display,
+        [](Display* /*display*/, void* data) { static_cast<WindowDisplay*>(data)->broken = true; },
+        connection);
     // A request for a window that was closed in the meantime fails without harm.
     XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
     if (!MeasureMonitor(connection)) {
-        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \"" + ThisMachine()->screen.output + "\"";
+        *reason = "the X display \"" + std::string(XDisplayName(name)) + "\" has no monitor \""
+            + ThisMachine()->screen.output + "\"";
         return nullptr;
     }
     int firstEvent = 0;
     int firstError = 0;
     if (XRRQueryExtension(connection->display, &firstEvent, &firstError) != 0) {
         connection->monitorEvent = firstEvent + RRScreenChangeNotify;
-        XRRSelectInput(connection->display, DefaultRootWindow(connection->display), RRScreenChangeNotifyMask);
+        XRRSelectInput(
+            connection->display, DefaultRootWindow(connection->display), RRScreenChangeNotifyMask);
     }
-    XkbSetDetectableAutoRepeat(connection->display, True, nullptr); // a key that is held down is released once
+    // a key that is held down is released once
+    XkbSetDetectableAutoRepeat(connection->display, True, nullptr);
     connection->arrow = XCreateFontCursor(connection->display, XC_left_ptr);
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
     connection->windowName = XInternAtom(connection->display, "_NET_WM_NAME", False);

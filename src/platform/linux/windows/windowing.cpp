@@ -36,8 +36,9 @@ ATOM RegisterClassW(const WNDCLASSW* windowClass)
     return 1;
 }
 
-HWND CreateWindowExW(DWORD /*extendedStyle*/, LPCWSTR className, LPCWSTR title, DWORD style, int x, int y, int width, int height,
-    HWND parent, HMENU /*menu*/, HINSTANCE /*instance*/, void* /*parameter*/)
+HWND CreateWindowExW(DWORD /*extendedStyle*/, LPCWSTR className, LPCWSTR title, DWORD style, int x,
+    int y, int width, int height, HWND parent, HMENU /*menu*/, HINSTANCE /*instance*/,
+    void* /*parameter*/)
 {
     auto window = std::make_shared<korvex::platform::Window>();
     {
@@ -48,11 +49,14 @@ HWND CreateWindowExW(DWORD /*extendedStyle*/, LPCWSTR className, LPCWSTR title, 
             Fail(ERROR_NOT_FOUND);
             return nullptr;
         }
-        auto* handle = reinterpret_cast<HWND>(++Windows()->lastHandle); // NOLINT(performance-no-int-to-ptr): a number, as Windows has it
+        auto* handle = reinterpret_cast<HWND>(++Windows()
+                ->lastHandle); // NOLINT(performance-no-int-to-ptr): a number, as Windows has it
         HBRUSH brush = isStatic ? nullptr : known->second.hbrBackground;
         korvex::platform::WindowView* view = &window->view;
-        *view = {handle, parent, title == nullptr ? u"" : title, korvex::platform::ColorOf(brush), isStatic, style, x, y, width, height};
-        window->procedure = isStatic ? korvex::platform::StaticProcedure : known->second.lpfnWndProc;
+        *view = {handle, parent, title == nullptr ? u"" : title, korvex::platform::ColorOf(brush),
+            isStatic, style, x, y, width, height};
+        window->procedure
+            = isStatic ? korvex::platform::StaticProcedure : known->second.lpfnWndProc;
         window->queue = ThisQueue();
     }
     if (!Backend()->create(&window->view)) {
@@ -105,7 +109,8 @@ LRESULT DefWindowProcW(HWND handle, UINT message, WPARAM /*wParam*/, LPARAM lPar
     if (window == nullptr)
         return 0;
     if (message == WM_SETTEXT) {
-        window->view.text = reinterpret_cast<LPCWSTR>(lParam); // NOLINT(performance-no-int-to-ptr): as Windows passes it
+        window->view.text = reinterpret_cast<LPCWSTR>(
+            lParam); // NOLINT(performance-no-int-to-ptr): as Windows passes it
         Backend()->changeText(&window->view);
         return TRUE;
     }
