@@ -32,7 +32,7 @@ void BM_DetectingPass(benchmark::State& state)
     for (auto _ : state) {
         const testing::TestMachine machine;
         testing::WriteTextFile("Korvex.ini", "[Calibration]\n");
-        platform::ThisMachine()->sinks.trace = [](std::string_view) { };
+        platform::ThisMachine()->trace = [](std::string_view) { };
         drivers::RegisterEnumeratorFilter();
         std::vector<emulator::EmulatorPointer> emulators;
         for (size_t i = 0; i < ports; ++i) {

@@ -64,7 +64,7 @@ TouchController* StartOn(const std::string& path)
 
 void SilenceTrace()
 {
-    platform::ThisMachine()->sinks.trace = [](std::string_view) { };
+    platform::ThisMachine()->trace = [](std::string_view) { };
 }
 
 double Percentile(std::vector<double>* values, double part)
@@ -91,7 +91,7 @@ void BM_Latency(benchmark::State& state)
 {
     SilenceTrace();
     std::atomic<Clock::rep> inputSent{0};
-    platform::ThisMachine()->sinks.pointer = [&inputSent](const INPUT*) {
+    platform::ThisMachine()->pointer.send = [&inputSent](const INPUT*) {
         inputSent = Clock::now().time_since_epoch().count();
         return true;
     };
@@ -175,7 +175,7 @@ void BM_ControllersAtLineRate(benchmark::State& state)
 
     SilenceTrace();
     std::atomic<int> inputs{0};
-    platform::ThisMachine()->sinks.pointer = [&inputs](const INPUT*) {
+    platform::ThisMachine()->pointer.send = [&inputs](const INPUT*) {
         ++inputs;
         return true;
     };

@@ -1,42 +1,50 @@
-# libkorvex, the command `korvex`, the emulator, and what tests and measures them.
+# The platform layer, libkorvex, the command `korvex` and the emulator.
 find_package(PkgConfig REQUIRED)
-find_package(Threads REQUIRED)
-pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xtst xft xrandr libevdev libudev)
-find_package(CLI11 REQUIRED)
-find_package(nlohmann_json 3 REQUIRED)
+find_package(Threads REQUIRED GLOBAL)
+pkg_check_modules(X11 REQUIRED IMPORTED_TARGET GLOBAL x11 xtst xft xrandr libevdev libudev)
+find_package(CLI11 REQUIRED GLOBAL)
+find_package(nlohmann_json 3 REQUIRED GLOBAL)
 
-# Everything but the programs' main is in libraries that the tests link.
-file(GLOB_RECURSE KORVEX_PLATFORM_SOURCES CONFIGURE_DEPENDS src/platform/linux/*.cpp)
-file(GLOB KORVEX_COMMAND_SOURCES CONFIGURE_DEPENDS src/command/*.cpp src/drivers/*.cpp)
-list(FILTER KORVEX_COMMAND_SOURCES EXCLUDE REGEX "/(main|documents_main|loaded_library)\\.cpp$")
-add_library(korvex STATIC ${KORVEX_PLATFORM_SOURCES} ${KORVEX_COMMAND_SOURCES})
-set_target_properties(korvex PROPERTIES OUTPUT_NAME korvex)
-target_link_libraries(korvex PUBLIC korvex_core korvex_console korvex_options Threads::Threads PRIVATE korvex_emulator_library PkgConfig::X11
-    CLI11::CLI11 nlohmann_json::nlohmann_json)
-target_compile_definitions(korvex PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
-# For the builds that compile everything; the plain one does without, because clang-tidy reads its commands.
-target_precompile_headers(korvex PRIVATE <filesystem> <functional> <map> <memory> <mutex> <string> <vector>)
+add_library(korvex_platform OBJECT)
+target_link_libraries(korvex_platform PUBLIC korvex_options Threads::Threads PkgConfig::X11)
+# For the builds that compile everything; the plain one does without, because clang-tidy reads its
+# commands.
+target_precompile_headers(korvex_platform PRIVATE
+    <filesystem> <functional> <map> <memory> <mutex> <string> <vector>)
+add_subdirectory(platform/linux)
+add_subdirectory(drivers)
 
-add_executable(korvex_command src/command/main.cpp)
-set_target_properties(korvex_command PROPERTIES OUTPUT_NAME korvex)
-target_link_libraries(korvex_command PRIVATE korvex)
+add_library(korvex_process OBJECT)
+add_library(korvex_machine OBJECT)
+add_library(korvex_commands OBJECT)
+foreach(target korvex_process korvex_machine korvex_commands)
+    target_link_libraries(${target} PUBLIC korvex_options Threads::Threads)
+    target_precompile_headers(${target} REUSE_FROM korvex_platform)
+endforeach()
+target_link_libraries(korvex_commands PUBLIC CLI11::CLI11 nlohmann_json::nlohmann_json)
+foreach(room process machine control runtime command)
+    add_subdirectory(${room})
+endforeach()
 
-add_library(korvex_emulator_library STATIC src/emulator/command.cpp src/emulator/distortion.cpp
-    src/emulator/emulator.cpp src/emulator/gestures.cpp src/emulator/line_rate.cpp src/emulator/noise.cpp)
+# libkorvex.so, which shows the functions of korvex.h alone.
+set(map ${PROJECT_SOURCE_DIR}/packages/linux/korvex.map)
+add_library(korvex SHARED machine/loaded_library.cpp)
+target_link_libraries(korvex PRIVATE korvex_core korvex_platform korvex_process korvex_machine)
+set_target_properties(korvex PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${map})
+target_link_options(korvex PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined)
+
+add_library(korvex_emulator_library STATIC)
 target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
-target_compile_definitions(korvex_emulator_library PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
-
-add_executable(korvex_emulator src/emulator/main.cpp)
+add_subdirectory(emulator)
+add_executable(korvex_emulator emulator/main.cpp)
 set_target_properties(korvex_emulator PROPERTIES OUTPUT_NAME korvex-emulator)
 target_link_libraries(korvex_emulator PRIVATE korvex_emulator_library)
 
-include(CTest)
-if(BUILD_TESTING)
-    add_subdirectory(tests)
-endif()
-if(KORVEX_FUZZ)
-    add_subdirectory(fuzz)
-endif()
-if(KORVEX_BENCH)
-    add_subdirectory(bench)
-endif()
+# Everything of the command but its main, which the tests link too.
+add_library(korvex_all STATIC host/preparation.cpp)
+target_link_libraries(korvex_all PUBLIC korvex_core korvex_console korvex_platform korvex_process
+    korvex_machine korvex_commands korvex_emulator_library)
+add_executable(korvex_command command/main.cpp)
+set_target_properties(korvex_command PROPERTIES OUTPUT_NAME korvex)
+target_link_libraries(korvex_command PRIVATE korvex_all)

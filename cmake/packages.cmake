@@ -41,21 +41,10 @@ else()
         set(CMAKE_INSTALL_PREFIX /usr CACHE PATH "" FORCE) # where the package puts everything
     endif()
     include(GNUInstallDirs)
-    # libkorvex.so: the same code as the command, of which it shows the functions of korvex.h alone.
-    add_library(korvex_shared SHARED src/command/loaded_library.cpp)
-    target_link_libraries(korvex_shared PRIVATE korvex)
-    set_target_properties(korvex_shared PROPERTIES OUTPUT_NAME korvex VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-        LINK_DEPENDS ${PROJECT_SOURCE_DIR}/packages/linux/korvex.map)
-    target_link_options(korvex_shared PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/packages/linux/korvex.map -Wl,--no-undefined
-        -Wl,--undefined=kxENUM,--undefined=kxCoInstaller -Wl,--gc-sections)
-
     configure_file(packages/linux/korvex.pc.in korvex.pc @ONLY)
     configure_file(packages/linux/debian/changelog.in changelog.Debian @ONLY)
     # Man page and completion say what the tables of the command say.
-    add_executable(korvex_documents src/command/documents_main.cpp)
-    set_target_properties(korvex_documents PROPERTIES OUTPUT_NAME korvex-documents)
-    target_link_libraries(korvex_documents PRIVATE korvex)
-    target_compile_definitions(korvex_documents PRIVATE KORVEX_VERSION="${PROJECT_VERSION}")
+    add_subdirectory(tools)
     add_custom_command(OUTPUT korvex.1 korvex.bash VERBATIM DEPENDS korvex_documents packages/linux/korvex.1.in
         COMMAND korvex_documents man korvex.1 ${PROJECT_SOURCE_DIR}/packages/linux/korvex.1.in
         COMMAND korvex_documents completion korvex.bash)
@@ -68,7 +57,7 @@ else()
         list(APPEND compressed ${PROJECT_BINARY_DIR}/${name}.gz)
     endforeach()
     add_custom_target(korvex_texts ALL DEPENDS ${compressed} ${PROJECT_BINARY_DIR}/korvex.bash)
-    install(TARGETS korvex_command korvex_emulator korvex_shared)
+    install(TARGETS korvex_command korvex_emulator korvex)
     install(FILES include/korvex/korvex.h DESTINATION include/korvex)
     install(FILES ${PROJECT_BINARY_DIR}/korvex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
     install(FILES ${PROJECT_BINARY_DIR}/korvex.bash DESTINATION share/bash-completion/completions RENAME korvex)

@@ -4,11 +4,11 @@ target_compile_definitions(korvex_options INTERFACE UNICODE _UNICODE NOMINMAX WI
 target_compile_definitions(korvex_options INTERFACE _WIN32_WINNT=0x0501) # Windows XP: newer calls do not even compile
 
 string(REPLACE "." "," KORVEX_VERSION_NUMBERS "${PROJECT_VERSION},0")
-configure_file(src/host/korvex.rc.in korvex.rc @ONLY)
-add_library(korvex SHARED src/host/dll_main.cpp src/host/korvex.def ${PROJECT_BINARY_DIR}/korvex.rc)
+configure_file(host/korvex.rc.in korvex.rc @ONLY)
+add_library(korvex SHARED host/dll_main.cpp host/preparation.cpp host/korvex.def ${CMAKE_CURRENT_BINARY_DIR}/korvex.rc)
 target_link_libraries(korvex PRIVATE korvex_core setupapi cfgmgr32 gdi32)
-set_property(SOURCE ${PROJECT_BINARY_DIR}/korvex.rc PROPERTY OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/src/host/korvex.manifest)
-set_target_properties(korvex PROPERTIES OUTPUT_NAME KORVEX PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/src/host/korvex.def)
+set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/korvex.rc PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/host/korvex.manifest)
+set_target_properties(korvex PROPERTIES OUTPUT_NAME KORVEX PREFIX "" LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/host/korvex.def)
 target_link_options(korvex PRIVATE -static -static-libgcc -static-libstdc++ -s)
 
 add_custom_command(TARGET korvex POST_BUILD VERBATIM
@@ -16,18 +16,13 @@ add_custom_command(TARGET korvex POST_BUILD VERBATIM
     COMMENT "Checking what KORVEX.dll exports, imports and contains")
 
 # KxConsole.exe, the calibration program, of the same code; it needs no DLL of ours.
-configure_file(src/console/kxconsole.rc.in kxconsole.rc @ONLY)
-add_executable(kxconsole WIN32 src/console/main.cpp ${PROJECT_BINARY_DIR}/kxconsole.rc)
+configure_file(console/kxconsole.rc.in kxconsole.rc @ONLY)
+add_executable(kxconsole WIN32 console/main.cpp host/preparation.cpp ${CMAKE_CURRENT_BINARY_DIR}/kxconsole.rc)
 target_link_libraries(kxconsole PRIVATE korvex_core korvex_console setupapi cfgmgr32 gdi32)
 target_compile_options(kxconsole PRIVATE -fno-exceptions -fno-rtti) # or the C++ runtime comes in, which calls what Windows XP lacks
-set_property(SOURCE ${PROJECT_BINARY_DIR}/kxconsole.rc PROPERTY OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/src/console/kxconsole.manifest)
+set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/kxconsole.rc PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/console/kxconsole.manifest)
 set_target_properties(kxconsole PROPERTIES OUTPUT_NAME KxConsole)
 target_link_options(kxconsole PRIVATE -static -static-libgcc -static-libstdc++ -s)
 add_custom_command(TARGET kxconsole POST_BUILD VERBATIM
     COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll $<TARGET_FILE:kxconsole> ${PROJECT_SOURCE_DIR}/tests/windows/kxconsole.contents
     COMMENT "Checking what KxConsole.exe imports and contains")
-
-include(CTest)
-if(BUILD_TESTING)
-    add_subdirectory(tests)
-endif()

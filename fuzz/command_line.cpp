@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "command/command_line.h"
-#include "command/exit_codes.h"
+#include "process/exit_codes.h"
 
 using namespace korvex; // NOLINT(google-build-using-namespace): a program of one routine
 

@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "command/control_protocol.h"
-#include "command/running_sessions.h"
 #include "harness.h"
+#include "runtime/control_protocol.h"
+#include "runtime/running_sessions.h"
 #include "settings.h"
 
 using namespace korvex; // NOLINT(google-build-using-namespace): a program of one routine
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     fuzz::SilenceMachine();
     const fuzz::InOwnFolder folder;
     TouchController* controller = CreateController();
-    command::ObserveSession(controller, SessionEvent::STARTED);
+    command::HandleSessionEvent(controller, SessionEvent::STARTED);
     const CalibrationData before = CopyCalibration(controller);
 
     command::Conversation conversation;
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         && (after.advPoints != before.advPoints || after.stdMaxX != before.stdMaxX
             || after.orientation != before.orientation))
         abort(); // a client has left something behind
-    command::ObserveSession(controller, SessionEvent::ENDING);
+    command::HandleSessionEvent(controller, SessionEvent::ENDING);
     ReleaseController(controller);
     return 0;
 }

@@ -87,8 +87,8 @@ bool IsUsedUp(const MemoryLine* /*line*/)
 void SilenceMachine()
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->sinks.trace = [](std::string_view) { };
-    machine->sinks.pointer = [](const INPUT*) { return true; };
+    machine->trace = [](std::string_view) { };
+    machine->pointer.send = [](const INPUT*) { return true; };
 }
 
 } // namespace korvex::fuzz

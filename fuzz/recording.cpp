@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "command/recording.h"
+#include "command/recording/recording.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -18,7 +18,7 @@ add_library(korvex_testing STATIC
     testing/test_machine.cpp
     testing/window_recorder.cpp)
 target_include_directories(korvex_testing PUBLIC . ${PROJECT_SOURCE_DIR}/src)
-target_link_libraries(korvex_testing PUBLIC korvex korvex_emulator_library PRIVATE PkgConfig::X11)
+target_link_libraries(korvex_testing PUBLIC korvex_all)
 target_compile_definitions(korvex_testing PUBLIC
     KORVEX_COMMAND="${command_folder}/$<TARGET_FILE_NAME:korvex_command>" EMULATOR_COMMAND="${command_folder}/$<TARGET_FILE_NAME:korvex_emulator>")
 
@@ -46,12 +46,12 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     console/exactness_test.cpp
     command/calibrate_test.cpp
     command/command_test.cpp
-    command/control_test.cpp
+    runtime/control_test.cpp
     command/diagnosis_test.cpp
     command/documents_test.cpp
     command/enumerate_test.cpp
     command/panel_test_command_test.cpp
-    command/recordings_test.cpp
+    command/recording/recordings_test.cpp
     support/debug_trace_test.cpp
     support/millisecond_clock_test.cpp)
 target_link_libraries(korvex_tests PRIVATE korvex_testing nlohmann_json::nlohmann_json GTest::gmock GTest::gtest_main)
@@ -88,5 +88,5 @@ endif()
 
 # Run by scripts/test-machine, inside of its machine.
 add_executable(korvex_machine_probe machine/probe.cpp)
-target_link_libraries(korvex_machine_probe PRIVATE korvex)
+target_link_libraries(korvex_machine_probe PRIVATE korvex_all)
 target_include_directories(korvex_machine_probe PRIVATE ${PROJECT_SOURCE_DIR}/src)

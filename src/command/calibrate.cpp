@@ -6,29 +6,29 @@
 #include <string>
 #include <vector>
 
-#include "command/check_settings.h"
-#include "command/control_client.h"
-#include "command/end_request.h"
-#include "command/exit_codes.h"
-#include "command/fault_box.h"
-#include "command/known_controllers.h"
-#include "command/machine_setup.h"
-#include "command/opened_controller.h"
-#include "command/output.h"
-#include "command/port_failure.h"
-#include "command/port_names.h"
-#include "command/port_state.h"
+#include "command/check/check_settings.h"
 #include "command/remote_panels.h"
 #include "command/subcommands.h"
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
 #include "console/page_texts.h"
+#include "control/control_client.h"
 #include "host/host.h"
+#include "machine/machine_setup.h"
+#include "machine/port_failure.h"
+#include "machine/port_names.h"
+#include "machine/port_state.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
+#include "process/end_request.h"
+#include "process/exit_codes.h"
+#include "process/message.h"
+#include "process/output.h"
+#include "runtime/opened_controller.h"
+#include "runtime/settings_state.h"
 #include "support/bounded_text.h"
 
 namespace korvex::command {
@@ -275,6 +275,14 @@ int CalibratePort(const Options* options, const std::string& port)
     return EndControllers(&controllers, exitCode);
 }
 
+void EndWithoutWorker()
+{
+    fprintf(
+        stderr, "%s: the system refuses a thread for the detection\n", progress.command.c_str());
+    DestroyHostContext();
+    ExitProcess(EXIT_FAULT);
+}
+
 // Whichever panel is touched, of all ports that may be asked.
 int CalibrateAny(const Options* options)
 {
@@ -290,12 +298,6 @@ int CalibrateAny(const Options* options)
     AskKnownControllers();
     if (IsEndRequested())
         return EXIT_LEFT;
-    SetWorkerRefusedHandler([] {
-        fprintf(stderr, "%s: the system refuses a thread for the detection\n",
-            progress.command.c_str());
-        DestroyHostContext();
-        ExitProcess(EXIT_FAULT);
-    });
     StartHost(HOST_DETECT | HOST_PANEL_TEST);
     const int exitCode = Calibrate(options, OwnSource(SearchedPanels()));
     DestroyHostContext();
@@ -321,7 +323,7 @@ int RunCalibrate(const Options* options)
         return EXIT_FAULT;
     if (!driven.empty())
         return Calibrate(options, UseRemotePanels(std::move(driven)));
-    WatchOwnPanels();
+    WatchOwnPanels(EndWithoutWorker);
     if (!CanSave(options, SavingFault()))
         return EXIT_FAULT;
     return port.empty() ? CalibrateAny(options) : CalibratePort(options, port);

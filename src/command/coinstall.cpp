@@ -4,17 +4,17 @@
 #include <string_view>
 #include <vector>
 
-#include "command/exit_codes.h"
-#include "command/machine_setup.h"
-#include "command/options.h"
 #include "command/subcommands.h"
 #include "drivers/touch_driver.h"
 #include "korvex/korvex.h"
+#include "machine/machine_setup.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
 #include "platform/win32.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
 
 namespace korvex::command {
 

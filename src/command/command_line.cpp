@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "command/exit_codes.h"
-#include "command/wrapped_text.h"
+#include "process/exit_codes.h"
+#include "process/text_layout.h"
 
 namespace korvex::command {
 

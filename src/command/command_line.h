@@ -4,7 +4,7 @@
 #include <string>
 
 #include "command/command_table.h"
-#include "command/options.h"
+#include "process/options.h"
 
 namespace korvex::command {
 

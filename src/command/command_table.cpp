@@ -5,8 +5,9 @@
 #include <string_view>
 #include <system_error>
 
-#include "command/machine_setup.h"
 #include "command/subcommands.h"
+#include "machine/machine_setup.h"
+#include "platform/linux/pointer/pointer_backends.h"
 
 namespace korvex::command {
 
@@ -134,7 +135,7 @@ const std::vector<OptionDeclaration>& AllOptions()
             "opened), print them as one JSON object"
             " a line on standard output, or drop them",
             nullptr, TakeText<&Options::pointer>, nullptr, Completion::NOTHING,
-            {"x11", "uinput", "log", "none"}},
+            platform::PointerNames()},
         {"--monitor", "[PORT=]OUTPUT",
             "windows and touches on the X display mean the monitor of that output, HDMI-1, not the "
             "primary one; with PORT the touches"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "command/options.h"
+#include "process/options.h"
 
 namespace korvex::command {
 

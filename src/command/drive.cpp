@@ -1,14 +1,15 @@
 #include <string>
 #include <vector>
 
-#include "command/control_server.h"
-#include "command/exit_codes.h"
-#include "command/opened_controller.h"
-#include "command/options.h"
-#include "command/port_names.h"
-#include "command/running_sessions.h"
-#include "command/service_manager.h"
 #include "command/subcommands.h"
+#include "input/host_handlers.h"
+#include "machine/port_names.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
+#include "process/service_manager.h"
+#include "runtime/control_server.h"
+#include "runtime/opened_controller.h"
+#include "runtime/running_sessions.h"
 
 namespace korvex::command {
 
@@ -39,7 +40,7 @@ int Drive(const Options* options, const std::string& port)
 int RunDrive(const Options* options)
 {
     const std::string& port = options->arguments[0];
-    SetSessionObserver(ObserveSession);
+    SetHostHandlers({.sessionEvent = HandleSessionEvent});
     StartControl(options->command, "drive-" + PanelNameOf(PathOfPort(options, port)));
     NotifyServiceManager("READY=1");
     const int exitCode = Drive(options, port);

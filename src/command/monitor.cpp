@@ -13,19 +13,19 @@
 #include <utility>
 #include <vector>
 
-#include "command/control_client.h"
-#include "command/end_request.h"
-#include "command/exit_codes.h"
 #include "command/monitor_table.h"
-#include "command/opened_controller.h"
-#include "command/options.h"
-#include "command/output.h"
-#include "command/port_names.h"
 #include "command/subcommands.h"
-#include "command/terminal.h"
+#include "control/control_client.h"
 #include "input/session.h"
-#include "platform/linux/core/x11_monitors.h"
+#include "machine/port_names.h"
 #include "platform/linux/pointer/pixels.h"
+#include "platform/linux/x11/monitors.h"
+#include "process/end_request.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
+#include "process/output.h"
+#include "process/terminal.h"
+#include "runtime/opened_controller.h"
 
 namespace korvex::command {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "link/touch_controller.h"
-#include "platform/linux/core/x11_monitors.h"
+#include "platform/linux/x11/monitors.h"
 
 namespace korvex::command {
 

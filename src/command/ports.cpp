@@ -3,18 +3,13 @@
 #include <string>
 #include <vector>
 
-#include "command/exit_codes.h"
-#include "command/machine_setup.h"
-#include "command/options.h"
-#include "command/port_names.h"
-#include "command/port_state.h"
 #include "command/subcommands.h"
-#include "command/text_table.h"
-#include "discovery/model_table.h"
-#include "platform/linux/core/text.h"
-#include "platform/linux/devices/port_nodes.h"
-#include "platform/linux/devices/registry.h"
-#include "platform/win32.h"
+#include "machine/machine_setup.h"
+#include "machine/port_names.h"
+#include "machine/port_state.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
+#include "process/text_layout.h"
 
 namespace korvex::command {
 
@@ -57,22 +52,6 @@ int RunPorts(const Options* options)
     else
         PrintTable(options, &ports);
     return EXIT_DONE;
-}
-
-int RunUnbind(const Options* options)
-{
-    const std::string& name = options->arguments[0];
-    const std::vector<PortState> ports = AllPorts();
-    if (const PortState* port = FindPort(&ports, options, name); port != nullptr) {
-        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE)
-            + u"\\Parameters\\" + platform::FromUtf8(port->name);
-        platform::ForgetPort(port->node);
-        platform::DeleteRegistryKey(parameters);
-        return EXIT_DONE; // what could not be written has been said
-    }
-    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(),
-        name.c_str());
-    return EXIT_NO_PORT;
 }
 
 } // namespace korvex::command

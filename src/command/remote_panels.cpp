@@ -15,7 +15,7 @@
 #include <thread>
 #include <utility>
 
-#include "command/port_names.h"
+#include "machine/port_names.h"
 #include "platform/linux/core/text.h"
 #include "support/bounded_text.h"
 

@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "command/control_client.h"
 #include "console/panel_source.h"
+#include "control/control_client.h"
 
 namespace korvex::command {
 

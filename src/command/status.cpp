@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "command/control_address.h"
-#include "command/control_client.h"
-#include "command/exit_codes.h"
-#include "command/options.h"
 #include "command/subcommands.h"
-#include "command/text_table.h"
+#include "control/control_address.h"
+#include "control/control_client.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
+#include "process/text_layout.h"
 
 namespace korvex::command {
 

@@ -1,15 +1,15 @@
-// The subcommands of `korvex`, each in the source of its name or of its group. The runner calls
-// them, once, when the options are read and the machine is set up as the command's declaration says
+// The subcommands of `korvex`, each in the source of its name. The command's main calls them, once,
+// when the options are read and the machine is set up as the command's declaration says
 // (command_table.h). What goes wrong is said on standard error; the result is the exit code.
 #pragma once
 
-#include "command/options.h"
+#include "process/options.h"
 
 namespace korvex::command {
 
-// detection.cpp: the entries that take the process over, started as rundll32 starts them on
-// Windows. Each ends the process when its window is closed or an end is requested; the result is
-// the exit code where it does not come that far.
+// enum.cpp, paneltest.cpp: the entries that take the process over (detection.h). Each ends the
+// process when its window is closed or an end is requested; the result is the exit code where it
+// does not come that far.
 int RunEnumerate(const Options* options);
 int RunPanelTest(const Options* options);
 
@@ -25,20 +25,23 @@ int RunMonitor(const Options* options);
 // status.cpp: what the runtimes drive that run now.
 int RunStatus(const Options* options);
 
-// record.cpp: what comes over a line, kept in a new file (recording.h).
+// recording/record.cpp: what comes over a line, kept in a new file (recording.h).
 int RunRecord(const Options* options);
 
-// replay.cpp: a recording, played to a session through a pseudo-terminal.
+// recording/replay.cpp: a recording, played to a session through a pseudo-terminal.
 int RunReplay(const Options* options);
 
-// check.cpp: what commonly goes wrong, and what to do about it; EXIT_FAULT when there is a fault.
+// check/check.cpp: what commonly goes wrong, and what to do about it; EXIT_FAULT when there is a
+// fault.
 int RunCheck(const Options* options);
 
-// ports.cpp: the list of serial ports; the end of a port's binding.
+// ports.cpp: the list of serial ports.
 int RunPorts(const Options* options);
+
+// unbind.cpp: the end of a port's binding.
 int RunUnbind(const Options* options);
 
-// calibration_program.cpp: the start of the separate calibration program, and where it is.
+// calib.cpp, set_path.cpp: the start of the separate calibration program, and where it is.
 int RunCalib(const Options* options);
 int RunSetPath(const Options* options);
 

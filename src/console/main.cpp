@@ -76,7 +76,7 @@ void StartDetection()
 
 bool Calibrate(uint32_t targets)
 {
-    korvex::WatchOwnPanels();
+    korvex::WatchOwnPanels(nullptr);
     korvex::StartHost(korvex::HOST_DETECT | korvex::HOST_PANEL_TEST);
     const korvex::CalibrationSetup setup{korvex::SearchedPanels(), targets, false, nullptr};
     const bool saved = korvex::RunCalibration(&setup);

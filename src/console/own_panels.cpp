@@ -7,6 +7,7 @@
 #include "calibration/calibration.h"
 #include "calibration/settings_file.h"
 #include "host/host.h"
+#include "input/host_handlers.h"
 #include "input/pointer_injection.h"
 #include "input/session.h"
 #include "support/bounded_text.h"
@@ -56,7 +57,7 @@ void Add(TouchController* controller)
     Post(WM_PANEL_CAME, panels.count++, static_cast<LPARAM>(controller->resolutionBits));
 }
 
-void Observe(TouchController* controller, SessionEvent event)
+void HandleSessionEvent(TouchController* controller, SessionEvent event)
 {
     const LockGuard guard(&panels.lock);
     if (event == SessionEvent::STARTED)
@@ -177,11 +178,12 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
 
 } // namespace
 
-void WatchOwnPanels()
+void WatchOwnPanels(void (*workerRefused)())
 {
     InitializeCriticalSection(&panels.lock);
-    SetInputReceiver([](const INPUT* /*input*/) { return true; });
-    SetSessionObserver(Observe);
+    SetHostHandlers({.sessionEvent = HandleSessionEvent,
+        .input = [](const INPUT* /*input*/) { return true; },
+        .workerRefused = workerRefused});
 }
 
 const PanelSource* OwnPanels()

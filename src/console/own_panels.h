@@ -5,8 +5,9 @@
 
 namespace korvex {
 
-// Watches the sessions, and keeps their touches from the pointer. Before the first one starts.
-void WatchOwnPanels();
+// Sets the program's handlers (HostHandlers): watches the sessions, and keeps their touches from
+// the pointer. `workerRefused` is called where a detection has no thread; null: nothing is.
+void WatchOwnPanels(void (*workerRefused)());
 
 // The source that they are. `end` leaves the sessions running; who has started them stops them.
 const PanelSource* OwnPanels();

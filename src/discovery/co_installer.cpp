@@ -6,7 +6,6 @@
 #include "calibration/settings_file.h"
 #include "discovery/device_nodes.h"
 #include "discovery/model_table.h"
-#include "discovery/services.h"
 #include "link/device_properties.h"
 #include "link/driver_requests.h"
 #include "support/bounded_text.h"

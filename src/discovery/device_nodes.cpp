@@ -105,4 +105,10 @@ void SetNeedReboot(HDEVINFO devices, SP_DEVINFO_DATA* element)
     SetupDiSetDeviceInstallParamsW(devices, element, &parameters);
 }
 
+SC_HANDLE OpenServiceByName(const WCHAR* service, DWORD access)
+{
+    const OwnedService manager(OpenSCManagerW(nullptr, TEXT("ServicesActive"), GENERIC_ALL));
+    return manager.value == nullptr ? nullptr : OpenServiceW(manager.value, service, access);
+}
+
 } // namespace korvex

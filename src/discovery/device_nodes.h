@@ -1,4 +1,5 @@
-// Operations on device nodes that the detection pass, the binding and the co-installer share.
+// Operations on device nodes and services that the detection pass, the binding and the co-installer
+// share.
 #pragma once
 
 #include <array>
@@ -35,5 +36,9 @@ void RemoveChildDevices(DEVINST node);
 
 // Has the installation in progress end with a request to restart the system.
 void SetNeedReboot(HDEVINFO devices, SP_DEVINFO_DATA* element);
+
+// Opens a service of the active database; null when the service manager or the service cannot be
+// opened. The caller closes it.
+SC_HANDLE OpenServiceByName(const WCHAR* service, DWORD access);
 
 } // namespace korvex

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdlib>
 
+#include "discovery/device_nodes.h"
 #include "discovery/model_table.h"
-#include "discovery/services.h"
 #include "support/bounded_text.h"
 #include "support/debug_trace.h"
 #include "support/owned.h"

@@ -31,7 +31,7 @@ struct HostContext {
     HANDLE stopEvent;      // manual-reset: set when everything is to end
     HANDLE notifyEvent;    // manual-reset: set once the notify target is in place, and by a stop
     HANDLE worker;         // the detection worker's thread
-    // a second line in the status window; null without a StatusDetailHandler (host.h)
+    // a second line in the status window; null without a handler for it
     HWND statusDetail;
 };
 

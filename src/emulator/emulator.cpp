@@ -31,16 +31,6 @@ using std::chrono::milliseconds;
 // A pause longer than this ends a packet: what has come of it is dropped.
 constexpr milliseconds PACKET_GAP{20};
 
-constexpr uint8_t WAKE = 0xF0;
-constexpr uint8_t PRESENCE = 0xF1;
-constexpr uint8_t FIRMWARE_7700 = 0xF2;
-constexpr uint8_t READ_MEMORY = 0xF3;
-constexpr uint8_t FIRMWARE_IDENTITY = 0xEE;
-constexpr uint8_t FIRMWARE_VERSION = 0xED;
-constexpr uint8_t RESOLUTION = 0xFF;
-constexpr uint8_t READ_MEMORY_7700_FIRST = 0xD0;
-constexpr uint8_t READ_MEMORY_7700_LAST = 0xEB;
-
 const Bytes NOISE{0x00, 0xAA, 0x13};
 
 } // namespace
@@ -68,73 +58,6 @@ struct Emulator { // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is
 
 namespace {
 
-size_t PacketBytes(const Emulator* emulator)
-{
-    return emulator->options.model == 0x7700 ? 5 : 6;
-}
-
-uint8_t Checksum(const Bytes& packet)
-{
-    unsigned sum = 0;
-    for (size_t i = 0; i < 5; ++i)
-        sum += packet[i];
-    return static_cast<uint8_t>(0xFF - (sum & 0xFF));
-}
-
-uint8_t High(uint32_t value)
-{
-    return static_cast<uint8_t>(value >> 8);
-}
-
-uint8_t Low(uint32_t value)
-{
-    return static_cast<uint8_t>(value & 0xFF);
-}
-
-// The data bytes of the answer to a command; none when the model does not know it.
-std::optional<Bytes> AnswerData(const Emulator* emulator, const Bytes& command)
-{
-    const EmulatorOptions& options = emulator->options;
-    const uint8_t code = command[0];
-    if (code == WAKE || code == PRESENCE)
-        return Bytes{0, 0, 0, 0};
-    if (options.model == 0x7700) {
-        if (code == FIRMWARE_7700)
-            return Bytes{
-                0xD9, options.fwMajor, options.fwMinor, static_cast<uint8_t>(options.fwBuild << 4)};
-        if (code >= READ_MEMORY_7700_FIRST && code <= READ_MEMORY_7700_LAST) {
-            const auto* start
-                = options.memory.begin() + ptrdiff_t{4} * (code - READ_MEMORY_7700_FIRST);
-            return Bytes(start, start + 4);
-        }
-        return std::nullopt;
-    }
-    if (code == FIRMWARE_IDENTITY) {
-        const uint32_t own = options.model == 0x5460 ? 5460 : 5200;
-        const uint32_t number = options.modelNumber == 0 ? own : options.modelNumber;
-        return Bytes{High(number), Low(number), 0, options.fwMajor};
-    }
-    if (code == FIRMWARE_VERSION)
-        return Bytes{0, options.fwMinor, High(options.fwBuild), Low(options.fwBuild)};
-    if (code == RESOLUTION)
-        return Bytes{
-            0, 0, 0, static_cast<uint8_t>(options.model == 0x5200 ? options.resolutionBits : 10)};
-    if (code == READ_MEMORY && command[2] + size_t{1} < MEMORY_BYTES)
-        return Bytes{
-            0, command[2], options.memory[command[2]], options.memory[command[2] + size_t{1}]};
-    return std::nullopt;
-}
-
-bool IsCommandIntact(const Emulator* emulator, const Bytes& command)
-{
-    if (emulator->options.model == 0x7700)
-        return std::all_of(
-            command.begin() + 1, command.end(), [](uint8_t byte) { return byte < 0x80; });
-    const bool plainProbe = emulator->options.model == 0x5460
-        && (command[0] == WAKE || command[0] == PRESENCE) && command[5] == 0;
-    return plainProbe || command[5] == Checksum(command);
-}
-
 // Takes the fault that applies to the command, counting it down.
 std::optional<AnswerFaultKind> TakeFault(Emulator* emulator, const Bytes& command)
 {
@@ -152,7 +75,7 @@ std::optional<AnswerFaultKind> TakeFault(Emulator* emulator, const Bytes& comman
 
 Bytes AnswerTo(Emulator* emulator, const Bytes& command)
 {
-    const std::optional<Bytes> data = AnswerData(emulator, command);
+    const std::optional<Bytes> data = AnswerData(emulator->options, command);
     if (!data)
         return {};
     Bytes answer{command[0]};
@@ -210,19 +133,14 @@ void Receive(Emulator* emulator, const Bytes& bytes, bool whole)
         emulator->onCommand(command);
 }
 
-bool IsCommandCode(uint8_t byte)
-{
-    return byte >= READ_MEMORY_7700_FIRST;
-}
-
 // Takes the packets that are whole out of `pending`. A packet that is not intact is a piece left
 // from another: it ends where the next command starts.
 void TakePackets(Emulator* emulator, Bytes* pending)
 {
-    const auto length = static_cast<ptrdiff_t>(PacketBytes(emulator));
+    const auto length = static_cast<ptrdiff_t>(PacketBytes(emulator->options));
     while (std::ssize(*pending) >= length) {
         Bytes packet(pending->begin(), pending->begin() + length);
-        const bool intact = IsCommandIntact(emulator, packet);
+        const bool intact = IsCommandIntact(emulator->options, packet);
         if (!intact)
             packet.erase(
                 std::find_if(packet.begin() + 1, packet.end(), IsCommandCode), packet.end());
@@ -385,16 +303,7 @@ void SetReportFault(Emulator* emulator, const ReportFault& fault)
 
 Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
 {
-    if (emulator->options.model == 0x7700) {
-        const auto upper = [](uint32_t raw) { return static_cast<uint8_t>((raw >> 7) & 0x7F); };
-        const auto lower = [](uint32_t raw) { return static_cast<uint8_t>(raw & 0x7F); };
-        return {static_cast<uint8_t>(touching ? 0xFF : 0xBF), upper(rawX), lower(rawX), upper(rawY),
-            lower(rawY)};
-    }
-    Bytes report{
-        static_cast<uint8_t>(touching ? 0x70 : 0x30), Low(rawX), High(rawX), Low(rawY), High(rawY)};
-    report.push_back(Checksum(report));
-    return report;
+    return ReportBytes(emulator->options, touching, rawX, rawY);
 }
 
 bool SendBytes(Emulator* emulator, const Bytes& bytes)

@@ -12,26 +12,11 @@
 #include <string>
 #include <vector>
 
+#include "emulator/controller.h"
 #include "emulator/distortion.h"
 #include "emulator/noise.h"
 
 namespace korvex::emulator {
-
-using Bytes = std::vector<uint8_t>;
-
-inline constexpr size_t MEMORY_BYTES = 112;
-
-struct EmulatorOptions {
-    uint32_t model = 0x5200; // 0x5200, 0x5460 or 0x7700
-    // what the firmware of a 6-byte model calls itself, decimal; 0: its own number
-    uint32_t modelNumber = 0;
-    uint32_t baudRate = 19200;
-    uint32_t resolutionBits = 10; // of model 0x5200; the others have 10
-    uint8_t fwMajor = 1;
-    uint8_t fwMinor = 2;
-    uint16_t fwBuild = 3; // model 0x7700: 0 to 7
-    std::array<uint8_t, MEMORY_BYTES> memory{};
-};
 
 // One packet, or a piece of one, as it came from the host.
 struct ReceivedCommand {

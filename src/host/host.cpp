@@ -8,6 +8,7 @@
 #include <new>
 
 #include "discovery/detection_pass.h"
+#include "input/host_handlers.h"
 #include "input/session.h"
 #include "support/lock_guard.h"
 #include "support/millisecond_clock.h"
@@ -24,9 +25,6 @@ constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
 constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together
 constexpr UINT WM_STATUS_DETAIL = WM_USER + 1;
 
-WorkerRefusedHandler workerRefusedHandler = nullptr;
-DetectionDoneHandler detectionDoneHandler = nullptr;
-StatusDetailHandler statusDetailHandler = nullptr;
 std::atomic<HWND> detailedWindow = nullptr; // the status window that has a detail
 ListLinks hostContexts = {&hostContexts, &hostContexts};
 
@@ -48,7 +46,7 @@ void CreateStatusWindow(HostContext* context)
     context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""),
         WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT, context->statusWindow,
         identifier, context->moduleHandle, nullptr);
-    if (statusDetailHandler != nullptr) {
+    if (Handlers().statusDetail != nullptr) {
         context->statusDetail = CreateWindowExW(0, TEXT("STATIC"), TEXT(""),
             WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP + TEXT_HEIGHT, WIDTH, TEXT_HEIGHT,
             context->statusWindow, nullptr, context->moduleHandle, nullptr);
@@ -60,7 +58,7 @@ void CreateStatusWindow(HostContext* context)
 void ShowStatusDetail(const HostContext* context)
 {
     std::array<WCHAR, TEXT_CAPACITY> text{};
-    statusDetailHandler(text.data(), text.size());
+    Handlers().statusDetail(text.data(), text.size());
     SetWindowTextW(context->statusDetail, text.data());
 }
 
@@ -118,24 +116,9 @@ BOOL StartHost(uint32_t flags)
         CreateStatusWindow(context);
     context->worker
         = std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, DetectionWorker, context, 0, nullptr));
-    if (context->worker == nullptr && workerRefusedHandler != nullptr)
-        workerRefusedHandler();
+    if (context->worker == nullptr && Handlers().workerRefused != nullptr)
+        Handlers().workerRefused();
     return TRUE;
-}
-
-void SetWorkerRefusedHandler(WorkerRefusedHandler handler)
-{
-    workerRefusedHandler = handler;
-}
-
-void SetDetectionDoneHandler(DetectionDoneHandler handler)
-{
-    detectionDoneHandler = handler;
-}
-
-void SetStatusDetailHandler(StatusDetailHandler handler)
-{
-    statusDetailHandler = handler;
 }
 
 void RefreshStatusDetail()
@@ -203,8 +186,8 @@ unsigned __stdcall DetectionWorker(void* argument)
     if (stopped())
         return 0;
     ShowStatus(context, TEXT("Enable Touch Tests"));
-    if (detectionDoneHandler != nullptr)
-        detectionDoneHandler();
+    if (Handlers().detectionDone != nullptr)
+        Handlers().detectionDone();
     return 0;
 }
 

@@ -25,22 +25,7 @@ inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 // without memory for the context nothing is started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);
 
-// Sets who is told, on the entry's thread, that the worker's thread could not be created, before
-// StartHost returns; null: nobody, and the window stays empty until it is closed.
-using WorkerRefusedHandler = void (*)();
-void SetWorkerRefusedHandler(WorkerRefusedHandler handler);
-
-// Sets who is told, on the worker's thread, that the detecting pass has asked all ports; null:
-// nobody. Before StartHost.
-using DetectionDoneHandler = void (*)();
-void SetDetectionDoneHandler(DetectionDoneHandler handler);
-
-// Sets who says what the status window has below its text; null: there is nothing. Asked on the
-// window's thread, with an empty text of that capacity, in UTF-16 units. Before StartHost.
-using StatusDetailHandler = void (*)(WCHAR* text, size_t capacity);
-void SetStatusDetailHandler(StatusDetailHandler handler);
-
-// Has it asked again, soon. Any thread.
+// Has the status window ask for its detail again (HostHandlers), soon. Any thread.
 void RefreshStatusDetail();
 
 // The first context with this key; null when there is none.

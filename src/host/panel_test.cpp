@@ -7,6 +7,7 @@
 #include "calibration/defaults.h"
 #include "calibration/wrapping.h"
 #include "host/host.h"
+#include "input/host_handlers.h"
 #include "input/session.h"
 #include "support/bounded_text.h"
 
@@ -34,7 +35,6 @@ constexpr std::array TARGET_PERCENT{2, 50, 98};
 constexpr double TARGET_EXTENT = 0.96;
 
 ListLinks panelTestContexts = {&panelTestContexts, &panelTestContexts};
-PanelTestObserver panelTestObserver = nullptr;
 
 PanelTestContext* ProcessContext()
 {
@@ -46,10 +46,10 @@ POINT ScreenSize()
     return {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
 }
 
-void TellObserver(const PanelTestContext* context)
+void NotifyHandler(const PanelTestContext* context)
 {
-    if (panelTestObserver != nullptr)
-        panelTestObserver(context);
+    if (Handlers().panelTestState != nullptr)
+        Handlers().panelTestState(context);
 }
 
 void RestartTimer(const PanelTestContext* context)
@@ -74,7 +74,7 @@ void BeginTest(PanelTestContext* context)
         SetMapMode(controller, 0); // the samples are then raw positions on the output span
     ShowTarget(context);
     RestartTimer(context);
-    TellObserver(context);
+    NotifyHandler(context);
 }
 
 // A position on the output span, on a span of `range`.
@@ -136,7 +136,7 @@ void TakeSample(PanelTestContext* context, WPARAM timer)
     } else {
         ShowResult(context);
     }
-    TellObserver(context);
+    NotifyHandler(context);
 }
 
 void DrawDot(HDC device, int x, int y, int radius)
@@ -332,11 +332,6 @@ BOOL DestroyPanelTest()
     DeleteObject(context->backgroundBrush);
     free(context);
     return TRUE;
-}
-
-void SetPanelTestObserver(PanelTestObserver observer)
-{
-    panelTestObserver = observer;
 }
 
 } // namespace korvex

@@ -75,9 +75,4 @@ uint32_t PanelQuality(const CalibrationData* calib);
 // follow.
 BOOL DestroyPanelTest();
 
-// Sets who is told of each state that the test enters, on the window's thread, for callers without
-// a screen; null: nobody.
-using PanelTestObserver = void (*)(const PanelTestContext* context);
-void SetPanelTestObserver(PanelTestObserver observer);
-
 } // namespace korvex

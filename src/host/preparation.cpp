@@ -1,7 +1,6 @@
 #include "host/preparation.h"
 
-// A file of its own, so that a linker that has found the routine elsewhere leaves it in the
-// archive.
+// Linked into the DLL and the programs; libkorvex.so has machine/loaded_library.cpp instead.
 namespace korvex {
 
 void PrepareMachine() { }

@@ -1,6 +1,7 @@
 #include "input/pointer_injection.h"
 
 #include "calibration/mapping.h"
+#include "input/host_handlers.h"
 #include "input/touch_report.h"
 #include "support/lock_guard.h"
 #include "support/millisecond_clock.h"
@@ -9,8 +10,6 @@ namespace korvex {
 
 namespace {
 
-InputReceiver inputReceiver = nullptr;
-
 void Send(TouchController* controller, Point point, DWORD flags)
 {
     INPUT input{};
@@ -18,16 +17,12 @@ void Send(TouchController* controller, Point point, DWORD flags)
     input.mi.dx = point.x;
     input.mi.dy = point.y;
     input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | flags;
-    if (inputReceiver != nullptr ? inputReceiver(&input) : SendInput(1, &input, sizeof(input)) == 1)
+    const auto handle = Handlers().input;
+    if (handle != nullptr ? handle(&input) : SendInput(1, &input, sizeof(input)) == 1)
         Count(&controller->counters.inputs);
 }
 
 } // namespace
-
-void SetInputReceiver(InputReceiver receiver)
-{
-    inputReceiver = receiver;
-}
 
 bool InjectReport(TouchController* controller, const uint8_t* report)
 {

@@ -15,11 +15,6 @@ namespace korvex {
 // On the session's reader thread.
 bool InjectReport(TouchController* controller, const uint8_t* report);
 
-// Sets who gets every input in the system's place, on the sessions' reader threads; null: the
-// system gets it. The result is whether it was sent. Before the first session starts.
-using InputReceiver = bool (*)(const INPUT* input);
-void SetInputReceiver(InputReceiver receiver);
-
 // Sends the release of a touch that has no end: the session or its port ends while the panel is
 // touched. Once, at the last point: then true. On the session's reader thread.
 bool ReleaseContact(TouchController* controller);

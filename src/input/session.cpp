@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "calibration/calibration.h"
+#include "input/host_handlers.h"
 #include "input/pointer_injection.h"
 #include "input/touch_report.h"
 #include "link/command_protocol.h"
@@ -23,14 +24,12 @@ constexpr DWORD MAX_ASK_PAUSE_MS = 30000;
 constexpr DWORD WAKE_INTERVAL_MS = 5;
 constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
 
-SessionObserver sessionObserver = nullptr;
-
 using CancelRoutine = BOOL(WINAPI*)(HANDLE);
 
 void Tell(TouchController* controller, SessionEvent event)
 {
-    if (sessionObserver != nullptr)
-        sessionObserver(controller, event);
+    if (Handlers().sessionEvent != nullptr)
+        Handlers().sessionEvent(controller, event);
 }
 
 void EndTouch(TouchController* controller)
@@ -160,11 +159,6 @@ bool HasThreadEnded(HANDLE thread)
 }
 
 } // namespace
-
-void SetSessionObserver(SessionObserver observer)
-{
-    sessionObserver = observer;
-}
 
 bool StartSession(TouchController* controller)
 {

@@ -11,26 +11,6 @@ namespace korvex {
 // Milliseconds that stopping sessions may take.
 inline constexpr uint32_t SESSION_STOP_LIMIT_MS = 2000;
 
-// What happens to a session.
-enum class SessionEvent : uint8_t {
-    STARTED, // its reader is about to run; on the thread that starts it
-    // a valid report has come, or a touch has ended without one; on the reader's thread, as the
-    // following ones
-    TOUCHED,
-    REJECTED,  // packets have been rejected, and no report was found behind them
-    PORT_GONE, // the port has failed
-    PORT_BACK, // the controller on it has answered or reported again
-    REPLACED,  // another controller has answered in its place: the session ends
-    ENDED,     // its reader has ended: the last event on that thread
-    // it is told to stop: nobody may use the record behind this call; on the thread that stops it
-    ENDING,
-};
-
-// Sets who is told of what happens to every session of this process; null: nobody. ENDING may come
-// beside one of the reader's events, and more than once. Before the first session starts.
-using SessionObserver = void (*)(TouchController* controller, SessionEvent event);
-void SetSessionObserver(SessionObserver observer);
-
 // Loads the calibration and starts the reader thread. Once per record, after the controller is
 // identified; from then on the link is the reader's. False when no thread could be created. The
 // session ends by itself, with a diagnostic line, when its port has failed and come back with

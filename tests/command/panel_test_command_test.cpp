@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "command/stored_calibration.h"
+#include "command/check/stored_calibration.h"
 #include "testing/installation.h"
 #include "testing/process.h"
 #include "testing/screen.h"

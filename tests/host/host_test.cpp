@@ -76,7 +76,7 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
     platform::AddSerialPort(u"COM3", TerminalPath(panel.get()), "pci-1");
     const DWORD start = GetTickCount();
-    platform::ThisMachine()->sinks.trace = [start, &panel](std::string_view text) {
+    platform::ThisMachine()->trace = [start, &panel](std::string_view text) {
         const bool second = GetTickCount() - start >= 1000;
         dprintf(STDERR_FILENO, "%s %.*s",
             second ? "a second later:" : "at once:", static_cast<int>(text.size()), text.data());
@@ -84,7 +84,7 @@ TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
             TouchAt(panel.get(), 50, 50);
     };
     std::atomic<HWND> window = nullptr;
-    platform::ThisMachine()->sinks.pointer = [&window](const INPUT* input) {
+    platform::ThisMachine()->pointer.send = [&window](const INPUT* input) {
         dprintf(STDERR_FILENO, "input %X\n", input->mi.dwFlags);
         return WaitUntil([&window] { return window != nullptr; })
             && PostMessageW(window, WM_CLOSE, 0, 0) != FALSE;

@@ -32,7 +32,7 @@ struct RunningTest {
     {
         platform::ThisMachine()->screen.width = width;
         platform::ThisMachine()->screen.height = height;
-        platform::ThisMachine()->sinks.pointerPosition
+        platform::ThisMachine()->pointer.position
             = [](POINT* position) { return *position = {100, 200}, true; };
         StartHost(0);
         StartPanelTest();

@@ -48,13 +48,13 @@ TEST(Pointer, FollowsWhatIsLoggedUntilNobodyReadsIt)
 {
     int ends[2]{};
     ASSERT_EQ(pipe(ends), 0);
-    platform::UseLoggedPointer(ends[1]);
+    platform::UseLoggedPointer({.descriptor = ends[1]}, nullptr);
     ExpectPointerFollows();
     signal(SIGPIPE, SIG_IGN);
     close(ends[0]);
     EXPECT_FALSE(Send(1, 1, 0x8001)) << "nobody reads the log any more";
     close(ends[1]);
-    ThisMachine()->sinks.pointer = nullptr;
+    ThisMachine()->pointer.send = nullptr;
     EXPECT_FALSE(Send(1, 1, 0x8001)) << "no output at all";
     INPUT input{};
     EXPECT_EQ(SendInput(1, &input, 1), 0U) << "a record of another size";
@@ -63,11 +63,11 @@ TEST(Pointer, FollowsWhatIsLoggedUntilNobodyReadsIt)
 TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
 {
     std::string reason;
-    EXPECT_FALSE(platform::UseX11Pointer(":987", &reason));
+    EXPECT_FALSE(platform::UseX11Pointer({.display = ":987"}, &reason));
     EXPECT_EQ(reason, "cannot open the X display \":987\"");
     {
         DisplayServer display;
-        ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
+        ASSERT_TRUE(platform::UseX11Pointer({.display = display.name.c_str()}, &reason)) << reason;
         EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
         EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN), 768);
         ExpectPointerFollows();
@@ -77,8 +77,7 @@ TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
     while (Send(1, 1, 0x8001)) { }
     POINT point{};
     EXPECT_FALSE(GetCursorPos(&point));
-    ThisMachine()->sinks.pointer = nullptr;
-    ThisMachine()->sinks.pointerPosition = nullptr;
+    ThisMachine()->pointer = {};
 }
 
 } // namespace

@@ -152,7 +152,7 @@ TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
     machine->observers.monitorChanged = [&told](const std::string& output, bool present) {
         told.push_back(output + (present ? " back" : " gone"));
     };
-    ASSERT_TRUE(platform::UseX11Pointer(display.name.c_str(), &reason)) << reason;
+    ASSERT_TRUE(platform::UseX11Pointer({.display = display.name.c_str()}, &reason)) << reason;
     EXPECT_EQ(PointerAfterInput(display.name), "x:1536 y:38") << "the primary monitor";
     platform::SetLineOfThread(
         std::make_shared<platform::InputLine>(platform::InputLine{"/dev/left"}));

@@ -14,7 +14,7 @@ std::ostream& operator<<(std::ostream& stream, const SentInput& input)
 
 InputRecorder::InputRecorder()
 {
-    platform::ThisMachine()->sinks.pointer = [this](const INPUT* input) {
+    platform::ThisMachine()->pointer.send = [this](const INPUT* input) {
         const std::lock_guard guard(mutex);
         const bool more = input->type != INPUT_MOUSE || input->mi.mouseData != 0
             || input->mi.time != 0 || input->mi.dwExtraInfo != 0;
@@ -26,7 +26,7 @@ InputRecorder::InputRecorder()
 
 InputRecorder::~InputRecorder()
 {
-    platform::ThisMachine()->sinks.pointer = nullptr;
+    platform::ThisMachine()->pointer.send = nullptr;
 }
 
 std::vector<SentInput> InputRecorder::WaitFor(size_t count)
@@ -38,13 +38,12 @@ std::vector<SentInput> InputRecorder::WaitFor(size_t count)
 
 TraceRecorder::TraceRecorder()
 {
-    platform::ThisMachine()->sinks.trace
-        = [this](std::string_view text) { texts.emplace_back(text); };
+    platform::ThisMachine()->trace = [this](std::string_view text) { texts.emplace_back(text); };
 }
 
 TraceRecorder::~TraceRecorder()
 {
-    platform::ThisMachine()->sinks.trace = nullptr;
+    platform::ThisMachine()->trace = nullptr;
 }
 
 } // namespace korvex::testing

@@ -57,18 +57,18 @@ struct WindowSettings {
     int closeSignals = -1;
 };
 
-// Where what leaves the machine goes.
-struct Sinks {
-    // Receives each debugger text (UTF-8), one call at a time. Default: standard error.
-    std::function<void(std::string_view text)> trace;
+// How pointer input leaves the machine; a way of it (pointer/pointer_backends.h) fills all of it
+// in.
+struct PointerBackend {
+    // Sends an input record, one call at a time; false when it could not be sent. Empty: none can.
+    std::function<bool(const INPUT* input)> send = {};
 
-    // Receives each input record, one call at a time; false when it could not be sent. Default:
-    // none can be sent.
-    std::function<bool(const INPUT* input)> pointer;
+    // Where the pointer is; false when that is not known. On the windows' thread, beside inputs.
+    std::function<bool(POINT* position)> position = {};
 
-    // Asks where the pointer is; false when that is not known. On the windows' thread, beside
-    // inputs.
-    std::function<bool(POINT* position)> pointerPosition;
+    // A thread begins to wait for a line's input, once for each line; a line is closed.
+    std::function<void(const InputLine* line)> lineWaits = {};
+    std::function<void(const InputLine* line)> lineClosed = {};
 };
 
 // Who is told of what happens; on the thread on which it does.
@@ -84,10 +84,6 @@ struct Observers {
 
     // Bytes come and go on serial lines, at each call of the system's.
     std::function<void(LineDirection direction, const uint8_t* bytes, size_t count)> lineBytes;
-
-    // A thread begins to wait for a line's input, once for each line; a line is closed.
-    std::function<void(const InputLine* line)> lineWaits;
-    std::function<void(const InputLine* line)> lineClosed;
 
     // The input device of a line cannot be made, with errno's value; once for each line.
     std::function<void(const std::string& path, int error)> deviceRefused;
@@ -108,7 +104,11 @@ struct Machine {
     OperatingSystem os;
     Screen screen;
     WindowSettings windows;
-    Sinks sinks;
+    PointerBackend pointer;
+
+    // Receives each debugger text (UTF-8), one call at a time. Empty: standard error.
+    std::function<void(std::string_view text)> trace;
+
     Observers observers;
     TestSwitches tests;
 

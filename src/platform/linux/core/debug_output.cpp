@@ -21,8 +21,8 @@ void OutputDebugStringW(const WCHAR* text)
     const std::string bytes = korvex::platform::ToUtf8(text);
     const std::lock_guard guard(outputLock);
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
-    if (machine->sinks.trace)
-        machine->sinks.trace(bytes);
+    if (machine->trace)
+        machine->trace(bytes);
     else
         // where that fails nobody is left to be told
         korvex::platform::WriteWhole(STDERR_FILENO, bytes);
@@ -30,6 +30,5 @@ void OutputDebugStringW(const WCHAR* text)
 
 void korvex::platform::UseTraceDescriptor(int descriptor)
 {
-    ThisMachine()->sinks.trace
-        = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
+    ThisMachine()->trace = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
 }

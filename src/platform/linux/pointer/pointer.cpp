@@ -23,7 +23,7 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
     const std::lock_guard guard(outputLock);
     const Machine* machine = ThisMachine();
     for (UINT i = 0; i < count; ++i) {
-        if (!machine->sinks.pointer || !machine->sinks.pointer(&inputs[i])) {
+        if (!machine->pointer.send || !machine->pointer.send(&inputs[i])) {
             korvex::platform::Fail(ERROR_GEN_FAILURE);
             return i;
         }
@@ -34,7 +34,7 @@ UINT SendInput(UINT count, INPUT* inputs, int size)
 BOOL GetCursorPos(POINT* point)
 {
     const Machine* machine = ThisMachine();
-    return machine->sinks.pointerPosition && machine->sinks.pointerPosition(point)
+    return machine->pointer.position && machine->pointer.position(point)
         ? TRUE
         : korvex::platform::Fail(ERROR_GEN_FAILURE);
 }

@@ -45,17 +45,20 @@ bool IsPointerLogBroken()
     return broken;
 }
 
-void UseLoggedPointer(int descriptor)
+bool UseLoggedPointer(const PointerSettings& settings, std::string* /*reason*/)
 {
     broken = false;
-    Machine* machine = ThisMachine();
-    machine->sinks.pointer
-        = [descriptor](const INPUT* input) { return LogInput(descriptor, input); };
-    machine->sinks.pointerPosition = [](POINT* position) {
-        const std::lock_guard guard(positionLock);
-        *position = loggedPosition;
-        return true;
+    ThisMachine()->pointer = {
+        .send = [descriptor = settings.descriptor](
+                    const INPUT* input) { return LogInput(descriptor, input); },
+        .position =
+            [](POINT* position) {
+                const std::lock_guard guard(positionLock);
+                *position = loggedPosition;
+                return true;
+            },
     };
+    return true;
 }
 
 } // namespace korvex::platform

@@ -133,28 +133,32 @@ bool Send(TouchDevices* all, const INPUT* input)
 
 } // namespace
 
-bool UseInputDevices(
-    std::function<PanelDescription(const std::string& path)> describe, std::string* reason)
+bool UseInputDevices(const PointerSettings& settings, std::string* reason)
 {
     if (!CanMakeInputDevices(reason))
         return false;
     const auto all = std::make_shared<TouchDevices>();
-    all->describe = std::move(describe);
-    Machine* machine = ThisMachine();
-    machine->sinks.pointer = [all](const INPUT* input) { return Send(all.get(), input); };
-    machine->sinks.pointerPosition = [all, machine](POINT* position) {
-        const std::lock_guard guard(all->mutex);
-        *position = {PixelOf(all->position.x, machine->screen.width),
-            PixelOf(all->position.y, machine->screen.height)};
-        return true;
-    };
-    machine->observers.lineWaits = [all](const InputLine* line) {
-        std::unique_lock lock(all->mutex);
-        DeviceOf(all.get(), line, &lock);
-    };
-    machine->observers.lineClosed = [all](const InputLine* line) {
-        const std::lock_guard guard(all->mutex);
-        all->devices.erase(line);
+    all->describe = settings.describe;
+    ThisMachine()->pointer = {
+        .send = [all](const INPUT* input) { return Send(all.get(), input); },
+        .position =
+            [all](POINT* position) {
+                const Screen* screen = &ThisMachine()->screen;
+                const std::lock_guard guard(all->mutex);
+                *position = {PixelOf(all->position.x, screen->width),
+                    PixelOf(all->position.y, screen->height)};
+                return true;
+            },
+        .lineWaits =
+            [all](const InputLine* line) {
+                std::unique_lock lock(all->mutex);
+                DeviceOf(all.get(), line, &lock);
+            },
+        .lineClosed =
+            [all](const InputLine* line) {
+                const std::lock_guard guard(all->mutex);
+                all->devices.erase(line);
+            },
     };
     return true;
 }

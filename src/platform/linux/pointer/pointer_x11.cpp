@@ -11,9 +11,10 @@
 #include <utility>
 
 #include "platform/linux/core/input_line.h"
-#include "platform/linux/core/x11_monitors.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pixels.h"
+#include "platform/linux/x11/display.h"
+#include "platform/linux/x11/monitors.h"
 
 namespace korvex::platform {
 
@@ -54,19 +55,11 @@ const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& out
     if (pointer->broken)
         return monitor;
     monitor->measured = Clock::now();
-    Machine* machine = ThisMachine();
-    const bool isMachines = output == machine->screen.output;
     const bool before = std::exchange(monitor->present, present);
-    // the windows may have found it out first
-    const bool told = isMachines ? machine->screen.present.exchange(present) : before;
-    if (told != present && machine->observers.monitorChanged)
-        machine->observers.monitorChanged(output, present);
-    if (isMachines && present) {
-        machine->screen.x = monitor->area.x;
-        machine->screen.y = monitor->area.y;
-        machine->screen.width = monitor->area.width;
-        machine->screen.height = monitor->area.height;
-    }
+    if (output == ThisMachine()->screen.output)
+        UpdateScreen(present, monitor->area);
+    else if (before != present)
+        NotifyMonitorChange(output, present);
     return monitor;
 }
 
@@ -87,38 +80,25 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
 {
     pointer->lastAttempt = Clock::now();
     const char* name = pointer->name.empty() ? nullptr : pointer->name.c_str();
-    Display* display = XOpenDisplay(name);
-    if (display == nullptr) {
-        *reason = std::string("cannot open the X display \"") + XDisplayName(name) + "\"";
+    Display* display = OpenDisplay(name, &pointer->broken, reason);
+    if (display == nullptr)
         return false;
-    }
     int event = 0;
     int error = 0;
     int major = 0;
     int minor = 0;
     if (XTestQueryExtension(display, &event, &error, &major, &minor) == False) {
-        *reason
-            = std::string("the X display \"") + XDisplayName(name) + "\" has no XTEST extension";
+        *reason = DisplayText(name) + " has no XTEST extension";
         XCloseDisplay(display);
         return false;
     }
     MonitorArea area{};
     if (!FindMonitor(display, ThisMachine()->screen.output, &area)) {
-        *reason = std::string("the X display \"") + XDisplayName(name) + "\" has no monitor \""
-            + ThisMachine()->screen.output + "\"";
+        *reason = DisplayText(name) + " has no monitor \"" + ThisMachine()->screen.output + "\"";
         XCloseDisplay(display);
         return false;
     }
-    // A request that the server refuses must not end the process, maybe with the button down.
-    XSetErrorHandler([](Display* /*display*/, XErrorEvent* /*event*/) { return 0; });
-    // Without these two handlers Xlib ends the process when the server goes away.
-    XSetIOErrorHandler([](Display* /*display*/) { return 0; });
-    XSetIOErrorExitHandler(
-        display,
-        [](Display* /*display*/, void* data) { static_cast<PointerDisplay*>(data)->broken = true; },
-        pointer);
     pointer->display = display;
-    pointer->broken = false;
     pointer->pressed = false;
     pointer->monitors.clear();
     MonitorOf(pointer, ThisMachine()->screen.output);
@@ -195,20 +175,23 @@ void CloseDisplay(PointerDisplay* pointer)
 
 } // namespace
 
-bool UseX11Pointer(const char* display, std::string* reason)
+bool UseX11Pointer(const PointerSettings& settings, std::string* reason)
 {
     const std::shared_ptr<PointerDisplay> pointer(new PointerDisplay, CloseDisplay);
-    pointer->name = display == nullptr ? "" : display;
+    pointer->name = settings.display == nullptr ? "" : settings.display;
     if (!Connect(pointer.get(), reason))
         return false;
-    Machine* machine = ThisMachine();
-    machine->sinks.pointer = [pointer](const INPUT* input) {
-        const std::lock_guard guard(pointer->mutex);
-        return SendToServer(pointer.get(), input);
-    };
-    machine->sinks.pointerPosition = [pointer](POINT* position) {
-        const std::lock_guard guard(pointer->mutex);
-        return AskServer(pointer.get(), position);
+    ThisMachine()->pointer = {
+        .send =
+            [pointer](const INPUT* input) {
+                const std::lock_guard guard(pointer->mutex);
+                return SendToServer(pointer.get(), input);
+            },
+        .position =
+            [pointer](POINT* position) {
+                const std::lock_guard guard(pointer->mutex);
+                return AskServer(pointer.get(), position);
+            },
     };
     return true;
 }

@@ -10,6 +10,7 @@
 
 #include "platform/linux/core/blocking_io.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/serial/line_settings.h"
 #include "platform/linux/serial/serial_port.h"
 
 using korvex::platform::Fail;
@@ -32,7 +33,8 @@ BOOL SetCommState(HANDLE handle, const DCB* dcb)
     auto* port = ObjectAs<SerialPort>(handle);
     if (port == nullptr)
         return FALSE;
-    if (!korvex::platform::EnsureConnected(port) || !korvex::platform::ApplySettings(port, dcb))
+    if (!korvex::platform::EnsureConnected(port)
+        || !korvex::platform::ApplySettings(port->descriptor, dcb))
         return FALSE;
     port->dcb = *dcb;
     return TRUE;
@@ -82,7 +84,7 @@ BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* /*overlapped*/)
         return FALSE;
     *event = 0;
     korvex::platform::SetLineOfThread(port->line);
-    if (const auto& told = korvex::platform::ThisMachine()->observers.lineWaits;
+    if (const auto& told = korvex::platform::ThisMachine()->pointer.lineWaits;
         !std::exchange(port->waitedOn, true) && told)
         told(port->line.get());
     // Also where the line is back already: what was going on over it has ended.

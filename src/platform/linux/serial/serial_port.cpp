@@ -22,6 +22,7 @@
 #include "platform/linux/core/text.h"
 #include "platform/linux/files/openers.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/serial/line_settings.h"
 
 namespace korvex::platform {
 
@@ -29,22 +30,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-struct BaudRate {
-    DWORD rate;
-    speed_t speed;
-};
-
-constexpr std::array BAUD_RATES{BaudRate{300, B300}, BaudRate{600, B600}, BaudRate{1200, B1200},
-    BaudRate{2400, B2400}, BaudRate{4800, B4800}, BaudRate{9600, B9600}, BaudRate{19200, B19200},
-    BaudRate{38400, B38400}, BaudRate{57600, B57600}, BaudRate{115200, B115200}};
-
 // How long a flush may take: the line's longest output queue at 9600 baud is out in less.
 constexpr milliseconds FLUSH_LIMIT{500};
 
 void CloseSerial(HandleObject* object)
 {
     auto* port = static_cast<SerialPort*>(object);
-    if (const auto& told = ThisMachine()->observers.lineClosed; told)
+    if (const auto& told = ThisMachine()->pointer.lineClosed; told)
         told(port->line.get());
     RestoreUartTrigger(&port->triggerBefore);
     if (port->terminal)
@@ -57,38 +49,6 @@ void CloseSerial(HandleObject* object)
     delete port;
 }
 
-// Makes the line carry bytes as they are; the settings that it had are kept for its closing.
-void MakeRaw(SerialPort* port)
-{
-    port->terminal = tcgetattr(port->descriptor, &port->settingsBefore) == 0;
-    if (!port->terminal)
-        return;
-    termios settings = port->settingsBefore;
-    cfmakeraw(&settings);
-    settings.c_cflag |= CLOCAL | CREAD; // modem lines do not matter
-    settings.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS);
-    settings.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF | IXANY);
-    settings.c_cc[VMIN] = 1; // a read of 0 bytes then means that the line hung up
-    settings.c_cc[VTIME] = 0;
-    tcsetattr(port->descriptor, TCSANOW, &settings);
-}
-
-// What the DCB shows of a line before anything is set.
-void DescribeLine(SerialPort* port)
-{
-    port->dcb.DCBlength = sizeof(DCB);
-    port->dcb.fBinary = 1;
-    port->dcb.fDtrControl = DTR_CONTROL_ENABLE;
-    port->dcb.fRtsControl = RTS_CONTROL_ENABLE;
-    port->dcb.BaudRate = 9600;
-    port->dcb.ByteSize = 8;
-    const speed_t speed = cfgetospeed(&port->settingsBefore);
-    const auto* known = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(),
-        [speed](const BaudRate& baud) { return baud.speed == speed; });
-    if (port->terminal && known != BAUD_RATES.end())
-        port->dcb.BaudRate = known->rate;
-}
-
 // A pseudo-terminal stays open to others: whoever emulates the device behind it opens it too.
 bool IsPseudoTerminal(int descriptor)
 {
@@ -97,17 +57,6 @@ bool IsPseudoTerminal(int descriptor)
     // 143.
     return fstat(descriptor, &status) == 0 && major(status.st_rdev) >= 136
         && major(status.st_rdev) <= 143;
-}
-
-// USB adapters otherwise hold received bytes back for up to 16 ms. Drivers without the setting
-// refuse, which is no harm.
-void SetLowLatency(int descriptor)
-{
-    serial_struct settings{};
-    if (ioctl(descriptor, TIOCGSERIAL, &settings) != 0)
-        return;
-    settings.flags = static_cast<int>(static_cast<unsigned>(settings.flags) | ASYNC_LOW_LATENCY);
-    ioctl(descriptor, TIOCSSERIAL, &settings);
 }
 
 // When a read of `count` bytes that has got `received` of them ends by time: the limits of
@@ -194,8 +143,8 @@ SerialPort* AdoptSerialDescriptor(int descriptor)
     port->type = &SerialPort::TYPE;
     port->descriptor = descriptor;
     port->wakeDescriptor = wakeDescriptor;
-    MakeRaw(port);
-    DescribeLine(port);
+    port->terminal = MakeRaw(port->descriptor, &port->settingsBefore);
+    DescribeLine(port->terminal ? &port->settingsBefore : nullptr, &port->dcb);
     return port;
 }
 
@@ -228,9 +177,9 @@ bool EnsureConnected(SerialPort* port)
         return Fail(ERROR_DEVICE_NOT_CONNECTED) != FALSE;
     port->descriptor = descriptor;
     lstat(port->line->path.c_str(), &port->pathStatus);
-    MakeRaw(port);
+    port->terminal = MakeRaw(port->descriptor, &port->settingsBefore);
     ClaimExclusively(port);
-    if (ApplySettings(port, &port->dcb))
+    if (ApplySettings(port->descriptor, &port->dcb))
         return true;
     return MarkDisconnected(port);
 }
@@ -248,39 +197,6 @@ bool MarkDisconnected(SerialPort* port)
         port->queueStart = port->queueEnd = 0;
     }
     return Fail(ERROR_DEVICE_NOT_CONNECTED) != FALSE;
-}
-
-bool ApplySettings(SerialPort* port, const DCB* dcb)
-{
-    const auto* baud = std::find_if(BAUD_RATES.begin(), BAUD_RATES.end(),
-        [dcb](const BaudRate& known) { return known.rate == dcb->BaudRate; });
-    constexpr std::array<tcflag_t, 4> SIZES{CS5, CS6, CS7, CS8};
-    const bool supported = baud != BAUD_RATES.end() && dcb->ByteSize >= 5 && dcb->ByteSize <= 8
-        && dcb->Parity <= EVENPARITY
-        && (dcb->StopBits == ONESTOPBIT || dcb->StopBits == TWOSTOPBITS);
-    if (!supported)
-        return Fail(ERROR_INVALID_PARAMETER) != FALSE;
-
-    termios settings{};
-    if (tcgetattr(port->descriptor, &settings) != 0)
-        return FailWithErrno() != FALSE;
-    cfsetispeed(&settings, baud->speed);
-    cfsetospeed(&settings, baud->speed);
-    settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD | CSTOPB | CRTSCTS);
-    settings.c_cflag |= SIZES[dcb->ByteSize - 5];
-    settings.c_cflag |= dcb->Parity == NOPARITY ? 0 : PARENB;
-    settings.c_cflag |= dcb->Parity == ODDPARITY ? PARODD : 0;
-    settings.c_cflag |= dcb->StopBits == TWOSTOPBITS ? CSTOPB : 0;
-    if (tcsetattr(port->descriptor, TCSANOW, &settings) != 0)
-        return FailWithErrno() != FALSE;
-
-    const int line = TIOCM_RTS;
-    const bool refused = ioctl(port->descriptor,
-                             dcb->fRtsControl == RTS_CONTROL_DISABLE ? TIOCMBIC : TIOCMBIS, &line)
-        != 0;
-    if (refused && errno != ENOTTY && errno != EINVAL) // what lines without modem lines answer
-        return FailWithErrno() != FALSE;
-    return true;
 }
 
 bool IsQueueEmpty(const SerialPort* port)

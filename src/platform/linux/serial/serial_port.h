@@ -65,9 +65,6 @@ bool EnsureConnected(SerialPort* port);
 // Takes note that the line has gone. False, with that last error.
 bool MarkDisconnected(SerialPort* port);
 
-// Gives the line the settings of a DCB. False, with the last error set, when it does not take them.
-bool ApplySettings(SerialPort* port, const DCB* dcb);
-
 bool IsQueueEmpty(const SerialPort* port);
 
 // Moves what has arrived into the empty queue. False, with the last error set, when the line has

@@ -1,0 +1,365 @@
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "command/check/check_settings.h"
+#include "command/check/finding.h"
+#include "command/subcommands.h"
+#include "control/control_client.h"
+#include "input/session.h"
+#include "link/command_protocol.h"
+#include "link/port_link.h"
+#include "machine/machine_setup.h"
+#include "machine/port_failure.h"
+#include "machine/port_state.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer_uinput.h"
+#include "platform/linux/pointer/pointer_x11.h"
+#include "platform/linux/serial/port_scan.h"
+#include "process/end_request.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
+#include "process/output.h"
+#include "runtime/opened_controller.h"
+#include "runtime/running_sessions.h"
+#include "runtime/settings_state.h"
+
+namespace korvex::command {
+
+namespace {
+
+constexpr double LISTENING_SECONDS = 3;
+
+// A port on which a controller answers that can be driven: by a session of this process, or by a
+// runtime that is running.
+struct Listener {
+    std::string name;
+    TouchController* controller;
+    std::optional<RemotePanel> remote;
+};
+
+// What a session has seen of its panel.
+struct Heard {
+    uint32_t reports;
+    uint32_t rejected;
+    uint32_t outOfRange;
+    uint32_t resolutionBits;
+};
+
+Heard HeardBy(const Listener* listener)
+{
+    if (listener->remote) {
+        const nlohmann::ordered_json* state = &listener->remote->state;
+        return {state->value("reports", 0U), state->value("rejected", 0U),
+            state->value("outOfRange", 0U), state->value("resolutionBits", 0U)};
+    }
+    const SessionCounters* counters = &listener->controller->counters;
+    return {counters->reports, counters->rejectedPackets, counters->outOfRange,
+        listener->controller->resolutionBits};
+}
+
+void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
+{
+    findings->push_back({severity, subject, text});
+}
+
+// What to do where no display can be used, or another one than is meant.
+std::string DisplayCure()
+{
+    return getenv("SSH_CONNECTION") == nullptr
+        ? "start in the desktop session, as the user who is logged in"
+        : "over ssh, as the user who is logged in there, name its display: DISPLAY=:0, and "
+          "XAUTHORITY where it asks for more";
+}
+
+// A display that ssh forwards is that of the computer in front of who works here.
+bool IsDisplayForwarded()
+{
+    const char* display = getenv("DISPLAY");
+    return display != nullptr && getenv("SSH_CONNECTION") != nullptr && display[0] != ':';
+}
+
+void CheckDisplay(Findings* findings)
+{
+    std::string reason;
+    const bool hasDevices = platform::CanMakeInputDevices(&reason);
+    if (hasDevices && (!HasDisplay() || IsWaylandSession()))
+        Add(findings, Severity::FINE, "display",
+            "touches go to touch screen devices of the kernel");
+    else if (!HasDisplay())
+        Add(findings, Severity::FAULT, "display",
+            "no X display is named in DISPLAY, and " + reason + "; " + DisplayCure()
+                + ", or let korvex open /dev/uinput (72-korvex.rules), or use '--pointer log' and"
+                  " '--windows none'");
+    else if (IsWaylandSession())
+        Add(findings, Severity::FAULT, "display",
+            "this is a Wayland session, and " + reason
+                + ": only X programs will see the touches; let korvex open /dev/uinput "
+                  "(72-korvex.rules)");
+    else if (!platform::UseX11Pointer({}, &reason))
+        Add(findings, Severity::FAULT, "display", reason + "; " + DisplayCure());
+    else if (IsDisplayForwarded())
+        Add(findings, Severity::FAULT, "display",
+            "the X display is that of the computer that you come from; " + DisplayCure());
+    else
+        Add(findings, Severity::FINE, "display", "the X display takes pointer input");
+}
+
+// The rate at which something answers that was not identified: the last candidate's or that of the
+// short packets; 0 when nothing does.
+uint32_t AnsweringBaudRate(TouchController* controller)
+{
+    if (controller->link.baudRate == 0) {
+        controller->model = MODEL_7700;
+        controller->reportLength = ReportLengthOf(MODEL_7700);
+        ProbeBaud(controller);
+    }
+    return controller->link.baudRate;
+}
+
+// Whether what answers on the port can be driven, and is what the port is bound to.
+bool CheckController(const PortState* port, TouchController* controller, Findings* findings)
+{
+    const std::string stored = port->model == 0 ? "" : ModelText(port->model);
+    if (!IdentifyController(controller)) {
+        if (IsEndRequested())
+            return false; // it was not asked everything
+        const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
+        const uint32_t baudRate = AnsweringBaudRate(controller);
+        if (baudRate == 0)
+            Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, port->name,
+                "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud"
+                    + known + "; if there is one, check its cable and power");
+        else
+            Add(findings, Severity::FAULT, port->name,
+                "what answers on '" + port->path + "' at " + std::to_string(baudRate)
+                    + " baud leaves questions open; unplug it and plug it in again; if that does "
+                      "not help, its model cannot be driven");
+        return false;
+    }
+    uint32_t number = 0;
+    const bool named
+        = controller->model != MODEL_7700 && QueryModelNumber(controller, &number, nullptr);
+    if (named && number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
+        Add(findings, Severity::FAULT, port->name,
+            "the controller calls itself model " + std::to_string(number)
+                + ", which cannot be driven; it is driven as a 5200 and may measure"
+                  " nonsense");
+        return false;
+    }
+    if (!stored.empty() && port->model != controller->model) {
+        Add(findings, Severity::FAULT, port->name,
+            "a " + stored + " is known here, but a " + ModelText(controller->model)
+                + " answers; 'korvex unbind " + port->name
+                + "' forgets the old one, and the next start finds the new one");
+        return true;
+    }
+    Add(findings, Severity::FINE, port->name, "'" + port->path + "', " + DescriptionOf(controller));
+    return true;
+}
+
+// Whether a program of that name runs.
+bool IsRunning(const std::string& name)
+{
+    std::error_code error;
+    for (const std::filesystem::directory_entry& entry :
+        std::filesystem::directory_iterator("/proc", error)) {
+        std::string running;
+        if (std::ifstream(entry.path() / "comm") >> running && running == name)
+            return true;
+    }
+    return false;
+}
+
+// Programs that reach for serial ports of any kind, and take a controller's answers or disturb it.
+void CheckIntruders(const PortState* port, Findings* findings)
+{
+    const auto isSet
+        = [port](const char* property) { return platform::IsUdevSwitchOn(port->path, property); };
+    if (IsRunning("ModemManager") && !isSet("ID_MM_PORT_IGNORE") && !isSet("ID_MM_DEVICE_IGNORE"))
+        Add(findings, Severity::NOTE, port->name,
+            "ModemManager runs and may ask '" + port->path
+                + "' too; ENV{ID_MM_PORT_IGNORE}=\"1\" in a udev rule for the port, or a name for "
+                  "the panel, keeps it away");
+    if (IsRunning("brltty"))
+        Add(findings, Severity::NOTE, port->name,
+            "brltty runs and may take the adapter of '" + port->path
+                + "' for a braille display; name the display that it is for in /etc/brltty.conf "
+                  "(braille-device), or remove it");
+}
+
+// A runtime reads the settings of its own folder, which may not be the one that is looked at here.
+void CheckWhichSettings(const Listener* listener, Findings* findings)
+{
+    const std::string file = TextIn(
+        listener->remote->state.value("calibration", nlohmann::ordered_json::object()), "file");
+    if (file.empty())
+        Add(findings, Severity::NOTE, listener->name,
+            "its runtime has read no settings file and goes by the controller's own; 'korvex "
+            "calibrate' makes one for it");
+    else if (file != SettingsFilePath())
+        Add(findings, Severity::NOTE, listener->name,
+            "its runtime goes by '" + file
+                + "', not by the file of this folder; 'korvex check' in that folder looks at it");
+}
+
+void CheckPort(const Options* options, const PortState* port, Findings* findings,
+    std::vector<Listener>* listeners)
+{
+    if (port->ignored) {
+        Add(findings, Severity::NOTE, port->name,
+            "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
+        return;
+    }
+    if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
+        const bool gone = remote->state.value("gone", false);
+        Add(findings, gone ? Severity::FAULT : Severity::FINE, port->name,
+            "'" + port->path + "', " + remote->state.value("controller", "")
+                + ", driven by process " + std::to_string(remote->process)
+                + (gone ? "; its port has gone, or its controller does not answer: check cable and "
+                          "power"
+                        : ""));
+        listeners->push_back({port->name, nullptr, std::move(remote)});
+        CheckWhichSettings(&listeners->back(), findings);
+        CheckIntruders(port, findings);
+        return;
+    }
+    if (!options->probe && !IsPanelPort(options, port)) {
+        Add(findings, Severity::NOTE, port->name,
+            "'" + port->path
+                + "' is not asked, since no panel is known there and it may be another device's; "
+                  "'--probe' asks it");
+        return;
+    }
+    CheckIntruders(port, findings);
+    HANDLE handle = OpenPort(port->path);
+    if (handle == INVALID_HANDLE_VALUE) {
+        Add(findings, Severity::FAULT, port->name,
+            "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
+        return;
+    }
+    TouchController* controller = ControllerOn(handle);
+    if (controller == nullptr) {
+        Add(findings, Severity::FAULT, port->name, "memory is short; end other programs");
+        return;
+    }
+    const bool drivable = CheckController(port, controller, findings);
+    if (drivable && StartSession(controller)) {
+        listeners->push_back({port->name, controller, {}});
+        return;
+    }
+    if (drivable)
+        Add(findings, Severity::FAULT, port->name,
+            "the system refuses a thread for the session; end other programs");
+    ReleaseController(controller);
+}
+
+// What a session has seen while it listened.
+void CheckReports(const Listener* listener, const Heard* before, Findings* findings)
+{
+    const Heard now = HeardBy(listener);
+    const uint32_t reports = now.reports - before->reports;
+    const uint32_t bad = now.rejected - before->rejected;
+    if (now.outOfRange != before->outOfRange)
+        Add(findings, Severity::FAULT, listener->name,
+            "it measures beyond its " + std::to_string(now.resolutionBits)
+                + " bits, and such touches are lost; unplug it and plug it in again, so that it is "
+                  "asked for its resolution anew");
+    else if (bad > 0)
+        Add(findings, Severity::FAULT, listener->name,
+            "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
+                + "; check cable, grounding and what else is on the line");
+    else if (reports == 0)
+        Add(findings, Severity::NOTE, listener->name,
+            "it was not touched, so its reports were not looked at");
+    else
+        Add(findings, Severity::FINE, listener->name,
+            "reports: " + std::to_string(reports) + ", all good");
+}
+
+// False when standard output does not take it, which is said.
+bool Print(const Findings* findings)
+{
+    std::string text;
+    for (const Finding& finding : *findings) {
+        const char* severity = finding.severity == Severity::FINE ? "ok"
+            : finding.severity == Severity::NOTE                  ? "note"
+                                                                  : "FAULT";
+        std::array<char, 32> start{};
+        snprintf(start.data(), start.size(), "%-5s  %-8s  ", severity, finding.subject.c_str());
+        text += start.data() + finding.text + "\n";
+    }
+    if (WriteOutput(text) || IsEndRequested())
+        return true;
+    fputs("korvex check: cannot write to standard output\n", stderr);
+    return false;
+}
+
+} // namespace
+
+int RunCheck(const Options* options)
+{
+    Findings findings;
+    CheckDisplay(&findings);
+    SetUpPointer(options); // in place of the display's
+    if (const std::string fault = PrepareState(options); !fault.empty())
+        Add(&findings, Severity::FAULT, "state",
+            "'" + options->stateFolder + "' cannot be written: " + fault
+                + "; put that right, or name another folder with '--state'");
+    CheckSettings(&findings);
+    SetUpPorts(options);
+    const std::vector<PortState> ports = AllPorts();
+    if (ports.empty())
+        Add(&findings, Severity::FAULT, "ports",
+            "there is no serial port; plug the adapter in, or name one with '--port'");
+    std::vector<Listener> listeners;
+    for (const PortState& port : ports) {
+        if (IsEndRequested())
+            break;
+        CheckPort(options, &port, &findings, &listeners);
+    }
+    bool printed = Print(&findings);
+
+    Findings heard;
+    std::vector<TouchController*> controllers;
+    std::vector<Heard> before;
+    before.reserve(listeners.size());
+    for (const Listener& listener : listeners)
+        before.push_back(HeardBy(&listener));
+    const double seconds = options->seconds.value_or(LISTENING_SECONDS);
+    if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
+        fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
+        WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::duration<double>(seconds)));
+    }
+    for (size_t i = 0; i < listeners.size(); ++i) {
+        Listener* listener = &listeners[i];
+        if (listener->remote && !RefreshState(&*listener->remote))
+            listener->remote = FindRuntime(listener->remote->state.value("path", ""), "");
+        const bool known = listener->controller != nullptr || listener->remote;
+        if (!known)
+            Add(&heard, Severity::NOTE, listener->name,
+                "the runtime that drives it has ended, or answers no more");
+        else if (seconds > 0)
+            CheckReports(listener, &before[i], &heard);
+        if (listener->remote)
+            Disconnect(&listener->remote->runtime);
+        else if (listener->controller != nullptr)
+            controllers.push_back(listener->controller);
+    }
+    printed = Print(&heard) && printed;
+    return EndControllers(
+        &controllers, HasFault(&findings) || HasFault(&heard) || !printed ? EXIT_FAULT : EXIT_DONE);
+}
+
+} // namespace korvex::command

@@ -1,0 +1,279 @@
+#include "command/check/check_settings.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "calibration/calibration.h"
+#include "calibration/mapping.h"
+#include "calibration/orientation.h"
+#include "calibration/settings_file.h"
+#include "console/plausibility.h"
+#include "link/touch_controller.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/files/profile_file.h"
+#include "platform/win32.h"
+#include "runtime/settings_state.h"
+
+namespace korvex::command {
+
+namespace {
+
+constexpr const char* SUBJECT = "settings";
+constexpr const char* CURE = "; calibrate anew with 'korvex calibrate', or put it right by hand";
+constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
+constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
+constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
+constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
+constexpr int MIN_BOX_SPAN = MAX_COARSE_RAW / 5; // a panel measures more than a fifth of its range
+
+using ControllerPointer = std::unique_ptr<TouchController, decltype(&ReleaseController)>;
+
+void Add(Findings* findings, Severity severity, const std::string& text)
+{
+    findings->push_back({severity, SUBJECT, text});
+}
+
+void AddFault(Findings* findings, const std::string& text)
+{
+    Add(findings, Severity::FAULT, text + CURE);
+}
+
+std::string TextOf(const SettingText* text)
+{
+    return platform::ToUtf8(text->data());
+}
+
+// A value as the file has it and as the runtime reads it.
+struct Setting {
+    std::string key;
+    std::string text; // that it is read from
+    int number;
+    bool missing; // the number is the default
+};
+
+Setting ReadSettingOf(const SettingsPath* path, const SettingKey* key)
+{
+    SettingText text{};
+    SetLastError(ERROR_SUCCESS);
+    const int number = ReadSetting(path, key, &text);
+    const bool missing = GetLastError() == ERROR_FILE_NOT_FOUND;
+    return {platform::ToUtf8(key->name), TextOf(&text), number, missing};
+}
+
+std::string Line(const Setting* setting)
+{
+    return "'" + setting->key + "=" + setting->text + "'";
+}
+
+// Adds what is to be said of one number.
+void CheckNumber(const Setting* setting, int min, int max, Findings* findings)
+{
+    const std::string number = std::to_string(setting->number);
+    if (setting->missing)
+        return;
+    if (setting->number == 0 && setting->text.find('0') == std::string::npos)
+        AddFault(findings, Line(setting) + " is not a whole number, and counts as 0");
+    else if (setting->number < min || setting->number > max)
+        AddFault(findings,
+            Line(setting) + " is not between " + std::to_string(min) + " and "
+                + std::to_string(max));
+    else if (setting->text != number)
+        Add(findings, Severity::NOTE, Line(setting) + " is read as " + number);
+}
+
+void CheckValue(
+    const SettingsPath* path, const SettingKey& key, int min, int max, Findings* findings)
+{
+    const Setting setting = ReadSettingOf(path, &key);
+    CheckNumber(&setting, min, max, findings);
+}
+
+std::string Trimmed(const std::string& text)
+{
+    constexpr const char* BLANKS = " \t\r\n";
+    const size_t start = text.find_first_not_of(BLANKS);
+    return start == std::string::npos
+        ? ""
+        : text.substr(start, text.find_last_not_of(BLANKS) + 1 - start);
+}
+
+// Whether the runtime may read a key in the section; points of an earlier calibration stay in the
+// file.
+bool IsKnownKey(const std::string& key)
+{
+    const std::u16string name = platform::FromUtf8(key);
+    for (const SettingKey& known : {SETTING_ORIENTATION, SETTING_POINT_COUNT, SETTING_MIN_X,
+             SETTING_MAX_X, SETTING_MIN_Y, SETTING_MAX_Y}) {
+        if (platform::EqualNoCase(name, known.name))
+            return true;
+    }
+    for (uint32_t i = 0; i < MAX_CALIBRATION_POINTS; ++i) {
+        for (const WCHAR axis : {u'X', u'Y'}) {
+            SettingText text{};
+            if (platform::EqualNoCase(name, PointSetting(i, axis, &text).name))
+                return true;
+        }
+    }
+    return false;
+}
+
+std::string PointsFaultText(const PointsJudgement* judgement)
+{
+    const auto name = [](uint32_t target) { return std::to_string(target + 1); };
+    const std::string both = "the targets " + name(judgement->target) + " and "
+        + name(judgement->other) + " were measured ";
+    switch (judgement->fault) {
+    case PointsFault::SAME_PLACE:
+        return both + "at the same place";
+    case PointsFault::ORDER:
+        return both + "the wrong way round";
+    case PointsFault::FOLD:
+        return "the targets around target " + name(judgement->target)
+            + " do not enclose a part of the panel: it was measured elsewhere";
+    case PointsFault::RANGE:
+        return "the calibration points take less than a fifth of the panel";
+    default:
+        return judgement->target == NO_TARGET ? "the calibration points do not fit each other"
+                                              : "target " + name(judgement->target)
+                + " was measured far from where the others let expect it";
+    }
+}
+
+std::string PointCounts()
+{
+    std::string list = "0";
+    for (size_t i = 0; i < POINT_COUNTS.size(); ++i)
+        list += (i + 1 == POINT_COUNTS.size() ? " and " : ", ") + std::to_string(POINT_COUNTS[i]);
+    return list;
+}
+
+// `used` is what the runtime makes of the value.
+void CheckPointCount(const SettingsPath* path, uint32_t used, Findings* findings)
+{
+    const Setting count = ReadSettingOf(path, &SETTING_POINT_COUNT);
+    if (static_cast<uint32_t>(count.number) == used)
+        CheckNumber(&count, count.number, count.number, findings);
+    else
+        AddFault(findings,
+            Line(&count) + " is none of " + PointCounts() + ", so the standard box is used");
+}
+
+// A box may reach past the panel: its ends are the raw values at the screen's edges.
+void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const SettingKey& maximum,
+    bool used, Findings* findings)
+{
+    CheckValue(path, minimum, -MAX_RAW, 2 * MAX_RAW, findings);
+    CheckValue(path, maximum, -MAX_RAW, 2 * MAX_RAW, findings);
+    const int span
+        = std::abs(ReadSettingOf(path, &maximum).number - ReadSettingOf(path, &minimum).number);
+    if (used && span != 0 && span < MIN_BOX_SPAN)
+        AddFault(findings,
+            platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
+                + " leave less than a fifth of the panel");
+    if (used && span == 0)
+        AddFault(findings,
+            platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
+                + " leave the standard box without extent, so a default is used");
+}
+
+void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Findings* findings)
+{
+    for (uint32_t i = 0; i < calib->pointCount; ++i) {
+        for (const WCHAR axis : {u'X', u'Y'}) {
+            SettingText name{};
+            const SettingKey key = PointSetting(i, axis, &name);
+            const Setting coordinate = ReadSettingOf(path, &key);
+            const size_t before = findings->size();
+            if (coordinate.missing)
+                AddFault(findings, coordinate.key + " is missing, and counts as 0");
+            CheckNumber(&coordinate, 0, MAX_RAW, findings);
+            if (findings->size() > before && findings->back().severity == Severity::FAULT)
+                return; // the others are likely to be like it
+        }
+    }
+    const auto isCoarse
+        = [](const Point& point) { return point.x <= MAX_COARSE_RAW && point.y <= MAX_COARSE_RAW; };
+    const bool coarse = std::all_of(calib->advPoints.begin(),
+        calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse);
+    const PointsJudgement judgement
+        = JudgePoints(calib, coarse ? COARSEST_RESOLUTION_BITS : FINEST_RESOLUTION_BITS);
+    if (judgement.fault != PointsFault::NONE)
+        AddFault(findings, PointsFaultText(&judgement));
+}
+
+// What is in the file although the runtime does not read it: somebody meant something by it.
+void CheckLines(const std::string& path, Findings* findings)
+{
+    platform::ProfileDocument file;
+    if (!platform::ReadProfile(path, &file))
+        return;
+    bool inSection = false;
+    bool hasSection = false;
+    for (const std::u16string& line : file.lines) {
+        const std::string text = Trimmed(platform::ToUtf8(line));
+        if (line.find(u'\0') != std::u16string::npos) {
+            AddFault(
+                findings, "it is UTF-16 without the mark at its start, so nothing in it is read");
+            return;
+        }
+        if (text.starts_with('[')) {
+            inSection = platform::EqualNoCase(platform::FromUtf8(text), u"[Calibration]");
+            hasSection = hasSection || inSection;
+        } else if (const size_t equals = text.find('=');
+            inSection && !text.starts_with(';') && equals != std::string::npos) {
+            if (!IsKnownKey(Trimmed(text.substr(0, equals))))
+                AddFault(findings, "'" + text + "' is not read: there is no such key");
+        }
+    }
+    const bool empty = std::all_of(file.lines.begin(), file.lines.end(),
+        [](const std::u16string& line) { return Trimmed(platform::ToUtf8(line)).empty(); });
+    if (!hasSection && !empty)
+        AddFault(findings, "it has no section [Calibration], so nothing in it is read");
+}
+
+void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings* findings)
+{
+    CalibrationData used = *read;
+    RepairCalibration(&used, FINEST_RESOLUTION_BITS);
+    CheckValue(path, SETTING_ORIENTATION, 1, static_cast<int>(MAX_ORIENTATION), findings);
+    CheckPointCount(path, used.pointCount, findings);
+    const bool boxCounts = !MapsByPoints(&used); // the panel test stores none
+    CheckBoxSide(path, SETTING_MIN_X, SETTING_MAX_X, boxCounts, findings);
+    CheckBoxSide(path, SETTING_MIN_Y, SETTING_MAX_Y, boxCounts, findings);
+    CheckPoints(path, &used, findings);
+    CheckLines(SettingsFilePath(), findings);
+    if (!HasFault(findings))
+        Add(findings, Severity::FINE,
+            "'" + SettingsFilePath() + "', "
+                + (MapsByPoints(&used) ? std::to_string(used.pointCount) + " calibration points"
+                                       : "the standard box"));
+}
+
+} // namespace
+
+void CheckSettings(Findings* findings)
+{
+    const std::string fault = SavingFault();
+    if (!fault.empty())
+        Add(findings, Severity::FAULT, fault);
+    SettingsPath path{};
+    const ControllerPointer controller(CreateController(), ReleaseController);
+    if (controller == nullptr || !LocateCalibrationFile(&path))
+        return;
+    Findings ofValues;
+    if (LoadCalibrationFile(controller.get()))
+        CheckValues(&path, &controller->calib, &ofValues);
+    else if (fault.empty())
+        Add(&ofValues, Severity::NOTE,
+            "there is no '" + SettingsFilePath()
+                + "': panels use the calibration in their own memory");
+    if (!fault.empty()) // a good word would contradict it
+        std::erase_if(
+            ofValues, [](const Finding& finding) { return finding.severity == Severity::FINE; });
+    findings->insert(findings->end(), ofValues.begin(), ofValues.end());
+}
+
+} // namespace korvex::command

@@ -1,0 +1,16 @@
+// The settings file "Korvex.ini" of the current directory, looked at with the eyes of who has to
+// put it right.
+#pragma once
+
+#include <string>
+
+#include "command/check/finding.h"
+
+namespace korvex::command {
+
+// Adds whether the file is used and can be saved, and each value in it that is no number, that the
+// runtime reads otherwise than it is written, or that makes the mapping useless. What the runtime
+// does is asked of the routines that it does it with.
+void CheckSettings(Findings* findings);
+
+} // namespace korvex::command

@@ -1,0 +1,70 @@
+#include "command/check/stored_calibration.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "command/check/check_settings.h"
+#include "command/check/finding.h"
+#include "platform/linux/files/whole_files.h"
+#include "process/exit_codes.h"
+#include "runtime/settings_state.h"
+
+namespace korvex::command {
+
+namespace {
+
+std::optional<std::string> ContentOf(const std::string& path)
+{
+    std::string content;
+    return !path.empty() && platform::ReadWholeFile(path, &content) ? std::optional(content)
+                                                                    : std::nullopt;
+}
+
+void KeepContent(const std::string& command, const SettingsBefore* before)
+{
+    const std::string path = before->path + ".old";
+    const auto change = [before](std::string_view /*content*/) { return before->content; };
+    if (platform::ChangeWholeFile(path, change, platform::Durability::SYNCED))
+        fprintf(stderr, "%s: the calibration of before is kept in '%s'\n", command.c_str(),
+            path.c_str());
+    else
+        fprintf(stderr, "%s: the calibration of before cannot be kept in '%s': %s\n",
+            command.c_str(), path.c_str(), strerror(errno));
+}
+
+} // namespace
+
+SettingsBefore LookAtSettings()
+{
+    SettingsBefore before;
+    before.path = SettingsFilePath();
+    before.content = ContentOf(before.path);
+    before.savingFault = SavingFault();
+    Findings findings;
+    CheckSettings(&findings);
+    before.good = before.content.has_value() && !HasFault(&findings);
+    return before;
+}
+
+int JudgeStored(const std::string& command, const SettingsBefore* before)
+{
+    const std::optional<std::string> stored = ContentOf(before->path);
+    if (!stored || stored == before->content)
+        return EXIT_DONE;
+    Findings findings;
+    CheckSettings(&findings);
+    if (!HasFault(&findings))
+        return EXIT_DONE;
+    for (const Finding& finding : findings) {
+        if (finding.severity == Severity::FAULT)
+            fprintf(stderr, "%s: what was stored looks wrong: %s\n", command.c_str(),
+                finding.text.c_str());
+    }
+    if (before->good)
+        KeepContent(command, before);
+    return EXIT_FAULT;
+}
+
+} // namespace korvex::command

@@ -1,0 +1,64 @@
+#include <cstdio>
+
+#include "command/check/stored_calibration.h"
+#include "command/detection.h"
+#include "command/subcommands.h"
+#include "host/panel_test.h"
+#include "input/host_handlers.h"
+#include "machine/machine_setup.h"
+#include "machine/port_state.h"
+#include "platform/linux/machine.h"
+#include "process/end_request.h"
+#include "process/exit_codes.h"
+#include "process/message.h"
+
+namespace korvex::command {
+
+namespace {
+
+// Says on standard error what a person would see on the screen.
+void PrintPanelTestState(const PanelTestContext* context)
+{
+    const uint32_t index = context->targetIndex;
+    if (context->showResult != 0) {
+        fprintf(stderr, "check: touch at %d, %d\npanel quality %u %%\n", context->markerX,
+            context->markerY, PanelQuality(&context->calib));
+        return;
+    }
+    if (index > 0)
+        fprintf(stderr, "sample %u: raw %d, %d\n", index, context->calib.advPoints[index - 1].x,
+            context->calib.advPoints[index - 1].y);
+    if (index == TARGET_COUNT) {
+        fputs("check: touch anywhere\n", stderr);
+        return;
+    }
+    const POINT target = TargetPosition(index);
+    fprintf(stderr, "target %u of %u at %d, %d\n", index + 1, TARGET_COUNT, target.x, target.y);
+}
+
+} // namespace
+
+int RunPanelTest(const Options* options)
+{
+    static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
+    static const SettingsBefore before = LookAtSettings();
+    if (!before.savingFault.empty())
+        TellInBox(options, "The calibration will not be saved: " + before.savingFault,
+            u"Touch Panel Utility");
+    SetHostHandlers({.workerRefused = EndWithoutWorker,
+        .panelTestState = options->windows == "none" ? PrintPanelTestState : nullptr});
+    AskKnownControllers();
+    if (IsEndRequested())
+        return EXIT_DONE;
+    platform::ThisMachine()->onExit = [](int exitCode) {
+        exitCode = EntryExitCode(exitCode);
+        if (exitCode != EXIT_DONE)
+            return exitCode;
+        return before.savingFault.empty() && !WasWriteRefused()
+            ? JudgeStored(EntryCommand(), &before)
+            : EXIT_FAULT;
+    };
+    return RunEntry(options, &PANEL_TEST);
+}
+
+} // namespace korvex::command

@@ -1,0 +1,151 @@
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "command/recording/recording.h"
+#include "command/subcommands.h"
+#include "emulator/emulator.h"
+#include "input/session.h"
+#include "platform/linux/files/whole_files.h"
+#include "process/end_request.h"
+#include "process/exit_codes.h"
+#include "process/options.h"
+#include "runtime/opened_controller.h"
+
+namespace korvex::command {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// some weeks of touches; its events take several times as much memory
+constexpr size_t MAX_RECORDING_BYTES = size_t{256} << 20;
+
+// The emulated controller that a recording stands for.
+emulator::EmulatorOptions EmulatorOf(const Recording* recording)
+{
+    emulator::EmulatorOptions options;
+    options.model = recording->model;
+    options.baudRate = recording->baudRate;
+    options.resolutionBits = recording->resolutionBits;
+    options.fwMajor = recording->fwMajor;
+    options.fwMinor = recording->fwMinor;
+    options.fwBuild = recording->fwBuild;
+    options.memory = recording->memory;
+    return options;
+}
+
+enum class PlayResult { DONE, ENDED, LINE_FULL };
+
+// Sends the reports, each when its time has come.
+PlayResult Play(const Recording* recording, bool fullSpeed, emulator::Emulator* panel)
+{
+    const Clock::time_point start = Clock::now();
+    for (const RecordedReport& report : recording->reports) {
+        const Clock::time_point due = start + (report.time - recording->reports.front().time);
+        while (Clock::now() < due && !fullSpeed) {
+            // Rounded up, so that the wait does not end before its time.
+            if (WaitForEnd(std::chrono::ceil<milliseconds>(due - Clock::now())))
+                return PlayResult::ENDED;
+        }
+        if (!SendBytes(panel, report.bytes))
+            return PlayResult::LINE_FULL;
+    }
+    return PlayResult::DONE;
+}
+
+// Waits until the session has taken everything: the line is empty, and nothing has been counted for
+// longer than a report may take.
+void AwaitSilence(const TouchController* controller, const std::string& terminal)
+{
+    constexpr milliseconds LONGEST_REPORT{200};
+    const auto total = [counters = &controller->counters] {
+        return counters->reports + counters->rejectedPackets + counters->resynchronisations
+            + counters->droppedBytes;
+    };
+    const int line = open(terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    int waiting = 1;
+    uint32_t before = 0;
+    do {
+        before = total();
+        if (WaitForEnd(LONGEST_REPORT))
+            break;
+    } while (total() != before || (ioctl(line, FIONREAD, &waiting) == 0 && waiting > 0));
+    if (line >= 0)
+        close(line);
+}
+
+int Replay(const Options* options, const Recording* recording)
+{
+    const emulator::EmulatorPointer panel = emulator::StartEmulator(EmulatorOf(recording));
+    if (!panel) {
+        fprintf(stderr, "%s: the system refuses a pseudo-terminal\n", options->command.c_str());
+        return EXIT_FAULT;
+    }
+    TouchController* controller = nullptr;
+    int exitCode = OpenController(options, TerminalPath(panel.get()), &controller);
+    if (controller == nullptr)
+        return exitCode;
+    exitCode = StartDriving(options, options->arguments[0], controller);
+    const PlayResult result = exitCode == EXIT_DONE
+        ? Play(recording, options->fullSpeed, panel.get())
+        : PlayResult::ENDED;
+    if (result == PlayResult::DONE)
+        AwaitSilence(controller, TerminalPath(panel.get()));
+    if (result == PlayResult::LINE_FULL) {
+        fprintf(stderr, "%s: the session has taken nothing for a second; the rest is not played\n",
+            options->command.c_str());
+        exitCode = EXIT_FAULT;
+    }
+    const SessionCounters* counters = &controller->counters;
+    fprintf(stderr,
+        "%u reports, %u rejected packets, %u resynchronisations, %u bytes dropped, %u inputs\n",
+        counters->reports.load(), counters->rejectedPackets.load(),
+        counters->resynchronisations.load(), counters->droppedBytes.load(),
+        counters->inputs.load());
+    const std::vector controllers{controller};
+    return EndControllers(&controllers, exitCode);
+}
+
+// Reads a recording's text. Empty, or what is wrong with the file.
+std::string ReadText(const std::string& path, std::string* text)
+{
+    if (platform::ReadWholeFile(path, text, MAX_RECORDING_BYTES))
+        return "";
+    if (errno == EINVAL)
+        return "it is not a file";
+    return errno == EFBIG ? "it is larger than " + std::to_string(MAX_RECORDING_BYTES >> 20) + " MB"
+                          : strerror(errno);
+}
+
+} // namespace
+
+int RunReplay(const Options* options)
+{
+    const std::string& path = options->arguments[0];
+    std::string text;
+    if (const std::string fault = ReadText(path, &text); !fault.empty()) {
+        fprintf(stderr, "%s: cannot read '%s': %s\n", options->command.c_str(), path.c_str(),
+            fault.c_str());
+        return EXIT_FAULT;
+    }
+    std::string fault;
+    Recording recording;
+    if (!ParseRecording(text, &recording, &fault)) {
+        fprintf(stderr, "%s: cannot play '%s': %s\n", options->command.c_str(), path.c_str(),
+            fault.c_str());
+        return EXIT_FAULT;
+    }
+    return Replay(options, &recording);
+}
+
+} // namespace korvex::command

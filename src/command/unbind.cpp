@@ -1,0 +1,31 @@
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "command/subcommands.h"
+#include "discovery/model_table.h"
+#include "machine/port_state.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/port_nodes.h"
+#include "platform/linux/devices/registry.h"
+#include "process/exit_codes.h"
+
+namespace korvex::command {
+
+int RunUnbind(const Options* options)
+{
+    const std::string& name = options->arguments[0];
+    const std::vector<PortState> ports = AllPorts();
+    if (const PortState* port = FindPort(&ports, options, name); port != nullptr) {
+        const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE)
+            + u"\\Parameters\\" + platform::FromUtf8(port->name);
+        platform::ForgetPort(port->node);
+        platform::DeleteRegistryKey(parameters);
+        return EXIT_DONE; // what could not be written has been said
+    }
+    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(),
+        name.c_str());
+    return EXIT_NO_PORT;
+}
+
+} // namespace korvex::command

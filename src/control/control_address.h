@@ -1,0 +1,34 @@
+// Where control sockets are, and the version of what is said there.
+#pragma once
+
+#include <sys/un.h>
+
+#include <string>
+#include <vector>
+
+namespace korvex::command {
+
+// Of the protocol (docs/control.md), in the first line of each connection.
+inline constexpr int CONTROL_PROTOCOL = 1;
+
+// A socket's folder and its name in there; an empty folder: nowhere.
+struct ControlPlace {
+    std::string folder;
+    std::string name;
+};
+
+// The place of this process's socket (StartControl).
+ControlPlace ControlPlaceOf(const std::string& name);
+
+// The paths of all sockets where units and this user's processes have theirs, in order; also of
+// those whose process has died.
+std::vector<std::string> ControlSockets();
+
+// The address of a path; false, with errno set, when it is too long for one.
+bool ControlAddressOf(const std::string& path, sockaddr_un* address);
+
+// A connection to the socket; -1 with errno set where there is none (ECONNREFUSED: its process has
+// died).
+int ConnectTo(const sockaddr_un* address);
+
+} // namespace korvex::command

@@ -1,0 +1,61 @@
+// What the library lets the program around it hear and decide. KORVEX.dll sets none of it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "link/touch_controller.h"
+#include "platform/win32.h"
+
+namespace korvex {
+
+struct PanelTestContext; // host/panel_test.h
+
+// What happens to a session.
+enum class SessionEvent : uint8_t {
+    STARTED, // its reader is about to run; on the thread that starts it
+    // a valid report has come, or a touch has ended without one; on the reader's thread, as the
+    // following ones
+    TOUCHED,
+    REJECTED,  // packets have been rejected, and no report was found behind them
+    PORT_GONE, // the port has failed
+    PORT_BACK, // the controller on it has answered or reported again
+    REPLACED,  // another controller has answered in its place: the session ends
+    ENDED,     // its reader has ended: the last event on that thread
+    // it is told to stop: nobody may use the record behind this call; on the thread that stops it
+    ENDING,
+};
+
+// Routines that are called when something happens. A null one: nobody is told, and the library does
+// what Windows has it do.
+struct HostHandlers {
+    // An event of any session of this process, on the thread that the event names. ENDING may come
+    // beside one of the reader's events, and more than once.
+    void (*sessionEvent)(TouchController* controller, SessionEvent event) = nullptr;
+
+    // Gets every input in place of the system, on the sessions' reader threads; true when it was
+    // sent.
+    bool (*input)(const INPUT* input) = nullptr;
+
+    // The detection worker's thread could not be created; on the entry's thread, before StartHost
+    // returns. Without it the window stays empty until it is closed.
+    void (*workerRefused)() = nullptr;
+
+    // The detecting pass has asked all ports; on the worker's thread.
+    void (*detectionDone)() = nullptr;
+
+    // Writes what the status window shows below its text into `text`, which is empty and has
+    // `capacity` UTF-16 units; on the window's thread.
+    void (*statusDetail)(WCHAR* text, size_t capacity) = nullptr;
+
+    // The panel test has entered another state; on the window's thread.
+    void (*panelTestState)(const PanelTestContext* context) = nullptr;
+};
+
+// Sets all of them, from a copy. Before the first session and StartHost, once in a program.
+void SetHostHandlers(const HostHandlers& handlers);
+
+// Those that are set. Any thread.
+const HostHandlers& Handlers();
+
+} // namespace korvex

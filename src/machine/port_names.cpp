@@ -1,0 +1,87 @@
+#include "machine/port_names.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "platform/linux/serial/port_scan.h"
+
+namespace korvex::command {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Where a name may stand for a tty, the panels' names first.
+constexpr const char* PANEL_FOLDER = "/dev/korvex/";
+constexpr const char* OTHER_FOLDERS[] = {"/dev/", "/dev/serial/by-id/", "/dev/serial/by-path/"};
+
+bool IsTty(const std::string& path)
+{
+    std::error_code error;
+    return fs::is_character_file(path, error);
+}
+
+} // namespace
+
+std::string PathOfPort(const Options* options, const std::string& port)
+{
+    for (const GivenPort& given : options->ports) {
+        if (given.name == port)
+            return given.path;
+    }
+    if (port.find('/') != std::string::npos || port.empty())
+        return port;
+    if (IsTty(PANEL_FOLDER + port))
+        return PANEL_FOLDER + port;
+    for (const platform::ScannedPort& scanned :
+        platform::ScanSerialPorts("/sys", "/dev", "/proc")) {
+        if (scanned.name == port)
+            return scanned.stablePath;
+    }
+    std::error_code error;
+    for (const char* folder : OTHER_FOLDERS) {
+        if (!fs::exists(port, error) && IsTty(folder + port))
+            return folder + port;
+    }
+    return port;
+}
+
+bool IsSamePort(const std::string& path, const std::string& other)
+{
+    // std::filesystem::equivalent of libstdc++ compares no devices.
+    struct stat first{};
+    struct stat second{};
+    return path == other
+        || (stat(path.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0
+            && first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+}
+
+std::string PanelNameOf(const std::string& path)
+{
+    const std::string name = platform::GivenPanelNameOf(path, "/dev");
+    return name.empty() ? fs::path(TtyOf(path)).filename().string() : name;
+}
+
+std::string PanelTitle(const std::string& path)
+{
+    const std::string name = platform::GivenPanelNameOf(path, "/dev");
+    const std::string shown = name.empty() ? path : name;
+    const std::string tty = TtyOf(path);
+    return tty == shown ? shown : shown + " (" + tty + ")";
+}
+
+std::string TtyOf(const std::string& path)
+{
+    std::error_code error;
+    const fs::path tty = fs::canonical(path, error);
+    return error ? path : tty.string();
+}
+
+std::string ShownPath(const std::string& path)
+{
+    return path.starts_with(PANEL_FOLDER) || path.starts_with("/dev/serial/") ? TtyOf(path) : path;
+}
+
+} // namespace korvex::command

@@ -1,0 +1,32 @@
+// What people call a serial port: the name that the administrator gave the panel on it, COM33,
+// ttyUSB0, or a path, a link of udev's say.
+#pragma once
+
+#include <string>
+
+#include "process/options.h"
+
+namespace korvex::command {
+
+// The path to open for a port that is called so; the text itself where nothing has that name. It is
+// best a link that udev makes for the adapter, which leads to it also when it has come back under
+// another number.
+std::string PathOfPort(const Options* options, const std::string& port);
+
+// Whether two paths lead to one tty.
+bool IsSamePort(const std::string& path, const std::string& other);
+
+// The panel on a line: "left", or without such a name that of the tty, "ttyUSB0".
+std::string PanelNameOf(const std::string& path);
+
+// A panel and its port for people: "left (/dev/ttyUSB0)"; the path alone where nothing else is
+// known.
+std::string PanelTitle(const std::string& path);
+
+// Where a path leads now, without links; where it leads nowhere, the path itself.
+std::string TtyOf(const std::string& path);
+
+// The tty itself behind a link of udev's, "/dev/ttyUSB0"; any other path as it is.
+std::string ShownPath(const std::string& path);
+
+} // namespace korvex::command

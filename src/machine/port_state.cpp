@@ -1,0 +1,84 @@
+#include "machine/port_state.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "discovery/device_nodes.h"
+#include "discovery/enumerator_binding.h"
+#include "discovery/model_table.h"
+#include "machine/port_names.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/devices/device_tree.h"
+#include "platform/linux/devices/port_nodes.h"
+#include "platform/linux/serial/port_scan.h"
+#include "process/end_request.h"
+#include "support/bounded_text.h"
+#include "support/owned.h"
+
+namespace korvex::command {
+
+namespace {
+
+PortState StateOf(DEVINST port)
+{
+    SP_DEVINFO_DATA element{};
+    element.cbSize = sizeof(element);
+    element.DevInst = port;
+    const OwnedDevices devices(SetupDiGetClassDevsW(
+        nullptr, platform::InstanceIdOf(port).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT));
+    PortName name{};
+    ReadPortName(devices.value, &element, &name);
+    const std::u16string child = platform::InstanceIdOf(FirstChild(port));
+    const std::string path = platform::NativePathOf(port);
+    return {port, platform::ToUtf8(name.data()), path, platform::GivenPanelNameOf(path, "/dev"),
+        platform::IsPortIgnored(path), platform::ToUtf8(child), ModelFromHardwareId(child.c_str()),
+        IsEnumeratorBound(devices.value, &element)};
+}
+
+} // namespace
+
+std::vector<PortState> AllPorts()
+{
+    std::vector<PortState> ports;
+    for (const DEVINST node : platform::ChildrenOf(0)) {
+        if (!platform::NativePathOf(node).empty())
+            ports.push_back(StateOf(node));
+    }
+    return ports;
+}
+
+bool IsPanelPort(const Options* options, const PortState* port)
+{
+    return !options->ports.empty() || port->bound || port->model != 0 || !port->panel.empty();
+}
+
+const PortState* FindPort(
+    const std::vector<PortState>* ports, const Options* options, const std::string& name)
+{
+    const std::string path = PathOfPort(options, name);
+    const auto found = std::find_if(ports->begin(), ports->end(),
+        [&](const PortState& port) { return port.name == name || IsSamePort(port.path, path); });
+    return found == ports->end() ? nullptr : &*found;
+}
+
+std::string ModelText(uint32_t model)
+{
+    std::array<char, 12> text{};
+    snprintf(text.data(), text.size(), "%X", model);
+    return model == 0 ? "" : text.data();
+}
+
+void AskKnownControllers()
+{
+    for (const PortState& port : AllPorts()) {
+        if (port.model == 0 || IsEndRequested())
+            continue;
+        PortName name{};
+        CopyBounded(name.data(), name.size(), platform::FromUtf8(port.name).c_str());
+        WriteEnumeratorParameters(nullptr, &name, 0);
+        platform::StartFilter(port.node);
+    }
+}
+
+} // namespace korvex::command

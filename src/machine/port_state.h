@@ -1,0 +1,43 @@
+// The ports of the device tree, as a detecting pass would find them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/win32.h"
+#include "process/options.h"
+
+namespace korvex::command {
+
+struct PortState {
+    DEVINST node;
+    std::string name;  // COM3
+    std::string path;  // that is opened, of its tty
+    std::string panel; // the administrator's name of the panel on it; empty: it has none
+    bool ignored;      // it is never asked
+    std::string child; // what is on it, an instance ID; empty: nothing that is known
+    uint32_t model;    // of the child; 0: none of the family
+    bool bound;        // to the enumerator filter
+};
+
+// The states of all ports; none is opened.
+std::vector<PortState> AllPorts();
+
+// Whether `korvex check` asks it although nobody wants all ports asked: a panel is known there, or
+// the port was given.
+bool IsPanelPort(const Options* options, const PortState* port);
+
+// The port that is called so (port_names.h); null when it is none of these.
+const PortState* FindPort(
+    const std::vector<PortState>* ports, const Options* options, const std::string& name);
+
+// A model as people write it, "5200"; empty for 0.
+std::string ModelText(uint32_t model);
+
+// Has the filter ask the line of each whether it is still there, as the refresh of a detection
+// does. A detecting pass without a refresh takes what is known of a port as it is: a controller
+// that was exchanged for another model, or set to another rate, is then found out.
+void AskKnownControllers();
+
+} // namespace korvex::command

@@ -1,0 +1,28 @@
+// The ways that pointer input can go. A new one is a file that fills in the machine's
+// PointerBackend (machine.h), and its row here.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/linux/pointer/pointer_settings.h"
+
+namespace korvex::platform {
+
+struct PointerKind {
+    const char* name; // "uinput"
+    // Has the machine's input go there. False, with a reason, when it cannot.
+    bool (*use)(const PointerSettings& settings, std::string* reason);
+};
+
+// All of them, the usual ones first.
+std::span<const PointerKind> PointerKinds();
+
+// The one of that name; null when there is none.
+const PointerKind* FindPointerKind(const std::string& name);
+
+// Their names.
+std::vector<const char*> PointerNames();
+
+} // namespace korvex::platform

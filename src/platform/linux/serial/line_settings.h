@@ -1,0 +1,24 @@
+// The settings of a tty.
+#pragma once
+
+#include <termios.h>
+
+#include "platform/linux/serial/serial_types.h"
+
+namespace korvex::platform {
+
+// Makes the line carry bytes as they are, and returns the settings that it had, to be put back.
+// False for what is no terminal.
+bool MakeRaw(int descriptor, termios* before);
+
+// What the DCB shows of a line before anything is set; null settings: of what is no terminal.
+void DescribeLine(const termios* settings, DCB* dcb);
+
+// Gives the line the settings of a DCB. False, with the last error set, when it does not take them.
+bool ApplySettings(int descriptor, const DCB* dcb);
+
+// Has received bytes handed over at once: USB adapters otherwise hold them back for up to 16 ms.
+// Drivers without the setting refuse, which is no harm.
+void SetLowLatency(int descriptor);
+
+} // namespace korvex::platform

@@ -1,0 +1,43 @@
+// The windows on an X display and their connection, which the files window_x11*.cpp share. Used on
+// the windows' thread only.
+#pragma once
+
+#include <X11/Xft/Xft.h>
+#include <X11/Xlib.h>
+
+#include <map>
+#include <utility>
+
+#include "platform/linux/windows/window_backend.h"
+
+namespace korvex::platform {
+
+struct ShownWindow {
+    Window window;
+    WindowView view;
+    bool unmanaged = false; // the window manager is passed over
+};
+
+// The connection of the windows' thread.
+struct WindowDisplay {
+    Display* display = nullptr;
+    bool broken = false;   // the server went away
+    int monitorEvent = -1; // the type of the event that tells of changed monitors
+    Atom deleteWindow = 0;
+    Atom windowName = 0;
+    Atom utf8 = 0;
+    Cursor arrow = 0;
+    // those that have been used, by height and boldness; null: there is none
+    std::map<std::pair<int, bool>, XftFont*> fonts;
+    std::map<COLORREF, unsigned long> pixels; // of the colours that have been used
+    std::map<HWND, ShownWindow> windows;
+};
+
+// The one of this process.
+inline WindowDisplay* Connection()
+{
+    static WindowDisplay connection;
+    return &connection;
+}
+
+} // namespace korvex::platform

@@ -1,0 +1,101 @@
+#include "platform/linux/x11/monitors.h"
+
+#include <X11/Xlib.h>
+#include <X11/extensions/Xrandr.h>
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+
+#include "platform/linux/machine.h"
+
+namespace korvex::platform {
+
+namespace {
+
+bool IsNamed(Display* display, const XRRMonitorInfo* monitor, std::string_view name)
+{
+    const std::unique_ptr<char, int (*)(void*)> own(XGetAtomName(display, monitor->name), XFree);
+    return own != nullptr && name == own.get();
+}
+
+bool HasMonitors(Display* display)
+{
+    int event = 0;
+    int error = 0;
+    int major = 0;
+    int minor = 0;
+    return XRRQueryExtension(display, &event, &error) != 0
+        && XRRQueryVersion(display, &major, &minor) != 0
+        && (major > 1 || (major == 1 && minor >= 5));
+}
+
+bool MeasureScreen(Display* display, MonitorArea* area)
+{
+    Window root = 0;
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned border = 0;
+    unsigned depth = 0;
+    if (XGetGeometry(display, DefaultRootWindow(display), &root, &area->x, &area->y, &width,
+            &height, &border, &depth)
+        == 0)
+        return false;
+    area->width = static_cast<int>(width);
+    area->height = static_cast<int>(height);
+    return true;
+}
+
+} // namespace
+
+bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area)
+{
+    int count = 0;
+    const std::unique_ptr<XRRMonitorInfo, void (*)(XRRMonitorInfo*)> monitors(HasMonitors(display)
+            ? XRRGetMonitors(display, DefaultRootWindow(display), True, &count)
+            : nullptr,
+        XRRFreeMonitors);
+    const XRRMonitorInfo* first = monitors.get();
+    if (first == nullptr || count <= 0)
+        return output.empty() && MeasureScreen(display, area);
+    const XRRMonitorInfo* end = first + count;
+    const XRRMonitorInfo* found = std::find_if(first, end, [&](const XRRMonitorInfo& monitor) {
+        return output.empty() ? monitor.primary != False : IsNamed(display, &monitor, output);
+    });
+    if (found == end && !output.empty())
+        return false;
+    const XRRMonitorInfo* monitor = found == end ? first : found;
+    *area = {monitor->x, monitor->y, monitor->width, monitor->height};
+    return true;
+}
+
+void UpdateScreen(bool present, const MonitorArea& area)
+{
+    Screen* screen = &ThisMachine()->screen;
+    if (screen->present.exchange(present) != present) // the pointer or the windows come first
+        NotifyMonitorChange(screen->output, present);
+    if (!present)
+        return;
+    screen->x = area.x;
+    screen->y = area.y;
+    screen->width = area.width;
+    screen->height = area.height;
+}
+
+void NotifyMonitorChange(const std::string& output, bool present)
+{
+    if (const auto& notify = ThisMachine()->observers.monitorChanged; notify)
+        notify(output, present);
+}
+
+bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area)
+{
+    Display* connection = XOpenDisplay(display);
+    if (connection == nullptr)
+        return false;
+    const bool found = FindMonitor(connection, output, area);
+    XCloseDisplay(connection);
+    return found;
+}
+
+} // namespace korvex::platform

@@ -1,0 +1,56 @@
+#include "process/options.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "platform/linux/pointer/pointer_uinput.h"
+
+namespace korvex::command {
+
+namespace {
+
+std::string EnvironmentText(const char* name)
+{
+    const char* value = getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+} // namespace
+
+bool HasDisplay()
+{
+    return !EnvironmentText("DISPLAY").empty();
+}
+
+bool IsWaylandSession()
+{
+    return !EnvironmentText("WAYLAND_DISPLAY").empty()
+        || EnvironmentText("XDG_SESSION_TYPE") == "wayland";
+}
+
+std::string DefaultStateFolder()
+{
+    const std::string folder = EnvironmentText("XDG_STATE_HOME");
+    if (!folder.empty())
+        return folder + "/korvex";
+    std::string home = EnvironmentText("HOME");
+    if (const passwd* user = getpwuid(getuid()); home.empty() && user != nullptr)
+        home = user->pw_dir;
+    return home + "/.local/state/korvex";
+}
+
+void SetDefaults(Options* options)
+{
+    std::string refused;
+    const bool isX = HasDisplay() && !IsWaylandSession();
+    if (!isX && platform::CanMakeInputDevices(&refused))
+        options->pointer = "uinput";
+    else
+        options->pointer = HasDisplay() ? "x11" : "log";
+    options->windows = HasDisplay() ? "x11" : "none";
+    options->stateFolder = DefaultStateFolder();
+}
+
+} // namespace korvex::command

@@ -1,0 +1,36 @@
+#include "process/text_layout.h"
+
+#include <algorithm>
+
+namespace korvex::command {
+
+std::string TextOf(const TextTable* table)
+{
+    std::string text;
+    for (const std::vector<std::string>& row : *table) {
+        for (size_t column = 0; column < row.size(); ++column) {
+            size_t widest = 1;
+            for (const std::vector<std::string>& other : *table)
+                widest = std::max(widest, other[column].size());
+            const std::string cell = row[column].empty() ? "-" : row[column];
+            text += cell
+                + (column + 1 == row.size() ? "\n" : std::string(widest - cell.size() + 2, ' '));
+        }
+    }
+    return text;
+}
+
+std::string Wrapped(std::string_view text, size_t width)
+{
+    std::string wrapped;
+    while (text.size() > width) {
+        size_t space = text.rfind(' ', width);
+        if (space == std::string_view::npos)
+            space = text.find(' '); // behind a word that is longer
+        wrapped.append(text.substr(0, space)).append(space == std::string_view::npos ? "" : "\n");
+        text.remove_prefix(std::min(space, text.size() - 1) + 1);
+    }
+    return wrapped.append(text);
+}
+
+} // namespace korvex::command

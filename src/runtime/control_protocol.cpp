@@ -1,0 +1,381 @@
+#include "runtime/control_protocol.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <system_error>
+
+#include "calibration/calibration.h"
+#include "calibration/mapping.h"
+#include "calibration/orientation.h"
+#include "calibration/settings_file.h"
+#include "control/control_address.h"
+#include "machine/port_names.h"
+#include "machine/port_state.h"
+#include "process/message.h"
+#include "process/options.h"
+#include "runtime/settings_state.h"
+
+namespace korvex::command {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using std::chrono::system_clock;
+
+// The sessions whose calibration a client is trying; the control thread's own.
+std::set<SessionKey> triedSessions;
+
+std::string LineOf(const Json& object)
+{
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+// In UTC, as ISO 8601 has it; null for the epoch.
+Json TimeOf(system_clock::time_point time)
+{
+    if (time == system_clock::time_point())
+        return nullptr;
+    const time_t seconds = system_clock::to_time_t(time);
+    tm parts{};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text.data();
+}
+
+// When the file was changed last; null when that cannot be seen.
+Json ChangeOf(const std::string& path)
+{
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(path, error);
+    return error ? Json()
+                 : TimeOf(std::chrono::time_point_cast<system_clock::duration>(
+                       std::chrono::file_clock::to_sys(time)));
+}
+
+Json PairOf(Point point)
+{
+    return {point.x, point.y};
+}
+
+Json CalibrationOf(const CalibrationData* calib)
+{
+    Json points = Json::array();
+    for (uint32_t i = 0; i < calib->pointCount; ++i)
+        points.push_back(PairOf(calib->advPoints[i]));
+    return {{"orientation", calib->orientation},
+        {"box", {calib->stdMinX, calib->stdMinY, calib->stdMaxX, calib->stdMaxY}},
+        {"points", points}};
+}
+
+Json StateOf(const RunningSession* session)
+{
+    const DrivenPanel* driven = &session->driven;
+    const Json calibration{{"kind", MapsByPoints(&session->calibration) ? "points" : "box"},
+        {"points", session->calibration.pointCount},
+        {"file", session->calibrationFile.empty() ? Json() : Json(session->calibrationFile)},
+        {"changed", session->calibrationFile.empty() ? Json() : ChangeOf(session->calibrationFile)},
+        {"tried", triedSessions.contains(KeyOf(session))}};
+    return {{"panel", driven->panel}, {"path", driven->path}, {"tty", session->tty},
+        {"gone", session->gone}, {"model", ModelText(driven->model)},
+        {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
+        {"baudRate", driven->baudRate}, {"controller", driven->controller},
+        {"since", TimeOf(driven->since)}, {"lastTouch", TimeOf(session->lastTouch)},
+        {"touching", session->touch.touching}, {"raw", PairOf(session->touch.raw)},
+        {"mapped", PairOf(session->mapped)}, {"reports", session->reports},
+        {"rejected", session->rejected}, {"outOfRange", session->outOfRange},
+        {"resynchronisations", session->resynchronisations}, {"dropped", session->dropped},
+        {"inputs", session->inputs}, {"calibration", calibration}};
+}
+
+Json FaultOf(const std::string& text)
+{
+    return {{"error", text}};
+}
+
+// The whole number at a place of a request, when it is one that fits.
+std::optional<int32_t> NumberOf(const Json& value)
+{
+    if (!value.is_number_integer() || value > INT32_MAX || value < INT32_MIN)
+        return std::nullopt;
+    return value.get<int32_t>();
+}
+
+// The numbers of an array of that size.
+std::optional<std::vector<int32_t>> NumbersOf(const Json& list, size_t count)
+{
+    std::vector<int32_t> numbers;
+    if (!list.is_array() || list.size() != count)
+        return std::nullopt;
+    for (const Json& value : list) {
+        if (const std::optional<int32_t> number = NumberOf(value); number)
+            numbers.push_back(*number);
+    }
+    return numbers.size() == count ? std::optional(numbers) : std::nullopt;
+}
+
+// Reads what a request says of a calibration over what holds; empty, or what is wrong with it.
+std::string ReadCalibration(const Json& request, CalibrationData* calib)
+{
+    const auto found = request.find("calibration");
+    if (found == request.end() || !found->is_object())
+        return "'calibration' is missing";
+    for (const auto& [key, value] : found->items()) {
+        if (key == "orientation") {
+            const std::optional<int32_t> number = NumberOf(value);
+            if (!number || *number < 1 || *number > static_cast<int32_t>(MAX_ORIENTATION))
+                return "'orientation' is not from 1 to 8";
+            calib->orientation = static_cast<uint32_t>(*number);
+        } else if (key == "box") {
+            const std::optional<std::vector<int32_t>> box = NumbersOf(value, 4);
+            if (!box || box->at(0) == box->at(2) || box->at(1) == box->at(3))
+                return "'box' is not [x, y, x, y] of two corners";
+            calib->stdMinX = box->at(0);
+            calib->stdMinY = box->at(1);
+            calib->stdMaxX = box->at(2);
+            calib->stdMaxY = box->at(3);
+        } else if (key == "points") {
+            const bool counts = value.is_array()
+                && (value.empty()
+                    || std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), value.size())
+                        != POINT_COUNTS.end());
+            if (!counts)
+                return "'points' are not 0, 4, 9, 16 or 25";
+            calib->pointCount = static_cast<uint32_t>(value.size());
+            for (size_t i = 0; i < value.size(); ++i) {
+                const std::optional<std::vector<int32_t>> point = NumbersOf(value[i], 2);
+                if (!point)
+                    return "point " + std::to_string(i + 1) + " is not [x, y]";
+                calib->advPoints[i] = {point->at(0), point->at(1)};
+            }
+        } else {
+            return "'" + key + "' is none of orientation, box, points";
+        }
+    }
+    return "";
+}
+
+// The panel that a request means: one that it names in any way, or the only one.
+std::optional<RunningSession> SessionOf(const Json& request, std::string* fault)
+{
+    const std::vector<RunningSession> sessions = RunningSessions();
+    if (request.contains("panel") && !request["panel"].is_string()) {
+        *fault = "'panel' is no text";
+        return std::nullopt;
+    }
+    const Options none;
+    const std::string name = request.value("panel", "");
+    const std::string path = PathOfPort(&none, name);
+    if (name.empty() && sessions.size() == 1)
+        return sessions.front();
+    for (const RunningSession& session : sessions) {
+        if (name == session.driven.panel || name == session.tty
+            || (!name.empty() && IsSamePort(path, session.driven.path)))
+            return session;
+    }
+    *fault = name.empty() ? "'panel' is missing, and there is not just one"
+                          : "there is no panel '" + name + "'";
+    return std::nullopt;
+}
+
+void TakeBack(const SessionKey& key, Conversation* conversation)
+{
+    const auto tried = conversation->tried.find(key);
+    if (tried == conversation->tried.end())
+        return;
+    UseSession(key,
+        [tried](TouchController* controller) { InstallCalibration(controller, &tried->second); });
+    triedSessions.erase(key);
+    conversation->tried.erase(tried);
+}
+
+Json DoStatus(
+    const Json& /*request*/, const RunningSession* /*session*/, Conversation* /*conversation*/)
+{
+    Json panels = Json::array();
+    for (const RunningSession& session : RunningSessions())
+        panels.push_back(StateOf(&session));
+    Json awaited = Json::array();
+    for (const AwaitedPanel& panel : AwaitedPanels())
+        awaited.push_back({{"panel", panel.panel}, {"path", panel.path}, {"reason", panel.reason}});
+    return {{"process", getpid()}, {"panels", panels}, {"awaited", awaited}};
+}
+
+Json DoListen(const Json& request, const RunningSession* session, Conversation* conversation)
+{
+    conversation->listens = true;
+    conversation->listensTo = request.contains("panel") ? session->driven.path : "";
+    return Json::object();
+}
+
+Json DoSilence(
+    const Json& /*request*/, const RunningSession* /*session*/, Conversation* conversation)
+{
+    conversation->listens = false;
+    return Json::object();
+}
+
+Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
+{
+    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)},
+        {"file", SettingsFilePath()}, {"savingFault", SavingFault()}};
+}
+
+bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
+{
+    return triedSessions.contains(key) && !conversation->tried.contains(key);
+}
+
+constexpr const char* TRIED_BY_ANOTHER = "another client is trying a calibration of this panel";
+constexpr const char* HAS_ENDED = "the session has ended";
+
+Json DoTry(const Json& request, const RunningSession* session, Conversation* conversation)
+{
+    const SessionKey key = KeyOf(session);
+    if (IsTriedByAnother(key, conversation))
+        return FaultOf(TRIED_BY_ANOTHER);
+    CalibrationData wanted = session->calibration;
+    if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
+        return FaultOf(fault);
+    const bool used = UseSession(key, [&](TouchController* controller) {
+        conversation->tried.try_emplace(key, CopyCalibration(controller));
+        triedSessions.insert(key);
+        const CalibrationData merged = MergeCalibration(controller, &wanted);
+        InstallCalibration(controller, &merged);
+    });
+    return used ? Json::object() : FaultOf(HAS_ENDED);
+}
+
+Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversation* conversation)
+{
+    TakeBack(KeyOf(session), conversation);
+    return Json::object();
+}
+
+// Without "calibration" what is being tried is stored.
+Json DoStore(const Json& request, const RunningSession* session, Conversation* conversation)
+{
+    const SessionKey key = KeyOf(session);
+    if (IsTriedByAnother(key, conversation))
+        return FaultOf(TRIED_BY_ANOTHER);
+    CalibrationData stored = session->calibration;
+    if (request.contains("calibration")) {
+        CalibrationData wanted = session->calibration;
+        if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
+            return FaultOf(fault);
+        if (!UseSession(key, [&](TouchController* controller) {
+                stored = MergeCalibration(controller, &wanted);
+            }))
+            return FaultOf(HAS_ENDED);
+    } else if (!conversation->tried.contains(key)) {
+        return FaultOf("'calibration' is missing, and none is being tried");
+    }
+    const std::string file = SettingsFilePath();
+    if (!WriteCalibrationFile(&stored)) {
+        const std::string fault = SavingFault();
+        return {{"stored", false}, {"file", file},
+            {"error",
+                fault.empty() ? "'" + file
+                        + "' cannot be written: the system refuses it; its disk may be full"
+                              : fault}};
+    }
+    UseSession(key, [&](TouchController* controller) { InstallCalibration(controller, &stored); });
+    conversation->tried.erase(key);
+    triedSessions.erase(key);
+    NoteStoredCalibration(key, file);
+    Tell(Priority::NOTICE,
+        PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
+    return {{"stored", true}, {"file", file}};
+}
+
+struct Request {
+    std::string_view name;
+    bool ofPanel; // it means one panel
+    Json (*carryOut)(
+        const Json& request, const RunningSession* session, Conversation* conversation);
+};
+
+constexpr std::array REQUESTS{Request{"status", false, DoStatus},
+    Request{"listen", false, DoListen}, Request{"silence", false, DoSilence},
+    Request{"calibration", true, DoRead}, Request{"try", true, DoTry},
+    Request{"store", true, DoStore}, Request{"takeBack", true, DoTakeBack}};
+
+Json CarryOut(const Json& request, const std::string& name, Conversation* conversation)
+{
+    const auto* found = std::find_if(REQUESTS.begin(), REQUESTS.end(),
+        [&name](const Request& known) { return known.name == name; });
+    if (found == REQUESTS.end())
+        return FaultOf("'" + name + "' is no request of this protocol");
+    std::string fault;
+    std::optional<RunningSession> session;
+    if (found->ofPanel || request.contains("panel"))
+        session = SessionOf(request, &fault);
+    if (!fault.empty())
+        return FaultOf(fault);
+    return found->carryOut(request, session ? &*session : nullptr, conversation);
+}
+
+} // namespace
+
+std::string Greeting()
+{
+    return LineOf({{"korvex", KORVEX_VERSION}, {"protocol", CONTROL_PROTOCOL}});
+}
+
+std::string Answer(std::string_view line, Conversation* conversation)
+{
+    const Json request = Json::parse(line, nullptr, false);
+    if (!request.is_object())
+        return LineOf(FaultOf("this is no JSON object"));
+    const auto found = request.find("do");
+    const std::string name
+        = found != request.end() && found->is_string() ? found->get<std::string>() : "";
+    Json answer{{"re", name}};
+    if (request.contains("id")) {
+        const Json& id = request["id"];
+        if (!id.is_string() && !id.is_number()) // a deep one would need a deep stack
+            return LineOf(FaultOf("'id' is neither a text nor a number"));
+        answer["id"] = id;
+    }
+    answer.update(
+        name.empty() ? FaultOf("'do' is missing") : CarryOut(request, name, conversation));
+    return LineOf(answer);
+}
+
+std::string EventLine(const PanelEvent* event, const Conversation* conversation)
+{
+    if (!conversation->listens
+        || (!conversation->listensTo.empty() && conversation->listensTo != event->path))
+        return "";
+    const Json panel = event->panel;
+    switch (event->kind) {
+    case PanelEvent::Kind::BEGAN:
+        return LineOf({{"event", "began"}, {"panel", panel}});
+    case PanelEvent::Kind::TOUCH:
+        return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence},
+            {"raw", PairOf(event->raw)}, {"mapped", PairOf(event->mapped)},
+            {"touching", event->touching}});
+    case PanelEvent::Kind::GONE:
+        return LineOf({{"event", "gone"}, {"panel", panel}});
+    case PanelEvent::Kind::BACK:
+        return LineOf({{"event", "back"}, {"panel", panel}});
+    default:
+        return LineOf({{"event", "ended"}, {"panel", panel}});
+    }
+}
+
+void EndConversation(Conversation* conversation)
+{
+    conversation->listens = false;
+    while (!conversation->tried.empty())
+        TakeBack(SessionKey(conversation->tried.begin()->first), conversation);
+}
+
+} // namespace korvex::command

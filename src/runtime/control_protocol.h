@@ -1,0 +1,34 @@
+// What is said on the control socket (docs/control.md): requests and answers, one JSON object a
+// line.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "link/touch_controller.h"
+#include "runtime/running_sessions.h"
+
+namespace korvex::command {
+
+// A connection, as far as the protocol goes.
+struct Conversation {
+    bool listens = false;
+    std::string listensTo;                       // a port's path; empty: to all
+    std::map<SessionKey, CalibrationData> tried; // what held before the client tried another one
+};
+
+// The first line of a connection.
+std::string Greeting();
+
+// The answer to one line of a client, whatever it is, with its end. What it says about calibrations
+// has then been done. On the control thread.
+std::string Answer(std::string_view line, Conversation* conversation);
+
+// The line for an event; empty when the client does not listen to it.
+std::string EventLine(const PanelEvent* event, const Conversation* conversation);
+
+// Takes back what the client has tried and not stored.
+void EndConversation(Conversation* conversation);
+
+} // namespace korvex::command

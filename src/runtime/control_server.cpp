@@ -1,0 +1,346 @@
+#include "runtime/control_server.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <list>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "control/control_address.h"
+#include "process/message.h"
+#include "runtime/control_protocol.h"
+
+namespace korvex::command {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr size_t MAX_CLIENTS = 16;
+constexpr size_t MAX_LINE = 64UL * 1024;
+constexpr size_t MAX_OUTPUT = 256UL * 1024; // that a client has not taken yet
+// after which a client that waits for nothing makes room for another
+constexpr std::chrono::seconds IDLE_LIMIT{1};
+constexpr int BACKLOG = 64;
+
+struct Client {
+    int socket;
+    std::string input; // an unfinished line
+    std::string output;
+    Conversation conversation;
+    steady_clock::time_point lastHeard = steady_clock::now();
+    bool dropped = false;
+};
+
+struct Server {
+    std::string path; // of the socket
+    int listener = -1;
+    int reserve = -1; // a descriptor to give up for a client that cannot be had otherwise
+    int stop = -1;    // an eventfd
+    int events = -1;  // likewise: something has happened on a panel
+    bool listening = false;
+    std::list<Client> clients;
+    std::thread thread;
+};
+
+Server* TheServer()
+{
+    static auto* server = new Server;
+    return server;
+}
+
+bool IsIdle(const Client* client)
+{
+    return !client->conversation.listens && client->conversation.tried.empty()
+        && steady_clock::now() - client->lastHeard >= IDLE_LIMIT;
+}
+
+void Send(Client* client, const std::string& text)
+{
+    client->output += text;
+    while (!client->output.empty()) {
+        const ssize_t sent = send(client->socket, client->output.data(), client->output.size(),
+            MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0) {
+            client->dropped = client->dropped || (errno != EAGAIN && errno != EINTR)
+                || client->output.size() > MAX_OUTPUT;
+            return;
+        }
+        client->output.erase(0, static_cast<size_t>(sent));
+    }
+}
+
+bool HasRequest(const Client* client)
+{
+    return !client->dropped && client->input.find('\n') != std::string::npos;
+}
+
+// Takes in what has come, a little at a time.
+void Receive(Client* client)
+{
+    std::array<char, 4096> bytes{};
+    const ssize_t count = recv(client->socket, bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (count <= 0) {
+        client->dropped = client->dropped || count == 0 || (errno != EAGAIN && errno != EINTR);
+        return;
+    }
+    client->lastHeard = steady_clock::now();
+    client->input.append(bytes.data(), static_cast<size_t>(count));
+    if (std::min(client->input.find('\n'), client->input.size()) > MAX_LINE) {
+        Send(client, "{\"error\":\"a line is longer than 65536 bytes\"}\n");
+        client->dropped = true;
+    }
+}
+
+// Has events kept as long as somebody listens.
+void UpdateListening(Server* server)
+{
+    const bool listening = std::any_of(server->clients.begin(), server->clients.end(),
+        [](const Client& client) { return !client.dropped && client.conversation.listens; });
+    if (listening != server->listening)
+        ListenToSessions(listening ? server->events : -1);
+    server->listening = listening;
+}
+
+// Answers a client's next request; one, so that no client keeps the others waiting.
+void AnswerNext(Server* server, Client* client)
+{
+    const size_t end = client->input.find('\n');
+    const std::string line = client->input.substr(0, end);
+    client->input.erase(0, end + 1);
+    const std::string answer = Answer(line, &client->conversation);
+    UpdateListening(server); // who has been told that it listens misses nothing
+    Send(client, answer);
+}
+
+// Takes a connection, also when the process may not open one more descriptor: a listener that stays
+// readable would keep the thread busy.
+int Accept(Server* server)
+{
+    const int socket = accept4(server->listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (socket >= 0 || (errno != EMFILE && errno != ENFILE))
+        return socket;
+    close(server->reserve);
+    const int unwanted = accept(server->listener, nullptr, nullptr);
+    if (unwanted >= 0)
+        close(unwanted);
+    server->reserve = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    return -1;
+}
+
+void Welcome(Server* server)
+{
+    const int socket = Accept(server);
+    if (socket < 0)
+        return;
+    if (server->clients.size() >= MAX_CLIENTS) {
+        const auto idle = std::find_if(server->clients.begin(), server->clients.end(),
+            [](const Client& client) { return IsIdle(&client); });
+        if (idle == server->clients.end()) {
+            constexpr std::string_view REFUSAL = "{\"error\":\"too many clients\"}\n";
+            send(socket, REFUSAL.data(), REFUSAL.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+            close(socket);
+            return;
+        }
+        close(idle->socket);
+        server->clients.erase(idle);
+    }
+    server->clients.push_back({socket, {}, {}, {}});
+    Send(&server->clients.back(), Greeting());
+}
+
+void PassEventsOn(Server* server)
+{
+    eventfd_t count = 0;
+    if (!server->listening || eventfd_read(server->events, &count) != 0)
+        return;
+    for (const PanelEvent& event : TakePanelEvents()) {
+        for (Client& client : server->clients) {
+            if (const std::string line = EventLine(&event, &client.conversation); !line.empty())
+                Send(&client, line);
+        }
+    }
+}
+
+void DropClients(Server* server)
+{
+    for (auto client = server->clients.begin(); client != server->clients.end();) {
+        if (!client->dropped) {
+            ++client;
+            continue;
+        }
+        EndConversation(&client->conversation);
+        close(client->socket);
+        client = server->clients.erase(client);
+    }
+    UpdateListening(server);
+}
+
+// Serves what is there; false once it is to stop. A client whose next request has come already is
+// asked for no more.
+bool ServeOnce(Server* server)
+{
+    std::vector<pollfd> polled{
+        {server->stop, POLLIN, 0}, {server->listener, POLLIN, 0}, {server->events, POLLIN, 0}};
+    bool pending = false;
+    for (const Client& client : server->clients) {
+        const bool hasRequest = HasRequest(&client);
+        pending = pending || hasRequest;
+        polled.push_back({client.socket,
+            static_cast<short>((hasRequest ? 0 : POLLIN) | (client.output.empty() ? 0 : POLLOUT)),
+            0});
+    }
+    if (poll(polled.data(), polled.size(), pending ? 0 : -1) < 0)
+        return errno == EINTR;
+    if (polled[0].revents != 0)
+        return false;
+    size_t next = 3;
+    for (Client& client : server->clients) {
+        const short ready = polled[next++].revents;
+        PassEventsOn(server);
+        if ((ready & POLLOUT) != 0)
+            Send(&client, "");
+        if (!HasRequest(&client) && (ready & ~POLLOUT) != 0)
+            Receive(&client);
+        if (HasRequest(&client))
+            AnswerNext(server, &client);
+    }
+    PassEventsOn(server);
+    DropClients(server);
+    if (polled[1].revents != 0)
+        Welcome(server);
+    return true;
+}
+
+void Serve(Server* server)
+{
+    for (bool running = true; running;) {
+        try {
+            running = ServeOnce(server);
+        } catch (const std::exception&) { // memory is short, say; whoever asked for so much goes
+            for (Client& client : server->clients)
+                client.dropped = true;
+        }
+    }
+    for (Client& client : server->clients)
+        client.dropped = true;
+    DropClients(server);
+}
+
+// A descriptor that holds the folder's lock against processes that look for a name in it too; -1
+// with errno set. One that is held up in there holds up nobody else for long.
+int LockFolder(const std::string& folder)
+{
+    const int lock = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int tries = 0; lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0; ++tries) {
+        if (tries == 50 || errno != EWOULDBLOCK) {
+            const int error = errno;
+            close(lock);
+            errno = error;
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return lock;
+}
+
+// Binds the socket under the first name that no living process has. False with errno set.
+bool Bind(Server* server, const std::string& folder, const std::string& name)
+{
+    const int lock = LockFolder(folder);
+    if (lock < 0)
+        return false;
+    bool bound = false;
+    for (int number = 1; !bound && number < 100; ++number) {
+        server->path = folder;
+        server->path.append("/").append(name).append(
+            number == 1 ? "" : "." + std::to_string(number));
+        sockaddr_un address{};
+        if (!ControlAddressOf(server->path, &address))
+            break;
+        const int living = ConnectTo(&address);
+        if (living >= 0)
+            close(living);
+        if (living >= 0 || errno == EAGAIN) // it has not taken those before yet
+            continue;
+        struct stat status{};
+        // its process has died
+        if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0
+            && S_ISSOCK(status.st_mode))
+            unlink(server->path.c_str());
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket
+        // address
+        bound = bind(server->listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address))
+                == 0
+            && chmod(server->path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0
+            && listen(server->listener, BACKLOG) == 0;
+        if (!bound)
+            break;
+    }
+    const int error = errno;
+    close(lock);
+    errno = error;
+    return bound;
+}
+
+} // namespace
+
+void StartControl(const std::string& command, const std::string& name)
+{
+    const ControlPlace place = ControlPlaceOf(name);
+    if (place.folder.empty())
+        return;
+    Server* server = TheServer();
+    std::error_code ignored;
+    std::filesystem::create_directory(place.folder, ignored);
+    server->listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    server->stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    server->events = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    server->reserve = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const bool started = server->listener >= 0 && server->stop >= 0 && server->events >= 0
+        && Bind(server, place.folder, place.name);
+    std::string fault = started ? "" : strerror(errno);
+    try {
+        if (started)
+            server->thread = std::thread(Serve, server);
+    } catch (const std::system_error& refused) {
+        fault = refused.what();
+        unlink(server->path.c_str());
+    }
+    if (fault.empty())
+        return;
+    Tell(Priority::WARNING, command + ": no control socket in '" + place.folder + "': " + fault);
+    for (int* descriptor : {&server->listener, &server->stop, &server->events, &server->reserve}) {
+        if (*descriptor >= 0)
+            close(std::exchange(*descriptor, -1));
+    }
+}
+
+void EndControl()
+{
+    Server* server = TheServer();
+    if (!server->thread.joinable())
+        return;
+    eventfd_write(server->stop, 1);
+    unlink(server->path.c_str());
+    server->thread.join();
+}
+
+} // namespace korvex::command

@@ -1,0 +1,44 @@
+// Controllers on ports that are given by their paths, for the commands that need neither bindings
+// nor a device tree.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "link/touch_controller.h"
+#include "process/options.h"
+
+namespace korvex::command {
+
+// The port's handle; INVALID_HANDLE_VALUE, with the last error set, when it cannot be opened or is
+// no serial port.
+HANDLE OpenPort(const std::string& path);
+
+// A new record for the controller on an open port, which is closed with it; the end request
+// (end_request.h) stops its exchanges. Null when memory is short; the port is then closed.
+TouchController* ControllerOn(HANDLE port);
+
+// Opens the port, named as people do (port_names.h), and identifies the controller on it, which is
+// then the caller's: EXIT_DONE. What goes wrong is said on standard error, and the result is the
+// command's exit code for it. When the end is requested meanwhile: EXIT_DONE without a controller.
+// `controller` is null wherever there is none.
+int OpenController(const Options* options, const std::string& port, TouchController** controller);
+
+// The same, but where the port is not there, is in use, or nothing on it answers, it is asked
+// again, every 2 to 30 seconds, until a controller is found or the end is requested. Why there is
+// none is said once for each reason.
+int AwaitController(const Options* options, const std::string& port, TouchController** controller);
+
+// Starts the session, and says on standard error which controller is driven on that port: from then
+// on no touch is lost. EXIT_FAULT after another line there when the system refuses a thread.
+int StartDriving(const Options* options, const std::string& port, TouchController* controller);
+
+// Waits until the end is requested, and then stops the running session: true; or until the session
+// has ended by itself: false.
+bool WaitForEndOf(TouchController* controller);
+
+// Stops the sessions, frees the controllers and gives `exitCode` back. Ends the process with it
+// instead when a reader could not be ended, because what that reader uses must stay.
+int EndControllers(const std::vector<TouchController*>* controllers, int exitCode);
+
+} // namespace korvex::command

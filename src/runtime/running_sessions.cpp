@@ -1,0 +1,368 @@
+#include "runtime/running_sessions.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "input/session.h"
+#include "machine/port_names.h"
+#include "platform/linux/serial/serial_port.h"
+#include "process/message.h"
+#include "process/service_manager.h"
+#include "runtime/settings_state.h"
+
+namespace korvex::command {
+
+namespace {
+
+using std::chrono::steady_clock;
+using std::chrono::system_clock;
+
+constexpr size_t MAX_EVENTS = 512; // more than a second of a line that is full of reports
+constexpr std::chrono::seconds NOISE_PERIOD{60};
+constexpr uint32_t MIN_PACKETS = 100; // a share of fewer says nothing
+constexpr uint32_t NOISY_SHARE = 100; // one of so many packets rejected
+
+// The packets of the last minute, looked at when some come.
+struct NoiseWatch {
+    struct Mark {
+        steady_clock::time_point time;
+        uint32_t reports; // counters at that time
+        uint32_t rejected;
+    };
+    std::deque<Mark> marks; // a second apart
+    bool noisy = false;
+};
+
+// One for each port that a session has run on. A later session on the port takes its place: the
+// port is free only when its reader has ended.
+struct Entry {
+    DrivenPanel driven;
+    std::string tty;
+    std::string title;                     // panel and port, for people
+    TouchController* controller = nullptr; // null once the session is told to stop
+    std::string calibrationFile;
+    std::atomic<int64_t> lastTouchMs = 0; // since the epoch
+    std::atomic<uint32_t> sequence = 0;
+    NoiseWatch noise; // the reader's own
+};
+
+struct Sessions {
+    std::mutex mutex; // guards the entries and what they say of a session
+    std::map<std::string, Entry> entries;
+    std::map<std::string, AwaitedPanel> awaited; // by path
+    bool sharingTold = false;
+
+    std::atomic<bool> listening = false;
+    std::mutex eventsMutex; // guards the rest
+    int descriptor = -1;
+    std::deque<PanelEvent> events;
+};
+
+Sessions* AllSessions()
+{
+    static auto* sessions = new Sessions; // readers may outlive what an exit tears down
+    return sessions;
+}
+
+int64_t MillisecondsOf(system_clock::time_point time)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+Entry* EntryOf(TouchController* controller)
+{
+    return static_cast<Entry*>(controller->observed);
+}
+
+// A controller's calibration comes from the file where that is used, else from its own memory.
+std::string LoadedFrom()
+{
+    const std::string path = SettingsFilePath();
+    return access(path.c_str(), R_OK | W_OK) == 0 ? path : "";
+}
+
+// Says once that panels share their calibration.
+void TellOfSharing(Sessions* sessions)
+{
+    size_t running = 0;
+    for (const auto& [path, entry] : sessions->entries)
+        running += entry.controller != nullptr ? 1 : 0;
+    if (running < 2 || std::exchange(sessions->sharingTold, true))
+        return;
+    Tell(Priority::WARNING,
+        "more than one controller is driven with the calibration in '" + SettingsFilePath()
+            + "'; 'korvex drive' in a folder of its own gives each panel one of its own");
+}
+
+DrivenPanel Describe(const TouchController* controller)
+{
+    const std::string path = platform::OpenedPathOf(controller->link.handle);
+    return {PanelNameOf(path), path, controller->model,
+        std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor) + "."
+            + std::to_string(controller->fwBuild),
+        DescriptionOf(controller), controller->resolutionBits, controller->link.baudRate,
+        system_clock::now()};
+}
+
+void Keep(PanelEvent event)
+{
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->eventsMutex);
+    if (sessions->descriptor < 0)
+        return;
+    if (sessions->events.size() == MAX_EVENTS)
+        sessions->events.pop_front();
+    sessions->events.push_back(std::move(event));
+    eventfd_write(sessions->descriptor, 1);
+}
+
+void Start(TouchController* controller)
+{
+    const DrivenPanel driven = Describe(controller);
+    const std::string calibrationFile = LoadedFrom();
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->mutex);
+    Entry* entry = &sessions->entries[driven.path];
+    entry->driven = driven;
+    entry->tty = TtyOf(driven.path);
+    entry->title = PanelTitle(driven.path);
+    entry->controller = controller;
+    entry->calibrationFile = calibrationFile;
+    entry->lastTouchMs = 0;
+    entry->sequence = 0;
+    entry->noise = {};
+    controller->observed = entry;
+    sessions->awaited.erase(driven.path);
+    TellOfSharing(sessions);
+    if (sessions->listening)
+        Keep({PanelEvent::Kind::BEGAN, driven.panel, driven.path, 0, {}, {}, false});
+}
+
+void KeepTouch(TouchController* controller, Entry* entry, uint32_t sequence)
+{
+    ReportSnapshot report{};
+    LiveTouch touch{};
+    TakeLiveSnapshot(controller, &report, &touch);
+    Keep({PanelEvent::Kind::TOUCH, entry->driven.panel, entry->driven.path, sequence, touch.raw,
+        {report.lastX, report.lastY}, touch.touching});
+}
+
+void JudgeNoise(TouchController* controller, Entry* entry)
+{
+    NoiseWatch* noise = &entry->noise;
+    const steady_clock::time_point now = steady_clock::now();
+    const NoiseWatch::Mark mark{
+        now, controller->counters.reports, controller->counters.rejectedPackets};
+    if (noise->marks.empty())
+        noise->marks.push_back({now, 0, 0});
+    while (noise->marks.size() > 1 && now - noise->marks[1].time >= NOISE_PERIOD)
+        noise->marks.pop_front();
+    const uint32_t rejected = mark.rejected - noise->marks.front().rejected;
+    const uint32_t packets = mark.reports - noise->marks.front().reports + rejected;
+    const bool noisy = uint64_t{rejected} * NOISY_SHARE > packets;
+    if (packets >= MIN_PACKETS && noisy != noise->noisy) {
+        noise->noisy = noisy;
+        Tell(noisy ? Priority::WARNING : Priority::NOTICE,
+            entry->title + ": " + std::to_string(rejected) + " of the last minute's "
+                + std::to_string(packets) + " packets were spoiled"
+                + (noisy ? "; check cable, grounding and what else is on the line"
+                         : ": the line is good again"));
+    }
+    if (now - noise->marks.back().time >= std::chrono::seconds(1))
+        noise->marks.push_back(mark);
+}
+
+// Nobody gets at the controller from here on.
+void Close(Entry* entry)
+{
+    const std::lock_guard guard(AllSessions()->mutex);
+    entry->controller = nullptr;
+}
+
+void End(Entry* entry)
+{
+    Close(entry);
+    if (AllSessions()->listening)
+        Keep({PanelEvent::Kind::ENDED, entry->driven.panel, entry->driven.path, entry->sequence, {},
+            {}, false});
+}
+
+void ChangePort(Entry* entry, bool gone)
+{
+    Sessions* sessions = AllSessions();
+    if (!gone) { // it may be under another number
+        const std::lock_guard guard(sessions->mutex);
+        entry->tty = TtyOf(entry->driven.path);
+        entry->title = PanelTitle(entry->driven.path);
+    }
+    const std::string line = entry->title + (gone ? ": the port has gone" : ": the port is back");
+    Tell(gone ? Priority::WARNING : Priority::NOTICE, line);
+    NotifyServiceManager(
+        "STATUS=" + (gone ? line : entry->title + ": " + entry->driven.controller));
+    if (sessions->listening)
+        Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->driven.panel,
+            entry->driven.path, entry->sequence, {}, {}, false});
+}
+
+// The entry of a session that runs, else null. Under the lock.
+Entry* FindRunning(const SessionKey& key)
+{
+    const auto found = AllSessions()->entries.find(key.path);
+    const bool runs = found != AllSessions()->entries.end() && found->second.controller != nullptr
+        && found->second.driven.since == key.since;
+    return runs ? &found->second : nullptr;
+}
+
+RunningSession StateOf(Entry* entry)
+{
+    TouchController* controller = entry->controller;
+    const SessionCounters* counters = &controller->counters;
+    RunningSession state{};
+    state.driven = entry->driven;
+    state.tty = entry->tty;
+    state.lastTouch = system_clock::time_point(std::chrono::milliseconds(entry->lastTouchMs));
+    state.gone = controller->portGone == 1;
+    ReportSnapshot report{};
+    TakeLiveSnapshot(controller, &report, &state.touch);
+    state.mapped = {report.lastX, report.lastY};
+    state.reports = counters->reports;
+    state.rejected = counters->rejectedPackets;
+    state.outOfRange = counters->outOfRange;
+    state.resynchronisations = counters->resynchronisations;
+    state.dropped = counters->droppedBytes;
+    state.inputs = counters->inputs;
+    state.calibration = CopyCalibration(controller);
+    state.calibrationFile = entry->calibrationFile;
+    return state;
+}
+
+} // namespace
+
+void HandleSessionEvent(TouchController* controller, SessionEvent event)
+{
+    if (event == SessionEvent::STARTED) {
+        Start(controller);
+        return;
+    }
+    Entry* entry = EntryOf(controller);
+    if (entry == nullptr)
+        return;
+    switch (event) {
+    case SessionEvent::TOUCHED: {
+        entry->lastTouchMs = MillisecondsOf(system_clock::now());
+        const uint32_t sequence = ++entry->sequence;
+        if (AllSessions()->listening)
+            KeepTouch(controller, entry, sequence);
+        JudgeNoise(controller, entry);
+        break;
+    }
+    case SessionEvent::REJECTED:
+        JudgeNoise(controller, entry);
+        break;
+    case SessionEvent::PORT_GONE:
+    case SessionEvent::PORT_BACK:
+        ChangePort(entry, event == SessionEvent::PORT_GONE);
+        break;
+    case SessionEvent::REPLACED:
+        Tell(Priority::WARNING, entry->title + ": another controller answers there");
+        break;
+    case SessionEvent::ENDED:
+        End(entry);
+        break;
+    default:
+        Close(entry);
+        break;
+    }
+}
+
+std::vector<RunningSession> RunningSessions()
+{
+    Sessions* sessions = AllSessions();
+    std::vector<RunningSession> running;
+    const std::lock_guard guard(sessions->mutex);
+    for (auto& [path, entry] : sessions->entries) {
+        if (entry.controller != nullptr)
+            running.push_back(StateOf(&entry));
+    }
+    return running;
+}
+
+void NoteAwaited(const std::string& path, const std::string& reason)
+{
+    const AwaitedPanel awaited{PanelNameOf(path), path, reason};
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->mutex);
+    if (reason.empty())
+        sessions->awaited.erase(path);
+    else
+        sessions->awaited[path] = awaited;
+}
+
+std::vector<AwaitedPanel> AwaitedPanels()
+{
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->mutex);
+    std::vector<AwaitedPanel> awaited;
+    for (const auto& [path, panel] : sessions->awaited)
+        awaited.push_back(panel);
+    return awaited;
+}
+
+SessionKey KeyOf(const RunningSession* session)
+{
+    return {session->driven.path, session->driven.since};
+}
+
+bool UseSession(const SessionKey& key, const std::function<void(TouchController*)>& use)
+{
+    const std::lock_guard guard(AllSessions()->mutex);
+    const Entry* entry = FindRunning(key);
+    if (entry != nullptr)
+        use(entry->controller);
+    return entry != nullptr;
+}
+
+void NoteStoredCalibration(const SessionKey& key, const std::string& file)
+{
+    const std::lock_guard guard(AllSessions()->mutex);
+    if (Entry* entry = FindRunning(key); entry != nullptr)
+        entry->calibrationFile = file;
+}
+
+void ListenToSessions(int descriptor)
+{
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->eventsMutex);
+    sessions->descriptor = descriptor;
+    sessions->listening = descriptor >= 0;
+    sessions->events.clear();
+}
+
+std::vector<PanelEvent> TakePanelEvents()
+{
+    Sessions* sessions = AllSessions();
+    const std::lock_guard guard(sessions->eventsMutex);
+    std::vector<PanelEvent> events(std::make_move_iterator(sessions->events.begin()),
+        std::make_move_iterator(sessions->events.end()));
+    sessions->events.clear();
+    return events;
+}
+
+std::string DescriptionOf(const TouchController* controller)
+{
+    std::array<char, 80> text{};
+    snprintf(text.data(), text.size(), "controller %X, firmware %u.%u.%u, %u bits, %u baud",
+        controller->model, controller->fwMajor, controller->fwMinor, controller->fwBuild,
+        controller->resolutionBits, controller->link.baudRate);
+    return text.data();
+}
+
+} // namespace korvex::command
