@@ -1,5 +1,5 @@
-// The figures and texts that the calibration's page is drawn of. Lengths and places in pixels. On
-// the window's thread, on a device that PrepareDevice has seen.
+// Figures and texts of the calibration's page. Lengths and places in pixels. On the window's
+// thread, after PrepareDevice.
 #pragma once
 
 #include "console/page_layout.h"
@@ -20,31 +20,36 @@ inline constexpr int TITLE_UNITS = 7;
 inline constexpr int WORDS_UNITS = 5;
 inline constexpr int SMALL_UNITS = 3;
 
+// How a text looks.
 struct Words {
-    int units; // of the letters' height
+    int units; // the letters' height, in page units
     int weight;
     COLORREF color;
-    UINT format;
+    UINT format; // DT_ flags
 };
 
-// Writes into the area; what is left of it is below the text.
+// Sets the device up for the routines below: figures without outlines, text without a background.
+void PrepareDevice(HDC device);
+
+// Writes a text centred at the top of the area on a screen of that size, and takes its height off
+// the area. An empty text changes nothing.
 void Write(HDC device, POINT screen, const WCHAR* text, Words words, RECT* area);
 
-// A disc, and a part of it, `percent`, that begins at the top and goes clockwise.
 void Disc(HDC device, POINT middle, int radius, COLORREF color);
 
+// `percent` of a disc, clockwise from the top.
 void Sector(HDC device, POINT middle, int radius, uint32_t percent, COLORREF color);
 
+// A filled rectangle without its right and bottom edge.
 void Bar(HDC device, int left, int top, int right, int bottom, COLORREF color);
 
-// A line that is thick and round, of discs.
+// A thick line with round ends.
 void Stroke(HDC device, POINT from, POINT to, int radius, COLORREF color);
 
+// A tick, `size` pixels high.
 void CheckMark(HDC device, POINT middle, int size, COLORREF color);
 
+// A cross of two bars, each `reach` long from the middle and `halfWidth` wide to either side.
 void Cross(HDC device, POINT middle, int reach, int halfWidth, COLORREF color);
-
-// Everything is drawn without outlines, and filled in the colour of the moment.
-void PrepareDevice(HDC device);
 
 } // namespace korvex

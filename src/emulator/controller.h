@@ -1,4 +1,4 @@
-// The emulated controller, as far as it knows no line: what it is, answers and reports.
+// The emulated controller without its line: what it is, how it answers, and what it reports.
 #pragma once
 
 #include <array>
@@ -28,7 +28,7 @@ struct EmulatorOptions {
 // Bytes of each packet of the model.
 size_t PacketBytes(const EmulatorOptions& options);
 
-// Of the first five bytes of a packet with six.
+// The checksum of the first five bytes of a 6-byte packet.
 uint8_t Checksum(const Bytes& packet);
 
 // Whether a command can begin with the byte.

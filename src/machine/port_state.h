@@ -35,9 +35,9 @@ const PortState* FindPort(
 // A model as people write it, "5200"; empty for 0.
 std::string ModelText(uint32_t model);
 
-// Has the filter ask the line of each whether it is still there, as the refresh of a detection
-// does. A detecting pass without a refresh takes what is known of a port as it is: a controller
-// that was exchanged for another model, or set to another rate, is then found out.
+// Makes the filter ask each port with a known controller whether that is still there, as the
+// refresh of a detection does. For a detecting pass without a refresh, which believes what is known
+// of a port: a controller that was exchanged, or set to another rate, is then found.
 void AskKnownControllers();
 
 } // namespace korvex::command

@@ -1,5 +1,4 @@
-// What who looks after panels wants to know of a running runtime: a line on standard error for each
-// event.
+// Messages for the operator of a running runtime, and for the person in front of its screen.
 #pragma once
 
 #include <string>
@@ -17,8 +16,8 @@ enum class Priority { FAULT = 3, WARNING = 4, NOTICE = 5, INFO = 6 };
 // thread; lines do not mix.
 void Tell(Priority priority, const std::string& line);
 
-// Says the text on standard error, behind the command, and where windows are shown in a box as
-// well, until it is dismissed.
+// Prints the text on standard error, with the command's name before it. Where windows are shown,
+// shows it in a message box as well and waits until that is dismissed. On the windows' thread.
 void TellInBox(const Options* options, const std::string& text, const WCHAR* title);
 
 } // namespace korvex::command

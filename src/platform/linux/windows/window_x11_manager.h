@@ -1,5 +1,5 @@
-// What a window manager is told of the windows on an X display, by the conventions of X (ICCCM), of
-// freedesktop.org (Extended Window Manager Hints) and of Motif.
+// Windows on an X display and its window manager, by the conventions of X (ICCCM), of
+// freedesktop.org (Extended Window Manager Hints) and of Motif. On the windows' thread.
 #pragma once
 
 #include <string>
@@ -8,6 +8,7 @@
 
 namespace korvex::platform {
 
+// Sets the title of a top-level window.
 void SetTitle(const WindowDisplay* connection, Window window, const std::u16string& title);
 
 // Tells the window manager of a window's fixed size, and where it is.
@@ -21,7 +22,7 @@ void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView*
 // another monitor than the panel's would be touched for nothing.
 void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown);
 
-// Without a window manager nobody else gives a new window the keyboard.
+// Gives a new window the keyboard where no window manager does.
 void TakeFocusAlone(const WindowDisplay* connection, const ShownWindow* shown);
 
 } // namespace korvex::platform
