@@ -55,8 +55,8 @@ TEST(FormatBounded, FormatsNumbersAsTheCLibraryDoes)
              Row{"%.3d", 7}, Row{"%6.3d", -7}, Row{"%-06d|", 7}, Row{"%.0d|", 0}, Row{"%#x", 255},
              Row{"%#X", 0}, Row{"%08X", 0xBEEF}, Row{"100%%%d", 5}}) {
         std::array<char, 64> expected{};
-        snprintf(expected.data(), expected.size(), row.format,
-            row.value); // NOLINT(clang-diagnostic-format-nonliteral): the oracle
+        // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): the oracle
+        snprintf(expected.data(), expected.size(), row.format, row.value);
         std::array<WCHAR, 64> actual{};
         const std::string format = row.format;
         EXPECT_EQ(FormatBounded(actual.data(), actual.size(),

@@ -24,10 +24,10 @@ namespace korvex::testing {
 
 namespace korvex {
 
-using namespace testing; // NOLINT(google-build-using-namespace,google-global-names-in-headers): in
-                         // tests alone
-using namespace ::testing; // NOLINT(google-build-using-namespace,google-global-names-in-headers):
-                           // in tests alone
+// NOLINTBEGIN(google-build-using-namespace,google-global-names-in-headers): in tests alone
+using namespace testing;
+using namespace ::testing;
+// NOLINTEND(google-build-using-namespace,google-global-names-in-headers)
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 

@@ -195,8 +195,8 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
 }
 
 uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine,
-    void* argument, unsigned flags,
-    unsigned* threadId) // NOLINT(readability-non-const-parameter): as Windows has it
+    // NOLINTNEXTLINE(readability-non-const-parameter): as Windows has it
+    void* argument, unsigned flags, unsigned* threadId)
 {
     if (stackSize != 0 || flags != 0 || threadId != nullptr) {
         errno = EINVAL;

@@ -35,8 +35,8 @@ inline constexpr BOOL FALSE = 0;
 inline constexpr BOOL TRUE = 1;
 inline constexpr DWORD MAXDWORD = 0xFFFFFFFF;
 inline constexpr DWORD MAX_PATH = 260;
-inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(
-    ~uintptr_t{0}); // NOLINT(performance-no-int-to-ptr): as Windows has it
+// NOLINTNEXTLINE(performance-no-int-to-ptr): as Windows has it
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~uintptr_t{0});
 
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005);

@@ -10,10 +10,10 @@
 
 using HKEY = struct HKEY__*;
 
-inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(
-    uintptr_t{0x80000001}); // NOLINT(performance-no-int-to-ptr): as Windows has it
-inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(
-    uintptr_t{0x80000002}); // NOLINT(performance-no-int-to-ptr): as Windows has it
+// NOLINTNEXTLINE(performance-no-int-to-ptr): as Windows has it
+inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(uintptr_t{0x80000001});
+// NOLINTNEXTLINE(performance-no-int-to-ptr): as Windows has it
+inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(uintptr_t{0x80000002});
 inline constexpr DWORD KEY_SET_VALUE = 0x0002;
 inline constexpr DWORD KEY_READ = 0x20019;
 inline constexpr DWORD KEY_WRITE = 0x20006;

@@ -127,8 +127,8 @@ HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR 
     const int refusal
         = posix_spawn(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);
-    return reinterpret_cast<HINSTANCE>(
-        refusal == 0 ? STARTED : NOT_FOUND); // NOLINT(performance-no-int-to-ptr): as Windows has it
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): as Windows has it
+    return reinterpret_cast<HINSTANCE>(refusal == 0 ? STARTED : NOT_FOUND);
 }
 
 void ExitProcess(UINT exitCode)

@@ -112,5 +112,5 @@ inline constexpr DWORD SS_CENTER = 1;
 inline constexpr int SW_SHOW = 5;
 inline constexpr UINT MB_OK = 0;
 inline constexpr int IDOK = 1;
-inline const LPCWSTR IDC_ARROW = reinterpret_cast<LPCWSTR>(
-    uintptr_t{32512}); // NOLINT(performance-no-int-to-ptr): as Windows has it
+// NOLINTNEXTLINE(performance-no-int-to-ptr): as Windows has it
+inline const LPCWSTR IDC_ARROW = reinterpret_cast<LPCWSTR>(uintptr_t{32512});

@@ -49,8 +49,8 @@ HWND CreateWindowExW(DWORD /*extendedStyle*/, LPCWSTR className, LPCWSTR title, 
             Fail(ERROR_NOT_FOUND);
             return nullptr;
         }
-        auto* handle = reinterpret_cast<HWND>(++Windows()
-                ->lastHandle); // NOLINT(performance-no-int-to-ptr): a number, as Windows has it
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a number, as Windows has it
+        auto* handle = reinterpret_cast<HWND>(++Windows()->lastHandle);
         HBRUSH brush = isStatic ? nullptr : known->second.hbrBackground;
         korvex::platform::WindowView* view = &window->view;
         *view = {handle, parent, title == nullptr ? u"" : title, korvex::platform::ColorOf(brush),
@@ -109,8 +109,8 @@ LRESULT DefWindowProcW(HWND handle, UINT message, WPARAM /*wParam*/, LPARAM lPar
     if (window == nullptr)
         return 0;
     if (message == WM_SETTEXT) {
-        window->view.text = reinterpret_cast<LPCWSTR>(
-            lParam); // NOLINT(performance-no-int-to-ptr): as Windows passes it
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): as Windows passes it
+        window->view.text = reinterpret_cast<LPCWSTR>(lParam);
         Backend()->changeText(&window->view);
         return TRUE;
     }
