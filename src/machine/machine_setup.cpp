@@ -218,12 +218,10 @@ int SetUpPointer(const Options* options)
     }
     const platform::PointerKind* kind = platform::FindPointerKind(options->pointer);
     if (!kind->use({.describe = DescribePanel}, &reason)) {
-        const std::string remedy = options->pointer == "uinput"
-            ? std::string("; members of the group \"korvex\" may open it, by the udev rule ")
-                + UINPUT_RULE
-            : "";
-        fprintf(stderr, "%s: no pointer input: %s%s\n", options->command.c_str(), reason.c_str(),
-            remedy.c_str());
+        const bool isRefused = options->pointer == "uinput";
+        fprintf(stderr, "%s: no pointer input: %s%s%s\n", options->command.c_str(), reason.c_str(),
+            isRefused ? "; members of the group \"korvex\" may open it, by the udev rule " : "",
+            isRefused ? UINPUT_RULE : "");
         return EXIT_NO_DISPLAY;
     }
     if (options->pointer == "x11" && IsWaylandSession())
