@@ -32,7 +32,10 @@ add_library(korvex_library SHARED machine/loaded_library.cpp)
 target_link_libraries(korvex_library PRIVATE korvex_core korvex_platform korvex_process korvex_machine)
 set_target_properties(korvex_library PROPERTIES OUTPUT_NAME korvex VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${map})
-target_link_options(korvex_library PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined)
+target_link_options(korvex_library PRIVATE -Wl,--version-script=${map})
+if(NOT KORVEX_SANITIZE) # clang has a sanitizer's routines in the program alone
+    target_link_options(korvex_library PRIVATE -Wl,--no-undefined)
+endif()
 
 add_library(korvex_emulator_library STATIC)
 target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
