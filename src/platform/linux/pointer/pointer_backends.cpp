@@ -39,6 +39,7 @@ const PointerKind* FindPointerKind(const std::string& name)
 std::vector<const char*> PointerNames()
 {
     std::vector<const char*> names;
+    names.reserve(KINDS.size());
     for (const PointerKind& kind : KINDS)
         names.push_back(kind.name);
     return names;
