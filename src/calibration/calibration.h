@@ -23,19 +23,19 @@ void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits);
 // when the values came from the file. Before the reader thread runs.
 bool LoadSettings(TouchController* controller);
 
-// Takes over pointCount (0, 4, 9, 16 or 25), orientation, standard box and the pointCount advPoints
-// of `source` (raw units, in target order), derives orientation and reference points anew where
-// there are points, and saves the result to the settings file. True always. A running session maps
-// each report either with the old calibration or with the new one, calibrated in either case from
-// here on. On the thread that runs the panel test.
+// Installs the calibration of `source` and saves it to the settings file: pointCount (0, 4, 9, 16
+// or 25), orientation, standard box and the pointCount advPoints (raw units, in target order). With
+// points, orientation and reference points are derived from them. True always. A running session
+// maps each report with the old calibration or with the new one, never with a mix, and calibrated
+// from now on. On the thread that runs the panel test.
 bool ImportCalibration(TouchController* controller, const CalibrationData* source);
 
-// What ImportCalibration makes of `source`, for who saves it in another way (WriteCalibrationFile).
-// Any thread.
+// The controller's calibration with the values of `source`, as ImportCalibration would install it,
+// for callers that save it by WriteCalibrationFile. Changes nothing. Any thread.
 CalibrationData MergeCalibration(TouchController* controller, const CalibrationData* source);
 
-// Has a calibration that MergeCalibration or CopyCalibration has given map from the next report on;
-// the settings file keeps what it has. Any thread.
+// Installs a calibration from MergeCalibration or CopyCalibration: it maps from the next report on.
+// The settings file stays unchanged. Any thread.
 void InstallCalibration(TouchController* controller, const CalibrationData* calib);
 
 } // namespace korvex

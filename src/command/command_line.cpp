@@ -153,8 +153,8 @@ std::string TakeAll(const CLI::App* app, const CommandDeclaration* command, Opti
     return "";
 }
 
-// What the parser does not like, in words that name it. It looks for missing words first, but a
-// wrong one explains more.
+// The parser's error as a message that names the word. A wrong word comes before a missing one,
+// which the parser reports first: it explains more.
 std::string FaultOf(const CLI::App* app, bool isProgram, const CLI::ParseError* error)
 {
     const std::vector<std::string> left = app->remaining();

@@ -1,5 +1,5 @@
-// What `korvex enum` and `korvex paneltest` have in common: an entry of the library that takes the
-// process over, started as rundll32 starts it on Windows. On the main thread unless said otherwise.
+// Running an entry of the library that takes the process over, for `korvex enum` and `paneltest`,
+// as rundll32 does on Windows. On the main thread, except where a routine says otherwise.
 #pragma once
 
 #include <string>
@@ -26,8 +26,8 @@ const std::string& EntryCommand();
 // anything, so the process ends.
 void EndWithoutWorker();
 
-// The exit code of an entry that has ended with `exitCode`: another one when its display is lost,
-// which is then said.
+// The command's exit code for an entry that has ended with `exitCode`: EXIT_FAULT, with a message,
+// when the display was lost.
 int EntryExitCode(int exitCode);
 
 } // namespace korvex::command

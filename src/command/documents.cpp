@@ -32,8 +32,8 @@ std::string Sentence(std::string text)
     return text + ".";
 }
 
-// What an option does, and for which commands, in the order of the commands: those for which it
-// does the same come together.
+// An option's help for the man page. Commands for which it does the same are named together, in the
+// order of the commands.
 std::string ManText(const OptionDeclaration* option)
 {
     std::vector<std::pair<std::string, std::string>> groups; // what it does; the commands

@@ -1,4 +1,5 @@
-// What the library lets the program around it hear and decide. KORVEX.dll sets none of it.
+// Handlers that the program around the library sets for its events and decisions. KORVEX.dll sets
+// none.
 #pragma once
 
 #include <cstddef>
@@ -26,15 +27,15 @@ enum class SessionEvent : uint8_t {
     ENDING,
 };
 
-// Routines that are called when something happens. A null one: nobody is told, and the library does
-// what Windows has it do.
+// Routines that the library calls when something happens. A null one is not called, and input goes
+// to the system.
 struct HostHandlers {
     // An event of any session of this process, on the thread that the event names. ENDING may come
     // beside one of the reader's events, and more than once.
     void (*sessionEvent)(TouchController* controller, SessionEvent event) = nullptr;
 
-    // Gets every input in place of the system, on the sessions' reader threads; true when it was
-    // sent.
+    // Sends an input instead of the system; false when it could not be sent. On the sessions'
+    // reader threads.
     bool (*input)(const INPUT* input) = nullptr;
 
     // The detection worker's thread could not be created; on the entry's thread, before StartHost

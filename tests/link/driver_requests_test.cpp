@@ -28,26 +28,23 @@ ControllerPointer KnownController()
 // Each request fails once; the others are sent and taken all the same.
 TEST(QueryDriverIdentity, TakesWhatEachRequestSays)
 {
+    constexpr const char* ALL = "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18";
     using Row = std::tuple<DWORD, std::vector<int>, const char*>;
-    for (const auto& [failing, info, identity] :
-        {
-            // no controller's rate, but kept
-            Row{0, {0x34, 0x56, 0xCDEF}, "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-            Row{0x223C00, {0, 0x56, 0xCDEF},
-                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-            Row{0x223C04, {0x34, 0, 0xCDEF},
-                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-            Row{0x223C80, {0x34, 0x56, 0},
-                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-            Row{0x223D24, {0x34, 0x56, 0xCDEF},
-                "model 7700, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
-            Row{0x223CA8, {0x34, 0x56, 0xCDEF},
-                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
-            Row{0x223CAC, {0x34, 0x56, 0xCDEF},
-                "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
-            Row{0x223CB4, {0x34, 0x56, 0xCDEF},
-                "model 8200, 0 bytes, 1 baud, 0 bits, firmware 3.7.18"},
-        }) {
+    for (const auto& [failing, info, identity] : {
+             // no controller's rate, but kept
+             Row{0, {0x34, 0x56, 0xCDEF}, ALL},
+             Row{0x223C00, {0, 0x56, 0xCDEF}, ALL},
+             Row{0x223C04, {0x34, 0, 0xCDEF}, ALL},
+             Row{0x223C80, {0x34, 0x56, 0}, ALL},
+             Row{0x223D24, {0x34, 0x56, 0xCDEF},
+                 "model 7700, 0 bytes, 4800 baud, 0 bits, firmware 3.7.18"},
+             Row{0x223CA8, {0x34, 0x56, 0xCDEF},
+                 "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
+             Row{0x223CAC, {0x34, 0x56, 0xCDEF},
+                 "model 8200, 0 bytes, 4800 baud, 0 bits, firmware 0.0.0"},
+             Row{0x223CB4, {0x34, 0x56, 0xCDEF},
+                 "model 8200, 0 bytes, 1 baud, 0 bits, firmware 3.7.18"},
+         }) {
         const TestMachine machine;
         const auto device = AddTouchDevice(u"USB\\KVX8200\\1", {});
         for (const auto& answer : ALL_ANSWERS) {

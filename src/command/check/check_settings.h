@@ -1,5 +1,4 @@
-// The settings file "Korvex.ini" of the current directory, looked at with the eyes of who has to
-// put it right.
+// The part of `korvex check` on the settings file "Korvex.ini" of the current directory.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// What the panel test leaves in "Korvex.ini", looked at with the eyes of `korvex check`: a test
-// that nobody touched must cost nobody the calibration of before.
+// The calibration that a panel test has stored in "Korvex.ini", judged as `korvex check` would: a
+// test that nobody touched must not cost the previous calibration.
 #pragma once
 
 #include <optional>
@@ -15,11 +15,12 @@ struct SettingsBefore {
     std::string savingFault;            // why the test will not be able to save; empty: it will
 };
 
+// Reads the settings file of the current directory.
 SettingsBefore LookAtSettings();
 
-// Looks at what a test has stored since. What is wrong with it is said on standard error, behind
-// `command`, the content of before is kept beside it as "Korvex.ini.old" if that was good, and the
-// result is EXIT_FAULT; EXIT_DONE when nothing was stored or it is good.
+// Judges what the test has stored since then. EXIT_DONE when nothing was stored, or it is good.
+// Else EXIT_FAULT: the fault is printed on standard error after `command`, and the previous
+// content, if it was good, is kept as "Korvex.ini.old".
 int JudgeStored(const std::string& command, const SettingsBefore* before);
 
 } // namespace korvex::command

@@ -24,11 +24,6 @@ constexpr std::array KINDS{PointerKind{"x11", UseX11Pointer},
 
 } // namespace
 
-std::span<const PointerKind> PointerKinds()
-{
-    return KINDS;
-}
-
 const PointerKind* FindPointerKind(const std::string& name)
 {
     const auto* const found = std::find_if(

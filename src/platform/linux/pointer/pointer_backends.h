@@ -2,7 +2,6 @@
 // PointerBackend (machine.h), and its row here.
 #pragma once
 
-#include <span>
 #include <string>
 #include <vector>
 
@@ -16,13 +15,10 @@ struct PointerKind {
     bool (*use)(const PointerSettings& settings, std::string* reason);
 };
 
-// All of them, the usual ones first.
-std::span<const PointerKind> PointerKinds();
-
 // The one of that name; null when there is none.
 const PointerKind* FindPointerKind(const std::string& name);
 
-// Their names.
+// The names of all, in the order of the help.
 std::vector<const char*> PointerNames();
 
 } // namespace korvex::platform
