@@ -1,11 +1,8 @@
 #include "windows/wine.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 namespace korvex::testing {
@@ -18,38 +15,12 @@ constexpr const char* IN_ROOT = WINE_COMMAND; // runs a program where Wine is
 constexpr const char* LOADER = "/usr/lib/wine/wine";
 constexpr const char* SERVER = "/usr/lib/wine/wineserver32";
 const fs::path BUILD = KORVEX_WINDOWS_BUILD;
-const fs::path TEMPLATE = BUILD / "wine-prefix";
+const fs::path TEMPLATE = BUILD.parent_path() / "wine-prefix"; // of scripts/make-wine-root
 
-void Run(const std::vector<std::string>& command)
+int Run(const std::vector<std::string>& command)
 {
     Process process(command);
-    WaitForExit(&process);
-}
-
-void EndServer()
-{
-    Run({IN_ROOT, SERVER, "-k"});
-    Run({IN_ROOT, SERVER, "-w"});
-}
-
-// Makes the prefix that all others are copies of, once for all tests, which may run side by side.
-// Wine sees the temporary folder alone.
-void MakeTemplate(const fs::path& temporary)
-{
-    const int lock = open((BUILD / "wine-prefix.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    flock(lock, LOCK_EX);
-    if (!fs::exists(TEMPLATE)) {
-        const fs::path made = temporary / "template";
-        setenv("WINEPREFIX", made.c_str(), 1);
-        Run({"timeout", "60", IN_ROOT, LOADER, "wineboot", "-i"});
-        EndServer();
-        const std::string unfinished = TEMPLATE.string() + ".new";
-        fs::remove_all(unfinished);
-        fs::copy(made, unfinished, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-        fs::rename(unfinished, TEMPLATE);
-        fs::remove_all(made);
-    }
-    close(lock);
+    return WaitForExit(&process);
 }
 
 // A prefix of the test's own. The files of its drive, 600 MB which nothing changes, are those of
@@ -83,7 +54,6 @@ Wine::Wine()
     // entries into the root's desktop.
     setenv("WINEDLLOVERRIDES", "mscoree,mshtml,winemenubuilder.exe=", 1);
     unsetenv("PRELOAD");
-    MakeTemplate(folder.path);
     const fs::path prefix = folder.path / "prefix";
     CopyTemplate(prefix);
     setenv("WINEPREFIX", prefix.c_str(), 1);
@@ -91,7 +61,9 @@ Wine::Wine()
     // sooner; should this process be killed, they still end. They must not hold the pipes of a
     // program that is waited for.
     Run({IN_ROOT, SERVER, "-p60"});
-    Run({"sh", "-c", R"(exec "$0" "$1" wineboot </dev/null >/dev/null 2>&1)", IN_ROOT, LOADER});
+    if (Run({"sh", "-c", R"(exec "$0" "$1" wineboot </dev/null >/dev/null 2>&1)", IN_ROOT, LOADER})
+        != 0)
+        throw std::runtime_error("wineboot has not ended well");
     fs::copy_file(BUILD / "KORVEX.dll", "KORVEX.dll");
     fs::copy_file(BUILD / "KxConsole.exe", "KxConsole.exe");
     fs::copy_file(BUILD / "tests/korvex_host.exe", "host.exe");
@@ -100,7 +72,8 @@ Wine::Wine()
 Wine::~Wine()
 {
     unsetenv("PRELOAD");
-    EndServer();
+    Run({IN_ROOT, SERVER, "-k"});
+    Run({IN_ROOT, SERVER, "-w"});
 }
 
 void PlugIn(const Wine* wine, const emulator::Emulator* emulator)
