@@ -83,10 +83,11 @@ TEST_F(Dll, EnumFindsAndDrivesAControllerUntilItsWindowIsClosed)
         Lift(emulator.get());
         EXPECT_EQ(ReadLineWith(watcher.output, "up"), "up 255 383\r");
 
-        // A silent line costs little, also where the wait returns at once.
+        // A silent line costs little, also where the wait returns at once. Where it blocks, most is
+        // of Wine itself.
         const int64_t before = ProcessorTime(process.pid);
         std::this_thread::sleep_for(milliseconds(1000));
-        EXPECT_LE(ProcessorTime(process.pid) - before, 100) << "a tenth of a processor";
+        EXPECT_LE(ProcessorTime(process.pid) - before, blocks ? 300 : 100) << "milliseconds";
 
         PressCloseButton(&screen, window);
         EXPECT_LT(TimeOf([&] { EXPECT_EQ(WaitForExit(&process), 0); }).count(), 3000);
