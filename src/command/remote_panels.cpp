@@ -9,12 +9,12 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <thread>
 #include <utility>
 
+#include "control/json_line.h"
 #include "machine/port_names.h"
 #include "platform/linux/core/text.h"
 #include "support/bounded_text.h"
@@ -22,8 +22,6 @@
 namespace korvex::command {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 using std::chrono::steady_clock;
 
@@ -123,7 +121,7 @@ void TakeLines(size_t panel)
         end = events->received.find('\n')) {
         const std::string line = events->received.substr(0, end);
         events->received.erase(0, end + 1);
-        TakeEvent(panel, Json::parse(line, nullptr, false));
+        TakeEvent(panel, ParseAnswer(line));
     }
 }
 

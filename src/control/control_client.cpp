@@ -14,13 +14,13 @@
 #include <utility>
 
 #include "control/control_address.h"
+#include "control/json_line.h"
 #include "machine/port_names.h"
 
 namespace korvex::command {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using std::chrono::steady_clock;
 
 constexpr size_t MAX_ANSWER = 1024UL * 1024;
@@ -60,9 +60,12 @@ bool IsState(const Json& panel)
         return std::all_of(keys.begin(), keys.end(),
             [&](const char* key) { return panel.contains(key) && isRight(panel[key]); });
     };
-    const auto isNumber = [](const Json& value) { return value.is_number_integer(); };
+    const auto isNumber = [](const Json& value) { return NumberOf(value).has_value(); };
+    const auto isCount = [](const Json& value) {
+        return value.is_number_unsigned() && value.get<uint64_t>() <= UINT32_MAX;
+    };
     const auto isResolution = [](const Json& value) {
-        const int64_t bits = value.is_number_integer() ? value.get<int64_t>() : 0;
+        const int32_t bits = NumberOf(value).value_or(0);
         return bits == 10 || bits == 12;
     };
     return panel.is_object()
@@ -71,7 +74,7 @@ bool IsState(const Json& panel)
         && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); })
         && holds({"resolutionBits"}, isResolution)
         && holds({"reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"},
-            isNumber)
+            isCount)
         && holds({"raw", "mapped"},
             [&](const Json& value) {
                 return value.is_array() && std::all_of(value.begin(), value.end(), isNumber);
@@ -122,7 +125,7 @@ bool Connect(ControlClient* client, const std::string& path, std::string* fault)
     if (client->socket < 0)
         return false;
     const std::optional<std::string> greeting = NextLine(client);
-    const Json first = greeting ? Json::parse(*greeting, nullptr, false) : Json();
+    const Json first = greeting ? ParseAnswer(*greeting) : Json();
     if (first.is_object() && first.contains("protocol") && first["protocol"] == CONTROL_PROTOCOL)
         return true;
     *fault = first.is_object()
@@ -141,7 +144,7 @@ void Disconnect(ControlClient* client)
 
 std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono::milliseconds limit)
 {
-    const std::string line = request.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    const std::string line = LineOf(request);
     if (client->socket < 0
         || send(client->socket, line.data(), line.size(), MSG_NOSIGNAL)
             != static_cast<ssize_t>(line.size())) {
@@ -149,7 +152,7 @@ std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono:
         return std::nullopt;
     }
     const std::optional<std::string> answer = NextLine(client, limit);
-    const Json object = answer ? Json::parse(*answer, nullptr, false) : Json();
+    Json object = answer ? ParseAnswer(*answer) : Json();
     if (object.is_object())
         return object;
     Disconnect(client);
@@ -167,10 +170,11 @@ std::optional<Point> PointIn(const Json& object, const char* key)
     if (!object.is_object() || !object.contains(key))
         return std::nullopt;
     const Json& pair = object.at(key);
-    const bool isPoint = pair.is_array() && pair.size() == 2 && pair[0].is_number_integer()
-        && pair[1].is_number_integer();
-    return isPoint ? std::optional(Point{pair[0].get<int32_t>(), pair[1].get<int32_t>()})
-                   : std::nullopt;
+    if (!pair.is_array() || pair.size() != 2)
+        return std::nullopt;
+    const std::optional<int32_t> x = NumberOf(pair[0]);
+    const std::optional<int32_t> y = NumberOf(pair[1]);
+    return x && y ? std::optional(Point{*x, *y}) : std::nullopt;
 }
 
 std::optional<RuntimeStatus> AskStatus(ControlClient* client)
@@ -179,8 +183,7 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
     if (!answer)
         return std::nullopt;
     const auto process = answer->find("process");
-    return RuntimeStatus{
-        process != answer->end() && process->is_number_integer() ? process->get<int>() : 0,
+    return RuntimeStatus{process != answer->end() ? NumberOf(*process).value_or(0) : 0,
         ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
 }
 

@@ -16,6 +16,7 @@
 #include "calibration/orientation.h"
 #include "calibration/settings_file.h"
 #include "control/control_address.h"
+#include "control/json_line.h"
 #include "machine/port_names.h"
 #include "machine/port_state.h"
 #include "process/message.h"
@@ -26,16 +27,10 @@ namespace korvex::command {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using std::chrono::system_clock;
 
 // The sessions whose calibration a client is trying; the control thread's own.
 std::set<SessionKey> triedSessions;
-
-std::string LineOf(const Json& object)
-{
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
 
 // In UTC, as ISO 8601 has it; null for the epoch.
 Json TimeOf(system_clock::time_point time)
@@ -98,14 +93,6 @@ Json StateOf(const RunningSession* session)
 Json FaultOf(const std::string& text)
 {
     return {{"error", text}};
-}
-
-// The whole number at a place of a request, when it is one that fits.
-std::optional<int32_t> NumberOf(const Json& value)
-{
-    if (!value.is_number_integer() || value > INT32_MAX || value < INT32_MIN)
-        return std::nullopt;
-    return value.get<int32_t>();
 }
 
 // The numbers of an array of that size.

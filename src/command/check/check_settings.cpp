@@ -1,6 +1,7 @@
 #include "command/check/check_settings.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -167,8 +168,9 @@ void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const Set
 {
     CheckValue(path, minimum, -MAX_RAW, 2 * MAX_RAW, findings);
     CheckValue(path, maximum, -MAX_RAW, 2 * MAX_RAW, findings);
-    const int span
-        = std::abs(ReadSettingOf(path, &maximum).number - ReadSettingOf(path, &minimum).number);
+    const auto end
+        = [path](const SettingKey& key) { return int64_t{ReadSettingOf(path, &key).number}; };
+    const int64_t span = std::abs(end(maximum) - end(minimum));
     if (used && span != 0 && span < MIN_BOX_SPAN)
         AddFault(findings,
             platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)

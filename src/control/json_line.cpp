@@ -1,0 +1,72 @@
+#include "control/json_line.h"
+
+#include <algorithm>
+
+namespace korvex::command {
+
+namespace {
+
+constexpr int MAX_DEPTH = 16; // the protocol's own answers have 4
+
+bool IsControl(unsigned char byte)
+{
+    constexpr unsigned char DELETE = 0x7F;
+    return byte < ' ' || byte == DELETE;
+}
+
+// Replaces control characters: those of ASCII, and in UTF-8 those from U+0080 to U+009F.
+void Clean(std::string* text)
+{
+    for (size_t i = 0; i < text->size(); ++i) {
+        auto& byte = text->at(i);
+        const bool isSecondControl
+            = i > 0 && text->at(i - 1) == '\xC2' && static_cast<unsigned char>(byte) < 0xA0;
+        if (IsControl(static_cast<unsigned char>(byte)) || isSecondControl)
+            byte = '?';
+        if (isSecondControl)
+            text->at(i - 1) = '?';
+    }
+}
+
+void CleanTexts(Json* value)
+{
+    if (value->is_string())
+        Clean(&value->get_ref<std::string&>());
+    if (value->is_structured())
+        std::for_each(value->begin(), value->end(), [](Json& part) { CleanTexts(&part); });
+}
+
+} // namespace
+
+Json ParseAnswer(std::string_view line)
+{
+    bool tooDeep = false;
+    const auto keep = [&tooDeep](int depth, Json::parse_event_t /*event*/, Json& /*parsed*/) {
+        tooDeep = tooDeep || depth > MAX_DEPTH;
+        return !tooDeep;
+    };
+    Json value = Json::parse(line, keep, false);
+    if (tooDeep)
+        return Json(Json::value_t::discarded);
+    CleanTexts(&value);
+    return value;
+}
+
+std::string LineOf(const Json& object)
+{
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::optional<int32_t> NumberOf(const Json& value)
+{
+    // Unsigned numbers apart: the library compares them as signed ones.
+    if (value.is_number_unsigned() && value.get<uint64_t>() > INT32_MAX)
+        return std::nullopt;
+    if (!value.is_number_integer())
+        return std::nullopt;
+    const auto number = value.get<int64_t>();
+    return number >= INT32_MIN && number <= INT32_MAX ? std::optional(static_cast<int32_t>(number))
+                                                      : std::nullopt;
+}
+
+} // namespace korvex::command
