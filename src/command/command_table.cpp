@@ -180,7 +180,8 @@ const std::vector<CommandDeclaration>& AllCommands()
             = "find the controllers on all ports, which sends bytes to whatever is on them, and "
               "let their touches move the pointer, "
               "behind a status window, until it is closed"
-              " or SIGINT or SIGTERM comes. What was found on a port is kept for the next start",
+              " or SIGINT, SIGTERM or SIGHUP comes. What was found on a port is kept for the next "
+              "start",
             .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
                 {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},

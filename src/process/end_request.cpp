@@ -1,10 +1,8 @@
 #include "process/end_request.h"
 
-#include <fcntl.h>
-#include <sys/signalfd.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <ctime>
@@ -22,11 +20,12 @@ constexpr timespec END_LIMIT{2, 800'000'000};
 
 struct EndWatch {
     HANDLE event = nullptr;
-    std::array<int, 2> pipe{-1, -1}; // to be read, to be written
+    int descriptor = -1; // an eventfd: readable from the signal on, for good
 };
 
 EndWatch watch;
 std::atomic<int> overdueExitCode{EXIT_DONE};
+bool hangupIgnored = false; // by whoever started the process, as nohup(1) does
 
 sigset_t EndSignals()
 {
@@ -34,14 +33,9 @@ sigset_t EndSignals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    if (!hangupIgnored)
+        sigaddset(&signals, SIGHUP);
     return signals;
-}
-
-void TellWindows()
-{
-    const signalfd_siginfo signal{};
-    if (write(watch.pipe[1], &signal, sizeof(signal)) < 0)
-        return; // it is full of requests
 }
 
 // Takes the signals. The thread ends with the process.
@@ -51,7 +45,7 @@ void TakeSignals()
     int signal = 0;
     while (sigwait(&signals, &signal) != 0) { }
     SetEvent(watch.event);
-    TellWindows();
+    eventfd_write(watch.descriptor, 1);
     timespec left = END_LIMIT;
     while (nanosleep(&left, &left) != 0) { }
     RestoreTerminal();
@@ -62,6 +56,8 @@ void TakeSignals()
 
 void BlockEndSignals()
 {
+    struct sigaction hangup{};
+    hangupIgnored = sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler == SIG_IGN;
     const sigset_t signals = EndSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
@@ -75,7 +71,8 @@ void AllowEndSignals()
 bool WatchForEnd()
 {
     watch.event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    if (watch.event == nullptr || pipe2(watch.pipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+    watch.descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (watch.event == nullptr || watch.descriptor < 0)
         return false;
     try {
         std::thread(TakeSignals).detach();
@@ -107,7 +104,7 @@ HANDLE EndEvent()
 
 int EndDescriptor()
 {
-    return watch.pipe[0];
+    return watch.descriptor;
 }
 
 bool WaitForEnd(std::optional<std::chrono::milliseconds> limit)

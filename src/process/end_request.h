@@ -1,5 +1,5 @@
-// What ends a command that is to end cleanly: SIGINT or SIGTERM, or the command itself. There is
-// one request, for good.
+// What ends a command that must end cleanly: SIGINT, SIGTERM, SIGHUP (unless it was ignored when
+// the process started, as nohup(1) does) or the command itself. There is one request, for good.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@
 
 namespace korvex::command {
 
-// Keeps SIGINT and SIGTERM waiting, in this thread and in those that it starts. First thing in the
+// Keeps these signals waiting, in this thread and in those that it starts. First thing in the
 // program.
 void BlockEndSignals();
 
@@ -33,7 +33,7 @@ bool IsEndRequested();
 // Is set with the request; not owned. Null before WatchForEnd.
 HANDLE EndEvent();
 
-// Readable once the signal has come, for poll; -1 before WatchForEnd.
+// Readable from the signal on, for good; not to be read. -1 before WatchForEnd.
 int EndDescriptor();
 
 // Waits for the request for at most `limit` (none: no limit). True when it has come.

@@ -169,7 +169,8 @@ void Welcome(Server* server)
 void PassEventsOn(Server* server)
 {
     eventfd_t count = 0;
-    if (!server->listening || eventfd_read(server->events, &count) != 0)
+    // Also for an event that came when nobody listened any more: poll would return at once for it.
+    if (eventfd_read(server->events, &count) != 0 || !server->listening)
         return;
     for (const PanelEvent& event : TakePanelEvents()) {
         for (Client& client : server->clients) {
@@ -285,8 +286,7 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
         if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0
             && S_ISSOCK(status.st_mode))
             unlink(server->path.c_str());
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket
-        // address
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as sockets have it
         bound = bind(server->listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address))
                 == 0
             && chmod(server->path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0

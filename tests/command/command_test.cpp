@@ -121,7 +121,7 @@ TEST(KorvexDrive, RefusesAPortThatIsInUseOrSilent)
 // the stored calibration.
 TEST(KorvexDrive, DrivesThePointerUntilASignal)
 {
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         const TemporaryFolder folder;
         WriteTextFile("Korvex.ini",
             "[Calibration]\nSTD_MIN_X=256\nSTD_MAX_X=768\nSTD_MIN_Y=768\nSTD_MAX_Y=256\n");

@@ -45,18 +45,23 @@ TEST(KorvexMonitor, ShowsWhatEachPanelReports)
     EXPECT_EQ(EndBySignal(&monitor, SIGINT), 0);
 }
 
-TEST(KorvexMonitor, IsNotHeldUpByAReaderWhoDoesNotRead)
+TEST(KorvexCommand, IsNotHeldUpByAReaderWhoDoesNotRead)
 {
     const TemporaryFolder folder;
     const emulator::EmulatorPointer panel = emulator::StartEmulator({});
     ASSERT_EQ(mkfifo("pipe", 0600), 0);
     const int reader = open("pipe", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     while (write(reader, "full", 4) > 0) { }
-    Process monitor({"sh", "-c",
-        "exec " + KORVEX + " monitor --pointer none " + TerminalPath(panel.get()) + " >pipe"});
-    EXPECT_NE(ReadLineWith(monitor.error, "controller 5200"), "");
-    TouchAt(panel.get(), 50, 50);
-    EXPECT_EQ(EndBySignal(&monitor, SIGTERM), 0);
+    for (const auto& [command, exitCode, last] : {std::tuple{"monitor --pointer none", 0, ""},
+             std::tuple{"calibrate --windows none --json", 7, "nothing was changed"}}) {
+        Process process({"sh", "-c",
+            "exec " + KORVEX + " " + command + " " + TerminalPath(panel.get()) + " >pipe"});
+        EXPECT_NE(ReadLineWith(process.error, "controller 5200"), "");
+        TouchAt(panel.get(), 50, 50);
+        EXPECT_EQ(EndBySignal(&process, SIGTERM), exitCode);
+        EXPECT_THAT(ReadAll(process.error), HasSubstr(last))
+            << "it was ended before its last words";
+    }
     close(reader);
 }
 
@@ -263,6 +268,8 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
                  "the calibration points take less than a fifth of the panel", 1},
              Row{"STD_MIN_X=400\nSTD_MAX_X=500\n",
                  "STD_MIN_X and STD_MAX_X leave less than a fifth of the panel", 1},
+             Row{"STD_MIN_X=-2147483648\nSTD_MAX_X=2147483647\n",
+                 "'STD_MIN_X=-2147483648' is not between", 1},
              Row{"STD_MAXX=900\n", "'STD_MAXX=900' is not read: there is no such key", 1},
              Row{std::string("S\0T\0D\0\n\0", 8), "it is UTF-16 without the mark at its start", 1},
              Row{"[Option]\nSTD_MAX_X=900\n", "it has no section [Calibration]", 1}}) {

@@ -119,7 +119,8 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
                  {R"({"points":[[1,2]]})", "'points' are not 0, 4"},
                  {R"({"points":[[1,2],[3],[1,2],[1,2]]})", "point 2"},
                  {R"({"orientation":9})", "'orientation'"},
-                 {R"({"box":[0,0,1,99999999999]})", "'box'"}, {R"({"tea":1})", "'tea'"}})
+                 {R"({"box":[0,0,1,99999999999]})", "'box'"}, {R"({"tea":1})", "'tea'"},
+                 {R"({"box":[18446744073709551615,0,1024,1024]})", "'box'"}})
             EXPECT_THAT(Ask(&client, R"({"do":"try","calibration":)" + calibration + "}"),
                 HasSubstr(fault));
     }
@@ -312,6 +313,15 @@ TEST(Control, WakesAnIdleRuntimeNotOnceWithinASecond)
         const Client client(&driven);
         Greeted(&client);
         Ask(&client, R"({"do":"listen"})");
+        // Events come while it takes the runtime some time to read that nobody listens any more.
+        std::string silence = R"({"do":"silence")";
+        for (int i = 0; i < 6000; ++i)
+            silence += ",\"k" + std::to_string(i) + "\":0";
+        Say(&client, silence + "}\n");
+        for (int i = 0; i < 100; ++i)
+            SendReport(driven.panel.get(), true, 512, 512);
+        while (!ReadLine(client.socket).starts_with(R"({"re":"silence")")) { }
+        Lift(driven.panel.get());
     }
     const Client silent(&driven);
     Greeted(&silent);
@@ -324,8 +334,10 @@ TEST(Control, WakesAnIdleRuntimeNotOnceWithinASecond)
             changed = std::chrono::steady_clock::now();
         return std::chrono::steady_clock::now() - changed > milliseconds(300);
     }));
+    const int64_t used = ProcessorTime(driven.drive->pid);
     std::this_thread::sleep_for(std::chrono::seconds(1)); // what is measured
     EXPECT_EQ(SleepsOf(driven.drive->pid), before);
+    EXPECT_LT(ProcessorTime(driven.drive->pid) - used, 200);
 }
 
 // A stalled or dead runtime's socket is in nobody's way.
@@ -413,6 +425,46 @@ TEST(Control, ForgetsWhatWasTriedWhenAnotherControllerTakesThePlace)
     EXPECT_EQ(Ask(&client, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
     EXPECT_EQ(box(), loaded);
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
+}
+
+// Whoever can make a socket where clients look may answer anything.
+TEST(Control, LetsNoRuntimeHarmItsClients)
+{
+    DrivenPanel driven;
+    std::string state;
+    {
+        const Client client(&driven);
+        Greeted(&client);
+        state = Ask(&client, R"({"do":"status"})");
+    }
+    const size_t name = state.find(R"("panel":")");
+    ASSERT_NE(name, std::string::npos) << state;
+    const std::string shown
+        = std::string(state).insert(name + 9, R"(\u001b]0;\u0007\u009b2J)") + "\n";
+    driven.drive.reset();
+    sockaddr_un address{};
+    ASSERT_TRUE(command::ControlAddressOf(driven.socket, &address));
+    for (const auto& [answer, exitCode] : {std::pair{std::string(800'000, '[') + "\n", 4},
+             std::pair{R"({"a":)" + std::string(800'000, '[') + "\n", 4}, std::pair{shown, 0}}) {
+        unlink(driven.socket.c_str());
+        const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+        ASSERT_EQ(listen(listener, 1), 0);
+        std::thread runtime([&, text = answer] {
+            const int client = accept(listener, nullptr, nullptr);
+            const std::string greeting = "{\"protocol\":1}\n";
+            send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL);
+            ReadLine(client);
+            send(client, text.data(), text.size(), MSG_NOSIGNAL);
+            close(client);
+        });
+        const RunResult status = RunProgram({KORVEX, "status"});
+        runtime.join();
+        close(listener);
+        EXPECT_EQ(status.exitCode, exitCode) << status.error;
+        for (const char* control : {"\x1b", "\x07", "\xC2\x9B"})
+            EXPECT_EQ(status.output.find(control), std::string::npos) << status.output;
+    }
 }
 
 // The programs of docs/control.md are what they say.

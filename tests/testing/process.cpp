@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <stdexcept>
 #include <thread>
 
@@ -121,6 +122,15 @@ void WriteLine(const Process* process, const std::string& line)
     const std::string bytes = line + "\n";
     if (write(process->input, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
         throw std::runtime_error("the program takes no input");
+}
+
+int64_t ProcessorTime(pid_t process)
+{
+    clockid_t clock = 0;
+    timespec time{};
+    if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &time) != 0)
+        throw std::runtime_error("there is no such process");
+    return time.tv_sec * 1000 + time.tv_nsec / 1000000;
 }
 
 bool WaitUntil(const std::function<bool()>& condition)

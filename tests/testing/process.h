@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -38,6 +39,9 @@ int WaitForExit(Process* process);
 
 // Sends a signal, then waits.
 int EndBySignal(Process* process, int signal);
+
+// Processor time that a process has used so far, in milliseconds.
+int64_t ProcessorTime(pid_t process);
 
 // Looks every 2 ms whether the condition holds; false when it does not within 10 s.
 bool WaitUntil(const std::function<bool()>& condition);

@@ -1,7 +1,5 @@
 // KORVEX.dll itself, on 32-bit Wine, with an emulated controller on a pseudo-terminal.
 
-#include <ctime>
-
 #include "emulator/gestures.h"
 #include "testing/process.h"
 #include "testing/screen.h"
@@ -34,15 +32,6 @@ const std::string PANEL_TEST_CALLS = SETUP_CLASS
       "none, menu 0, program\r\n"
       "show kxPanelTest 5\r\n";
 const std::string MUTEX = "mutex kxSetupMUTEX, free, security default\r\n";
-
-// Processor time of a process so far, in milliseconds.
-int64_t ProcessorTime(pid_t process)
-{
-    clockid_t clock = 0;
-    timespec time{};
-    EXPECT_EQ(clock_getcpuclockid(process, &clock) | clock_gettime(clock, &time), 0);
-    return time.tv_sec * 1000 + time.tv_nsec / 1000000;
-}
 
 // On COM3 a panel that uses 85 % of its range.
 EmulatorPointer PlugInSmallPanel(const Wine* wine)

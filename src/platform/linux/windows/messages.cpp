@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -98,22 +97,18 @@ std::optional<MSG> TakeTimer(int* wait)
     return std::nullopt;
 }
 
-void TakeSignal(int descriptor)
-{
-    signalfd_siginfo signal{};
-    if (read(descriptor, &signal, sizeof(signal)) == sizeof(signal))
-        CloseTopLevelWindows();
-}
-
-// Waits for a message, the display or a signal.
+// Waits for a message, the display, or the request to close the windows, which each queue follows
+// once.
 void WaitForWork(int wait)
 {
-    const int signals = ThisMachine()->windows.closeSignals;
+    const int signals = ThisQueue()->closing ? -1 : ThisMachine()->windows.closeSignals;
     std::array<pollfd, 3> polled{pollfd{ThisQueue()->wakeDescriptor, POLLIN, 0},
         pollfd{Backend()->descriptor(), POLLIN, 0}, pollfd{signals, POLLIN, 0}};
     poll(polled.data(), polled.size(), wait);
-    if (polled[2].revents != 0)
-        TakeSignal(signals);
+    if (polled[2].revents != 0) {
+        ThisQueue()->closing = true;
+        CloseTopLevelWindows();
+    }
 }
 
 } // namespace
