@@ -182,16 +182,6 @@ TEST(StopSession, EndsAChatteringReaderWithinOneReport)
     EXPECT_EQ(session.recorder.inputs.size(), atStop) << "nothing is injected after the stop";
 }
 
-TEST(StopSession, ReturnsAtOnceWithoutASession)
-{
-    const auto controller = ControllerPointer(CreateController());
-    EXPECT_TRUE(StopSession(controller.get()));
-    ReportSnapshot snapshot{1, 2, 3, 4, {5, 6}, 7, {8, 9, 10}};
-    EXPECT_TRUE(TakeSnapshot(controller.get(), &snapshot));
-    const ReportSnapshot zero{};
-    EXPECT_EQ(memcmp(&snapshot, &zero, sizeof(zero)), 0);
-}
-
 TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
 {
     RunningSession session;
