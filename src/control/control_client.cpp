@@ -128,9 +128,9 @@ bool Connect(ControlClient* client, const std::string& path, std::string* fault)
     const Json first = greeting ? ParseAnswer(*greeting) : Json();
     if (first.is_object() && first.contains("protocol") && first["protocol"] == CONTROL_PROTOCOL)
         return true;
-    *fault = first.is_object()
-        ? "it has no place for another client, or speaks another version of the protocol"
-        : "it does not answer";
+    *fault = !first.is_object()   ? "it does not answer"
+        : first.contains("error") ? "it has no place for another client"
+                                  : "it speaks another version of the protocol";
     Disconnect(client);
     return false;
 }

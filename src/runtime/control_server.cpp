@@ -36,7 +36,7 @@ using std::chrono::steady_clock;
 constexpr size_t MAX_CLIENTS = 16;
 constexpr size_t MAX_LINE = 64UL * 1024;
 constexpr size_t MAX_OUTPUT = 256UL * 1024; // that a client has not taken yet
-// after which a client that waits for nothing makes room for another
+// after which a client that asks nothing and waits for nothing makes room for another
 constexpr std::chrono::seconds IDLE_LIMIT{1};
 constexpr int BACKLOG = 64;
 
@@ -45,7 +45,7 @@ struct Client {
     std::string input; // an unfinished line
     std::string output;
     Conversation conversation;
-    steady_clock::time_point lastHeard = steady_clock::now();
+    steady_clock::time_point lastAsked = steady_clock::now();
     bool dropped = false;
 };
 
@@ -69,7 +69,7 @@ Server* TheServer()
 bool IsIdle(const Client* client)
 {
     return !client->conversation.listens && client->conversation.tried.empty()
-        && steady_clock::now() - client->lastHeard >= IDLE_LIMIT;
+        && steady_clock::now() - client->lastAsked >= IDLE_LIMIT;
 }
 
 void Send(Client* client, const std::string& text)
@@ -101,7 +101,6 @@ void Receive(Client* client)
         client->dropped = client->dropped || count == 0 || (errno != EAGAIN && errno != EINTR);
         return;
     }
-    client->lastHeard = steady_clock::now();
     client->input.append(bytes.data(), static_cast<size_t>(count));
     if (std::min(client->input.find('\n'), client->input.size()) > MAX_LINE) {
         Send(client, "{\"error\":\"a line is longer than 65536 bytes\"}\n");
@@ -125,6 +124,7 @@ void AnswerNext(Server* server, Client* client)
     const size_t end = client->input.find('\n');
     const std::string line = client->input.substr(0, end);
     client->input.erase(0, end + 1);
+    client->lastAsked = steady_clock::now();
     const std::string answer = Answer(line, &client->conversation);
     UpdateListening(server); // who has been told that it listens misses nothing
     Send(client, answer);

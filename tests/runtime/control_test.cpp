@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <list>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -338,6 +339,22 @@ TEST(Control, WakesAnIdleRuntimeNotOnceWithinASecond)
     std::this_thread::sleep_for(std::chrono::seconds(1)); // what is measured
     EXPECT_EQ(SleepsOf(driven.drive->pid), before);
     EXPECT_LT(ProcessorTime(driven.drive->pid) - used, 200);
+}
+
+// Sixteen clients that send a byte now and then, and never a request, keep no place.
+TEST(Control, HasAPlaceForWhoAsksWhateverOthersTrickle)
+{
+    const DrivenPanel driven;
+    std::list<Client> crowd;
+    while (crowd.size() < 16)
+        Greeted(&crowd.emplace_back(&driven));
+    RunResult status{};
+    EXPECT_TRUE(WaitUntil([&] {
+        for (const Client& client : crowd)
+            Say(&client, "x");
+        status = RunProgram({KORVEX, "status"});
+        return status.exitCode == 0;
+    })) << status.error;
 }
 
 // A stalled or dead runtime's socket is in nobody's way.
