@@ -98,7 +98,7 @@ TEST(KorvexEnum, EndsWithinThreeSecondsWheneverItIsClosed)
         // it blocks its signals first thing
         const std::string status = "/proc/" + std::to_string(command.pid) + "/status";
         EXPECT_TRUE(WaitUntil([&] {
-            return ReadTextFile(status).find("SigBlk:\t0000000000004002") != std::string::npos;
+            return ReadTextFile(status).find("SigBlk:\t000000000000400") != std::string::npos;
         }));
         std::this_thread::sleep_for(milliseconds(row.delay));
         for (int i = 0; i < 20; ++i)
