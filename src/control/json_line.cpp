@@ -47,7 +47,7 @@ Json ParseAnswer(std::string_view line)
     };
     Json value = Json::parse(line, keep, false);
     if (tooDeep)
-        return Json(Json::value_t::discarded);
+        value = Json::value_t::discarded;
     CleanTexts(&value);
     return value;
 }
