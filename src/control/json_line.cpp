@@ -59,7 +59,7 @@ std::string LineOf(const Json& object)
 
 std::optional<int32_t> NumberOf(const Json& value)
 {
-    // Unsigned numbers apart: the library compares them as signed ones.
+    // nlohmann::json compares an unsigned number with a signed one as signed.
     if (value.is_number_unsigned() && value.get<uint64_t>() > INT32_MAX)
         return std::nullopt;
     if (!value.is_number_integer())

@@ -11,15 +11,15 @@ namespace korvex::command {
 
 using Json = nlohmann::ordered_json;
 
-// Parses a line of a runtime, which may be anybody's and say anything. Discarded (is_discarded)
-// when it is no JSON, or nested deeper than the protocol is: copies of it could take more stack
-// than there is. Control characters in its texts become '?', so that none reaches a terminal.
+// Parses a line of a runtime, which is not trusted. The result is discarded (is_discarded) when
+// the line is not JSON, or is nested deeper than 16 levels: copying a deep value overflows the
+// stack. Control characters in its texts become '?', so that none reaches a terminal.
 Json ParseAnswer(std::string_view line);
 
-// The object in one line, with its line end; bytes that are not UTF-8 are replaced.
+// The object as one line with its line end. Bytes that are not UTF-8 are replaced.
 std::string LineOf(const Json& object);
 
-// The value, when it is a whole number of 32 bits.
+// The value when it is an integer that fits into 32 bits, signed.
 std::optional<int32_t> NumberOf(const Json& value);
 
 } // namespace korvex::command

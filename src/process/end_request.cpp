@@ -20,12 +20,12 @@ constexpr timespec END_LIMIT{2, 800'000'000};
 
 struct EndWatch {
     HANDLE event = nullptr;
-    int descriptor = -1; // an eventfd: readable from the signal on, for good
+    int descriptor = -1; // an eventfd, written once and never read
 };
 
 EndWatch watch;
 std::atomic<int> overdueExitCode{EXIT_DONE};
-bool hangupIgnored = false; // by whoever started the process, as nohup(1) does
+bool hangupIgnored = false; // when the process started, as under nohup(1)
 
 sigset_t EndSignals()
 {

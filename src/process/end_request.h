@@ -1,5 +1,6 @@
-// What ends a command that must end cleanly: SIGINT, SIGTERM, SIGHUP (unless it was ignored when
-// the process started, as nohup(1) does) or the command itself. There is one request, for good.
+// The shutdown request of a process. SIGINT, SIGTERM and SIGHUP make it, and so can the command
+// itself. SIGHUP counts only when it was not ignored at the start, as nohup(1) has it. A request is
+// never withdrawn.
 #pragma once
 
 #include <chrono>
@@ -9,7 +10,7 @@
 
 namespace korvex::command {
 
-// Keeps these signals waiting, in this thread and in those that it starts. First thing in the
+// Blocks these signals in this thread and in those that it starts. Must be the first call of the
 // program.
 void BlockEndSignals();
 
@@ -33,7 +34,8 @@ bool IsEndRequested();
 // Is set with the request; not owned. Null before WatchForEnd.
 HANDLE EndEvent();
 
-// Readable from the signal on, for good; not to be read. -1 before WatchForEnd.
+// Becomes readable with the signal and stays so, for poll; nobody may read it. -1 before
+// WatchForEnd.
 int EndDescriptor();
 
 // Waits for the request for at most `limit` (none: no limit). True when it has come.

@@ -36,7 +36,7 @@ using std::chrono::steady_clock;
 constexpr size_t MAX_CLIENTS = 16;
 constexpr size_t MAX_LINE = 64UL * 1024;
 constexpr size_t MAX_OUTPUT = 256UL * 1024; // that a client has not taken yet
-// after which a client that asks nothing and waits for nothing makes room for another
+// after its last request a client that waits for nothing makes room for another
 constexpr std::chrono::seconds IDLE_LIMIT{1};
 constexpr int BACKLOG = 64;
 
@@ -169,7 +169,7 @@ void Welcome(Server* server)
 void PassEventsOn(Server* server)
 {
     eventfd_t count = 0;
-    // Also for an event that came when nobody listened any more: poll would return at once for it.
+    // Read it even when nobody listens: a count that is left keeps poll from waiting.
     if (eventfd_read(server->events, &count) != 0 || !server->listening)
         return;
     for (const PanelEvent& event : TakePanelEvents()) {
@@ -286,7 +286,7 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
         if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0
             && S_ISSOCK(status.st_mode))
             unlink(server->path.c_str());
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as sockets have it
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as bind takes it
         bound = bind(server->listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address))
                 == 0
             && chmod(server->path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0

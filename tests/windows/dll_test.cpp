@@ -72,8 +72,8 @@ TEST_F(Dll, EnumFindsAndDrivesAControllerUntilItsWindowIsClosed)
         Lift(emulator.get());
         EXPECT_EQ(ReadLineWith(watcher.output, "up"), "up 255 383\r");
 
-        // A silent line costs little, also where the wait returns at once. Where it blocks, most is
-        // of Wine itself.
+        // A silent port costs little, even when the wait returns at once. When it blocks, Wine
+        // itself uses most of the time.
         const int64_t before = ProcessorTime(process.pid);
         std::this_thread::sleep_for(milliseconds(1000));
         EXPECT_LE(ProcessorTime(process.pid) - before, blocks ? 300 : 100) << "milliseconds";

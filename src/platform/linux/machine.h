@@ -53,7 +53,7 @@ struct Screen {
 struct WindowSettings {
     // how windows are shown (window_backend.h); null: not at all
     const WindowBackend* backend = nullptr;
-    // a descriptor that becomes readable, for good, when the windows must close; -1: none
+    // a descriptor that becomes and stays readable when the windows must close; -1: none
     int closeSignals = -1;
 };
 

@@ -97,8 +97,8 @@ std::optional<MSG> TakeTimer(int* wait)
     return std::nullopt;
 }
 
-// Waits for a message, the display, or the request to close the windows, which each queue follows
-// once.
+// Waits for a message, the display, or the request to close the windows. The request stays
+// readable, so each queue handles it once and then no longer waits for it.
 void WaitForWork(int wait)
 {
     const int signals = ThisQueue()->closing ? -1 : ThisMachine()->windows.closeSignals;

@@ -26,7 +26,7 @@ struct MessageQueue {
     int wakeDescriptor; // readable while there is a message
     std::deque<MSG> posted;
     std::deque<std::shared_ptr<SentMessage>> sent;
-    bool closing = false; // the windows were told to close (WindowSettings::closeSignals)
+    bool closing = false; // the close request (WindowSettings::closeSignals) was handled
 
     MessageQueue();
     ~MessageQueue();
