@@ -1,7 +1,6 @@
 #include <cmath>
 #include <cstdio>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "console/own_panels.h"
 #include "console/page_texts.h"
 #include "control/control_client.h"
+#include "control/json_line.h"
 #include "host/host.h"
 #include "machine/machine_setup.h"
 #include "machine/port_failure.h"
@@ -35,8 +35,6 @@ namespace korvex::command {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // What was said last, so that each state is said once.
 struct Progress {
     std::string command;
@@ -53,9 +51,7 @@ Progress progress;
 
 void PrintJson(const Json& line)
 {
-    progress.outputLost
-        = !WriteOutput(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n")
-        || progress.outputLost;
+    progress.outputLost = !WriteOutput(LineOf(line)) || progress.outputLost;
 }
 
 void Print(const CalibrationCourse* course, const std::string& state, const std::string& reason)

@@ -2,13 +2,13 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "command/subcommands.h"
 #include "control/control_address.h"
 #include "control/control_client.h"
+#include "control/json_line.h"
 #include "process/exit_codes.h"
 #include "process/options.h"
 #include "process/text_layout.h"
@@ -16,8 +16,6 @@
 namespace korvex::command {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // How long ago a time of the protocol was, "3 min"; a dash where there is none.
 std::string AgeOf(const Json& time)

@@ -3,11 +3,11 @@
 #pragma once
 
 #include <chrono>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "control/json_line.h"
 #include "link/touch_controller.h"
 
 namespace korvex::command {
@@ -28,20 +28,20 @@ void Disconnect(ControlClient* client);
 inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 
 // Asks, and gives the answer; none, with the connection closed, when it does not come in time.
-std::optional<nlohmann::ordered_json> Ask(ControlClient* client,
-    const nlohmann::ordered_json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
+std::optional<Json> Ask(
+    ControlClient* client, const Json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
 // The text, or the position of two whole numbers, that an answer or an event has by a key; empty,
 // or none, where it has no such thing.
-std::string TextIn(const nlohmann::ordered_json& object, const char* key);
-std::optional<Point> PointIn(const nlohmann::ordered_json& object, const char* key);
+std::string TextIn(const Json& object, const char* key);
+std::optional<Point> PointIn(const Json& object, const char* key);
 
 // What a runtime drives and waits for, as "status" has it, with every key that is used here in its
 // type.
 struct RuntimeStatus {
     int process;
-    std::vector<nlohmann::ordered_json> panels;
-    std::vector<nlohmann::ordered_json> awaited;
+    std::vector<Json> panels;
+    std::vector<Json> awaited;
 };
 
 // Asks for it; none as in Ask.
@@ -50,8 +50,8 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client);
 // A panel that a runtime drives.
 struct RemotePanel {
     ControlClient runtime;
-    nlohmann::ordered_json state; // as in RuntimeStatus
-    int process;                  // of the runtime
+    Json state;  // as in RuntimeStatus
+    int process; // of the runtime
 };
 
 // The runtime that drives the controller on a port, connected; none when none that can be asked
