@@ -1,5 +1,6 @@
 #include "platform/linux/files/profile.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -122,7 +123,7 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     EXPECT_TRUE(Write(u"S", u"a", u"1", u"a.ini"));
     EXPECT_TRUE(std::filesystem::is_symlink("a.ini"));
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
-    struct stat status{};
+    struct stat status { };
     EXPECT_EQ(stat("real/b.ini", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("real"), {}), 1);
@@ -188,8 +189,8 @@ TEST(WritePrivateProfileStringW, ReachesTheDiskWithAllThatWasWrittenOrNotAtAll)
         << "the file and somebody's own";
 }
 
-// Saves one calibration after the other until it is killed.
-[[noreturn]] void SaveForEver()
+// Saves one calibration after the other until it is killed, and writes a byte to `saved` for each.
+[[noreturn]] void SaveForEver(int saved)
 {
     const ControllerPointer controller = Unconnected();
     controller->calib.orientation = 1;
@@ -198,7 +199,8 @@ TEST(WritePrivateProfileStringW, ReachesTheDiskWithAllThatWasWrittenOrNotAtAll)
         controller->calib.stdMaxX = value;
         for (Point& point : controller->calib.advPoints)
             point = {value, value};
-        SaveCalibrationFile(controller.get());
+        if (!SaveCalibrationFile(controller.get()) || write(saved, "s", 1) != 1)
+            _exit(1);
     }
 }
 
@@ -207,8 +209,10 @@ int32_t OneValue(const CalibrationData* calib)
 {
     const Point first = calib->advPoints[0];
     const bool whole = calib->pointCount == 9 && first.x == calib->stdMaxX
-        && std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + 9,
-            [first](Point point) { return point == Point{first.x, first.x}; });
+        && std::all_of(
+            calib->advPoints.begin(), calib->advPoints.begin() + 9, [first](Point point) {
+                return point == Point{first.x, first.x};
+            });
     return whole ? first.x : -1;
 }
 
@@ -218,20 +222,26 @@ TEST(SaveCalibrationFile, LeavesTheOldOrTheNewCalibrationWhenItIsKilled)
     constexpr int KILLS = 300;
     std::array<int, 2> seen{};
     for (int i = 0; i < KILLS; ++i) {
+        std::array<int, 2> saved{};
+        ASSERT_EQ(pipe2(saved.data(), O_CLOEXEC), 0);
         const pid_t child = fork();
         if (child == 0)
-            SaveForEver();
+            SaveForEver(saved[1]);
+        close(saved[1]);
+        for (int before = 0; before <= i % 2;
+             ++before) { // on a slow disk, killed in this very save
+            char byte = 0;
+            ASSERT_EQ(read(saved[0], &byte, 1), 1) << i;
+        }
         const ControllerPointer reader = Unconnected();
-        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(500 + 37 * i);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(37 * i);
         do { // a session that starts meanwhile
-            if (std::filesystem::exists("Korvex.ini") && LoadCalibrationFile(reader.get())) {
-                ASSERT_NE(OneValue(&reader->calib), -1) << i;
-            }
+            ASSERT_TRUE(LoadCalibrationFile(reader.get())) << i;
+            ASSERT_NE(OneValue(&reader->calib), -1) << i;
         } while (std::chrono::steady_clock::now() < end);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-        if (!std::filesystem::exists("Korvex.ini"))
-            continue;
+        close(saved[0]);
         ASSERT_TRUE(LoadCalibrationFile(reader.get())) << i;
         const int32_t value = OneValue(&reader->calib);
         ASSERT_TRUE(value == 100 || value == 200) << i;
