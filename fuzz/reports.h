@@ -12,7 +12,7 @@ namespace korvex::fuzz {
 inline void TakeReport(TouchController* controller)
 {
     Packet report{};
-    if (!ReadReport(controller, &report))
+    if (ReadReport(controller, &report) != ReadResult::REPORT)
         return;
     const Point point = DecodeReport(controller, report.data());
     const int32_t limit = int32_t{1} << controller->resolutionBits;

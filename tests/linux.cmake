@@ -47,6 +47,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     command/calibrate_test.cpp
     command/command_test.cpp
     runtime/control_test.cpp
+    runtime/port_return_test.cpp
     command/diagnosis_test.cpp
     command/documents_test.cpp
     command/enumerate_test.cpp

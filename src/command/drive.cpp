@@ -40,7 +40,7 @@ int Drive(const Options* options, const std::string& port)
 int RunDrive(const Options* options)
 {
     const std::string& port = options->arguments[0];
-    SetHostHandlers({.sessionEvent = HandleSessionEvent});
+    SetHostHandlers({.sessionEvent = HandleSessionEvent, .portReturned = HandlePortReturn});
     StartControl(options->command, "drive-" + PanelNameOf(PathOfPort(options, port)));
     NotifyServiceManager("READY=1");
     const int exitCode = Drive(options, port);

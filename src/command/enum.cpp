@@ -37,14 +37,21 @@ void DescribeDriven(WCHAR* text, size_t capacity)
 void HandleDetectedSession(TouchController* controller, SessionEvent event)
 {
     HandleSessionEvent(controller, event);
-    if (event == SessionEvent::REPLACED)
-        Tell(Priority::WARNING, EntryCommand() + ": that one is driven when enum is started again");
     if (event == SessionEvent::STARTED)
         Tell(Priority::NOTICE,
             PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": "
                 + DescriptionOf(controller));
     if (event == SessionEvent::STARTED || event == SessionEvent::ENDED)
         RefreshStatusDetail();
+}
+
+PortReturn HandleDetectedReturn(
+    TouchController* controller, ReadResult result, const Packet* report)
+{
+    const PortReturn decision = HandlePortReturn(controller, result, report);
+    if (decision == PortReturn::ANOTHER)
+        Tell(Priority::WARNING, EntryCommand() + ": that one is driven when enum is started again");
+    return decision;
 }
 
 void HandleDetectionDone()
@@ -63,6 +70,7 @@ int RunEnumerate(const Options* options)
     static constexpr Entry DETECTION{kxENUM, kxENUMW};
     const bool isSeen = options->windows != "none"; // else the lines on standard error say it
     SetHostHandlers({.sessionEvent = HandleDetectedSession,
+        .portReturned = HandleDetectedReturn,
         .workerRefused = EndWithoutWorker,
         .detectionDone = HandleDetectionDone,
         .statusDetail = isSeen ? DescribeDriven : nullptr});

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@
 #include "command/monitor_table.h"
 #include "command/subcommands.h"
 #include "control/control_client.h"
+#include "input/host_handlers.h"
 #include "input/session.h"
 #include "machine/port_names.h"
 #include "platform/linux/pointer/pixels.h"
@@ -26,6 +28,7 @@
 #include "process/output.h"
 #include "process/terminal.h"
 #include "runtime/opened_controller.h"
+#include "runtime/port_return.h"
 
 namespace korvex::command {
 
@@ -40,6 +43,7 @@ constexpr size_t TICKS_PER_SECOND = 10;
 struct Watched {
     std::string port;
     TouchController* controller;
+    std::unique_ptr<ReturnedPort> returned; // of that controller
     // where another process drives it; then there is no controller here, also when that one has
     // ended
     std::optional<RemotePanel> remote;
@@ -48,6 +52,12 @@ struct Watched {
     Sample shown;
     bool changed; // since it was shown before
 };
+
+PortReturn DecideWatchedReturn(TouchController* controller, ReadResult result, const Packet* report)
+{
+    return DecidePortReturn(
+        static_cast<ReturnedPort*>(controller->observed), controller, result, report);
+}
 
 // The reports of the last second.
 uint32_t RateOf(Watched* watched, uint32_t reports)
@@ -194,9 +204,11 @@ int StartWatching(Watched* watched, const Options* options)
         return EXIT_DONE;
     }
     const int exitCode = OpenController(options, watched->port, &watched->controller);
-    return watched->controller == nullptr
-        ? exitCode
-        : StartDriving(options, watched->port, watched->controller);
+    if (watched->controller == nullptr)
+        return exitCode;
+    watched->returned = std::make_unique<ReturnedPort>();
+    watched->controller->observed = watched->returned.get();
+    return StartDriving(options, watched->port, watched->controller);
 }
 
 // A runtime that has ended may start again, and the port is its own: it is looked for, and not
@@ -260,9 +272,10 @@ int Watch(std::vector<Watched>* all, const Options* options)
 int RunMonitor(const Options* options)
 {
     int exitCode = EXIT_DONE;
+    SetHostHandlers({.portReturned = DecideWatchedReturn});
     std::vector<Watched> all;
     for (const std::string& port : options->arguments) {
-        all.push_back({port, nullptr, {}, {}, {}, {}, false});
+        all.push_back({port, nullptr, {}, {}, {}, {}, {}, false});
         exitCode = StartWatching(&all.back(), options);
         if (exitCode != EXIT_DONE || (all.back().controller == nullptr && !all.back().remote))
             break;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "input/touch_report.h"
 #include "link/touch_controller.h"
 #include "platform/win32.h"
 
@@ -21,10 +22,18 @@ enum class SessionEvent : uint8_t {
     REJECTED,  // packets have been rejected, and no report was found behind them
     PORT_GONE, // the port has failed
     PORT_BACK, // the controller on it has answered or reported again
-    REPLACED,  // another controller has answered in its place: the session ends
     ENDED,     // its reader has ended: the last event on that thread
     // it is told to stop: nobody may use the record behind this call; on the thread that stops it
     ENDING,
+};
+
+// What becomes of a session whose port has failed and works again.
+enum class PortReturn : uint8_t {
+    SAME,    // its own controller has answered: it goes on
+    ANOTHER, // another controller has answered: it ends
+    UNKNOWN, // its reports are injected, and it is asked about again after the next read
+    HELD,    // as UNKNOWN, but the report that was read is dropped
+    LEFT,    // it goes on, and the port is back with its first report
 };
 
 // Routines that the library calls when something happens. A null one is not called, and input goes
@@ -33,6 +42,13 @@ struct HostHandlers {
     // An event of any session of this process, on the thread that the event names. ENDING may come
     // beside one of the reader's events, and more than once.
     void (*sessionEvent)(TouchController* controller, SessionEvent event) = nullptr;
+
+    // A session's port has failed and works again, and a read has ended with `result`, with
+    // `report` where that is REPORT. On the session's reader thread, after each read until it
+    // returns SAME, ANOTHER or LEFT; only within this call may the link be used. Null: the session
+    // goes on with whatever is there.
+    PortReturn (*portReturned)(TouchController* controller, ReadResult result, const Packet* report)
+        = nullptr;
 
     // Sends an input instead of the system; false when it could not be sent. On the sessions'
     // reader threads.

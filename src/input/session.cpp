@@ -7,7 +7,6 @@
 #include "input/host_handlers.h"
 #include "input/pointer_injection.h"
 #include "input/touch_report.h"
-#include "link/command_protocol.h"
 #include "link/port_link.h"
 #include "support/debug_trace.h"
 #include "support/lock_guard.h"
@@ -18,9 +17,6 @@ namespace korvex {
 namespace {
 
 constexpr DWORD FAILED_WAIT_PAUSE_MS = 100; // between two tries on a port that has failed
-// before what answers on a port that has come back is asked again
-constexpr DWORD MIN_ASK_PAUSE_MS = 2000;
-constexpr DWORD MAX_ASK_PAUSE_MS = 30000;
 constexpr DWORD WAKE_INTERVAL_MS = 5;
 constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
 
@@ -51,79 +47,69 @@ bool HasPortFailed(const TouchController* controller)
     return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
 }
 
-// What the reader knows of its port's coming back.
-struct PortReturn {
-    bool pending;  // the port has failed since its controller was asked last
-    DWORD askedAt; // GetTickCount
-    DWORD pauseMs; // until it is asked again; 0: at once
-};
-
-// Whether to ask now what answers on the port. On a silent line, and not within a touch: reports
-// could be taken for answers.
-bool IsToBeAsked(const TouchController* controller, const PortReturn* port)
+// What the handler decides after a read on a port that has failed before.
+PortReturn DecideReturn(TouchController* controller, ReadResult result, const Packet* report)
 {
-    return port->pending && !controller->link.readFailed && controller->prevContact != CONTACT_TOUCH
-        && controller->running == 1 && GetTickCount() - port->askedAt >= port->pauseMs;
+    if (Handlers().portReturned == nullptr)
+        return PortReturn::LEFT;
+    const PortReturn decision = Handlers().portReturned(controller, result, report);
+    if (decision == PortReturn::SAME)
+        SetPortGone(controller, false);
+    return decision;
 }
 
-// Asks; whether the session goes on. While nothing is known of what answers it is asked again, ever
-// more rarely.
-bool IsStillDriven(TouchController* controller, PortReturn* port)
+void Inject(TouchController* controller, const Packet* report)
 {
-    uint32_t model = 0;
-    const ReturnedController answer = AskReturnedController(controller, &model);
-    port->pending = answer == ReturnedController::UNKNOWN;
-    port->askedAt = GetTickCount();
-    port->pauseMs = std::clamp<DWORD>(2 * port->pauseMs, MIN_ASK_PAUSE_MS, MAX_ASK_PAUSE_MS);
-    if (answer == ReturnedController::SAME)
-        SetPortGone(controller, false);
-    if (answer == ReturnedController::ANOTHER) {
-        DebugTrace(
-            TEXT("Korvex %X answers in place of %X, Session ends\n"), model, controller->model);
-        Tell(controller, SessionEvent::REPLACED);
-    }
-    return answer != ReturnedController::ANOTHER;
+    if (controller->injectEnabled == 1)
+        InjectReport(controller, report->data());
+    SetPortGone(controller, false);
+    Tell(controller, SessionEvent::TOUCHED);
+}
+
+// Waits for input; whether the port has failed, after a pause without which one that has gone would
+// make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
+bool AwaitInput(TouchController* controller)
+{
+    if (LinkWaitInput(&controller->link) || !HasPortFailed(controller) || controller->running != 1)
+        return false;
+    Count(&controller->counters.failedWaits);
+    EndTouch(controller);
+    SetPortGone(controller, true);
+    WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);
+    return true;
 }
 
 unsigned __stdcall ReaderLoop(void* argument)
 {
     auto* controller = static_cast<TouchController*>(argument);
     Packet report{};
-    bool read = false;
-    PortReturn port{};
+    ReadResult result = ReadResult::SILENT;
+    bool returned = false; // the port has failed, and its handler has not decided yet
     while (controller->running == 1) {
         controller->link.readFailed = false;
-        const uint32_t rejected
-            = controller->counters.rejectedPackets.load(std::memory_order_relaxed);
-        read = ReadReport(controller, &report);
-        if (read) {
-            if (controller->running != 1)
-                break;
-            if (controller->injectEnabled == 1)
-                InjectReport(controller, report.data());
-            SetPortGone(controller, false);
-            Tell(controller, SessionEvent::TOUCHED);
-            continue;
-        }
-        if (controller->counters.rejectedPackets.load(std::memory_order_relaxed) != rejected)
-            Tell(controller, SessionEvent::REJECTED);
-        if (IsToBeAsked(controller, &port) && !IsStillDriven(controller, &port))
+        result = ReadReport(controller, &report);
+        if (controller->running != 1)
             break;
-        // A port that has gone must not make the loop spin. Where a wait fails but reads work, the
-        // read's own time-outs pace it.
-        if (controller->running == 1 && !LinkWaitInput(&controller->link)
-            && HasPortFailed(controller) && controller->running == 1) {
-            port = {true, 0, 0};
-            Count(&controller->counters.failedWaits);
-            EndTouch(controller);
-            SetPortGone(controller, true);
-            WaitForSingleObject(controller->wakeEvent, FAILED_WAIT_PAUSE_MS);
+        if (result == ReadResult::REJECTED)
+            Tell(controller, SessionEvent::REJECTED);
+        PortReturn decision = PortReturn::LEFT;
+        if (returned && !controller->link.readFailed) {
+            decision = DecideReturn(controller, result, &report);
+            returned = decision == PortReturn::UNKNOWN || decision == PortReturn::HELD;
+        }
+        if (decision == PortReturn::ANOTHER)
+            break;
+        if (result == ReadResult::REPORT) {
+            if (decision != PortReturn::HELD)
+                Inject(controller, &report);
+        } else if (!returned || controller->link.readFailed) {
+            returned = AwaitInput(controller) || returned;
         }
     }
     EndTouch(controller); // no button stays pressed behind a session
     Tell(controller, SessionEvent::ENDED);
     SetEvent(controller->stoppedEvent);
-    return read ? 1 : 0;
+    return result == ReadResult::REPORT ? 1 : 0;
 }
 
 // Ends the reader's pending wait through the port, again and again because it misses a reader that
@@ -193,21 +179,18 @@ void JoinSession(TouchController* controller, uint32_t limitMs)
 {
     if (controller->stoppedEvent == nullptr)
         return;
+    // The thread ends right behind the event, which nobody sets where none could be created.
+    const HANDLE end
+        = controller->readerThread != nullptr ? controller->readerThread : controller->stoppedEvent;
     const DWORD start = GetTickCount();
-    // The event tells of the end of the loop, once; the thread ends right after.
-    while (controller->readerThread == nullptr || !HasThreadEnded(controller->readerThread)) {
-        const DWORD left = TimeLeft(start, limitMs);
-        if (WaitForSingleObject(controller->stoppedEvent, std::min<DWORD>(left, WAKE_INTERVAL_MS))
-            == WAIT_OBJECT_0) {
-            WaitForSingleObject(controller->readerThread, TimeLeft(start, limitMs));
-            break;
-        }
+    DWORD left = limitMs;
+    while (WaitForSingleObject(end, std::min(left, WAKE_INTERVAL_MS)) == WAIT_TIMEOUT) {
         if (left == 0)
             return;
         CancelReaderWait(controller);
-        const bool needsHelp = controller->readerThread != nullptr
-            && controller->wakerThread == nullptr && limitMs - left >= CANCEL_GRACE_MS;
-        if (needsHelp)
+        left = TimeLeft(start, limitMs);
+        if (controller->readerThread != nullptr && controller->wakerThread == nullptr
+            && limitMs - left >= CANCEL_GRACE_MS)
             controller->wakerThread = StartThread(WakerLoop, controller);
     }
     if (controller->wakerThread != nullptr)

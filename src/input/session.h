@@ -13,8 +13,8 @@ inline constexpr uint32_t SESSION_STOP_LIMIT_MS = 2000;
 
 // Loads the calibration and starts the reader thread. Once per record, after the controller is
 // identified; from then on the link is the reader's. False when no thread could be created. The
-// session ends by itself, with a diagnostic line, when its port has failed and come back with
-// another controller behind it: then HasReaderEnded without a stop.
+// session ends by itself, HasReaderEnded without a stop, only where the handler of a returned port
+// (HostHandlers) finds another controller there.
 bool StartSession(TouchController* controller);
 
 // Stops the session and waits for its reader's end, at most SESSION_STOP_LIMIT_MS. A report that is

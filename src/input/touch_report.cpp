@@ -70,7 +70,7 @@ bool Resync(TouchController* controller, Packet* report)
 {
     bool accepted = false;
     for (int attempt = 0; attempt < RESYNC_ATTEMPTS && !accepted && controller->running == 1;
-        ++attempt) {
+         ++attempt) {
         Count(&controller->counters.resynchronisations);
         CollectReport(controller, report);
         accepted = ReportCheck(controller, report->data());
@@ -103,11 +103,11 @@ bool ReportCheck(const TouchController* controller, const uint8_t* report)
     return IsWholeReport(controller, report) && IsWithinResolution(controller, report);
 }
 
-bool ReadReport(TouchController* controller, Packet* report)
+ReadResult ReadReport(TouchController* controller, Packet* report)
 {
     report->fill(0);
     if (!LinkRead(&controller->link, report->data(), ReportBytes(controller)))
-        return false;
+        return ReadResult::SILENT;
     bool accepted = ReportCheck(controller, report->data());
     if (!accepted) {
         Count(&controller->counters.rejectedPackets);
@@ -117,7 +117,7 @@ bool ReadReport(TouchController* controller, Packet* report)
     }
     if (accepted)
         Count(&controller->counters.reports);
-    return accepted;
+    return accepted ? ReadResult::REPORT : ReadResult::REJECTED;
 }
 
 Point DecodeReport(const TouchController* controller, const uint8_t* report)

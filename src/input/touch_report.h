@@ -24,11 +24,17 @@ uint8_t ClassifyStatus(const TouchController* controller, uint8_t status);
 // contact, and coordinates within the resolution.
 bool ReportCheck(const TouchController* controller, const uint8_t* report);
 
+// How the reading of a report ended.
+enum class ReadResult : uint8_t {
+    REPORT,   // one that passed the check
+    REJECTED, // packets came, and none passed
+    SILENT,   // no whole packet came within the read's allowance (LinkRead)
+};
+
 // Reads one report. A packet that fails the check starts a resynchronisation on the next status
-// byte: at most 3 attempts, each dropping at most 300 bytes. False when no whole packet came within
-// the read's allowance (LinkRead) or none passed; the bytes read are then lost. On the session's
-// reader thread.
-bool ReadReport(TouchController* controller, Packet* report);
+// byte: at most 3 attempts, each dropping at most 300 bytes. The bytes that make no report are
+// lost. On the session's reader thread.
+ReadResult ReadReport(TouchController* controller, Packet* report);
 
 // The raw point of a report that passed the check.
 Point DecodeReport(const TouchController* controller, const uint8_t* report);

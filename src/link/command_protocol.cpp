@@ -58,8 +58,7 @@ bool QueryFirmware7700(TouchController* controller)
 
 bool QueryFirmwareSixByte(TouchController* controller)
 {
-    uint32_t number = 0;
-    if (QueryModelNumber(controller, &number, &controller->fwMajor) && number == MODEL_NUMBER_5460)
+    if (QueryModelNumber(controller) && controller->answers.modelNumber == MODEL_NUMBER_5460)
         controller->model = MODEL_5460;
     Packet answer{};
     Packet command = CommandPacket(COMMAND_FIRMWARE_VERSION);
@@ -77,19 +76,20 @@ using BoardMemory = std::array<uint8_t, BOARD_MEMORY_BYTES>;
 // Reads the bytes at `address`; the count of bytes read, 0 when the exchange failed.
 uint32_t ReadMemory(TouchController* controller, uint32_t address, BoardMemory* memory)
 {
-    Packet command = CommandPacket(COMMAND_READ_MEMORY);
-    if (controller->model == MODEL_5200) {
+    const MemoryAccess& access
+        = controller->model == MODEL_7700 ? MEMORY_ACCESS_7700 : MEMORY_ACCESS;
+    Packet command = CommandPacket(access.firstCode);
+    if (controller->model == MODEL_7700) {
+        command[0] = LowByte(access.firstCode + address / access.bytes);
+    } else {
         command[2] = LowByte(address);
         AddChecksum(controller, &command);
-    } else {
-        command = CommandPacket(LowByte(COMMAND_READ_MEMORY_7700 + address / 4));
     }
     Packet answer{};
     if (!Transact(controller, &command, &answer))
         return 0;
-    const MemoryPart part = MemoryPartOf(controller->model, command.data());
-    std::copy_n(&answer[part.offset], part.count, &(*memory)[part.address]);
-    return part.count;
+    std::copy_n(&answer[access.offset], access.bytes, &(*memory)[address]);
+    return access.bytes;
 }
 
 void TakeBoardCalibration(TouchController* controller, const BoardMemory* memory)
@@ -219,6 +219,7 @@ bool QueryResolution(TouchController* controller)
     if (bits != LOW_RESOLUTION_BITS && bits != HIGH_RESOLUTION_BITS)
         return false;
     controller->resolutionBits = bits;
+    controller->answers.resolutionBits = bits;
     return true;
 }
 
@@ -239,29 +240,16 @@ bool QueryFirmwareVersion(TouchController* controller)
     }
 }
 
-bool QueryModelNumber(TouchController* controller, uint32_t* number, uint8_t* fwMajor)
+bool QueryModelNumber(TouchController* controller)
 {
     Packet command = CommandPacket(COMMAND_FIRMWARE_IDENTITY);
     AddChecksum(controller, &command);
     Packet answer{};
     if (!Transact(controller, &command, &answer))
         return false;
-    *number = DecodeCoord(controller, &answer[1], true);
-    if (fwMajor != nullptr)
-        *fwMajor = LowByte(DecodeCoord(controller, &answer[3], true));
+    controller->answers.modelNumber = DecodeCoord(controller, &answer[1], true);
+    controller->fwMajor = LowByte(DecodeCoord(controller, &answer[3], true));
     return true;
-}
-
-MemoryPart MemoryPartOf(uint32_t model, const uint8_t* command)
-{
-    MemoryPart part{};
-    if (model == MODEL_7700)
-        part = {4U * LowByte(command[0] - uint32_t{COMMAND_READ_MEMORY_7700}), 4, 1};
-    else if (command[0] == COMMAND_READ_MEMORY)
-        part = {command[2], 2, 3};
-    if (part.address + part.count > BOARD_MEMORY_BYTES)
-        part.count = 0;
-    return part;
 }
 
 bool ReadBoardCalibration(TouchController* controller)
@@ -288,31 +276,6 @@ bool IdentifyController(TouchController* controller)
     controller->model = 0;
     return std::any_of(CANDIDATES.begin(), CANDIDATES.end(),
         [controller](uint32_t model) { return TryCandidate(controller, model); });
-}
-
-ReturnedController AskReturnedController(TouchController* controller, uint32_t* model)
-{
-    const auto isSame = [controller](const TouchController* answering) {
-        return answering->model == controller->model
-            && answering->resolutionBits == controller->resolutionBits
-            && answering->link.baudRate == controller->link.baudRate;
-    };
-    TouchController answering{}; // its lock is never used
-    answering.link = controller->link;
-    answering.stopEvent = controller->wakeEvent; // set when the session is to end, whoever ends it
-    // As it was identified first, which takes milliseconds; the whole search only where that does
-    // not find it again.
-    answering.model = controller->model == MODEL_7700 ? MODEL_7700 : MODEL_5200;
-    answering.reportLength = controller->reportLength;
-    const bool known = ProbeBaudAt(&answering, controller->link.baudRate)
-        && QueryResolution(&answering) && QueryFirmwareVersion(&answering) && isSame(&answering);
-    const bool found = known || IdentifyController(&answering);
-    if (!known)
-        SerialSetBaud(&controller->link, controller->link.baudRate);
-    *model = found ? answering.model : 0;
-    if (!found)
-        return ReturnedController::UNKNOWN;
-    return isSame(&answering) ? ReturnedController::SAME : ReturnedController::ANOTHER;
 }
 
 } // namespace korvex

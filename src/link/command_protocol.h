@@ -57,49 +57,35 @@ bool ProbeBaud(TouchController* controller);
 bool ProbeBaudAt(TouchController* controller, uint32_t baudRate);
 
 // Asks a model 0x5200 for its resolution; every other model has 10 bits. On false resolutionBits is
-// 10.
+// 10, and answers.resolutionBits what it was.
 bool QueryResolution(TouchController* controller);
 
 // Reads the firmware version, and turns model 0x5200 into 0x5460 where the controller says so. On
 // false fields that were not read are 0.
 bool QueryFirmwareVersion(TouchController* controller);
 
-// The number that the firmware of a 6-byte controller gives as its model, a decimal one (5200,
-// 5460), and the first part of its version, which may be null. False, with both untouched, when it
-// does not say.
-bool QueryModelNumber(TouchController* controller, uint32_t* number, uint8_t* fwMajor);
+// Asks the firmware of a 6-byte controller which model it is (answers.modelNumber), and for the
+// first part of its version. False, with both untouched, when it does not say.
+bool QueryModelNumber(TouchController* controller);
 
 // Model numbers of firmware that can be driven.
 inline constexpr uint32_t MODEL_NUMBER_5200 = 5200;
 inline constexpr uint32_t MODEL_NUMBER_5460 = 5460;
 
-// What a command that reads the controller's memory asks for, and where its answer holds it.
-struct MemoryPart {
-    uint32_t address;
-    uint32_t count;  // of bytes; 0: the command is none that reads memory
-    uint32_t offset; // in the answer
+// How the memory of a family is read: so many bytes an answer.
+struct MemoryAccess {
+    uint8_t firstCode; // COMMAND_READ_MEMORY or COMMAND_READ_MEMORY_7700
+    uint32_t bytes;
+    uint32_t offset; // of these bytes in the answer
 };
 
-// The part that this command packet reads from a controller of the model.
-MemoryPart MemoryPartOf(uint32_t model, const uint8_t* command);
+inline constexpr MemoryAccess MEMORY_ACCESS{COMMAND_READ_MEMORY, 2, 3};
+inline constexpr MemoryAccess MEMORY_ACCESS_7700{COMMAND_READ_MEMORY_7700, 4, 1};
 
 // Reads the calibration kept in the controller's memory (models 0x5200 and 0x7700; any other:
 // nothing is sent) into orientation, pointCount, standard box and all 25 advPoints, unchecked. On
 // false the calibration is untouched: an address failed 3 times in a row.
 bool ReadBoardCalibration(TouchController* controller);
-
-// What answers on a port that was gone for a while.
-enum class ReturnedController {
-    SAME,
-    ANOTHER, // of another model, resolution or baud rate
-    UNKNOWN, // nothing answers, or what answers cannot be understood
-};
-
-// Asks what is attached now, in up to a second where nothing answers, and compares it with the
-// record, which stays as it is but for its link, whose rate is set again. `model` is what was
-// found, 0 when that is unknown. For the link's user, on a line that is silent: reports would be
-// taken for answers.
-ReturnedController AskReturnedController(TouchController* controller, uint32_t* model);
 
 // Finds out what is attached to the freshly opened port of the link: model, reportLength, baud
 // rate, resolution and firmware version.

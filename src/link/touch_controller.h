@@ -110,6 +110,13 @@ struct SessionCounters {
     std::atomic<uint32_t> failedWaits;        // of a port that has failed
 };
 
+// What a controller has answered about itself; 0: it has not.
+struct ControllerAnswers {
+    // that its firmware gives as its model, a decimal one (5200, 5460); 6-byte controllers alone
+    uint32_t modelNumber;
+    uint32_t resolutionBits; // 10 or 12, which a calibration may not use (calibration/defaults.h)
+};
+
 // Adds to a counter, which only the calling thread writes.
 inline void Count(std::atomic<uint32_t>* counter)
 {
@@ -153,7 +160,8 @@ struct TouchController {
     SessionCounters counters;
     // 1 from the failure of the session's port until the controller on it has answered or reported
     std::atomic<uint8_t> portGone;
-    // whatever the sessions' observer (input/session.h) keeps of this one
+    ControllerAnswers answers;
+    // whatever the handler of session events (input/host_handlers.h) keeps of this one
     void* observed;
 };
 

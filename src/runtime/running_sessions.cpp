@@ -16,6 +16,7 @@
 #include "platform/linux/serial/serial_port.h"
 #include "process/message.h"
 #include "process/service_manager.h"
+#include "runtime/port_return.h"
 #include "runtime/settings_state.h"
 
 namespace korvex::command {
@@ -51,7 +52,8 @@ struct Entry {
     std::string calibrationFile;
     std::atomic<int64_t> lastTouchMs = 0; // since the epoch
     std::atomic<uint32_t> sequence = 0;
-    NoiseWatch noise; // the reader's own
+    NoiseWatch noise; // the reader's own, as is the next one
+    ReturnedPort returned{};
 };
 
 struct Sessions {
@@ -139,6 +141,7 @@ void Start(TouchController* controller)
     entry->lastTouchMs = 0;
     entry->sequence = 0;
     entry->noise = {};
+    entry->returned = {};
     controller->observed = entry;
     sessions->awaited.erase(driven.path);
     TellOfSharing(sessions);
@@ -271,9 +274,6 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
     case SessionEvent::PORT_BACK:
         ChangePort(entry, event == SessionEvent::PORT_GONE);
         break;
-    case SessionEvent::REPLACED:
-        Tell(Priority::WARNING, entry->title + ": another controller answers there");
-        break;
     case SessionEvent::ENDED:
         End(entry);
         break;
@@ -281,6 +281,17 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
         Close(entry);
         break;
     }
+}
+
+PortReturn HandlePortReturn(TouchController* controller, ReadResult result, const Packet* report)
+{
+    Entry* entry = EntryOf(controller);
+    if (entry == nullptr)
+        return PortReturn::LEFT;
+    const PortReturn decision = DecidePortReturn(&entry->returned, controller, result, report);
+    if (decision == PortReturn::ANOTHER)
+        Tell(Priority::WARNING, entry->title + ": another controller answers there");
+    return decision;
 }
 
 std::vector<RunningSession> RunningSessions()

@@ -15,8 +15,12 @@
 
 namespace korvex::command {
 
-// The observer of sessions (input/session.h) that keeps this account.
+// The handler of session events (input/host_handlers.h) that keeps this account.
 void HandleSessionEvent(TouchController* controller, SessionEvent event);
+
+// The handler of returned ports (HostHandlers::portReturned) beside it. Another controller on the
+// port ends the session, and the journal is told.
+PortReturn HandlePortReturn(TouchController* controller, ReadResult result, const Packet* report);
 
 // What stays the same while a session lasts.
 struct DrivenPanel {

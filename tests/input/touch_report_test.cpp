@@ -24,7 +24,7 @@ std::vector<Point> ReadAll(const TestLine* line)
     // The stream has arrived whole before the first read, so the first failed read after its end
     // finds the line silent.
     for (int failures = 0; failures < 2;) {
-        if (ReadReport(line->controller.get(), &report))
+        if (ReadReport(line->controller.get(), &report) == ReadResult::REPORT)
             points.push_back(DecodeReport(line->controller.get(), report.data()));
         else
             ++failures;
@@ -91,8 +91,10 @@ TEST(ReadReport, DropsThreeTimesThreeHundredBytesInOneCallAndNoneOnceItIsToStop)
         SendBytes(line.emulator.get(),
             Bytes{0xFF, 0x80, 0, 0, 0} + Bytes(strays, 0x11) + Bytes{0xFF, 1, 2, 3, 4});
         Packet read{};
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), atOnce);
-        EXPECT_EQ(ReadReport(line.controller.get(), &read), !atOnce)
+        EXPECT_EQ(ReadReport(line.controller.get(), &read),
+            atOnce ? ReadResult::REPORT : ReadResult::REJECTED);
+        EXPECT_EQ(ReadReport(line.controller.get(), &read),
+            atOnce ? ReadResult::SILENT : ReadResult::REPORT)
             << "else the next call finds it at the start";
     }
 }

@@ -275,7 +275,7 @@ def unplugging(setting):
     # Another controller in its place ends the session; what answers is identified anew.
     known = guest.mark()
     setting.replace_adapter("--model", "5460")
-    guest.wait_line(name, "answers in place of", known, limit=LONG)
+    guest.wait_line(name, "another controller answers there", known, limit=LONG)
     guest.wait_line(name, "controller 5460, .* 19200 baud", known, limit=LONG)
     touch(setting, setting.adapter, name, 60, 20)
     expect(guest.stop(name) == 0 and guest.stop(other) == 0, "drive did not end with 0")

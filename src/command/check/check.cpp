@@ -147,10 +147,8 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
                       "not help, its model cannot be driven");
         return false;
     }
-    uint32_t number = 0;
-    const bool named
-        = controller->model != MODEL_7700 && QueryModelNumber(controller, &number, nullptr);
-    if (named && number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
+    const uint32_t number = controller->answers.modelNumber;
+    if (number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
         Add(findings, Severity::FAULT, port->name,
             "the controller calls itself model " + std::to_string(number)
                 + ", which cannot be driven; it is driven as a 5200 and may measure"

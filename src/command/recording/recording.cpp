@@ -107,8 +107,16 @@ void TakeMemory(
     if (command->size() != length || answer->size() != length
         || answer->front() != command->front())
         return;
-    const MemoryPart part = MemoryPartOf(recording->model, command->data());
-    std::copy_n(answer->data() + part.offset, part.count, recording->memory.begin() + part.address);
+    const MemoryAccess& access
+        = recording->model == MODEL_7700 ? MEMORY_ACCESS_7700 : MEMORY_ACCESS;
+    uint32_t address = (*command)[2];
+    if (recording->model == MODEL_7700)
+        address = access.bytes * static_cast<uint8_t>(command->front() - access.firstCode);
+    else if (command->front() != access.firstCode)
+        return;
+    if (address + access.bytes <= recording->memory.size())
+        std::copy_n(answer->begin() + access.offset, access.bytes,
+            recording->memory.begin() + static_cast<ptrdiff_t>(address));
 }
 
 // What has been read of a recording besides what is kept of it.

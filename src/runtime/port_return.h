@@ -1,0 +1,30 @@
+// Which controller is on a port that has come back after an unplugging: how the commands that drive
+// for days decide it.
+#pragma once
+
+#include <chrono>
+
+#include "input/host_handlers.h"
+
+namespace korvex::command {
+
+// What is known of a port since it has come back; its reader's own.
+struct ReturnedPort {
+    enum class State : uint8_t {
+        NEW,     // not asked yet
+        HELD,    // not answered: a touch that was there already drives nothing
+        WATCHED, // not answered: reports count
+    } state;
+    bool searched;        // for any controller at any rate
+    uint32_t failedWaits; // of its session: with another number it has come back anew
+    std::chrono::steady_clock::time_point heard; // last; since it is WATCHED
+};
+
+// One step, as HostHandlers::portReturned has it. The port is asked at once; where nothing answers,
+// it is asked behind a touch that was there already, and last after 2 s of silence. The controller
+// is another one where it answers a question otherwise than before; what it does not answer proves
+// nothing. Takes up to 0.6 s where nothing answers, else milliseconds.
+PortReturn DecidePortReturn(
+    ReturnedPort* port, TouchController* controller, ReadResult result, const Packet* report);
+
+} // namespace korvex::command

@@ -1,0 +1,148 @@
+#include "runtime/port_return.h"
+
+#include <thread>
+
+#include "input/session.h"
+#include "link/command_protocol.h"
+#include "link/port_link.h"
+#include "testing/process.h"
+#include "testing/recorders.h"
+#include "testing/temporary_folder.h"
+#include "testing/test_line.h"
+#include "testing/testing.h"
+
+namespace korvex {
+namespace {
+
+using command::ReturnedPort;
+using emulator::EmulatorOptions;
+using emulator::EmulatorPointer;
+using std::chrono::steady_clock;
+
+// A session whose adapter is pulled out, and put back with the same or another controller.
+struct SessionOnAdapter {
+    TemporaryFolder folder;
+    TraceRecorder trace;
+    InputRecorder recorder;
+    EmulatorPointer panel;
+    ReturnedPort returned{};
+    ControllerPointer controller{CreateController()};
+    std::thread finger;
+
+    // Identified, or driven by its stored model where it does not answer a command (`silentCode`).
+    explicit SessionOnAdapter(const EmulatorOptions& options, int silentCode)
+        : panel(StartSilentEmulator(options, silentCode))
+    {
+        SetHostHandlers(
+            {.portReturned = [](TouchController* driven, ReadResult result, const Packet* report) {
+                return DecidePortReturn(
+                    static_cast<ReturnedPort*>(driven->observed), driven, result, report);
+            }});
+        WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
+        PlaceLink("panel", panel.get());
+        controller->observed = &returned;
+        LinkInit(&controller->link, OpenPort("panel"), LINK_SERIAL, 0);
+        if (!IdentifyController(controller.get())) {
+            controller->model = options.model;
+            controller->reportLength = ReportLengthOf(options.model);
+            EXPECT_TRUE(ProbeBaud(controller.get()));
+            QueryFirmwareVersion(controller.get());
+        }
+        EXPECT_TRUE(StartSession(controller.get()));
+        EXPECT_TRUE(AwaitReader(controller.get()));
+    }
+    ~SessionOnAdapter()
+    {
+        if (finger.joinable())
+            finger.join();
+        StopSession(controller.get());
+        SetHostHandlers({});
+    }
+
+    // Puts another one in the panel's place, with a finger on it for so long from before on. The
+    // time of the return.
+    steady_clock::time_point Return(EmulatorPointer next, milliseconds touch)
+    {
+        panel = std::move(next);
+        EXPECT_TRUE(WaitUntil([this] { return controller->portGone == 1; }));
+        finger = std::thread([this, touch] { PressAt(panel.get(), 10, 10, touch); });
+        PlaceLink("panel", panel.get());
+        return steady_clock::now();
+    }
+
+    // How often it was asked as a 6-byte controller at its rate.
+    size_t Askings() const
+    {
+        const std::vector<emulator::ReceivedCommand> commands = ReceivedCommands(panel.get());
+        return static_cast<size_t>(
+            std::count_if(commands.begin(), commands.end(), [](const auto& command) {
+                return command.bytes.front() == COMMAND_WAKE && command.bytes.size() == 6
+                    && command.baudRate == 19200;
+            }));
+    }
+};
+
+struct Replacement {
+    EmulatorOptions options;
+    int silentCode; // unanswered before and after
+};
+
+constexpr milliseconds FINGER{800};
+
+TEST(PortReturn, KeepsItsControllerWhateverThatLeavesUnanswered)
+{
+    for (const auto& [options, silentCode] : {Replacement{{}, 0},
+             Replacement{{}, COMMAND_RESOLUTION}, Replacement{{}, COMMAND_FIRMWARE_IDENTITY},
+             Replacement{{}, COMMAND_FIRMWARE_VERSION}, Replacement{{.resolutionBits = 12}, 0},
+             Replacement{{.modelNumber = 5460, .resolutionBits = 12}, 0},
+             Replacement{{.model = 0x7700}, 0}}) {
+        SessionOnAdapter session(options, silentCode);
+        const auto start = session.Return(StartSilentEmulator(options, silentCode), FINGER);
+        ASSERT_FALSE(session.recorder.WaitFor(1).empty()) << options.model << ' ' << silentCode;
+        EXPECT_LT(steady_clock::now() - start, milliseconds(1000));
+        session.finger.join();
+        EXPECT_TRUE(AwaitReader(session.controller.get())) << "it asks nothing any more";
+        EXPECT_EQ(session.recorder.WaitFor(0).back().flags, RELEASE);
+        EXPECT_EQ(session.controller->portGone, 0);
+    }
+}
+
+TEST(PortReturn, EndsTheSessionForAnotherControllerWithoutAnInput)
+{
+    for (const auto& [before, after] :
+        {std::pair<EmulatorOptions, EmulatorOptions>{{}, {.model = 0x5460}},
+            {{.model = 0x5460}, {}}, {{}, {.resolutionBits = 12}}, {{}, {.baudRate = 9600}},
+            {{}, {.model = 0x7700}}, {{.model = 0x7700}, {}}}) {
+        SessionOnAdapter session(before, 0);
+        session.Return(emulator::StartEmulator(after), FINGER);
+        EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0)
+            << after.model << ' ' << after.baudRate << ' ' << after.resolutionBits;
+        session.finger.join();
+        EXPECT_THAT(session.recorder.WaitFor(0), ElementsAre());
+    }
+}
+
+// Asked at once, behind the touch that was there, and once after 2 s of silence.
+TEST(PortReturn, DrivesAControllerThatAnswersNothingFromItsFirstWholeTouchOn)
+{
+    SessionOnAdapter session({}, 0);
+    const auto start = session.Return(StartSilentEmulator(), milliseconds(400));
+    session.finger.join();
+    EXPECT_THAT(session.recorder.WaitFor(0), ElementsAre()) << "it was there already";
+    while (session.recorder.WaitFor(0).empty() && steady_clock::now() - start < milliseconds(1500))
+        PressAt(session.panel.get(), 75, 75, milliseconds(50));
+    EXPECT_FALSE(session.recorder.WaitFor(0).empty()) << "within 1.5 s of the return";
+    EXPECT_EQ(session.controller->portGone, 0);
+    const size_t asked = session.Askings();
+    EXPECT_TRUE(AwaitReader(session.controller.get()));
+    EXPECT_EQ(session.Askings(), asked + 2) << "with the search for any controller";
+    EXPECT_GE(steady_clock::now() - start, milliseconds(2000));
+    const size_t inputs = session.recorder.WaitFor(0).size();
+    TouchAt(session.panel.get(), 25, 25);
+    EXPECT_EQ(session.recorder.WaitFor(inputs + 1).size(), inputs + 1);
+    EXPECT_TRUE(AwaitReader(session.controller.get())) << "at once: it is not asked again";
+    EXPECT_EQ(session.Askings(), asked + 2);
+}
+
+} // namespace
+} // namespace korvex
