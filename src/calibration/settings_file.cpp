@@ -24,16 +24,7 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
     WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
 }
 
-// Whether an error tells that something could not be written. Windows' flush gives no result, and
-// may leave others.
-bool IsWriteFault(DWORD error)
-{
-    return error == ERROR_DISK_FULL || error == ERROR_WRITE_PROTECT || error == ERROR_ACCESS_DENIED
-        || error == ERROR_GEN_FAILURE || error == ERROR_SHARING_VIOLATION;
-}
-
-// False when not all of it is on the disk.
-bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
+void WriteValues(const SettingsPath* path, const CalibrationData* calib)
 {
     Write(path, SETTING_ORIENTATION, static_cast<int32_t>(calib->orientation));
     Write(path, SETTING_POINT_COUNT, static_cast<int32_t>(calib->pointCount));
@@ -46,10 +37,8 @@ bool WriteValues(const SettingsPath* path, const CalibrationData* calib)
         Write(path, PointSetting(i, 'X', &name), calib->advPoints[i].x);
         Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
     }
-    SetLastError(ERROR_SUCCESS);
     // all of them reach the disk now
     WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data());
-    return !IsWriteFault(GetLastError());
 }
 
 // Whether two calibrations have the same values in a file.
@@ -95,13 +84,12 @@ int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText
     return ParseInteger(text->data());
 }
 
-bool LoadCalibrationFile(TouchController* controller)
+bool ReadCalibrationFile(CalibrationData* calib)
 {
     SettingsPath path{};
     LocateCalibrationFile(&path);
     if (!CanOpen(path.data(), GENERIC_READ | GENERIC_WRITE, 0))
         return false;
-    CalibrationData* calib = &controller->calib;
     calib->orientation = static_cast<uint32_t>(Read(&path, SETTING_ORIENTATION));
     calib->pointCount = static_cast<uint32_t>(Read(&path, SETTING_POINT_COUNT));
     calib->stdMinX = Read(&path, SETTING_MIN_X);
@@ -116,6 +104,11 @@ bool LoadCalibrationFile(TouchController* controller)
     return true;
 }
 
+bool LoadCalibrationFile(TouchController* controller)
+{
+    return ReadCalibrationFile(&controller->calib);
+}
+
 bool SaveCalibrationFile(TouchController* controller)
 {
     const CalibrationData calib = CopyCalibration(controller);
@@ -128,15 +121,11 @@ bool SaveCalibrationFile(TouchController* controller)
 bool WriteCalibrationFile(const CalibrationData* calib)
 {
     SettingsPath path{};
-    TouchController* read = CreateController();
-    if (read == nullptr || !LocateCalibrationFile(&path)) {
-        ReleaseController(read);
+    CalibrationData read{};
+    if (!LocateCalibrationFile(&path))
         return false;
-    }
-    const bool flushed = WriteValues(&path, calib);
-    const bool written = flushed && LoadCalibrationFile(read) && HasSameValues(calib, &read->calib);
-    ReleaseController(read);
-    return written;
+    WriteValues(&path, calib);
+    return ReadCalibrationFile(&read) && HasSameValues(calib, &read);
 }
 
 bool LocateSettingsFile(WCHAR* path)

@@ -48,6 +48,9 @@ int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText
 // missing key gives its default (orientation 1, no points, standard box 0 to 1023, point
 // coordinates 0). False, with nothing changed, when the file does not exist or cannot be opened for
 // reading and writing.
+bool ReadCalibrationFile(CalibrationData* calib);
+
+// Reads it into the record's calibration.
 bool LoadCalibrationFile(TouchController* controller);
 
 // Writes orientation, pointCount, standard box and pointCount advPoints (at most 25), creating the

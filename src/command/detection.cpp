@@ -1,6 +1,7 @@
 #include "command/detection.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "control/control_client.h"
@@ -41,6 +42,11 @@ int RunEntry(const Options* options, const Entry* entry)
             command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error)
                 + WayAround(path, error));
     };
+    static std::string lockFault;
+    machine->observers.mutexRefused = [](const std::string& folder, int error) {
+        lockFault = (folder.empty() ? "a folder of your own" : "'" + folder + "'") + ": "
+            + strerror(error);
+    };
     if (!machine->onExit)
         machine->onExit = EntryExitCode;
     SetLastError(ERROR_SUCCESS);
@@ -48,6 +54,11 @@ int RunEntry(const Options* options, const Entry* entry)
         entry->runSingle(nullptr, nullptr, nullptr, SW_SHOW);
     else
         entry->run();
+    if (!lockFault.empty()) {
+        fprintf(stderr, "%s: whether another one is running cannot be known without a lock in %s\n",
+            command.c_str(), lockFault.c_str());
+        return EXIT_FAULT;
+    }
     if (options->single && GetLastError() == ERROR_ALREADY_EXISTS) {
         fprintf(stderr, "%s: another one is running in this session\n", command.c_str());
         return EXIT_ALREADY_RUNNING;

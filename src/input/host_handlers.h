@@ -21,7 +21,7 @@ enum class SessionEvent : uint8_t {
     TOUCHED,
     REJECTED,  // packets have been rejected, and no report was found behind them
     PORT_GONE, // the port has failed
-    PORT_BACK, // the controller on it has answered or reported again
+    PORT_BACK, // it works again, and the controller on it has answered or reported where one asks
     ENDED,     // its reader has ended: the last event on that thread
     // it is told to stop: nobody may use the record behind this call; on the thread that stops it
     ENDING,
@@ -45,8 +45,7 @@ struct HostHandlers {
 
     // A session's port has failed and works again, and a read has ended with `result`, with
     // `report` where that is REPORT. On the session's reader thread, after each read until it
-    // returns SAME, ANOTHER or LEFT; only within this call may the link be used. Null: the session
-    // goes on with whatever is there.
+    // returns SAME, ANOTHER or LEFT; only within this call may the link be used. Null: as SAME.
     PortReturn (*portReturned)(TouchController* controller, ReadResult result, const Packet* report)
         = nullptr;
 

@@ -47,12 +47,13 @@ bool HasPortFailed(const TouchController* controller)
     return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
 }
 
-// What the handler decides after a read on a port that has failed before.
+// What the handler decides after a read on a port that has failed before. Where there is none, the
+// session's controller is taken to be on it.
 PortReturn DecideReturn(TouchController* controller, ReadResult result, const Packet* report)
 {
-    if (Handlers().portReturned == nullptr)
-        return PortReturn::LEFT;
-    const PortReturn decision = Handlers().portReturned(controller, result, report);
+    const PortReturn decision = Handlers().portReturned == nullptr
+        ? PortReturn::SAME
+        : Handlers().portReturned(controller, result, report);
     if (decision == PortReturn::SAME)
         SetPortGone(controller, false);
     return decision;
@@ -150,7 +151,7 @@ bool StartSession(TouchController* controller)
 {
     controller->running = 1;
     controller->injectEnabled = 1;
-    LoadSettings(controller);
+    controller->hasFileCalibration = LoadSettings(controller) ? 1 : 0;
     controller->stoppedEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     controller->wakeEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     Tell(controller, SessionEvent::STARTED);

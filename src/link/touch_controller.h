@@ -161,6 +161,7 @@ struct TouchController {
     // 1 from the failure of the session's port until the controller on it has answered or reported
     std::atomic<uint8_t> portGone;
     ControllerAnswers answers;
+    uint8_t hasFileCalibration; // 1: the session's calibration was loaded from the settings file
     // whatever the handler of session events (input/host_handlers.h) keeps of this one
     void* observed;
 };

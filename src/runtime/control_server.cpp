@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -24,6 +23,7 @@
 #include <vector>
 
 #include "control/control_address.h"
+#include "platform/linux/files/lock_file.h"
 #include "process/message.h"
 #include "runtime/control_protocol.h"
 
@@ -39,6 +39,8 @@ constexpr size_t MAX_OUTPUT = 256UL * 1024; // that a client has not taken yet
 // after its last request a client that waits for nothing makes room for another
 constexpr std::chrono::seconds IDLE_LIMIT{1};
 constexpr int BACKLOG = 64;
+// between two tries to have a socket
+constexpr std::chrono::milliseconds TRY_INTERVAL{10000};
 
 struct Client {
     int socket;
@@ -50,8 +52,10 @@ struct Client {
 };
 
 struct Server {
-    std::string path; // of the socket
-    int listener = -1;
+    ControlPlace place;
+    std::string path;                 // of the socket
+    int listener = -1;                // -1: there is none
+    steady_clock::time_point nextTry; // to have one
     int reserve = -1; // a descriptor to give up for a client that cannot be had otherwise
     int stop = -1;    // an eventfd
     int events = -1;  // likewise: something has happened on a panel
@@ -208,7 +212,8 @@ bool ServeOnce(Server* server)
             static_cast<short>((hasRequest ? 0 : POLLIN) | (client.output.empty() ? 0 : POLLOUT)),
             0});
     }
-    if (poll(polled.data(), polled.size(), pending ? 0 : -1) < 0)
+    const int wait = server->listener >= 0 ? -1 : static_cast<int>(TRY_INTERVAL.count());
+    if (poll(polled.data(), polled.size(), pending ? 0 : wait) < 0)
         return errno == EINTR;
     if (polled[0].revents != 0)
         return false;
@@ -230,34 +235,15 @@ bool ServeOnce(Server* server)
     return true;
 }
 
-void Serve(Server* server)
-{
-    for (bool running = true; running;) {
-        try {
-            running = ServeOnce(server);
-        } catch (const std::exception&) { // memory is short, say; whoever asked for so much goes
-            for (Client& client : server->clients)
-                client.dropped = true;
-        }
-    }
-    for (Client& client : server->clients)
-        client.dropped = true;
-    DropClients(server);
-}
-
-// A descriptor that holds the folder's lock against processes that look for a name in it too; -1
+// A descriptor that holds the lock of the folder's names against the user's other processes; -1
 // with errno set. One that is held up in there holds up nobody else for long.
-int LockFolder(const std::string& folder)
+int LockNames(const std::string& folder)
 {
-    const int lock = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    for (int tries = 0; lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0; ++tries) {
-        if (tries == 50 || errno != EWOULDBLOCK) {
-            const int error = errno;
-            close(lock);
-            errno = error;
-            return -1;
-        }
+    const std::string path = folder + "/.lock";
+    int lock = platform::OpenLockFile(path);
+    for (int tries = 0; lock < 0 && errno == EWOULDBLOCK && tries < 50; ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        lock = platform::OpenLockFile(path);
     }
     return lock;
 }
@@ -265,7 +251,7 @@ int LockFolder(const std::string& folder)
 // Binds the socket under the first name that no living process has. False with errno set.
 bool Bind(Server* server, const std::string& folder, const std::string& name)
 {
-    const int lock = LockFolder(folder);
+    const int lock = LockNames(folder);
     if (lock < 0)
         return false;
     bool bound = false;
@@ -300,37 +286,86 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
     return bound;
 }
 
+// Opens the socket; empty, or why there is none.
+std::string OpenSocket(Server* server)
+{
+    const std::string& folder = server->place.folder;
+    // Somebody else's folder is left as it is: they could have this process change what is theirs.
+    bool own = platform::IsOwnFolder(folder);
+    if (!own && errno == ENOENT)
+        own = platform::IsOwnFolder(std::filesystem::path(folder).parent_path().string())
+            && mkdir(folder.c_str(), S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH) == 0;
+    if (!own)
+        return errno == EPERM ? "it is not this user's own" : strerror(errno);
+    server->listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (server->listener >= 0 && Bind(server, folder, server->place.name))
+        return "";
+    std::string fault = strerror(errno);
+    if (server->listener >= 0)
+        close(std::exchange(server->listener, -1));
+    return fault;
+}
+
+void CloseSocket(Server* server)
+{
+    if (server->listener < 0)
+        return;
+    unlink(server->path.c_str());
+    close(std::exchange(server->listener, -1));
+}
+
+// Tries again to open a socket that could not be had.
+void TryAgain(Server* server)
+{
+    const steady_clock::time_point now = steady_clock::now();
+    if (server->listener >= 0 || now < server->nextTry)
+        return;
+    server->nextTry = now + TRY_INTERVAL;
+    if (OpenSocket(server).empty())
+        Tell(Priority::NOTICE, "there is a control socket now: '" + server->path + "'");
+}
+
+void Serve(Server* server)
+{
+    for (bool running = true; running;) {
+        try {
+            TryAgain(server);
+            running = ServeOnce(server);
+        } catch (const std::exception&) { // memory is short, say; whoever asked for so much goes
+            for (Client& client : server->clients)
+                client.dropped = true;
+        }
+    }
+    CloseSocket(server);
+    for (Client& client : server->clients)
+        client.dropped = true;
+    DropClients(server);
+}
+
 } // namespace
 
 void StartControl(const std::string& command, const std::string& name)
 {
-    const ControlPlace place = ControlPlaceOf(name);
-    if (place.folder.empty())
-        return;
     Server* server = TheServer();
-    std::error_code ignored;
-    std::filesystem::create_directory(place.folder, ignored);
-    server->listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    server->place = ControlPlaceOf(name);
+    if (server->place.folder.empty())
+        return;
     server->stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->events = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->reserve = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    const bool started = server->listener >= 0 && server->stop >= 0 && server->events >= 0
-        && Bind(server, place.folder, place.name);
-    std::string fault = started ? "" : strerror(errno);
+    const bool possible = server->stop >= 0 && server->events >= 0;
+    std::string fault = possible ? OpenSocket(server) : strerror(errno);
+    server->nextTry = steady_clock::now() + TRY_INTERVAL;
     try {
-        if (started)
+        if (possible)
             server->thread = std::thread(Serve, server);
     } catch (const std::system_error& refused) {
         fault = refused.what();
-        unlink(server->path.c_str());
+        CloseSocket(server);
     }
-    if (fault.empty())
-        return;
-    Tell(Priority::WARNING, command + ": no control socket in '" + place.folder + "': " + fault);
-    for (int* descriptor : {&server->listener, &server->stop, &server->events, &server->reserve}) {
-        if (*descriptor >= 0)
-            close(std::exchange(*descriptor, -1));
-    }
+    if (!fault.empty())
+        Tell(Priority::WARNING,
+            command + ": no control socket in '" + server->place.folder + "': " + fault);
 }
 
 void EndControl()
@@ -339,7 +374,6 @@ void EndControl()
     if (!server->thread.joinable())
         return;
     eventfd_write(server->stop, 1);
-    unlink(server->path.c_str());
     server->thread.join();
 }
 

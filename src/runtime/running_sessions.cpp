@@ -1,6 +1,7 @@
 #include "runtime/running_sessions.h"
 
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -84,11 +85,20 @@ Entry* EntryOf(TouchController* controller)
     return static_cast<Entry*>(controller->observed);
 }
 
-// A controller's calibration comes from the file where that is used, else from its own memory.
-std::string LoadedFrom()
+// The file that the session's calibration was loaded from; empty: the controller's own memory, and
+// where there is a file all the same, the journal is told why that is not used.
+std::string LoadedFrom(const TouchController* controller, const std::string& title)
 {
-    const std::string path = SettingsFilePath();
-    return access(path.c_str(), R_OK | W_OK) == 0 ? path : "";
+    std::string path = SettingsFilePath();
+    if (controller->hasFileCalibration == 1)
+        return path;
+    const std::string fault = SavingFault();
+    struct stat status{};
+    if (path.empty() || lstat(path.c_str(), &status) == 0)
+        Tell(Priority::WARNING,
+            title + ": " + (fault.empty() ? "'" + path + "' was not used" : fault)
+                + "; the calibration in the controller's own memory is");
+    return {};
 }
 
 // Says once that panels share their calibration.
@@ -129,13 +139,14 @@ void Keep(PanelEvent event)
 void Start(TouchController* controller)
 {
     const DrivenPanel driven = Describe(controller);
-    const std::string calibrationFile = LoadedFrom();
+    const std::string title = PanelTitle(driven.path);
+    const std::string calibrationFile = LoadedFrom(controller, title);
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
     Entry* entry = &sessions->entries[driven.path];
     entry->driven = driven;
     entry->tty = TtyOf(driven.path);
-    entry->title = PanelTitle(driven.path);
+    entry->title = title;
     entry->controller = controller;
     entry->calibrationFile = calibrationFile;
     entry->lastTouchMs = 0;

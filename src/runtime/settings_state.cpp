@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "calibration/settings_file.h"
 #include "link/touch_controller.h"
@@ -14,18 +13,22 @@ namespace korvex::command {
 
 namespace {
 
-using ControllerPointer = std::unique_ptr<TouchController, decltype(&ReleaseController)>;
-
 // Why the runtime does not use the file that is there, by the last error.
-std::string UnusedReason()
+std::string UnusedReason(const std::string& path)
 {
-    switch (GetLastError()) {
+    const DWORD error = GetLastError();
+    std::string target;
+    if (!platform::FollowTrustedLinks(path, &target))
+        return errno == EPERM ? "it is a link of another user's" : "it is no regular file";
+    switch (error) {
     case ERROR_ACCESS_DENIED:
         return "it cannot be read and written; give yourself permission";
     case ERROR_SHARING_VIOLATION:
-        return "another program holds it";
+        return "another thread holds it";
+    case ERROR_FILE_TOO_LARGE:
+        return "it is larger than a megabyte";
     default:
-        return "it is not a file that can be read and written";
+        return "it cannot be opened";
     }
 }
 
@@ -44,16 +47,11 @@ std::string SavingFault()
         return "the path of 'Korvex.ini' in this folder is too long, so it is not used; start in a "
                "folder with a shorter path";
     const std::string name = platform::ToNativePath(path.data());
-    const ControllerPointer controller(CreateController(), ReleaseController);
-    if (controller == nullptr)
-        return "memory is short; end other programs";
-    const bool used = LoadCalibrationFile(controller.get());
+    CalibrationData unneeded{};
+    const bool used = ReadCalibrationFile(&unneeded);
     const bool missing = !used && GetLastError() == ERROR_FILE_NOT_FOUND;
     if (!used && !missing)
-        return "'" + name + "' is not used: " + UnusedReason();
-    std::string content;
-    if (used && !platform::ReadWholeFile(name, &content))
-        return "'" + name + "' cannot be read: " + strerror(errno);
+        return "'" + name + "' is not used: " + UnusedReason(name);
     if (!platform::CanChangeWholeFile(name))
         return "'" + name + "' cannot be " + (missing ? "created" : "saved") + ": "
             + strerror(errno)

@@ -124,9 +124,14 @@ TEST(KorvexEnum, KeepsASecondSingleOneOut)
         EXPECT_EQ(refused.exitCode, 6);
         EXPECT_EQ(refused.error, "korvex " + name + ": another one is running in this session\n");
     }
+    chmod("korvex-kxSetupMUTEX.lock", 0666); // of a process that could be anybody's
+    const RunResult unknown = RunProgram(single);
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_THAT(unknown.error, HasSubstr("cannot be known without a lock in '"));
     Process other(installation.Unseen({"enum"}));
     EXPECT_EQ(ReadLine(other.error), "Refreshing Device Nodes") << "without the option it starts";
     EXPECT_EQ(EndBySignal(&other, SIGTERM), 0);
+    chmod("korvex-kxSetupMUTEX.lock", 0600);
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     Process next(single);
     EXPECT_EQ(ReadLine(next.error), "Refreshing Device Nodes") << "the way is free again";
@@ -265,7 +270,8 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
     fs::permissions("state/registry.ini", fs::perms::owner_read);
     EXPECT_EQ(unbind("COM3").exitCode, 1) << "it cannot be written";
     {
-        const Process holder({"flock", "-F", "state", "sh", "-c", "echo held; exec sleep 60"});
+        const Process holder({"sh", "-c",
+            "umask 077; exec flock -F state/.korvex.lock sh -c 'echo held; exec sleep 60'"});
         EXPECT_EQ(ReadLine(holder.output), "held");
         EXPECT_EQ(unbind("COM3").error,
             "korvex unbind: cannot write the state folder '"

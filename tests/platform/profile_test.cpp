@@ -1,6 +1,7 @@
 #include "platform/linux/files/profile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -152,8 +153,8 @@ TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1);
 }
 
-// Links that lead to what is no file, or that someone else has put there, could destroy what is not
-// the runtime's.
+// Links that lead to what is no file, or that someone else has put there, even into a folder of
+// theirs, could destroy what is not the runtime's.
 TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
 {
     const TemporaryFolder folder;
@@ -166,9 +167,15 @@ TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
     WriteTextFile("victim.ini", "[S]\na=0\n");
     std::filesystem::create_symlink("victim.ini", "b.ini");
     ASSERT_EQ(lchown("b.ini", 65534, 65534), 0);
+    ASSERT_EQ(chown(".", 65534, 65534), 0);
     EXPECT_FALSE(Write(u"S", u"a", u"1", u"b.ini"));
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_EQ(ReadTextFile("victim.ini"), "[S]\na=0\n");
+    EXPECT_TRUE(Write(u"S", u"a", u"1", u"new.ini"));
+    EXPECT_TRUE(Write(u"S", u"a", u"1", u"victim.ini"));
+    struct stat status { };
+    EXPECT_TRUE(stat("new.ini", &status) == 0 && status.st_uid == 65534) << "its folder's owner's";
+    EXPECT_TRUE(stat("victim.ini", &status) == 0 && status.st_uid == geteuid());
     WriteTextFile("c.ini", std::string(platform::MAX_FILE_BYTES + 1, ';'));
     EXPECT_FALSE(Write(u"S", u"a", u"1", u"c.ini"))
         << "what is too large to be read is not replaced";
@@ -187,6 +194,26 @@ TEST(WritePrivateProfileStringW, ReachesTheDiskWithAllThatWasWrittenOrNotAtAll)
     EXPECT_EQ(ReadTextFile("a.ini"), "[S]\na=1\nb=2\n");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2)
         << "the file and somebody's own";
+}
+
+TEST(WritePrivateProfileStringW, HeedsNoLockButThatOfItsOwnFile)
+{
+    const TemporaryFolder folder;
+    WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=7\n");
+    const std::array held{open("Korvex.ini", O_RDONLY | O_CLOEXEC),
+        open(".", O_RDONLY | O_CLOEXEC)}; // by whoever can read them
+    for (const int descriptor : held)
+        ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
+    CalibrationData calib{};
+    EXPECT_TRUE(ReadCalibrationFile(&calib));
+    calib.stdMaxX = 8;
+    EXPECT_LT(TimeOf([&calib] { EXPECT_TRUE(WriteCalibrationFile(&calib)); }).count(), 1000);
+    WriteTextFile(".korvex.lock", "");
+    chmod(".korvex.lock", 0644);
+    EXPECT_FALSE(WriteCalibrationFile(&calib) && Write(u"S", u"a", u"1")) << "others can hold it";
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    for (const int descriptor : held)
+        close(descriptor);
 }
 
 // Saves one calibration after the other until it is killed, and writes a byte to `saved` for each.

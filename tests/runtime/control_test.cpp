@@ -30,6 +30,7 @@ struct DrivenPanel {
     TemporaryFolder folder;
     emulator::EmulatorPointer panel = emulator::StartEmulator({});
     std::unique_ptr<Process> drive;
+    std::string said; // by then
     std::string socket;
 
     // Driven by a shell's words, once it has said these.
@@ -40,7 +41,11 @@ struct DrivenPanel {
         PlaceLink("panel", panel.get());
         drive = std::make_unique<Process>(Texts{
             "sh", "-c", words + "exec " + KORVEX + " drive --pointer log --trace trace panel"});
-        EXPECT_THAT(ReadLineWith(drive->error, "panel"), HasSubstr("controller 5200"));
+        while (said.find("controller 5200") == std::string::npos) {
+            const std::string line = ReadLine(drive->error);
+            said += line.empty() ? "controller 5200 was not said" : line;
+        }
+        EXPECT_THAT(said, Not(HasSubstr("was not said")));
         socket = command::ControlSockets().at(0);
     }
 };
@@ -368,7 +373,7 @@ TEST(Control, ReplacesTheSocketOfADeadProcess)
     Process again({KORVEX, "drive", "--pointer", "none", "panel"});
     EXPECT_NE(ReadLineWith(again.error, "controller 5200"), "");
     EXPECT_EQ(command::ControlSockets(), Texts{driven.socket});
-    struct stat status{};
+    struct stat status { };
     EXPECT_EQ(stat(driven.socket.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0660U);
     EXPECT_EQ(EndBySignal(&again, SIGTERM), 0);
@@ -416,6 +421,44 @@ TEST(Control, TellsTheJournalOfLossReturnAndNoise)
         AllOf(StartsWith("<5>panel ("), HasSubstr("controller 5460")));
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     inputs.join();
+}
+
+// Of a calibration file that is there but not used.
+TEST(Control, TellsTheJournalWhyACalibrationFileIsNotUsed)
+{
+    const std::vector<std::pair<std::string, std::string>> rows{
+        {"chmod 444 Korvex.ini", "it cannot be read and written"},
+        {"rm Korvex.ini; mkdir Korvex.ini", "it is no regular file"},
+        {"rm Korvex.ini; mkfifo Korvex.ini", "it is no regular file"},
+        {"head -c 2000000 /dev/zero > Korvex.ini", "it is larger than a megabyte"},
+        {"mv Korvex.ini a; ln -s a Korvex.ini; chown -h 65534 Korvex.ini",
+            "it is a link of another user's"}};
+    for (const auto& [change, reason] : rows) {
+        DrivenPanel driven(change + "; ");
+        const Client client(&driven);
+        Greeted(&client);
+        EXPECT_EQ(Json::parse(Ask(&client, R"({"do":"status"})"))["panels"][0]["file"], Json());
+        EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
+        EXPECT_THAT(driven.said,
+            AllOf(HasSubstr("' is not used: " + reason),
+                HasSubstr("; the calibration in the controller's own")));
+    }
+}
+
+TEST(Control, HasNoSocketInAFolderOfSomebodyElseAndTriesAgain)
+{
+    const TemporaryFolder folder;
+    const emulator::EmulatorPointer panel = emulator::StartEmulator({});
+    PlaceLink("panel", panel.get());
+    setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
+    ASSERT_EQ(chown(".", 65534, 65534), 0);
+    Process drive({KORVEX, "drive", "--pointer", "none", "panel"});
+    EXPECT_THAT(ReadLine(drive.error), EndsWith("/korvex': it is not this user's own"));
+    EXPECT_FALSE(std::filesystem::exists("korvex"));
+    ASSERT_EQ(chown(".", geteuid(), getegid()), 0);
+    EXPECT_THAT(ReadLineWith(drive.error, "socket"), HasSubstr("there is a control socket now: '"));
+    EXPECT_EQ(RunProgram({KORVEX, "status"}).exitCode, 0);
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
 }
 
 // What was tried on one controller is not put back on another.

@@ -30,7 +30,6 @@ constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
 constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
 constexpr int MIN_BOX_SPAN = MAX_COARSE_RAW / 5; // a panel measures more than a fifth of its range
 
-using ControllerPointer = std::unique_ptr<TouchController, decltype(&ReleaseController)>;
 
 void Add(Findings* findings, Severity severity, const std::string& text)
 {
@@ -262,12 +261,12 @@ void CheckSettings(Findings* findings)
     if (!fault.empty())
         Add(findings, Severity::FAULT, fault);
     SettingsPath path{};
-    const ControllerPointer controller(CreateController(), ReleaseController);
-    if (controller == nullptr || !LocateCalibrationFile(&path))
+    if (!LocateCalibrationFile(&path))
         return;
+    CalibrationData read{};
     Findings ofValues;
-    if (LoadCalibrationFile(controller.get()))
-        CheckValues(&path, &controller->calib, &ofValues);
+    if (ReadCalibrationFile(&read))
+        CheckValues(&path, &read, &ofValues);
     else if (fault.empty())
         Add(&ofValues, Severity::NOTE,
             "there is no '" + SettingsFilePath()

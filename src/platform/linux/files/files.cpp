@@ -1,7 +1,6 @@
 #include "platform/linux/files/files.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,15 +8,18 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/files/openers.h"
+#include "platform/linux/files/whole_files.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::platform {
@@ -27,11 +29,30 @@ namespace {
 struct FileObject : HandleObject {
     static const HandleType TYPE;
     int descriptor = -1;
+    // For the sharing with the handles of this process; programs here know no other.
+    dev_t device = 0;
+    ino_t inode = 0;
+    DWORD access = 0; // of reading and writing
+    DWORD shareMode = 0;
 };
+
+// Guards the files that are open.
+std::mutex openFilesLock;
+
+std::vector<const FileObject*>* OpenFiles()
+{
+    static auto* files
+        = new std::vector<const FileObject*>; // threads may outlive what an exit tears down
+    return files;
+}
 
 void CloseFile(HandleObject* object)
 {
     auto* file = static_cast<FileObject*>(object);
+    {
+        const std::lock_guard guard(openFilesLock);
+        std::erase(*OpenFiles(), file);
+    }
     ::close(file->descriptor);
     delete file;
 }
@@ -44,48 +65,78 @@ thread_local LastOpening lastOpening;
 constexpr std::chrono::milliseconds SHARING_LIMIT{100};
 constexpr std::chrono::milliseconds SHARING_RETRY{1};
 
-// Takes the file's lock. False with errno set, EWOULDBLOCK while someone else does not share it.
-bool LockShared(int descriptor, int operation)
+// Whether the one lets the other do what it is opened for.
+bool Allows(const FileObject* holder, const FileObject* other)
 {
-    const auto deadline = std::chrono::steady_clock::now() + SHARING_LIMIT;
-    while (flock(descriptor, operation | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline)
+    return ((other->access & GENERIC_READ) == 0 || (holder->shareMode & FILE_SHARE_READ) != 0)
+        && ((other->access & GENERIC_WRITE) == 0 || (holder->shareMode & FILE_SHARE_WRITE) != 0);
+}
+
+// Counts the file among the open ones; false where one of those or this one does not share.
+bool Share(const FileObject* file)
+{
+    const std::lock_guard guard(openFilesLock);
+    for (const FileObject* other : *OpenFiles()) {
+        const bool same = other->device == file->device && other->inode == file->inode;
+        if (same && !(Allows(other, file) && Allows(file, other)))
             return false;
-        std::this_thread::sleep_for(SHARING_RETRY);
     }
+    OpenFiles()->push_back(file);
     return true;
 }
 
-HANDLE OpenFile(const char* path, DWORD access, DWORD shareMode)
+// Opens a regular file that can be read whole, and written where that is asked for. -1 with the
+// last error set.
+int OpenRegular(const std::string& path, DWORD access, struct stat* status)
 {
-    struct stat status{};
-    if (stat(path, &status) != 0) {
-        FailWithErrno();
-        return INVALID_HANDLE_VALUE;
+    std::string target;
+    if (!FollowTrustedLinks(path, &target) || lstat(target.c_str(), status) != 0) {
+        // no regular file is as good as one that may not be opened
+        Fail(errno == EINVAL ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno));
+        return -1;
     }
     const bool writes = (access & GENERIC_WRITE) != 0;
-    if (S_ISDIR(status.st_mode) || (writes && IsReadOnly(&status))) {
+    if (writes && IsReadOnly(status)) {
         Fail(ERROR_ACCESS_DENIED);
-        return INVALID_HANDLE_VALUE;
+        return -1;
     }
-    // such a handle takes no part in sharing
+    if (static_cast<uintmax_t>(status->st_size) > MAX_FILE_BYTES) {
+        Fail(ERROR_FILE_TOO_LARGE);
+        return -1;
+    }
     const bool attributesOnly = (access & (GENERIC_READ | GENERIC_WRITE)) == 0;
     const int mode = writes ? O_RDWR : attributesOnly ? O_PATH : O_RDONLY;
-    const int descriptor = open(path, mode | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
+    const int descriptor = open(target.c_str(), mode | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
         FailWithErrno();
+    return descriptor;
+}
+
+HANDLE OpenFile(const std::string& path, DWORD access, DWORD shareMode)
+{
+    struct stat status { };
+    const int descriptor = OpenRegular(path, access, &status);
+    if (descriptor < 0)
         return INVALID_HANDLE_VALUE;
-    }
-    const bool shared = attributesOnly || (shareMode & FILE_SHARE_WRITE) != 0;
-    const int lock = writes || (shareMode & FILE_SHARE_READ) == 0 ? LOCK_EX : LOCK_SH;
-    if (!shared && !LockShared(descriptor, lock)) {
-        Fail(errno == EWOULDBLOCK ? ERROR_SHARING_VIOLATION : ErrorFromErrno(errno));
-        ::close(descriptor);
-        return INVALID_HANDLE_VALUE;
-    }
     auto* file = new FileObject;
     file->type = &FileObject::TYPE;
     file->descriptor = descriptor;
+    file->device = status.st_dev;
+    file->inode = status.st_ino;
+    file->access = access;
+    // a handle for the attributes alone takes no part in sharing
+    file->shareMode = (access & (GENERIC_READ | GENERIC_WRITE)) != 0
+        ? shareMode
+        : FILE_SHARE_READ | FILE_SHARE_WRITE;
+    const auto deadline = std::chrono::steady_clock::now() + SHARING_LIMIT;
+    while (!Share(file)) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            CloseFile(file);
+            Fail(ERROR_SHARING_VIOLATION);
+            return INVALID_HANDLE_VALUE;
+        }
+        std::this_thread::sleep_for(SHARING_RETRY);
+    }
     return HandleOf(file);
 }
 
@@ -112,7 +163,7 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBU
     if (const std::optional<HANDLE> handle = korvex::platform::AskOpeners(&request))
         return *handle;
     const std::string native = korvex::platform::ToNativePath(path);
-    HANDLE handle = korvex::platform::OpenFile(native.c_str(), access, shareMode);
+    HANDLE handle = korvex::platform::OpenFile(native, access, shareMode);
     korvex::platform::lastOpening = {korvex::platform::lastOpening.number + 1, native};
     return handle;
 }

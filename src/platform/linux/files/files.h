@@ -20,8 +20,9 @@ inline constexpr DWORD SHGFP_TYPE_DEFAULT = 1;
 // path of its interface, a port also by that of its tty. `disposition` must be OPEN_EXISTING. A
 // path may use either separator.
 // A file without any write permission counts as one with the read-only attribute, which binds
-// administrators too. Handles of this layer share a file as asked; programs that do not lock the
-// file are not kept out.
+// administrators too; one that is no regular file, is reached through an untrusted link, or is too
+// large to be read whole (whole_files.h) cannot be opened. The handles of a process share a file as
+// asked.
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security,
     DWORD disposition, DWORD flags, HANDLE templateFile);
 

@@ -1,8 +1,6 @@
 #include "platform/linux/files/process.h"
 
-#include <fcntl.h>
 #include <spawn.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,13 +15,14 @@
 #include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/core/threads.h"
+#include "platform/linux/files/lock_file.h"
 #include "platform/linux/machine.h"
 
 namespace {
 
 struct MutexObject : korvex::platform::HandleObject {
     static const korvex::platform::HandleType TYPE;
-    int descriptor = -1; // holds the file's lock, or would if another process did not
+    int descriptor = -1; // of a lock file of the session; -1: its lock cannot be had
     MutexObject* next = nullptr;
 };
 
@@ -47,16 +46,6 @@ void CloseMutex(korvex::platform::HandleObject* object)
 }
 
 constexpr korvex::platform::HandleType MutexObject::TYPE{CloseMutex};
-
-// A file of the user's session that stands for the name.
-std::string MutexFile(std::u16string_view name)
-{
-    const char* session = getenv("XDG_RUNTIME_DIR");
-    const std::string start = session != nullptr && *session != 0
-        ? std::string(session) + "/korvex-"
-        : "/tmp/korvex-" + std::to_string(getuid()) + "-";
-    return start + korvex::platform::ToUtf8(name) + ".lock";
-}
 
 // Splits at blanks outside double quotes.
 std::vector<std::string> SplitParameters(std::string_view text)
@@ -86,16 +75,20 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LP
 {
     auto* mutex = new MutexObject;
     mutex->type = &MutexObject::TYPE;
-    mutex->descriptor
-        = open(MutexFile(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    const bool held = mutex->descriptor >= 0 && flock(mutex->descriptor, LOCK_EX | LOCK_NB) != 0
-        && errno == EWOULDBLOCK;
+    const std::string folder = korvex::platform::SessionFolder();
+    if (!folder.empty())
+        mutex->descriptor = korvex::platform::OpenLockFile(
+            folder + "/korvex-" + korvex::platform::ToUtf8(name) + ".lock");
+    const int error = mutex->descriptor < 0 ? errno : 0;
     {
         const std::lock_guard guard(mutexesLock);
         mutex->next = mutexes;
         mutexes = mutex;
     }
-    SetLastError(held ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    const auto& told = korvex::platform::ThisMachine()->observers.mutexRefused;
+    if (error != 0 && error != EWOULDBLOCK && told)
+        told(folder, error);
+    SetLastError(error != 0 ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return korvex::platform::HandleOf(mutex);
 }
 

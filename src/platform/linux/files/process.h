@@ -5,7 +5,8 @@
 #include "platform/linux/core/types.h"
 
 // Sets ERROR_ALREADY_EXISTS when another process of this user's session holds a mutex of that name,
-// else ERROR_SUCCESS. Never closed, it is held until the process ends.
+// or when nobody can know that, of which the machine is told (mutexRefused); else ERROR_SUCCESS.
+// Never closed, it is held until the process ends.
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR name);
 
 // Starts a program with its parameters, split at blanks outside double quotes; only the verb

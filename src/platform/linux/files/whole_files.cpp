@@ -1,7 +1,6 @@
 #include "platform/linux/files/whole_files.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,9 +11,11 @@
 #include <filesystem>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/last_error.h"
+#include "platform/linux/files/lock_file.h"
 #include "platform/linux/machine.h"
 
 namespace korvex::platform {
@@ -28,6 +29,7 @@ constexpr std::chrono::milliseconds LOCK_LIMIT{2000};
 constexpr std::chrono::milliseconds LOCK_RETRY{5};
 
 constexpr std::string_view TEMPORARY_ENDING = ".new";
+constexpr const char* LOCK_NAME = ".korvex.lock";
 
 // Closes a descriptor, and leaves errno alone.
 struct DescriptorOwner {
@@ -56,62 +58,70 @@ bool FailWith(int error)
     return false;
 }
 
-// A link that someone else has put into the folder could have a privileged user change any file.
-bool IsTrustedLink(const fs::path& link, const struct stat* status)
+// Gives a new file to its folder's owner. Only the superuser can: everyone else's stays their own.
+void GiveToOwnerOf(int folder, int file)
 {
-    struct stat folder{};
-    return status->st_uid == geteuid()
-        || (stat(FolderOf(link).c_str(), &folder) == 0 && status->st_uid == folder.st_uid);
-}
-
-// Follows the path's links to the file that is meant, which need not exist. False with errno set
-// when that is not one to be written.
-bool FollowLinks(const std::string& path, fs::path* target)
-{
-    constexpr int LONGEST_CHAIN = 40; // as the kernel has it
-    *target = path;
-    for (int i = 0; i < LONGEST_CHAIN; ++i) {
-        struct stat status{};
-        if (lstat(target->c_str(), &status) != 0)
-            return errno == ENOENT;
-        if (S_ISREG(status.st_mode))
-            return true;
-        if (!S_ISLNK(status.st_mode))
-            return FailWith(EINVAL);
-        if (!IsTrustedLink(*target, &status))
-            return FailWith(EPERM);
-        std::error_code error;
-        *target = target->parent_path() / fs::read_symlink(*target, error);
-        if (error)
-            return FailWith(error.value());
+    struct stat status { };
+    if (fstat(folder, &status) == 0 && status.st_uid != geteuid()) {
+        [[maybe_unused]] const int refused = fchown(file, status.st_uid, status.st_gid);
     }
-    return FailWith(ELOOP);
 }
 
-// Holds the lock of a folder while it lives; the descriptor is -1, with errno set, when it could
-// not be had. Once it has been waited for in vain, later ones are not waited for until one is had:
-// a holder that is stopped must not hold this process up again and again.
+// Holds the lock of a folder while it lives: a file in it, which goes with the lock. `folder` is
+// the folder's descriptor; -1, with errno set, when the lock could not be had. Once it has been
+// waited for in vain, later ones are not waited for until one is had: a holder that is stopped must
+// not hold this process up again and again.
 struct FolderLock {
     DescriptorOwner folder;
+    std::string path;
+    int file = -1;
 
-    explicit FolderLock(const fs::path& path)
-        : folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    explicit FolderLock(const fs::path& place)
+        : folder(open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+        , path(place / LOCK_NAME)
     {
         static std::atomic<bool> waitedInVain{false};
         const auto deadline
             = std::chrono::steady_clock::now() + (waitedInVain ? LOCK_RETRY : LOCK_LIMIT);
-        while (folder.descriptor >= 0 && flock(folder.descriptor, LOCK_EX | LOCK_NB) != 0) {
+        while (folder.descriptor >= 0 && !Take()) {
             if (errno == EWOULDBLOCK && std::chrono::steady_clock::now() < deadline) {
                 std::this_thread::sleep_for(LOCK_RETRY);
                 continue;
             }
-            waitedInVain = true;
-            close(folder.descriptor);
-            folder.descriptor = -1;
-            errno = EBUSY;
+            waitedInVain = errno == EWOULDBLOCK;
+            const int error = waitedInVain ? EBUSY : errno;
+            close(std::exchange(folder.descriptor, -1));
+            errno = error;
             return;
         }
         waitedInVain = false;
+    }
+    ~FolderLock()
+    {
+        const int error = errno;
+        if (file >= 0) {
+            unlink(path.c_str());
+            close(file);
+        }
+        errno = error;
+    }
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+    bool Take()
+    {
+        file = OpenLockFile(path);
+        struct stat locked { };
+        struct stat there { };
+        if (file < 0)
+            return false;
+        if (fstat(file, &locked) == 0 && lstat(path.c_str(), &there) == 0
+            && locked.st_ino == there.st_ino) {
+            GiveToOwnerOf(folder.descriptor, file); // who may wait for it or find it left behind
+            return true;
+        }
+        close(std::exchange(file, -1)); // the holder before has taken it away
+        return FailWith(EWOULDBLOCK);
     }
 };
 
@@ -137,9 +147,9 @@ void RemoveTemporaries(const fs::path& target)
     }
 }
 
-// The new content as a temporary file beside the old one; empty with errno set.
-std::string WriteTemporary(
-    const fs::path& target, const struct stat* old, std::string_view content, Durability durability)
+// The new content as a temporary file beside the old one, null for none; empty with errno set.
+std::string WriteTemporary(const fs::path& target, int folder, const struct stat* old,
+    std::string_view content, Durability durability)
 {
     std::string temporary = target.native() + "." + std::to_string(getpid()) + "-0";
     temporary += TEMPORARY_ENDING;
@@ -151,7 +161,9 @@ std::string WriteTemporary(
     if (old != nullptr) {
         // Only the superuser can give a file away; everyone else's new file stays their own.
         [[maybe_unused]] const int refused = fchown(file.descriptor, old->st_uid, old->st_gid);
-        written = fchmod(file.descriptor, old->st_mode & 07777) == 0;
+        written = fchmod(file.descriptor, old->st_mode & 0777) == 0;
+    } else {
+        GiveToOwnerOf(folder, file.descriptor);
     }
     if (written && WriteWhole(file.descriptor, content)
         && (durability == Durability::DEFERRED || fsync(file.descriptor) == 0))
@@ -166,13 +178,15 @@ std::string WriteTemporary(
 bool Replace(
     const fs::path& target, const FolderLock* lock, std::string_view content, Durability durability)
 {
-    struct stat status{};
-    const bool exists = stat(target.c_str(), &status) == 0;
+    struct stat status { };
+    const bool exists = lstat(target.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode))
+        return FailWith(EINVAL);
     if (exists && IsReadOnly(&status))
         return FailWith(EACCES);
     RemoveTemporaries(target);
-    const std::string temporary
-        = WriteTemporary(target, exists ? &status : nullptr, content, durability);
+    const std::string temporary = WriteTemporary(
+        target, lock->folder.descriptor, exists ? &status : nullptr, content, durability);
     if (temporary.empty())
         return false;
     if (rename(temporary.c_str(), target.c_str()) == 0)
@@ -182,16 +196,35 @@ bool Replace(
     return FailWith(error);
 }
 
+// Reads a regular file, opened with `flags` too.
+bool Read(const std::string& path, int flags, size_t limit, std::string* content)
+{
+    struct stat status { };
+    // Looked at first: to open a device can have effects.
+    if (stat(path.c_str(), &status) != 0)
+        return false;
+    if (!S_ISREG(status.st_mode))
+        return FailWith(EINVAL);
+    const DescriptorOwner file(
+        open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags));
+    if (file.descriptor < 0 || fstat(file.descriptor, &status) != 0)
+        return false;
+    if (!S_ISREG(status.st_mode))
+        return FailWith(EINVAL);
+    return ReadWhole(file.descriptor, limit, content);
+}
+
 bool Change(const std::string& path,
     const std::function<std::optional<std::string>(std::string_view)>& change,
     Durability durability)
 {
-    fs::path target;
-    if (!FollowLinks(path, &target))
+    std::string target;
+    if (!FollowTrustedLinks(path, &target))
         return false;
     const FolderLock lock(FolderOf(target));
     std::string before;
-    if (lock.folder.descriptor < 0 || (!ReadWholeFile(target.native(), &before) && errno != ENOENT))
+    if (lock.folder.descriptor < 0
+        || (!Read(target, O_NOFOLLOW, MAX_FILE_BYTES, &before) && errno != ENOENT))
         return false;
     const std::optional<std::string> after = change(before);
     return !after || *after == before || Replace(target, &lock, *after, durability);
@@ -199,20 +232,31 @@ bool Change(const std::string& path,
 
 } // namespace
 
+bool FollowTrustedLinks(const std::string& path, std::string* target)
+{
+    constexpr int LONGEST_CHAIN = 40; // as the kernel has it
+    *target = path;
+    for (int i = 0; i < LONGEST_CHAIN; ++i) {
+        struct stat status { };
+        if (lstat(target->c_str(), &status) != 0)
+            return errno == ENOENT;
+        if (S_ISREG(status.st_mode))
+            return true;
+        if (!S_ISLNK(status.st_mode))
+            return FailWith(EINVAL);
+        if (status.st_uid != geteuid() && status.st_uid != 0)
+            return FailWith(EPERM);
+        std::error_code error;
+        *target = fs::path(*target).parent_path() / fs::read_symlink(*target, error);
+        if (error)
+            return FailWith(error.value());
+    }
+    return FailWith(ELOOP);
+}
+
 bool ReadWholeFile(const std::string& path, std::string* content, size_t limit)
 {
-    struct stat status{};
-    // Looked at first: to open a device can have effects.
-    if (stat(path.c_str(), &status) != 0)
-        return false;
-    if (!S_ISREG(status.st_mode))
-        return FailWith(EINVAL);
-    const DescriptorOwner file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (file.descriptor < 0 || fstat(file.descriptor, &status) != 0)
-        return false;
-    if (!S_ISREG(status.st_mode))
-        return FailWith(EINVAL);
-    return ReadWhole(file.descriptor, limit, content);
+    return Read(path, 0, limit, content);
 }
 
 bool ChangeWholeFile(const std::string& path,
@@ -229,10 +273,10 @@ bool ChangeWholeFile(const std::string& path,
 
 bool CanChangeWholeFile(const std::string& path)
 {
-    fs::path target;
-    if (!FollowLinks(path, &target))
+    std::string target;
+    if (!FollowTrustedLinks(path, &target))
         return false;
-    struct stat status{};
+    struct stat status { };
     if (stat(target.c_str(), &status) == 0 && IsReadOnly(&status))
         return FailWith(EACCES);
     return access(FolderOf(target).c_str(), W_OK | X_OK) == 0;

@@ -21,14 +21,18 @@ enum class Durability { SYNCED, DEFERRED };
 // what is no regular file, EFBIG.
 bool ReadWholeFile(const std::string& path, std::string* content, size_t limit = MAX_FILE_BYTES);
 
+// Follows the path's symbolic links to the regular file that is meant, which need not exist. Only
+// the user's own and root's are followed: others could have a privileged user read or change any
+// file. False with errno set: EPERM for such a link, EINVAL for what is no regular file.
+bool FollowTrustedLinks(const std::string& path, std::string* target);
+
 // Gives `change` the file's content (empty when it is missing) and puts what that gives in its
-// place, under a lock of the folder that processes using this layer share: written beside the file,
-// renamed over it. Where `change` gives none, or the same, nothing is written. A symbolic link
-// stays one, and what it names is replaced: a regular file, or none yet, through links that are the
-// user's or the folder's owner's (else EINVAL, EPERM). Owner and permissions stay; a file that
-// nobody may write is not replaced (EACCES). Temporary files that killed processes have left go.
-// False with errno set (EBUSY: another process has held the lock for 2 s), and the machine told
-// (fileNotWritten); the file is then as it was.
+// place, under a lock in the folder (lock_file.h): written beside the file, renamed over it. Where
+// `change` gives none, or the same, nothing is written. A symbolic link stays one, and what it
+// names is replaced (FollowTrustedLinks). Owner and permissions stay, a new file is given to its
+// folder's owner, and one that nobody may write is not replaced (EACCES). Temporary files that
+// killed processes have left go. False with errno set (EBUSY: another process has held the lock for
+// 2 s), and the machine told (fileNotWritten); the file is then as it was.
 bool ChangeWholeFile(const std::string& path,
     const std::function<std::optional<std::string>(std::string_view content)>& change,
     Durability durability);
