@@ -258,10 +258,13 @@ std::string SavingFaultOf(RemotePanel* panel)
     return answer ? TextIn(*answer, "savingFault") : "";
 }
 
-int CalibratePort(const Options* options, const std::string& port)
+// `unasked`: the runtimes that could not be asked whether they drive it.
+int CalibratePort(const Options* options, const std::string& port, const std::string& unasked)
 {
     TouchController* controller = nullptr;
     int exitCode = OpenController(options, port, &controller);
+    if (exitCode == EXIT_NO_PORT && !unasked.empty())
+        fprintf(stderr, "%s: %s\n", options->command.c_str(), unasked.c_str());
     if (controller == nullptr)
         return exitCode == EXIT_DONE ? EXIT_LEFT : exitCode; // the end was requested
     exitCode = StartDriving(options, port, controller);
@@ -309,11 +312,12 @@ int RunCalibrate(const Options* options)
     SetOverdueExitCode(EXIT_LEFT);
     const std::string port = options->arguments.empty() ? "" : options->arguments[0];
     std::vector<RemotePanel> driven;
+    std::string unasked;
     if (port.empty() && options->ports.empty() && options->only.empty())
         driven = FindAllPanels();
     else if (std::optional<RemotePanel> found
-        = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port);
-        found)
+             = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port, &unasked);
+             found)
         driven.push_back(*std::move(found));
     if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
         return EXIT_FAULT;
@@ -322,7 +326,7 @@ int RunCalibrate(const Options* options)
     WatchOwnPanels(EndWithoutWorker);
     if (!CanSave(options, SavingFault()))
         return EXIT_FAULT;
-    return port.empty() ? CalibrateAny(options) : CalibratePort(options, port);
+    return port.empty() ? CalibrateAny(options) : CalibratePort(options, port, unasked);
 }
 
 } // namespace korvex::command

@@ -197,13 +197,16 @@ int StartWatching(Watched* watched, const Options* options)
 {
     watched->controller = nullptr;
     watched->reports.clear();
-    watched->remote = FindRuntime(PathOfPort(options, watched->port), watched->port);
+    std::string unasked;
+    watched->remote = FindRuntime(PathOfPort(options, watched->port), watched->port, &unasked);
     if (watched->remote) {
         fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(),
             watched->remote->state.value("controller", "").c_str(), watched->remote->process);
         return EXIT_DONE;
     }
     const int exitCode = OpenController(options, watched->port, &watched->controller);
+    if (exitCode == EXIT_NO_PORT && !unasked.empty()) // who holds it may be one of these
+        fprintf(stderr, "%s: %s\n", options->command.c_str(), unasked.c_str());
     if (watched->controller == nullptr)
         return exitCode;
     watched->returned = std::make_unique<ReturnedPort>();

@@ -27,7 +27,7 @@ CourseTasks StartTargets(CalibrationCourse* course)
     return tasks | TASK_SHOW;
 }
 
-CourseTasks FinishTargets(CalibrationCourse* course)
+CourseTasks FinishTargets(CalibrationCourse* course, uint32_t nowMs)
 {
     course->touching = false;
     course->pressed = PageButton::NONE;
@@ -38,6 +38,7 @@ CourseTasks FinishTargets(CalibrationCourse* course)
     }
     course->step = CourseStep::TRYING;
     course->tried = course->panel;
+    course->attemptedMs = nowMs;
     return TASK_ATTEMPT | TASK_BELL | TASK_SHOW | (course->savesUnasked ? TASK_STORE : 0);
 }
 
@@ -52,7 +53,7 @@ CourseTasks TakeTargetReport(CalibrationCourse* course, Point raw, bool touching
     case GuideChange::REFUSED:
         return TASK_BELL | TASK_SHOW;
     case GuideChange::FINISHED:
-        return FinishTargets(course);
+        return FinishTargets(course, nowMs);
     default:
         return TASK_SHOW;
     }
@@ -259,7 +260,10 @@ CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs)
     const uint32_t shown = left <= LAST_SECONDS ? left : 0;
     const bool changed = shown != course->secondsLeft;
     course->secondsLeft = shown;
-    return changed ? TASK_SHOW : 0;
+    const bool attempts = IsTrying(course) && nowMs - course->attemptedMs >= ATTEMPT_INTERVAL_MS;
+    if (attempts)
+        course->attemptedMs = nowMs;
+    return (changed ? TASK_SHOW : 0) | (attempts ? TASK_ATTEMPT : 0);
 }
 
 bool IsTrying(const CalibrationCourse* course)

@@ -17,7 +17,9 @@ namespace korvex {
 inline constexpr uint32_t PATIENCE_MS = 60000;
 // while panels are searched: many ports, seconds each
 inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000;
-inline constexpr uint32_t LAST_SECONDS = 15;     // of it, that are counted down
+inline constexpr uint32_t LAST_SECONDS = 15; // of it, that are counted down
+// a runtime takes a result back that nobody asks it to try again within a minute
+inline constexpr uint32_t ATTEMPT_INTERVAL_MS = 20000;
 inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that all is saved
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
@@ -59,6 +61,7 @@ struct CalibrationCourse {
     uint32_t panel; // that is calibrated: the one that was touched first; NO_PANEL: none yet
     CalibrationGuide guide;
     uint32_t tried; // the panel whose result is tried, or was last
+    uint32_t attemptedMs;
 
     // The free touch.
     bool touching;

@@ -75,7 +75,8 @@ void CarryOut(CourseTasks tasks)
     const PanelSource* source = program.setup->source;
     CalibrationCourse* course = &program.course;
     if ((tasks & TASK_ATTEMPT) != 0) {
-        program.words.reason[0] = 0; // of an earlier result
+        if (course->step == CourseStep::TRYING)
+            program.words.reason[0] = 0; // of an earlier result
         source->attempt(course->tried, &course->guide.calib);
     }
     if ((tasks & TASK_TAKE_BACK) != 0)

@@ -187,13 +187,17 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
         ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
 }
 
-std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& name)
+std::optional<RemotePanel> FindRuntime(
+    const std::string& path, const std::string& name, std::string* unasked)
 {
     for (const std::string& socket : ControlSockets()) {
         RemotePanel panel{};
         std::string fault;
-        if (!Connect(&panel.runtime, socket, &fault))
+        if (!Connect(&panel.runtime, socket, &fault)) {
+            if (unasked != nullptr && !fault.empty())
+                *unasked += (unasked->empty() ? "cannot ask '" : ", '") + socket + "': " + fault;
             continue;
+        }
         const std::optional<RuntimeStatus> status = AskStatus(&panel.runtime);
         std::optional<Json> state = status ? PanelOn(&*status, path, name) : std::nullopt;
         if (state) {

@@ -55,8 +55,10 @@ struct RemotePanel {
 };
 
 // The runtime that drives the controller on a port, connected; none when none that can be asked
-// does. The panel's name, empty where it has none, tells it also while the port is gone.
-std::optional<RemotePanel> FindRuntime(const std::string& path, const std::string& name);
+// does. The panel's name, empty where it has none, tells it also while the port is gone. `unasked`,
+// which may be null, then says which sockets cannot be asked, and why; empty: none.
+std::optional<RemotePanel> FindRuntime(
+    const std::string& path, const std::string& name, std::string* unasked = nullptr);
 
 // All panels that runtimes drive which can be asked, each with a connection of its own.
 std::vector<RemotePanel> FindAllPanels();

@@ -74,7 +74,7 @@ bool CanKeepChanges(const std::string& folder)
     return kept;
 }
 
-// Gives /dev/uinput to the group "korvex".
+// Gives /dev/uinput to the group "korvex-input".
 constexpr const char* UINPUT_RULE = "/usr/lib/udev/rules.d/72-korvex.rules";
 
 // The output that is named for the touches of a line; empty when none is.
@@ -172,7 +172,7 @@ int SetUpTrace(const Options* options)
 
 int SetUpQuietTrace(const Options* options)
 {
-    platform::ThisMachine()->trace = [](std::string_view /*text*/) { };
+    platform::ThisMachine()->trace = [](std::string_view /*text*/) {};
     return SetUpTrace(options);
 }
 

@@ -1,5 +1,6 @@
 #include "machine/port_failure.h"
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -23,7 +24,7 @@ namespace fs = std::filesystem;
 // 812 00:1a:3 0 EOF"); 0 for none.
 pid_t LockHolder(const std::string& path)
 {
-    struct stat status{};
+    struct stat status { };
     if (stat(path.c_str(), &status) != 0)
         return 0;
     std::array<char, 64> place{};
@@ -90,6 +91,19 @@ std::string HolderOf(const std::string& path)
     return "another program";
 }
 
+// The group of the port's node; where it has none but root's, the one that Debian's rules give
+// ports.
+std::string GroupOf(const std::string& path)
+{
+    struct stat status { };
+    group entry{};
+    group* found = nullptr;
+    std::array<char, 4096> names{};
+    if (stat(path.c_str(), &status) == 0 && status.st_gid != 0)
+        getgrgid_r(status.st_gid, &entry, names.data(), names.size(), &found);
+    return found == nullptr ? "dialout" : entry.gr_name;
+}
+
 } // namespace
 
 std::string PortFailureText(const std::string& path, DWORD error)
@@ -99,7 +113,7 @@ std::string PortFailureText(const std::string& path, DWORD error)
     case ERROR_PATH_NOT_FOUND:
         return "there is no such port";
     case ERROR_ACCESS_DENIED:
-        return "no permission (is the user in the group \"dialout\"?)";
+        return "no permission (is the user in the group \"" + GroupOf(path) + "\"?)";
     case ERROR_SHARING_VIOLATION:
         return HolderOf(path) + " is using it";
     case ERROR_DEVICE_NOT_CONNECTED:

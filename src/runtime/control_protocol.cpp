@@ -6,9 +6,9 @@
 #include <array>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 #include <system_error>
 
 #include "calibration/calibration.h"
@@ -29,8 +29,8 @@ namespace {
 
 using std::chrono::system_clock;
 
-// The sessions whose calibration a client is trying; the control thread's own.
-std::set<SessionKey> triedSessions;
+// Who is trying a calibration of a session; the control thread's own.
+std::map<SessionKey, Conversation*> triedSessions;
 
 // In UTC, as ISO 8601 has it; null for the epoch.
 Json TimeOf(system_clock::time_point time)
@@ -215,9 +215,16 @@ Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation
         {"file", SettingsFilePath()}, {"savingFault", SavingFault()}};
 }
 
+// Whether another client's try stands against this one's. Root ends that of other users.
 bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
 {
-    return triedSessions.contains(key) && !conversation->tried.contains(key);
+    const auto found = triedSessions.find(key);
+    if (found == triedSessions.end() || found->second == conversation)
+        return false;
+    const bool yields = conversation->isRoot && !found->second->isRoot;
+    if (yields)
+        TakeBack(key, found->second);
+    return !yields;
 }
 
 constexpr const char* TRIED_BY_ANOTHER = "another client is trying a calibration of this panel";
@@ -233,7 +240,7 @@ Json DoTry(const Json& request, const RunningSession* session, Conversation* con
         return FaultOf(fault);
     const bool used = UseSession(key, [&](TouchController* controller) {
         conversation->tried.try_emplace(key, CopyCalibration(controller));
-        triedSessions.insert(key);
+        triedSessions[key] = conversation;
         const CalibrationData merged = MergeCalibration(controller, &wanted);
         InstallCalibration(controller, &merged);
     });
@@ -242,7 +249,10 @@ Json DoTry(const Json& request, const RunningSession* session, Conversation* con
 
 Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversation* conversation)
 {
-    TakeBack(KeyOf(session), conversation);
+    const SessionKey key = KeyOf(session);
+    const auto found = triedSessions.find(key);
+    if (found != triedSessions.end() && (found->second == conversation || conversation->isRoot))
+        TakeBack(key, found->second);
     return Json::object();
 }
 
@@ -358,9 +368,8 @@ std::string EventLine(const PanelEvent* event, const Conversation* conversation)
     }
 }
 
-void EndConversation(Conversation* conversation)
+void TakeBackAll(Conversation* conversation)
 {
-    conversation->listens = false;
     while (!conversation->tried.empty())
         TakeBack(SessionKey(conversation->tried.begin()->first), conversation);
 }

@@ -11,11 +11,12 @@
 
 namespace korvex::command {
 
-// A connection, as far as the protocol goes.
+// A connection, as far as the protocol goes. It stays where it is while it has tried something.
 struct Conversation {
     bool listens = false;
     std::string listensTo;                       // a port's path; empty: to all
     std::map<SessionKey, CalibrationData> tried; // what held before the client tried another one
+    bool isRoot = false;                         // it may take back what others try
 };
 
 // The first line of a connection.
@@ -29,6 +30,6 @@ std::string Answer(std::string_view line, Conversation* conversation);
 std::string EventLine(const PanelEvent* event, const Conversation* conversation);
 
 // Takes back what the client has tried and not stored.
-void EndConversation(Conversation* conversation);
+void TakeBackAll(Conversation* conversation);
 
 } // namespace korvex::command

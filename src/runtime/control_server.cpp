@@ -38,6 +38,8 @@ constexpr size_t MAX_LINE = 64UL * 1024;
 constexpr size_t MAX_OUTPUT = 256UL * 1024; // that a client has not taken yet
 // after its last request a client that waits for nothing makes room for another
 constexpr std::chrono::seconds IDLE_LIMIT{1};
+// and what it tries is taken back
+constexpr std::chrono::seconds TRY_LIMIT{60};
 constexpr int BACKLOG = 64;
 // between two tries to have a socket
 constexpr std::chrono::milliseconds TRY_INTERVAL{10000};
@@ -167,6 +169,10 @@ void Welcome(Server* server)
         server->clients.erase(idle);
     }
     server->clients.push_back({socket, {}, {}, {}});
+    ucred peer{};
+    socklen_t size = sizeof(peer);
+    server->clients.back().conversation.isRoot
+        = getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == 0;
     Send(&server->clients.back(), Greeting());
 }
 
@@ -191,11 +197,36 @@ void DropClients(Server* server)
             ++client;
             continue;
         }
-        EndConversation(&client->conversation);
+        TakeBackAll(&client->conversation);
         close(client->socket);
         client = server->clients.erase(client);
     }
     UpdateListening(server);
+}
+
+// Ends the tries of clients that have asked nothing for long: they may be stopped, or their
+// terminal may be dead.
+void EndOldTries(Server* server)
+{
+    for (Client& client : server->clients) {
+        if (steady_clock::now() - client.lastAsked >= TRY_LIMIT)
+            TakeBackAll(&client.conversation);
+    }
+}
+
+// The milliseconds until something is to be done that nobody asks for; -1: never.
+int WaitLimit(const Server* server)
+{
+    const steady_clock::time_point never = steady_clock::time_point::max();
+    steady_clock::time_point next = server->listener >= 0 ? never : server->nextTry;
+    for (const Client& client : server->clients) {
+        if (!client.conversation.tried.empty())
+            next = std::min(next, client.lastAsked + TRY_LIMIT);
+    }
+    if (next == never)
+        return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - steady_clock::now());
+    return static_cast<int>(std::max<int64_t>(0, left.count()));
 }
 
 // Serves what is there; false once it is to stop. A client whose next request has come already is
@@ -212,8 +243,7 @@ bool ServeOnce(Server* server)
             static_cast<short>((hasRequest ? 0 : POLLIN) | (client.output.empty() ? 0 : POLLOUT)),
             0});
     }
-    const int wait = server->listener >= 0 ? -1 : static_cast<int>(TRY_INTERVAL.count());
-    if (poll(polled.data(), polled.size(), pending ? 0 : wait) < 0)
+    if (poll(polled.data(), polled.size(), pending ? 0 : WaitLimit(server)) < 0)
         return errno == EINTR;
     if (polled[0].revents != 0)
         return false;
@@ -330,6 +360,7 @@ void Serve(Server* server)
     for (bool running = true; running;) {
         try {
             TryAgain(server);
+            EndOldTries(server);
             running = ServeOnce(server);
         } catch (const std::exception&) { // memory is short, say; whoever asked for so much goes
             for (Client& client : server->clients)

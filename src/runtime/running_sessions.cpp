@@ -12,6 +12,7 @@
 #include <mutex>
 #include <utility>
 
+#include "input/pointer_injection.h"
 #include "input/session.h"
 #include "machine/port_names.h"
 #include "platform/linux/serial/serial_port.h"
@@ -31,6 +32,9 @@ constexpr size_t MAX_EVENTS = 512; // more than a second of a line that is full 
 constexpr std::chrono::seconds NOISE_PERIOD{60};
 constexpr uint32_t MIN_PACKETS = 100; // a share of fewer says nothing
 constexpr uint32_t NOISY_SHARE = 100; // one of so many packets rejected
+// of rejected packets alone, after which a touch is released, and how far apart these may come
+constexpr std::chrono::seconds NOISE_LIMIT{2};
+constexpr std::chrono::seconds NOISE_GAP{1};
 
 // The packets of the last minute, looked at when some come.
 struct NoiseWatch {
@@ -41,6 +45,8 @@ struct NoiseWatch {
     };
     std::deque<Mark> marks; // a second apart
     bool noisy = false;
+    steady_clock::time_point alone; // since when there have been rejected packets alone
+    steady_clock::time_point last;  // rejected packet; the epoch: a valid one has come since
 };
 
 // One for each port that a session has run on. A later session on the port takes its place: the
@@ -93,7 +99,7 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
     if (controller->hasFileCalibration == 1)
         return path;
     const std::string fault = SavingFault();
-    struct stat status{};
+    struct stat status { };
     if (path.empty() || lstat(path.c_str(), &status) == 0)
         Tell(Priority::WARNING,
             title + ": " + (fault.empty() ? "'" + path + "' was not used" : fault)
@@ -194,6 +200,27 @@ void JudgeNoise(TouchController* controller, Entry* entry)
         noise->marks.push_back(mark);
 }
 
+// Releases a touch behind which there has been nothing but noise for long: its report may have been
+// noise that was valid by chance. True when there was one.
+bool ReleaseForNoise(TouchController* controller, NoiseWatch* noise)
+{
+    const steady_clock::time_point now = steady_clock::now();
+    if (now - noise->last > NOISE_GAP)
+        noise->alone = now;
+    noise->last = now;
+    return now - noise->alone >= NOISE_LIMIT && ReleaseContact(controller);
+}
+
+void TakeTouch(TouchController* controller, Entry* entry)
+{
+    entry->lastTouchMs = MillisecondsOf(system_clock::now());
+    const uint32_t sequence = ++entry->sequence;
+    if (AllSessions()->listening)
+        KeepTouch(controller, entry, sequence);
+    entry->noise.last = {};
+    JudgeNoise(controller, entry);
+}
+
 // Nobody gets at the controller from here on.
 void Close(Entry* entry)
 {
@@ -270,15 +297,12 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
     if (entry == nullptr)
         return;
     switch (event) {
-    case SessionEvent::TOUCHED: {
-        entry->lastTouchMs = MillisecondsOf(system_clock::now());
-        const uint32_t sequence = ++entry->sequence;
-        if (AllSessions()->listening)
-            KeepTouch(controller, entry, sequence);
-        JudgeNoise(controller, entry);
+    case SessionEvent::TOUCHED:
+        TakeTouch(controller, entry);
         break;
-    }
     case SessionEvent::REJECTED:
+        if (ReleaseForNoise(controller, &entry->noise))
+            TakeTouch(controller, entry);
         JudgeNoise(controller, entry);
         break;
     case SessionEvent::PORT_GONE:

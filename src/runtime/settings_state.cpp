@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "calibration/settings_file.h"
 #include "link/touch_controller.h"
@@ -43,6 +45,10 @@ std::string SettingsFilePath()
 std::string SavingFault()
 {
     SettingsPath path{};
+    std::error_code error;
+    if (std::filesystem::current_path(error).empty())
+        return "the current folder is not there any more, so no 'Korvex.ini' is used; start in one "
+               "that is";
     if (!LocateCalibrationFile(&path))
         return "the path of 'Korvex.ini' in this folder is too long, so it is not used; start in a "
                "folder with a shorter path";

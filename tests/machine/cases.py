@@ -608,6 +608,8 @@ def named_boot(setting):
     expect(told == {"door": ("there", "5200", UART), "left": ("there", "7700", ADAPTER)}, f"status tells of {told}")
     stranger = guest.run("setpriv --reuid 65534 --regid 65534 --clear-groups korvex status 2>&1", code=4)
     expect("Permission denied" in stranger, f"somebody who is not of the group is told {stranger}")
+    member = guest.run("setpriv --reuid 65534 --regid korvex --clear-groups sh -c 'korvex status && : <>/dev/uinput' 2>&1; true")
+    expect("left" in member and "Permission denied" in member, f"a member of the group korvex, who is to type no keys, is told {member}")
     watched = guest.run("korvex monitor --json --seconds 0.5 left 2>&1")
     expect("driven by process" in watched and '"gone":false' in watched, f"monitor shows {watched}")
     return f"two panels, at an exposure of {level}"

@@ -50,15 +50,30 @@ struct DrivenPanel {
     }
 };
 
-// A client with lines of its own.
+// Lets other users at the socket, in its folders of the temporary one.
+void AllowOthers(const std::filesystem::path& socket)
+{
+    for (const std::filesystem::path& path :
+        {socket, socket.parent_path(), socket.parent_path().parent_path()})
+        EXPECT_EQ(chmod(path.c_str(), 0777), 0);
+}
+
+// A client with lines of its own, root's or another user's.
 struct Client {
     int socket = -1;
 
-    explicit Client(const DrivenPanel* driven)
+    explicit Client(const DrivenPanel* driven, uid_t user = 0)
     {
         sockaddr_un address{};
         EXPECT_TRUE(command::ControlAddressOf(driven->socket, &address));
+        if (user != 0) {
+            AllowOthers(driven->socket);
+            EXPECT_EQ(seteuid(user), 0);
+        }
         EXPECT_TRUE(WaitUntil([&] { return (socket = command::ConnectTo(&address)) >= 0; }));
+        if (user != 0) {
+            EXPECT_EQ(seteuid(0), 0);
+        }
     }
     ~Client() { close(socket); }
     Client(const Client&) = delete;
@@ -132,6 +147,18 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
     }
     EXPECT_TRUE(WaitUntil([&] { return touch() == plain; }))
         << "the end of a connection takes back what it tried";
+    const Client member(&driven, 65534);
+    const Client root(&driven);
+    Greeted(&member);
+    Greeted(&root);
+    EXPECT_EQ(Ask(&member, tried), R"({"re":"try"})");
+    EXPECT_EQ(touch(), corner);
+    EXPECT_EQ(Ask(&root, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
+    EXPECT_EQ(touch(), plain) << "root takes back what another user tries";
+    EXPECT_EQ(Ask(&root, tried), R"({"re":"try"})");
+    EXPECT_EQ(Ask(&member, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
+    EXPECT_EQ(touch(), corner) << "others do not";
+    EXPECT_EQ(Ask(&root, R"({"do":"takeBack"})"), R"({"re":"takeBack"})");
     EXPECT_THAT(ReadTextFile("Korvex.ini"), HasSubstr("STD_MAX_X=1024"));
 
     const Client client(&driven);
@@ -459,6 +486,24 @@ TEST(Control, HasNoSocketInAFolderOfSomebodyElseAndTriesAgain)
     EXPECT_THAT(ReadLineWith(drive.error, "socket"), HasSubstr("there is a control socket now: '"));
     EXPECT_EQ(RunProgram({KORVEX, "status"}).exitCode, 0);
     EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+}
+
+// A packet of noise can be a valid report by chance.
+TEST(Control, LiftsAFingerThatNothingButNoiseFollows)
+{
+    const DrivenPanel driven;
+    SendReport(driven.panel.get(), true, 512, 512);
+    EXPECT_THAT(ReadLine(driven.drive->output), HasSubstr(R"("flags":32771})"));
+    const auto start = std::chrono::steady_clock::now();
+    std::atomic<bool> done{false};
+    std::thread noise([&] {
+        while (!done && SendBytes(driven.panel.get(), emulator::Bytes(12, 0x70)))
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    });
+    EXPECT_THAT(ReadLine(driven.drive->output), HasSubstr(R"("flags":32772})"));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1900));
+    done = true;
+    noise.join();
 }
 
 // What was tried on one controller is not put back on another.
