@@ -54,10 +54,13 @@ void AddOption(CLI::App* app, const OptionUse* use)
                                                         : CLI::MultiOptionPolicy::TakeLast);
 }
 
-void AddCommand(CLI::App* program, const CommandDeclaration* command)
+// With its arguments and options only where the line may be its own: they are many.
+void AddCommand(CLI::App* program, const CommandDeclaration* command, bool isNamed)
 {
     CLI::App* app
         = program->add_subcommand(command->name, HelpOf(command->help))->group("Commands");
+    if (!isNamed)
+        return;
     app->get_formatter()->label("Positionals", "Arguments");
     app->set_help_flag("-h,--help", "show this");
     for (const ArgumentDeclaration& argument : command->arguments) {
@@ -71,7 +74,7 @@ void AddCommand(CLI::App* program, const CommandDeclaration* command)
         AddOption(app, &use);
 }
 
-std::unique_ptr<CLI::App> MakeProgram()
+std::unique_ptr<CLI::App> MakeProgram(const std::vector<std::string_view>& words)
 {
     auto program
         = std::make_unique<CLI::App>("The runtime of Korvex touch-screen controllers.", "korvex");
@@ -83,7 +86,8 @@ std::unique_ptr<CLI::App> MakeProgram()
     program->require_subcommand(1);
     program->footer(CLOSING_TEXT);
     for (const CommandDeclaration& command : AllCommands())
-        AddCommand(program.get(), &command);
+        AddCommand(program.get(), &command,
+            std::find(words.begin(), words.end(), command.name) != words.end());
     return program;
 }
 
@@ -196,7 +200,7 @@ void SetCommandDefaults(const CommandDeclaration* command, Options* options)
 CommandLine ReadCommandLine(int argc, char** argv)
 {
     CommandLine line;
-    const std::unique_ptr<CLI::App> program = MakeProgram();
+    const std::unique_ptr<CLI::App> program = MakeProgram({argv, argv + argc});
     const auto chosen = [&program]() -> const CLI::App* {
         const std::vector<CLI::App*> apps = program->get_subcommands();
         return apps.empty() ? nullptr : apps.front();

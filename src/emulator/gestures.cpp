@@ -1,6 +1,7 @@
 #include "emulator/gestures.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <sstream>
@@ -11,25 +12,44 @@ namespace korvex::emulator {
 
 namespace {
 
-using std::chrono::milliseconds;
-
-constexpr milliseconds READY_QUIET{300};
-constexpr milliseconds READY_LIMIT{60000};
+constexpr std::chrono::milliseconds READY_QUIET{300};
+constexpr std::chrono::milliseconds READY_LIMIT{60000};
 constexpr int DEFAULT_DRAG_STEPS = 20;
 constexpr double LARGEST_NUMBER = 10000;
-constexpr double CIRCLE_RADIUS = 30; // percent
+constexpr double LONGEST_WAIT = 3600000; // milliseconds
+constexpr double CIRCLE_RADIUS = 30;     // percent
 
-// Reads the numbers of a line, `min` to `max` of them, each from 0 to `limit`; false when it holds
-// anything else.
-bool ReadNumbers(
-    std::istringstream* words, size_t min, size_t max, double limit, std::vector<double>* numbers)
+// How a gesture is written: the numbers behind its word, the first of which are places in percent.
+struct Syntax {
+    GestureKind kind;
+    std::string_view word;
+    size_t min; // of numbers
+    size_t max;
+    size_t places;
+    double limit; // of the other numbers
+};
+
+constexpr std::array SYNTAXES{Syntax{GestureKind::READY, "ready", 0, 0, 0, 0},
+    Syntax{GestureKind::TOUCH, "touch", 2, 2, 2, 0},
+    Syntax{GestureKind::DRAG, "drag", 2, 3, 2, LARGEST_NUMBER},
+    Syntax{GestureKind::LIFT, "lift", 0, 0, 0, 0},
+    Syntax{GestureKind::PRESS, "press", 3, 3, 2, LARGEST_NUMBER},
+    Syntax{GestureKind::CIRCLE, "circle", 2, 2, 0, LARGEST_NUMBER},
+    Syntax{GestureKind::PANEL_TEST, "panel-test", 0, 0, 0, 0},
+    Syntax{GestureKind::WAIT, "wait", 1, 1, 0, LONGEST_WAIT},
+    Syntax{GestureKind::SEND, "send", 0, 0, 0, 0},
+    Syntax{GestureKind::HANGUP, "hangup", 0, 0, 0, 0},
+    Syntax{GestureKind::QUIT, "quit", 0, 0, 0, 0}};
+
+bool ReadNumbers(std::istringstream* words, const Syntax* syntax, std::vector<double>* numbers)
 {
     for (double number = 0; *words >> number;) {
-        if (!(number >= 0 && number <= limit))
+        const double limit = numbers->size() < syntax->places ? 100 : syntax->limit;
+        if (numbers->size() == syntax->max || !(number >= 0 && number <= limit))
             return false;
         numbers->push_back(number);
     }
-    return words->eof() && numbers->size() >= min && numbers->size() <= max;
+    return words->eof() && numbers->size() >= syntax->min;
 }
 
 bool ReadBytes(std::istringstream* words, Bytes* bytes)
@@ -64,8 +84,8 @@ bool FollowPanelTest(Emulator* emulator)
 {
     // The test shows each target for 5 s from the host's last command on, and takes what was
     // reported last. So a touch halfway counts.
-    constexpr milliseconds INTERVAL{5000};
-    constexpr milliseconds TOUCH_LENGTH{200};
+    constexpr std::chrono::milliseconds INTERVAL{5000};
+    constexpr std::chrono::milliseconds TOUCH_LENGTH{200};
     constexpr PanelPoint CHECK{70, 30};
     if (!WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT))
         return false;
@@ -81,61 +101,70 @@ bool FollowPanelTest(Emulator* emulator)
     return std::all_of(TARGETS.begin(), TARGETS.end(), touch) && touch(CHECK);
 }
 
+// False when the line does not take it, or the host does not do its part.
+bool CarryOut(Emulator* emulator, const Gesture* gesture)
+{
+    const std::vector<double>& numbers = gesture->numbers;
+    const auto milliseconds = [&numbers](size_t index) {
+        return std::chrono::milliseconds(static_cast<int64_t>(numbers[index]));
+    };
+    switch (gesture->kind) {
+    case GestureKind::READY:
+        return WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT);
+    case GestureKind::TOUCH:
+        return TouchAt(emulator, numbers[0], numbers[1]);
+    case GestureKind::DRAG:
+        return DragTo(emulator, numbers[0], numbers[1],
+            numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
+    case GestureKind::LIFT:
+        return Lift(emulator);
+    case GestureKind::PRESS:
+        return PressAt(emulator, numbers[0], numbers[1], milliseconds(2));
+    case GestureKind::CIRCLE:
+        return Circle(emulator, numbers[0], numbers[1]);
+    case GestureKind::PANEL_TEST:
+        return FollowPanelTest(emulator);
+    case GestureKind::WAIT:
+        std::this_thread::sleep_for(milliseconds(0));
+        return true;
+    case GestureKind::SEND:
+        return SendBytes(emulator, gesture->bytes);
+    case GestureKind::HANGUP:
+        HangUp(emulator);
+        return true;
+    default:
+        return true;
+    }
+}
+
 } // namespace
+
+bool ParseGesture(std::string_view line, Gesture* gesture)
+{
+    *gesture = {};
+    std::istringstream words{std::string(line)};
+    std::string word;
+    words >> word;
+    if (word.empty() || word.front() == '#')
+        return true;
+    const auto* syntax = std::find_if(SYNTAXES.begin(), SYNTAXES.end(),
+        [&word](const Syntax& known) { return known.word == word; });
+    if (syntax == SYNTAXES.end())
+        return false;
+    gesture->kind = syntax->kind;
+    if (gesture->kind == GestureKind::SEND)
+        return ReadBytes(&words, &gesture->bytes);
+    return ReadNumbers(&words, syntax, &gesture->numbers)
+        && (gesture->kind != GestureKind::CIRCLE || gesture->numbers[0] >= 1);
+}
 
 GestureResult RunGesture(Emulator* emulator, std::string_view line, std::string* error)
 {
-    std::istringstream words{std::string(line)};
-    std::string verb;
-    words >> verb;
-    if (verb.empty() || verb.front() == '#')
-        return GestureResult::DONE;
-    if (verb == "quit")
+    Gesture gesture;
+    const bool understood = ParseGesture(line, &gesture);
+    if (understood && gesture.kind == GestureKind::QUIT)
         return GestureResult::QUIT;
-
-    std::vector<double> numbers;
-    bool understood = true;
-    bool done = true;
-    if (verb == "ready") {
-        understood = ReadNumbers(&words, 0, 0, 0, &numbers);
-        done = understood && WaitForQuietHost(emulator, READY_QUIET, READY_LIMIT);
-    } else if (verb == "touch") {
-        understood = ReadNumbers(&words, 2, 2, 100, &numbers);
-        done = understood && TouchAt(emulator, numbers[0], numbers[1]);
-    } else if (verb == "drag") {
-        understood = ReadNumbers(&words, 2, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100
-            && numbers[1] <= 100;
-        done = understood
-            && DragTo(emulator, numbers[0], numbers[1],
-                numbers.size() > 2 ? static_cast<int>(numbers[2]) : DEFAULT_DRAG_STEPS);
-    } else if (verb == "press") {
-        understood = ReadNumbers(&words, 3, 3, LARGEST_NUMBER, &numbers) && numbers[0] <= 100
-            && numbers[1] <= 100;
-        done = understood
-            && PressAt(
-                emulator, numbers[0], numbers[1], milliseconds(static_cast<int64_t>(numbers[2])));
-    } else if (verb == "lift") {
-        understood = ReadNumbers(&words, 0, 0, 0, &numbers);
-        done = understood && Lift(emulator);
-    } else if (verb == "circle") {
-        understood = ReadNumbers(&words, 2, 2, LARGEST_NUMBER, &numbers) && numbers[0] >= 1;
-        done = understood && Circle(emulator, numbers[0], numbers[1]);
-    } else if (verb == "panel-test") {
-        done = FollowPanelTest(emulator);
-    } else if (verb == "wait") {
-        understood = ReadNumbers(&words, 1, 1, 3600000, &numbers);
-        if (understood)
-            std::this_thread::sleep_for(milliseconds(static_cast<int64_t>(numbers[0])));
-    } else if (verb == "send") {
-        Bytes bytes;
-        understood = ReadBytes(&words, &bytes);
-        done = understood && SendBytes(emulator, bytes);
-    } else if (verb == "hangup") {
-        HangUp(emulator);
-    } else {
-        understood = false;
-    }
-    if (understood && done)
+    if (understood && CarryOut(emulator, &gesture))
         return GestureResult::DONE;
     *error = (understood ? "could not be carried out: " : "not understood: ") + std::string(line);
     return GestureResult::FAILED;

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "emulator/emulator.h"
 
@@ -24,6 +25,31 @@ inline constexpr std::string_view GESTURE_HELP
   hangup             close the line
   quit               end the emulator
 )";
+
+enum class GestureKind : uint8_t {
+    NOTHING, // a blank line or a comment
+    READY,
+    TOUCH,
+    DRAG,
+    LIFT,
+    PRESS,
+    CIRCLE,
+    PANEL_TEST,
+    WAIT,
+    SEND,
+    HANGUP,
+    QUIT,
+};
+
+// A line that was understood.
+struct Gesture {
+    GestureKind kind;
+    std::vector<double> numbers; // as GESTURE_HELP has them
+    Bytes bytes;                 // of SEND
+};
+
+// Reads a line; false when it is none of GESTURE_HELP's.
+bool ParseGesture(std::string_view line, Gesture* gesture);
 
 enum class GestureResult { DONE, QUIT, FAILED };
 

@@ -325,7 +325,8 @@ PortReturn HandlePortReturn(TouchController* controller, ReadResult result, cons
         return PortReturn::LEFT;
     const PortReturn decision = DecidePortReturn(&entry->returned, controller, result, report);
     if (decision == PortReturn::ANOTHER)
-        Tell(Priority::WARNING, entry->title + ": another controller answers there");
+        Tell(Priority::WARNING,
+            PanelTitle(entry->driven.path) + ": another controller answers there");
     return decision;
 }
 

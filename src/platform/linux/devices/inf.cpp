@@ -64,8 +64,10 @@ void InstallService(const ProfileDocument* inf, const std::filesystem::path& inf
     if (!binary || service.empty())
         return;
     const std::u16string place = ResolveBinary(*binary);
-    const fs::path target = fs::path(korvex::platform::ThisMachine()->folders.windows)
-        / korvex::platform::ToNativePath(place);
+    const fs::path relative = fs::path(korvex::platform::ToNativePath(place)).lexically_normal();
+    if (relative.is_absolute() || relative.empty() || *relative.begin() == "..")
+        return; // outside the Windows folder
+    const fs::path target = fs::path(korvex::platform::ThisMachine()->folders.windows) / relative;
     std::error_code error;
     fs::create_directories(target.parent_path(), error);
     const fs::path source = infFolder / target.filename();
