@@ -46,19 +46,6 @@ TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
     }
 }
 
-TEST(LoadSettings, KeepsPlainScalingForAModelWithoutASpan)
-{
-    const TemporaryFolder folder;
-    for (const uint32_t model : {MODEL_2400, MODEL_4400}) {
-        const auto controller = Unconnected(model);
-        EXPECT_FALSE(LoadSettings(controller.get()));
-        EXPECT_EQ(TextOf(&controller->calib),
-            "mode 0, orientation 1, 0 points, box 85..938 85..938, raw 0 x 0");
-        EXPECT_EQ(controller->calib.outRangeX, 65535);
-        EXPECT_EQ(controller->calib.workRangeY, 4096);
-    }
-}
-
 TEST(ImportCalibration, InstallsAndSavesThePointsInOrder)
 {
     for (const uint32_t count : {9U, 25U}) {

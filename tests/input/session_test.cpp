@@ -217,48 +217,6 @@ TEST(Session, KeepsATouchOnAPortWhoseWaitsFailButWhoseReadsWork)
     SetCommMask(session.controller->link.handle, EV_RXCHAR);
 }
 
-// An adapter that is pulled out and put back, behind the link that its udev rule makes.
-TEST(Session, GoesOnWithinASecondOfItsPortsReturn)
-{
-    const TemporaryFolder folder;
-    const TraceRecorder trace;
-    InputRecorder recorder;
-    emulator::EmulatorPointer panel = emulator::StartEmulator({});
-    PlaceLink("panel", panel.get());
-    WriteTextFile("Korvex.ini", PLAIN_SETTINGS);
-    const ControllerPointer controller(CreateController());
-    LinkInit(&controller->link, OpenPort("panel"), LINK_SERIAL, 0);
-    ASSERT_TRUE(IdentifyController(controller.get()));
-    ASSERT_TRUE(StartSession(controller.get()));
-    TouchAt(panel.get(), 25, 25);
-    EXPECT_EQ(recorder.WaitFor(1).size(), 1U);
-
-    // while the old one goes: the new one's terminal has another number
-    panel = emulator::StartEmulator({});
-    EXPECT_EQ(recorder.WaitFor(2).back(), (SentInput{16383, 16383, RELEASE}));
-    PlaceLink("panel", panel.get());
-    const auto start = std::chrono::steady_clock::now();
-    while (recorder.WaitFor(0).size() < 3
-        && std::chrono::steady_clock::now() - start < milliseconds(1000)) {
-        TouchAt(panel.get(), 75, 75);
-        std::this_thread::sleep_for(milliseconds(10));
-    }
-    EXPECT_EQ(recorder.WaitFor(3)[2], (SentInput{49151, 49151, PRESS}));
-
-    // A loss within a report, on a port that is back at once, ends the touch too.
-    const size_t before = recorder.WaitFor(0).size();
-    emulator::EmulatorPointer next = emulator::StartEmulator({});
-    std::swap(panel, next);
-    PlaceLink("panel", panel.get());
-    SendBytes(next.get(), {0x70, 0});
-    next.reset();
-    EXPECT_EQ(recorder.WaitFor(before + 1).back(), (SentInput{49151, 49151, RELEASE}));
-
-    EXPECT_TRUE(AwaitReader(controller.get()));
-    EXPECT_TRUE(ReceivedCommands(panel.get()).empty()) << "a session asks nothing by itself";
-    StopSession(controller.get());
-}
-
 // In a child process whose user may start no further thread.
 TEST(StartSession, ReportsAThreadThatCannotBeCreated)
 {

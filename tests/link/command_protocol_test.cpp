@@ -202,18 +202,5 @@ TEST(ReadBoardCalibration, ReadsEveryByteAndSurvivesTwoFailures)
     }
 }
 
-TEST(ReadBoardCalibration, LeavesTheCalibrationAloneAfterThreeFailures)
-{
-    const TestLine line({}, MODEL_5200);
-    line.controller->calib.orientation = 77;
-    AddAnswerFault(line.emulator.get(), {AnswerFaultKind::SILENCE, 3, COMMAND_READ_MEMORY, 20});
-    EXPECT_FALSE(ReadBoardCalibration(line.controller.get()));
-    EXPECT_EQ(line.controller->calib.orientation, 77U);
-    line.Know(MODEL_5460);
-    EXPECT_FALSE(ReadBoardCalibration(line.controller.get()));
-    EXPECT_EQ(PacketTexts(line.emulator.get(), 13).size(), 13U)
-        << "the other model is asked nothing";
-}
-
 } // namespace
 } // namespace korvex

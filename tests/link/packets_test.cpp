@@ -47,20 +47,5 @@ TEST(DecodeCoord, HasEachModelsByteOrder)
     }
 }
 
-TEST(ClassifyStatus, KnowsEachModelsStatusBytes)
-{
-    const auto controller = ControllerPointer(CreateController());
-    using Row = std::tuple<uint32_t, uint8_t, uint8_t>;
-    for (const auto& [model, status, contact] : {Row{MODEL_5200, 0x75, 1}, Row{MODEL_5200, 0x35, 0},
-             Row{MODEL_5200, 0x55, 0xFF}, Row{MODEL_5200, 0x40, 0xFF}, Row{MODEL_5460, 0x70, 1},
-             Row{MODEL_4400, 0x3F, 0}, Row{MODEL_2400, 0x4A, 0}, Row{MODEL_2400, 0x30, 0xFF},
-             Row{MODEL_2400, 0x70, 1}, Row{MODEL_7700, 0xFF, 1}, Row{MODEL_7700, 0xBF, 0},
-             Row{MODEL_7700, 0xFE, 0xFF}, Row{MODEL_8200, 0x70, 0xFF}, Row{0, 0x70, 0xFF}}) {
-        controller->model = model;
-        EXPECT_EQ(ClassifyStatus(controller.get(), status), contact)
-            << std::hex << model << " " << int{status};
-    }
-}
-
 } // namespace
 } // namespace korvex

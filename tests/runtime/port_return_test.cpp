@@ -122,6 +122,22 @@ TEST(PortReturn, EndsTheSessionForAnotherControllerWithoutAnInput)
     }
 }
 
+// Where no program decides, as in the library's entries. A loss within a report ends the touch too.
+TEST(PortReturn, AsksNothingWithoutAHandler)
+{
+    SessionOnAdapter session({}, 0);
+    SetHostHandlers({});
+    const auto start = session.Return(emulator::StartEmulator({}), FINGER);
+    ASSERT_FALSE(session.recorder.WaitFor(1).empty());
+    EXPECT_LT(steady_clock::now() - start, milliseconds(1000));
+    session.finger.join();
+    TouchAt(session.panel.get(), 50, 50);
+    SendBytes(session.panel.get(), {0x70, 0});
+    EXPECT_TRUE(ReceivedCommands(session.panel.get()).empty());
+    session.Return(emulator::StartEmulator({}), milliseconds(0));
+    EXPECT_EQ(session.recorder.WaitFor(0).back().flags, RELEASE);
+}
+
 // Asked at once, behind the touch that was there, and once after 2 s of silence.
 TEST(PortReturn, DrivesAControllerThatAnswersNothingFromItsFirstWholeTouchOn)
 {
