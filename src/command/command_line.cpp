@@ -54,12 +54,11 @@ void AddOption(CLI::App* app, const OptionUse* use)
                                                         : CLI::MultiOptionPolicy::TakeLast);
 }
 
-// With its arguments and options only where the line may be its own: they are many.
-void AddCommand(CLI::App* program, const CommandDeclaration* command, bool isNamed)
+void AddCommand(CLI::App* program, const CommandDeclaration* command, bool withOptions)
 {
     CLI::App* app
         = program->add_subcommand(command->name, HelpOf(command->help))->group("Commands");
-    if (!isNamed)
+    if (!withOptions)
         return;
     app->get_formatter()->label("Positionals", "Arguments");
     app->set_help_flag("-h,--help", "show this");
@@ -74,7 +73,9 @@ void AddCommand(CLI::App* program, const CommandDeclaration* command, bool isNam
         AddOption(app, &use);
 }
 
-std::unique_ptr<CLI::App> MakeProgram(const std::vector<std::string_view>& words)
+// With the command that the line begins with, or else with the names of all: their options are
+// many.
+std::unique_ptr<CLI::App> MakeProgram(std::string_view first)
 {
     auto program
         = std::make_unique<CLI::App>("The runtime of Korvex touch-screen controllers.", "korvex");
@@ -85,9 +86,13 @@ std::unique_ptr<CLI::App> MakeProgram(const std::vector<std::string_view>& words
     program->set_version_flag("--version", "korvex " KORVEX_VERSION, "show the version");
     program->require_subcommand(1);
     program->footer(CLOSING_TEXT);
-    for (const CommandDeclaration& command : AllCommands())
-        AddCommand(program.get(), &command,
-            std::find(words.begin(), words.end(), command.name) != words.end());
+    const auto isFirst
+        = [first](const CommandDeclaration& command) { return first == command.name; };
+    const bool known = std::any_of(AllCommands().begin(), AllCommands().end(), isFirst);
+    for (const CommandDeclaration& command : AllCommands()) {
+        if (!known || isFirst(command))
+            AddCommand(program.get(), &command, known);
+    }
     return program;
 }
 
@@ -200,7 +205,7 @@ void SetCommandDefaults(const CommandDeclaration* command, Options* options)
 CommandLine ReadCommandLine(int argc, char** argv)
 {
     CommandLine line;
-    const std::unique_ptr<CLI::App> program = MakeProgram({argv, argv + argc});
+    const std::unique_ptr<CLI::App> program = MakeProgram(argc > 1 ? argv[1] : "");
     const auto chosen = [&program]() -> const CLI::App* {
         const std::vector<CLI::App*> apps = program->get_subcommands();
         return apps.empty() ? nullptr : apps.front();

@@ -67,22 +67,25 @@ struct Snapshot {
 
 thread_local Snapshot snapshot;
 
-ProfileDocument ReadThrough(const std::string& path)
+// A value of the file, with what the thread has written of it.
+std::optional<std::u16string> ReadThrough(const std::string& path, LPCWSTR section, LPCWSTR key)
 {
     const LastOpening* opening = LastOpeningOfThread();
-    ProfileDocument profile;
-    if (opening->path != path) {
-        ReadProfile(path, &profile);
-    } else {
-        if (snapshot.opening != opening->number) {
-            snapshot = {opening->number, path, {}};
-            ReadProfile(path, &snapshot.profile);
-        }
-        profile = snapshot.profile;
+    const auto written = pendingWrites.files.find(path);
+    if (opening->path == path && snapshot.opening != opening->number) {
+        snapshot = {opening->number, path, {}};
+        ReadProfile(path, &snapshot.profile);
     }
-    if (const auto written = pendingWrites.files.find(path); written != pendingWrites.files.end())
+    if (opening->path == path && written == pendingWrites.files.end())
+        return FindValue(&snapshot.profile, section, key);
+    ProfileDocument profile;
+    if (opening->path == path)
+        profile = snapshot.profile;
+    else
+        ReadProfile(path, &profile);
+    if (written != pendingWrites.files.end())
         Apply(&written->second, &profile);
-    return profile;
+    return FindValue(&profile, section, key);
 }
 
 // Flushes one file of the thread.
@@ -102,9 +105,8 @@ DWORD GetPrivateProfileStringW(
 {
     if (capacity == 0)
         return 0;
-    const korvex::platform::ProfileDocument profile
-        = korvex::platform::ReadThrough(korvex::platform::ToNativePath(path));
-    std::optional<std::u16string> value = korvex::platform::FindValue(&profile, section, key);
+    std::optional<std::u16string> value
+        = korvex::platform::ReadThrough(korvex::platform::ToNativePath(path), section, key);
     if (!value) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         value = fallback == nullptr ? TEXT("") : fallback;
