@@ -346,11 +346,14 @@ std::string Answer(std::string_view line, Conversation* conversation)
     return LineOf(answer);
 }
 
-std::string EventLine(const PanelEvent* event, const Conversation* conversation)
+bool ListensTo(const Conversation* conversation, const PanelEvent* event)
 {
-    if (!conversation->listens
-        || (!conversation->listensTo.empty() && conversation->listensTo != event->path))
-        return "";
+    return conversation->listens
+        && (conversation->listensTo.empty() || conversation->listensTo == event->path);
+}
+
+std::string EventLine(const PanelEvent* event)
+{
     const Json panel = event->panel;
     switch (event->kind) {
     case PanelEvent::Kind::BEGAN:

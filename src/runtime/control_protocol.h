@@ -26,8 +26,9 @@ std::string Greeting();
 // has then been done. On the control thread.
 std::string Answer(std::string_view line, Conversation* conversation);
 
-// The line for an event; empty when the client does not listen to it.
-std::string EventLine(const PanelEvent* event, const Conversation* conversation);
+// The line for an event, and whether a client listens to it.
+std::string EventLine(const PanelEvent* event);
+bool ListensTo(const Conversation* conversation, const PanelEvent* event);
 
 // Takes back what the client has tried and not stored.
 void TakeBackAll(Conversation* conversation);

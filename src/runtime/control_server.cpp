@@ -183,8 +183,9 @@ void PassEventsOn(Server* server)
     if (eventfd_read(server->events, &count) != 0 || !server->listening)
         return;
     for (const PanelEvent& event : TakePanelEvents()) {
+        const std::string line = EventLine(&event);
         for (Client& client : server->clients) {
-            if (const std::string line = EventLine(&event, &client.conversation); !line.empty())
+            if (ListensTo(&client.conversation, &event))
                 Send(&client, line);
         }
     }
