@@ -80,9 +80,11 @@ void DetectControllers(HostContext* context, uint32_t mode)
     VisitInterfaces(&COM_PORT_CLASS, nullptr,
         [&pass](HDEVINFO devices, SP_DEVINFO_DATA* element, const WCHAR* path) {
             const Port port{devices, element, path};
-            if (!IsStopped(&pass) && path != nullptr)
+            if (IsStopped(&pass))
+                return true;
+            if (path != nullptr)
                 VisitPort(&pass, &port);
-            return IsStopped(&pass);
+            return false;
         });
     if (mode == PASS_DETECT && !IsStopped(&pass))
         PostMessageW(context->notifyWindow, context->notifyMessage, pass.found ? 1 : 0, 0);

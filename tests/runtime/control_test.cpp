@@ -388,6 +388,13 @@ TEST(Control, HasAPlaceForWhoAsksWhateverOthersTrickle)
         status = RunProgram({KORVEX, "status"});
         return status.exitCode == 0;
     })) << status.error;
+    crowd.emplace_back(&driven); // in the place of the one that had to go
+    for (const Client& client : crowd)
+        Say(&client, "\n{\"do\":\"listen\"}\n");
+    EXPECT_TRUE(WaitUntil([&] {
+        const RunResult monitor = RunProgram({KORVEX, "monitor", "--seconds", "0", "panel"});
+        return monitor.error.find("it has no place for another client") != std::string::npos;
+    })) << "why the port of a runtime is in use";
 }
 
 // A stalled or dead runtime's socket is in nobody's way.
