@@ -87,7 +87,7 @@ bool IsUsedUp(const MemoryLine* /*line*/)
 void SilenceMachine()
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->trace = [](std::string_view) {};
+    machine->trace = [](std::string_view) { };
     machine->pointer.send = [](const INPUT*) { return true; };
 }
 

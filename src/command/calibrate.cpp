@@ -316,8 +316,8 @@ int RunCalibrate(const Options* options)
     if (port.empty() && options->ports.empty() && options->only.empty())
         driven = FindAllPanels();
     else if (std::optional<RemotePanel> found
-             = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port, &unasked);
-             found)
+        = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port, &unasked);
+        found)
         driven.push_back(*std::move(found));
     if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
         return EXIT_FAULT;

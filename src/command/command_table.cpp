@@ -81,7 +81,7 @@ bool TakeMonitor(const std::string& value, Options* options)
     return !taken && !given.port.empty() && !given.output.empty();
 }
 
-template <std::string Options::*FIELD>
+template <std::string Options::* FIELD>
 bool TakeText(const std::string& value, Options* options)
 {
     options->*FIELD = value;

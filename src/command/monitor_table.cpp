@@ -41,7 +41,7 @@ std::string PercentText(const Sample* sample, const Screen* /*screen*/)
 std::string PixelText(const Sample* sample, const Screen* screen)
 {
     return *screen ? Pair(platform::PixelOf(sample->mapped.x, (*screen)->width),
-               platform::PixelOf(sample->mapped.y, (*screen)->height))
+                         platform::PixelOf(sample->mapped.y, (*screen)->height))
                    : "-";
 }
 

@@ -118,7 +118,7 @@ void TakeLines(size_t panel)
 {
     ControlClient* events = &remotes.panels[panel].events;
     for (size_t end = events->received.find('\n'); end != std::string::npos;
-         end = events->received.find('\n')) {
+        end = events->received.find('\n')) {
         const std::string line = events->received.substr(0, end);
         events->received.erase(0, end + 1);
         TakeEvent(panel, ParseAnswer(line));

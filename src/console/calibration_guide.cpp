@@ -45,7 +45,7 @@ Point RestingPlace(const Samples* samples, uint32_t begin, uint32_t end)
         std::sort(values.begin(), values.begin() + count);
         return values[count / 2];
     };
-    const auto rest = [&](int32_t Point::*axis) {
+    const auto rest = [&](int32_t Point::* axis) {
         for (uint32_t i = 0; i < count; ++i)
             values[i] = (*samples)[begin + i].*axis;
         const int32_t middle = median();

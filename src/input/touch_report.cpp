@@ -70,7 +70,7 @@ bool Resync(TouchController* controller, Packet* report)
 {
     bool accepted = false;
     for (int attempt = 0; attempt < RESYNC_ATTEMPTS && !accepted && controller->running == 1;
-         ++attempt) {
+        ++attempt) {
         Count(&controller->counters.resynchronisations);
         CollectReport(controller, report);
         accepted = ReportCheck(controller, report->data());

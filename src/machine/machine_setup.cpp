@@ -172,7 +172,7 @@ int SetUpTrace(const Options* options)
 
 int SetUpQuietTrace(const Options* options)
 {
-    platform::ThisMachine()->trace = [](std::string_view /*text*/) {};
+    platform::ThisMachine()->trace = [](std::string_view /*text*/) { };
     return SetUpTrace(options);
 }
 

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 // 812 00:1a:3 0 EOF"); 0 for none.
 pid_t LockHolder(const std::string& path)
 {
-    struct stat status { };
+    struct stat status{};
     if (stat(path.c_str(), &status) != 0)
         return 0;
     std::array<char, 64> place{};
@@ -95,7 +95,7 @@ std::string HolderOf(const std::string& path)
 // ports.
 std::string GroupOf(const std::string& path)
 {
-    struct stat status { };
+    struct stat status{};
     group entry{};
     group* found = nullptr;
     std::array<char, 4096> names{};

@@ -51,8 +51,8 @@ std::string PathOfPort(const Options* options, const std::string& port)
 bool IsSamePort(const std::string& path, const std::string& other)
 {
     // std::filesystem::equivalent of libstdc++ compares no devices.
-    struct stat first { };
-    struct stat second { };
+    struct stat first{};
+    struct stat second{};
     return path == other
         || (stat(path.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0
             && first.st_dev == second.st_dev && first.st_ino == second.st_ino);

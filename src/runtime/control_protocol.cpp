@@ -52,7 +52,7 @@ Json ChangeOf(const std::string& path)
     const auto time = std::filesystem::last_write_time(path, error);
     return error ? Json()
                  : TimeOf(std::chrono::time_point_cast<system_clock::duration>(
-                     std::chrono::file_clock::to_sys(time)));
+                       std::chrono::file_clock::to_sys(time)));
 }
 
 Json PairOf(Point point)

@@ -298,7 +298,7 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
             close(living);
         if (living >= 0 || errno == EAGAIN) // it has not taken those before yet
             continue;
-        struct stat status { };
+        struct stat status{};
         // its process has died
         if (errno == ECONNREFUSED && lstat(server->path.c_str(), &status) == 0
             && S_ISSOCK(status.st_mode))

@@ -99,7 +99,7 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
     if (controller->hasFileCalibration == 1)
         return path;
     const std::string fault = SavingFault();
-    struct stat status { };
+    struct stat status{};
     if (path.empty() || lstat(path.c_str(), &status) == 0)
         Tell(Priority::WARNING,
             title + ": " + (fault.empty() ? "'" + path + "' was not used" : fault)

@@ -38,7 +38,7 @@ GuideChange Press(Course* course, Point raw, int reports = 200)
 {
     GuideChange change = GuideChange::NONE;
     for (int i = 0; i < reports && change != GuideChange::TAKEN && change != GuideChange::REFUSED;
-         ++i)
+        ++i)
         change = Report(course, raw, true);
     const GuideChange lifted = Report(course, raw, false);
     return lifted == GuideChange::NEXT ? change : lifted;

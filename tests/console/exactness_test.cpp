@@ -40,8 +40,7 @@ CalibrationData Calibrate(
     uint32_t now = 0;
     StartGuide(&guide, targets, 10);
     for (int touch = 0;
-         touch < 40 && guide.step != GuideStep::REVIEW && guide.step != GuideStep::MISFIT;
-         ++touch) {
+        touch < 40 && guide.step != GuideStep::REVIEW && guide.step != GuideStep::MISFIT; ++touch) {
         const Point target = GuideTargetPlace(&guide, guide.target);
         const emulator::PanelPoint place{target.x * 100 / 65536.0, target.y * 100 / 65536.0};
         constexpr int REPORTS = 100;

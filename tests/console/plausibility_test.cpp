@@ -97,9 +97,8 @@ TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
         EXPECT_EQ(judgement.target, target);
         EXPECT_EQ(judgement.other, other);
     }
-    const PointsJudgement folded = Judge(MeasuredPanel(4, 1), [](CalibrationData* calib) {
-        calib->advPoints[2] = {300, 300};
-    });
+    const PointsJudgement folded = Judge(
+        MeasuredPanel(4, 1), [](CalibrationData* calib) { calib->advPoints[2] = {300, 300}; });
     EXPECT_EQ(folded.fault, PointsFault::FOLD);
 }
 

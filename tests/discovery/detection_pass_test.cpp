@@ -63,7 +63,7 @@ struct Host {
     {
         std::vector<TouchController*> controllers;
         for (ListLinks* links = context->controllers.next; links != &context->controllers;
-             links = links->next)
+            links = links->next)
             controllers.push_back(RecordOf<TouchController>(links));
         return controllers;
     }

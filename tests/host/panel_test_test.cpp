@@ -32,9 +32,8 @@ struct RunningTest {
     {
         platform::ThisMachine()->screen.width = width;
         platform::ThisMachine()->screen.height = height;
-        platform::ThisMachine()->pointer.position = [](POINT* position) {
-            return *position = {100, 200}, true;
-        };
+        platform::ThisMachine()->pointer.position
+            = [](POINT* position) { return *position = {100, 200}, true; };
         StartHost(0);
         StartPanelTest();
         context = FindPanelTestContext(GetModuleHandleW(nullptr));

@@ -5,8 +5,6 @@
 
 #include <ctime>
 
-#include "link/command_protocol.h"
-#include "link/port_link.h"
 #include "platform/linux/machine.h"
 #include "support/millisecond_clock.h"
 #include "testing/process.h"

@@ -124,7 +124,7 @@ TEST(WritePrivateProfileStringW, KeepsModeAndLinkAndLeavesNothingBeside)
     EXPECT_TRUE(Write(u"S", u"a", u"1", u"a.ini"));
     EXPECT_TRUE(std::filesystem::is_symlink("a.ini"));
     EXPECT_EQ(ReadTextFile("real/b.ini"), "[S]\na=1\n");
-    struct stat status { };
+    struct stat status{};
     EXPECT_EQ(stat("real/b.ini", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("real"), {}), 1);
@@ -173,7 +173,7 @@ TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
     EXPECT_EQ(ReadTextFile("victim.ini"), "[S]\na=0\n");
     EXPECT_TRUE(Write(u"S", u"a", u"1", u"new.ini"));
     EXPECT_TRUE(Write(u"S", u"a", u"1", u"victim.ini"));
-    struct stat status { };
+    struct stat status{};
     EXPECT_TRUE(stat("new.ini", &status) == 0 && status.st_uid == 65534) << "its folder's owner's";
     EXPECT_TRUE(stat("victim.ini", &status) == 0 && status.st_uid == geteuid());
     WriteTextFile("c.ini", std::string(platform::MAX_FILE_BYTES + 1, ';'));
@@ -236,10 +236,8 @@ int32_t OneValue(const CalibrationData* calib)
 {
     const Point first = calib->advPoints[0];
     const bool whole = calib->pointCount == 9 && first.x == calib->stdMaxX
-        && std::all_of(
-            calib->advPoints.begin(), calib->advPoints.begin() + 9, [first](Point point) {
-                return point == Point{first.x, first.x};
-            });
+        && std::all_of(calib->advPoints.begin(), calib->advPoints.begin() + 9,
+            [first](Point point) { return point == Point{first.x, first.x}; });
     return whole ? first.x : -1;
 }
 
@@ -256,7 +254,7 @@ TEST(SaveCalibrationFile, LeavesTheOldOrTheNewCalibrationWhenItIsKilled)
             SaveForEver(saved[1]);
         close(saved[1]);
         for (int before = 0; before <= i % 2;
-             ++before) { // on a slow disk, killed in this very save
+            ++before) { // on a slow disk, killed in this very save
             char byte = 0;
             ASSERT_EQ(read(saved[0], &byte, 1), 1) << i;
         }

@@ -97,7 +97,7 @@ TEST(UartTrigger, IsLoweredWhereThereIsOneAndPutBack)
     const OpenLine line;
     const int terminal
         = open(TerminalPath(line.emulator.get()).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    struct stat status { };
+    struct stat status{};
     fstat(terminal, &status);
     const std::string device = "dev/char/" + std::to_string(major(status.st_rdev)) + ":"
         + std::to_string(minor(status.st_rdev));

@@ -408,7 +408,7 @@ TEST(Control, ReplacesTheSocketOfADeadProcess)
     Process again({KORVEX, "drive", "--pointer", "none", "panel"});
     EXPECT_NE(ReadLineWith(again.error, "controller 5200"), "");
     EXPECT_EQ(command::ControlSockets(), Texts{driven.socket});
-    struct stat status { };
+    struct stat status{};
     EXPECT_EQ(stat(driven.socket.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0660U);
     EXPECT_EQ(EndBySignal(&again, SIGTERM), 0);

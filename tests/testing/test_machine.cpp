@@ -35,7 +35,7 @@ void InstallEnumeratorService(bool withBinary)
 
 Element::Element(DEVINST node)
     : devices(SetupDiGetClassDevsW(
-        nullptr, platform::InstanceIdOf(node).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT))
+          nullptr, platform::InstanceIdOf(node).c_str(), nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT))
     , data{sizeof(SP_DEVINFO_DATA), {}, node, 0}
 {
 }

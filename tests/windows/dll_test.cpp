@@ -307,9 +307,8 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         return RunProgram(Host({"status-text"})).output == "Enable Touch Tests\r\nreturned\r\n";
     }));
     TouchAt(emulator.get(), 50, 50);
-    EXPECT_TRUE(WaitUntil([&] {
-        return PointerOf(&screen) == PointerState{255, 383, false};
-    })) << "as Korvex.ini there says";
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen) == PointerState{255, 383, false}; }))
+        << "as Korvex.ini there says";
 
     // While the detection has the DLL; the uninstaller removes itself, by a copy that it starts.
     RunProgram(Windows({"C:\\Program Files\\Korvex\\uninstall.exe", "/S"}));

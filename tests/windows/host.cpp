@@ -138,7 +138,7 @@ void Divert(HMODULE library, const std::string& name, uintptr_t function)
     const DWORD imports
         = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
     for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); from->Name != 0;
-         ++from) {
+        ++from) {
         const auto* imported
             = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + from->OriginalFirstThunk);
         auto* address = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->FirstThunk);

@@ -30,7 +30,6 @@ constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
 constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
 constexpr int MIN_BOX_SPAN = MAX_COARSE_RAW / 5; // a panel measures more than a fifth of its range
 
-
 void Add(Findings* findings, Severity severity, const std::string& text)
 {
     findings->push_back({severity, SUBJECT, text});

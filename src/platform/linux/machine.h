@@ -79,7 +79,8 @@ struct Observers {
     // An INI or state file could not be written, with errno's value.
     std::function<void(const std::string& path, int error)> fileNotWritten;
 
-    // A named mutex cannot be had, in that folder or, where it is empty, in any, with errno's value.
+    // A named mutex cannot be had, in that folder or, where it is empty, in any, with errno's
+    // value.
     std::function<void(const std::string& folder, int error)> mutexRefused;
 
     // A value is written to the registry: its key's path, "\\", and its line of the file.

@@ -114,7 +114,7 @@ int OpenRegular(const std::string& path, DWORD access, struct stat* status)
 
 HANDLE OpenFile(const std::string& path, DWORD access, DWORD shareMode)
 {
-    struct stat status { };
+    struct stat status{};
     const int descriptor = OpenRegular(path, access, &status);
     if (descriptor < 0)
         return INVALID_HANDLE_VALUE;

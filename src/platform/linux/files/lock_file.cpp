@@ -16,7 +16,7 @@ constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 
 bool IsOwnLock(int descriptor)
 {
-    struct stat status { };
+    struct stat status{};
     if (fstat(descriptor, &status) != 0)
         return false;
     // With a second name it would be another file that somebody has linked there.
@@ -43,7 +43,7 @@ int OpenLockFile(const std::string& path)
 
 bool IsOwnFolder(const std::string& path)
 {
-    struct stat status { };
+    struct stat status{};
     if (lstat(path.c_str(), &status) != 0)
         return false;
     const bool own = S_ISDIR(status.st_mode) && status.st_uid == geteuid()

@@ -61,7 +61,7 @@ bool FailWith(int error)
 // Gives a new file to its folder's owner. Only the superuser can: everyone else's stays their own.
 void GiveToOwnerOf(int folder, int file)
 {
-    struct stat status { };
+    struct stat status{};
     if (fstat(folder, &status) == 0 && status.st_uid != geteuid()) {
         [[maybe_unused]] const int refused = fchown(file, status.st_uid, status.st_gid);
     }
@@ -111,8 +111,8 @@ struct FolderLock {
     bool Take()
     {
         file = OpenLockFile(path);
-        struct stat locked { };
-        struct stat there { };
+        struct stat locked{};
+        struct stat there{};
         if (file < 0)
             return false;
         if (fstat(file, &locked) == 0 && lstat(path.c_str(), &there) == 0
@@ -178,7 +178,7 @@ std::string WriteTemporary(const fs::path& target, int folder, const struct stat
 bool Replace(
     const fs::path& target, const FolderLock* lock, std::string_view content, Durability durability)
 {
-    struct stat status { };
+    struct stat status{};
     const bool exists = lstat(target.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode))
         return FailWith(EINVAL);
@@ -199,7 +199,7 @@ bool Replace(
 // Reads a regular file, opened with `flags` too.
 bool Read(const std::string& path, int flags, size_t limit, std::string* content)
 {
-    struct stat status { };
+    struct stat status{};
     // Looked at first: to open a device can have effects.
     if (stat(path.c_str(), &status) != 0)
         return false;
@@ -237,7 +237,7 @@ bool FollowTrustedLinks(const std::string& path, std::string* target)
     constexpr int LONGEST_CHAIN = 40; // as the kernel has it
     *target = path;
     for (int i = 0; i < LONGEST_CHAIN; ++i) {
-        struct stat status { };
+        struct stat status{};
         if (lstat(target->c_str(), &status) != 0)
             return errno == ENOENT;
         if (S_ISREG(status.st_mode))
@@ -276,7 +276,7 @@ bool CanChangeWholeFile(const std::string& path)
     std::string target;
     if (!FollowTrustedLinks(path, &target))
         return false;
-    struct stat status { };
+    struct stat status{};
     if (stat(target.c_str(), &status) == 0 && IsReadOnly(&status))
         return FailWith(EACCES);
     return access(FolderOf(target).c_str(), W_OK | X_OK) == 0;
