@@ -217,10 +217,10 @@ int SetUpPointer(const Options* options)
         return EXIT_FAULT;
     }
     const platform::PointerKind* kind = platform::FindPointerKind(options->pointer);
-    if (!kind->use({.describe = DescribePanel}, &reason)) {
+    if (!kind->use({.describe = DescribePanel, .endDescriptor = EndDescriptor()}, &reason)) {
         const bool isRefused = options->pointer == "uinput";
         fprintf(stderr, "%s: no pointer input: %s%s%s\n", options->command.c_str(), reason.c_str(),
-            isRefused ? "; members of the group \"korvex\" may open it, by the udev rule " : "",
+            isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule " : "",
             isRefused ? UINPUT_RULE : "");
         return EXIT_NO_DISPLAY;
     }

@@ -52,13 +52,16 @@ TEST(KorvexCommand, IsNotHeldUpByAReaderWhoDoesNotRead)
     ASSERT_EQ(mkfifo("pipe", 0600), 0);
     const int reader = open("pipe", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     while (write(reader, "full", 4) > 0) { }
-    for (const auto& [command, exitCode, last] : {std::tuple{"monitor --pointer none", 0, ""},
-             std::tuple{"calibrate --windows none --json", 7, "nothing was changed"}}) {
+    for (const auto& [command, exitCode, last] :
+        {std::tuple{"monitor --pointer none", 0, ""}, std::tuple{"drive --pointer log", 0, ""},
+            std::tuple{"calibrate --windows none --json", 7, "nothing was changed"}}) {
         Process process({"sh", "-c",
             "exec " + KORVEX + " " + command + " " + TerminalPath(panel.get()) + " >pipe"});
         EXPECT_NE(ReadLineWith(process.error, "controller 5200"), "");
         TouchAt(panel.get(), 50, 50);
+        const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(EndBySignal(&process, SIGTERM), exitCode);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
         EXPECT_THAT(ReadAll(process.error), HasSubstr(last))
             << "it was ended before its last words";
     }

@@ -30,14 +30,15 @@ struct SessionOnAdapter {
     std::thread finger;
 
     // Identified, or driven by its stored model where it does not answer a command (`silentCode`).
-    explicit SessionOnAdapter(const EmulatorOptions& options, int silentCode)
+    explicit SessionOnAdapter(const EmulatorOptions& options, int silentCode, bool asks = true)
         : panel(StartSilentEmulator(options, silentCode))
     {
-        SetHostHandlers(
-            {.portReturned = [](TouchController* driven, ReadResult result, const Packet* report) {
-                return DecidePortReturn(
-                    static_cast<ReturnedPort*>(driven->observed), driven, result, report);
-            }});
+        const auto decide = [](TouchController* driven, ReadResult result, const Packet* report) {
+            return DecidePortReturn(
+                static_cast<ReturnedPort*>(driven->observed), driven, result, report);
+        };
+        if (asks)
+            SetHostHandlers({.portReturned = decide});
         WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
         PlaceLink("panel", panel.get());
         controller->observed = &returned;
@@ -125,8 +126,7 @@ TEST(PortReturn, EndsTheSessionForAnotherControllerWithoutAnInput)
 // Where no program decides, as in the library's entries. A loss within a report ends the touch too.
 TEST(PortReturn, AsksNothingWithoutAHandler)
 {
-    SessionOnAdapter session({}, 0);
-    SetHostHandlers({});
+    SessionOnAdapter session({}, 0, false);
     const auto start = session.Return(emulator::StartEmulator({}), FINGER);
     ASSERT_FALSE(session.recorder.WaitFor(1).empty());
     EXPECT_LT(steady_clock::now() - start, milliseconds(1000));

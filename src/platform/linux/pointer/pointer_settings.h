@@ -21,7 +21,10 @@ struct PointerSettings {
     // uinput: asked about a line by its path, on the line's thread.
     std::function<PanelDescription(const std::string& path)> describe = {};
 
-    int descriptor = STDOUT_FILENO; // log: where the lines go; not owned
+    // log: where the lines go, and what becomes readable when none is to be waited for any more, -1
+    // for never; not owned
+    int descriptor = STDOUT_FILENO;
+    int endDescriptor = -1;
 };
 
 } // namespace korvex::platform
