@@ -21,6 +21,7 @@
 #include "machine/port_state.h"
 #include "process/message.h"
 #include "process/options.h"
+#include "runtime/calibration_fault.h"
 #include "runtime/settings_state.h"
 
 namespace korvex::command {
@@ -230,6 +231,17 @@ bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
 constexpr const char* TRIED_BY_ANOTHER = "another client is trying a calibration of this panel";
 constexpr const char* HAS_ENDED = "the session has ended";
 
+// Why a calibration is not taken; empty where it is, or where its client insists.
+std::string RefusalOf(
+    const Json& request, const CalibrationData* calib, const TouchController* controller)
+{
+    const auto force = request.find("force");
+    if (force != request.end() && force->is_boolean() && force->get<bool>())
+        return "";
+    const std::string fault = CalibrationFault(calib, controller->resolutionBits);
+    return fault.empty() ? "" : fault + "; with \"force\":true it is taken all the same";
+}
+
 Json DoTry(const Json& request, const RunningSession* session, Conversation* conversation)
 {
     const SessionKey key = KeyOf(session);
@@ -238,12 +250,18 @@ Json DoTry(const Json& request, const RunningSession* session, Conversation* con
     CalibrationData wanted = session->calibration;
     if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
         return FaultOf(fault);
+    std::string fault;
     const bool used = UseSession(key, [&](TouchController* controller) {
+        const CalibrationData merged = MergeCalibration(controller, &wanted);
+        fault = RefusalOf(request, &merged, controller);
+        if (!fault.empty())
+            return;
         conversation->tried.try_emplace(key, CopyCalibration(controller));
         triedSessions[key] = conversation;
-        const CalibrationData merged = MergeCalibration(controller, &wanted);
         InstallCalibration(controller, &merged);
     });
+    if (!fault.empty())
+        return FaultOf(fault);
     return used ? Json::object() : FaultOf(HAS_ENDED);
 }
 
@@ -267,10 +285,14 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
         CalibrationData wanted = session->calibration;
         if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
             return FaultOf(fault);
+        std::string fault;
         if (!UseSession(key, [&](TouchController* controller) {
                 stored = MergeCalibration(controller, &wanted);
+                fault = RefusalOf(request, &stored, controller);
             }))
             return FaultOf(HAS_ENDED);
+        if (!fault.empty())
+            return FaultOf(fault);
     } else if (!conversation->tried.contains(key)) {
         return FaultOf("'calibration' is missing, and none is being tried");
     }

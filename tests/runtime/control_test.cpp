@@ -136,13 +136,16 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
                 {R"({"do":"listen","panel":"x"})", "no panel 'x'"},
                 {R"({"do":"store","calibration":{"box":[1,2,1,4]}})", "another client"}})
             EXPECT_THAT(Ask(&second, request), HasSubstr(fault)) << request;
-        for (const auto& [calibration, fault] : std::vector<std::pair<std::string, std::string>>{
-                 {"7", "'calibration' is missing"}, {R"({"box":[1,2,1,4]})", "'box'"},
-                 {R"({"points":[[1,2]]})", "'points' are not 0, 4"},
-                 {R"({"points":[[1,2],[3],[1,2],[1,2]]})", "point 2"},
-                 {R"({"orientation":9})", "'orientation'"},
-                 {R"({"box":[0,0,1,99999999999]})", "'box'"}, {R"({"tea":1})", "'tea'"},
-                 {R"({"box":[18446744073709551615,0,1024,1024]})", "'box'"}})
+        for (const auto& [calibration, fault] :
+            std::vector<std::pair<std::string, std::string>>{{"7", "'calibration' is missing"},
+                {R"({"box":[1,2,1,4]})", "'box'"}, {R"({"box":[0,0,1024,9]})", "less than a fifth"},
+                {R"({"points":[[1,1],[1,1],[1,1],[1,1]]})", "measured at the same place"},
+                {R"({"points":[[1,1],[1024,1],[900,900],[1,900]]})", "point 2 is not within"},
+                {R"({"points":[[1,2]]})", "'points' are not 0, 4"},
+                {R"({"points":[[1,2],[3],[1,2],[1,2]]})", "point 2"},
+                {R"({"orientation":9})", "'orientation'"},
+                {R"({"box":[0,0,1,99999999999]})", "'box'"}, {R"({"tea":1})", "'tea'"},
+                {R"({"box":[18446744073709551615,0,1024,1024]})", "'box'"}})
             EXPECT_THAT(Ask(&client, R"({"do":"try","calibration":)" + calibration + "}"),
                 HasSubstr(fault));
     }

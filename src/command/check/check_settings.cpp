@@ -11,11 +11,11 @@
 #include "calibration/mapping.h"
 #include "calibration/orientation.h"
 #include "calibration/settings_file.h"
-#include "console/plausibility.h"
 #include "link/touch_controller.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/files/profile_file.h"
 #include "platform/win32.h"
+#include "runtime/calibration_fault.h"
 #include "runtime/settings_state.h"
 
 namespace korvex::command {
@@ -28,8 +28,6 @@ constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
 constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
 constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
-constexpr int MIN_BOX_SPAN = MAX_COARSE_RAW / 5; // a panel measures more than a fifth of its range
-
 void Add(Findings* findings, Severity severity, const std::string& text)
 {
     findings->push_back({severity, SUBJECT, text});
@@ -117,28 +115,6 @@ bool IsKnownKey(const std::string& key)
         }
     }
     return false;
-}
-
-std::string PointsFaultText(const PointsJudgement* judgement)
-{
-    const auto name = [](uint32_t target) { return std::to_string(target + 1); };
-    const std::string both = "the targets " + name(judgement->target) + " and "
-        + name(judgement->other) + " were measured ";
-    switch (judgement->fault) {
-    case PointsFault::SAME_PLACE:
-        return both + "at the same place";
-    case PointsFault::ORDER:
-        return both + "the wrong way round";
-    case PointsFault::FOLD:
-        return "the targets around target " + name(judgement->target)
-            + " do not enclose a part of the panel: it was measured elsewhere";
-    case PointsFault::RANGE:
-        return "the calibration points take less than a fifth of the panel";
-    default:
-        return judgement->target == NO_TARGET ? "the calibration points do not fit each other"
-                                              : "target " + name(judgement->target)
-                + " was measured far from where the others let expect it";
-    }
 }
 
 std::string PointCounts()
