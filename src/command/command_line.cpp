@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/text_layout.h"
 
 namespace korvex::command {
@@ -26,7 +27,7 @@ constexpr const char* CLOSING_TEXT
       "argument, 3 no\n"
       "such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, "
       "6 another one runs,\n"
-      "7 the calibration was left as it was.";
+      "7 the calibration was left as it was, 8 a panel is gone or awaited.";
 
 std::string HelpOf(const char* text)
 {
@@ -106,7 +107,7 @@ int Refuse(const std::string& command, const std::string& fault)
 {
     std::string line = command + ": " + fault;
     std::replace(line.begin(), line.end(), '\n', ' ');
-    fprintf(stderr, "%s\n", line.c_str());
+    fprintf(stderr, "%s%s\n", PriorityPrefix(Priority::FAULT).c_str(), line.c_str());
     return EXIT_USAGE_ERROR;
 }
 
@@ -196,8 +197,6 @@ void SetCommandDefaults(const CommandDeclaration* command, Options* options)
     options->command = std::string("korvex ") + command->name;
     if (command->pointer != nullptr)
         options->pointer = command->pointer;
-    else if (options->pointer == "log")
-        options->pointer = command->pointerUnseen;
 }
 
 } // namespace

@@ -249,13 +249,13 @@ const std::vector<CommandDeclaration>& AllCommands()
             .arguments = {{port.name, port.help, port.completion, {}, true}},
             .options = {{POINTER,
                             "send the touches to the X display or to touch screen devices of the "
-                            "kernel (defaults as for drive), or drop them",
+                            "kernel, or drop them (default)",
                             {"x11", "uinput", "none"}},
                 {"--monitor"}, quietTrace, {"--seconds"},
                 {"--json", "print one JSON object a line when something has changed"}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunMonitor,
-            .pointerUnseen = "none",
+            .pointer = "none", // the touches are looked at, not sent
             .endsCleanly = true},
         {.name = "status",
             .help = "list the panels that enum and drive drive now: port, controller, since when, "

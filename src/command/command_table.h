@@ -53,10 +53,8 @@ struct CommandDeclaration {
     std::vector<OptionUse> options = {};
     std::vector<SetUpPart> machine = {}; // what is set up before it runs (machine_setup.h)
     int (*run)(const Options*) = nullptr;
-    // what a missing --pointer means; null: as the session has it, and where it has none
-    // `pointerUnseen`
+    // what a missing --pointer means; null: as the session has it, and where it has none "log"
     const char* pointer = nullptr;
-    const char* pointerUnseen = "log";
     // SIGINT and SIGTERM are what it waits for (end_request.h); else they have their default action
     bool endsCleanly = false;
 };

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstdio>
 
 #include "command/check/stored_calibration.h"
@@ -45,7 +46,13 @@ int RunPanelTest(const Options* options)
     if (!before.savingFault.empty())
         TellInBox(options, "The calibration will not be saved: " + before.savingFault,
             u"Touch Panel Utility");
-    SetHostHandlers({.workerRefused = EndWithoutWorker,
+    static std::atomic<bool> found{false};
+    static std::atomic<bool> nobody{false};
+    SetHostHandlers({.sessionEvent
+        = [](TouchController* /*controller*/,
+              SessionEvent event) { found = found || event == SessionEvent::STARTED; },
+        .workerRefused = EndWithoutWorker,
+        .detectionDone = [] { nobody = !found; },
         .panelTestState = options->windows == "none" ? PrintPanelTestState : nullptr});
     AskKnownControllers();
     if (IsEndRequested())
@@ -54,6 +61,8 @@ int RunPanelTest(const Options* options)
         exitCode = EntryExitCode(exitCode);
         if (exitCode != EXIT_DONE)
             return exitCode;
+        if (nobody)
+            return EXIT_NO_CONTROLLER;
         return before.savingFault.empty() && !WasWriteRefused()
             ? JudgeStored(EntryCommand(), &before)
             : EXIT_FAULT;

@@ -131,11 +131,17 @@ int RunStatus(const Options* options)
     const bool any = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {
         return !status.panels.empty() || !status.awaited.empty();
     });
-    if (any)
-        return EXIT_DONE;
-    fprintf(stderr, "%s: no panel is driven now by a runtime that can be asked\n",
-        options->command.c_str());
-    return EXIT_NO_CONTROLLER;
+    if (!any) {
+        fprintf(stderr, "%s: no running korvex was found (looked in %s)\n",
+            options->command.c_str(), ControlFolders().c_str());
+        return EXIT_NO_CONTROLLER;
+    }
+    const bool missing = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {
+        return !status.awaited.empty()
+            || std::any_of(status.panels.begin(), status.panels.end(),
+                [](const Json& panel) { return panel.value("gone", false); });
+    });
+    return missing ? EXIT_PANEL_MISSING : EXIT_DONE;
 }
 
 } // namespace korvex::command

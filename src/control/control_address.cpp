@@ -60,6 +60,13 @@ std::vector<std::string> ControlSockets()
     return paths;
 }
 
+std::string ControlFolders()
+{
+    const std::string user = EnvironmentFolder("XDG_RUNTIME_DIR");
+    return UNIT_FOLDER
+        + (user.empty() ? std::string("; XDG_RUNTIME_DIR is not set") : " and " + user + "/korvex");
+}
+
 bool ControlAddressOf(const std::string& path, sockaddr_un* address)
 {
     *address = {};

@@ -24,6 +24,9 @@ ControlPlace ControlPlaceOf(const std::string& name);
 // those whose process has died.
 std::vector<std::string> ControlSockets();
 
+// The folders of these places, for people.
+std::string ControlFolders();
+
 // The address of a path; false, with errno set, when it is too long for one.
 bool ControlAddressOf(const std::string& path, sockaddr_un* address);
 

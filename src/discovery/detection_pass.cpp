@@ -5,6 +5,7 @@
 #include "discovery/device_nodes.h"
 #include "discovery/enumerator_binding.h"
 #include "discovery/model_table.h"
+#include "input/host_handlers.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/device_properties.h"
@@ -86,8 +87,11 @@ void DetectControllers(HostContext* context, uint32_t mode)
                 VisitPort(&pass, &port);
             return false;
         });
-    if (mode == PASS_DETECT && !IsStopped(&pass))
-        PostMessageW(context->notifyWindow, context->notifyMessage, pass.found ? 1 : 0, 0);
+    if (mode != PASS_DETECT || IsStopped(&pass))
+        return;
+    if (Handlers().detectionDone != nullptr)
+        Handlers().detectionDone();
+    PostMessageW(context->notifyWindow, context->notifyMessage, pass.found ? 1 : 0, 0);
 }
 
 uint32_t ReadPortNumber(HDEVINFO devices, SP_DEVINFO_DATA* element)

@@ -186,8 +186,6 @@ unsigned __stdcall DetectionWorker(void* argument)
     if (stopped())
         return 0;
     ShowStatus(context, TEXT("Enable Touch Tests"));
-    if (Handlers().detectionDone != nullptr)
-        Handlers().detectionDone();
     return 0;
 }
 

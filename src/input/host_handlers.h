@@ -57,7 +57,8 @@ struct HostHandlers {
     // returns. Without it the window stays empty until it is closed.
     void (*workerRefused)() = nullptr;
 
-    // The detecting pass has asked all ports; on the worker's thread.
+    // The detecting pass has asked all ports, and its result is about to be posted; on the worker's
+    // thread.
     void (*detectionDone)() = nullptr;
 
     // Writes what the status window shows below its text into `text`, which is empty and has

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <charconv>
 #include <filesystem>
 #include <system_error>
 
@@ -23,6 +24,22 @@ bool IsTty(const std::string& path)
     return fs::is_character_file(path, error);
 }
 
+// The UART that a name means, COM1 for ttyS0, also where that is left out of the ports that are
+// asked, as a console is; empty: none.
+std::string UartPath(const std::string& port)
+{
+    constexpr std::string_view PREFIX = "COM";
+    constexpr int LAST = 32; // those above are other ports (ScanSerialPorts)
+    int number = 0;
+    const char* end = port.data() + port.size();
+    if (!port.starts_with(PREFIX)
+        || std::from_chars(port.data() + PREFIX.size(), end, number).ptr != end || number < 1
+        || number > LAST)
+        return "";
+    std::string path = "/dev/ttyS" + std::to_string(number - 1);
+    return IsTty(path) ? path : "";
+}
+
 } // namespace
 
 std::string PathOfPort(const Options* options, const std::string& port)
@@ -40,6 +57,8 @@ std::string PathOfPort(const Options* options, const std::string& port)
         if (scanned.name == port)
             return scanned.stablePath;
     }
+    if (const std::string uart = UartPath(port); !uart.empty())
+        return uart;
     std::error_code error;
     for (const char* folder : OTHER_FOLDERS) {
         if (!fs::exists(port, error) && IsTty(folder + port))

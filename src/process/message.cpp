@@ -14,12 +14,15 @@
 
 namespace korvex::command {
 
-void Tell(Priority priority, const std::string& line)
+std::string PriorityPrefix(Priority priority)
 {
     static const bool isJournal = IsStandardErrorJournal();
-    const std::string prefix
-        = isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : "";
-    std::string text = prefix + line;
+    return isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : "";
+}
+
+void Tell(Priority priority, const std::string& line)
+{
+    std::string text = PriorityPrefix(priority) + line;
     // so much goes whole and without a wait into a pipe that is ready
     text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1));
     text += '\n';

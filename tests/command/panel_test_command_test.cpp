@@ -82,7 +82,7 @@ TEST(KorvexPanelTest, SaysWhenThereIsNoPanel)
         "COM3=" + (folder.path / "missing").string(), "--trace", "trace.txt"};
     const RunResult printed
         = RunProgram(Joined(command, {"--windows", "none", "--pointer", "log"}));
-    EXPECT_EQ(printed.exitCode, 0);
+    EXPECT_EQ(printed.exitCode, 4);
     EXPECT_THAT(printed.error, EndsWith("there is no such port\nNo Touch Screen Found !\n"));
 
     // Its box is in the middle of the screen, the button a little below that.
@@ -94,7 +94,7 @@ TEST(KorvexPanelTest, SaysWhenThereIsNoPanel)
         EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 512, 392) == 0; }))
             << "the button's frame";
         EXPECT_EQ(RunProgram(answer).exitCode, 0);
-        EXPECT_EQ(WaitForExit(&boxed), 0);
+        EXPECT_EQ(WaitForExit(&boxed), 4);
     }
 }
 
