@@ -220,7 +220,8 @@ int SetUpPointer(const Options* options)
     if (!kind->use({.describe = DescribePanel, .endDescriptor = EndDescriptor()}, &reason)) {
         const bool isRefused = options->pointer == "uinput";
         fprintf(stderr, "%s: no pointer input: %s%s%s\n", options->command.c_str(), reason.c_str(),
-            isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule " : "",
+            isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule "
+                      : "",
             isRefused ? UINPUT_RULE : "");
         return EXIT_NO_DISPLAY;
     }
