@@ -44,7 +44,8 @@ void AddOption(CLI::App* app, const OptionUse* use)
     }
     CLI::Option* option
         = app->add_option(declaration->name)->description(help)->required(use->required);
-    option->option_text(declaration->value + std::string(use->required ? " (required)" : ""));
+    const char* value = use->value == nullptr ? declaration->value : use->value;
+    option->option_text(value + std::string(use->required ? " (required)" : ""));
     if (!use->choices.empty()) {
         std::string text;
         for (const char* choice : use->choices)

@@ -180,8 +180,9 @@ const std::vector<CommandDeclaration>& AllCommands()
             = "find the controllers on all ports, which sends bytes to whatever is on them, and "
               "let their touches move the pointer, "
               "behind a status window, until it is closed"
-              " or SIGINT, SIGTERM or SIGHUP comes. What was found on a port is kept for the next "
-              "start",
+              " or SIGINT, SIGTERM or SIGHUP comes. It looks once: drive --wait waits for a "
+              "controller that "
+              "comes later. What was found on a port is kept for the next start",
             .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
                 {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
@@ -198,7 +199,8 @@ const std::vector<CommandDeclaration>& AllCommands()
             .options = {{"--points"},
                 {"--monitor",
                     "show the crosses on the monitor of that output, HDMI-1, not on the primary "
-                    "one"},
+                    "one",
+                    {}, false, "OUTPUT"},
                 {"--windows",
                     "show the crosses on the X display (default where DISPLAY is set), or say "
                     "where each is on standard error;"
@@ -207,7 +209,7 @@ const std::vector<CommandDeclaration>& AllCommands()
                     "print one JSON object a line: each cross that waits and what comes of it, and "
                     "the result"},
                 {"--port"}, {"--only"}, {"--state"}, quietTrace},
-            .machine = {SetUpQuietTrace, SetUpPointer, SetUpWindows},
+            .machine = {RefusePortMonitors, SetUpQuietTrace, SetUpPointer, SetUpWindows},
             .run = RunCalibrate,
             .pointer = "none", // the touches are the calibration's
             .endsCleanly = true},
@@ -215,9 +217,14 @@ const std::vector<CommandDeclaration>& AllCommands()
             .help = "test the panel that is touched, by nine targets over the whole screen of 5 "
                     "seconds each, store what they give as its"
                     " calibration in Korvex.ini, and rate it; Escape ends it",
-            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER},
+                {"--monitor",
+                    "windows and touches on the X display mean the monitor of that output, HDMI-1, "
+                    "not the primary one",
+                    {}, false, "OUTPUT"},
                 {"--windows"}, {"--trace"}},
-            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
+            .machine
+            = {RefusePortMonitors, SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunPanelTest,
             .endsCleanly = true},
         {.name = "check",

@@ -33,6 +33,7 @@ struct OptionUse {
     // those that are valid there; none: those of its declaration
     std::vector<const char*> choices = {};
     bool required = false;
+    const char* value = nullptr; // its placeholder there; null: that of its declaration
 };
 
 struct ArgumentDeclaration {

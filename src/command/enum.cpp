@@ -20,7 +20,7 @@ namespace korvex::command {
 namespace {
 
 // What is driven, in the few words that the status window has room for: "1 controller: ttyUSB0,
-// 5200".
+// 5200", and which of them are unplugged.
 void DescribeDriven(WCHAR* text, size_t capacity)
 {
     const std::vector<RunningSession> sessions = RunningSessions();
@@ -28,9 +28,10 @@ void DescribeDriven(WCHAR* text, size_t capacity)
         = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
     if (sessions.size() == 1)
         line += " controller: " + sessions[0].driven.panel + ", "
-            + ModelText(sessions[0].driven.model);
+            + (sessions[0].gone ? "unplugged" : ModelText(sessions[0].driven.model));
     for (size_t i = 0; sessions.size() > 1 && i < sessions.size(); ++i)
-        line += (i == 0 ? " controllers: " : ", ") + sessions[i].driven.panel;
+        line += (i == 0 ? " controllers: " : ", ") + sessions[i].driven.panel
+            + (sessions[i].gone ? " (unplugged)" : "");
     CopyBounded(text, capacity, platform::FromUtf8(line).c_str());
 }
 
@@ -41,7 +42,8 @@ void HandleDetectedSession(TouchController* controller, SessionEvent event)
         Tell(Priority::NOTICE,
             PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": "
                 + DescriptionOf(controller));
-    if (event == SessionEvent::STARTED || event == SessionEvent::ENDED)
+    if (event == SessionEvent::STARTED || event == SessionEvent::ENDED
+        || event == SessionEvent::PORT_GONE || event == SessionEvent::PORT_BACK)
         RefreshStatusDetail();
 }
 

@@ -20,7 +20,7 @@ std::string AskedBy(const Options* options, const PortState* port)
 {
     if (port->ignored)
         return "none";
-    return IsPanelPort(options, port) ? "enum paneltest check" : "enum paneltest";
+    return std::string("enum paneltest calibrate") + (IsPanelPort(options, port) ? " check" : "");
 }
 
 void PrintJson(const Options* options, const std::vector<PortState>* ports)

@@ -195,7 +195,10 @@ std::optional<RemotePanel> FindRuntime(
         std::string fault;
         if (!Connect(&panel.runtime, socket, &fault)) {
             if (unasked != nullptr && !fault.empty())
-                *unasked += (unasked->empty() ? "cannot ask '" : ", '") + socket + "': " + fault;
+                unasked->append(unasked->empty() ? "cannot ask '" : ", '")
+                    .append(socket)
+                    .append("': ")
+                    .append(fault);
             continue;
         }
         const std::optional<RuntimeStatus> status = AskStatus(&panel.runtime);

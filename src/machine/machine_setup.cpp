@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "drivers/enumerator_filter.h"
-#include "machine/panel_devices.h"
 #include "machine/port_names.h"
 #include "platform/linux/core/debug_output.h"
 #include "platform/linux/core/text.h"
@@ -185,6 +184,18 @@ bool WasInputLost(const Options* options)
     return lost;
 }
 
+int RefusePortMonitors(const Options* options)
+{
+    if (options->portMonitors.empty())
+        return EXIT_DONE;
+    const PortMonitor& given = options->portMonitors.front();
+    fprintf(stderr,
+        "%s: invalid value '%s=%s' for '--monitor': its window is on one monitor; name the output "
+        "alone\n",
+        options->command.c_str(), given.port.c_str(), given.output.c_str());
+    return EXIT_USAGE_ERROR;
+}
+
 int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
@@ -217,7 +228,7 @@ int SetUpPointer(const Options* options)
         return EXIT_FAULT;
     }
     const platform::PointerKind* kind = platform::FindPointerKind(options->pointer);
-    if (!kind->use({.describe = DescribePanel, .endDescriptor = EndDescriptor()}, &reason)) {
+    if (!kind->use({.nameOfPanel = PanelNameOf, .endDescriptor = EndDescriptor()}, &reason)) {
         const bool isRefused = options->pointer == "uinput";
         fprintf(stderr, "%s: no pointer input: %s%s%s\n", options->command.c_str(), reason.c_str(),
             isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule "

@@ -21,6 +21,9 @@ int SetUpQuietTrace(const Options* options);
 // Says on standard error that printed input was lost, once; true when some was.
 bool WasInputLost(const Options* options);
 
+// Refuses monitors of single ports where a command shows one window, and calibrates one panel.
+int RefusePortMonitors(const Options* options);
+
 // Pointer input.
 int SetUpPointer(const Options* options);
 

@@ -57,7 +57,7 @@ std::string PathOfPort(const Options* options, const std::string& port)
         if (scanned.name == port)
             return scanned.stablePath;
     }
-    if (const std::string uart = UartPath(port); !uart.empty())
+    if (std::string uart = UartPath(port); !uart.empty())
         return uart;
     std::error_code error;
     for (const char* folder : OTHER_FOLDERS) {

@@ -15,7 +15,6 @@
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
-#include "machine/panel_devices.h"
 #include "machine/port_failure.h"
 #include "machine/port_names.h"
 #include "platform/linux/core/text.h"
@@ -63,7 +62,6 @@ Opening Open(const std::string& path, TouchController** controller)
     if (opened == nullptr)
         return {EXIT_FAULT, "memory is short", false};
     if (IdentifyController(opened)) {
-        NotePanelModel(path, opened->model);
         *controller = opened;
         return {EXIT_DONE, "", false};
     }

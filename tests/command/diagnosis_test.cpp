@@ -61,7 +61,8 @@ TEST(KorvexCommand, IsNotHeldUpByAReaderWhoDoesNotRead)
         TouchAt(panel.get(), 50, 50);
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(EndBySignal(&process, SIGTERM), exitCode);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+        // well before it would be ended in any case; ThreadSanitizer alone takes a second to end
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2200));
         EXPECT_THAT(ReadAll(process.error), HasSubstr(last))
             << "it was ended before its last words";
     }

@@ -30,7 +30,8 @@ struct SessionOnAdapter {
     std::thread finger;
 
     // Identified, or driven by its stored model where it does not answer a command (`silentCode`).
-    explicit SessionOnAdapter(const EmulatorOptions& options, int silentCode, bool asks = true)
+    explicit SessionOnAdapter(const EmulatorOptions& options, int silentCode, bool asks = true,
+        uint32_t byteTimeoutMs = 10)
         : panel(StartSilentEmulator(options, silentCode))
     {
         const auto decide = [](TouchController* driven, ReadResult result, const Packet* report) {
@@ -43,6 +44,7 @@ struct SessionOnAdapter {
         PlaceLink("panel", panel.get());
         controller->observed = &returned;
         LinkInit(&controller->link, OpenPort("panel"), LINK_SERIAL, 0);
+        controller->link.byteTimeoutMs = byteTimeoutMs;
         if (!IdentifyController(controller.get())) {
             controller->model = options.model;
             controller->reportLength = ReportLengthOf(options.model);
@@ -113,10 +115,10 @@ TEST(PortReturn, EndsTheSessionForAnotherControllerWithoutAnInput)
     for (const auto& [before, after] :
         {std::pair<EmulatorOptions, EmulatorOptions>{{}, {.model = 0x5460}},
             {{.model = 0x5460}, {}}, {{}, {.resolutionBits = 12}}, {{}, {.baudRate = 9600}},
-            {{}, {.model = 0x7700}}, {{.model = 0x7700}, {}}}) {
-        SessionOnAdapter session(before, 0);
+            {{}, {.model = 0x7700}}}) {
+        SessionOnAdapter session(before, 0, true, PATIENT_BYTE_TIMEOUT_MS);
         session.Return(emulator::StartEmulator(after), FINGER);
-        EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 5000), WAIT_OBJECT_0)
+        EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 20000), WAIT_OBJECT_0)
             << after.model << ' ' << after.baudRate << ' ' << after.resolutionBits;
         session.finger.join();
         EXPECT_THAT(session.recorder.WaitFor(0), ElementsAre());

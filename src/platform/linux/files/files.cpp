@@ -65,11 +65,11 @@ thread_local LastOpening lastOpening;
 constexpr std::chrono::milliseconds SHARING_LIMIT{100};
 constexpr std::chrono::milliseconds SHARING_RETRY{1};
 
-// Whether the one lets the other do what it is opened for.
-bool Allows(const FileObject* holder, const FileObject* other)
+// Whether a share mode lets somebody else have that access.
+bool Allows(DWORD shareMode, DWORD access)
 {
-    return ((other->access & GENERIC_READ) == 0 || (holder->shareMode & FILE_SHARE_READ) != 0)
-        && ((other->access & GENERIC_WRITE) == 0 || (holder->shareMode & FILE_SHARE_WRITE) != 0);
+    return ((access & GENERIC_READ) == 0 || (shareMode & FILE_SHARE_READ) != 0)
+        && ((access & GENERIC_WRITE) == 0 || (shareMode & FILE_SHARE_WRITE) != 0);
 }
 
 // Counts the file among the open ones; false where one of those or this one does not share.
@@ -78,7 +78,8 @@ bool Share(const FileObject* file)
     const std::lock_guard guard(openFilesLock);
     for (const FileObject* other : *OpenFiles()) {
         const bool same = other->device == file->device && other->inode == file->inode;
-        if (same && !(Allows(other, file) && Allows(file, other)))
+        if (same
+            && !(Allows(other->shareMode, file->access) && Allows(file->shareMode, other->access)))
             return false;
     }
     OpenFiles()->push_back(file);

@@ -3,23 +3,17 @@
 
 #include <unistd.h>
 
-#include <cstdint>
 #include <functional>
 #include <string>
 
 namespace korvex::platform {
 
-// What the input device of a line is called, and what it is.
-struct PanelDescription {
-    std::string name; // "left": the device is then "Korvex touch panel left"
-    uint16_t model;   // the product number; 0: unknown
-};
-
 struct PointerSettings {
     const char* display = nullptr; // x11: the X display; null: the one in DISPLAY
 
-    // uinput: asked about a line by its path, on the line's thread.
-    std::function<PanelDescription(const std::string& path)> describe = {};
+    // uinput: the name of the panel on a line, by the line's path; on the line's thread. Of "left"
+    // the device is "Korvex touch panel left".
+    std::function<std::string(const std::string& path)> nameOfPanel = {};
 
     // log: where the lines go, and what becomes readable when none is to be waited for any more, -1
     // for never; not owned

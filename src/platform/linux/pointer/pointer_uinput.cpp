@@ -7,8 +7,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -44,7 +46,7 @@ struct TouchDevice {
 };
 
 struct TouchDevices {
-    std::function<PanelDescription(const std::string& path)> describe;
+    std::function<std::string(const std::string& path)> nameOfPanel;
 
     std::mutex mutex; // guards the rest
     // null: it could not be made yet
@@ -53,17 +55,29 @@ struct TouchDevices {
     POINT position{0, 0}; // in absolute coordinates
 };
 
+// Desktops keep a touch screen's monitor by its product number. One made of the panel's name stays
+// when the controller is exchanged, and tells two equal panels apart: the hash FNV-1a, folded to 16
+// bits.
+int ProductOf(const std::string& panel)
+{
+    uint32_t hash = 2166136261;
+    for (const char unit : panel)
+        hash = (hash ^ static_cast<uint8_t>(unit)) * 16777619;
+    const uint32_t folded = (hash >> 16 ^ hash) & 0xFFFF;
+    return static_cast<int>(std::max<uint32_t>(folded, 1));
+}
+
 // A direct touch screen, and no mouse button: with one, desktops take it for a mouse.
-libevdev* Describe(const PanelDescription* panel)
+libevdev* Describe(const std::string& panel)
 {
     libevdev* description = libevdev_new();
     if (description == nullptr)
         return nullptr;
     input_absinfo axis{};
     axis.maximum = MAX_TOUCH_COORDINATE;
-    libevdev_set_name(description, ("Korvex touch panel " + panel->name).c_str());
+    libevdev_set_name(description, ("Korvex touch panel " + panel).c_str());
     libevdev_set_id_bustype(description, BUS_RS232);
-    libevdev_set_id_product(description, panel->model);
+    libevdev_set_id_product(description, ProductOf(panel));
     libevdev_enable_property(description, INPUT_PROP_DIRECT);
     libevdev_enable_event_code(description, EV_KEY, BTN_TOUCH, nullptr);
     libevdev_enable_event_code(description, EV_ABS, ABS_X, &axis);
@@ -72,7 +86,7 @@ libevdev* Describe(const PanelDescription* panel)
 }
 
 // Null when the system refuses.
-std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const PanelDescription* panel)
+std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const std::string& panel)
 {
     auto made = std::make_unique<TouchDevice>();
     made->descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -103,8 +117,8 @@ TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line, std::unique_lock
     const bool first = known == all->devices.end();
     all->lastAttempt = std::chrono::steady_clock::now();
     lock->unlock();
-    const PanelDescription panel = all->describe(line->path);
-    std::unique_ptr<TouchDevice> made = MakeDevice(line, &panel);
+    const std::string panel = all->nameOfPanel(line->path);
+    std::unique_ptr<TouchDevice> made = MakeDevice(line, panel);
     if (const auto& told = ThisMachine()->observers.deviceRefused; made == nullptr && first && told)
         told(line->path, errno);
     lock->lock();
@@ -138,7 +152,7 @@ bool UseInputDevices(const PointerSettings& settings, std::string* reason)
     if (!CanMakeInputDevices(reason))
         return false;
     const auto all = std::make_shared<TouchDevices>();
-    all->describe = settings.describe;
+    all->nameOfPanel = settings.nameOfPanel;
     ThisMachine()->pointer = {
         .send = [all](const INPUT* input) { return Send(all.get(), input); },
         .position =
