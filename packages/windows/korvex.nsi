@@ -10,6 +10,8 @@ Unicode true
 !define MENU "$SMPROGRAMS\Korvex"
 !define ELEVATION_REQUIRED 740 ; ERROR_ELEVATION_REQUIRED
 !define NOT_ALL_DONE 1
+!define REBOOT_REQUIRED 3010 ; ERROR_SUCCESS_REBOOT_REQUIRED
+!define FILE_ATTRIBUTE_REPARSE_POINT 0x400
 !define SYNCHRONIZE 0x100000
 !define SDDL_REVISION_1 1
 !define OWNER_AND_DACL 5 ; OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION
@@ -30,6 +32,8 @@ VIAddVersionKey FileVersion "${VERSION}"
 VIAddVersionKey ProductVersion "${VERSION}"
 VIAddVersionKey LegalCopyright "The Korvex developers"
 
+Var DetectionClosed
+
 Page directory
 Page instfiles
 UninstPage uninstConfirm
@@ -44,11 +48,19 @@ UninstPage instfiles
     !insertmacro ${ACTION} TROUBLESHOOTING.txt
     !insertmacro ${ACTION} CHANGELOG.txt
 !macroend
-!macro Add FILE
-    File "${FILE}"
-!macroend
+; A file in use can be renamed, and is then in nobody's way; it goes when Windows starts again, and no newer file with it.
 !macro Remove FILE
-    Delete /REBOOTOK "$INSTDIR\${FILE}"
+    Delete "$INSTDIR\${FILE}.old"
+    ClearErrors
+    Delete "$INSTDIR\${FILE}"
+    ${If} ${Errors}
+        Rename "$INSTDIR\${FILE}" "$INSTDIR\${FILE}.old"
+        Delete /REBOOTOK "$INSTDIR\${FILE}.old"
+    ${EndIf}
+!macroend
+!macro Add FILE
+    !insertmacro Remove "${FILE}"
+    File "${FILE}"
 !macroend
 
 ; Windows XP starts this without administrator's rights too.
@@ -63,10 +75,19 @@ UninstPage instfiles
     ${EndIf}
 !macroend
 
-; Closes a running detection, whose DLL cannot be replaced or removed while it runs, and waits for the end of its process.
+; What is still in use goes when Windows starts again.
+!macro TellOfReboot
+    ${If} ${RebootFlag}
+        SetErrorLevel ${REBOOT_REQUIRED}
+    ${EndIf}
+!macroend
+
+; Closes a running detection of this session (DetectionClosed), and waits for the end of its process: so the new DLL is used at once.
 !macro CloseDetection
+    StrCpy $DetectionClosed 0
     FindWindow $0 kxSetup "Korvex Touch Solutions"
     ${If} $0 <> 0
+        StrCpy $DetectionClosed 1
         System::Call 'user32::GetWindowThreadProcessId(p r0, *i .r1)'
         System::Call 'kernel32::OpenProcess(i ${SYNCHRONIZE}, i 0, i r1) p.r1'
         System::Call 'user32::PostMessage(p r0, i ${WM_CLOSE}, p 0, p 0)'
@@ -85,13 +106,29 @@ FunctionEnd
 
 Section
     !insertmacro CloseDetection
+    ; One installation at a time: that of another folder goes first.
+    ReadRegStr $2 HKLM "${UNINSTALL_KEY}" InstallLocation
+    ${If} $2 != ""
+    ${AndIf} $2 != $INSTDIR
+        ExecWait '"$2\uninstall.exe" /S _?=$2'
+        Delete "$2\uninstall.exe"
+        RMDir "$2"
+    ${EndIf}
     SetOutPath "$INSTDIR"
     !insertmacro ForEachFile Add
     WriteUninstaller "$INSTDIR\uninstall.exe"
 
     ; Users may add files and change them (read, write and delete, not run); system and administrators may do everything. A detection with
     ; administrator's rights installs the enumerator by KXSERENUM.inf of its folder, which therefore nobody else may put here.
+    ; Any user can have made that folder, or a link of that name to another one, whose rights would be changed.
     CreateDirectory "${DATA}"
+    System::Call 'kernel32::GetFileAttributes(t "${DATA}") i.r1'
+    IntOp $1 $1 & ${FILE_ATTRIBUTE_REPARSE_POINT}
+    ${If} $1 <> 0
+        MessageBox MB_OK|MB_ICONSTOP "${DATA} is a link; remove it and install again." /SD IDOK
+        SetErrorLevel ${NOT_ALL_DONE}
+        Quit
+    ${EndIf}
     StrCpy $1 "O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;;0x1200ab;;;BU)(A;OIIO;0x13019f;;;BU)"
     System::Call 'advapi32::ConvertStringSecurityDescriptorToSecurityDescriptor(t r1, i ${SDDL_REVISION_1}, *p .r0, p 0)'
     System::Call 'advapi32::SetFileSecurity(t "${DATA}", i ${OWNER_AND_DACL}, p r0) i.r1'
@@ -100,7 +137,11 @@ Section
         MessageBox MB_OK|MB_ICONEXCLAMATION "Only administrators can calibrate: the rights of ${DATA} cannot be set." /SD IDOK
         SetErrorLevel ${NOT_ALL_DONE}
     ${EndIf}
+    Delete "${DATA}\KXSERENUM.inf" ; a file that somebody has prepared
     CreateDirectory "${DATA}\KXSERENUM.inf"
+    ${IfNot} ${FileExists} "${DATA}\KXSERENUM.inf\*.*"
+        SetErrorLevel ${NOT_ALL_DONE}
+    ${EndIf}
 
     ; The 32-bit rundll32: on 64-bit Windows it has a folder of its own, elsewhere the call gives nothing.
     System::Call 'kernel32::GetSystemWow64Directory(t .r0, i ${NSIS_MAX_STRLEN}) i.r1'
@@ -123,6 +164,12 @@ Section
     WriteRegStr HKLM "${UNINSTALL_KEY}" QuietUninstallString '"$INSTDIR\uninstall.exe" /S'
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoModify 1
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoRepair 1
+    !insertmacro TellOfReboot
+    ; With the rights of who is logged in, not with the installer's.
+    ${If} $DetectionClosed = 1
+    ${AndIfNot} ${Silent}
+        Exec '"$WINDIR\explorer.exe" "${MENU}\Touch detection.lnk"'
+    ${EndIf}
 SectionEnd
 
 ; Takes away what the installation has put there; Korvex.ini stays.
@@ -130,17 +177,19 @@ Section Uninstall
     !insertmacro CloseDetection
     !insertmacro ForEachFile Remove
     !insertmacro Remove uninstall.exe
-    RMDir "$INSTDIR"
-    Delete "${MENU}\Touch detection.lnk"
-    Delete "${MENU}\Panel test.lnk"
-    Delete "${MENU}\Calibration.lnk"
-    RMDir "${MENU}"
-    RMDir "${DATA}\KXSERENUM.inf"
-    RMDir "${DATA}" ; where nobody has calibrated
+    RMDir /REBOOTOK "$INSTDIR"
+    ; What another folder's installation has put there since is not this one's.
     ReadRegStr $0 HKLM SOFTWARE\Korvex Path
     ${If} $0 == $INSTDIR
+        Delete "${MENU}\Touch detection.lnk"
+        Delete "${MENU}\Panel test.lnk"
+        Delete "${MENU}\Calibration.lnk"
+        RMDir "${MENU}"
+        RMDir "${DATA}\KXSERENUM.inf"
+        RMDir "${DATA}" ; where nobody has calibrated
         DeleteRegValue HKLM SOFTWARE\Korvex Path
         DeleteRegKey /ifempty HKLM SOFTWARE\Korvex
+        DeleteRegKey HKLM "${UNINSTALL_KEY}"
     ${EndIf}
-    DeleteRegKey HKLM "${UNINSTALL_KEY}"
+    !insertmacro TellOfReboot
 SectionEnd
