@@ -27,7 +27,7 @@ enum class SessionEvent : uint8_t {
     ENDING,
 };
 
-// What becomes of a session whose port has failed and works again.
+// The decision on a session whose port has failed and works again.
 enum class PortReturn : uint8_t {
     SAME,    // its own controller has answered: it goes on
     ANOTHER, // another controller has answered: it ends

@@ -47,8 +47,8 @@ bool HasPortFailed(const TouchController* controller)
     return controller->link.readFailed || GetLastError() == ERROR_DEVICE_NOT_CONNECTED;
 }
 
-// What the handler decides after a read on a port that has failed before. Where there is none, the
-// session's controller is taken to be on it.
+// Asks the handler for its decision after a read on a port that has failed before. Without a
+// handler the controller counts as the session's own.
 PortReturn DecideReturn(TouchController* controller, ReadResult result, const Packet* report)
 {
     const PortReturn decision = Handlers().portReturned == nullptr

@@ -110,7 +110,7 @@ struct SessionCounters {
     std::atomic<uint32_t> failedWaits;        // of a port that has failed
 };
 
-// What a controller has answered about itself; 0: it has not.
+// A controller's answers about itself; 0: it has not answered.
 struct ControllerAnswers {
     // that its firmware gives as its model, a decimal one (5200, 5460); 6-byte controllers alone
     uint32_t modelNumber;

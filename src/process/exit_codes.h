@@ -12,6 +12,6 @@ inline constexpr int EXIT_NO_CONTROLLER = 4;   // nothing that can be driven ans
 inline constexpr int EXIT_NO_DISPLAY = 5;      // the display cannot be used
 inline constexpr int EXIT_ALREADY_RUNNING = 6; // another one is running in this session
 inline constexpr int EXIT_LEFT = 7;            // a calibration was left without saving
-inline constexpr int EXIT_PANEL_MISSING = 8;   // a panel that is to be driven is gone or awaited
+inline constexpr int EXIT_PANEL_MISSING = 8;   // a panel is gone, or its controller is awaited
 
 } // namespace korvex::command

@@ -11,8 +11,8 @@ namespace korvex::command {
 // Those of syslog(3).
 enum class Priority { FAULT = 3, WARNING = 4, NOTICE = 5, INFO = 6 };
 
-// What stands before a line of that priority: sd-daemon(3) where standard error is the journal,
-// else nothing.
+// The prefix of a line of that priority: as sd-daemon(3) has it where standard error is the
+// journal, else empty.
 std::string PriorityPrefix(Priority priority);
 
 // Prints a line, behind its priority as sd-daemon(3) has it where standard error is the journal. A

@@ -1,4 +1,4 @@
-// What is wrong with a calibration, in words.
+// Faults of a calibration, in words.
 #pragma once
 
 #include <cstdint>

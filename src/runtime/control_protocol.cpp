@@ -30,7 +30,7 @@ namespace {
 
 using std::chrono::system_clock;
 
-// Who is trying a calibration of a session; the control thread's own.
+// The client that is trying a calibration, by session; used by the control thread alone.
 std::map<SessionKey, Conversation*> triedSessions;
 
 // In UTC, as ISO 8601 has it; null for the epoch.

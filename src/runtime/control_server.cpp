@@ -215,7 +215,7 @@ void EndOldTries(Server* server)
     }
 }
 
-// The milliseconds until something is to be done that nobody asks for; -1: never.
+// Milliseconds until the thread must act by itself; -1: never.
 int WaitLimit(const Server* server)
 {
     const steady_clock::time_point never = steady_clock::time_point::max();

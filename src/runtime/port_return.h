@@ -8,7 +8,7 @@
 
 namespace korvex::command {
 
-// What is known of a port since it has come back; its reader's own.
+// The state of the decision on a port that has come back; used by its reader alone.
 struct ReturnedPort {
     enum class State : uint8_t {
         NEW,     // not asked yet
@@ -16,7 +16,7 @@ struct ReturnedPort {
         WATCHED, // not answered: reports count
     } state;
     bool searched;        // for any controller at any rate
-    uint32_t failedWaits; // of its session: with another number it has come back anew
+    uint32_t failedWaits; // of its session; another number: the port has come back once more
     std::chrono::steady_clock::time_point heard; // last; since it is WATCHED
 };
 

@@ -15,8 +15,8 @@ struct PointerSettings {
     // the device is "Korvex touch panel left".
     std::function<std::string(const std::string& path)> nameOfPanel = {};
 
-    // log: where the lines go, and what becomes readable when none is to be waited for any more, -1
-    // for never; not owned
+    // log: the descriptor for the lines, and one that becomes readable when the process must end,
+    // -1 for none; neither is owned
     int descriptor = STDOUT_FILENO;
     int endDescriptor = -1;
 };
