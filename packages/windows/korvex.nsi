@@ -117,6 +117,7 @@ Section
     SetOutPath "$INSTDIR"
     !insertmacro ForEachFile Add
     WriteUninstaller "$INSTDIR\uninstall.exe"
+    !insertmacro TellOfReboot ; what fails from here on counts more
 
     ; Users may add files and change them (read, write and delete, not run); system and administrators may do everything. A detection with
     ; administrator's rights installs the enumerator by KXSERENUM.inf of its folder, which therefore nobody else may put here.
@@ -164,7 +165,6 @@ Section
     WriteRegStr HKLM "${UNINSTALL_KEY}" QuietUninstallString '"$INSTDIR\uninstall.exe" /S'
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoModify 1
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoRepair 1
-    !insertmacro TellOfReboot
     ; With the rights of who is logged in, not with the installer's.
     ${If} $DetectionClosed = 1
     ${AndIfNot} ${Silent}

@@ -181,8 +181,7 @@ const std::vector<CommandDeclaration>& AllCommands()
               "let their touches move the pointer, "
               "behind a status window, until it is closed"
               " or SIGINT, SIGTERM or SIGHUP comes. It looks once: drive --wait waits for a "
-              "controller that "
-              "comes later. What was found on a port is kept for the next start",
+              "controller that comes later. What was found on a port is kept for the next start",
             .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
                 {"--windows"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},

@@ -1,23 +1,23 @@
-// Locks between processes, as files of their owner's own: who else can read a folder can open its
-// files, and could hold a lock on any of those.
+// Locks between processes. Whoever can open a file or folder can lock it (flock(2)), so each lock
+// is a file that only its owner can open.
 #pragma once
 
 #include <string>
 
 namespace korvex::platform {
 
-// Opens and locks the file, which is made, empty and of mode 0600, where it is missing. The lock is
-// held until the descriptor is closed. -1 with errno set: EWOULDBLOCK while another process holds
-// it, EPERM for a file that others could have locked. The superuser locks other users' files too.
+// Opens and locks the file, and creates it, empty and of mode 0600, where it is missing. The lock
+// is held until the descriptor is closed. -1 with errno set: EWOULDBLOCK while another process
+// holds it, EPERM for a file that other users can open. The superuser locks other users' files too.
 int OpenLockFile(const std::string& path);
 
-// Whether the path is a folder, and no link to one, that nobody but the user can write into. Else
-// false with errno set: EPERM for one of somebody else's.
+// Whether the path is a folder, not a link to one, that belongs to the user and that nobody else
+// can write into. Else false with errno set: EPERM for another user's.
 bool IsOwnFolder(const std::string& path);
 
-// The folder for files of the user's session that last no longer than it: XDG_RUNTIME_DIR of the
-// XDG Base Directory Specification, else where systemd has it, else one of the user's own in the
-// folder for temporary files, which is made. Empty with errno set when none of them can be had.
+// The folder for files that last no longer than the user's session: XDG_RUNTIME_DIR, as the base
+// directories of freedesktop.org have it, else systemd's /run/user/UID, else /tmp/korvex-UID, which
+// is made. Empty with errno set when none of them is the user's own.
 std::string SessionFolder();
 
 } // namespace korvex::platform
