@@ -156,6 +156,13 @@ const std::vector<OptionDeclaration>& AllOptions()
             "enough for one that is only askew,"
             " turned or off the middle",
             nullptr, TakePoints, nullptr, Completion::NOTHING, {"9", "4"}},
+        {"--accept", nullptr,
+            "without a window save also where a cross does not fit the others, and in place of "
+            "another panel's calibration",
+            &Options::accept, nullptr, nullptr},
+        {"--undo", nullptr,
+            "bring the calibration back that the last save replaced; the last ten are kept",
+            &Options::undo, nullptr, nullptr},
         {"--speed", "recorded|full",
             "with the pauses of the recording (default), or as fast as the line takes it", nullptr,
             TakeSpeed, nullptr, Completion::NOTHING, {"recorded", "full"}},
@@ -195,7 +202,7 @@ const std::vector<CommandDeclaration>& AllCommands()
                     " of all panels is touched",
             .arguments = {{"PANEL", "the panel's name, or its port: COM1, ttyS0, or a path",
                 Completion::PORTS, {}, false, true}},
-            .options = {{"--points"},
+            .options = {{"--points"}, {"--accept"}, {"--undo"},
                 {"--monitor",
                     "show the crosses on the monitor of that output, HDMI-1, not on the primary "
                     "one",

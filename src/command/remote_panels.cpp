@@ -55,6 +55,11 @@ void Post(UINT message, size_t panel, LPARAM value)
     PostMessageW(remotes.window, message, panel, value);
 }
 
+void PostLoss(size_t panel, PanelLoss loss)
+{
+    Post(WM_PANEL_GONE, panel, static_cast<LPARAM>(loss));
+}
+
 // Has the runtime send what happens on the panel.
 bool Listen(Remote* remote, ControlClient&& client)
 {
@@ -82,18 +87,20 @@ void FindAgain(size_t panel)
     if (Listen(remote, std::move(found->runtime)))
         Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(remote->resolutionBits));
     if (found->state.value("gone", false))
-        Post(WM_PANEL_GONE, panel, 0);
+        PostLoss(panel, PanelLoss::PORT);
 }
 
 void TakeEvent(size_t panel, const Json& event)
 {
     const std::string kind = TextIn(event, "event");
     const std::optional<Point> raw = PointIn(event, "raw");
-    if (kind == "touch" && raw)
-        Post(WM_PANEL_TOUCH, panel,
+    const std::optional<Point> mapped = PointIn(event, "mapped");
+    if (kind == "touch" && raw && mapped)
+        PostMessageW(remotes.window, WM_PANEL_TOUCH,
+            PackPlace(static_cast<uint32_t>(panel), *mapped),
             PackTouch(*raw, event.contains("touching") && event["touching"] == true));
     else if (kind == "gone" || kind == "ended")
-        Post(WM_PANEL_GONE, panel, 0);
+        PostLoss(panel, PanelLoss::PORT);
     else if (kind == "back")
         Post(WM_PANEL_BACK, panel, 0);
     else if (kind == "began")
@@ -108,7 +115,7 @@ void Receive(size_t panel)
     const ssize_t count = recv(remote->events.socket, bytes.data(), bytes.size(), 0);
     if (count <= 0) {
         Disconnect(&remote->events);
-        Post(WM_PANEL_GONE, panel, 0);
+        PostLoss(panel, PanelLoss::RUNTIME);
         return;
     }
     remote->events.received.append(bytes.data(), static_cast<size_t>(count));
@@ -200,10 +207,19 @@ void Describe(uint32_t panel, WCHAR* text, size_t capacity)
     CopyBounded(text, capacity, platform::FromUtf8(remotes.panels[panel].description).c_str());
 }
 
-void LocateFile(uint32_t panel, WCHAR* path, size_t capacity)
+template <size_t SIZE>
+void SetText(std::array<WCHAR, SIZE>* text, const std::string& value)
+{
+    CopyBounded(text->data(), SIZE, platform::FromUtf8(value).c_str());
+}
+
+void DescribeFile(uint32_t panel, PanelFile* file)
 {
     const Json answer = AskFor(&remotes.panels[panel], {{"do", "calibration"}});
-    CopyBounded(path, capacity, platform::FromUtf8(TextIn(answer, "file")).c_str());
+    SetText(&file->path, TextIn(answer, "file"));
+    SetText(&file->other, TextIn(answer, "otherPanel"));
+    if (answer.contains("previous") && answer["previous"].is_array() && !answer["previous"].empty())
+        SetText(&file->previous, TextIn(answer["previous"][0], "until"));
 }
 
 void ExplainNobody(WCHAR* text, size_t capacity)
@@ -211,9 +227,11 @@ void ExplainNobody(WCHAR* text, size_t capacity)
     CopyBounded(text, capacity, u"The runtime that drove it has ended.");
 }
 
+// The calibration has judged the points, and a person has seen what is wrong with them: so "force".
 void Attempt(uint32_t panel, const CalibrationData* points)
 {
-    AskFor(&remotes.panels[panel], {{"do", "try"}, {"calibration", PointsOf(points)}});
+    AskFor(&remotes.panels[panel],
+        {{"do", "try"}, {"calibration", PointsOf(points)}, {"force", true}});
 }
 
 void TakeBack(uint32_t panel)
@@ -223,10 +241,17 @@ void TakeBack(uint32_t panel)
 
 bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
 {
-    const Json answer = AskFor(
-        &remotes.panels[panel], {{"do", "store"}, {"calibration", PointsOf(points)}}, STORE_LIMIT);
+    const Json answer = AskFor(&remotes.panels[panel],
+        {{"do", "store"}, {"calibration", PointsOf(points)}, {"force", true}}, STORE_LIMIT);
     CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
     return answer.contains("stored") && answer["stored"] == true;
+}
+
+bool Undo(uint32_t panel, WCHAR* reason, size_t capacity)
+{
+    const Json answer = AskFor(&remotes.panels[panel], {{"do", "undo"}}, STORE_LIMIT);
+    CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
+    return answer.contains("undone") && answer["undone"] == true;
 }
 
 } // namespace
@@ -234,7 +259,7 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
 const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
 {
     static constexpr PanelSource SOURCE{
-        Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
+        Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
     for (RemotePanel& panel : panels) {
         const std::string path = panel.state.value("path", "");

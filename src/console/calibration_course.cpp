@@ -9,6 +9,10 @@ namespace korvex {
 
 namespace {
 
+constexpr int32_t MAX_PLACE = 65535;                  // output units
+constexpr uint32_t EDGE_REPORTS = 5;                  // that tell where a touch begins and ends
+constexpr std::array ACCURACY_PERCENT{0.5, 1.0, 2.0}; // of VERY_GOOD, GOOD and FAIR
+
 CourseTasks Leave(CalibrationCourse* course)
 {
     const CourseTasks tasks = IsTrying(course) ? TASK_TAKE_BACK : 0;
@@ -27,19 +31,87 @@ CourseTasks StartTargets(CalibrationCourse* course)
     return tasks | TASK_SHOW;
 }
 
-CourseTasks FinishTargets(CalibrationCourse* course, uint32_t nowMs)
+void ForgetTouch(CalibrationCourse* course)
 {
     course->touching = false;
     course->pressed = PageButton::NONE;
+}
+
+CourseTasks FinishTargets(CalibrationCourse* course, uint32_t nowMs)
+{
+    ForgetTouch(course);
     course->distances.fill(-1);
-    if (course->guide.step == GuideStep::MISFIT) {
+    const bool cannotBe = course->guide.step == GuideStep::MISFIT && !IsDoubtful(course);
+    if (cannotBe)
         course->step = CourseStep::MISFIT;
-        return course->savesUnasked ? TASK_BELL | Leave(course) : TASK_BELL | TASK_SHOW;
-    }
+    const bool mayStore = course->accepts || !(IsDoubtful(course) || course->replacesAnother);
+    if (course->savesUnasked && (cannotBe || !mayStore))
+        return TASK_BELL | Leave(course);
+    if (cannotBe)
+        return TASK_BELL | TASK_SHOW;
     course->step = CourseStep::TRYING;
     course->tried = course->panel;
     course->attemptedMs = nowMs;
     return TASK_ATTEMPT | TASK_BELL | TASK_SHOW | (course->savesUnasked ? TASK_STORE : 0);
+}
+
+// Where the touch began and where it is now, in output units: the first report, or any other, may
+// be an outlier.
+Point StartOf(const TouchSamples* samples)
+{
+    return RestingPlace(samples, 0, std::min(samples->count, EDGE_REPORTS), 0);
+}
+
+Point EndOf(const TouchSamples* samples)
+{
+    return RestingPlace(
+        samples, samples->count - std::min(samples->count, EDGE_REPORTS), samples->count, 0);
+}
+
+POINT PixelAt(const CalibrationCourse* course, Point place)
+{
+    return PixelOf(course->screen, {place.x, place.y});
+}
+
+PageButton ButtonAtPlace(const CalibrationCourse* course, Point place)
+{
+    const PageButton button = ButtonAt(course->screen, PixelAt(course, place));
+    return HasButton(course, button) ? button : PageButton::NONE;
+}
+
+// A report of a touch: where it is mapped to.
+void TakePlace(CalibrationCourse* course, Point place)
+{
+    if (!course->touching)
+        course->samples.count = 0;
+    course->touching = true;
+    AddSample(
+        &course->samples, {std::clamp(place.x, 0, MAX_PLACE), std::clamp(place.y, 0, MAX_PLACE)});
+    course->pressed = ButtonAtPlace(course, StartOf(&course->samples));
+}
+
+// The end of a touch: the button that it has pressed, where it began and ended on one.
+PageButton TakeLift(CalibrationCourse* course)
+{
+    const PageButton pressed
+        = course->touching && ButtonAtPlace(course, EndOf(&course->samples)) == course->pressed
+        ? course->pressed
+        : PageButton::NONE;
+    ForgetTouch(course);
+    return pressed;
+}
+
+// Whether the report ends a tap on Cancel, which is no touch of a target: too short, and off all of
+// them. The panel's own calibration tells that, as well as it can.
+bool IsCancelled(CalibrationCourse* course, Point mapped, bool touching)
+{
+    if (touching) {
+        TakePlace(course, mapped);
+        return false;
+    }
+    const bool isShort
+        = course->step != CourseStep::GUIDING || course->guide.step == GuideStep::SAMPLING;
+    return TakeLift(course) == PageButton::CANCEL && isShort;
 }
 
 CourseTasks TakeTargetReport(CalibrationCourse* course, Point raw, bool touching, uint32_t nowMs)
@@ -59,45 +131,39 @@ CourseTasks TakeTargetReport(CalibrationCourse* course, Point raw, bool touching
     }
 }
 
-double DistanceOf(POINT mark, double x, double y)
+double DistanceOf(POINT screen, POINT mark, Point place)
 {
-    return std::hypot(x - mark.x, y - mark.y);
+    return std::hypot(place.x * double(screen.x) / (MAX_PLACE + 1) - mark.x,
+        place.y * double(screen.y) / (MAX_PLACE + 1) - mark.y);
 }
 
-// A touch means the button or the mark that it begins at.
-void BeginFreeTouch(CalibrationCourse* course)
+// The mark that the touch means where it began; MARK_COUNT: none.
+uint32_t MarkAt(const CalibrationCourse* course, Point place)
 {
-    course->touching = true;
-    course->pressed = ButtonAt(course->screen, course->touch);
-    course->touchSumX = course->touchSumY = 0;
-    course->touchCount = 0;
-    course->mark = 0;
-    const auto isMeant = [course](POINT mark) {
-        return DistanceOf(mark, course->touch.x, course->touch.y) <= MarkReach(course->screen);
-    };
-    while (course->mark < MARK_COUNT && !isMeant(MarkPlace(course->screen, course->mark)))
-        ++course->mark;
+    uint32_t mark = 0;
+    while (mark < MARK_COUNT
+        && DistanceOf(course->screen, MarkPlace(course->screen, mark), place)
+            > MarkReach(course->screen))
+        ++mark;
+    return mark;
 }
 
-// What counts is the middle of all its reports, for a panel is noisy, unless the finger leaves the
-// mark.
-CourseTasks MeasureFreeTouch(CalibrationCourse* course)
+// A touch of a mark: what counts is where the finger rests, unless it leaves the mark.
+CourseTasks MeasureMark(CalibrationCourse* course)
 {
+    const uint32_t before = course->mark;
+    course->mark = MarkAt(course, StartOf(&course->samples));
     if (course->mark == MARK_COUNT)
         return TASK_SHOW_TOUCH;
-    const POINT place = MarkPlace(course->screen, course->mark);
     double* distance = &course->distances[course->mark];
-    if (DistanceOf(place, course->touch.x, course->touch.y) > MarkReach(course->screen)) {
+    if (MarkAt(course, EndOf(&course->samples)) != course->mark) {
+        const bool left = *distance >= 0;
         *distance = -1;
-        course->mark = MARK_COUNT;
-        return TASK_SHOW;
+        return left ? TASK_SHOW : TASK_SHOW_TOUCH;
     }
-    course->touchSumX += course->touch.x;
-    course->touchSumY += course->touch.y;
-    ++course->touchCount;
-    *distance = DistanceOf(place, static_cast<double>(course->touchSumX) / course->touchCount,
-        static_cast<double>(course->touchSumY) / course->touchCount);
-    return TASK_SHOW_TOUCH;
+    *distance = DistanceOf(course->screen, MarkPlace(course->screen, course->mark),
+        RestingPlace(&course->samples, 0, course->samples.count, 0));
+    return before == course->mark && course->touching ? TASK_SHOW_TOUCH : TASK_SHOW;
 }
 
 // A touch under the new points: it presses a button where it begins and ends on one, and is
@@ -107,29 +173,29 @@ CourseTasks TakeFreeReport(CalibrationCourse* course, Point raw, bool touching, 
     if (touching) {
         Point mapped = raw;
         MapPoint(&course->guide.calib, &mapped);
-        course->touch = PixelOf(course->screen, {mapped.x, mapped.y});
         if (!course->touching)
-            BeginFreeTouch(course);
-        return MeasureFreeTouch(course);
+            course->mark = MARK_COUNT;
+        TakePlace(course, mapped);
+        course->touch = PixelAt(course, mapped);
+        const bool isMark
+            = course->pressed == PageButton::NONE && course->samples.count >= EDGE_REPORTS;
+        return isMark ? MeasureMark(course) : TASK_SHOW_TOUCH;
     }
     if (!course->touching)
         return 0;
-    course->touching = false;
-    const PageButton pressed = course->pressed;
-    course->pressed = PageButton::NONE;
-    if (pressed == PageButton::NONE)
-        return 0; // what it has left on the page stays
-    return ButtonAt(course->screen, course->touch) == pressed ? PressButton(course, pressed, nowMs)
-                                                              : TASK_SHOW;
+    const bool isMark = course->pressed == PageButton::NONE;
+    if (const PageButton pressed = TakeLift(course); pressed != PageButton::NONE)
+        return PressButton(course, pressed, nowMs);
+    return isMark ? MeasureMark(course) : TASK_SHOW;
 }
 
 // Whether another panel may become the one that is calibrated: while the first target waits, and in
 // place of one that is gone.
 bool IsPanelOpen(const CalibrationCourse* course)
 {
-    const bool isFirst = course->guide.target == 0 && course->guide.retaken == 0
+    const bool isFirst = course->guide.target == 0 && course->guide.asked == 0
         && course->guide.step == GuideStep::WAITING;
-    return course->panel == NO_PANEL || IsPanelGone(course)
+    return course->panel == NO_PANEL || LossOf(course) != PanelLoss::NONE
         || (course->step == CourseStep::GUIDING && isFirst);
 }
 
@@ -148,10 +214,9 @@ void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, 
 CourseTasks AddPanel(
     CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs)
 {
-    if (panel >= MAX_PANELS || course->step == CourseStep::SAVED
-        || course->step == CourseStep::LEFT)
+    if (panel >= MAX_PANELS || IsOver(course))
         return 0;
-    course->panels[panel] = {true, false, resolutionBits};
+    course->panels[panel] = {true, PanelLoss::NONE, resolutionBits};
     const bool isFirst
         = course->step == CourseStep::SEARCHING || course->step == CourseStep::NOBODY;
     if (!isFirst && panel != course->panel)
@@ -160,14 +225,14 @@ CourseTasks AddPanel(
     return StartTargets(course);
 }
 
-CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel)
+CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel, PanelLoss loss)
 {
     if (panel >= MAX_PANELS)
         return 0;
-    course->panels[panel].gone = true;
+    course->panels[panel].loss = loss;
     if (panel == course->panel) {
         ForgetGuideTouch(&course->guide);
-        course->touching = false;
+        ForgetTouch(course);
     }
     return TASK_SHOW;
 }
@@ -176,7 +241,7 @@ CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowM
 {
     if (panel >= MAX_PANELS)
         return 0;
-    course->panels[panel].gone = false;
+    course->panels[panel].loss = PanelLoss::NONE;
     if (panel == course->panel)
         course->lastActionMs = nowMs;
     return TASK_SHOW;
@@ -191,34 +256,29 @@ CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs)
     return course->savesUnasked ? TASK_END : TASK_SHOW;
 }
 
-CourseTasks TakeReport(
-    CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs)
+CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, Point mapped,
+    bool touching, uint32_t nowMs)
 {
-    const bool isOver = course->step == CourseStep::SAVED || course->step == CourseStep::LEFT;
-    if (panel >= MAX_PANELS || !course->panels[panel].known || isOver)
+    if (panel >= MAX_PANELS || !course->panels[panel].known || IsOver(course))
         return 0;
     CourseTasks tasks = 0;
     if (touching && IsPanelOpen(course) && panel != course->panel) {
         course->panel = panel;
+        ForgetTouch(course);
         tasks = StartTargets(course);
     }
     if (panel != course->panel)
         return 0;
     if (touching)
         course->lastActionMs = nowMs;
-    switch (course->step) {
-    case CourseStep::GUIDING:
-        return tasks | TakeTargetReport(course, raw, touching, nowMs);
-    case CourseStep::MISFIT:
-        if (touching)
-            course->touching = true;
-        return !touching && course->touching ? StartTargets(course) : 0;
-    case CourseStep::TRYING:
-    case CourseStep::NOT_SAVED:
+    if (IsTrying(course))
         return TakeFreeReport(course, raw, touching, nowMs);
-    default:
-        return 0;
-    }
+    const bool hasTouched = course->touching;
+    if (IsCancelled(course, mapped, touching))
+        return Leave(course);
+    if (course->step == CourseStep::GUIDING)
+        return tasks | TakeTargetReport(course, raw, touching, nowMs);
+    return course->step == CourseStep::MISFIT && !touching && hasTouched ? StartTargets(course) : 0;
 }
 
 CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t nowMs)
@@ -228,9 +288,18 @@ CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t n
         return 0;
     switch (button) {
     case PageButton::SAVE:
-        return TASK_STORE;
+        if (!course->replacesAnother || course->step == CourseStep::ASKING)
+            return TASK_STORE;
+        course->step = CourseStep::ASKING;
+        return TASK_SHOW;
     case PageButton::AGAIN:
         return StartTargets(course);
+    case PageButton::RETAKE:
+        course->step = CourseStep::GUIDING;
+        RetakeTarget(&course->guide, WorstTarget(course));
+        return TASK_TAKE_BACK | TASK_SHOW;
+    case PageButton::UNDO:
+        return TASK_TAKE_BACK | TASK_UNDO;
     default:
         return Leave(course);
     }
@@ -245,12 +314,19 @@ CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs)
     return course->savesUnasked ? Leave(course) : TASK_SHOW;
 }
 
+CourseTasks FinishUndo(CalibrationCourse* course, bool undone, uint32_t nowMs)
+{
+    course->step = undone ? CourseStep::UNDONE : CourseStep::NOT_SAVED;
+    course->savedMs = nowMs;
+    return undone ? TASK_BELL | TASK_SHOW : TASK_ATTEMPT | TASK_SHOW;
+}
+
 CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs)
 {
-    if (course->step == CourseStep::SAVED)
-        return nowMs - course->savedMs >= SAVED_SHOWN_MS ? TASK_END : 0;
     if (course->step == CourseStep::LEFT)
         return 0;
+    if (IsOver(course))
+        return nowMs - course->savedMs >= SAVED_SHOWN_MS ? TASK_END : 0;
     const uint32_t idle = nowMs - course->lastActionMs;
     if (course->step == CourseStep::SEARCHING && idle < SEARCH_PATIENCE_MS)
         return 0;
@@ -268,7 +344,20 @@ CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs)
 
 bool IsTrying(const CalibrationCourse* course)
 {
-    return course->step == CourseStep::TRYING || course->step == CourseStep::NOT_SAVED;
+    return course->step == CourseStep::TRYING || course->step == CourseStep::ASKING
+        || course->step == CourseStep::NOT_SAVED;
+}
+
+bool IsOver(const CalibrationCourse* course)
+{
+    return course->step == CourseStep::SAVED || course->step == CourseStep::UNDONE
+        || course->step == CourseStep::LEFT;
+}
+
+bool IsDoubtful(const CalibrationCourse* course)
+{
+    return course->guide.step == GuideStep::MISFIT
+        && course->guide.judgement.fault == PointsFault::UNEVEN;
 }
 
 bool HasButton(const CalibrationCourse* course, PageButton button)
@@ -276,34 +365,69 @@ bool HasButton(const CalibrationCourse* course, PageButton button)
     switch (button) {
     case PageButton::SAVE:
         return IsTrying(course);
+    case PageButton::RETAKE: // each of four is as far off as the others
+        return IsTrying(course) && course->guide.calib.pointCount != 4;
     case PageButton::AGAIN:
         return IsTrying(course) || course->step == CourseStep::MISFIT;
+    case PageButton::UNDO:
+        return IsTrying(course) && course->canUndo;
     case PageButton::CANCEL:
-        return course->step != CourseStep::SAVED && course->step != CourseStep::LEFT;
+        return !IsOver(course);
     default:
         return false;
     }
 }
 
-bool IsPanelGone(const CalibrationCourse* course)
+PanelLoss LossOf(const CalibrationCourse* course)
 {
     if (course->panel != NO_PANEL)
-        return course->panels[course->panel].gone;
-    const auto isThere = [](const CoursePanel& panel) { return panel.known && !panel.gone; };
-    const auto isKnown = [](const CoursePanel& panel) { return panel.known; };
-    return std::any_of(course->panels.begin(), course->panels.end(), isKnown)
-        && std::none_of(course->panels.begin(), course->panels.end(), isThere);
+        return course->panels[course->panel].loss;
+    PanelLoss loss = PanelLoss::NONE;
+    for (const CoursePanel& panel : course->panels) {
+        if (panel.known && panel.loss == PanelLoss::NONE)
+            return PanelLoss::NONE;
+        loss = panel.known ? panel.loss : loss;
+    }
+    return loss;
 }
 
 double ResidualPixels(const CalibrationCourse* course, uint32_t target)
 {
-    const Point first = GuideTargetPlace(&course->guide, 0);
-    const Point last = GuideTargetPlace(&course->guide,
-        course->guide.calib.pointCount == 4 ? 2 : course->guide.calib.pointCount - 1);
-    const POINT low = PixelOf(course->screen, {first.x, first.y});
-    const POINT high = PixelOf(course->screen, {last.x, last.y});
     const Residual residual = course->guide.judgement.residuals[target];
-    return std::hypot(residual.x / 100 * (high.x - low.x), residual.y / 100 * (high.y - low.y));
+    return std::hypot(residual.x / 100 * course->screen.x, residual.y / 100 * course->screen.y);
+}
+
+uint32_t WorstTarget(const CalibrationCourse* course)
+{
+    if (course->guide.judgement.outlier != NO_TARGET)
+        return course->guide.judgement.outlier;
+    uint32_t worst = 0;
+    for (uint32_t target = 1; target < course->guide.calib.pointCount; ++target) {
+        if (ResidualPixels(course, target) > ResidualPixels(course, worst))
+            worst = target;
+    }
+    return worst;
+}
+
+bool HasTouchedMarks(const CalibrationCourse* course)
+{
+    return std::any_of(course->distances.begin(), course->distances.end(),
+        [](double distance) { return distance >= 0; });
+}
+
+double DistanceOff(const CalibrationCourse* course)
+{
+    return HasTouchedMarks(course)
+        ? *std::max_element(course->distances.begin(), course->distances.end())
+        : ResidualPixels(course, WorstTarget(course));
+}
+
+Accuracy AccuracyOf(const CalibrationCourse* course, double pixels)
+{
+    const double percent = 100 * pixels / std::min(course->screen.x, course->screen.y);
+    const auto* limit = std::find_if(ACCURACY_PERCENT.begin(), ACCURACY_PERCENT.end(),
+        [percent](double most) { return percent <= most; });
+    return static_cast<Accuracy>(limit - ACCURACY_PERCENT.begin());
 }
 
 } // namespace korvex

@@ -1,7 +1,7 @@
 // The calibration program from its start to its end: panels come and go, one of them is led through
-// the targets (calibration_guide.h), its result is tried and saved, or everything is left as it
-// was. It knows no window, no controller and no clock: what happens is told it with its time, and
-// what is to be done it asks for. One thread.
+// the targets (calibration_guide.h), its result is tried and saved, or everything stays unchanged.
+// It knows no window, no controller and no clock: events come with their time, and each routine
+// returns the tasks that they lead to. One thread.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@
 
 namespace korvex {
 
-// without a touch, a key or a button, after which everything is left as it was
+// without a touch, a key or a button, after which it ends with everything unchanged
 inline constexpr uint32_t PATIENCE_MS = 60000;
 // while panels are searched: many ports, seconds each
 inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000;
@@ -27,11 +27,13 @@ enum class CourseStep : uint8_t {
     SEARCHING, // no panel is known yet
     NOBODY,    // and none was found
     GUIDING,   // the targets (guide.step)
-    MISFIT,    // their points cannot be right: it begins anew at the next touch
+    MISFIT,    // their points cannot be right: it starts again at the next touch
     TRYING,    // they map; the panel is touched as one likes
-    NOT_SAVED, // the same, after a store that has failed
+    ASKING,    // the same, and whether Save may replace the calibration of another panel
+    NOT_SAVED, // the same, after a store or an undo that has failed
     SAVED,
-    LEFT, // nothing was changed
+    UNDONE, // the last save
+    LEFT,   // nothing was changed
 };
 
 // What is to be done, in this order; bits.
@@ -45,16 +47,23 @@ inline constexpr CourseTasks TASK_SHOW = 16;       // everything is to be shown 
 inline constexpr CourseTasks TASK_SHOW_RING = 32;  // the ring has grown
 inline constexpr CourseTasks TASK_SHOW_TOUCH = 64; // the free touch has moved
 inline constexpr CourseTasks TASK_END = 128;       // of the program
+inline constexpr CourseTasks TASK_UNDO
+    = 256; // undo the last store, and say how it went (FinishUndo)
 
 struct CoursePanel {
     bool known;
-    bool gone;
+    PanelLoss loss;
     uint32_t resolutionBits;
 };
+
+// How exact a calibration is: within 0.5, 1 and 2 % of the screen's shorter side, or not.
+enum class Accuracy : uint8_t { VERY_GOOD, GOOD, FAIR, POOR };
 
 struct CalibrationCourse {
     CourseStep step;
     bool savesUnasked; // nobody can press a button: all targets taken, and a passed check, save
+    bool accepts;      // and so does a target that does not fit, or another panel's file
+    bool hasKeyboard;
     uint32_t targetCount;
     POINT screen; // its size, in pixels; changed with it
     std::array<CoursePanel, MAX_PANELS> panels;
@@ -63,14 +72,17 @@ struct CalibrationCourse {
     uint32_t tried; // the panel whose result is tried, or was last
     uint32_t attemptedMs;
 
-    // The free touch.
+    // Of the panel that is calibrated.
+    bool replacesAnother; // Save replaces the calibration of another panel
+    bool canUndo;         // an earlier calibration is kept
+
+    // The touch that is going on, in output units: where the new points map it to while they are
+    // tried, else where the panel's own calibration does.
     bool touching;
-    POINT touch;        // in pixels
+    TouchSamples samples;
+    POINT touch;        // its last report, in pixels
     PageButton pressed; // where it began
     uint32_t mark;      // where it began; MARK_COUNT: at none
-    int64_t touchSumX;  // of all its reports, and how many they are
-    int64_t touchSumY;
-    uint32_t touchCount;
     // of the last touch of each mark, in pixels; below 0: it was not touched
     std::array<double, MARK_COUNT> distances;
 
@@ -85,35 +97,53 @@ void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, 
 // number is another one.
 CourseTasks AddPanel(
     CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
-CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel);
+CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel, PanelLoss loss);
 CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowMs);
 CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs);
 
-// A report of a panel. Panels beside the one that is calibrated are not listened to, but while the
-// first target waits, or in place of one that is gone.
-CourseTasks TakeReport(
-    CalibrationCourse* course, uint32_t panel, Point raw, bool touching, uint32_t nowMs);
+// A report of a panel, and where its own calibration maps it to, in output units. Panels beside the
+// one that is calibrated are not listened to, but while the first target waits, or in place of one
+// that is gone.
+CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, Point mapped,
+    bool touching, uint32_t nowMs);
 
 // A button, by mouse, key or touch; one that is not there now changes nothing. CANCEL is always
 // there.
 CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t nowMs);
 
-// How the store went that TASK_STORE has asked for.
+// How the store went that TASK_STORE has asked for, and the undo of TASK_UNDO.
 CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs);
+CourseTasks FinishUndo(CalibrationCourse* course, bool undone, uint32_t nowMs);
 
 // Time goes by: to be told a few times a second.
 CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs);
 
-// True while a result is tried: TRYING and NOT_SAVED.
+// True while a result is tried: TRYING, ASKING and NOT_SAVED.
 bool IsTrying(const CalibrationCourse* course);
 
 // Which buttons are there now.
 bool HasButton(const CalibrationCourse* course, PageButton button);
 
-// True while the panel that is calibrated, or all of them, are gone.
-bool IsPanelGone(const CalibrationCourse* course);
+// True when all is done: SAVED, UNDONE and LEFT.
+bool IsOver(const CalibrationCourse* course);
 
-// How far a target lies from where the others let expect it, in pixels; from TRYING and MISFIT on.
+// True when a target lies so far from where the others let expect it that the points are saved only
+// by somebody who sees that.
+bool IsDoubtful(const CalibrationCourse* course);
+
+// What has become of the panel that is calibrated, or of all of them; NONE: it is there.
+PanelLoss LossOf(const CalibrationCourse* course);
+
+// From TRYING and MISFIT on: how far a target lies from where the others let expect it, in pixels,
+// and the target that is to be touched again if one is: the one that does not fit, else the one
+// that lies farthest off.
 double ResidualPixels(const CalibrationCourse* course, uint32_t target);
+uint32_t WorstTarget(const CalibrationCourse* course);
+
+// How far off touches are, in pixels: the worst of the marks that were touched, before that
+// (HasTouchedMarks) the worst residual. And what such a distance is worth.
+bool HasTouchedMarks(const CalibrationCourse* course);
+double DistanceOff(const CalibrationCourse* course);
+Accuracy AccuracyOf(const CalibrationCourse* course, double pixels);
 
 } // namespace korvex

@@ -1,6 +1,7 @@
 #include "console/calibration_guide.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 
 #include "calibration/calibration.h"
@@ -19,12 +20,9 @@ constexpr uint32_t KEPT_MS = 500;
 constexpr uint32_t STEADY_REPORTS = 16; // whose median tells where a finger rests
 
 // Parts of the raw span, in thousandths.
-constexpr int32_t SLIDE_PART = 25;      // a finger that has gone so far has slid
-constexpr int32_t ELSEWHERE_PART = 150; // a target so far from where it is expected
-constexpr int32_t NEAR_PART = 80;       // two targets are farther apart than this
-constexpr int32_t SAME_PART = 50;       // two touches of one place are nearer
-
-using Samples = std::array<Point, GUIDE_MAX_SAMPLES>;
+constexpr int32_t SLIDE_PART = 25; // a finger that has gone so far has slid
+constexpr int32_t NEAR_PART = 80;  // two targets are farther apart than this
+constexpr int32_t SAME_PART = 50;  // two touches of one place are nearer
 
 bool IsNear(const CalibrationGuide* guide, Point a, Point b, int32_t part)
 {
@@ -32,42 +30,17 @@ bool IsNear(const CalibrationGuide* guide, Point a, Point b, int32_t part)
     return std::abs(a.x - b.x) < distance && std::abs(a.y - b.y) < distance;
 }
 
-// Where a finger rests, by each axis: the mean of the samples without the outliers, which are as
-// far from their middle as noise never is.
-Point RestingPlace(const Samples* samples, uint32_t begin, uint32_t end)
+constexpr int32_t MIN_OUTLIER = 3; // raw units
+
+Point RestingPlaceOf(const CalibrationGuide* guide, uint32_t begin, uint32_t end)
 {
-    // of the median distance from the median; noise reaches it once in a hundred times
-    constexpr int32_t OUTLIER_FACTOR = 4;
-    constexpr int32_t MIN_OUTLIER = 3; // raw units
-    static std::array<int32_t, GUIDE_MAX_SAMPLES> values;
-    const uint32_t count = end - begin;
-    const auto median = [count] {
-        std::sort(values.begin(), values.begin() + count);
-        return values[count / 2];
-    };
-    const auto rest = [&](int32_t Point::* axis) {
-        for (uint32_t i = 0; i < count; ++i)
-            values[i] = (*samples)[begin + i].*axis;
-        const int32_t middle = median();
-        for (uint32_t i = 0; i < count; ++i)
-            values[i] = std::abs((*samples)[begin + i].*axis - middle);
-        const int32_t limit = std::max(MIN_OUTLIER, OUTLIER_FACTOR * median());
-        int32_t sum = 0;
-        int32_t kept = 0;
-        for (uint32_t i = begin; i < end; ++i) {
-            const int32_t value = (*samples)[i].*axis;
-            sum += std::abs(value - middle) <= limit ? value : 0;
-            kept += std::abs(value - middle) <= limit ? 1 : 0;
-        }
-        return (2 * sum + kept) / (2 * kept); // rounded: raw coordinates are not negative
-    };
-    return {rest(&Point::x), rest(&Point::y)};
+    return RestingPlace(&guide->samples, begin, end, MIN_OUTLIER);
 }
 
 // The samples that count end here: the last ones may be a lifting finger's.
 uint32_t KeptEnd(const CalibrationGuide* guide)
 {
-    return guide->sampleCount > DROPPED_REPORTS ? guide->sampleCount - DROPPED_REPORTS : 0;
+    return guide->samples.count > DROPPED_REPORTS ? guide->samples.count - DROPPED_REPORTS : 0;
 }
 
 bool HasSlid(const CalibrationGuide* guide)
@@ -75,25 +48,21 @@ bool HasSlid(const CalibrationGuide* guide)
     const uint32_t end = KeptEnd(guide);
     if (end < DROPPED_REPORTS + 2 * STEADY_REPORTS)
         return false;
-    const Point start
-        = RestingPlace(&guide->samples, DROPPED_REPORTS, DROPPED_REPORTS + STEADY_REPORTS);
-    return !IsNear(
-        guide, start, RestingPlace(&guide->samples, end - STEADY_REPORTS, end), SLIDE_PART);
+    const Point start = RestingPlaceOf(guide, DROPPED_REPORTS, DROPPED_REPORTS + STEADY_REPORTS);
+    return !IsNear(guide, start, RestingPlaceOf(guide, end - STEADY_REPORTS, end), SLIDE_PART);
 }
 
-// Whether a touch can be the current target's, as the ones before have it.
+// Whether a touch is where another target was touched: a finger that has not gone on, or touched
+// that one wrongly.
 bool IsElsewhere(const CalibrationGuide* guide, Point measured)
 {
+    const bool allTaken = guide->asked != 0;
     for (uint32_t target = 0; target < guide->calib.pointCount; ++target) {
-        // all are, once one is asked for again
-        const bool isTaken = target < guide->target || guide->retaken != 0;
-        if (target != guide->target && isTaken
+        if (target != guide->target && (allTaken || target < guide->target)
             && IsNear(guide, measured, guide->calib.advPoints[target], NEAR_PART))
             return true;
     }
-    Point expected{};
-    return guide->retaken == 0 && ExpectTarget(&guide->calib, guide->target, &expected)
-        && !IsNear(guide, measured, expected, ELSEWHERE_PART);
+    return false;
 }
 
 GuideChange Refuse(CalibrationGuide* guide, GuideReason reason, bool touching)
@@ -104,44 +73,43 @@ GuideChange Refuse(CalibrationGuide* guide, GuideReason reason, bool touching)
     return GuideChange::REFUSED;
 }
 
-GuideChange RefuseElsewhere(CalibrationGuide* guide, Point measured)
+// Asks for the first of the targets that are to be touched again.
+GuideChange AskAgain(CalibrationGuide* guide)
 {
-    if (guide->wasRefused && IsNear(guide, guide->refused, measured, SAME_PART)) {
-        guide->wasRefused = false;
-        guide->retaken = 0;
-        guide->target = 0;
-        return Refuse(guide, GuideReason::START_OVER, true);
-    }
-    guide->wasRefused = true;
-    guide->refused = measured;
-    return Refuse(guide, GuideReason::ELSEWHERE, true);
+    guide->target = static_cast<uint32_t>(std::countr_zero(guide->asked));
+    return Refuse(guide, GuideReason::UNEVEN, false);
 }
 
-// Judges all points; the one that does not fit the others is asked for once more.
 GuideChange Finish(CalibrationGuide* guide)
 {
     RepairCalibration(&guide->calib, guide->resolutionBits);
     guide->judgement = JudgePoints(&guide->calib, guide->resolutionBits);
-    const uint32_t culprit = guide->judgement.target;
-    if (guide->judgement.fault == PointsFault::NONE) {
-        guide->step = GuideStep::REVIEW;
-    } else if (guide->judgement.fault == PointsFault::UNEVEN && culprit != NO_TARGET
-        && (guide->retaken >> culprit & 1U) == 0) {
-        guide->retaken |= 1U << culprit;
-        guide->target = culprit;
-        return Refuse(guide, GuideReason::UNEVEN, false);
-    } else {
-        guide->step = GuideStep::MISFIT;
+    const uint32_t outlier = guide->judgement.outlier;
+    if (outlier != NO_TARGET && (guide->retaken >> outlier & 1U) == 0) {
+        guide->asked = 1U << outlier;
+        return AskAgain(guide);
     }
+    if (outlier != NO_TARGET && !guide->allSuspectsAsked) {
+        guide->allSuspectsAsked = true;
+        guide->asked = guide->calib.pointCount == 4 ? 0xFU : guide->judgement.suspects;
+        return AskAgain(guide);
+    }
+    guide->step
+        = guide->judgement.fault == PointsFault::NONE ? GuideStep::REVIEW : GuideStep::MISFIT;
     return GuideChange::FINISHED;
 }
 
-// The ring is full.
+// The ring is full. A touch where another target was touched is refused once: where the next one is
+// there too, the other was touched wrongly, which shows in the end.
 GuideChange TakeTarget(CalibrationGuide* guide)
 {
-    const Point measured = RestingPlace(&guide->samples, DROPPED_REPORTS, KeptEnd(guide));
-    if (IsElsewhere(guide, measured))
-        return RefuseElsewhere(guide, measured);
+    const Point measured = RestingPlaceOf(guide, DROPPED_REPORTS, KeptEnd(guide));
+    const bool insists = guide->wasRefused && IsNear(guide, guide->refused, measured, SAME_PART);
+    if (!insists && IsElsewhere(guide, measured)) {
+        guide->wasRefused = true;
+        guide->refused = measured;
+        return Refuse(guide, GuideReason::ELSEWHERE, true);
+    }
     guide->wasRefused = false;
     guide->reason = GuideReason::NONE;
     guide->step = GuideStep::TAKEN;
@@ -151,26 +119,25 @@ GuideChange TakeTarget(CalibrationGuide* guide)
 // The finger is off a target that was taken: all that it has measured while it rested counts.
 GuideChange LeaveTarget(CalibrationGuide* guide)
 {
-    guide->calib.advPoints[guide->target]
-        = RestingPlace(&guide->samples, DROPPED_REPORTS, KeptEnd(guide));
+    guide->calib.advPoints[guide->target] = RestingPlaceOf(guide, DROPPED_REPORTS, KeptEnd(guide));
     guide->progress = 0;
-    if (guide->retaken != 0 || guide->target + 1 == guide->calib.pointCount)
+    if (guide->asked != 0) {
+        const uint32_t bit = 1U << guide->target;
+        guide->asked &= ~bit;
+        guide->retaken |= bit;
+        return guide->asked != 0 ? AskAgain(guide) : Finish(guide);
+    }
+    if (guide->target + 1 == guide->calib.pointCount)
         return Finish(guide);
     ++guide->target;
     guide->step = GuideStep::WAITING;
     return GuideChange::NEXT;
 }
 
-void AddSample(CalibrationGuide* guide, Point raw)
-{
-    if (guide->sampleCount < GUIDE_MAX_SAMPLES)
-        guide->samples[guide->sampleCount++] = raw;
-}
-
 GuideChange TakeSample(CalibrationGuide* guide, Point raw, uint32_t nowMs)
 {
-    AddSample(guide, raw);
-    if (guide->sampleCount == DROPPED_REPORTS)
+    AddSample(&guide->samples, raw);
+    if (guide->samples.count == DROPPED_REPORTS)
         guide->firstSampleMs = nowMs;
     if (HasSlid(guide))
         return Refuse(guide, GuideReason::SLID, true);
@@ -191,10 +158,10 @@ GuideChange TakeSample(CalibrationGuide* guide, Point raw, uint32_t nowMs)
 GuideChange MeasureOn(CalibrationGuide* guide, Point raw)
 {
     if (guide->resting) {
-        AddSample(guide, raw);
+        AddSample(&guide->samples, raw);
         guide->resting = !HasSlid(guide);
         if (!guide->resting)
-            guide->sampleCount -= std::min(guide->sampleCount, STEADY_REPORTS);
+            guide->samples.count -= std::min(guide->samples.count, STEADY_REPORTS);
     }
     return GuideChange::NONE;
 }
@@ -220,7 +187,7 @@ GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, u
         if (!touching)
             return GuideChange::NONE;
         guide->step = GuideStep::SAMPLING;
-        guide->sampleCount = 0;
+        guide->samples.count = 0;
         guide->progress = 0;
         guide->resting = true;
         TakeSample(guide, raw, nowMs);
@@ -238,6 +205,14 @@ GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, u
     default:
         return GuideChange::NONE;
     }
+}
+
+void RetakeTarget(CalibrationGuide* guide, uint32_t target)
+{
+    guide->asked = 1U << target;
+    guide->target = target;
+    guide->reason = GuideReason::NONE;
+    guide->step = GuideStep::WAITING;
 }
 
 void ForgetGuideTouch(CalibrationGuide* guide)

@@ -1,12 +1,15 @@
-// The course of a calibration: which target waits for a finger, what a touch on it is worth, and
-// whether the points fit each other in the end. It knows no window, no controller and no clock:
-// what happens is told it with its time. One thread at a time.
+// The targets of a calibration: which one waits for a finger, what a touch on it is worth, and
+// whether the points fit each other in the end. Where a target lies too far from where the others
+// let expect it (JudgePoints), the outlier is asked for again. Where that changes nothing all
+// suspects are, of four targets all: the wrong one can be another than the one that stands out.
+// It knows no window, no controller and no clock: reports come with their time. One thread at a
+// time.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 #include "console/plausibility.h"
+#include "console/resting_place.h"
 #include "link/touch_controller.h"
 
 namespace korvex {
@@ -19,7 +22,7 @@ enum class GuideStep : uint8_t {
     TAKEN,    // it is taken, and measured on until the finger is lifted
     LIFTING,  // the touch was worth nothing; the finger is to be lifted
     REVIEW,   // all targets are taken, and their points fit each other
-    MISFIT,   // they do not
+    MISFIT,   // they do not, though those that can be wrong were touched again (judgement)
 };
 
 // Why a target is asked for again.
@@ -27,9 +30,8 @@ enum class GuideReason : uint8_t {
     NONE,
     LIFTED_EARLY, // before the ring was full
     SLID,         // the finger has not rested, or something else touches the panel as well
-    ELSEWHERE,    // the touch is far from where the targets before let expect this one
-    START_OVER,   // twice so at one place: one of those before was wrong
-    UNEVEN,       // the points of all targets fit, but for this one
+    ELSEWHERE,    // the touch is where another target was touched
+    UNEVEN,       // it lies too far from where the other targets let expect it, or makes one do so
 };
 
 // What a report has changed, for who shows it.
@@ -43,8 +45,6 @@ enum class GuideChange : uint8_t {
     FINISHED, // it has been lifted from the last one: REVIEW or MISFIT
 };
 
-inline constexpr uint32_t GUIDE_MAX_SAMPLES = 1024;
-
 struct CalibrationGuide {
     GuideStep step;
     GuideReason reason; // of the target that waits, or of the finger that is to be lifted
@@ -56,15 +56,18 @@ struct CalibrationGuide {
     PointsJudgement judgement; // from REVIEW and MISFIT on
 
     // The touch that is going on.
-    std::array<Point, GUIDE_MAX_SAMPLES> samples;
-    uint32_t sampleCount;
+    TouchSamples samples; // raw
     uint32_t firstSampleMs;
     uint32_t progress; // of the ring, percent
     bool resting;      // it has not slid
 
-    Point refused;    // where the last touch was that was ELSEWHERE
-    bool wasRefused;  // for that, and no target has been taken since
-    uint32_t retaken; // bit by bit the targets that were asked for again as UNEVEN
+    Point refused;   // where the last touch was that was ELSEWHERE
+    bool wasRefused; // for that, and no target has been taken since
+
+    // After all targets: those that are asked for again, and those that were; a bit for each.
+    uint32_t asked;
+    uint32_t retaken;
+    bool allSuspectsAsked;
 };
 
 // Begins with the first of 4 or 9 targets (any other number means 9), in target order, for a
@@ -74,6 +77,9 @@ void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resoluti
 // Takes a report of the controller, or the end of a touch that was sent in its place. Times are
 // those of a millisecond clock that may wrap.
 GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs);
+
+// Asks for one target again, in REVIEW or MISFIT; then the points are judged again.
+void RetakeTarget(CalibrationGuide* guide, uint32_t target);
 
 // Forgets the touch that is going on: its controller is gone.
 void ForgetGuideTouch(CalibrationGuide* guide);

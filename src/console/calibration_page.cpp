@@ -31,6 +31,14 @@ void PaintTarget(const CalibrationCourse* course, HDC device)
     Disc(device, middle, std::max(2, unit / 2), taken ? GREEN : RED);
 }
 
+void PaintCount(const CalibrationCourse* course, HDC device, RECT* area)
+{
+    PageLine count{};
+    FormatBounded(count.data(), count.size(), TEXT_COUNT, course->guide.target + 1,
+        course->guide.calib.pointCount);
+    Write(device, course->screen, count.data(), {WORDS_UNITS, FW_BOLD, INK, DT_SINGLELINE}, area);
+}
+
 void PaintDots(const CalibrationCourse* course, HDC device)
 {
     const CalibrationGuide* guide = &course->guide;
@@ -40,7 +48,7 @@ void PaintDots(const CalibrationCourse* course, HDC device)
     for (uint32_t target = 0; target < count; ++target) {
         const POINT middle = DotPlace(course->screen, target, count);
         const bool isCurrent = target == guide->target;
-        const bool isDone = isCurrent ? taken : target < guide->target || guide->retaken != 0;
+        const bool isDone = isCurrent ? taken : target < guide->target || guide->asked != 0;
         Disc(device, middle, radius, isDone ? GREEN : TRACK);
         if (isCurrent && !taken)
             Sector(device, middle, radius, guide->progress, BLUE);
@@ -56,12 +64,9 @@ void FormatPixels(double pixels, PageLine* text)
     FormatBounded(text->data(), text->size(), TEXT("%u.%u"), tenths / 10, tenths % 10);
 }
 
-double WorstResidual(const CalibrationCourse* course)
+COLORREF ColorOf(Accuracy accuracy)
 {
-    double worst = 0;
-    for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target)
-        worst = std::max(worst, ResidualPixels(course, target));
-    return worst;
+    return accuracy == Accuracy::POOR ? RED : accuracy == Accuracy::FAIR ? AMBER : GREEN;
 }
 
 // A title and a sentence below it, which are said at once.
@@ -88,8 +93,7 @@ void DescribeTarget(const CalibrationGuide* guide, PageLine* title, PageLine* mo
         return Say(&say, TEXT_LIFT, ReasonText(guide->reason));
     default:
         if (guide->reason != GuideReason::NONE)
-            return Say(&say, guide->reason == GuideReason::START_OVER ? TEXT_TOUCH : TEXT_AGAIN,
-                ReasonText(guide->reason));
+            return Say(&say, TEXT_AGAIN, ReasonText(guide->reason));
         return Say(&say, TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT(""));
     }
 }
@@ -115,7 +119,7 @@ void PaintDistance(const CalibrationCourse* course, uint32_t mark, HDC device)
     Bar(device, place.x - HALF_WIDTH * unit, area.top, place.x + HALF_WIDTH * unit, area.bottom,
         WHITE_PAPER);
     Write(device, course->screen, text.data(),
-        {WORDS_UNITS - 1, FW_BOLD, distance < 3 * unit ? GREEN : RED, DT_SINGLELINE}, &area);
+        {WORDS_UNITS - 1, FW_BOLD, ColorOf(AccuracyOf(course, distance)), DT_SINGLELINE}, &area);
 }
 
 // How far each cross lies from where the others let expect it, small and where it was.
@@ -124,15 +128,22 @@ void PaintResiduals(const CalibrationCourse* course, HDC device)
     const int unit = PageUnit(course->screen);
     for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target) {
         PageLine number{};
-        FormatPixels(ResidualPixels(course, target), &number);
+        PageLine text{};
+        const double residual = ResidualPixels(course, target);
+        FormatPixels(residual, &number);
+        FormatBounded(text.data(), text.size(), TEXT_PIXELS, number.data());
         const Point place = GuideTargetPlace(&course->guide, target);
         const POINT pixel = PixelOf(course->screen, {place.x, place.y});
         const bool isMiddle = target == 4; // where a mark is
-        const LONG x = std::clamp<LONG>(pixel.x, 4 * unit, course->screen.x - 4 * unit);
+        constexpr int HALF_WIDTH = 8;
+        const LONG x
+            = std::clamp<LONG>(pixel.x, HALF_WIDTH * unit, course->screen.x - HALF_WIDTH * unit);
         const LONG y = std::clamp<LONG>(
             isMiddle ? pixel.y - 7 * unit : pixel.y, 2 * unit, course->screen.y - 2 * unit);
-        RECT area{x - 4 * unit, y - 2 * unit, x + 4 * unit, y + 2 * unit};
-        Write(device, course->screen, number.data(), {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE},
+        RECT area{x - HALF_WIDTH * unit, y - 2 * unit, x + HALF_WIDTH * unit, y + 2 * unit};
+        const Accuracy accuracy = AccuracyOf(course, residual);
+        const COLORREF color = accuracy == Accuracy::VERY_GOOD ? FAINT : ColorOf(accuracy);
+        Write(device, course->screen, text.data(), {SMALL_UNITS, FW_NORMAL, color, DT_SINGLELINE},
             &area);
     }
 }
@@ -146,6 +157,13 @@ void PaintMarks(const CalibrationCourse* course, HDC device)
     }
 }
 
+const WCHAR* SaveText(const CalibrationCourse* course)
+{
+    if (course->step == CourseStep::ASKING)
+        return TEXT_REPLACE_BUTTON;
+    return IsDoubtful(course) ? TEXT_SAVE_ANYWAY_BUTTON : TEXT_SAVE_BUTTON;
+}
+
 void PaintButtons(const CalibrationCourse* course, HDC device)
 {
     struct Label {
@@ -154,49 +172,66 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
         const WCHAR* key;
         COLORREF color;
     };
-    for (const Label& label : {Label{PageButton::SAVE, TEXT_SAVE_BUTTON, TEXT_SAVE_KEY, GREEN},
+    PageLine retake{};
+    if (IsTrying(course))
+        FormatBounded(retake.data(), retake.size(), TEXT_RETAKE_BUTTON, WorstTarget(course) + 1);
+    const int unit = PageUnit(course->screen);
+    for (const Label& label : {Label{PageButton::SAVE, SaveText(course), TEXT_SAVE_KEY,
+                                   IsDoubtful(course) ? AMBER : GREEN},
              Label{PageButton::AGAIN, TEXT_AGAIN_BUTTON, TEXT_AGAIN_KEY, BLUE},
-             Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT}}) {
+             Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT},
+             Label{PageButton::RETAKE, retake.data(), TEXT_RETAKE_KEY, BLUE},
+             Label{PageButton::UNDO, TEXT_UNDO_BUTTON, TEXT_UNDO_KEY, FAINT}}) {
+        if (!HasButton(course, label.button))
+            continue;
         RECT area = ButtonArea(course->screen, label.button);
         const bool pressed = course->touching && course->pressed == label.button;
         Bar(device, area.left, area.top, area.right, area.bottom, pressed ? INK : label.color);
-        area.top += (area.bottom - area.top) / 8;
+        const int lines = course->hasKeyboard ? WORDS_UNITS + SMALL_UNITS : WORDS_UNITS;
+        area.top += (area.bottom - area.top - lines * unit * 6 / 5) / 2;
         Write(device, course->screen, label.name,
-            {WORDS_UNITS, FW_BOLD, WHITE_PAPER, DT_SINGLELINE}, &area);
-        Write(device, course->screen, label.key,
-            {SMALL_UNITS, FW_NORMAL, WHITE_PAPER, DT_SINGLELINE}, &area);
+            {WORDS_UNITS - 1, FW_BOLD, WHITE_PAPER, DT_WORDBREAK}, &area);
+        if (course->hasKeyboard)
+            Write(device, course->screen, label.key,
+                {SMALL_UNITS, FW_NORMAL, WHITE_PAPER, DT_SINGLELINE}, &area);
     }
 }
 
-void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC device)
+// The seconds that are left: true where they are counted down.
+bool PaintCountdown(const CalibrationCourse* course, HDC device, RECT* area)
 {
     PageLine line{};
-    RECT area = FooterArea(course->screen, IsTrying(course));
-    const Words small{SMALL_UNITS, FW_NORMAL, FAINT, DT_WORDBREAK};
-    if (course->secondsLeft != 0 && course->step != CourseStep::SAVED) {
-        FormatBounded(line.data(), line.size(), TEXT_LEAVES, course->secondsLeft);
-        Write(
-            device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, &area);
-    } else if (!IsTrying(course) && HasButton(course, PageButton::CANCEL)) {
-        Write(device, course->screen, TEXT_ESCAPE, small, &area);
-    }
-    if (words->file[0] == 0 || !(IsTrying(course) || course->step == CourseStep::SAVED))
-        return;
-    FormatBounded(line.data(), line.size(),
-        course->step == CourseStep::SAVED ? TEXT_FILE_SAVED : TEXT_FILE, words->file.data());
+    if (course->secondsLeft == 0 || IsOver(course))
+        return false;
+    FormatBounded(line.data(), line.size(), TEXT_CLOSING, course->secondsLeft);
+    Write(device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, area);
+    return true;
+}
+
+// The panel and its file, where there is a result.
+void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC device)
+{
+    RECT area = FooterArea(course->screen);
+    const bool isCounting = PaintCountdown(course, device, &area);
     const Words path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
-    Write(device, course->screen, line.data(), path, &area);
-    if (course->secondsLeft == 0)
+    PageLine line{};
+    FormatBounded(line.data(), line.size(), TEXT_FILE, words->file.path.data());
+    if (words->file.path[0] != 0)
+        Write(device, course->screen, IsOver(course) ? words->file.path.data() : line.data(), path,
+            &area);
+    if (!isCounting)
         Write(device, course->screen, words->panel.data(), path, &area);
 }
 
 COLORREF TitleColor(const CalibrationCourse* course)
 {
     const CalibrationGuide* guide = &course->guide;
-    if (IsPanelGone(course) || course->step == CourseStep::MISFIT
-        || course->step == CourseStep::NOT_SAVED)
+    if (course->step == CourseStep::MISFIT || course->step == CourseStep::ASKING
+        || course->step == CourseStep::NOT_SAVED || LossOf(course) != PanelLoss::NONE)
         return RED;
-    if (course->step == CourseStep::SAVED
+    if (course->step == CourseStep::TRYING)
+        return IsDoubtful(course) ? RED : ColorOf(AccuracyOf(course, DistanceOff(course)));
+    if (course->step == CourseStep::SAVED || course->step == CourseStep::UNDONE
         || (course->step == CourseStep::GUIDING && guide->step == GuideStep::TAKEN))
         return GREEN;
     return course->step == CourseStep::GUIDING && guide->reason != GuideReason::NONE
@@ -216,8 +251,6 @@ const WCHAR* ReasonText(GuideReason reason)
         return TEXT_SLID;
     case GuideReason::ELSEWHERE:
         return TEXT_ELSEWHERE;
-    case GuideReason::START_OVER:
-        return TEXT_START_OVER;
     case GuideReason::UNEVEN:
         return TEXT_UNEVEN;
     default:
@@ -235,21 +268,51 @@ const WCHAR* FaultText(PointsFault fault)
         return TEXT_MISFIT_ORDER;
     case PointsFault::RANGE:
         return TEXT_MISFIT_RANGE;
-    case PointsFault::UNEVEN:
-        return TEXT_MISFIT_UNEVEN;
     default:
         return TEXT("");
     }
+}
+
+const WCHAR* AccuracyText(Accuracy accuracy)
+{
+    switch (accuracy) {
+    case Accuracy::VERY_GOOD:
+        return TEXT_VERY_GOOD;
+    case Accuracy::GOOD:
+        return TEXT_GOOD;
+    case Accuracy::FAIR:
+        return TEXT_FAIR;
+    default:
+        return TEXT_POOR;
+    }
+}
+
+void DescribeResult(const CalibrationCourse* course, PageLine* title, PageLine* more)
+{
+    PageLine pixels{};
+    if (IsDoubtful(course)) {
+        const bool isKnown = course->guide.judgement.target != NO_TARGET;
+        FormatBounded(title->data(), title->size(), isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE,
+            WorstTarget(course) + 1);
+        FormatPixels(ResidualPixels(course, WorstTarget(course)), &pixels);
+        FormatBounded(more->data(), more->size(), TEXT_DOUBTFUL_MORE, pixels.data());
+        return;
+    }
+    const double distance = DistanceOff(course);
+    FormatPixels(distance, &pixels);
+    FormatBounded(
+        title->data(), title->size(), TEXT_TRY, AccuracyText(AccuracyOf(course, distance)));
+    FormatBounded(more->data(), more->size(),
+        HasTouchedMarks(course) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, pixels.data());
 }
 
 void DescribeStep(
     const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more)
 {
     const Saying say{title, more};
-    PageLine pixels{};
-    if (IsPanelGone(course) && course->step != CourseStep::SAVED
-        && course->step != CourseStep::LEFT)
-        return Say(&say, TEXT_GONE, TEXT_GONE_MORE);
+    if (LossOf(course) != PanelLoss::NONE && !IsOver(course))
+        return LossOf(course) == PanelLoss::PORT ? Say(&say, TEXT_GONE, TEXT_GONE_MORE)
+                                                 : Say(&say, TEXT_NO_RUNTIME, TEXT_NO_RUNTIME_MORE);
     switch (course->step) {
     case CourseStep::SEARCHING:
         return Say(&say, TEXT_SEARCHING, TEXT_SEARCHING_MORE);
@@ -264,14 +327,17 @@ void DescribeStep(
             more->data(), more->size(), TEXT_MISFIT_MORE, FaultText(course->guide.judgement.fault));
         return;
     case CourseStep::TRYING:
-        Say(&say, TEXT_TRY, TEXT(""));
-        FormatPixels(WorstResidual(course), &pixels);
-        FormatBounded(more->data(), more->size(), TEXT_TRY_MORE, pixels.data());
+        return DescribeResult(course, title, more);
+    case CourseStep::ASKING:
+        Say(&say, TEXT_ASK, TEXT(""));
+        FormatBounded(more->data(), more->size(), TEXT_ASK_MORE, words->file.other.data());
         return;
     case CourseStep::NOT_SAVED:
         return Say(&say, TEXT_NOT_SAVED, words->reason.data());
     case CourseStep::SAVED:
-        return Say(&say, TEXT_SAVED, TEXT(""));
+        return Say(&say, TEXT_SAVED, TEXT_SAVED_MORE);
+    case CourseStep::UNDONE:
+        return Say(&say, TEXT_UNDONE, TEXT(""));
     default:
         return Say(&say, TEXT_LEFT, TEXT(""));
     }
@@ -288,22 +354,22 @@ void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC devi
         {TITLE_UNITS, FW_BOLD, TitleColor(course), DT_WORDBREAK}, &head);
     head.top += PageUnit(course->screen);
     Write(device, course->screen, more.data(), {WORDS_UNITS, FW_NORMAL, INK, DT_WORDBREAK}, &head);
-    if (course->step == CourseStep::GUIDING && !IsPanelGone(course)) {
-        PageLine count{};
-        RECT area = CountArea(course->screen);
-        FormatBounded(count.data(), count.size(), TEXT_COUNT, course->guide.target + 1,
-            course->guide.calib.pointCount);
-        Write(device, course->screen, count.data(), {WORDS_UNITS, FW_BOLD, INK, DT_SINGLELINE},
-            &area);
+    const bool hasResult = IsTrying(course) || IsOver(course);
+    RECT count = CountArea(course->screen);
+    const bool isCounting = !hasResult && PaintCountdown(course, device, &count);
+    if (course->step == CourseStep::GUIDING && LossOf(course) == PanelLoss::NONE) {
+        if (!isCounting)
+            PaintCount(course, device, &count);
         PaintDots(course, device);
         PaintTarget(course, device);
     }
     if (IsTrying(course)) {
         PaintResiduals(course, device);
         PaintMarks(course, device);
-        PaintButtons(course, device);
     }
-    PaintFooter(course, words, device);
+    PaintButtons(course, device);
+    if (hasResult)
+        PaintFooter(course, words, device);
 }
 
 void PaintRing(const CalibrationCourse* course, HDC device)

@@ -14,7 +14,7 @@ using PageLine = std::array<WCHAR, 2 * TEXT_CAPACITY>;
 // What the page says beside what the course knows.
 struct PageWords {
     std::array<WCHAR, TEXT_CAPACITY> panel;  // that is calibrated, for people; empty: none yet
-    std::array<WCHAR, TEXT_CAPACITY> file;   // that Save changes
+    PanelFile file;                          // that Save changes
     std::array<WCHAR, TEXT_CAPACITY> reason; // why it has not
     std::array<WCHAR, TEXT_CAPACITY> nobody; // why there is no panel; empty: not known
 };
@@ -28,6 +28,9 @@ void DescribeStep(
 // reason.
 const WCHAR* ReasonText(GuideReason reason);
 const WCHAR* FaultText(PointsFault fault);
+
+// "very good"
+const WCHAR* AccuracyText(Accuracy accuracy);
 
 // Draws all of it, the parts that change while a finger rests, or what a free touch leaves.
 void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC device);

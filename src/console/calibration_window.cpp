@@ -1,5 +1,8 @@
 #include "console/calibration_window.h"
 
+#include <array>
+#include <utility>
+
 #include "console/page_texts.h"
 
 namespace korvex {
@@ -47,7 +50,10 @@ void DescribePanel()
     program.describedPanel = panel;
     const PanelSource* source = program.setup->source;
     source->describe(panel, program.words.panel.data(), program.words.panel.size());
-    source->locateFile(panel, program.words.file.data(), program.words.file.size());
+    program.words.file = {};
+    source->describeFile(panel, &program.words.file);
+    program.course.replacesAnother = program.words.file.other[0] != 0;
+    program.course.canUndo = program.words.file.previous[0] != 0;
 }
 
 template <typename Paint>
@@ -89,19 +95,24 @@ void CarryOut(CourseTasks tasks)
             program.words.reason.data(), program.words.reason.size());
         CarryOut(FinishStore(course, stored, GetTickCount()));
     }
+    if ((tasks & TASK_UNDO) != 0) {
+        const bool undone
+            = source->undo(course->tried, program.words.reason.data(), program.words.reason.size());
+        CarryOut(FinishUndo(course, undone, GetTickCount()));
+    }
     if ((tasks & TASK_BELL) != 0)
         MessageBeep(MB_OK);
     Show(tasks);
     program.ended = program.ended || (tasks & TASK_END) != 0;
 }
 
-CourseTasks TakeTouch(uint32_t panel, LPARAM packed)
+CourseTasks TakeTouch(WPARAM place, LPARAM touch)
 {
     program.touched = true;
     program.touchedMs = GetTickCount();
     // When it came counts, not when this thread gets to it.
-    return TakeReport(&program.course, panel, RawOfTouch(packed), IsTouching(packed),
-        static_cast<uint32_t>(GetMessageTime()));
+    return TakeReport(&program.course, PanelOfPlace(place), RawOfTouch(touch), MappedOfPlace(place),
+        IsTouching(touch), static_cast<uint32_t>(GetMessageTime()));
 }
 
 CourseTasks TakeKey(WPARAM key)
@@ -112,7 +123,13 @@ CourseTasks TakeKey(WPARAM key)
     if (key == VK_RETURN)
         return PressButton(
             &program.course, canSave ? PageButton::SAVE : PageButton::AGAIN, GetTickCount());
-    return key == 'A' ? PressButton(&program.course, PageButton::AGAIN, GetTickCount()) : 0;
+    constexpr std::array LETTERS{std::pair{'A', PageButton::AGAIN},
+        std::pair{'W', PageButton::RETAKE}, std::pair{'U', PageButton::UNDO}};
+    for (const auto& [letter, button] : LETTERS) {
+        if (key == static_cast<WPARAM>(letter))
+            return PressButton(&program.course, button, GetTickCount());
+    }
+    return 0;
 }
 
 CourseTasks TakeMouse(bool pressed, LPARAM position)
@@ -149,13 +166,13 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
         CarryOut(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
         return 0;
     case WM_PANEL_GONE:
-        CarryOut(LosePanel(course, panel));
+        CarryOut(LosePanel(course, panel, static_cast<PanelLoss>(lParam)));
         return 0;
     case WM_PANEL_BACK:
         CarryOut(RegainPanel(course, panel, GetTickCount()));
         return 0;
     case WM_PANEL_TOUCH:
-        CarryOut(TakeTouch(panel, lParam));
+        CarryOut(TakeTouch(wParam, lParam));
         return 0;
     case WM_SEARCH_DONE:
         program.setup->source->explainNobody(
@@ -207,6 +224,8 @@ bool RunCalibration(const CalibrationSetup* setup)
     program.describedPanel = NO_PANEL;
     StartCourse(&program.course, setup->targetCount, ScreenSize(), GetTickCount());
     program.course.savesUnasked = setup->savesUnasked;
+    program.course.accepts = setup->accepts;
+    program.course.hasKeyboard = setup->hasKeyboard;
     HBRUSH background = CreateSolidBrush(BACKGROUND);
     CreateCalibrationWindow(background);
     if (program.window != nullptr) {
@@ -222,7 +241,7 @@ bool RunCalibration(const CalibrationSetup* setup)
         DestroyWindow(program.window);
     }
     DeleteObject(background);
-    return program.course.step == CourseStep::SAVED;
+    return program.course.step == CourseStep::SAVED || program.course.step == CourseStep::UNDONE;
 }
 
 } // namespace korvex

@@ -1,5 +1,5 @@
-// The calibration program's window: over the whole screen, from its start until all is saved or
-// left.
+// The calibration program's window: over the whole screen, from its start until the result is saved
+// or left.
 #pragma once
 
 #include <cstdint>
@@ -12,14 +12,16 @@ struct CalibrationSetup {
     const PanelSource* source;
     uint32_t targetCount; // 4 or 9; any other number means 9
     bool savesUnasked;    // nobody can press a button
+    bool accepts;     // saves unasked also what does not fit, and over another panel's calibration
+    bool hasKeyboard; // whose keys are shown
 
-    // Is told after each change, on the window's thread; null: nobody is.
+    // Is called after each change, on the window's thread; null: nobody is.
     void (*observer)(const CalibrationCourse* course, const PageWords* words);
 };
 
-// Runs the calibration on the calling thread, and its messages: true when the result is saved,
-// false when everything is as it was, also when the display is lost or there is no window. Once per
-// process.
+// Runs the calibration and its messages on the calling thread: true when the result is saved, or
+// the last save undone; false when everything is unchanged, also when the display is lost or there
+// is no window. Once per process.
 bool RunCalibration(const CalibrationSetup* setup);
 
 } // namespace korvex

@@ -1,6 +1,7 @@
 // KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it:
 // KxConsole.exe -calibration N.
 #include <array>
+#include <cwchar>
 
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
@@ -74,11 +75,30 @@ void StartDetection()
         nullptr, TEXT("open"), TEXT("rundll32.exe"), parameters.data(), nullptr, SW_SHOWNORMAL);
 }
 
+// Whether a keyboard is attached. That of a remote session is there on each machine, and of no use
+// to whoever stands in front of it.
+bool HasKeyboard()
+{
+    std::array<RAWINPUTDEVICELIST, 64> devices{};
+    UINT capacity = devices.size();
+    const UINT count = GetRawInputDeviceList(devices.data(), &capacity, sizeof devices[0]);
+    for (UINT i = 0; count <= devices.size() && i < count; ++i) {
+        std::array<WCHAR, korvex::TEXT_CAPACITY> name{};
+        UINT length = name.size() - 1;
+        GetRawInputDeviceInfoW(devices[i].hDevice, RIDI_DEVICENAME, name.data(), &length);
+        if (devices[i].dwType == RIM_TYPEKEYBOARD
+            && std::wcsstr(name.data(), L"RDP_KBD") == nullptr)
+            return true;
+    }
+    return false;
+}
+
 bool Calibrate(uint32_t targets)
 {
     korvex::WatchOwnPanels(nullptr);
     korvex::StartHost(korvex::HOST_DETECT | korvex::HOST_PANEL_TEST);
-    const korvex::CalibrationSetup setup{korvex::SearchedPanels(), targets, false, nullptr};
+    const korvex::CalibrationSetup setup{
+        korvex::SearchedPanels(), targets, false, false, HasKeyboard(), nullptr};
     const bool saved = korvex::RunCalibration(&setup);
     korvex::DestroyHostContext();
     return saved;

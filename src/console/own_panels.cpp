@@ -70,12 +70,15 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
         ReportSnapshot report{};
         LiveTouch touch{};
         TakeLiveSnapshot(controller, &report, &touch);
-        Post(WM_PANEL_TOUCH, *panel, PackTouch(touch.raw, touch.touching));
+        if (panels.window != nullptr)
+            PostMessageW(panels.window, WM_PANEL_TOUCH,
+                PackPlace(*panel, {report.lastX, report.lastY}),
+                PackTouch(touch.raw, touch.touching));
         break;
     }
     case SessionEvent::PORT_GONE:
     case SessionEvent::ENDED:
-        Post(WM_PANEL_GONE, *panel, 0);
+        Post(WM_PANEL_GONE, *panel, static_cast<LPARAM>(PanelLoss::PORT));
         break;
     case SessionEvent::PORT_BACK:
         Post(WM_PANEL_BACK, *panel, 0);
@@ -106,7 +109,7 @@ void Begin(HWND window)
         if (controller != nullptr)
             Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(controller->resolutionBits));
         if (controller != nullptr && controller->portGone == 1)
-            Post(WM_PANEL_GONE, panel, 0);
+            Post(WM_PANEL_GONE, panel, static_cast<LPARAM>(PanelLoss::PORT));
     }
 }
 
@@ -131,11 +134,11 @@ void Describe(uint32_t panel, WCHAR* text, size_t capacity)
             controller->link.portNumber);
 }
 
-void LocateFile(uint32_t /*panel*/, WCHAR* path, size_t capacity)
+void DescribeFile(uint32_t /*panel*/, PanelFile* file)
 {
     SettingsPath located{};
     LocateCalibrationFile(&located);
-    CopyBounded(path, capacity, located.data());
+    CopyBounded(file->path.data(), file->path.size(), located.data());
 }
 
 void ExplainNobody(WCHAR* text, size_t capacity)
@@ -176,6 +179,12 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
     return true;
 }
 
+bool Undo(uint32_t /*panel*/, WCHAR* reason, size_t capacity)
+{
+    CopyBounded(reason, capacity, TEXT("No earlier calibration is kept."));
+    return false;
+}
+
 } // namespace
 
 void WatchOwnPanels(void (*workerRefused)())
@@ -189,14 +198,14 @@ void WatchOwnPanels(void (*workerRefused)())
 const PanelSource* OwnPanels()
 {
     static constexpr PanelSource SOURCE{
-        Begin, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
+        Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
     return &SOURCE;
 }
 
 const PanelSource* SearchedPanels()
 {
     static constexpr PanelSource SOURCE{
-        BeginSearched, End, Describe, LocateFile, ExplainNobody, Attempt, TakeBack, Store};
+        BeginSearched, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
     return &SOURCE;
 }
 

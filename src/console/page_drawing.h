@@ -13,6 +13,7 @@ inline constexpr COLORREF TRACK = 0x00DCDCDC; // of a ring that is not full yet
 inline constexpr COLORREF WHITE_PAPER = 0x00FFFFFF;
 inline constexpr COLORREF BLUE = 0x00C86414;
 inline constexpr COLORREF GREEN = 0x00328C28;
+inline constexpr COLORREF AMBER = 0x000078C8;
 inline constexpr COLORREF RED = 0x001E28BE;
 
 // Heights of letters, in page units.

@@ -55,11 +55,15 @@ RECT ButtonArea(POINT screen, PageButton button)
 {
     switch (button) {
     case PageButton::SAVE:
-        return Area(screen, 22, 72, 40, 86);
+        return Area(screen, 22, 75, 40, 87);
     case PageButton::AGAIN:
-        return Area(screen, 41, 72, 59, 86);
+        return Area(screen, 41, 75, 59, 87);
     case PageButton::CANCEL:
-        return Area(screen, 60, 72, 78, 86);
+        return Area(screen, 60, 75, 78, 87);
+    case PageButton::RETAKE:
+        return Area(screen, 22, 62, 49, 74);
+    case PageButton::UNDO:
+        return Area(screen, 51, 62, 78, 74);
     default:
         return {};
     }
@@ -82,9 +86,9 @@ RECT CountArea(POINT screen)
     return Area(screen, 15, 62, 85, 68);
 }
 
-RECT FooterArea(POINT screen, bool belowButtons)
+RECT FooterArea(POINT screen)
 {
-    return belowButtons ? Area(screen, 18, 88, 82, 99) : Area(screen, 15, 76, 85, 87);
+    return Area(screen, 18, 88, 82, 99);
 }
 
 POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount)
@@ -92,7 +96,7 @@ POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount)
     constexpr int APART = 3; // radii
     const int x = (2 * static_cast<int>(target) + 1 - static_cast<int>(targetCount)) * APART
         * DotRadius(screen) / 2;
-    return {screen.x / 2 + x, screen.y * 72 / 100};
+    return {screen.x / 2 + x, screen.y * 71 / 100};
 }
 
 int DotRadius(POINT screen)

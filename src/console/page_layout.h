@@ -8,7 +8,14 @@
 
 namespace korvex {
 
-enum class PageButton : uint8_t { NONE, SAVE, AGAIN, CANCEL };
+enum class PageButton : uint8_t {
+    NONE,
+    SAVE,
+    AGAIN, // all targets
+    CANCEL,
+    RETAKE, // the worst target alone
+    UNDO,   // the last save
+};
 
 // What of a screen's shorter side is one hundredth; at least a pixel.
 int PageUnit(POINT screen);
@@ -26,17 +33,18 @@ POINT MarkPlace(POINT screen, uint32_t mark);
 // How far from a mark a touch still means it.
 int MarkReach(POINT screen);
 
-inline constexpr std::array PAGE_BUTTONS{PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL};
+inline constexpr std::array PAGE_BUTTONS{
+    PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL, PageButton::RETAKE, PageButton::UNDO};
 RECT ButtonArea(POINT screen, PageButton button);
 
 // The button at a place; NONE where there is none.
 PageButton ButtonAt(POINT screen, POINT place);
 
-// Where words are: in the upper half; above the row of dots that shows how far it has come; and at
-// the bottom, below that or below buttons.
+// Where words are: in the upper half; above the row of dots that shows how many targets are taken;
+// and at the bottom.
 RECT HeadArea(POINT screen);
 RECT CountArea(POINT screen);
-RECT FooterArea(POINT screen, bool belowButtons);
+RECT FooterArea(POINT screen);
 
 // The middle of one of those dots, and its radius.
 POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount);

@@ -13,8 +13,11 @@ inline constexpr const WCHAR* TEXT_SEARCHING_MORE
 inline constexpr const WCHAR* TEXT_NOBODY = TEXT("No touch screen was found");
 inline constexpr const WCHAR* TEXT_NOBODY_MORE
     = TEXT("Connect it, see that it has power, and start the calibration again.");
-inline constexpr const WCHAR* TEXT_GONE = TEXT("The touch screen is gone");
-inline constexpr const WCHAR* TEXT_GONE_MORE = TEXT("Plug it in again, and go on.");
+inline constexpr const WCHAR* TEXT_GONE = TEXT("Touch screen disconnected");
+inline constexpr const WCHAR* TEXT_GONE_MORE = TEXT("Reconnect it to continue.");
+inline constexpr const WCHAR* TEXT_NO_RUNTIME = TEXT("Touch input has stopped");
+inline constexpr const WCHAR* TEXT_NO_RUNTIME_MORE = TEXT(
+    "The program that drives the touch screen has ended. This continues when it runs again.");
 
 inline constexpr const WCHAR* TEXT_TOUCH = TEXT("Touch the cross");
 inline constexpr const WCHAR* TEXT_TOUCH_FIRST
@@ -29,9 +32,7 @@ inline constexpr const WCHAR* TEXT_LIFTED_EARLY
     = TEXT("The finger was lifted before the ring was full.");
 inline constexpr const WCHAR* TEXT_SLID
     = TEXT("The finger has moved, or something else touches the screen.");
-inline constexpr const WCHAR* TEXT_ELSEWHERE = TEXT("That was not where this cross is.");
-inline constexpr const WCHAR* TEXT_START_OVER
-    = TEXT("One of the crosses before was touched in a wrong place. It starts anew.");
+inline constexpr const WCHAR* TEXT_ELSEWHERE = TEXT("Too far from the cross.");
 inline constexpr const WCHAR* TEXT_UNEVEN = TEXT("It does not fit the others.");
 
 inline constexpr const WCHAR* TEXT_MISFIT = TEXT("This cannot be right");
@@ -41,31 +42,47 @@ inline constexpr const WCHAR* TEXT_MISFIT_ORDER
     = TEXT("The crosses were not touched where they are.");
 inline constexpr const WCHAR* TEXT_MISFIT_RANGE
     = TEXT("All crosses were touched close to each other.");
-inline constexpr const WCHAR* TEXT_MISFIT_UNEVEN = TEXT("One cross does not fit the others.");
 inline constexpr const WCHAR* TEXT_MISFIT_MORE = TEXT("%s\nTouch the screen to start again.");
 
-inline constexpr const WCHAR* TEXT_TRY = TEXT("Try it, then save");
-inline constexpr const WCHAR* TEXT_TRY_MORE
-    = TEXT("Touch the marks: each shows how far it was missed. The crosses fit within %s pixels.");
+inline constexpr const WCHAR* TEXT_VERY_GOOD = TEXT("very good");
+inline constexpr const WCHAR* TEXT_GOOD = TEXT("good");
+inline constexpr const WCHAR* TEXT_FAIR = TEXT("fair");
+inline constexpr const WCHAR* TEXT_POOR = TEXT("poor");
+inline constexpr const WCHAR* TEXT_TRY = TEXT("Accuracy: %s");
+inline constexpr const WCHAR* TEXT_TRY_FIT
+    = TEXT("The crosses fit within %s pixels. Touch the + marks to check, then save.");
+inline constexpr const WCHAR* TEXT_TRY_MARKS = TEXT("Touches land within %s pixels.");
+inline constexpr const WCHAR* TEXT_DOUBTFUL = TEXT("Cross %u does not fit the others");
+inline constexpr const WCHAR* TEXT_DOUBTFUL_ONE = TEXT("One cross does not fit the others");
+inline constexpr const WCHAR* TEXT_DOUBTFUL_MORE
+    = TEXT("It is %s pixels off. Touch it again, or save anyway.");
+inline constexpr const WCHAR* TEXT_ASK = TEXT("Replace another calibration?");
+inline constexpr const WCHAR* TEXT_ASK_MORE
+    = TEXT("The file has the calibration of %s. Save again to replace it.");
 inline constexpr const WCHAR* TEXT_NOT_SAVED = TEXT("It was not saved");
 inline constexpr const WCHAR* TEXT_SAVED = TEXT("Saved");
+inline constexpr const WCHAR* TEXT_SAVED_MORE = TEXT("The touch screen is ready.");
+inline constexpr const WCHAR* TEXT_UNDONE = TEXT("The earlier calibration is back");
 inline constexpr const WCHAR* TEXT_LEFT = TEXT("Nothing was changed");
 
 inline constexpr const WCHAR* TEXT_COUNT = TEXT("%u of %u");
 inline constexpr const WCHAR* TEXT_PIXELS = TEXT("%s px");
 inline constexpr const WCHAR* TEXT_FILE = TEXT("Save writes %s");
-inline constexpr const WCHAR* TEXT_FILE_SAVED = TEXT("%s");
-inline constexpr const WCHAR* TEXT_ESCAPE
-    = TEXT("Esc leaves everything as it was; so does a minute without a touch.");
-inline constexpr const WCHAR* TEXT_LEAVES
-    = TEXT("Nothing is changed, and this ends in %u s, unless the screen is touched.");
+inline constexpr const WCHAR* TEXT_CLOSING
+    = TEXT("Closing in %u s without saving. Touch to continue.");
 
 inline constexpr const WCHAR* TEXT_SAVE_BUTTON = TEXT("Save");
+inline constexpr const WCHAR* TEXT_SAVE_ANYWAY_BUTTON = TEXT("Save anyway");
+inline constexpr const WCHAR* TEXT_REPLACE_BUTTON = TEXT("Replace");
 inline constexpr const WCHAR* TEXT_SAVE_KEY = TEXT("Enter");
 inline constexpr const WCHAR* TEXT_AGAIN_BUTTON = TEXT("Again");
 inline constexpr const WCHAR* TEXT_AGAIN_KEY = TEXT("A");
 inline constexpr const WCHAR* TEXT_CANCEL_BUTTON = TEXT("Cancel");
 inline constexpr const WCHAR* TEXT_CANCEL_KEY = TEXT("Esc");
+inline constexpr const WCHAR* TEXT_RETAKE_BUTTON = TEXT("Cross %u again");
+inline constexpr const WCHAR* TEXT_RETAKE_KEY = TEXT("W");
+inline constexpr const WCHAR* TEXT_UNDO_BUTTON = TEXT("Undo last save");
+inline constexpr const WCHAR* TEXT_UNDO_KEY = TEXT("U");
 
 // On Windows, where a detection window has the ports.
 inline constexpr const WCHAR* TEXT_DETECTION

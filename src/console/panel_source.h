@@ -2,11 +2,13 @@
 // those of a runtime that drives the panel.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 #include "link/touch_controller.h"
 #include "platform/win32.h"
+#include "support/bounded_text.h"
 
 namespace korvex {
 
@@ -14,11 +16,18 @@ namespace korvex {
 inline constexpr uint32_t MAX_PANELS = 16;
 
 // What a source posts to the window, the panel's number in wParam.
-inline constexpr UINT WM_PANEL_CAME = WM_USER + 1;  // lParam: its resolution, in bits
-inline constexpr UINT WM_PANEL_GONE = WM_USER + 2;  // its port has failed
-inline constexpr UINT WM_PANEL_BACK = WM_USER + 3;  // and works again
-inline constexpr UINT WM_PANEL_TOUCH = WM_USER + 4; // a report; lParam: PackTouch
+inline constexpr UINT WM_PANEL_CAME = WM_USER + 1; // lParam: its resolution, in bits
+inline constexpr UINT WM_PANEL_GONE = WM_USER + 2; // lParam: a PanelLoss
+inline constexpr UINT WM_PANEL_BACK = WM_USER + 3; // its port works again
+inline constexpr UINT WM_PANEL_TOUCH
+    = WM_USER + 4; // a report; wParam: PackPlace; lParam: PackTouch
 inline constexpr UINT WM_SEARCH_DONE = WM_USER + 5; // all ports have been asked; no panel in wParam
+
+enum class PanelLoss : uint8_t {
+    NONE,
+    PORT,    // it has failed
+    RUNTIME, // the process that drives the panel has ended
+};
 
 constexpr LPARAM PackTouch(Point raw, bool touching)
 {
@@ -37,18 +46,46 @@ constexpr bool IsTouching(LPARAM packed)
     return (packed >> 30 & 1) != 0;
 }
 
+// The panel's number, and where on the screen its touches are mapped to now, in output units: 0 to
+// 65535, beyond them the nearest, in steps of 4.
+constexpr WPARAM PackPlace(uint32_t panel, Point mapped)
+{
+    const auto part = [](int32_t value) {
+        return (static_cast<uint32_t>(value < 0 ? 0 : value > 0xFFFF ? 0xFFFF : value)) >> 2U;
+    };
+    return panel << 28U | part(mapped.y) << 14U | part(mapped.x);
+}
+
+constexpr uint32_t PanelOfPlace(WPARAM packed)
+{
+    return static_cast<uint32_t>(packed) >> 28U;
+}
+
+constexpr Point MappedOfPlace(WPARAM packed)
+{
+    return {static_cast<int32_t>((packed & 0x3FFFU) << 2U),
+        static_cast<int32_t>((packed >> 14U & 0x3FFFU) << 2U)};
+}
+
+// The file that a store changes.
+struct PanelFile {
+    std::array<WCHAR, TEXT_CAPACITY> path;
+    std::array<WCHAR, TEXT_CAPACITY> other;    // whose calibration it has; empty: no other panel's
+    std::array<WCHAR, TEXT_CAPACITY> previous; // when the one that Undo brings back was replaced
+                                               // last; empty: none is kept
+};
+
 // All of it on the window's thread.
 struct PanelSource {
     // Begins to post to the window: first WM_PANEL_CAME for each panel that is there.
     void (*begin)(HWND window);
 
-    // Nothing is posted behind it.
+    // Nothing is posted after it.
     void (*end)();
 
-    // The panel and its controller, for people, and the whole path of the file that a store
-    // changes.
+    // The panel and its controller, for people.
     void (*describe)(uint32_t panel, WCHAR* text, size_t capacity);
-    void (*locateFile)(uint32_t panel, WCHAR* path, size_t capacity);
+    void (*describeFile)(uint32_t panel, PanelFile* file);
 
     // Why no panel was found, where something is known of it; else empty.
     void (*explainNobody)(WCHAR* text, size_t capacity);
@@ -59,6 +96,10 @@ struct PanelSource {
 
     // Stores the points, whole or not at all: true when the file has them. Else why not.
     bool (*store)(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity);
+
+    // Puts the calibration back that the last store replaced: true when the file has it. Else why
+    // not.
+    bool (*undo)(uint32_t panel, WCHAR* reason, size_t capacity);
 };
 
 } // namespace korvex

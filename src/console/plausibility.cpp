@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "calibration/defaults.h"
 #include "calibration/orientation.h"
+#include "calibration/point_kernels.h"
 
 namespace korvex {
 
@@ -11,10 +13,8 @@ namespace {
 
 constexpr uint32_t MAX_TERMS = 6;
 constexpr double MIN_RANGE_SHARE = 0.2; // of the raw span that the points must take on each axis
-// of what the points span: so far off is no property of a panel
-constexpr double OUTLIER_PERCENT = 10;
-constexpr double OUTLIER_FACTOR = 3; // so much better the others must fit without it
-constexpr double UNEVEN_PERCENT = 6;
+// what the targets span of the screen, on each axis
+constexpr double SPANNED_PERCENT = 100.0 * (TARGET_HIGH - TARGET_LOW) / WORK_RANGE;
 
 struct Place {
     double x;
@@ -103,12 +103,11 @@ bool Solve(Equations* equations, SmoothMap* map)
     return true;
 }
 
-// The least squares of the first `count` points but one. False when they determine no such map.
-bool Fit(
-    const CalibrationData* calib, uint32_t side, uint32_t count, uint32_t without, SmoothMap* map)
+// The least squares of all points but one. False when they determine no such map.
+bool Fit(const CalibrationData* calib, uint32_t side, uint32_t without, SmoothMap* map)
 {
     Equations equations;
-    for (uint32_t target = 0; target < count; ++target) {
+    for (uint32_t target = 0; target < calib->pointCount; ++target) {
         if (target == without)
             continue;
         const std::array<double, MAX_TERMS> terms = TermsAt(PlaceOf(side, target));
@@ -134,36 +133,32 @@ Place SpanOf(const CalibrationData* calib)
     return {static_cast<double>(maximum.x) - minimum.x, static_cast<double>(maximum.y) - minimum.y};
 }
 
-// How far a target lies from a map, in percent of what the points span on each axis of the panel.
+// How far a target lies from a map, in percent of the screen, on each axis of the panel.
 Place OffsetFrom(
     const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
 {
     const Place fitted = At(map, PlaceOf(side, target));
-    return {100 * (calib->advPoints[target].x - fitted.x) / span.x,
-        100 * (calib->advPoints[target].y - fitted.y) / span.y};
+    return {SPANNED_PERCENT * (calib->advPoints[target].x - fitted.x) / span.x,
+        SPANNED_PERCENT * (calib->advPoints[target].y - fitted.y) / span.y};
 }
 
-double DistanceFrom(
-    const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t target, Place span)
-{
-    const Place offset = OffsetFrom(map, calib, side, target, span);
-    return std::hypot(offset.x, offset.y);
-}
-
-// The root of the mean square of all distances but one.
-double MeanDistance(
+// The sum of the squares of all distances but one.
+double SquaresWithout(
     const SmoothMap* map, const CalibrationData* calib, uint32_t side, uint32_t without, Place span)
 {
     double sum = 0;
-    uint32_t count = 0;
     for (uint32_t target = 0; target < calib->pointCount; ++target) {
-        if (target == without)
-            continue;
-        const double distance = DistanceFrom(map, calib, side, target, span);
-        sum += distance * distance;
-        ++count;
+        const Place offset = OffsetFrom(map, calib, side, target, span);
+        sum += target == without ? 0 : offset.x * offset.x + offset.y * offset.y;
     }
-    return std::sqrt(sum / count);
+    return sum;
+}
+
+void NameFault(PointsJudgement* judgement, PointsFault fault, uint32_t target, uint32_t other)
+{
+    judgement->fault = fault;
+    judgement->target = target;
+    judgement->other = other;
 }
 
 bool FindSamePlace(const CalibrationData* calib, PointsJudgement* judgement)
@@ -171,7 +166,7 @@ bool FindSamePlace(const CalibrationData* calib, PointsJudgement* judgement)
     for (uint32_t target = 0; target < calib->pointCount; ++target) {
         for (uint32_t other = target + 1; other < calib->pointCount; ++other) {
             if (calib->advPoints[target] == calib->advPoints[other]) {
-                *judgement = {PointsFault::SAME_PLACE, target, other, {}};
+                NameFault(judgement, PointsFault::SAME_PLACE, target, other);
                 return true;
             }
         }
@@ -189,9 +184,9 @@ bool FindDisorder(const CalibrationData* calib, uint32_t side, PointsJudgement* 
             const uint32_t upper = TargetAt(side, step, line);
             const uint32_t lower = TargetAt(side, step + 1, line);
             if (calib->refPoints[left].x >= calib->refPoints[right].x)
-                *judgement = {PointsFault::ORDER, left, right, {}};
+                NameFault(judgement, PointsFault::ORDER, left, right);
             else if (calib->refPoints[upper].y >= calib->refPoints[lower].y)
-                *judgement = {PointsFault::ORDER, upper, lower, {}};
+                NameFault(judgement, PointsFault::ORDER, upper, lower);
             else
                 continue;
             return true;
@@ -220,7 +215,7 @@ bool FindFold(const CalibrationData* calib, uint32_t side, PointsJudgement* judg
                 if (AreaOf(calib->refPoints[corners[i]], calib->refPoints[corners[(i + 1) % 4]],
                         calib->refPoints[corners[(i + 2) % 4]])
                     <= 0) {
-                    *judgement = {PointsFault::FOLD, corners[(i + 1) % 4], NO_TARGET, {}};
+                    NameFault(judgement, PointsFault::FOLD, corners[(i + 1) % 4], NO_TARGET);
                     return true;
                 }
             }
@@ -229,36 +224,27 @@ bool FindFold(const CalibrationData* calib, uint32_t side, PointsJudgement* judg
     return false;
 }
 
-// Fills the residuals and finds the target without which the others fit.
-void JudgeEvenness(const CalibrationData* calib, uint32_t side, PointsJudgement* judgement)
+// Fills in the residuals, the suspects and the outlier.
+void CompareWithOthers(const CalibrationData* calib, uint32_t side, PointsJudgement* judgement)
 {
     const Place span = SpanOf(calib);
-    SmoothMap all{side == 2 ? 3U : MAX_TERMS, {}, {}};
-    if (!Fit(calib, side, calib->pointCount, NO_TARGET, &all))
-        return;
     const bool swapped = SwapsAxes(calib->orientation);
+    double least = 0;
     for (uint32_t target = 0; target < calib->pointCount; ++target) {
-        const Place offset = OffsetFrom(&all, calib, side, target, span);
+        SmoothMap others{side == 2 ? 3U : MAX_TERMS, {}, {}};
+        if (!Fit(calib, side, target, &others))
+            continue;
+        const Place offset = OffsetFrom(&others, calib, side, target, span);
         judgement->residuals[target]
             = {std::fabs(swapped ? offset.y : offset.x), std::fabs(swapped ? offset.x : offset.y)};
-    }
-    const double mean = MeanDistance(&all, calib, side, NO_TARGET, span);
-    uint32_t culprit = NO_TARGET;
-    double meanWithout = mean / OUTLIER_FACTOR;
-    for (uint32_t target = 0; side > 2 && target < calib->pointCount; ++target) {
-        SmoothMap others{all.terms, {}, {}};
-        if (!Fit(calib, side, calib->pointCount, target, &others)
-            || DistanceFrom(&others, calib, side, target, span) < OUTLIER_PERCENT)
+        if (ResidualPercent(judgement, target) <= MAX_RESIDUAL_PERCENT)
             continue;
-        if (const double distance = MeanDistance(&others, calib, side, target, span);
-            distance < meanWithout) {
-            meanWithout = distance;
-            culprit = target;
+        judgement->suspects |= 1U << target;
+        const double squares = side == 2 ? 0 : SquaresWithout(&others, calib, side, target, span);
+        if (judgement->outlier == NO_TARGET || squares <= least) {
+            judgement->outlier = target;
+            least = squares;
         }
-    }
-    if (culprit != NO_TARGET || mean > UNEVEN_PERCENT) {
-        judgement->fault = PointsFault::UNEVEN;
-        judgement->target = culprit;
     }
 }
 
@@ -266,37 +252,29 @@ void JudgeEvenness(const CalibrationData* calib, uint32_t side, PointsJudgement*
 
 PointsJudgement JudgePoints(const CalibrationData* calib, uint32_t resolutionBits)
 {
-    PointsJudgement judgement{PointsFault::NONE, NO_TARGET, NO_TARGET, {}};
+    PointsJudgement judgement{PointsFault::NONE, NO_TARGET, NO_TARGET, {}, 0, NO_TARGET};
     const uint32_t side = SideOf(calib->pointCount);
-    if (side == 0 || FindSamePlace(calib, &judgement))
+    if (side == 0)
         return judgement;
+    const bool isSame = FindSamePlace(calib, &judgement);
     const Place span = SpanOf(calib);
     const double least = MIN_RANGE_SHARE * (1 << resolutionBits);
     if (span.x < least || span.y < least) {
-        judgement.fault = PointsFault::RANGE;
+        if (!isSame)
+            judgement.fault = PointsFault::RANGE;
         return judgement;
     }
-    if (!FindDisorder(calib, side, &judgement) && !FindFold(calib, side, &judgement))
-        JudgeEvenness(calib, side, &judgement);
+    CompareWithOthers(calib, side, &judgement);
+    if (!isSame && !FindDisorder(calib, side, &judgement) && !FindFold(calib, side, &judgement)
+        && judgement.suspects != 0)
+        NameFault(
+            &judgement, PointsFault::UNEVEN, side == 2 ? NO_TARGET : judgement.outlier, NO_TARGET);
     return judgement;
 }
 
-bool ExpectTarget(const CalibrationData* calib, uint32_t index, Point* expected)
+double ResidualPercent(const PointsJudgement* judgement, uint32_t target)
 {
-    const uint32_t side = SideOf(calib->pointCount);
-    SmoothMap map{3, {}, {}};
-    if (side > 2 && index >= 2 && index < side) { // those of the first row lie on a line
-        const Point last = calib->advPoints[index - 1];
-        const Point before = calib->advPoints[index - 2];
-        *expected = {2 * last.x - before.x, 2 * last.y - before.y};
-        return true;
-    }
-    if (side == 0 || index <= side || !Fit(calib, side, index, NO_TARGET, &map))
-        return false;
-    const Place place = At(&map, PlaceOf(side, index));
-    *expected
-        = {static_cast<int32_t>(std::lround(place.x)), static_cast<int32_t>(std::lround(place.y))};
-    return true;
+    return std::hypot(judgement->residuals[target].x, judgement->residuals[target].y);
 }
 
 } // namespace korvex

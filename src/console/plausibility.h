@@ -20,19 +20,29 @@ enum class PointsFault : uint8_t {
 
 inline constexpr uint32_t NO_TARGET = UINT32_MAX;
 
-// A distance on the screen, in percent of what the targets span there on each axis.
+// In percent of the screen's width and height.
 struct Residual {
     double x;
     double y;
 };
 
+// A target that lies farther from where the others let expect it, in percent of the screen, was not
+// touched where it is: no panel is so uneven.
+inline constexpr double MAX_RESIDUAL_PERCENT = 3;
+
 struct PointsJudgement {
     PointsFault fault;
     uint32_t target; // from 0, in target order; NO_TARGET where none can be named
     uint32_t other;  // the second one of SAME_PLACE and ORDER
-    // How far each target lies from the smooth map that fits all of them best; 0 where there is
-    // none.
+    // How far each target lies from where the others let expect it: from the smooth map that fits
+    // those best. 0 where there is no such map.
     std::array<Residual, MAX_CALIBRATION_POINTS> residuals;
+    // The targets that lie more than MAX_RESIDUAL_PERCENT off, whatever `fault` is: a bit for each.
+    // One that was touched wrongly makes others suspect.
+    uint32_t suspects;
+    // The suspect without which the others fit best. Of four targets each fits as well without: the
+    // last one. NO_TARGET where there are no suspects.
+    uint32_t outlier;
 };
 
 // Judges the pointCount advPoints (4, 9, 16 or 25; any other number of points has no fault) and
@@ -40,9 +50,7 @@ struct PointsJudgement {
 // of first order for 4 points, else of second order.
 PointsJudgement JudgePoints(const CalibrationData* calib, uint32_t resolutionBits);
 
-// Where the targets measured so far let the next one expect, in raw units: the raw points of
-// targets 0 to `index` - 1 stand in advPoints of `calib`, whose pointCount (4 or 9) is that of all.
-// False where they let expect nothing.
-bool ExpectTarget(const CalibrationData* calib, uint32_t index, Point* expected);
+// How far that target lies from where the others let expect it, in percent of the screen.
+double ResidualPercent(const PointsJudgement* judgement, uint32_t target);
 
 } // namespace korvex

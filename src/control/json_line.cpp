@@ -1,6 +1,8 @@
 #include "control/json_line.h"
 
 #include <algorithm>
+#include <array>
+#include <ctime>
 
 namespace korvex::command {
 
@@ -55,6 +57,19 @@ Json ParseAnswer(std::string_view line)
 std::string LineOf(const Json& object)
 {
     return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+Json TimeJson(std::chrono::system_clock::time_point time)
+{
+    using std::chrono::system_clock;
+    if (time == system_clock::time_point())
+        return nullptr;
+    const time_t seconds = system_clock::to_time_t(time);
+    tm parts{};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text.data();
 }
 
 std::optional<int32_t> NumberOf(const Json& value)

@@ -1,6 +1,7 @@
 // Lines of JSON on the control socket, as both ends of it read and write them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -18,6 +19,9 @@ Json ParseAnswer(std::string_view line);
 
 // The object as one line with its line end. Bytes that are not UTF-8 are replaced.
 std::string LineOf(const Json& object);
+
+// The time in UTC, as ISO 8601 has it, "2026-11-20T10:02:00Z"; null for the epoch.
+Json TimeJson(std::chrono::system_clock::time_point time);
 
 // The value when it is an integer that fits into 32 bits, signed.
 std::optional<int32_t> NumberOf(const Json& value);

@@ -29,6 +29,8 @@ struct Options {
     std::string traceFile;                 // --trace; empty: not given
     std::optional<double> seconds;         // --seconds
     unsigned points = 9;                   // --points
+    bool accept = false;                   // --accept
+    bool undo = false;                     // --undo
     bool fullSpeed = false;                // --speed full
     std::string instance;                  // --instance
     unsigned osMajor = 0;                  // --os; 0: not given

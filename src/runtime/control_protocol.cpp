@@ -15,6 +15,7 @@
 #include "calibration/mapping.h"
 #include "calibration/orientation.h"
 #include "calibration/settings_file.h"
+#include "control/calibration_json.h"
 #include "control/control_address.h"
 #include "control/json_line.h"
 #include "machine/port_names.h"
@@ -22,6 +23,7 @@
 #include "process/message.h"
 #include "process/options.h"
 #include "runtime/calibration_fault.h"
+#include "runtime/calibration_history.h"
 #include "runtime/settings_state.h"
 
 namespace korvex::command {
@@ -33,42 +35,19 @@ using std::chrono::system_clock;
 // The client that is trying a calibration, by session; used by the control thread alone.
 std::map<SessionKey, Conversation*> triedSessions;
 
-// In UTC, as ISO 8601 has it; null for the epoch.
-Json TimeOf(system_clock::time_point time)
-{
-    if (time == system_clock::time_point())
-        return nullptr;
-    const time_t seconds = system_clock::to_time_t(time);
-    tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text.data();
-}
-
 // When the file was changed last; null when that cannot be seen.
 Json ChangeOf(const std::string& path)
 {
     std::error_code error;
     const auto time = std::filesystem::last_write_time(path, error);
     return error ? Json()
-                 : TimeOf(std::chrono::time_point_cast<system_clock::duration>(
+                 : TimeJson(std::chrono::time_point_cast<system_clock::duration>(
                        std::chrono::file_clock::to_sys(time)));
 }
 
 Json PairOf(Point point)
 {
     return {point.x, point.y};
-}
-
-Json CalibrationOf(const CalibrationData* calib)
-{
-    Json points = Json::array();
-    for (uint32_t i = 0; i < calib->pointCount; ++i)
-        points.push_back(PairOf(calib->advPoints[i]));
-    return {{"orientation", calib->orientation},
-        {"box", {calib->stdMinX, calib->stdMinY, calib->stdMaxX, calib->stdMaxY}},
-        {"points", points}};
 }
 
 Json StateOf(const RunningSession* session)
@@ -83,7 +62,7 @@ Json StateOf(const RunningSession* session)
         {"gone", session->gone}, {"model", ModelText(driven->model)},
         {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
         {"baudRate", driven->baudRate}, {"controller", driven->controller},
-        {"since", TimeOf(driven->since)}, {"lastTouch", TimeOf(session->lastTouch)},
+        {"since", TimeJson(driven->since)}, {"lastTouch", TimeJson(session->lastTouch)},
         {"touching", session->touch.touching}, {"raw", PairOf(session->touch.raw)},
         {"mapped", PairOf(session->mapped)}, {"reports", session->reports},
         {"rejected", session->rejected}, {"outOfRange", session->outOfRange},
@@ -96,58 +75,12 @@ Json FaultOf(const std::string& text)
     return {{"error", text}};
 }
 
-// The numbers of an array of that size.
-std::optional<std::vector<int32_t>> NumbersOf(const Json& list, size_t count)
-{
-    std::vector<int32_t> numbers;
-    if (!list.is_array() || list.size() != count)
-        return std::nullopt;
-    for (const Json& value : list) {
-        if (const std::optional<int32_t> number = NumberOf(value); number)
-            numbers.push_back(*number);
-    }
-    return numbers.size() == count ? std::optional(numbers) : std::nullopt;
-}
-
 // Reads what a request says of a calibration over what holds; empty, or what is wrong with it.
 std::string ReadCalibration(const Json& request, CalibrationData* calib)
 {
     const auto found = request.find("calibration");
-    if (found == request.end() || !found->is_object())
-        return "'calibration' is missing";
-    for (const auto& [key, value] : found->items()) {
-        if (key == "orientation") {
-            const std::optional<int32_t> number = NumberOf(value);
-            if (!number || *number < 1 || *number > static_cast<int32_t>(MAX_ORIENTATION))
-                return "'orientation' is not from 1 to 8";
-            calib->orientation = static_cast<uint32_t>(*number);
-        } else if (key == "box") {
-            const std::optional<std::vector<int32_t>> box = NumbersOf(value, 4);
-            if (!box || box->at(0) == box->at(2) || box->at(1) == box->at(3))
-                return "'box' is not [x, y, x, y] of two corners";
-            calib->stdMinX = box->at(0);
-            calib->stdMinY = box->at(1);
-            calib->stdMaxX = box->at(2);
-            calib->stdMaxY = box->at(3);
-        } else if (key == "points") {
-            const bool counts = value.is_array()
-                && (value.empty()
-                    || std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), value.size())
-                        != POINT_COUNTS.end());
-            if (!counts)
-                return "'points' are not 0, 4, 9, 16 or 25";
-            calib->pointCount = static_cast<uint32_t>(value.size());
-            for (size_t i = 0; i < value.size(); ++i) {
-                const std::optional<std::vector<int32_t>> point = NumbersOf(value[i], 2);
-                if (!point)
-                    return "point " + std::to_string(i + 1) + " is not [x, y]";
-                calib->advPoints[i] = {point->at(0), point->at(1)};
-            }
-        } else {
-            return "'" + key + "' is none of orientation, box, points";
-        }
-    }
-    return "";
+    return found == request.end() || !found->is_object() ? "'calibration' is missing"
+                                                         : ParseCalibration(*found, calib);
 }
 
 // The panel that a request means: one that it names in any way, or the only one.
@@ -210,10 +143,25 @@ Json DoSilence(
     return Json::object();
 }
 
+// The panel whose calibration a store would replace; empty: no other one's than this panel's.
+std::string OtherPanelOf(const RunningSession* session, const CalibrationHistory* history)
+{
+    for (const RunningSession& other : RunningSessions()) {
+        if (other.driven.path != session->driven.path && !other.calibrationFile.empty())
+            return other.driven.panel;
+    }
+    return history->port.empty() || history->port == session->driven.path
+        ? ""
+        : PanelNameOf(history->port);
+}
+
 Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
 {
-    return {{"panel", session->driven.panel}, {"calibration", CalibrationOf(&session->calibration)},
-        {"file", SettingsFilePath()}, {"savingFault", SavingFault()}};
+    const CalibrationHistory history = ReadCalibrationHistory();
+    return {{"panel", session->driven.panel},
+        {"calibration", CalibrationJson(&session->calibration)}, {"file", SettingsFilePath()},
+        {"savingFault", SavingFault()}, {"otherPanel", OtherPanelOf(session, &history)},
+        {"previous", history.previous}};
 }
 
 // Whether another client's try stands against this one's. Root ends that of other users.
@@ -274,6 +222,18 @@ Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversa
     return Json::object();
 }
 
+// Has the file's calibration map from now on, whatever was tried.
+void UseCalibration(const SessionKey& key, const CalibrationData* saved, Conversation* conversation)
+{
+    UseSession(key, [saved](TouchController* controller) {
+        const CalibrationData merged = MergeCalibration(controller, saved);
+        InstallCalibration(controller, &merged);
+    });
+    conversation->tried.erase(key);
+    triedSessions.erase(key);
+    NoteStoredCalibration(key, SettingsFilePath());
+}
+
 // Without "calibration" what is being tried is stored.
 Json DoStore(const Json& request, const RunningSession* session, Conversation* conversation)
 {
@@ -305,13 +265,37 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
                         + "' cannot be written: the system refuses it; its disk may be full"
                               : fault}};
     }
-    UseSession(key, [&](TouchController* controller) { InstallCalibration(controller, &stored); });
-    conversation->tried.erase(key);
-    triedSessions.erase(key);
-    NoteStoredCalibration(key, file);
+    const auto tried = conversation->tried.find(key);
+    const CalibrationData replaced
+        = tried == conversation->tried.end() ? session->calibration : tried->second;
+    UseCalibration(key, &stored, conversation);
     Tell(Priority::NOTICE,
         PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
+    const std::string fault
+        = KeepReplaced(key.path, &replaced, &stored, session->driven.resolutionBits);
+    if (!fault.empty())
+        Tell(Priority::WARNING,
+            PanelTitle(key.path) + ": the calibration before that is not kept: " + fault);
     return {{"stored", true}, {"file", file}};
+}
+
+Json DoUndo(const Json& /*request*/, const RunningSession* session, Conversation* conversation)
+{
+    const SessionKey key = KeyOf(session);
+    if (IsTriedByAnother(key, conversation))
+        return FaultOf(TRIED_BY_ANOTHER);
+    TakeBack(key, conversation);
+    CalibrationData restored{};
+    if (!UseSession(
+            key, [&](TouchController* controller) { restored = CopyCalibration(controller); }))
+        return FaultOf(HAS_ENDED);
+    std::string until;
+    if (const std::string fault = UndoSave(&restored, &until); !fault.empty())
+        return {{"undone", false}, {"error", fault}};
+    UseCalibration(key, &restored, conversation);
+    Tell(Priority::NOTICE,
+        PanelTitle(key.path) + ": the calibration that was used until " + until + " is back");
+    return {{"undone", true}, {"file", SettingsFilePath()}, {"until", until}};
 }
 
 struct Request {
@@ -324,7 +308,8 @@ struct Request {
 constexpr std::array REQUESTS{Request{"status", false, DoStatus},
     Request{"listen", false, DoListen}, Request{"silence", false, DoSilence},
     Request{"calibration", true, DoRead}, Request{"try", true, DoTry},
-    Request{"store", true, DoStore}, Request{"takeBack", true, DoTakeBack}};
+    Request{"store", true, DoStore}, Request{"takeBack", true, DoTakeBack},
+    Request{"undo", true, DoUndo}};
 
 Json CarryOut(const Json& request, const std::string& name, Conversation* conversation)
 {

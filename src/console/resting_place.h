@@ -1,0 +1,25 @@
+// Where a finger rests, of the noisy positions that a panel reports while it does.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "link/touch_controller.h"
+
+namespace korvex {
+
+// Of one touch, in the order in which they came; those beyond the last place are lost.
+struct TouchSamples {
+    static constexpr uint32_t CAPACITY = 1024;
+    std::array<Point, CAPACITY> places; // not negative
+    uint32_t count;
+};
+
+void AddSample(TouchSamples* samples, Point place);
+
+// The mean of samples `begin` to `end` - 1, at least one, without the outliers: noise never takes a
+// sample as far from the median as they lie. Each axis for itself. A distance of `minOutlier` is
+// none yet. On one thread.
+Point RestingPlace(const TouchSamples* samples, uint32_t begin, uint32_t end, int32_t minOutlier);
+
+} // namespace korvex
