@@ -270,8 +270,11 @@ int RunCalibrate(const Options* options)
     if (!driven.empty())
         return Calibrate(options, UseRemotePanels(std::move(driven)));
     WatchOwnPanels(EndWithoutWorker);
-    if (!CanSave(options, SavingFault()))
+    if (const std::string fault = SavingFault(); !CanSave(options, fault)) {
+        if (!unasked.empty()) // it may be driven, and need no file here
+            fprintf(stderr, "%s: %s\n", options->command.c_str(), unasked.c_str());
         return EXIT_FAULT;
+    }
     return port.empty() ? CalibrateAny(options) : CalibratePort(options, port, unasked);
 }
 

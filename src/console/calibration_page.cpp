@@ -157,13 +157,6 @@ void PaintMarks(const CalibrationCourse* course, HDC device)
     }
 }
 
-const WCHAR* SaveText(const CalibrationCourse* course)
-{
-    if (course->step == CourseStep::ASKING)
-        return TEXT_REPLACE_BUTTON;
-    return IsDoubtful(course) ? TEXT_SAVE_ANYWAY_BUTTON : TEXT_SAVE_BUTTON;
-}
-
 void PaintButtons(const CalibrationCourse* course, HDC device)
 {
     struct Label {
@@ -176,21 +169,25 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
     if (IsTrying(course))
         FormatBounded(retake.data(), retake.size(), TEXT_RETAKE_BUTTON, WorstTarget(course) + 1);
     const int unit = PageUnit(course->screen);
-    for (const Label& label : {Label{PageButton::SAVE, SaveText(course), TEXT_SAVE_KEY,
-                                   IsDoubtful(course) ? AMBER : GREEN},
-             Label{PageButton::AGAIN, TEXT_AGAIN_BUTTON, TEXT_AGAIN_KEY, BLUE},
-             Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT},
-             Label{PageButton::RETAKE, retake.data(), TEXT_RETAKE_KEY, BLUE},
-             Label{PageButton::UNDO, TEXT_UNDO_BUTTON, TEXT_UNDO_KEY, FAINT}}) {
+    for (const Label& label :
+        {Label{PageButton::SAVE,
+             course->step == CourseStep::ASKING ? TEXT_REPLACE_BUTTON : TEXT_SAVE_BUTTON,
+             TEXT_SAVE_KEY, IsDoubtful(course) ? AMBER : GREEN},
+            Label{PageButton::AGAIN, TEXT_AGAIN_BUTTON, TEXT_AGAIN_KEY, BLUE},
+            Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT},
+            Label{PageButton::RETAKE, retake.data(), TEXT_RETAKE_KEY, BLUE},
+            Label{PageButton::UNDO, TEXT_UNDO_BUTTON, TEXT_UNDO_KEY, FAINT}}) {
         if (!HasButton(course, label.button))
             continue;
         RECT area = ButtonArea(course->screen, label.button);
         const bool pressed = course->touching && course->pressed == label.button;
         Bar(device, area.left, area.top, area.right, area.bottom, pressed ? INK : label.color);
-        const int lines = course->hasKeyboard ? WORDS_UNITS + SMALL_UNITS : WORDS_UNITS;
-        area.top += (area.bottom - area.top - lines * unit * 6 / 5) / 2;
-        Write(device, course->screen, label.name,
-            {WORDS_UNITS - 1, FW_BOLD, WHITE_PAPER, DT_WORDBREAK}, &area);
+        constexpr int NAME_UNITS = WORDS_UNITS - 1;
+        const int lines = course->hasKeyboard ? NAME_UNITS + SMALL_UNITS : NAME_UNITS;
+        area.top
+            += (area.bottom - area.top - lines * unit * 6 / 5) / 2; // with what is between lines
+        Write(device, course->screen, label.name, {NAME_UNITS, FW_BOLD, WHITE_PAPER, DT_WORDBREAK},
+            &area);
         if (course->hasKeyboard)
             Write(device, course->screen, label.key,
                 {SMALL_UNITS, FW_NORMAL, WHITE_PAPER, DT_SINGLELINE}, &area);
@@ -337,7 +334,7 @@ void DescribeStep(
     case CourseStep::SAVED:
         return Say(&say, TEXT_SAVED, TEXT_SAVED_MORE);
     case CourseStep::UNDONE:
-        return Say(&say, TEXT_UNDONE, TEXT(""));
+        return Say(&say, TEXT_UNDONE, TEXT_UNDONE_MORE);
     default:
         return Say(&say, TEXT_LEFT, TEXT(""));
     }

@@ -1,7 +1,6 @@
 // KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it:
 // KxConsole.exe -calibration N.
 #include <array>
-#include <cwchar>
 
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
@@ -75,19 +74,24 @@ void StartDetection()
         nullptr, TEXT("open"), TEXT("rundll32.exe"), parameters.data(), nullptr, SW_SHOWNORMAL);
 }
 
-// Whether a keyboard is attached. That of a remote session is there on each machine, and of no use
-// to whoever stands in front of it.
+// Whether a keyboard is attached. One below the root is software, that of remote sessions for
+// example, which is there on every machine.
 bool HasKeyboard()
 {
+    constexpr const WCHAR* SOFTWARE = TEXT("Root#"); // behind "\\?\"
+    constexpr int START = 4;
+    constexpr int LENGTH = 5;
     std::array<RAWINPUTDEVICELIST, 64> devices{};
     UINT capacity = devices.size();
     const UINT count = GetRawInputDeviceList(devices.data(), &capacity, sizeof devices[0]);
     for (UINT i = 0; count <= devices.size() && i < count; ++i) {
         std::array<WCHAR, korvex::TEXT_CAPACITY> name{};
-        UINT length = name.size() - 1;
+        UINT length = name.size();
         GetRawInputDeviceInfoW(devices[i].hDevice, RIDI_DEVICENAME, name.data(), &length);
-        if (devices[i].dwType == RIM_TYPEKEYBOARD
-            && std::wcsstr(name.data(), L"RDP_KBD") == nullptr)
+        const bool isSoftware = CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE,
+                                    name.data() + START, LENGTH, SOFTWARE, LENGTH)
+            == CSTR_EQUAL;
+        if (devices[i].dwType == RIM_TYPEKEYBOARD && !isSoftware)
             return true;
     }
     return false;

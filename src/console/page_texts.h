@@ -50,7 +50,7 @@ inline constexpr const WCHAR* TEXT_FAIR = TEXT("fair");
 inline constexpr const WCHAR* TEXT_POOR = TEXT("poor");
 inline constexpr const WCHAR* TEXT_TRY = TEXT("Accuracy: %s");
 inline constexpr const WCHAR* TEXT_TRY_FIT
-    = TEXT("The crosses fit within %s pixels. Touch the + marks to check, then save.");
+    = TEXT("The crosses fit within %s pixels.\nTouch the + marks to check.");
 inline constexpr const WCHAR* TEXT_TRY_MARKS = TEXT("Touches land within %s pixels.");
 inline constexpr const WCHAR* TEXT_DOUBTFUL = TEXT("Cross %u does not fit the others");
 inline constexpr const WCHAR* TEXT_DOUBTFUL_ONE = TEXT("One cross does not fit the others");
@@ -62,7 +62,8 @@ inline constexpr const WCHAR* TEXT_ASK_MORE
 inline constexpr const WCHAR* TEXT_NOT_SAVED = TEXT("It was not saved");
 inline constexpr const WCHAR* TEXT_SAVED = TEXT("Saved");
 inline constexpr const WCHAR* TEXT_SAVED_MORE = TEXT("The touch screen is ready.");
-inline constexpr const WCHAR* TEXT_UNDONE = TEXT("The earlier calibration is back");
+inline constexpr const WCHAR* TEXT_UNDONE = TEXT("The last save is undone");
+inline constexpr const WCHAR* TEXT_UNDONE_MORE = TEXT("The calibration before it is back.");
 inline constexpr const WCHAR* TEXT_LEFT = TEXT("Nothing was changed");
 
 inline constexpr const WCHAR* TEXT_COUNT = TEXT("%u of %u");
@@ -72,7 +73,6 @@ inline constexpr const WCHAR* TEXT_CLOSING
     = TEXT("Closing in %u s without saving. Touch to continue.");
 
 inline constexpr const WCHAR* TEXT_SAVE_BUTTON = TEXT("Save");
-inline constexpr const WCHAR* TEXT_SAVE_ANYWAY_BUTTON = TEXT("Save anyway");
 inline constexpr const WCHAR* TEXT_REPLACE_BUTTON = TEXT("Replace");
 inline constexpr const WCHAR* TEXT_SAVE_KEY = TEXT("Enter");
 inline constexpr const WCHAR* TEXT_AGAIN_BUTTON = TEXT("Again");

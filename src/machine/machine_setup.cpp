@@ -254,6 +254,8 @@ int SetUpWindows(const Options* options)
         fprintf(stderr, "%s: no windows: %s\n", options->command.c_str(), reason.c_str());
         return EXIT_NO_DISPLAY;
     }
+    if (!reason.empty())
+        fprintf(stderr, "%s: windows: %s\n", options->command.c_str(), reason.c_str());
     machine->windows.closeSignals = EndDescriptor();
     return EXIT_DONE;
 }

@@ -52,6 +52,23 @@ Json ResidualsOf(CalibrationData calib, uint32_t resolutionBits)
     return residuals;
 }
 
+std::string TextOf(const Json& json)
+{
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// The file's content, a line each for what people look for in it.
+std::string ContentOf(const CalibrationHistory* history)
+{
+    std::string text = "{\"port\":" + TextOf(history->port);
+    if (!history->undone.is_null())
+        text += ",\n\"undone\":" + TextOf(history->undone);
+    text += ",\n\"previous\":[";
+    for (const Json& version : history->previous)
+        text += (text.ends_with('[') ? "\n" : ",\n") + TextOf(version);
+    return text + "]}\n";
+}
+
 // Changes the history's file; empty, or why not.
 template <typename Change>
 std::string ChangeHistory(Change change)
@@ -59,10 +76,7 @@ std::string ChangeHistory(Change change)
     const auto replace = [&change](std::string_view content) -> std::optional<std::string> {
         CalibrationHistory history = Parse(content);
         change(&history);
-        Json json{{"port", history.port}, {"previous", history.previous}};
-        if (!history.undone.is_null())
-            json["undone"] = history.undone;
-        return json.dump(1, '\t', false, Json::error_handler_t::replace) + "\n";
+        return ContentOf(&history);
     };
     if (platform::ChangeWholeFile(HistoryPath(), replace, platform::Durability::SYNCED))
         return "";

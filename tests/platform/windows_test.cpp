@@ -100,8 +100,9 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
             platform::ThisMachine()->windows.backend = platform::X11Backend(nullptr, &reason);
             if (output == "DUMMY9") {
                 EXPECT_EQ(platform::ThisMachine()->windows.backend, nullptr);
-                EXPECT_EQ(
-                    reason, "the X display \"" + display.name + "\" has no monitor \"DUMMY9\"");
+                EXPECT_EQ(reason,
+                    "the X display \"" + display.name
+                        + "\" has no monitor \"DUMMY9\"; its outputs: DUMMY1, DUMMY0");
                 continue;
             }
             ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;

@@ -94,7 +94,7 @@ bool Connect(PointerDisplay* pointer, std::string* reason)
     }
     MonitorArea area{};
     if (!FindMonitor(display, ThisMachine()->screen.output, &area)) {
-        *reason = DisplayText(name) + " has no monitor \"" + ThisMachine()->screen.output + "\"";
+        *reason = DisplayText(name) + " " + NoMonitorText(display, ThisMachine()->screen.output);
         XCloseDisplay(display);
         return false;
     }

@@ -192,7 +192,7 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
     const std::string& output = ThisMachine()->screen.output;
     MonitorArea area{};
     if (!FindMonitor(connection->display, output, &area)) {
-        *reason = DisplayText(name) + " has no monitor \"" + output + "\"";
+        *reason = DisplayText(name) + " " + NoMonitorText(connection->display, output);
         return nullptr;
     }
     UpdateScreen(true, area);
@@ -209,6 +209,8 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
     connection->windowName = XInternAtom(connection->display, "_NET_WM_NAME", False);
     connection->utf8 = XInternAtom(connection->display, "UTF8_STRING", False);
+    if (!CanDrawText())
+        *reason = "no font can be opened, so they are without text; install fonts-dejavu-core";
     return &BACKEND;
 }
 

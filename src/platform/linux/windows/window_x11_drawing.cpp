@@ -99,6 +99,11 @@ unsigned long XColorOf(COLORREF color)
     return wanted.pixel;
 }
 
+bool CanDrawText()
+{
+    return FontOf(STATIC_FONT) != nullptr;
+}
+
 int TextWidth(FontView font, const std::u16string& text)
 {
     XftFont* opened = FontOf(font);

@@ -11,6 +11,9 @@ namespace korvex::platform {
 // The pixel value of a colour, whatever the depth of the screen.
 unsigned long XColorOf(COLORREF color);
 
+// Whether there is a font.
+bool CanDrawText();
+
 // A STATIC window's line of text, centred on both axes.
 void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown);
 

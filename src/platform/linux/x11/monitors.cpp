@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <string_view>
+#include <string>
 
 #include "platform/linux/machine.h"
 
@@ -13,11 +13,16 @@ namespace korvex::platform {
 
 namespace {
 
-bool IsNamed(Display* display, const XRRMonitorInfo* monitor, std::string_view name)
+std::string NameOf(Display* display, const XRRMonitorInfo* monitor)
 {
-    const std::unique_ptr<char, int (*)(void*)> own(XGetAtomName(display, monitor->name), XFree);
-    return own != nullptr && name == own.get();
+    const std::unique_ptr<char, int (*)(void*)> name(XGetAtomName(display, monitor->name), XFree);
+    return name == nullptr ? "" : name.get();
 }
+
+struct Monitors {
+    std::unique_ptr<XRRMonitorInfo, void (*)(XRRMonitorInfo*)> first;
+    int count;
+};
 
 bool HasMonitors(Display* display)
 {
@@ -46,27 +51,41 @@ bool MeasureScreen(Display* display, MonitorArea* area)
     return true;
 }
 
+Monitors MonitorsOf(Display* display)
+{
+    int count = 0;
+    XRRMonitorInfo* first = HasMonitors(display)
+        ? XRRGetMonitors(display, DefaultRootWindow(display), True, &count)
+        : nullptr;
+    return {{first, XRRFreeMonitors}, first == nullptr ? 0 : count};
+}
+
 } // namespace
 
 bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area)
 {
-    int count = 0;
-    const std::unique_ptr<XRRMonitorInfo, void (*)(XRRMonitorInfo*)> monitors(HasMonitors(display)
-            ? XRRGetMonitors(display, DefaultRootWindow(display), True, &count)
-            : nullptr,
-        XRRFreeMonitors);
-    const XRRMonitorInfo* first = monitors.get();
-    if (first == nullptr || count <= 0)
+    const Monitors monitors = MonitorsOf(display);
+    const XRRMonitorInfo* first = monitors.first.get();
+    if (monitors.count <= 0)
         return output.empty() && MeasureScreen(display, area);
-    const XRRMonitorInfo* end = first + count;
+    const XRRMonitorInfo* end = first + monitors.count;
     const XRRMonitorInfo* found = std::find_if(first, end, [&](const XRRMonitorInfo& monitor) {
-        return output.empty() ? monitor.primary != False : IsNamed(display, &monitor, output);
+        return output.empty() ? monitor.primary != False : NameOf(display, &monitor) == output;
     });
     if (found == end && !output.empty())
         return false;
     const XRRMonitorInfo* monitor = found == end ? first : found;
     *area = {monitor->x, monitor->y, monitor->width, monitor->height};
     return true;
+}
+
+std::string NoMonitorText(_XDisplay* display, const std::string& output)
+{
+    const Monitors monitors = MonitorsOf(display);
+    std::string text = "has no monitor \"" + output + "\"";
+    for (int i = 0; i < monitors.count; ++i)
+        text += (i == 0 ? "; its outputs: " : ", ") + NameOf(display, monitors.first.get() + i);
+    return text;
 }
 
 void UpdateScreen(bool present, const MonitorArea& area)

@@ -20,8 +20,11 @@ struct MonitorArea {
 // none, or when the server does not answer.
 bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area);
 
-// The same on the display of that name (null: the one in DISPLAY), by a connection of its own; also
-// false where that cannot be had.
+// Why a display cannot be used for an output: "has no monitor "X"; its outputs: HDMI-1, DP-2".
+std::string NoMonitorText(_XDisplay* display, const std::string& output);
+
+// The same as FindMonitor on the display of that name (null: the one in DISPLAY), by a connection
+// of its own; also false where that cannot be had.
 bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area);
 
 // Takes over what was found of the machine's own monitor (Screen in machine.h): whether it is
