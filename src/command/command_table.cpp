@@ -234,10 +234,11 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunPanelTest,
             .endsCleanly = true},
         {.name = "check",
-            .help = "look at display, settings, ports and controllers for what commonly goes "
-                    "wrong, one line each: \"ok\", \"note\", or"
-                    " \"FAULT\" with what to do",
+            .help = "look at display, named panels, their units and calibrations, ports and "
+                    "controllers for what commonly goes wrong, one line each: \"ok\", \"note\", or"
+                    " \"FAULT\" with what to do; with a fault it ends with 1",
             .options = {{"--probe"}, {"--port"}, {"--state"}, quietTrace,
+                {"--json", "print all that is found as one JSON array"},
                 {"--seconds", "how long to listen for touches (default 3)"}},
             .machine = {SetUpQuietTrace},
             .run = RunCheck,

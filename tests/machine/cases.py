@@ -716,9 +716,34 @@ def named_calibration(setting):
     for name in (seats, client):
         guest.stop(name)
     touch_panel(setting, "left", setting.adapter, as_it_is)
-    guest.run("sh /case/name-panels; systemctl restart korvex@left")
+    guest.run("korvex calibrate --undo left")
+    touch_panel(setting, "left", setting.adapter, turned)
+    return "four targets of a panel that was mirrored both ways, and back"
+
+
+def check_truth(setting):
+    """check tells of panels that are not there, of units that do not run, and of the calibration in each panel's folder; left is driven, and
+    right has been unplugged."""
+    guest = setting.guest
+    rules = "/etc/udev/rules.d/71-more.rules"
+
+    def expect_fault(panel, text, before="true"):
+        found = json.loads(guest.run(f"{before}; cd /; korvex check --json --seconds 0; true"))
+        faults = [one["text"] for one in found if one["subject"] == panel and one["severity"] == "FAULT"]
+        expect(any(text in fault for fault in faults) if text else not faults, f"check calls faults of {panel}: {faults}")
+    expect_fault("left", None)
+    expect_fault("right", "its adapter is not there")
+    expect_fault("right", "were measured at the same place", "cd /var/lib/korvex/right; sed -i 's/=.*/=100/; s/Mode=.*/Mode=4/' Korvex.ini")
+    expect_fault("left", "is stopped since", "systemctl stop korvex@left")
+    expect_fault("left", "has failed (exit-code)", "echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
+    name = 'SUBSYSTEM=="tty", KERNEL=="ttyS%d", ENV{ID_KORVEX_PANEL}="%s"'
+    expect_fault("names", "the name 'left till', which is none",
+                 f"printf '%s\n' '{name % (2, 'left till')}' '{name % (3, 'door')}' >{rules}; "
+                 "udevadm control --reload; udevadm trigger --settle --subsystem-match=tty")
+    expect_fault("door", "udev rules give this name to '/dev/ttyS1' and to '/dev/ttyS3'")
+    guest.run(f"rm /etc/korvex/left.env {rules}; udevadm control --reload; udevadm trigger --settle --subsystem-match=tty; "
+              "systemctl restart korvex@left korvex@door")
     wait_driven(guest, "left", "")
-    return "four targets of a panel that was mirrored both ways"
 
 
 def named_exchange(setting):
@@ -746,6 +771,7 @@ def named_exchange(setting):
     after = touch_both()
     expect(before == after[::-1], f"left and right were {before}, and are {after} after the exchange")
     unplug_beside(setting, "right")
+    check_truth(setting)
     unplug(setting)
     plug(setting)
     right.end()

@@ -220,8 +220,8 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
     const std::string elsewhere = "mkdir other; cd other && exec " + KORVEX
         + " check --seconds 0 --state state --port COM1=" + tty;
     EXPECT_THAT(RunProgram({"sh", "-c", elsewhere}).output,
-        HasSubstr("its runtime goes by '" + (driven.folder.path / "Korvex.ini").string()
-            + "', not by the file of this folder"));
+        HasSubstr("ok     COM1      '" + (driven.folder.path / "Korvex.ini").string() + "'"))
+        << "the file that its runtime goes by";
 
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     EXPECT_NE(ReadLineWith(monitor.output, R"("gone":true)"), "");

@@ -5,17 +5,18 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "command/check/check_panels.h"
 #include "command/check/check_settings.h"
 #include "command/check/finding.h"
 #include "command/subcommands.h"
 #include "control/control_client.h"
+#include "control/json_line.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
@@ -59,7 +60,7 @@ struct Heard {
 Heard HeardBy(const Listener* listener)
 {
     if (listener->remote) {
-        const nlohmann::ordered_json* state = &listener->remote->state;
+        const Json* state = &listener->remote->state;
         return {state->value("reports", 0U), state->value("rejected", 0U),
             state->value("outOfRange", 0U), state->value("resolutionBits", 0U)};
     }
@@ -127,6 +128,12 @@ uint32_t AnsweringBaudRate(TouchController* controller)
     return controller->link.baudRate;
 }
 
+// Its panel's name where it has one.
+std::string SubjectOf(const PortState* port)
+{
+    return port->panel.empty() ? port->name : port->panel;
+}
+
 // Whether what answers on the port can be driven, and is what the port is bound to.
 bool CheckController(const PortState* port, TouchController* controller, Findings* findings)
 {
@@ -137,11 +144,11 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
         const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
         const uint32_t baudRate = AnsweringBaudRate(controller);
         if (baudRate == 0)
-            Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, port->name,
+            Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, SubjectOf(port),
                 "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud"
                     + known + "; if there is one, check its cable and power");
         else
-            Add(findings, Severity::FAULT, port->name,
+            Add(findings, Severity::FAULT, SubjectOf(port),
                 "what answers on '" + port->path + "' at " + std::to_string(baudRate)
                     + " baud leaves questions open; unplug it and plug it in again; if that does "
                       "not help, its model cannot be driven");
@@ -149,20 +156,21 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
     }
     const uint32_t number = controller->answers.modelNumber;
     if (number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
-        Add(findings, Severity::FAULT, port->name,
+        Add(findings, Severity::FAULT, SubjectOf(port),
             "the controller calls itself model " + std::to_string(number)
                 + ", which cannot be driven; it is driven as a 5200 and may measure"
                   " nonsense");
         return false;
     }
     if (!stored.empty() && port->model != controller->model) {
-        Add(findings, Severity::FAULT, port->name,
+        Add(findings, Severity::FAULT, SubjectOf(port),
             "a " + stored + " is known here, but a " + ModelText(controller->model)
                 + " answers; 'korvex unbind " + port->name
                 + "' forgets the old one, and the next start finds the new one");
         return true;
     }
-    Add(findings, Severity::FINE, port->name, "'" + port->path + "', " + DescriptionOf(controller));
+    Add(findings, Severity::FINE, SubjectOf(port),
+        "'" + port->path + "', " + DescriptionOf(controller));
     return true;
 }
 
@@ -185,55 +193,55 @@ void CheckIntruders(const PortState* port, Findings* findings)
     const auto isSet
         = [port](const char* property) { return platform::IsUdevSwitchOn(port->path, property); };
     if (IsRunning("ModemManager") && !isSet("ID_MM_PORT_IGNORE") && !isSet("ID_MM_DEVICE_IGNORE"))
-        Add(findings, Severity::NOTE, port->name,
+        Add(findings, Severity::NOTE, SubjectOf(port),
             "ModemManager runs and may ask '" + port->path
                 + "' too; ENV{ID_MM_PORT_IGNORE}=\"1\" in a udev rule for the port, or a name for "
                   "the panel, keeps it away");
     if (IsRunning("brltty"))
-        Add(findings, Severity::NOTE, port->name,
+        Add(findings, Severity::NOTE, SubjectOf(port),
             "brltty runs and may take the adapter of '" + port->path
                 + "' for a braille display; name the display that it is for in /etc/brltty.conf "
                   "(braille-device), or remove it");
 }
 
 // A runtime reads the settings of its own folder, which may not be the one that is looked at here.
-void CheckWhichSettings(const Listener* listener, Findings* findings)
+void CheckItsSettings(const Listener* listener, Findings* findings)
 {
-    const std::string file = TextIn(
-        listener->remote->state.value("calibration", nlohmann::ordered_json::object()), "file");
+    const std::string file
+        = TextIn(listener->remote->state.value("calibration", Json::object()), "file");
+    const std::string folder = std::filesystem::path(file).parent_path().string();
     if (file.empty())
         Add(findings, Severity::NOTE, listener->name,
             "its runtime has read no settings file and goes by the controller's own; 'korvex "
             "calibrate' makes one for it");
-    else if (file != SettingsFilePath())
-        Add(findings, Severity::NOTE, listener->name,
-            "its runtime goes by '" + file
-                + "', not by the file of this folder; 'korvex check' in that folder looks at it");
+    else if (file != SettingsFilePath() && !IsPanelFolder(folder, listener->name))
+        CheckSettingsIn(folder, listener->name, findings);
 }
 
 void CheckPort(const Options* options, const PortState* port, Findings* findings,
     std::vector<Listener>* listeners)
 {
+    const std::string subject = SubjectOf(port);
     if (port->ignored) {
-        Add(findings, Severity::NOTE, port->name,
+        Add(findings, Severity::NOTE, subject,
             "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
         return;
     }
     if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
         const bool gone = remote->state.value("gone", false);
-        Add(findings, gone ? Severity::FAULT : Severity::FINE, port->name,
+        Add(findings, gone ? Severity::FAULT : Severity::FINE, subject,
             "'" + port->path + "', " + remote->state.value("controller", "")
                 + ", driven by process " + std::to_string(remote->process)
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and "
                           "power"
                         : ""));
-        listeners->push_back({port->name, nullptr, std::move(remote)});
-        CheckWhichSettings(&listeners->back(), findings);
+        listeners->push_back({subject, nullptr, std::move(remote)});
+        CheckItsSettings(&listeners->back(), findings);
         CheckIntruders(port, findings);
         return;
     }
     if (!options->probe && !IsPanelPort(options, port)) {
-        Add(findings, Severity::NOTE, port->name,
+        Add(findings, Severity::NOTE, subject,
             "'" + port->path
                 + "' is not asked, since no panel is known there and it may be another device's; "
                   "'--probe' asks it");
@@ -242,22 +250,22 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     CheckIntruders(port, findings);
     HANDLE handle = OpenPort(port->path);
     if (handle == INVALID_HANDLE_VALUE) {
-        Add(findings, Severity::FAULT, port->name,
+        Add(findings, Severity::FAULT, subject,
             "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
         return;
     }
     TouchController* controller = ControllerOn(handle);
     if (controller == nullptr) {
-        Add(findings, Severity::FAULT, port->name, "memory is short; end other programs");
+        Add(findings, Severity::FAULT, subject, "memory is short; end other programs");
         return;
     }
     const bool drivable = CheckController(port, controller, findings);
     if (drivable && StartSession(controller)) {
-        listeners->push_back({port->name, controller, {}});
+        listeners->push_back({subject, controller, {}});
         return;
     }
     if (drivable)
-        Add(findings, Severity::FAULT, port->name,
+        Add(findings, Severity::FAULT, subject,
             "the system refuses a thread for the session; end other programs");
     ReleaseController(controller);
 }
@@ -285,18 +293,35 @@ void CheckReports(const Listener* listener, const Heard* before, Findings* findi
             "reports: " + std::to_string(reports) + ", all good");
 }
 
-// False when standard output does not take it, which is said.
-bool Print(const Findings* findings)
+const char* NameOf(Severity severity)
+{
+    return severity == Severity::FINE ? "ok" : severity == Severity::NOTE ? "note" : "FAULT";
+}
+
+std::string TextOf(const Findings* findings)
 {
     std::string text;
     for (const Finding& finding : *findings) {
-        const char* severity = finding.severity == Severity::FINE ? "ok"
-            : finding.severity == Severity::NOTE                  ? "note"
-                                                                  : "FAULT";
-        std::array<char, 32> start{};
-        snprintf(start.data(), start.size(), "%-5s  %-8s  ", severity, finding.subject.c_str());
+        std::array<char, 96> start{};
+        snprintf(start.data(), start.size(), "%-5s  %-8s  ", NameOf(finding.severity),
+            finding.subject.c_str());
         text += start.data() + finding.text + "\n";
     }
+    return text;
+}
+
+std::string JsonOf(const Findings* findings)
+{
+    Json list = Json::array();
+    for (const Finding& finding : *findings)
+        list.push_back({{"severity", NameOf(finding.severity)}, {"subject", finding.subject},
+            {"text", finding.text}});
+    return list.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+// False when standard output does not take it, which is said.
+bool Print(const std::string& text)
+{
     if (WriteOutput(text) || IsEndRequested())
         return true;
     fputs("korvex check: cannot write to standard output\n", stderr);
@@ -314,7 +339,9 @@ int RunCheck(const Options* options)
         Add(&findings, Severity::FAULT, "state",
             "'" + options->stateFolder + "' cannot be written: " + fault
                 + "; put that right, or name another folder with '--state'");
-    CheckSettings(&findings);
+    std::error_code error;
+    if (!CheckPanels(&findings) || std::filesystem::exists(SettingsFilePath(), error))
+        CheckSettings(&findings);
     SetUpPorts(options);
     const std::vector<PortState> ports = AllPorts();
     if (ports.empty())
@@ -326,7 +353,7 @@ int RunCheck(const Options* options)
             break;
         CheckPort(options, &port, &findings, &listeners);
     }
-    bool printed = Print(&findings);
+    bool printed = options->json || Print(TextOf(&findings));
 
     Findings heard;
     std::vector<TouchController*> controllers;
@@ -355,9 +382,10 @@ int RunCheck(const Options* options)
         else if (listener->controller != nullptr)
             controllers.push_back(listener->controller);
     }
-    printed = Print(&heard) && printed;
-    return EndControllers(
-        &controllers, HasFault(&findings) || HasFault(&heard) || !printed ? EXIT_FAULT : EXIT_DONE);
+    const bool isFine = !HasFault(&findings) && !HasFault(&heard);
+    findings.insert(findings.end(), heard.begin(), heard.end());
+    printed = Print(options->json ? JsonOf(&findings) : TextOf(&heard)) && printed;
+    return EndControllers(&controllers, isFine && printed ? EXIT_DONE : EXIT_FAULT);
 }
 
 } // namespace korvex::command

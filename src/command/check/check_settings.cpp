@@ -1,10 +1,15 @@
 #include "command/check/check_settings.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "calibration/calibration.h"
@@ -23,7 +28,7 @@ namespace korvex::command {
 namespace {
 
 constexpr const char* SUBJECT = "settings";
-constexpr const char* CURE = "; calibrate anew with 'korvex calibrate', or put it right by hand";
+constexpr const char* CURE = "; 'korvex calibrate' makes a new one";
 constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
 constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
@@ -228,7 +233,44 @@ void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings
                                        : "the standard box"));
 }
 
+// Makes a folder the current one for a while.
+struct FolderVisit {
+    int before;
+    bool entered;
+
+    explicit FolderVisit(const std::string& folder)
+        : before(open(".", O_PATH | O_CLOEXEC))
+        , entered(before >= 0 && chdir(folder.c_str()) == 0)
+    {
+    }
+    ~FolderVisit()
+    {
+        if (entered && fchdir(before) != 0)
+            entered = false; // it is not there any more
+        close(before);
+    }
+    FolderVisit(const FolderVisit&) = delete;
+    FolderVisit& operator=(const FolderVisit&) = delete;
+};
+
 } // namespace
+
+void CheckSettingsIn(const std::string& folder, const std::string& subject, Findings* findings)
+{
+    const FolderVisit visit(folder);
+    const std::string file = folder + "/" + platform::ToUtf8(SETTINGS_FILE);
+    if (!visit.entered || (access(file.c_str(), R_OK | W_OK) != 0 && errno == EACCES)) {
+        findings->push_back({Severity::NOTE, subject,
+            "its calibration, '" + file + "', can be looked at by root and its own user alone"});
+        return;
+    }
+    Findings found;
+    CheckSettings(&found);
+    for (Finding& finding : found) {
+        finding.subject = subject;
+        findings->push_back(std::move(finding));
+    }
+}
 
 void CheckSettings(Findings* findings)
 {
@@ -245,7 +287,9 @@ void CheckSettings(Findings* findings)
     else if (fault.empty())
         Add(&ofValues, Severity::NOTE,
             "there is no '" + SettingsFilePath()
-                + "': panels use the calibration in their own memory");
+                + "': panels use the calibration in their own memory (not calibrated by korvex "
+                  "yet; "
+                  "run korvex calibrate)");
     if (!fault.empty()) // a good word would contradict it
         std::erase_if(
             ofValues, [](const Finding& finding) { return finding.severity == Severity::FINE; });

@@ -131,6 +131,35 @@ std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot
         .string();
 }
 
+std::vector<PortProperty> PortsWithProperty(const char* property)
+{
+    std::vector<PortProperty> ports;
+    udev* context = udev_new();
+    if (context == nullptr)
+        return ports;
+    udev_enumerate* found = udev_enumerate_new(context);
+    udev_enumerate_add_match_subsystem(found, "tty");
+    udev_enumerate_add_match_property(found, property, "*");
+    udev_enumerate_scan_devices(found);
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(found))
+    {
+        udev_device* device
+            = udev_device_new_from_syspath(context, udev_list_entry_get_name(entry));
+        const char* path = device == nullptr ? nullptr : udev_device_get_devnode(device);
+        const char* value
+            = device == nullptr ? nullptr : udev_device_get_property_value(device, property);
+        if (path != nullptr && value != nullptr)
+            ports.push_back({path, value});
+        udev_device_unref(device);
+    }
+    udev_enumerate_unref(found);
+    udev_unref(context);
+    std::sort(ports.begin(), ports.end(),
+        [](const PortProperty& a, const PortProperty& b) { return a.path < b.path; });
+    return ports;
+}
+
 bool IsUdevSwitchOn(const std::string& path, const char* property)
 {
     struct stat status{};

@@ -33,6 +33,14 @@ std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot
 // ID_KORVEX_IGNORE, and that is not 0.
 bool IsPortIgnored(const std::string& path);
 
+struct PortProperty {
+    std::string path; // of the tty
+    std::string value;
+};
+
+// The ttys for which udev has the property, in the order of their paths.
+std::vector<PortProperty> PortsWithProperty(const char* property);
+
 // Whether udev has a property for the port that is neither empty nor "0".
 bool IsUdevSwitchOn(const std::string& path, const char* property);
 

@@ -1,0 +1,217 @@
+#include "command/check/check_panels.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "command/check/check_settings.h"
+#include "command/check/panel_unit.h"
+#include "control/control_address.h"
+#include "control/control_client.h"
+#include "machine/port_names.h"
+#include "platform/linux/serial/port_scan.h"
+
+namespace korvex::command {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* LINK_FOLDER = "/dev/korvex";
+constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // a folder each
+constexpr const char* NAME_PROPERTY = "ID_KORVEX_PANEL";
+constexpr size_t MAX_NAME_LENGTH = 64; // as 72-korvex.rules has it
+constexpr uint32_t MIN_PACKETS = 100;  // a share of fewer says nothing
+constexpr uint32_t NOISY_SHARE = 100;  // one of so many packets rejected
+
+// What is known of a panel, by whom.
+struct NamedPanel {
+    std::vector<std::string> ports; // that udev's rules give the name to
+    bool hasFolder = false;
+    std::optional<PanelUnit> unit;
+    std::optional<Json> driven;  // its state, from the runtime that drives it
+    std::optional<Json> awaited; // what its runtime waits for
+    std::string unasked;         // why its unit's socket cannot be asked
+};
+
+using NamedPanels = std::map<std::string, NamedPanel>;
+
+bool IsPanelName(const std::string& name)
+{
+    constexpr const char* VALID
+        = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    return !name.empty() && name.size() <= MAX_NAME_LENGTH
+        && name.find_first_not_of(VALID) == std::string::npos;
+}
+
+std::string LinkOf(const std::string& panel)
+{
+    return std::string(LINK_FOLDER) + "/" + panel;
+}
+
+std::string FolderOf(const std::string& panel)
+{
+    return std::string(STATE_FOLDER) + "/" + panel;
+}
+
+bool HasAdapter(const std::string& panel)
+{
+    std::error_code error;
+    return fs::exists(LinkOf(panel), error);
+}
+
+// The names of what is in a folder.
+std::vector<std::string> NamesIn(const char* folder)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
+        if (IsPanelName(entry.path().filename().string()))
+            names.push_back(entry.path().filename().string());
+    }
+    return names;
+}
+
+// Asks the runtimes. Those of users, whose panels may have no name, are heard of named ones alone.
+void AskRuntimes(NamedPanels* panels)
+{
+    for (const std::string& socket : ControlSockets()) {
+        ControlClient client;
+        std::string fault;
+        const bool isUnits = socket.starts_with("/run/korvex/");
+        const std::string folder = fs::path(socket).parent_path().filename().string();
+        const std::optional<RuntimeStatus> status
+            = Connect(&client, socket, &fault) ? AskStatus(&client) : std::nullopt;
+        Disconnect(&client);
+        if (!status && isUnits && !fault.empty())
+            (*panels)[folder].unasked = "'" + socket + "': " + fault;
+        if (!status)
+            continue;
+        for (const Json& panel : status->panels) {
+            const std::string name = panel.value("panel", "");
+            if (isUnits || panels->contains(name))
+                (*panels)[name].driven = panel;
+        }
+        for (const Json& panel : status->awaited) {
+            const std::string name = panel.value("panel", "");
+            if (isUnits || panels->contains(name))
+                (*panels)[name].awaited = panel;
+        }
+    }
+}
+
+NamedPanels FindNamedPanels(Findings* findings)
+{
+    NamedPanels panels;
+    for (const platform::PortProperty& port : platform::PortsWithProperty(NAME_PROPERTY)) {
+        if (IsPanelName(port.value))
+            panels[port.value].ports.push_back(port.path);
+        else
+            findings->push_back({Severity::FAULT, "names",
+                "a udev rule gives '" + port.path + "' the name '" + port.value
+                    + "', which is none: a name is made of at most 64 letters, digits, '-' and "
+                      "'_'"});
+    }
+    for (const std::string& name : NamesIn(LINK_FOLDER))
+        panels.try_emplace(name);
+    for (const std::string& name : NamesIn(STATE_FOLDER)) {
+        std::error_code error;
+        if (fs::is_directory(FolderOf(name), error))
+            panels[name].hasFolder = true;
+    }
+    for (const PanelUnit& unit : PanelUnits())
+        panels[unit.panel].unit = unit;
+    AskRuntimes(&panels);
+    return panels;
+}
+
+struct PanelCheck {
+    std::string name;
+    const NamedPanel* panel;
+    Findings* findings;
+};
+
+void Add(const PanelCheck* check, Severity severity, const std::string& text)
+{
+    check->findings->push_back({severity, check->name, text});
+}
+
+void CheckAdapter(const PanelCheck* check)
+{
+    const NamedPanel* panel = check->panel;
+    if (panel->ports.size() > 1)
+        Add(check, Severity::FAULT,
+            "udev rules give this name to '" + panel->ports[0] + "' and to '" + panel->ports[1]
+                + "'; give each a name of its own");
+    if (!HasAdapter(check->name))
+        Add(check, Severity::FAULT,
+            "its adapter is not there: no '" + LinkOf(check->name) + "'; plug it in"
+                + (panel->hasFolder ? ", or remove '" + FolderOf(check->name)
+                            + "' if there is no such panel any more"
+                                    : ""));
+}
+
+void CheckUnit(const PanelCheck* check)
+{
+    const std::string name = "korvex@" + check->name;
+    if (!check->panel->unit) {
+        if (!check->panel->driven && !check->panel->ports.empty())
+            Add(check, Severity::FAULT, "nothing drives it; 'systemctl start " + name + "' does");
+        return;
+    }
+    const PanelUnit* unit = &*check->panel->unit;
+    const std::string since = unit->since.empty() ? "" : " since " + unit->since;
+    if (unit->state == "failed" || unit->state == "activating")
+        Add(check, Severity::FAULT,
+            name + (unit->state == "failed" ? " has failed" : " is being started again") + " ("
+                + unit->result + ")" + since + "; 'journalctl -u " + name + "' has the reason");
+    else if (unit->state != "active" && !check->panel->driven)
+        Add(check, Severity::FAULT,
+            name + " is stopped" + since + "; 'systemctl start " + name + "' starts it");
+}
+
+void CheckRuntime(const PanelCheck* check)
+{
+    if (!check->panel->unasked.empty())
+        Add(check, Severity::NOTE,
+            "its runtime cannot be asked, " + check->panel->unasked
+                + "; root and members of the group \"korvex\" can");
+    if (check->panel->awaited && HasAdapter(check->name))
+        Add(check, Severity::FAULT, check->panel->awaited->value("reason", ""));
+    if (!check->panel->driven)
+        return;
+    const Json& state = *check->panel->driven;
+    const uint32_t rejected = state.value("rejected", 0U);
+    const uint64_t packets = uint64_t{state.value("reports", 0U)} + rejected;
+    if (packets >= MIN_PACKETS && uint64_t{rejected} * NOISY_SHARE > packets)
+        Add(check, Severity::FAULT,
+            std::to_string(rejected) + " of its " + std::to_string(packets)
+                + " packets were spoiled; check cable, grounding and what else is on the line");
+}
+
+} // namespace
+
+bool CheckPanels(Findings* findings)
+{
+    const NamedPanels panels = FindNamedPanels(findings);
+    for (const auto& [name, panel] : panels) {
+        const PanelCheck check{name, &panel, findings};
+        CheckAdapter(&check);
+        CheckUnit(&check);
+        CheckRuntime(&check);
+        if (panel.hasFolder)
+            CheckSettingsIn(FolderOf(name), name, findings);
+    }
+    return !panels.empty();
+}
+
+bool IsPanelFolder(const std::string& folder, const std::string& panel)
+{
+    return folder == FolderOf(panel);
+}
+
+} // namespace korvex::command
