@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cstdio>
+#include <utility>
 
 #include "command/check/stored_calibration.h"
 #include "command/detection.h"
@@ -9,6 +10,7 @@
 #include "machine/machine_setup.h"
 #include "machine/port_state.h"
 #include "platform/linux/machine.h"
+#include "platform/win32.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
@@ -16,6 +18,8 @@
 namespace korvex::command {
 
 namespace {
+
+bool printsStates;
 
 // Says on standard error what a person would see on the screen.
 void PrintPanelTestState(const PanelTestContext* context)
@@ -37,6 +41,15 @@ void PrintPanelTestState(const PanelTestContext* context)
     fprintf(stderr, "target %u of %u at %d, %d\n", index + 1, TARGET_COUNT, target.x, target.y);
 }
 
+void HandleState(const PanelTestContext* context)
+{
+    static bool isRated = false;
+    if (context->showResult != 0 && !std::exchange(isRated, true))
+        OutputDebugStringW(u"\n"); // the diagnostic text of the quality has no line end
+    if (printsStates)
+        PrintPanelTestState(context);
+}
+
 } // namespace
 
 int RunPanelTest(const Options* options)
@@ -46,6 +59,7 @@ int RunPanelTest(const Options* options)
     if (!before.savingFault.empty())
         TellInBox(options, "The calibration will not be saved: " + before.savingFault,
             u"Touch Panel Utility");
+    printsStates = options->windows == "none";
     static std::atomic<bool> found{false};
     static std::atomic<bool> nobody{false};
     SetHostHandlers({.sessionEvent
@@ -53,7 +67,7 @@ int RunPanelTest(const Options* options)
               SessionEvent event) { found = found || event == SessionEvent::STARTED; },
         .workerRefused = EndWithoutWorker,
         .detectionDone = [] { nobody = !found; },
-        .panelTestState = options->windows == "none" ? PrintPanelTestState : nullptr});
+        .panelTestState = HandleState});
     AskKnownControllers();
     if (IsEndRequested())
         return EXIT_DONE;

@@ -1,9 +1,10 @@
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "command/subcommands.h"
+#include "control/control_client.h"
+#include "control/json_line.h"
 #include "machine/machine_setup.h"
 #include "machine/port_names.h"
 #include "machine/port_state.h"
@@ -23,34 +24,51 @@ std::string AskedBy(const Options* options, const PortState* port)
     return std::string("enum paneltest calibrate") + (IsPanelPort(options, port) ? " check" : "");
 }
 
-void PrintJson(const Options* options, const std::vector<PortState>* ports)
+// Who drives the controller on a port now, and which model that is.
+struct Driver {
+    int process; // 0: none that can be asked
+    std::string model;
+};
+
+Driver DriverOf(const std::vector<AskedRuntime>* runtimes, const PortState* port)
 {
-    auto list = nlohmann::ordered_json::array();
-    for (const PortState& port : *ports)
-        list.push_back({{"name", port.name}, {"path", ShownPath(port.path)}, {"child", port.child},
-            {"model", ModelText(port.model)}, {"bound", port.bound}, {"panel", port.panel},
-            {"ignored", port.ignored}, {"askedBy", AskedBy(options, &port)}});
-    puts(list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+    for (const AskedRuntime& runtime : *runtimes) {
+        for (size_t i = 0; runtime.status && i < runtime.status->panels.size(); ++i) {
+            const Json& panel = runtime.status->panels[i];
+            if (IsSamePort(panel.value("path", ""), port->path))
+                return {runtime.status->process, panel.value("model", "")};
+        }
+    }
+    return {0, ModelText(port->model)};
 }
 
-void PrintTable(const Options* options, const std::vector<PortState>* ports)
+Json JsonOf(const Options* options, const PortState* port, const Driver* driver)
 {
-    TextTable table{{"PORT", "PATH", "PANEL", "MODEL", "BINDING", "ASKED BY", "CHILD"}};
-    for (const PortState& port : *ports)
-        table.push_back({port.name, ShownPath(port.path), port.panel, ModelText(port.model),
-            port.bound ? "bound" : "", AskedBy(options, &port), port.child});
-    fputs(TextOf(&table).c_str(), stdout);
+    return {{"name", port->name}, {"path", ShownPath(port->path)}, {"child", port->child},
+        {"model", driver->model}, {"bound", port->bound}, {"panel", port->panel},
+        {"ignored", port->ignored}, {"askedBy", AskedBy(options, port)},
+        {"drivenBy", driver->process == 0 ? Json() : Json(driver->process)}};
 }
 
 } // namespace
 
 int RunPorts(const Options* options)
 {
-    const std::vector<PortState> ports = AllPorts();
+    const std::vector<AskedRuntime> runtimes = AskRuntimes();
+    TextTable table{
+        {"PORT", "PATH", "PANEL", "MODEL", "DRIVEN BY", "BINDING", "ASKED BY", "CHILD"}};
+    Json list = Json::array();
+    for (const PortState& port : AllPorts()) {
+        const Driver driver = DriverOf(&runtimes, &port);
+        list.push_back(JsonOf(options, &port, &driver));
+        table.push_back({port.name, ShownPath(port.path), port.panel, driver.model,
+            driver.process == 0 ? "" : "process " + std::to_string(driver.process),
+            port.bound ? "bound" : "", AskedBy(options, &port), port.child});
+    }
     if (options->json)
-        PrintJson(options, &ports);
+        puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
     else
-        PrintTable(options, &ports);
+        fputs(TextOf(&table).c_str(), stdout);
     return EXIT_DONE;
 }
 

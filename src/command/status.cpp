@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command/subcommands.h"
@@ -35,13 +36,12 @@ std::string AgeOf(const Json& time)
 
 std::string CalibrationText(const Json& calibration)
 {
-    const std::string kind = calibration.value("kind", "") == "points"
-        ? std::to_string(calibration.value("points", 0)) + " points"
-        : "standard box";
-    const Json file = calibration.value("file", Json());
-    return kind + ", "
-        + (file.is_string() ? AgeOf(calibration.value("changed", Json())) + " old"
-                            : "the controller's own")
+    const bool hasPoints = calibration.value("kind", "") == "points";
+    const bool hasFile = calibration.value("file", Json()).is_string();
+    const std::string kind = hasPoints ? std::to_string(calibration.value("points", 0)) + " points"
+        : hasFile                      ? "standard box"
+                                       : "factory calibration";
+    return kind + (hasFile ? ", " + AgeOf(calibration.value("changed", Json())) + " old" : "")
         + (calibration.value("tried", false) ? ", being tried" : "");
 }
 
@@ -60,24 +60,16 @@ std::vector<std::string> RowOf(const Json& panel)
         touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
 }
 
-// Asks all runtimes; what cannot be asked is said on standard error.
+// What the runtimes say; which cannot be asked is said on standard error.
 std::vector<RuntimeStatus> AskAll(const Options* options)
 {
     std::vector<RuntimeStatus> all;
-    for (const std::string& path : ControlSockets()) {
-        ControlClient client;
-        std::string fault;
-        std::optional<RuntimeStatus> status;
-        if (Connect(&client, path, &fault)) {
-            status = AskStatus(&client);
-            fault = "it does not answer";
-        }
-        Disconnect(&client);
-        if (status)
-            all.push_back(*status);
-        else if (!fault.empty())
-            fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(), path.c_str(),
-                fault.c_str());
+    for (AskedRuntime& runtime : AskRuntimes()) {
+        if (runtime.status)
+            all.push_back(*std::move(runtime.status));
+        else if (!runtime.fault.empty())
+            fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(),
+                runtime.socket.c_str(), runtime.fault.c_str());
     }
     return all;
 }

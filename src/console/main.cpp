@@ -6,6 +6,7 @@
 #include "console/own_panels.h"
 #include "console/page_texts.h"
 #include "host/host.h"
+#include "host/panel_test.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
 #include "support/owned.h"
@@ -34,7 +35,7 @@ uint32_t NumberOfTargets()
 
 HWND DetectionWindow()
 {
-    return FindWindowW(TEXT("kxSetup"), korvex::WINDOW_TITLE);
+    return FindWindowW(korvex::SETUP_CLASS, korvex::WINDOW_TITLE);
 }
 
 // Closes the window of a running detection, which has the ports, and waits for the end of its
@@ -44,10 +45,11 @@ bool CloseDetection(HWND window)
     DWORD process = 0;
     GetWindowThreadProcessId(window, &process);
     const korvex::OwnedHandle ended(OpenProcess(SYNCHRONIZE, FALSE, process));
-    PostMessageW(window, WM_CLOSE, 0, 0);
+    if (PostMessageW(window, WM_CLOSE, 0, 0) == FALSE)
+        return false; // it has more rights (User Interface Privilege Isolation)
     if (ended.value != nullptr)
         return WaitForSingleObject(ended.value, CLOSE_LIMIT_MS) == WAIT_OBJECT_0;
-    // A process of more rights can be asked, and looked for.
+    // The process may not be waited for, but its window can be looked for.
     const DWORD start = GetTickCount();
     while (DetectionWindow() != nullptr && GetTickCount() - start < CLOSE_LIMIT_MS)
         Sleep(50);
@@ -60,6 +62,8 @@ void StartDetection()
 {
     std::array<WCHAR, korvex::TEXT_CAPACITY> folder{};
     std::array<WCHAR, 2 * korvex::TEXT_CAPACITY> parameters{};
+    std::array<WCHAR, korvex::TEXT_CAPACITY> system{};
+    std::array<WCHAR, korvex::TEXT_CAPACITY> program{};
     const DWORD length
         = GetModuleFileNameW(nullptr, folder.data(), static_cast<DWORD>(folder.size()));
     if (length == 0 || length == folder.size())
@@ -70,8 +74,11 @@ void StartDetection()
     folder[end] = 0;
     korvex::FormatBounded(
         parameters.data(), parameters.size(), TEXT("\"%sKORVEX.dll\",kxENUM"), folder.data());
-    ShellExecuteW(
-        nullptr, TEXT("open"), TEXT("rundll32.exe"), parameters.data(), nullptr, SW_SHOWNORMAL);
+    // By its whole path: users may put files into the current folder. A 32-bit program gets the
+    // 32-bit one there.
+    GetSystemDirectoryW(system.data(), static_cast<UINT>(system.size()));
+    korvex::FormatBounded(program.data(), program.size(), TEXT("%s\\rundll32.exe"), system.data());
+    ShellExecuteW(nullptr, TEXT("open"), program.data(), parameters.data(), nullptr, SW_SHOWNORMAL);
 }
 
 // Whether a keyboard is attached. One below the root is software, that of remote sessions for
@@ -112,6 +119,17 @@ bool Calibrate(uint32_t targets)
 
 int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*/, int /*show*/)
 {
+    // A second one shows the first, its question or its page, and leaves the panel to it.
+    CreateMutexW(nullptr, FALSE, TEXT("KorvexCalibration"));
+    if (GetLastError() == ERROR_ALREADY_EXISTS) {
+        SetForegroundWindow(FindWindowW(nullptr, korvex::TEXT_TITLE));
+        return EXIT_LEFT;
+    }
+    if (FindWindowW(korvex::PANEL_TEST_CLASS, nullptr) != nullptr) {
+        MessageBoxW(nullptr, korvex::TEXT_PANEL_TEST, korvex::TEXT_TITLE,
+            MB_OK | MB_ICONWARNING | MB_TOPMOST | MB_SETFOREGROUND);
+        return EXIT_LEFT;
+    }
     HWND detection = DetectionWindow();
     if (detection != nullptr) {
         constexpr UINT QUESTION = MB_OKCANCEL | MB_ICONQUESTION | MB_TOPMOST | MB_SETFOREGROUND;

@@ -12,7 +12,7 @@ inline constexpr const WCHAR* TEXT_SEARCHING_MORE
     = TEXT("This takes a few seconds for each serial port.");
 inline constexpr const WCHAR* TEXT_NOBODY = TEXT("No touch screen was found");
 inline constexpr const WCHAR* TEXT_NOBODY_MORE
-    = TEXT("Connect it, see that it has power, and start the calibration again.");
+    = TEXT("Check its cable and power, then start again.");
 inline constexpr const WCHAR* TEXT_GONE = TEXT("Touch screen disconnected");
 inline constexpr const WCHAR* TEXT_GONE_MORE = TEXT("Reconnect it to continue.");
 inline constexpr const WCHAR* TEXT_NO_RUNTIME = TEXT("Touch input has stopped");
@@ -90,5 +90,8 @@ inline constexpr const WCHAR* TEXT_DETECTION
            "calibration, and started again afterwards.");
 inline constexpr const WCHAR* TEXT_DETECTION_STAYS
     = TEXT("The touch detection does not end. Close its window, then this one.");
+inline constexpr const WCHAR* TEXT_PANEL_TEST
+    = TEXT("The panel test is running and has the touch screen. End it with Escape, then start the "
+           "calibration again.");
 
 } // namespace korvex

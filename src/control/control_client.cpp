@@ -187,6 +187,22 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
         ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
 }
 
+std::vector<AskedRuntime> AskRuntimes()
+{
+    std::vector<AskedRuntime> all;
+    for (const std::string& socket : ControlSockets()) {
+        AskedRuntime asked{socket, {}, ""};
+        ControlClient client;
+        if (Connect(&client, socket, &asked.fault)) {
+            asked.status = AskStatus(&client);
+            asked.fault = asked.status ? "" : "it does not answer";
+        }
+        Disconnect(&client);
+        all.push_back(std::move(asked));
+    }
+    return all;
+}
+
 std::optional<RemotePanel> FindRuntime(
     const std::string& path, const std::string& name, std::string* unasked)
 {

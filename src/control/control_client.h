@@ -47,6 +47,17 @@ struct RuntimeStatus {
 // Asks for it; none as in Ask.
 std::optional<RuntimeStatus> AskStatus(ControlClient* client);
 
+// A socket that is there, and what its runtime says; or why that cannot be asked: empty where its
+// process has died.
+struct AskedRuntime {
+    std::string socket;
+    std::optional<RuntimeStatus> status;
+    std::string fault;
+};
+
+// Asks all runtimes for their status.
+std::vector<AskedRuntime> AskRuntimes();
+
 // A panel that a runtime drives.
 struct RemotePanel {
     ControlClient runtime;

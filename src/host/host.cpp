@@ -19,7 +19,6 @@ namespace korvex {
 
 namespace {
 
-constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup");
 constexpr DWORD PAUSE_BEFORE_DETECTION_MS = 1000;
 constexpr DWORD WORKER_STOP_LIMIT_MS = 2000;
 constexpr DWORD STOP_LIMIT_MS = 3000; // worker and sessions together

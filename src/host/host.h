@@ -21,6 +21,8 @@ inline constexpr uint32_t HOST_PANEL_TEST = 0x4;
 inline constexpr const WCHAR* WINDOW_TITLE = TEXT("Korvex Touch Solutions");
 inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 
+inline constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup"); // of the status window
+
 // Creates the process's context and, as the flags say, status window and worker. TRUE always;
 // without memory for the context nothing is started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);

@@ -15,8 +15,6 @@ namespace korvex {
 
 namespace {
 
-constexpr const WCHAR* PANEL_TEST_CLASS = TEXT("kxPanelTest");
-
 // Colours as 0x00BBGGRR.
 constexpr COLORREF RED = 0x000000FF;
 constexpr COLORREF ORANGE = 0x00004DEA;

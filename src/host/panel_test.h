@@ -17,6 +17,7 @@ namespace korvex {
 // The result of the detection: wParam 1 when a session was started, else 0.
 inline constexpr UINT WM_DETECT_DONE = WM_USER + 240;
 
+inline constexpr const WCHAR* PANEL_TEST_CLASS = TEXT("kxPanelTest"); // of its window
 inline constexpr uint32_t TARGET_COUNT = 9;
 inline constexpr UINT TARGET_TIME_MS = 5000; // until what the panel reports is taken
 

@@ -19,6 +19,7 @@
 #include "drivers/enumerator_filter.h"
 #include "machine/port_names.h"
 #include "platform/linux/core/debug_output.h"
+#include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/devices/registry.h"
@@ -31,6 +32,7 @@
 #include "platform/linux/windows/window_x11.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/service_manager.h"
 
 namespace korvex::command {
 
@@ -143,6 +145,21 @@ void UseStateFolder(const Options* options)
     machine->folders.system = machine->folders.windows + "/system32";
 }
 
+// Diagnostic texts are lines, or parts of one, for developers: the journal gets them with the
+// priority of debugging (sd-daemon(3)).
+void TraceToJournal(std::string_view text)
+{
+    static bool isLineStart = true;
+    std::string marked;
+    for (const char letter : text) {
+        if (isLineStart && letter != '\n')
+            marked += "<7>";
+        marked += letter;
+        isLineStart = letter == '\n';
+    }
+    platform::WriteWhole(STDERR_FILENO, marked);
+}
+
 } // namespace
 
 int SetUpMachine(const Options* options, const std::vector<int (*)(const Options*)>& parts)
@@ -165,6 +182,8 @@ int SetUpTrace(const Options* options)
             return EXIT_FAULT;
         }
         platform::UseTraceDescriptor(trace);
+    } else if (!platform::ThisMachine()->trace && IsStandardErrorJournal()) {
+        platform::ThisMachine()->trace = TraceToJournal;
     }
     return EXIT_DONE;
 }

@@ -86,7 +86,8 @@ std::string HolderOf(const std::string& path)
     for (const pid_t process : {LockHolder(path), OpenHolder(fs::canonical(path, error))}) {
         const std::string name = process == 0 ? "" : ProgramName(process);
         if (!name.empty())
-            return name + " (process " + std::to_string(process) + ")";
+            return (name == "korvex" ? "another Korvex program" : name) + " (process "
+                + std::to_string(process) + ")";
     }
     return "another program";
 }

@@ -380,8 +380,12 @@ void StartControl(const std::string& command, const std::string& name)
 {
     Server* server = TheServer();
     server->place = ControlPlaceOf(name);
-    if (server->place.folder.empty())
+    if (server->place.folder.empty()) {
+        NoticeAtFirstSession(command
+            + ": without a control socket: XDG_RUNTIME_DIR is not set, so status and calibrate "
+              "cannot ask this runtime");
         return;
+    }
     server->stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->events = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->reserve = open("/dev/null", O_RDONLY | O_CLOEXEC);

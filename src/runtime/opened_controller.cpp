@@ -123,7 +123,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
         }
         if (opening.fault != told) {
             Tell(Priority::WARNING,
-                options->command + ": " + opening.fault + "; it is asked again every 2 to 30 s");
+                options->command + ": " + opening.fault + "; trying again every 2 to 30 s");
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;

@@ -68,6 +68,7 @@ struct Sessions {
     std::map<std::string, Entry> entries;
     std::map<std::string, AwaitedPanel> awaited; // by path
     bool sharingTold = false;
+    std::string notice; // for the first session's start; empty: none, or told
 
     std::atomic<bool> listening = false;
     std::mutex eventsMutex; // guards the rest
@@ -162,6 +163,8 @@ void Start(TouchController* controller)
     controller->observed = entry;
     sessions->awaited.erase(driven.path);
     TellOfSharing(sessions);
+    if (const std::string notice = std::exchange(sessions->notice, ""); !notice.empty())
+        Tell(Priority::NOTICE, notice);
     if (sessions->listening)
         Keep({PanelEvent::Kind::BEGAN, driven.panel, driven.path, 0, {}, {}, false});
 }
@@ -340,6 +343,12 @@ std::vector<RunningSession> RunningSessions()
             running.push_back(StateOf(&entry));
     }
     return running;
+}
+
+void NoticeAtFirstSession(const std::string& text)
+{
+    const std::lock_guard guard(AllSessions()->mutex);
+    AllSessions()->notice = text;
 }
 
 void NoteAwaited(const std::string& path, const std::string& reason)

@@ -57,6 +57,9 @@ struct RunningSession {
 // All of them, in the order of their paths. Any thread.
 std::vector<RunningSession> RunningSessions();
 
+// Tells the journal something when the first session starts.
+void NoticeAtFirstSession(const std::string& text);
+
 // A port whose controller is waited for.
 struct AwaitedPanel {
     std::string panel;

@@ -283,8 +283,9 @@ TEST(KorvexPorts, ListsAndUnbindsWithoutOpening)
     const std::string table = RunProgram(installation.Command({"ports"})).output;
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;
     EXPECT_THAT(table, Not(HasSubstr("KVX5200")));
-    EXPECT_THAT(
-        table, HasSubstr("7700   bound    enum paneltest calibrate check  SERENUM\\KVX7700\\COM4"));
+    EXPECT_THAT(table,
+        HasSubstr(
+            "7700   -          bound    enum paneltest calibrate check  SERENUM\\KVX7700\\COM4"));
     EXPECT_EQ(ReadTextFile("state/registry.ini").find("Parameters\\COM3]"), std::string::npos);
     EXPECT_EQ(unbind("COM9").exitCode, 3);
     EXPECT_EQ(unbind(TerminalPath(installation.second.get()).c_str()).exitCode, 0);

@@ -223,6 +223,9 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
         HasSubstr("ok     COM1      '" + (driven.folder.path / "Korvex.ini").string() + "'"))
         << "the file that its runtime goes by";
 
+    EXPECT_THAT(RunProgram({KORVEX, "ports", "--state", "state", "--port", "COM1=" + tty}).output,
+        HasSubstr("5200   process " + std::to_string(driven.drive->pid)));
+
     EXPECT_EQ(EndBySignal(driven.drive.get(), SIGTERM), 0);
     EXPECT_NE(ReadLineWith(monitor.output, R"("gone":true)"), "");
     {

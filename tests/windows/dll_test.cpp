@@ -211,6 +211,8 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     RunProgram({"xdotool", "key", "Return"});
     EXPECT_EQ(WaitForExit(&detection), 0);
     ASSERT_TRUE(waitsAt(20, 15));
+    Process second(Windows({"KxConsole.exe", "-calibration", "4"}));
+    EXPECT_EQ(WaitForExit(&second), 7) << "the first is shown";
     for (const char* target :
         {"press 2 2 1000", "press 98 2 1000", "press 98 98 1000", "press 2 98 1000"})
         RunGesture(emulator.get(), target, &error);

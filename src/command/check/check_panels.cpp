@@ -10,7 +10,6 @@
 
 #include "command/check/check_settings.h"
 #include "command/check/panel_unit.h"
-#include "control/control_address.h"
 #include "control/control_client.h"
 #include "machine/port_names.h"
 #include "platform/linux/serial/port_scan.h"
@@ -23,6 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* LINK_FOLDER = "/dev/korvex";
 constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // a folder each
+constexpr const char* RUNTIME_FOLDER = "/run/korvex";   // as well
 constexpr const char* NAME_PROPERTY = "ID_KORVEX_PANEL";
 constexpr size_t MAX_NAME_LENGTH = 64; // as 72-korvex.rules has it
 constexpr uint32_t MIN_PACKETS = 100;  // a share of fewer says nothing
@@ -76,27 +76,24 @@ std::vector<std::string> NamesIn(const char* folder)
     return names;
 }
 
-// Asks the runtimes. Those of users, whose panels may have no name, are heard of named ones alone.
-void AskRuntimes(NamedPanels* panels)
+// Adds what the runtimes say. Those of users, whose panels may have no name, are heard of known
+// ones alone.
+void AddRuntimes(NamedPanels* panels)
 {
-    for (const std::string& socket : ControlSockets()) {
-        ControlClient client;
-        std::string fault;
-        const bool isUnits = socket.starts_with("/run/korvex/");
-        const std::string folder = fs::path(socket).parent_path().filename().string();
-        const std::optional<RuntimeStatus> status
-            = Connect(&client, socket, &fault) ? AskStatus(&client) : std::nullopt;
-        Disconnect(&client);
-        if (!status && isUnits && !fault.empty())
-            (*panels)[folder].unasked = "'" + socket + "': " + fault;
-        if (!status)
+    for (const AskedRuntime& runtime : AskRuntimes()) {
+        const fs::path folder = fs::path(runtime.socket).parent_path();
+        const bool isUnits = folder.parent_path() == RUNTIME_FOLDER;
+        if (isUnits && !runtime.fault.empty())
+            (*panels)[folder.filename().string()].unasked
+                = "'" + runtime.socket + "': " + runtime.fault;
+        if (!runtime.status)
             continue;
-        for (const Json& panel : status->panels) {
+        for (const Json& panel : runtime.status->panels) {
             const std::string name = panel.value("panel", "");
             if (isUnits || panels->contains(name))
                 (*panels)[name].driven = panel;
         }
-        for (const Json& panel : status->awaited) {
+        for (const Json& panel : runtime.status->awaited) {
             const std::string name = panel.value("panel", "");
             if (isUnits || panels->contains(name))
                 (*panels)[name].awaited = panel;
@@ -125,7 +122,7 @@ NamedPanels FindNamedPanels(Findings* findings)
     }
     for (const PanelUnit& unit : PanelUnits())
         panels[unit.panel].unit = unit;
-    AskRuntimes(&panels);
+    AddRuntimes(&panels);
     return panels;
 }
 
