@@ -1,9 +1,11 @@
 #include "runtime/calibration_history.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -26,6 +28,23 @@ std::string HistoryPath()
     return SettingsFilePath() + ".previous";
 }
 
+// An earlier calibration, with nothing in it that is not its own; null where it is none.
+Json VersionOf(const Json& json)
+{
+    CalibrationData calib{};
+    const bool hasParts = json.is_object() && json.contains("calibration")
+        && json["calibration"].is_object() && json["calibration"].size() == 3;
+    if (!hasParts || !ParseCalibration(json["calibration"], &calib).empty())
+        return nullptr;
+    Json residuals = Json::array();
+    if (json.contains("residuals") && json["residuals"].size() == calib.pointCount)
+        std::copy_if(json["residuals"].begin(), json["residuals"].end(),
+            std::back_inserter(residuals), [](const Json& value) { return value.is_number(); });
+    return {{"until", TextIn(json, "until")}, {"residuals", residuals},
+        {"calibration", CalibrationJson(&calib)}};
+}
+
+// People can change the file: what is not understood in it is left out.
 CalibrationHistory Parse(std::string_view content)
 {
     const Json json = ParseAnswer(content);
@@ -33,9 +52,12 @@ CalibrationHistory Parse(std::string_view content)
     if (!json.is_object())
         return history;
     history.port = TextIn(json, "port");
-    const auto previous = json.find("previous");
-    if (previous != json.end() && previous->is_array())
-        history.previous = *previous;
+    const Json none = Json::array();
+    for (const Json& part : json.contains("previous") ? json["previous"] : none) {
+        const Json version = VersionOf(part);
+        if (!version.is_null() && history.previous.size() < MAX_VERSIONS)
+            history.previous.push_back(version);
+    }
     if (json.contains("undone"))
         history.undone = json["undone"];
     return history;
@@ -116,13 +138,7 @@ std::string UndoSave(CalibrationData* restored, std::string* until)
         return "no earlier calibration is kept";
     const Json undone = CalibrationJson(restored);
     const Json& latest = history.previous.front();
-    const Json none;
-    const Json& calibration
-        = latest.is_object() && latest.contains("calibration") ? latest.at("calibration") : none;
-    if (!calibration.is_object())
-        return "'" + HistoryPath() + "' cannot be understood";
-    if (const std::string fault = ParseCalibration(calibration, restored); !fault.empty())
-        return "'" + HistoryPath() + "' cannot be used: " + fault;
+    ParseCalibration(latest["calibration"], restored); // as it was read, so it can be
     if (!WriteCalibrationFile(restored)) {
         const std::string fault = SavingFault();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;

@@ -736,7 +736,7 @@ def check_truth(setting):
     expect_fault("left", None)
     expect_fault("right", "its adapter is not there")
     expect_fault("right", "were measured at the same place", f"{same} >/var/lib/korvex/right/Korvex.ini")
-    expect_fault("left", "is stopped since", "systemctl stop korvex@left")
+    expect_fault("left", "is stopped", "systemctl stop korvex@left")
     expect_fault("left", "has failed (exit-code)", "echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
     name = 'SUBSYSTEM=="tty", KERNEL=="ttyS%d", ENV{ID_KORVEX_PANEL}="%s"'
     expect_fault("names", "the name 'left till', which is none",

@@ -120,7 +120,10 @@ NamedPanels FindNamedPanels(Findings* findings)
         if (fs::is_directory(FolderOf(name), error))
             panels[name].hasFolder = true;
     }
-    for (const PanelUnit& unit : PanelUnits())
+    std::vector<std::string> names;
+    for (const auto& [name, panel] : panels)
+        names.push_back(name);
+    for (const PanelUnit& unit : PanelUnits(names))
         panels[unit.panel].unit = unit;
     AddRuntimes(&panels);
     return panels;
@@ -155,18 +158,15 @@ void CheckAdapter(const PanelCheck* check)
 void CheckUnit(const PanelCheck* check)
 {
     const std::string name = "korvex@" + check->name;
-    if (!check->panel->unit) {
-        if (!check->panel->driven && !check->panel->ports.empty())
-            Add(check, Severity::FAULT, "nothing drives it; 'systemctl start " + name + "' does");
+    if (!check->panel->unit)
         return;
-    }
     const PanelUnit* unit = &*check->panel->unit;
     const std::string since = unit->since.empty() ? "" : " since " + unit->since;
     if (unit->state == "failed" || unit->state == "activating")
         Add(check, Severity::FAULT,
             name + (unit->state == "failed" ? " has failed" : " is being started again") + " ("
                 + unit->result + ")" + since + "; 'journalctl -u " + name + "' has the reason");
-    else if (unit->state != "active" && !check->panel->driven)
+    else if (unit->state != "active" && !check->panel->driven && HasAdapter(check->name))
         Add(check, Severity::FAULT,
             name + " is stopped" + since + "; 'systemctl start " + name + "' starts it");
 }

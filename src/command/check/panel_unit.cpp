@@ -27,6 +27,7 @@ std::vector<PanelUnit> ParsePanelUnits(std::string_view text)
 {
     std::vector<PanelUnit> units;
     PanelUnit unit;
+    bool isLoaded = false;
     while (!text.empty() || !unit.panel.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(line.size() == text.size() ? text.size() : line.size() + 1);
@@ -36,6 +37,8 @@ std::vector<PanelUnit> ParsePanelUnits(std::string_view text)
             equals == std::string_view::npos ? std::string_view() : line.substr(equals + 1));
         if (key == "Id")
             unit.panel = InstanceOf(value);
+        else if (key == "LoadState")
+            isLoaded = value == "loaded";
         else if (key == "ActiveState")
             unit.state = value;
         else if (key == "Result")
@@ -44,20 +47,23 @@ std::vector<PanelUnit> ParsePanelUnits(std::string_view text)
             unit.since = value;
         if (!line.empty())
             continue;
-        if (!unit.panel.empty())
+        if (!unit.panel.empty() && isLoaded)
             units.push_back(unit);
         unit = {};
+        isLoaded = false;
     }
     return units;
 }
 
-std::vector<PanelUnit> PanelUnits()
+std::vector<PanelUnit> PanelUnits(const std::vector<std::string>& panels)
 {
-    const std::unique_ptr<FILE, int (*)(FILE*)> output(
-        popen("systemctl show 'korvex@*.service' --property=Id,ActiveState,Result,"
-              "StateChangeTimestamp 2>/dev/null",
-            "re"),
-        pclose);
+    std::string command
+        = "systemctl show --property=Id,LoadState,ActiveState,Result,StateChangeTimestamp "
+          "'korvex@*.service'";
+    for (const std::string& panel : panels)
+        command += " korvex@" + panel + ".service";
+    command += " 2>/dev/null";
+    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "re"), pclose);
     std::string text;
     std::array<char, 4096> part{};
     size_t count = 0;

@@ -14,8 +14,10 @@ struct PanelUnit {
     std::string since;  // when it came into this state, as the service manager writes it
 };
 
-// Those that it knows, as systemctl(1) lists them; none where there is no service manager.
-std::vector<PanelUnit> PanelUnits();
+// Those of these panels, whose names are made of letters, digits, "-" and "_", and all others that
+// it has in memory, as systemctl(1) lists them; none where there is no service manager, or it has
+// no such units. It keeps a unit that is stopped in memory only for a while: then "since" is empty.
+std::vector<PanelUnit> PanelUnits(const std::vector<std::string>& panels);
 
 // Reads what "systemctl show" prints of units: properties, one a line, and an empty line between
 // units.
