@@ -50,12 +50,12 @@ bool IsPanelName(const std::string& name)
 
 std::string LinkOf(const std::string& panel)
 {
-    return std::string(LINK_FOLDER) + "/" + panel;
+    return std::string(LINK_FOLDER).append("/").append(panel);
 }
 
 std::string FolderOf(const std::string& panel)
 {
-    return std::string(STATE_FOLDER) + "/" + panel;
+    return std::string(STATE_FOLDER).append("/").append(panel);
 }
 
 bool HasAdapter(const std::string& panel)
