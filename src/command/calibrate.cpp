@@ -1,13 +1,15 @@
+#include <array>
 #include <cstdio>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "calibration/calibration.h"
 #include "calibration/settings_file.h"
 #include "command/calibration_output.h"
+#include "command/page_words.h"
 #include "command/remote_panels.h"
 #include "command/subcommands.h"
 #include "console/calibration_window.h"
@@ -44,11 +46,6 @@ int Calibrate(const Options* options, const PanelSource* source)
     return CalibrationExitCode(RunCalibration(&setup));
 }
 
-void SetText(WCHAR* text, size_t capacity, const std::string& value)
-{
-    CopyBounded(text, capacity, platform::FromUtf8(value).c_str());
-}
-
 std::string PortOf(const TouchController* controller)
 {
     return platform::OpenedPathOf(controller->link.handle);
@@ -61,7 +58,7 @@ void DescribeOwn(uint32_t panel, WCHAR* text, size_t capacity)
     const std::string title = controller == nullptr
         ? ""
         : PanelTitle(PortOf(controller)) + ", controller " + ModelText(controller->model);
-    SetText(text, capacity, title);
+    SetWords(text, capacity, title);
 }
 
 // Why ports were left out: the last reason, for who sees no standard error.
@@ -75,7 +72,7 @@ RefusedPort refusedPort;
 void ExplainNobody(WCHAR* text, size_t capacity)
 {
     const std::lock_guard guard(refusedPort.mutex);
-    SetText(text, capacity, refusedPort.reason);
+    SetWords(text, capacity, refusedPort.reason);
 }
 
 void DescribeOwnFile(uint32_t panel, PanelFile* file)
@@ -83,49 +80,42 @@ void DescribeOwnFile(uint32_t panel, PanelFile* file)
     OwnPanels()->describeFile(panel, file);
     const CalibrationHistory history = ReadCalibrationHistory();
     const TouchController* controller = OwnPanel(panel);
-    if (controller != nullptr && !history.port.empty() && history.port != PortOf(controller))
-        SetText(file->other.data(), file->other.size(), PanelNameOf(history.port));
-    if (!history.previous.empty())
-        SetText(file->previous.data(), file->previous.size(), TextIn(history.previous[0], "until"));
-}
-
-// What held before the first attempt, by panel; on the window's thread.
-std::map<uint32_t, CalibrationData> replacedByAttempts;
-
-void AttemptOwn(uint32_t panel, const CalibrationData* points)
-{
-    if (TouchController* controller = OwnPanel(panel); controller != nullptr)
-        replacedByAttempts.try_emplace(panel, CopyCalibration(controller));
-    OwnPanels()->attempt(panel, points);
+    if (controller == nullptr)
+        return;
+    const std::string other = OtherPanelOf(&history, PortOf(controller));
+    SetWords(&file->other, other);
+    if (!history.previous.empty() && other.empty())
+        SetWords(&file->previous, TextIn(history.previous[0], "until"));
 }
 
 bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
 {
-    const bool stored = OwnPanels()->store(panel, points, reason, capacity);
-    if (const std::string fault = stored ? "" : SavingFault(); !fault.empty())
-        SetText(reason, capacity, fault);
     TouchController* controller = OwnPanel(panel);
-    const auto replaced = replacedByAttempts.find(panel);
-    if (!stored || controller == nullptr || replaced == replacedByAttempts.end())
-        return stored;
+    if (controller == nullptr)
+        return false;
+    const auto bits = static_cast<uint32_t>(controller->resolutionBits);
+    const CalibrationData used = UsedCalibration(panel);
+    const CalibrationData replaced = ReplacedCalibration(&used, bits);
+    if (!OwnPanels()->store(panel, points, reason, capacity)) {
+        if (const std::string fault = SavingFault(); !fault.empty())
+            SetWords(reason, capacity, fault);
+        return false;
+    }
     const CalibrationData saved = CopyCalibration(controller);
-    const std::string fault = KeepReplaced(PortOf(controller), &replaced->second, &saved,
-        static_cast<uint32_t>(controller->resolutionBits));
+    const std::string fault = KeepReplaced(PortOf(controller), &replaced, &saved, bits);
     if (!fault.empty())
-        fprintf(stderr, "korvex calibrate: the calibration before that is not kept: %s\n",
-            fault.c_str());
+        fprintf(
+            stderr, "korvex calibrate: the previous calibration is not kept: %s\n", fault.c_str());
     return true;
 }
 
 bool UndoOwn(uint32_t panel, WCHAR* reason, size_t capacity)
 {
     TouchController* controller = OwnPanel(panel);
-    if (controller == nullptr)
-        return false;
-    CalibrationData restored = CopyCalibration(controller);
-    std::string until;
-    const std::string fault = UndoSave(&restored, &until);
-    SetText(reason, capacity, fault);
+    CalibrationData restored{};
+    const std::string fault = controller == nullptr ? "The panel is not driven any more."
+                                                    : UndoSave(PortOf(controller), "", &restored);
+    SetWords(reason, capacity, fault);
     if (!fault.empty())
         return false;
     const CalibrationData merged = MergeCalibration(controller, &restored);
@@ -140,14 +130,13 @@ const PanelSource* OwnSource(const PanelSource* sessions)
     source = *sessions;
     source.describe = DescribeOwn;
     source.describeFile = DescribeOwnFile;
-    source.attempt = AttemptOwn;
     source.store = StoreOwn;
     source.undo = UndoOwn;
     source.explainNobody = ExplainNobody;
     return &source;
 }
 
-// Nobody is to touch nine targets for nothing.
+// Nobody should touch nine targets for nothing.
 bool CanSave(const Options* options, const std::string& fault)
 {
     if (!fault.empty())
@@ -179,45 +168,41 @@ int CalibratePort(const Options* options, const std::string& port, const std::st
     return EndControllers(&controllers, exitCode);
 }
 
-void PrintUndone(const Options* options, const std::string& until, const std::string& file)
+int PrintUndone(const Options* options, const std::string& file, const std::string& fault)
 {
-    fprintf(stderr, "%s: the calibration that was used until %s is back in '%s'\n",
-        options->command.c_str(), until.c_str(), file.c_str());
+    if (fault.empty())
+        fprintf(stderr, "%s: the last save in '%s' is undone\n", options->command.c_str(),
+            file.c_str());
+    else
+        fprintf(stderr, "%s: not undone: %s\n", options->command.c_str(), fault.c_str());
+    return fault.empty() ? EXIT_DONE : EXIT_FAULT;
 }
 
 // Undoes the last save through the runtime that drives the panel.
-int UndoOf(const Options* options, std::vector<RemotePanel>* driven)
+int UndoDriven(const Options* options, std::vector<RemotePanel>&& driven)
 {
-    if (driven->size() > 1) {
-        fprintf(stderr, "%s: '--undo': more than one panel is driven; name the one that is meant\n",
+    if (driven.size() > 1) {
+        fprintf(stderr, "%s: '--undo': several panels are driven; name one of them\n",
             options->command.c_str());
         return EXIT_USAGE_ERROR;
     }
-    RemotePanel* panel = driven->data();
-    const std::optional<Json> answer
-        = Ask(&panel->runtime, {{"do", "undo"}, {"panel", panel->state.value("path", "")}});
-    Disconnect(&panel->runtime);
-    if (answer && answer->value("undone", false)) {
-        PrintUndone(options, TextIn(*answer, "until"), TextIn(*answer, "file"));
-        return EXIT_DONE;
-    }
-    fprintf(stderr, "%s: nothing was changed: %s\n", options->command.c_str(),
-        answer ? TextIn(*answer, "error").c_str() : "the runtime does not answer");
-    return EXIT_FAULT;
+    const PanelSource* source = UseRemotePanels(std::move(driven));
+    PanelFile file{};
+    std::array<WCHAR, TEXT_CAPACITY> reason{};
+    source->describeFile(0, &file);
+    const bool undone = source->undo(0, reason.data(), reason.size());
+    return PrintUndone(
+        options, platform::ToUtf8(file.path.data()), undone ? "" : platform::ToUtf8(reason.data()));
 }
 
-// Undoes the last save in the current folder's file.
-int UndoHere(const Options* options)
+// Undoes the last save in the current folder's file, of the panel on a port if one is named.
+int UndoHere(const Options* options, const std::string& port, const std::string& unasked)
 {
+    if (!unasked.empty()) // one of these may drive the panel, and use another file
+        return PrintUndone(options, "", unasked);
     CalibrationData restored{};
-    std::string until;
-    ReadCalibrationFile(&restored);
-    const std::string fault = UndoSave(&restored, &until);
-    if (fault.empty())
-        PrintUndone(options, until, SettingsFilePath());
-    else
-        fprintf(stderr, "%s: nothing was changed: %s\n", options->command.c_str(), fault.c_str());
-    return fault.empty() ? EXIT_DONE : EXIT_FAULT;
+    const std::string path = port.empty() ? "" : PathOfPort(options, port);
+    return PrintUndone(options, SettingsFilePath(), UndoSave(path, "", &restored));
 }
 
 void EndWithoutWorker()
@@ -264,7 +249,8 @@ int RunCalibrate(const Options* options)
         found)
         driven.push_back(*std::move(found));
     if (options->undo)
-        return driven.empty() ? UndoHere(options) : UndoOf(options, &driven);
+        return driven.empty() ? UndoHere(options, port, unasked)
+                              : UndoDriven(options, std::move(driven));
     if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
         return EXIT_FAULT;
     if (!driven.empty())

@@ -17,6 +17,8 @@ namespace korvex::command {
 
 namespace {
 
+constexpr const char* ACCEPT_SAVES = "; '--accept' saves all the same";
+
 // What was printed last, so that each state is printed once.
 struct Progress {
     std::string command;
@@ -107,7 +109,7 @@ std::string DoubtText(const CalibrationCourse* course)
         ? "target " + std::to_string(target + 1)
         : "one of the targets";
     return name + " was touched " + Rounded(ResidualPercent(&course->guide.judgement, target))
-        + " % of the screen from where the others let expect it; '--accept' saves it all the same";
+        + " % of the screen from where the others let expect it";
 }
 
 // There is a result, which a person may try now.
@@ -131,19 +133,22 @@ void PrintFault(const std::string& state, const WCHAR* reason)
     progress.state = state;
 }
 
-// Why there is no result; empty where nothing but the person has ended it.
+// Why nothing was saved; empty where the person has ended it.
 std::string EndReason(const CalibrationCourse* course, const PageWords* words)
 {
+    const bool isAlone = course->savesUnasked && !course->accepts;
     if (progress.nobody)
         return "no controller was found on any port that was asked";
-    if (IsDoubtful(course) && course->savesUnasked)
-        return DoubtText(course);
+    if (words->reason[0] != 0)
+        return platform::ToUtf8(words->reason.data());
+    if (IsDoubtful(course))
+        return isAlone ? DoubtText(course) + ACCEPT_SAVES : "";
     if (course->guide.step == GuideStep::MISFIT)
         return platform::ToUtf8(FaultText(course->guide.judgement.fault));
-    if (course->guide.step == GuideStep::REVIEW && course->savesUnasked && course->replacesAnother)
+    if (course->guide.step == GuideStep::REVIEW && isAlone && course->replacesAnother)
         return "the file has the calibration of " + platform::ToUtf8(words->file.other.data())
-            + "; '--accept' replaces it";
-    return platform::ToUtf8(words->reason.data());
+            + ACCEPT_SAVES;
+    return "";
 }
 
 // The result, once there is one.
@@ -159,7 +164,7 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
         Json line{{"saved", saved}, {"file", file}};
         if (undone)
             line["undone"] = true;
-        if (judged) {
+        if (judged && !undone) {
             line["accuracy"] = AccuracyName(course);
             line["residuals"] = Residuals(course);
         }
@@ -171,7 +176,7 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
         fprintf(stderr, "%s: saved in '%s'; accuracy: %s (%s pixels)\n", progress.command.c_str(),
             file.c_str(), AccuracyName(course).c_str(), Rounded(DistanceOff(course)).c_str());
     else if (undone)
-        fprintf(stderr, "%s: the earlier calibration is back in '%s'\n", progress.command.c_str(),
+        fprintf(stderr, "%s: the last save in '%s' is undone\n", progress.command.c_str(),
             file.c_str());
     else
         fprintf(stderr, "%s: %s%s%s\n", progress.command.c_str(),
@@ -202,6 +207,8 @@ void PrintCalibration(const CalibrationCourse* course, const PageWords* words)
         PrintFault("misfit", FaultText(course->guide.judgement.fault));
     else if (course->step == CourseStep::NOT_SAVED && !course->savesUnasked)
         PrintFault("notSaved", words->reason.data());
+    else if (course->step == CourseStep::NOT_UNDONE)
+        PrintFault("notUndone", words->reason.data());
     const bool isDone = course->step == CourseStep::SAVED || course->step == CourseStep::UNDONE;
     progress.notSaved = words->reason[0] != 0 && !isDone;
     if (isDone)

@@ -55,6 +55,10 @@ Json JsonOf(const Options* options, const PortState* port, const Driver* driver)
 int RunPorts(const Options* options)
 {
     const std::vector<AskedRuntime> runtimes = AskRuntimes();
+    for (const AskedRuntime& runtime : runtimes) {
+        if (const std::string fault = UnaskedText(&runtime); !fault.empty())
+            fprintf(stderr, "%s: %s\n", options->command.c_str(), fault.c_str());
+    }
     TextTable table{
         {"PORT", "PATH", "PANEL", "MODEL", "DRIVEN BY", "BINDING", "ASKED BY", "CHILD"}};
     Json list = Json::array();

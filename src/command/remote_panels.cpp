@@ -14,9 +14,9 @@
 #include <thread>
 #include <utility>
 
+#include "command/page_words.h"
 #include "control/json_line.h"
 #include "machine/port_names.h"
-#include "platform/linux/core/text.h"
 #include "support/bounded_text.h"
 
 namespace korvex::command {
@@ -34,6 +34,7 @@ struct Remote {
     std::string name;        // "left", or the name of its tty
     std::string path;        // of its port, as the runtime has opened it
     std::string description; // for people
+    std::string previous;    // until when the calibration was used that an undo brings back
     uint32_t resolutionBits;
     ControlClient requests; // the window thread's
     ControlClient events;   // the listener's, once it runs
@@ -72,8 +73,8 @@ bool Listen(Remote* remote, ControlClient&& client)
     return false;
 }
 
-// Looks for who drives the panel now, not too often. A panel that is driven anew, by another
-// process or with another controller, is another one for the calibration.
+// Finds the process that drives the panel now, once a second. Where the process or the controller
+// has changed, the calibration takes it for a new panel.
 void FindAgain(size_t panel)
 {
     Remote* remote = &remotes.panels[panel];
@@ -177,9 +178,8 @@ void End()
     }
 }
 
-// Asks the runtime over a connection that lives, so anew where the one of before has ended
-// meanwhile. Where nothing answers in time, what is asked for may happen all the same: an answer
-// with "error" says so.
+// Asks the runtime, over a new connection where the previous one has ended. Where nothing answers
+// in time, the request may take effect all the same: an answer with "error" says so.
 Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
 {
     request["panel"] = remote->path;
@@ -204,22 +204,19 @@ Json PointsOf(const CalibrationData* points)
 
 void Describe(uint32_t panel, WCHAR* text, size_t capacity)
 {
-    CopyBounded(text, capacity, platform::FromUtf8(remotes.panels[panel].description).c_str());
-}
-
-template <size_t SIZE>
-void SetText(std::array<WCHAR, SIZE>* text, const std::string& value)
-{
-    CopyBounded(text->data(), SIZE, platform::FromUtf8(value).c_str());
+    SetWords(text, capacity, remotes.panels[panel].description);
 }
 
 void DescribeFile(uint32_t panel, PanelFile* file)
 {
     const Json answer = AskFor(&remotes.panels[panel], {{"do", "calibration"}});
-    SetText(&file->path, TextIn(answer, "file"));
-    SetText(&file->other, TextIn(answer, "otherPanel"));
-    if (answer.contains("previous") && answer["previous"].is_array() && !answer["previous"].empty())
-        SetText(&file->previous, TextIn(answer["previous"][0], "until"));
+    const std::string other = TextIn(answer, "otherPanel");
+    SetWords(&file->path, TextIn(answer, "file"));
+    SetWords(&file->other, other);
+    const bool isKept = answer.contains("previous") && answer["previous"].is_array()
+        && !answer["previous"].empty() && other.empty();
+    remotes.panels[panel].previous = isKept ? TextIn(answer["previous"][0], "until") : "";
+    SetWords(&file->previous, remotes.panels[panel].previous);
 }
 
 void ExplainNobody(WCHAR* text, size_t capacity)
@@ -243,14 +240,16 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
 {
     const Json answer = AskFor(&remotes.panels[panel],
         {{"do", "store"}, {"calibration", PointsOf(points)}, {"force", true}}, STORE_LIMIT);
-    CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
+    SetWords(reason, capacity, TextIn(answer, "error"));
     return answer.contains("stored") && answer["stored"] == true;
 }
 
 bool Undo(uint32_t panel, WCHAR* reason, size_t capacity)
 {
-    const Json answer = AskFor(&remotes.panels[panel], {{"do", "undo"}}, STORE_LIMIT);
-    CopyBounded(reason, capacity, platform::FromUtf8(TextIn(answer, "error")).c_str());
+    // The request is repeated where a connection breaks: "until" keeps it from undoing two saves.
+    Remote* remote = &remotes.panels[panel];
+    const Json answer = AskFor(remote, {{"do", "undo"}, {"until", remote->previous}}, STORE_LIMIT);
+    SetWords(reason, capacity, TextIn(answer, "error"));
     return answer.contains("undone") && answer["undone"] == true;
 }
 
@@ -264,7 +263,7 @@ const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
     for (RemotePanel& panel : panels) {
         const std::string path = panel.state.value("path", "");
         remotes.panels.push_back({panel.state.value("panel", ""), path,
-            PanelTitle(path) + ", " + panel.state.value("controller", ""),
+            PanelTitle(path) + ", " + panel.state.value("controller", ""), "",
             panel.state.value("resolutionBits", 10U), std::move(panel.runtime), {}, {}});
     }
     return &SOURCE;

@@ -60,16 +60,15 @@ std::vector<std::string> RowOf(const Json& panel)
         touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
 }
 
-// What the runtimes say; which cannot be asked is said on standard error.
+// The runtimes that can be asked; which cannot is said on standard error.
 std::vector<RuntimeStatus> AskAll(const Options* options)
 {
     std::vector<RuntimeStatus> all;
     for (AskedRuntime& runtime : AskRuntimes()) {
+        if (const std::string fault = UnaskedText(&runtime); !fault.empty())
+            fprintf(stderr, "%s: %s\n", options->command.c_str(), fault.c_str());
         if (runtime.status)
             all.push_back(*std::move(runtime.status));
-        else if (!runtime.fault.empty())
-            fprintf(stderr, "%s: cannot ask '%s': %s\n", options->command.c_str(),
-                runtime.socket.c_str(), runtime.fault.c_str());
     }
     return all;
 }

@@ -9,8 +9,10 @@ namespace korvex {
 
 namespace {
 
-constexpr int32_t MAX_PLACE = 65535;                  // output units
-constexpr uint32_t EDGE_REPORTS = 5;                  // that tell where a touch begins and ends
+constexpr int32_t MAX_PLACE = 65535; // output units
+constexpr uint32_t TAP_REPORTS = 3;  // fewer can be noise
+constexpr uint32_t ASKING_MS = 1000; // in which a second press of Save is none, but a bounce
+constexpr uint32_t EDGE_REPORTS = 5; // that tell where a touch begins and ends
 constexpr std::array ACCURACY_PERCENT{0.5, 1.0, 2.0}; // of VERY_GOOD, GOOD and FAIR
 
 CourseTasks Leave(CalibrationCourse* course)
@@ -18,6 +20,20 @@ CourseTasks Leave(CalibrationCourse* course)
     const CourseTasks tasks = IsTrying(course) ? TASK_TAKE_BACK : 0;
     course->step = CourseStep::LEFT;
     return tasks | TASK_SHOW | TASK_END;
+}
+
+void ForgetTouch(CalibrationCourse* course)
+{
+    course->touching = false;
+    course->pressed = PageButton::NONE;
+}
+
+// A finger that rests on the panel must be lifted before it can touch a target.
+void AwaitLift(CalibrationCourse* course)
+{
+    if (course->touching)
+        course->guide.step = GuideStep::LIFTING;
+    ForgetTouch(course);
 }
 
 // Begins with the first target, for whichever panel is touched.
@@ -28,13 +44,8 @@ CourseTasks StartTargets(CalibrationCourse* course)
     const uint32_t bits
         = course->panel == NO_PANEL ? 0 : course->panels[course->panel].resolutionBits;
     StartGuide(&course->guide, course->targetCount, bits);
+    AwaitLift(course);
     return tasks | TASK_SHOW;
-}
-
-void ForgetTouch(CalibrationCourse* course)
-{
-    course->touching = false;
-    course->pressed = PageButton::NONE;
 }
 
 CourseTasks FinishTargets(CalibrationCourse* course, uint32_t nowMs)
@@ -93,10 +104,9 @@ void TakePlace(CalibrationCourse* course, Point place)
 // The end of a touch: the button that it has pressed, where it began and ended on one.
 PageButton TakeLift(CalibrationCourse* course)
 {
-    const PageButton pressed
-        = course->touching && ButtonAtPlace(course, EndOf(&course->samples)) == course->pressed
-        ? course->pressed
-        : PageButton::NONE;
+    const bool isTap = course->touching && course->samples.count >= TAP_REPORTS
+        && ButtonAtPlace(course, EndOf(&course->samples)) == course->pressed;
+    const PageButton pressed = isTap ? course->pressed : PageButton::NONE;
     ForgetTouch(course);
     return pressed;
 }
@@ -183,7 +193,7 @@ CourseTasks TakeFreeReport(CalibrationCourse* course, Point raw, bool touching, 
     }
     if (!course->touching)
         return 0;
-    const bool isMark = course->pressed == PageButton::NONE;
+    const bool isMark = course->pressed == PageButton::NONE && course->samples.count >= TAP_REPORTS;
     if (const PageButton pressed = TakeLift(course); pressed != PageButton::NONE)
         return PressButton(course, pressed, nowMs);
     return isMark ? MeasureMark(course) : TASK_SHOW;
@@ -288,15 +298,19 @@ CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t n
         return 0;
     switch (button) {
     case PageButton::SAVE:
-        if (!course->replacesAnother || course->step == CourseStep::ASKING)
+        if (!course->replacesAnother)
             return TASK_STORE;
+        if (course->step == CourseStep::ASKING)
+            return nowMs - course->askedMs >= ASKING_MS ? TASK_STORE : 0;
         course->step = CourseStep::ASKING;
+        course->askedMs = nowMs;
         return TASK_SHOW;
     case PageButton::AGAIN:
         return StartTargets(course);
     case PageButton::RETAKE:
         course->step = CourseStep::GUIDING;
         RetakeTarget(&course->guide, WorstTarget(course));
+        AwaitLift(course);
         return TASK_TAKE_BACK | TASK_SHOW;
     case PageButton::UNDO:
         return TASK_TAKE_BACK | TASK_UNDO;
@@ -316,7 +330,7 @@ CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs)
 
 CourseTasks FinishUndo(CalibrationCourse* course, bool undone, uint32_t nowMs)
 {
-    course->step = undone ? CourseStep::UNDONE : CourseStep::NOT_SAVED;
+    course->step = undone ? CourseStep::UNDONE : CourseStep::NOT_UNDONE;
     course->savedMs = nowMs;
     return undone ? TASK_BELL | TASK_SHOW : TASK_ATTEMPT | TASK_SHOW;
 }
@@ -345,7 +359,7 @@ CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs)
 bool IsTrying(const CalibrationCourse* course)
 {
     return course->step == CourseStep::TRYING || course->step == CourseStep::ASKING
-        || course->step == CourseStep::NOT_SAVED;
+        || course->step == CourseStep::NOT_SAVED || course->step == CourseStep::NOT_UNDONE;
 }
 
 bool IsOver(const CalibrationCourse* course)

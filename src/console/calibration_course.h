@@ -24,26 +24,27 @@ inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that al
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
 enum class CourseStep : uint8_t {
-    SEARCHING, // no panel is known yet
-    NOBODY,    // and none was found
-    GUIDING,   // the targets (guide.step)
-    MISFIT,    // their points cannot be right: it starts again at the next touch
-    TRYING,    // they map; the panel is touched as one likes
-    ASKING,    // the same, and whether Save may replace the calibration of another panel
-    NOT_SAVED, // the same, after a store or an undo that has failed
+    SEARCHING,  // no panel is known yet
+    NOBODY,     // and none was found
+    GUIDING,    // the targets (guide.step)
+    MISFIT,     // their points cannot be right: it starts again at the next touch
+    TRYING,     // they map; the panel is touched as one likes
+    ASKING,     // the same, and whether Save may replace the calibration of another panel
+    NOT_SAVED,  // the same, after a store that has failed
+    NOT_UNDONE, // the same, after an undo that has failed
     SAVED,
     UNDONE, // the last save
     LEFT,   // nothing was changed
 };
 
-// What is to be done, in this order; bits.
+// What the caller must do, in this order; bits.
 using CourseTasks = uint32_t;
 inline constexpr CourseTasks TASK_ATTEMPT = 1;   // have guide.calib map, on the panel `tried`
 inline constexpr CourseTasks TASK_TAKE_BACK = 2; // have what mapped there before map again
 // store guide.calib, and say how it went (FinishStore)
 inline constexpr CourseTasks TASK_STORE = 4;
 inline constexpr CourseTasks TASK_BELL = 8;        // a target is taken, or something else is heard
-inline constexpr CourseTasks TASK_SHOW = 16;       // everything is to be shown anew
+inline constexpr CourseTasks TASK_SHOW = 16;       // show everything again
 inline constexpr CourseTasks TASK_SHOW_RING = 32;  // the ring has grown
 inline constexpr CourseTasks TASK_SHOW_TOUCH = 64; // the free touch has moved
 inline constexpr CourseTasks TASK_END = 128;       // of the program
@@ -86,6 +87,7 @@ struct CalibrationCourse {
     // of the last touch of each mark, in pixels; below 0: it was not touched
     std::array<double, MARK_COUNT> distances;
 
+    uint32_t askedMs;      // since when it is ASKING
     uint32_t lastActionMs; // somebody was there
     uint32_t savedMs;
     uint32_t secondsLeft; // that are counted down; 0: none are
@@ -93,17 +95,16 @@ struct CalibrationCourse {
 
 void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, uint32_t nowMs);
 
-// Panels come, while they are searched and later; go, and come back. One that comes anew under its
-// number is another one.
+// A panel was found, lost, or is back. One that is added again under its number is a new panel.
 CourseTasks AddPanel(
     CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
 CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel, PanelLoss loss);
 CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowMs);
 CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs);
 
-// A report of a panel, and where its own calibration maps it to, in output units. Panels beside the
-// one that is calibrated are not listened to, but while the first target waits, or in place of one
-// that is gone.
+// A report of a panel, and where its own calibration maps it to, in output units. Those of other
+// panels than the one that is calibrated are ignored, except while the first target waits, or the
+// panel is lost.
 CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, Point mapped,
     bool touching, uint32_t nowMs);
 
@@ -115,10 +116,10 @@ CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t n
 CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs);
 CourseTasks FinishUndo(CalibrationCourse* course, bool undone, uint32_t nowMs);
 
-// Time goes by: to be told a few times a second.
+// Time goes by: called a few times a second.
 CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs);
 
-// True while a result is tried: TRYING, ASKING and NOT_SAVED.
+// True while a result is tried: TRYING, ASKING, NOT_SAVED and NOT_UNDONE.
 bool IsTrying(const CalibrationCourse* course);
 
 // Which buttons are there now.

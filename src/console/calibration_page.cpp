@@ -57,7 +57,7 @@ void PaintDots(const CalibrationCourse* course, HDC device)
     }
 }
 
-// With one digit behind the point.
+// With one digit after the point.
 void FormatPixels(double pixels, PageLine* text)
 {
     const auto tenths = static_cast<uint32_t>(std::lround(pixels * 10));
@@ -96,6 +96,26 @@ void DescribeTarget(const CalibrationGuide* guide, PageLine* title, PageLine* mo
             return Say(&say, TEXT_AGAIN, ReasonText(guide->reason));
         return Say(&say, TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT(""));
     }
+}
+
+void DescribeResult(const CalibrationCourse* course, PageLine* title, PageLine* more)
+{
+    PageLine pixels{};
+    if (IsDoubtful(course)) {
+        const bool isKnown = course->guide.judgement.target != NO_TARGET;
+        FormatBounded(title->data(), title->size(), isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE,
+            WorstTarget(course) + 1);
+        FormatPixels(ResidualPixels(course, WorstTarget(course)), &pixels);
+        FormatBounded(more->data(), more->size(),
+            isKnown ? TEXT_DOUBTFUL_MORE : TEXT_DOUBTFUL_ONE_MORE, pixels.data());
+        return;
+    }
+    const double distance = DistanceOff(course);
+    FormatPixels(distance, &pixels);
+    FormatBounded(
+        title->data(), title->size(), TEXT_TRY, AccuracyText(AccuracyOf(course, distance)));
+    FormatBounded(more->data(), more->size(),
+        HasTouchedMarks(course) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, pixels.data());
 }
 
 // A distance below its mark, or beside it where the screen ends.
@@ -200,7 +220,9 @@ bool PaintCountdown(const CalibrationCourse* course, HDC device, RECT* area)
     PageLine line{};
     if (course->secondsLeft == 0 || IsOver(course))
         return false;
-    FormatBounded(line.data(), line.size(), TEXT_CLOSING, course->secondsLeft);
+    FormatBounded(line.data(), line.size(),
+        course->step == CourseStep::NOBODY ? TEXT_CLOSING_UNUSED : TEXT_CLOSING,
+        course->secondsLeft);
     Write(device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, area);
     return true;
 }
@@ -224,7 +246,8 @@ COLORREF TitleColor(const CalibrationCourse* course)
 {
     const CalibrationGuide* guide = &course->guide;
     if (course->step == CourseStep::MISFIT || course->step == CourseStep::ASKING
-        || course->step == CourseStep::NOT_SAVED || LossOf(course) != PanelLoss::NONE)
+        || course->step == CourseStep::NOT_SAVED || course->step == CourseStep::NOT_UNDONE
+        || LossOf(course) != PanelLoss::NONE)
         return RED;
     if (course->step == CourseStep::TRYING)
         return IsDoubtful(course) ? RED : ColorOf(AccuracyOf(course, DistanceOff(course)));
@@ -284,25 +307,6 @@ const WCHAR* AccuracyText(Accuracy accuracy)
     }
 }
 
-void DescribeResult(const CalibrationCourse* course, PageLine* title, PageLine* more)
-{
-    PageLine pixels{};
-    if (IsDoubtful(course)) {
-        const bool isKnown = course->guide.judgement.target != NO_TARGET;
-        FormatBounded(title->data(), title->size(), isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE,
-            WorstTarget(course) + 1);
-        FormatPixels(ResidualPixels(course, WorstTarget(course)), &pixels);
-        FormatBounded(more->data(), more->size(), TEXT_DOUBTFUL_MORE, pixels.data());
-        return;
-    }
-    const double distance = DistanceOff(course);
-    FormatPixels(distance, &pixels);
-    FormatBounded(
-        title->data(), title->size(), TEXT_TRY, AccuracyText(AccuracyOf(course, distance)));
-    FormatBounded(more->data(), more->size(),
-        HasTouchedMarks(course) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, pixels.data());
-}
-
 void DescribeStep(
     const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more)
 {
@@ -331,6 +335,8 @@ void DescribeStep(
         return;
     case CourseStep::NOT_SAVED:
         return Say(&say, TEXT_NOT_SAVED, words->reason.data());
+    case CourseStep::NOT_UNDONE:
+        return Say(&say, TEXT_NOT_UNDONE, words->reason.data());
     case CourseStep::SAVED:
         return Say(&say, TEXT_SAVED, TEXT_SAVED_MORE);
     case CourseStep::UNDONE:

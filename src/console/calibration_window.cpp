@@ -9,7 +9,6 @@ namespace korvex {
 
 namespace {
 
-constexpr const WCHAR* WINDOW_CLASS = TEXT("kxCalibration");
 constexpr COLORREF BACKGROUND = 0x00FFFFFF;
 constexpr UINT_PTR TIME_TIMER = 1;
 constexpr UINT TIME_INTERVAL_MS = 250;
@@ -88,8 +87,8 @@ void CarryOut(CourseTasks tasks)
     if ((tasks & TASK_TAKE_BACK) != 0)
         source->takeBack(course->tried);
     DescribePanel();
-    if (tasks != 0 && program.setup->observer != nullptr)
-        program.setup->observer(course, &program.words);
+    if (tasks != 0 && program.setup->changed != nullptr)
+        program.setup->changed(course, &program.words);
     if ((tasks & TASK_STORE) != 0) {
         const bool stored = source->store(course->tried, &course->guide.calib,
             program.words.reason.data(), program.words.reason.size());
@@ -209,9 +208,9 @@ void CreateCalibrationWindow(HBRUSH background)
     windowClass.hInstance = GetModuleHandleW(nullptr);
     windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     windowClass.hbrBackground = background;
-    windowClass.lpszClassName = WINDOW_CLASS;
+    windowClass.lpszClassName = CALIBRATION_CLASS;
     RegisterClassW(&windowClass);
-    program.window = CreateWindowExW(WS_EX_TOPMOST, WINDOW_CLASS, TEXT_TITLE, WS_POPUP, 0, 0,
+    program.window = CreateWindowExW(WS_EX_TOPMOST, CALIBRATION_CLASS, TEXT_TITLE, WS_POPUP, 0, 0,
         screen.x, screen.y, nullptr, nullptr, windowClass.hInstance, nullptr);
 }
 

@@ -8,6 +8,8 @@
 
 namespace korvex {
 
+inline constexpr const WCHAR* CALIBRATION_CLASS = TEXT("kxCalibration"); // of the window
+
 struct CalibrationSetup {
     const PanelSource* source;
     uint32_t targetCount; // 4 or 9; any other number means 9
@@ -15,8 +17,8 @@ struct CalibrationSetup {
     bool accepts;     // saves unasked also what does not fit, and over another panel's calibration
     bool hasKeyboard; // whose keys are shown
 
-    // Is called after each change, on the window's thread; null: nobody is.
-    void (*observer)(const CalibrationCourse* course, const PageWords* words);
+    // Called after each change, on the window's thread; may be null.
+    void (*changed)(const CalibrationCourse* course, const PageWords* words);
 };
 
 // Runs the calibration and its messages on the calling thread: true when the result is saved, or

@@ -85,13 +85,15 @@ void StartDetection()
 // example, which is there on every machine.
 bool HasKeyboard()
 {
-    constexpr const WCHAR* SOFTWARE = TEXT("Root#"); // behind "\\?\"
+    constexpr const WCHAR* SOFTWARE = TEXT("Root#"); // after "\\?\"
     constexpr int START = 4;
     constexpr int LENGTH = 5;
     std::array<RAWINPUTDEVICELIST, 64> devices{};
     UINT capacity = devices.size();
     const UINT count = GetRawInputDeviceList(devices.data(), &capacity, sizeof devices[0]);
-    for (UINT i = 0; count <= devices.size() && i < count; ++i) {
+    if (count > devices.size()) // more of them, or they cannot be listed
+        return true;
+    for (UINT i = 0; i < count; ++i) {
         std::array<WCHAR, korvex::TEXT_CAPACITY> name{};
         UINT length = name.size();
         GetRawInputDeviceInfoW(devices[i].hDevice, RIDI_DEVICENAME, name.data(), &length);
@@ -120,9 +122,11 @@ bool Calibrate(uint32_t targets)
 int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*/, int /*show*/)
 {
     // A second one shows the first, its question or its page, and leaves the panel to it.
-    CreateMutexW(nullptr, FALSE, TEXT("KorvexCalibration"));
-    if (GetLastError() == ERROR_ALREADY_EXISTS) {
-        SetForegroundWindow(FindWindowW(nullptr, korvex::TEXT_TITLE));
+    const HANDLE mutex = CreateMutexW(nullptr, FALSE, TEXT("KorvexCalibration"));
+    if (mutex == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) { // null: it has more rights
+        HWND page = FindWindowW(korvex::CALIBRATION_CLASS, nullptr);
+        SetForegroundWindow(
+            page != nullptr ? page : FindWindowW(TEXT("#32770"), korvex::TEXT_TITLE));
         return EXIT_LEFT;
     }
     if (FindWindowW(korvex::PANEL_TEST_CLASS, nullptr) != nullptr) {

@@ -209,6 +209,15 @@ const PanelSource* SearchedPanels()
     return &SOURCE;
 }
 
+CalibrationData UsedCalibration(uint32_t panel)
+{
+    TouchController* controller = OwnPanel(panel);
+    const bool isCopied = panel < MAX_PANELS && panels.all[panel].attempted;
+    return isCopied             ? panels.all[panel].before
+        : controller == nullptr ? CalibrationData{}
+                                : CopyCalibration(controller);
+}
+
 TouchController* OwnPanel(uint32_t panel)
 {
     const LockGuard guard(&panels.lock);

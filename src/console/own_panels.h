@@ -16,7 +16,10 @@ const PanelSource* OwnPanels();
 // WM_SEARCH_DONE at its end.
 const PanelSource* SearchedPanels();
 
-// A panel's record, for who describes it; null when its session is ending.
+// A panel's record; null when its session is ending.
 TouchController* OwnPanel(uint32_t panel);
+
+// The calibration that a panel uses, or used before a result was tried. On the window's thread.
+CalibrationData UsedCalibration(uint32_t panel);
 
 } // namespace korvex

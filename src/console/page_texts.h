@@ -32,8 +32,9 @@ inline constexpr const WCHAR* TEXT_LIFTED_EARLY
     = TEXT("The finger was lifted before the ring was full.");
 inline constexpr const WCHAR* TEXT_SLID
     = TEXT("The finger has moved, or something else touches the screen.");
-inline constexpr const WCHAR* TEXT_ELSEWHERE = TEXT("Too far from the cross.");
-inline constexpr const WCHAR* TEXT_UNEVEN = TEXT("It does not fit the others.");
+inline constexpr const WCHAR* TEXT_ELSEWHERE = TEXT("Another cross was touched there.");
+inline constexpr const WCHAR* TEXT_UNEVEN
+    = TEXT("Touch it once more, to compare it with the others.");
 
 inline constexpr const WCHAR* TEXT_MISFIT = TEXT("This cannot be right");
 inline constexpr const WCHAR* TEXT_MISFIT_SAME
@@ -56,10 +57,13 @@ inline constexpr const WCHAR* TEXT_DOUBTFUL = TEXT("Cross %u does not fit the ot
 inline constexpr const WCHAR* TEXT_DOUBTFUL_ONE = TEXT("One cross does not fit the others");
 inline constexpr const WCHAR* TEXT_DOUBTFUL_MORE
     = TEXT("It is %s pixels off. Touch it again, or save anyway.");
+inline constexpr const WCHAR* TEXT_DOUBTFUL_ONE_MORE
+    = TEXT("It is %s pixels off. Start again, or save anyway.");
 inline constexpr const WCHAR* TEXT_ASK = TEXT("Replace another calibration?");
 inline constexpr const WCHAR* TEXT_ASK_MORE
     = TEXT("The file has the calibration of %s. Save again to replace it.");
 inline constexpr const WCHAR* TEXT_NOT_SAVED = TEXT("It was not saved");
+inline constexpr const WCHAR* TEXT_NOT_UNDONE = TEXT("It was not undone");
 inline constexpr const WCHAR* TEXT_SAVED = TEXT("Saved");
 inline constexpr const WCHAR* TEXT_SAVED_MORE = TEXT("The touch screen is ready.");
 inline constexpr const WCHAR* TEXT_UNDONE = TEXT("The last save is undone");
@@ -71,6 +75,7 @@ inline constexpr const WCHAR* TEXT_PIXELS = TEXT("%s px");
 inline constexpr const WCHAR* TEXT_FILE = TEXT("Save writes %s");
 inline constexpr const WCHAR* TEXT_CLOSING
     = TEXT("Closing in %u s without saving. Touch to continue.");
+inline constexpr const WCHAR* TEXT_CLOSING_UNUSED = TEXT("Closing in %u s.");
 
 inline constexpr const WCHAR* TEXT_SAVE_BUTTON = TEXT("Save");
 inline constexpr const WCHAR* TEXT_REPLACE_BUTTON = TEXT("Replace");

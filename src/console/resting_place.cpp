@@ -1,14 +1,20 @@
 #include "console/resting_place.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 
 namespace korvex {
 
 void AddSample(TouchSamples* samples, Point place)
 {
-    if (samples->count < TouchSamples::CAPACITY)
-        samples->places[samples->count++] = place;
+    constexpr std::ptrdiff_t KEPT = TouchSamples::CAPACITY / 2;
+    if (samples->count == TouchSamples::CAPACITY) {
+        std::move(samples->places.begin() + KEPT + 1, samples->places.end(),
+            samples->places.begin() + KEPT);
+        --samples->count;
+    }
+    samples->places[samples->count++] = place;
 }
 
 Point RestingPlace(const TouchSamples* samples, uint32_t begin, uint32_t end, int32_t minOutlier)

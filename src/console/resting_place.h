@@ -8,7 +8,7 @@
 
 namespace korvex {
 
-// Of one touch, in the order in which they came; those beyond the last place are lost.
+// Of one touch, in the order in which they came. Of a long touch those in the middle are dropped.
 struct TouchSamples {
     static constexpr uint32_t CAPACITY = 1024;
     std::array<Point, CAPACITY> places; // not negative

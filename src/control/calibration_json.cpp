@@ -29,7 +29,7 @@ std::optional<std::vector<int32_t>> NumbersOf(const Json& list, size_t count)
 Json CalibrationJson(const CalibrationData* calib)
 {
     Json points = Json::array();
-    for (uint32_t i = 0; i < calib->pointCount; ++i)
+    for (uint32_t i = 0; i < std::min(calib->pointCount, MAX_CALIBRATION_POINTS); ++i)
         points.push_back({calib->advPoints[i].x, calib->advPoints[i].y});
     return {{"orientation", calib->orientation},
         {"box", {calib->stdMinX, calib->stdMinY, calib->stdMaxX, calib->stdMaxY}},

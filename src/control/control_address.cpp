@@ -15,8 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// each unit has a folder below it, named after its panel
-constexpr const char* UNIT_FOLDER = "/run/korvex";
 constexpr const char* UNIT_SOCKET = "control";
 
 std::string EnvironmentFolder(const char* name)

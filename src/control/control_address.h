@@ -8,6 +8,9 @@
 
 namespace korvex::command {
 
+// Has a folder for each unit, named after its panel.
+inline constexpr const char* UNIT_FOLDER = "/run/korvex";
+
 // Of the protocol (docs/control.md), in the first line of each connection.
 inline constexpr int CONTROL_PROTOCOL = 1;
 

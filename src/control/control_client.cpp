@@ -203,6 +203,11 @@ std::vector<AskedRuntime> AskRuntimes()
     return all;
 }
 
+std::string UnaskedText(const AskedRuntime* runtime)
+{
+    return runtime->fault.empty() ? "" : "cannot ask '" + runtime->socket + "': " + runtime->fault;
+}
+
 std::optional<RemotePanel> FindRuntime(
     const std::string& path, const std::string& name, std::string* unasked)
 {

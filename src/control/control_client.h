@@ -58,6 +58,9 @@ struct AskedRuntime {
 // Asks all runtimes for their status.
 std::vector<AskedRuntime> AskRuntimes();
 
+// "cannot ask '/run/korvex/left/control': Permission denied"; empty where there is nothing to say.
+std::string UnaskedText(const AskedRuntime* runtime);
+
 // A panel that a runtime drives.
 struct RemotePanel {
     ControlClient runtime;
@@ -74,7 +77,7 @@ std::optional<RemotePanel> FindRuntime(
 // All panels that runtimes drive which can be asked, each with a connection of its own.
 std::vector<RemotePanel> FindAllPanels();
 
-// Asks for the panel's state anew: false, with the connection closed, when the runtime does not
+// Asks for the panel's state again: false, with the connection closed, when the runtime does not
 // drive it any more.
 bool RefreshState(RemotePanel* panel);
 

@@ -15,7 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 
 // Where a name may stand for a tty, the panels' names first.
-constexpr const char* PANEL_FOLDER = "/dev/korvex/";
 constexpr const char* OTHER_FOLDERS[] = {"/dev/", "/dev/serial/by-id/", "/dev/serial/by-path/"};
 
 bool IsTty(const std::string& path)

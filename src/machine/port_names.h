@@ -8,6 +8,9 @@
 
 namespace korvex::command {
 
+// Has the links that udev makes for panels, named after them.
+inline constexpr const char* PANEL_FOLDER = "/dev/korvex/";
+
 // The path to open for a port that is called so; the text itself where nothing has that name. It is
 // best a link that udev makes for the adapter, which leads to it also when it has come back under
 // another number.

@@ -14,6 +14,7 @@
 #include "console/plausibility.h"
 #include "control/calibration_json.h"
 #include "control/control_client.h"
+#include "machine/port_names.h"
 #include "platform/linux/files/whole_files.h"
 #include "runtime/settings_state.h"
 
@@ -22,10 +23,12 @@ namespace korvex::command {
 namespace {
 
 constexpr size_t MAX_VERSIONS = 10;
+constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 
 std::string HistoryPath()
 {
-    return SettingsFilePath() + ".previous";
+    const std::string path = SettingsFilePath();
+    return path.empty() ? path : path + ".previous";
 }
 
 // An earlier calibration, with nothing in it that is not its own; null where it is none.
@@ -40,27 +43,37 @@ Json VersionOf(const Json& json)
     if (json.contains("residuals") && json["residuals"].size() == calib.pointCount)
         std::copy_if(json["residuals"].begin(), json["residuals"].end(),
             std::back_inserter(residuals), [](const Json& value) { return value.is_number(); });
-    return {{"until", TextIn(json, "until")}, {"residuals", residuals},
-        {"calibration", CalibrationJson(&calib)}};
+    return {{"port", TextIn(json, "port")}, {"until", TextIn(json, "until")},
+        {"residuals", residuals}, {"calibration", CalibrationJson(&calib)}};
 }
 
-// People can change the file: what is not understood in it is left out.
+// The earlier calibrations of an array; what is not understood, people can change the file, is left
+// out.
+Json VersionsIn(const Json& json, const char* key)
+{
+    Json versions = Json::array();
+    const Json none = Json::array();
+    for (const Json& part : json.contains(key) ? json[key] : none) {
+        const Json version = VersionOf(part);
+        if (!version.is_null() && versions.size() < MAX_VERSIONS)
+            versions.push_back(version);
+    }
+    return versions;
+}
+
+void AddVersion(Json* versions, const Json& version)
+{
+    versions->insert(versions->begin(), version);
+    if (versions->size() > MAX_VERSIONS)
+        versions->erase(versions->begin() + MAX_VERSIONS, versions->end());
+}
+
 CalibrationHistory Parse(std::string_view content)
 {
     const Json json = ParseAnswer(content);
-    CalibrationHistory history{"", Json::array(), nullptr};
-    if (!json.is_object())
-        return history;
-    history.port = TextIn(json, "port");
-    const Json none = Json::array();
-    for (const Json& part : json.contains("previous") ? json["previous"] : none) {
-        const Json version = VersionOf(part);
-        if (!version.is_null() && history.previous.size() < MAX_VERSIONS)
-            history.previous.push_back(version);
-    }
-    if (json.contains("undone"))
-        history.undone = json["undone"];
-    return history;
+    return json.is_object() ? CalibrationHistory{TextIn(json, "port"), VersionsIn(json, "previous"),
+                                  VersionsIn(json, "undone")}
+                            : CalibrationHistory{"", Json::array(), Json::array()};
 }
 
 // How far its targets lie from where the others let expect them, in percent of the screen.
@@ -79,16 +92,19 @@ std::string TextOf(const Json& json)
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-// The file's content, a line each for what people look for in it.
+// A line for each calibration, for people who look into the file.
+std::string LinesOf(const char* key, const Json& versions)
+{
+    std::string text = ",\n\"" + std::string(key) + "\":[";
+    for (const Json& version : versions)
+        text += (text.ends_with('[') ? "\n" : ",\n") + TextOf(version);
+    return text + "]";
+}
+
 std::string ContentOf(const CalibrationHistory* history)
 {
-    std::string text = "{\"port\":" + TextOf(history->port);
-    if (!history->undone.is_null())
-        text += ",\n\"undone\":" + TextOf(history->undone);
-    text += ",\n\"previous\":[";
-    for (const Json& version : history->previous)
-        text += (text.ends_with('[') ? "\n" : ",\n") + TextOf(version);
-    return text + "]}\n";
+    return "{\"port\":" + TextOf(history->port) + LinesOf("previous", history->previous)
+        + LinesOf("undone", history->undone) + "}\n";
 }
 
 // Changes the history's file; empty, or why not.
@@ -114,41 +130,63 @@ CalibrationHistory ReadCalibrationHistory()
     return Parse(content);
 }
 
+std::string OtherPanelOf(const CalibrationHistory* history, const std::string& port)
+{
+    const bool isSame = history->port.empty() || IsSamePort(history->port, port)
+        || PanelNameOf(history->port) == PanelNameOf(port);
+    return isSame ? "" : PanelNameOf(history->port);
+}
+
+CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolutionBits)
+{
+    CalibrationData replaced = *used;
+    if (ReadCalibrationFile(&replaced))
+        RepairCalibration(&replaced, resolutionBits);
+    return replaced;
+}
+
 std::string KeepReplaced(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits)
 {
     const Json calibration = CalibrationJson(replaced);
-    const bool same = calibration == CalibrationJson(saved);
-    const Json version{{"until", TimeJson(std::chrono::system_clock::now())},
-        {"residuals", ResidualsOf(*replaced, resolutionBits)}, {"calibration", calibration}};
+    const bool isSame = calibration == CalibrationJson(saved);
     return ChangeHistory([&](CalibrationHistory* history) {
+        if (!isSame)
+            AddVersion(&history->previous,
+                {{"port", history->port}, {"until", TimeJson(std::chrono::system_clock::now())},
+                    {"residuals", ResidualsOf(*replaced, resolutionBits)},
+                    {"calibration", calibration}});
         history->port = port;
-        if (!same)
-            history->previous.insert(history->previous.begin(), version);
-        if (history->previous.size() > MAX_VERSIONS)
-            history->previous.erase(
-                history->previous.begin() + MAX_VERSIONS, history->previous.end());
     });
 }
 
-std::string UndoSave(CalibrationData* restored, std::string* until)
+std::string UndoSave(const std::string& port, const std::string& until, CalibrationData* restored)
 {
     const CalibrationHistory history = ReadCalibrationHistory();
     if (history.previous.empty())
         return "no earlier calibration is kept";
-    const Json undone = CalibrationJson(restored);
-    const Json& latest = history.previous.front();
+    const Json latest = history.previous.front();
+    if (!until.empty() && latest["until"] != until)
+        return "another calibration has been saved since";
+    if (const std::string other = port.empty() ? "" : OtherPanelOf(&history, port); !other.empty())
+        return "the last save in '" + SettingsFilePath() + "' was for " + other;
+    CalibrationData undone{};
+    const bool hasFile = ReadCalibrationFile(&undone);
+    RepairCalibration(&undone, FINEST_RESOLUTION_BITS);
     ParseCalibration(latest["calibration"], restored); // as it was read, so it can be
     if (!WriteCalibrationFile(restored)) {
         const std::string fault = SavingFault();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;
     }
-    *until = TextIn(latest, "until");
     // Where that cannot be written, the next undo brings back the same one.
     ChangeHistory([&](CalibrationHistory* changed) {
-        changed->undone = undone;
+        if (hasFile)
+            AddVersion(&changed->undone,
+                {{"port", changed->port}, {"until", TimeJson(std::chrono::system_clock::now())},
+                    {"residuals", Json::array()}, {"calibration", CalibrationJson(&undone)}});
         if (!changed->previous.empty() && changed->previous.front() == latest)
             changed->previous.erase(changed->previous.begin());
+        changed->port = TextIn(latest, "port");
     });
     return "";
 }

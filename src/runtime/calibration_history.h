@@ -10,22 +10,33 @@
 namespace korvex::command {
 
 struct CalibrationHistory {
-    std::string port; // of the panel that was calibrated last; empty: not known
-    Json previous;    // array, the latest first: "until", "residuals" and "calibration" of each
-    Json undone;      // the calibration that the last undo replaced; null: none
+    std::string port; // of the panel whose calibration the settings file has; empty: not known
+    // arrays, the latest first, of at most ten: "port", "until", "residuals" and "calibration" of
+    // each
+    Json previous;
+    Json undone; // what undos have replaced
 };
 
-// What the file has; empty where there is none that can be read.
+// Reads the file; empty where there is none that can be read.
 CalibrationHistory ReadCalibrationHistory();
+
+// The panel that the settings file's calibration is for, where that is not the one on `port`; else
+// empty.
+std::string OtherPanelOf(const CalibrationHistory* history, const std::string& port);
+
+// The calibration that a save will replace: that of the settings file, without one `used`, which
+// maps the panel's touches now.
+CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolutionBits);
 
 // Adds the calibration that a save for the panel on `port` has just replaced by `saved`. Empty, or
 // why it is not kept.
 std::string KeepReplaced(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits);
 
-// Saves the latest of them in the settings file, and takes it out of the history. `restored`, which
-// has the calibration that holds, gets its values (MergeCalibration), `until` when it was replaced.
-// Empty, or why not: nothing has changed then.
-std::string UndoSave(CalibrationData* restored, std::string* until);
+// Saves the latest of them in the settings file, and takes it out of the history: `restored`, with
+// nothing derived (MergeCalibration). Only where that was in use until `until`, unless that is
+// empty, and where the last save was for the panel on `port`, unless that is empty. Empty, or why
+// nothing has changed.
+std::string UndoSave(const std::string& port, const std::string& until, CalibrationData* restored);
 
 } // namespace korvex::command

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -13,10 +12,10 @@
 
 #include "calibration/calibration.h"
 #include "calibration/mapping.h"
-#include "calibration/orientation.h"
 #include "calibration/settings_file.h"
 #include "control/calibration_json.h"
 #include "control/control_address.h"
+#include "control/control_client.h"
 #include "control/json_line.h"
 #include "machine/port_names.h"
 #include "machine/port_state.h"
@@ -59,7 +58,7 @@ Json StateOf(const RunningSession* session)
         {"changed", session->calibrationFile.empty() ? Json() : ChangeOf(session->calibrationFile)},
         {"tried", triedSessions.contains(KeyOf(session))}};
     return {{"panel", driven->panel}, {"path", driven->path}, {"tty", session->tty},
-        {"gone", session->gone}, {"model", ModelText(driven->model)},
+        {"gone", session->gone}, {"noisy", session->noisy}, {"model", ModelText(driven->model)},
         {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
         {"baudRate", driven->baudRate}, {"controller", driven->controller},
         {"since", TimeJson(driven->since)}, {"lastTouch", TimeJson(session->lastTouch)},
@@ -143,16 +142,18 @@ Json DoSilence(
     return Json::object();
 }
 
-// The panel whose calibration a store would replace; empty: no other one's than this panel's.
-std::string OtherPanelOf(const RunningSession* session, const CalibrationHistory* history)
+// The panel whose calibration a store for the session's panel would replace; empty: none. Where
+// that is not known, all panels of the runtime use the file.
+std::string ReplacedPanel(const RunningSession* session, const CalibrationHistory* history)
 {
-    for (const RunningSession& other : RunningSessions()) {
-        if (other.driven.path != session->driven.path && !other.calibrationFile.empty())
-            return other.driven.panel;
-    }
-    return history->port.empty() || history->port == session->driven.path
-        ? ""
-        : PanelNameOf(history->port);
+    const std::vector<RunningSession> sessions = RunningSessions();
+    const auto other = std::find_if(
+        sessions.begin(), sessions.end(), [session](const RunningSession& running) {
+            return running.driven.path != session->driven.path && !running.calibrationFile.empty();
+        });
+    return history->port.empty() && other != sessions.end()
+        ? other->driven.panel
+        : OtherPanelOf(history, session->driven.path);
 }
 
 Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
@@ -160,7 +161,7 @@ Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation
     const CalibrationHistory history = ReadCalibrationHistory();
     return {{"panel", session->driven.panel},
         {"calibration", CalibrationJson(&session->calibration)}, {"file", SettingsFilePath()},
-        {"savingFault", SavingFault()}, {"otherPanel", OtherPanelOf(session, &history)},
+        {"savingFault", SavingFault()}, {"otherPanel", ReplacedPanel(session, &history)},
         {"previous", history.previous}};
 }
 
@@ -256,6 +257,10 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     } else if (!conversation->tried.contains(key)) {
         return FaultOf("'calibration' is missing, and none is being tried");
     }
+    const auto tried = conversation->tried.find(key);
+    const CalibrationData replaced = ReplacedCalibration(
+        tried == conversation->tried.end() ? &session->calibration : &tried->second,
+        session->driven.resolutionBits);
     const std::string file = SettingsFilePath();
     if (!WriteCalibrationFile(&stored)) {
         const std::string fault = SavingFault();
@@ -265,9 +270,6 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
                         + "' cannot be written: the system refuses it; its disk may be full"
                               : fault}};
     }
-    const auto tried = conversation->tried.find(key);
-    const CalibrationData replaced
-        = tried == conversation->tried.end() ? session->calibration : tried->second;
     UseCalibration(key, &stored, conversation);
     Tell(Priority::NOTICE,
         PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
@@ -279,23 +281,20 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     return {{"stored", true}, {"file", file}};
 }
 
-Json DoUndo(const Json& /*request*/, const RunningSession* session, Conversation* conversation)
+// Only the save that the client knows of, where it says until when the earlier calibration was
+// used.
+Json DoUndo(const Json& request, const RunningSession* session, Conversation* conversation)
 {
     const SessionKey key = KeyOf(session);
     if (IsTriedByAnother(key, conversation))
         return FaultOf(TRIED_BY_ANOTHER);
-    TakeBack(key, conversation);
     CalibrationData restored{};
-    if (!UseSession(
-            key, [&](TouchController* controller) { restored = CopyCalibration(controller); }))
-        return FaultOf(HAS_ENDED);
-    std::string until;
-    if (const std::string fault = UndoSave(&restored, &until); !fault.empty())
+    if (const std::string fault = UndoSave(key.path, TextIn(request, "until"), &restored);
+        !fault.empty())
         return {{"undone", false}, {"error", fault}};
     UseCalibration(key, &restored, conversation);
-    Tell(Priority::NOTICE,
-        PanelTitle(key.path) + ": the calibration that was used until " + until + " is back");
-    return {{"undone", true}, {"file", SettingsFilePath()}, {"until", until}};
+    Tell(Priority::NOTICE, PanelTitle(key.path) + ": the last save of a calibration is undone");
+    return {{"undone", true}, {"file", SettingsFilePath()}};
 }
 
 struct Request {

@@ -43,8 +43,7 @@ struct NoiseWatch {
         uint32_t reports; // counters at that time
         uint32_t rejected;
     };
-    std::deque<Mark> marks; // a second apart
-    bool noisy = false;
+    std::deque<Mark> marks;         // a second apart
     steady_clock::time_point alone; // since when there have been rejected packets alone
     steady_clock::time_point last;  // rejected packet; the epoch: a valid one has come since
 };
@@ -59,7 +58,8 @@ struct Entry {
     std::string calibrationFile;
     std::atomic<int64_t> lastTouchMs = 0; // since the epoch
     std::atomic<uint32_t> sequence = 0;
-    NoiseWatch noise; // the reader's own, as is the next one
+    std::atomic<bool> noisy = false; // of the last minute's packets too many were spoiled
+    NoiseWatch noise;                // the reader's own, as is the next one
     ReturnedPort returned{};
 };
 
@@ -159,6 +159,7 @@ void Start(TouchController* controller)
     entry->lastTouchMs = 0;
     entry->sequence = 0;
     entry->noise = {};
+    entry->noisy = false;
     entry->returned = {};
     controller->observed = entry;
     sessions->awaited.erase(driven.path);
@@ -191,8 +192,8 @@ void JudgeNoise(TouchController* controller, Entry* entry)
     const uint32_t rejected = mark.rejected - noise->marks.front().rejected;
     const uint32_t packets = mark.reports - noise->marks.front().reports + rejected;
     const bool noisy = uint64_t{rejected} * NOISY_SHARE > packets;
-    if (packets >= MIN_PACKETS && noisy != noise->noisy) {
-        noise->noisy = noisy;
+    if (packets >= MIN_PACKETS && noisy != entry->noisy) {
+        entry->noisy = noisy;
         Tell(noisy ? Priority::WARNING : Priority::NOTICE,
             entry->title + ": " + std::to_string(rejected) + " of the last minute's "
                 + std::to_string(packets) + " packets were spoiled"
@@ -274,6 +275,7 @@ RunningSession StateOf(Entry* entry)
     state.tty = entry->tty;
     state.lastTouch = system_clock::time_point(std::chrono::milliseconds(entry->lastTouchMs));
     state.gone = controller->portGone == 1;
+    state.noisy = entry->noisy;
     ReportSnapshot report{};
     TakeLiveSnapshot(controller, &report, &state.touch);
     state.mapped = {report.lastX, report.lastY};

@@ -41,6 +41,7 @@ struct RunningSession {
     std::chrono::system_clock::time_point lastTouch; // the epoch: it was never touched
     // its port has failed, and the controller has not answered since
     bool gone;
+    bool noisy; // of the last minute's packets more than one in a hundred were spoiled
     LiveTouch touch;
     Point mapped; // of the last report, in output units
     uint32_t reports;

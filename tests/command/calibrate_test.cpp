@@ -204,9 +204,11 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     Press(&panel, 90, 90);
     EXPECT_TRUE(isAt(847, 653));
     EXPECT_THAT(ReadTextFile(settings), HasSubstr("Mode=0\n"));
-    const RunResult none = RunProgram({KORVEX, "calibrate", "--undo"});
-    EXPECT_EQ(none.exitCode, 1);
-    EXPECT_THAT(none.error, HasSubstr("no earlier calibration is kept"));
+    for (const std::string name : {"panel", "elsewhere"}) {
+        const RunResult none = RunProgram({KORVEX, "calibrate", "--undo", name});
+        EXPECT_EQ(none.exitCode, 1);
+        EXPECT_THAT(none.error, HasSubstr("no earlier calibration is kept"));
+    }
     EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
 }
 

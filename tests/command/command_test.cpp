@@ -128,7 +128,9 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
         Process emulator({EMULATOR, "--link", "port", "--model", "7700", "--baud", "9600",
             "--firmware", "4.5.6", "--script", "-"});
         EXPECT_THAT(ReadLine(emulator.output), HasSubstr("emulating model 7700"));
+        unsetenv("XDG_RUNTIME_DIR");
         Process drive({KORVEX, "drive", "port", "--pointer", "log", "--trace", "trace.txt"});
+        EXPECT_THAT(ReadLine(drive.error), HasSubstr("without a control socket"));
         const std::string tty = std::filesystem::canonical("port").string();
         EXPECT_EQ(ReadLine(drive.error),
             "port (" + tty + "): controller 7700, firmware 4.5.6, 10 bits, 9600 baud");
@@ -174,8 +176,7 @@ TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
     EXPECT_EQ(
         NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
     EXPECT_EQ(ReadLine(drive.error),
-        "korvex drive: cannot open 'panel': there is no such port; it is asked again every 2 to 30 "
-        "s");
+        "korvex drive: cannot open 'panel': there is no such port; trying again every 2 to 30 s");
     EXPECT_TRUE(WaitUntil([] {
         return RunProgram({KORVEX, "status"}).output.find("panel  panel  awaited")
             != std::string::npos;

@@ -102,7 +102,7 @@ TEST(CalibrationCourse, LeadsToASavedCalibrationByTouchesAlone)
     EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & (TASK_STORE | TASK_TAKE_BACK), 0U);
     Report(&program, {30, 700});
     EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, TASK_STORE)
-        << "behind an outlier";
+        << "after an outlier";
     EXPECT_EQ(FinishStore(&program.course, false, program.now) & TASK_END, 0U);
     EXPECT_EQ(program.course.step, CourseStep::NOT_SAVED);
     EXPECT_EQ(PressButton(&program.course, PageButton::SAVE, program.now), TASK_STORE)
@@ -223,8 +223,18 @@ TEST(CalibrationCourse, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesTh
         EXPECT_EQ(PressTarget(&program) & TASK_ATTEMPT, TASK_ATTEMPT);
         EXPECT_FALSE(IsDoubtful(&program.course));
         program.course.replacesAnother = true;
-        EXPECT_EQ(PressButton(&program.course, PageButton::SAVE, program.now) & TASK_STORE, 0U);
-        EXPECT_EQ(PressButton(&program.course, PageButton::SAVE, program.now), TASK_STORE);
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, 0U);
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, 0U) << "a bounce";
+        WaitFor(&program, 1000);
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 2) & TASK_STORE, 0U) << "noise";
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5), TASK_STORE | TASK_SHOW_TOUCH);
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::UNDO), 5) & TASK_UNDO, 0U);
+        program.course.canUndo = true;
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::UNDO), 5) & TASK_UNDO, TASK_UNDO);
+        FinishUndo(&program.course, false, program.now);
+        EXPECT_TRUE(IsTrying(&program.course));
+        FinishUndo(&program.course, true, program.now);
+        EXPECT_TRUE(IsOver(&program.course));
     }
     // Nobody has touched the crosses where they are: it starts again at the next touch.
     Program program;
@@ -234,6 +244,7 @@ TEST(CalibrationCourse, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesTh
     EXPECT_EQ(program.course.step, CourseStep::MISFIT);
     EXPECT_FALSE(HasButton(&program.course, PageButton::SAVE));
     Press(&program, {10, 10}, 5);
+    EXPECT_EQ(program.course.step, CourseStep::GUIDING);
     EXPECT_EQ(program.course.guide.target, 0U);
 }
 

@@ -212,7 +212,9 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     EXPECT_EQ(WaitForExit(&detection), 0);
     ASSERT_TRUE(waitsAt(20, 15));
     Process second(Windows({"KxConsole.exe", "-calibration", "4"}));
-    EXPECT_EQ(WaitForExit(&second), 7) << "the first is shown";
+    EXPECT_EQ(WaitForExit(&second), 7);
+    const std::string windows = RunProgram({"xdotool", "search", "--name", title}).output;
+    EXPECT_EQ(std::count(windows.begin(), windows.end(), '\n'), 1) << "the first is shown";
     for (const char* target :
         {"press 2 2 1000", "press 98 2 1000", "press 98 98 1000", "press 2 98 1000"})
         RunGesture(emulator.get(), target, &error);

@@ -280,7 +280,7 @@ void CheckReports(const Listener* listener, const Heard* before, Findings* findi
         Add(findings, Severity::FAULT, listener->name,
             "it measures beyond its " + std::to_string(now.resolutionBits)
                 + " bits, and such touches are lost; unplug it and plug it in again, so that it is "
-                  "asked for its resolution anew");
+                  "asked for its resolution again");
     else if (bad > 0)
         Add(findings, Severity::FAULT, listener->name,
             "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
@@ -340,7 +340,8 @@ int RunCheck(const Options* options)
             "'" + options->stateFolder + "' cannot be written: " + fault
                 + "; put that right, or name another folder with '--state'");
     std::error_code error;
-    if (!CheckPanels(&findings) || std::filesystem::exists(SettingsFilePath(), error))
+    const std::string file = SettingsFilePath(); // empty: its path is too long
+    if (!CheckPanels(&findings) || file.empty() || std::filesystem::exists(file, error))
         CheckSettings(&findings);
     SetUpPorts(options);
     const std::vector<PortState> ports = AllPorts();

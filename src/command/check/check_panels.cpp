@@ -1,6 +1,8 @@
 #include "command/check/check_panels.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -10,6 +12,7 @@
 
 #include "command/check/check_settings.h"
 #include "command/check/panel_unit.h"
+#include "control/control_address.h"
 #include "control/control_client.h"
 #include "machine/port_names.h"
 #include "platform/linux/serial/port_scan.h"
@@ -20,13 +23,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* LINK_FOLDER = "/dev/korvex";
 constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // a folder each
-constexpr const char* RUNTIME_FOLDER = "/run/korvex";   // as well
 constexpr const char* NAME_PROPERTY = "ID_KORVEX_PANEL";
 constexpr size_t MAX_NAME_LENGTH = 64; // as 72-korvex.rules has it
-constexpr uint32_t MIN_PACKETS = 100;  // a share of fewer says nothing
-constexpr uint32_t NOISY_SHARE = 100;  // one of so many packets rejected
 
 // What is known of a panel, by whom.
 struct NamedPanel {
@@ -36,6 +35,7 @@ struct NamedPanel {
     std::optional<Json> driven;  // its state, from the runtime that drives it
     std::optional<Json> awaited; // what its runtime waits for
     std::string unasked;         // why its unit's socket cannot be asked
+    bool isRefused = false;      // because of missing rights
 };
 
 using NamedPanels = std::map<std::string, NamedPanel>;
@@ -50,7 +50,7 @@ bool IsPanelName(const std::string& name)
 
 std::string LinkOf(const std::string& panel)
 {
-    return std::string(LINK_FOLDER).append("/").append(panel);
+    return PANEL_FOLDER + panel;
 }
 
 std::string FolderOf(const std::string& panel)
@@ -76,16 +76,21 @@ std::vector<std::string> NamesIn(const char* folder)
     return names;
 }
 
+void AddUnasked(NamedPanel* panel, const AskedRuntime* runtime)
+{
+    panel->unasked = "'" + runtime->socket + "': " + runtime->fault;
+    panel->isRefused = runtime->fault == strerror(EACCES);
+}
+
 // Adds what the runtimes say. Those of users, whose panels may have no name, are heard of known
 // ones alone.
 void AddRuntimes(NamedPanels* panels)
 {
     for (const AskedRuntime& runtime : AskRuntimes()) {
         const fs::path folder = fs::path(runtime.socket).parent_path();
-        const bool isUnits = folder.parent_path() == RUNTIME_FOLDER;
+        const bool isUnits = folder.parent_path() == UNIT_FOLDER;
         if (isUnits && !runtime.fault.empty())
-            (*panels)[folder.filename().string()].unasked
-                = "'" + runtime.socket + "': " + runtime.fault;
+            AddUnasked(&(*panels)[folder.filename().string()], &runtime);
         if (!runtime.status)
             continue;
         for (const Json& panel : runtime.status->panels) {
@@ -113,7 +118,7 @@ NamedPanels FindNamedPanels(Findings* findings)
                     + "', which is none: a name is made of at most 64 letters, digits, '-' and "
                       "'_'"});
     }
-    for (const std::string& name : NamesIn(LINK_FOLDER))
+    for (const std::string& name : NamesIn(PANEL_FOLDER))
         panels.try_emplace(name);
     for (const std::string& name : NamesIn(STATE_FOLDER)) {
         std::error_code error;
@@ -147,7 +152,14 @@ void CheckAdapter(const PanelCheck* check)
         Add(check, Severity::FAULT,
             "udev rules give this name to '" + panel->ports[0] + "' and to '" + panel->ports[1]
                 + "'; give each a name of its own");
-    if (!HasAdapter(check->name))
+    if (HasAdapter(check->name))
+        return;
+    if (!panel->ports.empty())
+        Add(check, Severity::FAULT,
+            "udev gives the name to '" + panel->ports[0] + "', but makes no '" + LinkOf(check->name)
+                + "': the rule must be in a file before 72-korvex.rules, and ID_KORVEX_IGNORE not "
+                  "be set");
+    else
         Add(check, Severity::FAULT,
             "its adapter is not there: no '" + LinkOf(check->name) + "'; plug it in"
                 + (panel->hasFolder ? ", or remove '" + FolderOf(check->name)
@@ -173,21 +185,19 @@ void CheckUnit(const PanelCheck* check)
 
 void CheckRuntime(const PanelCheck* check)
 {
-    if (!check->panel->unasked.empty())
+    const NamedPanel* panel = check->panel;
+    if (panel->isRefused)
         Add(check, Severity::NOTE,
-            "its runtime cannot be asked, " + check->panel->unasked
+            "its runtime cannot be asked, " + panel->unasked
                 + "; root and members of the group \"korvex\" can");
-    if (check->panel->awaited && HasAdapter(check->name))
-        Add(check, Severity::FAULT, check->panel->awaited->value("reason", ""));
-    if (!check->panel->driven)
-        return;
-    const Json& state = *check->panel->driven;
-    const uint32_t rejected = state.value("rejected", 0U);
-    const uint64_t packets = uint64_t{state.value("reports", 0U)} + rejected;
-    if (packets >= MIN_PACKETS && uint64_t{rejected} * NOISY_SHARE > packets)
+    else if (!panel->unasked.empty())
+        Add(check, Severity::FAULT, "its runtime cannot be asked, " + panel->unasked);
+    if (panel->awaited && HasAdapter(check->name))
+        Add(check, Severity::FAULT, panel->awaited->value("reason", ""));
+    if (panel->driven && panel->driven->contains("noisy") && panel->driven->at("noisy") == true)
         Add(check, Severity::FAULT,
-            std::to_string(rejected) + " of its " + std::to_string(packets)
-                + " packets were spoiled; check cable, grounding and what else is on the line");
+            "more than one in a hundred of the last minute's packets were spoiled; check cable, "
+            "grounding and what else uses the port");
 }
 
 } // namespace

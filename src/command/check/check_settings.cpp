@@ -1,6 +1,7 @@
 #include "command/check/check_settings.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,6 +34,7 @@ constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
 constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
 constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
+
 void Add(Findings* findings, Severity severity, const std::string& text)
 {
     findings->push_back({severity, SUBJECT, text});
@@ -266,6 +268,16 @@ void CheckSettingsIn(const std::string& folder, const std::string& subject, Find
     }
     Findings found;
     CheckSettings(&found);
+    struct stat owned{};
+    struct stat own{};
+    constexpr mode_t OF_GROUP = S_IRGRP | S_IWGRP;
+    if (stat(file.c_str(), &owned) == 0 && stat(".", &own) == 0 && owned.st_uid != own.st_uid
+        && !(owned.st_gid == own.st_gid && (owned.st_mode & OF_GROUP) == OF_GROUP))
+        AddFault(&found,
+            "'" + file
+                + "' belongs to another user than its folder, so the panel's runtime may "
+                  "not use it; 'chown --reference="
+                + folder + " " + file + "'");
     for (Finding& finding : found) {
         finding.subject = subject;
         findings->push_back(std::move(finding));
