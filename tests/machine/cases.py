@@ -738,13 +738,13 @@ def check_truth(setting):
     expect_fault("right", "its adapter is not there")
     expect_fault("right", "were measured at the same place", f"{same} >/var/lib/korvex/right/Korvex.ini")
     expect_fault("left", "is stopped", "systemctl stop korvex@left")
-    expect_fault("left", "has failed (exit-code)", "echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
+    expect_fault("left", "has failed (exit-code)", "mkdir -p /etc/korvex; echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
     name = 'SUBSYSTEM=="tty", KERNEL=="ttyS%d", ENV{ID_KORVEX_PANEL}="%s"'
     expect_fault("names", "the name 'left till', which is none",
                  f"printf '%s\n' '{name % (2, 'left till')}' '{name % (3, 'door')}' >{rules}; "
                  "udevadm control --reload; udevadm trigger --settle --subsystem-match=tty")
     expect_fault("door", "udev rules give this name to '/dev/ttyS1' and to '/dev/ttyS3'")
-    guest.run(f"rm /etc/korvex/left.env {rules}; udevadm control --reload; udevadm trigger --settle --subsystem-match=tty; "
+    guest.run(f"rm -r /etc/korvex {rules}; udevadm control --reload; udevadm trigger --settle --subsystem-match=tty; "
               "systemctl restart korvex@left korvex@door")
     wait_driven(guest, "left", "")
 
