@@ -148,7 +148,7 @@ bool CanSave(const Options* options, const std::string& fault)
 std::string SavingFaultOf(RemotePanel* panel)
 {
     const std::optional<Json> answer
-        = Ask(&panel->runtime, {{"do", "calibration"}, {"panel", panel->state.value("path", "")}});
+        = Ask(&panel->runtime, {{"do", "calibration"}, {"panel", panel->state.path}});
     return answer ? TextIn(*answer, "savingFault") : "";
 }
 

@@ -6,7 +6,6 @@
 #include "host/host.h"
 #include "input/host_handlers.h"
 #include "machine/port_names.h"
-#include "machine/port_state.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/serial/serial_port.h"
@@ -27,11 +26,11 @@ void DescribeDriven(WCHAR* text, size_t capacity)
     std::string line
         = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
     if (sessions.size() == 1)
-        line += " controller: " + sessions[0].driven.panel + ", "
-            + (sessions[0].gone ? "unplugged" : ModelText(sessions[0].driven.model));
+        line += " controller: " + sessions[0].state.panel + ", "
+            + (sessions[0].state.reading.gone ? "unplugged" : sessions[0].state.model);
     for (size_t i = 0; sessions.size() > 1 && i < sessions.size(); ++i)
-        line += (i == 0 ? " controllers: " : ", ") + sessions[i].driven.panel
-            + (sessions[i].gone ? " (unplugged)" : "");
+        line += (i == 0 ? " controllers: " : ", ") + sessions[i].state.panel
+            + (sessions[i].state.reading.gone ? " (unplugged)" : "");
     CopyBounded(text, capacity, platform::FromUtf8(line).c_str());
 }
 

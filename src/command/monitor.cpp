@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <deque>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,6 +16,7 @@
 #include "command/monitor_table.h"
 #include "command/subcommands.h"
 #include "control/control_client.h"
+#include "control/json_line.h"
 #include "input/host_handlers.h"
 #include "input/session.h"
 #include "machine/port_names.h"
@@ -68,61 +68,38 @@ uint32_t RateOf(Watched* watched, uint32_t reports)
     return reports - watched->reports.back();
 }
 
-Sample RemoteSample(Watched* watched)
+// A runtime that has ended reports nothing any more.
+PanelReading LatestReading(const Watched* watched)
 {
-    if (watched->remote->runtime.socket < 0) {
-        Sample gone = watched->shown;
-        gone.gone = true;
-        gone.rate = 0;
-        return gone;
-    }
-    const nlohmann::ordered_json* state = &watched->remote->state;
-    const auto counter = [state](const char* key) { return state->value(key, uint32_t{0}); };
-    return {PointIn(*state, "raw").value_or(Point{}), PointIn(*state, "mapped").value_or(Point{}),
-        state->value("touching", false), state->value("gone", false),
-        RateOf(watched, counter("reports")), counter("reports"), counter("rejected"),
-        counter("resynchronisations"), counter("dropped"), counter("inputs")};
+    if (!watched->remote)
+        return ReadingOf(watched->controller);
+    PanelReading reading = watched->remote->state.reading;
+    reading.gone = reading.gone || watched->remote->runtime.socket < 0;
+    return reading;
 }
 
-Sample TakeSample(Watched* watched)
+Sample SampleOf(Watched* watched)
 {
-    if (watched->remote)
-        return RemoteSample(watched);
-    TouchController* controller = watched->controller;
-    const SessionCounters* counters = &controller->counters;
-    ReportSnapshot report{};
-    Sample sample{};
-    LiveTouch touch{};
-    TakeLiveSnapshot(controller, &report, &touch);
-    sample.raw = touch.raw;
-    sample.touching = touch.touching;
-    sample.mapped = {report.lastX, report.lastY};
-    sample.gone = controller->portGone == 1;
-    sample.reports = counters->reports;
-    sample.rate = RateOf(watched, sample.reports);
-    sample.rejected = counters->rejectedPackets;
-    sample.resynchronisations = counters->resynchronisations;
-    sample.dropped = counters->droppedBytes;
-    sample.inputs = counters->inputs;
-    return sample;
+    const PanelReading reading = LatestReading(watched);
+    const uint32_t rate = RateOf(watched, reading.counters.reports);
+    return {reading, reading.gone ? 0 : rate};
 }
 
 std::string JsonOf(
     const Watched* watched, milliseconds time, const std::optional<platform::MonitorArea>& screen)
 {
-    const Sample* sample = &watched->shown;
-    nlohmann::ordered_json line{{"port", watched->port},
+    const PanelReading& reading = watched->shown.reading;
+    Json line{{"port", watched->port},
         {"time", std::round(static_cast<double>(time.count()) / 100) / 10},
-        {"raw", {sample->raw.x, sample->raw.y}}, {"mapped", {sample->mapped.x, sample->mapped.y}},
-        {"percent", {PercentOf(sample->mapped.x), PercentOf(sample->mapped.y)}}};
+        {"raw", {reading.raw.x, reading.raw.y}}, {"mapped", {reading.mapped.x, reading.mapped.y}},
+        {"percent", {PercentOf(reading.mapped.x), PercentOf(reading.mapped.y)}}};
     if (screen)
-        line["pixel"] = {platform::PixelOf(sample->mapped.x, screen->width),
-            platform::PixelOf(sample->mapped.y, screen->height)};
-    line.update({{"touching", sample->touching}, {"gone", sample->gone}, {"rate", sample->rate},
-        {"reports", sample->reports}, {"rejected", sample->rejected},
-        {"resynchronisations", sample->resynchronisations}, {"dropped", sample->dropped},
-        {"inputs", sample->inputs}});
-    return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+        line["pixel"] = {platform::PixelOf(reading.mapped.x, screen->width),
+            platform::PixelOf(reading.mapped.y, screen->height)};
+    line.update(
+        {{"touching", reading.touching}, {"gone", reading.gone}, {"rate", watched->shown.rate}});
+    AddCounters(reading.counters, &line);
+    return LineOf(line);
 }
 
 // What is on the terminal, or has been printed.
@@ -162,12 +139,12 @@ std::string Changes(
     std::string text;
     std::vector<MonitorRow> rows;
     for (Watched& watched : *all) {
-        const Sample sample = TakeSample(&watched);
+        const Sample sample = SampleOf(&watched);
         const bool changed = !view->begun || !(sample == watched.shown);
         watched.shown = sample;
         rows.push_back({watched.port, sample});
         if (options->json && changed)
-            text += JsonOf(&watched, time, view->screen) + "\n";
+            text += JsonOf(&watched, time, view->screen);
         watched.changed = changed;
     }
     if (view->inPlace)
@@ -201,7 +178,7 @@ int StartWatching(Watched* watched, const Options* options)
     watched->remote = FindRuntime(PathOfPort(options, watched->port), watched->port, &unasked);
     if (watched->remote) {
         fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(),
-            watched->remote->state.value("controller", "").c_str(), watched->remote->process);
+            watched->remote->state.controller.c_str(), watched->remote->process);
         return EXIT_DONE;
     }
     const int exitCode = OpenController(options, watched->port, &watched->controller);
@@ -223,7 +200,7 @@ void FollowRuntime(Watched* watched)
                                              : Clock::now() - watched->soughtAt < INTERVAL)
         return;
     watched->soughtAt = Clock::now();
-    if (auto found = FindRuntime(watched->remote->state.value("path", ""), watched->port); found) {
+    if (auto found = FindRuntime(watched->remote->state.path, watched->port); found) {
         watched->remote = std::move(found);
         watched->reports.clear();
     }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 
 #include "platform/linux/pointer/pixels.h"
 
@@ -20,7 +21,7 @@ struct Column {
     const char* title;
     size_t width;
     size_t rank; // the columns of the lowest ranks stay on a narrow terminal
-    std::string (*text)(const Sample* sample, const Screen* screen);
+    std::function<std::string(const Sample*, const Screen*)> text;
 };
 
 std::string Pair(int x, int y)
@@ -33,51 +34,53 @@ std::string Pair(int x, int y)
 std::string PercentText(const Sample* sample, const Screen* /*screen*/)
 {
     std::array<char, 48> text{};
-    snprintf(text.data(), text.size(), "%5.1f %5.1f", PercentOf(sample->mapped.x),
-        PercentOf(sample->mapped.y));
+    snprintf(text.data(), text.size(), "%5.1f %5.1f", PercentOf(sample->reading.mapped.x),
+        PercentOf(sample->reading.mapped.y));
     return text.data();
 }
 
 std::string PixelText(const Sample* sample, const Screen* screen)
 {
-    return *screen ? Pair(platform::PixelOf(sample->mapped.x, (*screen)->width),
-                         platform::PixelOf(sample->mapped.y, (*screen)->height))
+    return *screen ? Pair(platform::PixelOf(sample->reading.mapped.x, (*screen)->width),
+                         platform::PixelOf(sample->reading.mapped.y, (*screen)->height))
                    : "-";
 }
 
-// Behind the port, in their order.
-constexpr std::array COLUMNS{
-    Column{"RAW     Y", 9, 3,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return Pair(sample->raw.x, sample->raw.y);
-        }},
-    Column{"    %     %", 11, 0, PercentText},
-    Column{"PIXEL   Y", 9, 4, PixelText},
-    Column{"TOUCH", 5, 1,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return std::string(sample->gone ? "gone" : sample->touching ? "down" : "up");
-        }},
-    Column{"RATE", 4, 2,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return std::to_string(sample->rate);
-        }},
-    Column{"REPORTS", 8, 6,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return std::to_string(sample->reports);
-        }},
-    Column{"BAD", 6, 5,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return std::to_string(sample->rejected);
-        }},
-    Column{"RESYNC", 6, 7,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return std::to_string(sample->resynchronisations);
-        }},
-    Column{"DROPPED", 7, 8,
-        [](const Sample* sample, const Screen* /*screen*/) {
-            return std::to_string(sample->dropped);
-        }},
-};
+// After the port, in their order.
+std::vector<Column> MakeColumns()
+{
+    std::vector<Column> columns{
+        {"RAW     Y", 9, 3,
+            [](const Sample* sample, const Screen* /*screen*/) {
+                return Pair(sample->reading.raw.x, sample->reading.raw.y);
+            }},
+        {"    %     %", 11, 0, PercentText},
+        {"PIXEL   Y", 9, 4, PixelText},
+        {"TOUCH", 5, 1,
+            [](const Sample* sample, const Screen* /*screen*/) {
+                return sample->reading.gone ? "gone" : sample->reading.touching ? "down" : "up";
+            }},
+        {"RATE", 4, 2,
+            [](const Sample* sample, const Screen* /*screen*/) {
+                return std::to_string(sample->rate);
+            }},
+    };
+    const size_t ranks = columns.size();
+    for (const PanelCounter& counter : PANEL_COUNTERS) {
+        const auto text = [&counter](const Sample* sample, const Screen* /*screen*/) {
+            return std::to_string(sample->reading.counters.*counter.value);
+        };
+        if (counter.title != nullptr)
+            columns.push_back({counter.title, counter.width, ranks + counter.rank, text});
+    }
+    return columns;
+}
+
+const std::vector<Column>& Columns()
+{
+    static const std::vector<Column> COLUMNS = MakeColumns();
+    return COLUMNS;
+}
 
 std::string PaddedLeft(const std::string& text, size_t width)
 {
@@ -99,13 +102,13 @@ MonitorColumns ChooseColumns(
         columns.portWidth = std::max(columns.portWidth, row.port.size());
     columns.portWidth = std::min(columns.portWidth, MAX_PORT_WIDTH);
     size_t used = columns.portWidth;
-    for (size_t rank = 0; rank < COLUMNS.size(); ++rank) {
-        const auto* column = std::find_if(
-            COLUMNS.begin(), COLUMNS.end(), [rank](const Column& one) { return one.rank == rank; });
+    for (size_t rank = 0; rank < Columns().size(); ++rank) {
+        const auto column = std::find_if(Columns().begin(), Columns().end(),
+            [rank](const Column& one) { return one.rank == rank; });
         used += 1 + column->width;
         if (used > width)
             break;
-        columns.shown.push_back(static_cast<size_t>(column - COLUMNS.begin()));
+        columns.shown.push_back(static_cast<size_t>(column - Columns().begin()));
     }
     std::sort(columns.shown.begin(), columns.shown.end());
     return columns;
@@ -115,7 +118,7 @@ std::string HeaderOf(const MonitorColumns* columns)
 {
     std::string line = PaddedRight("PORT", columns->portWidth);
     for (const size_t index : columns->shown)
-        line += " " + PaddedLeft(COLUMNS[index].title, COLUMNS[index].width);
+        line += " " + PaddedLeft(Columns()[index].title, Columns()[index].width);
     return line;
 }
 
@@ -125,7 +128,8 @@ std::string LineOf(const MonitorRow* row, const MonitorColumns* columns)
     std::string line = PaddedRight(row->port.substr(hidden), columns->portWidth);
     for (const size_t index : columns->shown)
         line += " "
-            + PaddedLeft(COLUMNS[index].text(&row->sample, &columns->screen), COLUMNS[index].width);
+            + PaddedLeft(
+                Columns()[index].text(&row->sample, &columns->screen), Columns()[index].width);
     return line;
 }
 

@@ -7,23 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "link/touch_controller.h"
+#include "control/panel_state.h"
 #include "platform/linux/x11/monitors.h"
 
 namespace korvex::command {
 
-// What is known of a session at one moment.
 struct Sample {
-    Point raw;
-    Point mapped; // output units
-    bool touching;
-    bool gone;     // the port has failed
+    PanelReading reading;
     uint32_t rate; // reports in the last second
-    uint32_t reports;
-    uint32_t rejected;
-    uint32_t resynchronisations;
-    uint32_t dropped;
-    uint32_t inputs;
 
     bool operator==(const Sample&) const = default;
 };

@@ -34,9 +34,9 @@ Driver DriverOf(const std::vector<AskedRuntime>* runtimes, const PortState* port
 {
     for (const AskedRuntime& runtime : *runtimes) {
         for (size_t i = 0; runtime.status && i < runtime.status->panels.size(); ++i) {
-            const Json& panel = runtime.status->panels[i];
-            if (IsSamePort(panel.value("path", ""), port->path))
-                return {runtime.status->process, panel.value("model", "")};
+            const PanelState& panel = runtime.status->panels[i];
+            if (IsSamePort(panel.path, port->path))
+                return {runtime.status->process, panel.model};
         }
     }
     return {0, ModelText(port->model)};

@@ -84,18 +84,23 @@ void FindAgain(size_t panel)
     std::optional<RemotePanel> found = FindRuntime(remote->path, remote->name);
     if (!found)
         return;
-    remote->resolutionBits = found->state.value("resolutionBits", remote->resolutionBits);
+    remote->resolutionBits = found->state.resolutionBits;
     if (Listen(remote, std::move(found->runtime)))
         Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(remote->resolutionBits));
-    if (found->state.value("gone", false))
+    if (found->state.reading.gone)
         PostLoss(panel, PanelLoss::PORT);
+}
+
+std::optional<Point> PositionIn(const Json& event, const char* key)
+{
+    return event.is_object() && event.contains(key) ? PointFrom(event.at(key)) : std::nullopt;
 }
 
 void TakeEvent(size_t panel, const Json& event)
 {
     const std::string kind = TextIn(event, "event");
-    const std::optional<Point> raw = PointIn(event, "raw");
-    const std::optional<Point> mapped = PointIn(event, "mapped");
+    const std::optional<Point> raw = PositionIn(event, "raw");
+    const std::optional<Point> mapped = PositionIn(event, "mapped");
     if (kind == "touch" && raw && mapped)
         PostMessageW(remotes.window, WM_PANEL_TOUCH,
             PackPlace(static_cast<uint32_t>(panel), *mapped),
@@ -261,10 +266,10 @@ const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
         Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
     for (RemotePanel& panel : panels) {
-        const std::string path = panel.state.value("path", "");
-        remotes.panels.push_back({panel.state.value("panel", ""), path,
-            PanelTitle(path) + ", " + panel.state.value("controller", ""), "",
-            panel.state.value("resolutionBits", 10U), std::move(panel.runtime), {}, {}});
+        const PanelState& state = panel.state;
+        remotes.panels.push_back(
+            {state.panel, state.path, PanelTitle(state.path) + ", " + state.controller, "",
+                state.resolutionBits, std::move(panel.runtime), {}, {}});
     }
     return &SOURCE;
 }

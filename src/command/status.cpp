@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
-#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,14 +18,15 @@ namespace korvex::command {
 
 namespace {
 
-// How long ago a time of the protocol was, "3 min"; a dash where there is none.
-std::string AgeOf(const Json& time)
+using std::chrono::system_clock;
+
+// How long ago a time was, "3 min"; a dash for the epoch.
+std::string AgeOf(system_clock::time_point time)
 {
-    tm parts{};
-    if (!time.is_string()
-        || strptime(time.get<std::string>().c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
+    if (time == system_clock::time_point())
         return "-";
-    const long seconds = std::max(0L, static_cast<long>(std::time(nullptr) - timegm(&parts)));
+    const auto seconds = std::max<int64_t>(
+        0, std::chrono::floor<std::chrono::seconds>(system_clock::now() - time).count());
     if (seconds < 120)
         return std::to_string(seconds) + " s";
     if (seconds < 120L * 60)
@@ -34,30 +35,27 @@ std::string AgeOf(const Json& time)
                                 : std::to_string(seconds / 86400) + " days";
 }
 
-std::string CalibrationText(const Json& calibration)
+std::string CalibrationText(const PanelCalibration& calibration)
 {
-    const bool hasPoints = calibration.value("kind", "") == "points";
-    const bool hasFile = calibration.value("file", Json()).is_string();
-    const std::string kind = hasPoints ? std::to_string(calibration.value("points", 0)) + " points"
-        : hasFile                      ? "standard box"
-                                       : "factory calibration";
-    return kind + (hasFile ? ", " + AgeOf(calibration.value("changed", Json())) + " old" : "")
-        + (calibration.value("tried", false) ? ", being tried" : "");
+    const bool hasFile = !calibration.file.empty();
+    const std::string kind = calibration.hasPoints ? std::to_string(calibration.points) + " points"
+        : hasFile                                  ? "standard box"
+                                                   : "factory calibration";
+    return kind + (hasFile ? ", " + AgeOf(calibration.changed) + " old" : "")
+        + (calibration.tried ? ", being tried" : "");
 }
 
-std::string StateText(const Json* panel)
+const char* StateText(const PanelState& panel)
 {
-    return panel->value("gone", false) ? "gone" : "there";
+    return panel.reading.gone ? "gone" : "there";
 }
 
-std::vector<std::string> RowOf(const Json& panel)
+std::vector<std::string> RowOf(const PanelState& panel)
 {
-    const bool touching = panel.value("touching", false);
-    return {panel.value("panel", ""), panel.value("tty", ""), StateText(&panel),
-        panel.value("model", ""), AgeOf(panel.value("since", Json())),
-        CalibrationText(panel.value("calibration", Json::object())),
-        std::to_string(panel.value("reports", 0U)), std::to_string(panel.value("rejected", 0U)),
-        touching ? "now" : AgeOf(panel.value("lastTouch", Json()))};
+    const PanelCounters& counters = panel.reading.counters;
+    return {panel.panel, panel.tty, StateText(panel), panel.model, AgeOf(panel.since),
+        CalibrationText(panel.calibration), std::to_string(counters.reports),
+        std::to_string(counters.rejected), panel.reading.touching ? "now" : AgeOf(panel.lastTouch)};
 }
 
 // The runtimes that can be asked; which cannot is said on standard error.
@@ -76,17 +74,16 @@ std::vector<RuntimeStatus> AskAll(const Options* options)
 void PrintJson(const std::vector<RuntimeStatus>* all)
 {
     Json list = Json::array();
+    const auto add = [&list](Json panel, const char* state, int process) {
+        panel["state"] = state;
+        panel["process"] = process;
+        list.push_back(std::move(panel));
+    };
     for (const RuntimeStatus& status : *all) {
-        for (Json panel : status.panels) {
-            panel["state"] = StateText(&panel);
-            panel["process"] = status.process;
-            list.push_back(std::move(panel));
-        }
-        for (Json panel : status.awaited) {
-            panel["state"] = "awaited";
-            panel["process"] = status.process;
-            list.push_back(std::move(panel));
-        }
+        for (const PanelState& panel : status.panels)
+            add(ToJson(panel), StateText(panel), status.process);
+        for (const PendingPanel& panel : status.awaited)
+            add(ToJson(panel), "awaited", status.process);
     }
     puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
@@ -96,17 +93,16 @@ void PrintTable(const std::vector<RuntimeStatus>* all)
     TextTable table{
         {"PANEL", "PORT", "STATE", "MODEL", "SINCE", "CALIBRATION", "REPORTS", "BAD", "TOUCHED"}};
     for (const RuntimeStatus& status : *all) {
-        for (const Json& panel : status.panels)
+        for (const PanelState& panel : status.panels)
             table.push_back(RowOf(panel));
-        for (const Json& panel : status.awaited)
-            table.push_back({panel.value("panel", ""), panel.value("path", ""), "awaited", "", "",
-                "", "", "", ""});
+        for (const PendingPanel& panel : status.awaited)
+            table.push_back({panel.panel, panel.path, "awaited", "", "", "", "", "", ""});
     }
     if (table.size() > 1)
         fputs(TextOf(&table).c_str(), stdout);
     for (const RuntimeStatus& status : *all) {
-        for (const Json& panel : status.awaited)
-            printf("%s: %s\n", panel.value("panel", "").c_str(), panel.value("reason", "").c_str());
+        for (const PendingPanel& panel : status.awaited)
+            printf("%s: %s\n", panel.panel.c_str(), panel.reason.c_str());
     }
 }
 
@@ -130,7 +126,7 @@ int RunStatus(const Options* options)
     const bool missing = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {
         return !status.awaited.empty()
             || std::any_of(status.panels.begin(), status.panels.end(),
-                [](const Json& panel) { return panel.value("gone", false); });
+                [](const PanelState& panel) { return panel.reading.gone; });
     });
     return missing ? EXIT_PANEL_MISSING : EXIT_DONE;
 }

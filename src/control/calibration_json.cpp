@@ -30,7 +30,7 @@ Json CalibrationJson(const CalibrationData* calib)
 {
     Json points = Json::array();
     for (uint32_t i = 0; i < std::min(calib->pointCount, MAX_CALIBRATION_POINTS); ++i)
-        points.push_back({calib->advPoints[i].x, calib->advPoints[i].y});
+        points.push_back(PointJson(calib->advPoints[i]));
     return {{"orientation", calib->orientation},
         {"box", {calib->stdMinX, calib->stdMinY, calib->stdMaxX, calib->stdMaxY}},
         {"points", points}};

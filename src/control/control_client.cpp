@@ -4,13 +4,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <initializer_list>
-#include <iterator>
 #include <utility>
 
 #include "control/control_address.h"
@@ -52,64 +49,27 @@ std::optional<std::string> NextLine(
     return line;
 }
 
-// Whether a panel's state is made as the protocol has it, so that its parts can be used without a
-// further look.
-bool IsState(const Json& panel)
-{
-    const auto holds = [&panel](std::initializer_list<const char*> keys, auto isRight) {
-        return std::all_of(keys.begin(), keys.end(),
-            [&](const char* key) { return panel.contains(key) && isRight(panel[key]); });
-    };
-    const auto isNumber = [](const Json& value) { return NumberOf(value).has_value(); };
-    const auto isCount = [](const Json& value) {
-        return value.is_number_unsigned() && value.get<uint64_t>() <= UINT32_MAX;
-    };
-    const auto isResolution = [](const Json& value) {
-        const int32_t bits = NumberOf(value).value_or(0);
-        return bits == 10 || bits == 12;
-    };
-    return panel.is_object()
-        && holds({"panel", "path", "tty", "model", "controller"},
-            [](const Json& value) { return value.is_string(); })
-        && holds({"gone", "touching"}, [](const Json& value) { return value.is_boolean(); })
-        && holds({"resolutionBits"}, isResolution)
-        && holds({"reports", "rejected", "outOfRange", "resynchronisations", "dropped", "inputs"},
-            isCount)
-        && holds({"raw", "mapped"},
-            [&](const Json& value) {
-                return value.is_array() && std::all_of(value.begin(), value.end(), isNumber);
-            })
-        && holds({"calibration"}, [&](const Json& value) {
-               return value.is_object() && value.contains("kind") && value["kind"].is_string()
-                   && value.contains("points") && isNumber(value["points"])
-                   && value.contains("tried") && value["tried"].is_boolean();
-           });
-}
-
-bool IsAwaited(const Json& panel)
-{
-    const auto isText
-        = [&panel](const char* key) { return panel.contains(key) && panel[key].is_string(); };
-    return panel.is_object() && isText("panel") && isText("path") && isText("reason");
-}
-
 // The sound entries of a list in an answer to "status".
-std::vector<Json> ListOf(const Json* status, const char* name, bool (*isSound)(const Json&))
+template <typename Entry>
+std::vector<Entry> ListOf(
+    const Json* status, const char* name, std::optional<Entry> (*parse)(const Json&))
 {
     const auto list = status->find(name);
-    std::vector<Json> sound;
-    if (list != status->end() && list->is_array())
-        std::copy_if(list->begin(), list->end(), std::back_inserter(sound), isSound);
+    std::vector<Entry> sound;
+    for (size_t i = 0; list != status->end() && list->is_array() && i < list->size(); ++i) {
+        if (std::optional<Entry> entry = parse(list->at(i)); entry)
+            sound.push_back(*std::move(entry));
+    }
     return sound;
 }
 
-// The panel on a port in an answer to "status"; none when it is not among them.
-std::optional<Json> PanelOn(
+// The panel on a port among those of a runtime; none when it is not.
+std::optional<PanelState> PanelOn(
     const RuntimeStatus* status, const std::string& path, const std::string& name)
 {
-    for (const Json& panel : status->panels) {
-        if (IsSamePort(panel.value("tty", ""), path) || panel.value("path", "") == path
-            || (!name.empty() && panel.value("panel", "") == name))
+    for (const PanelState& panel : status->panels) {
+        if (IsSamePort(panel.tty, path) || panel.path == path
+            || (!name.empty() && panel.panel == name))
             return panel;
     }
     return std::nullopt;
@@ -159,24 +119,6 @@ std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono:
     return std::nullopt;
 }
 
-std::string TextIn(const Json& object, const char* key)
-{
-    const bool isText = object.is_object() && object.contains(key) && object.at(key).is_string();
-    return isText ? object.at(key).get<std::string>() : "";
-}
-
-std::optional<Point> PointIn(const Json& object, const char* key)
-{
-    if (!object.is_object() || !object.contains(key))
-        return std::nullopt;
-    const Json& pair = object.at(key);
-    if (!pair.is_array() || pair.size() != 2)
-        return std::nullopt;
-    const std::optional<int32_t> x = NumberOf(pair[0]);
-    const std::optional<int32_t> y = NumberOf(pair[1]);
-    return x && y ? std::optional(Point{*x, *y}) : std::nullopt;
-}
-
 std::optional<RuntimeStatus> AskStatus(ControlClient* client)
 {
     const std::optional<Json> answer = Ask(client, {{"do", "status"}});
@@ -184,7 +126,7 @@ std::optional<RuntimeStatus> AskStatus(ControlClient* client)
         return std::nullopt;
     const auto process = answer->find("process");
     return RuntimeStatus{process != answer->end() ? NumberOf(*process).value_or(0) : 0,
-        ListOf(&*answer, "panels", IsState), ListOf(&*answer, "awaited", IsAwaited)};
+        ListOf(&*answer, "panels", PanelStateFrom), ListOf(&*answer, "awaited", PendingPanelFrom)};
 }
 
 std::vector<AskedRuntime> AskRuntimes()
@@ -223,7 +165,7 @@ std::optional<RemotePanel> FindRuntime(
             continue;
         }
         const std::optional<RuntimeStatus> status = AskStatus(&panel.runtime);
-        std::optional<Json> state = status ? PanelOn(&*status, path, name) : std::nullopt;
+        std::optional<PanelState> state = status ? PanelOn(&*status, path, name) : std::nullopt;
         if (state) {
             panel.state = *std::move(state);
             panel.process = status->process;
@@ -237,15 +179,10 @@ std::optional<RemotePanel> FindRuntime(
 std::vector<RemotePanel> FindAllPanels()
 {
     std::vector<RemotePanel> all;
-    for (const std::string& socket : ControlSockets()) {
-        ControlClient client;
-        std::string fault;
-        const std::optional<RuntimeStatus> status
-            = Connect(&client, socket, &fault) ? AskStatus(&client) : std::nullopt;
-        Disconnect(&client);
-        for (size_t i = 0; status && i < status->panels.size(); ++i) {
-            RemotePanel panel{{}, status->panels[i], status->process};
-            if (Connect(&panel.runtime, socket, &fault))
+    for (const AskedRuntime& runtime : AskRuntimes()) {
+        for (size_t i = 0; runtime.status && i < runtime.status->panels.size(); ++i) {
+            RemotePanel panel{{}, runtime.status->panels[i], runtime.status->process};
+            if (std::string fault; Connect(&panel.runtime, runtime.socket, &fault))
                 all.push_back(std::move(panel));
         }
     }
@@ -255,8 +192,8 @@ std::vector<RemotePanel> FindAllPanels()
 bool RefreshState(RemotePanel* panel)
 {
     const std::optional<RuntimeStatus> status = AskStatus(&panel->runtime);
-    std::optional<Json> state
-        = status ? PanelOn(&*status, panel->state.value("path", ""), "") : std::nullopt;
+    std::optional<PanelState> state
+        = status ? PanelOn(&*status, panel->state.path, "") : std::nullopt;
     if (!state) {
         Disconnect(&panel->runtime);
         return false;

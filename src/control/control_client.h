@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "control/json_line.h"
-#include "link/touch_controller.h"
+#include "control/panel_state.h"
 
 namespace korvex::command {
 
@@ -31,17 +31,11 @@ inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 std::optional<Json> Ask(
     ControlClient* client, const Json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
-// The text, or the position of two whole numbers, that an answer or an event has by a key; empty,
-// or none, where it has no such thing.
-std::string TextIn(const Json& object, const char* key);
-std::optional<Point> PointIn(const Json& object, const char* key);
-
-// What a runtime drives and waits for, as "status" has it, with every key that is used here in its
-// type.
+// What a runtime drives and waits for.
 struct RuntimeStatus {
     int process;
-    std::vector<Json> panels;
-    std::vector<Json> awaited;
+    std::vector<PanelState> panels;
+    std::vector<PendingPanel> awaited;
 };
 
 // Asks for it; none as in Ask.
@@ -64,7 +58,7 @@ std::string UnaskedText(const AskedRuntime* runtime);
 // A panel that a runtime drives.
 struct RemotePanel {
     ControlClient runtime;
-    Json state;  // as in RuntimeStatus
+    PanelState state;
     int process; // of the runtime
 };
 

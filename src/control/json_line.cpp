@@ -8,7 +8,8 @@ namespace korvex::command {
 
 namespace {
 
-constexpr int MAX_DEPTH = 16; // the protocol's own answers have 4
+constexpr const char* TIME_FORMAT = "%Y-%m-%dT%H:%M:%SZ"; // ISO 8601, UTC
+constexpr int MAX_DEPTH = 16;                             // the protocol's own answers have 4
 
 bool IsControl(unsigned char byte)
 {
@@ -68,8 +69,37 @@ Json TimeJson(std::chrono::system_clock::time_point time)
     tm parts{};
     gmtime_r(&seconds, &parts);
     std::array<char, 32> text{};
-    strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    strftime(text.data(), text.size(), TIME_FORMAT, &parts);
     return text.data();
+}
+
+std::chrono::system_clock::time_point TimeFrom(const Json& value)
+{
+    tm parts{};
+    const bool isTime = value.is_string()
+        && strptime(value.get<std::string>().c_str(), TIME_FORMAT, &parts) != nullptr;
+    return isTime ? std::chrono::system_clock::from_time_t(timegm(&parts))
+                  : std::chrono::system_clock::time_point();
+}
+
+std::string TextIn(const Json& object, const char* key)
+{
+    const bool isText = object.is_object() && object.contains(key) && object.at(key).is_string();
+    return isText ? object.at(key).get<std::string>() : "";
+}
+
+Json PointJson(Point point)
+{
+    return {point.x, point.y};
+}
+
+std::optional<Point> PointFrom(const Json& value)
+{
+    if (!value.is_array() || value.size() != 2)
+        return std::nullopt;
+    const std::optional<int32_t> x = NumberOf(value[0]);
+    const std::optional<int32_t> y = NumberOf(value[1]);
+    return x && y ? std::optional(Point{*x, *y}) : std::nullopt;
 }
 
 std::optional<int32_t> NumberOf(const Json& value)

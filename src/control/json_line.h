@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "link/touch_controller.h"
+
 namespace korvex::command {
 
 using Json = nlohmann::ordered_json;
@@ -22,6 +24,17 @@ std::string LineOf(const Json& object);
 
 // The time in UTC, as ISO 8601 has it, "2026-11-20T10:02:00Z"; null for the epoch.
 Json TimeJson(std::chrono::system_clock::time_point time);
+
+// The time that such a text has; the epoch for any other value.
+std::chrono::system_clock::time_point TimeFrom(const Json& value);
+
+// The text that an object has by a key; empty where it has none.
+std::string TextIn(const Json& object, const char* key);
+
+Json PointJson(Point point);
+
+// The position that an array of two whole numbers has.
+std::optional<Point> PointFrom(const Json& value);
 
 // The value when it is an integer that fits into 32 bits, signed.
 std::optional<int32_t> NumberOf(const Json& value);

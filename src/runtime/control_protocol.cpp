@@ -11,7 +11,6 @@
 #include <system_error>
 
 #include "calibration/calibration.h"
-#include "calibration/mapping.h"
 #include "calibration/settings_file.h"
 #include "control/calibration_json.h"
 #include "control/control_address.h"
@@ -34,39 +33,22 @@ using std::chrono::system_clock;
 // The client that is trying a calibration, by session; used by the control thread alone.
 std::map<SessionKey, Conversation*> triedSessions;
 
-// When the file was changed last; null when that cannot be seen.
-Json ChangeOf(const std::string& path)
+// When the file was changed last; the epoch when that cannot be seen.
+system_clock::time_point ChangeOf(const std::string& path)
 {
     std::error_code error;
     const auto time = std::filesystem::last_write_time(path, error);
-    return error ? Json()
-                 : TimeJson(std::chrono::time_point_cast<system_clock::duration>(
-                       std::chrono::file_clock::to_sys(time)));
-}
-
-Json PairOf(Point point)
-{
-    return {point.x, point.y};
+    return error ? system_clock::time_point()
+                 : std::chrono::time_point_cast<system_clock::duration>(
+                       std::chrono::file_clock::to_sys(time));
 }
 
 Json StateOf(const RunningSession* session)
 {
-    const DrivenPanel* driven = &session->driven;
-    const Json calibration{{"kind", MapsByPoints(&session->calibration) ? "points" : "box"},
-        {"points", session->calibration.pointCount},
-        {"file", session->calibrationFile.empty() ? Json() : Json(session->calibrationFile)},
-        {"changed", session->calibrationFile.empty() ? Json() : ChangeOf(session->calibrationFile)},
-        {"tried", triedSessions.contains(KeyOf(session))}};
-    return {{"panel", driven->panel}, {"path", driven->path}, {"tty", session->tty},
-        {"gone", session->gone}, {"noisy", session->noisy}, {"model", ModelText(driven->model)},
-        {"firmware", driven->firmware}, {"resolutionBits", driven->resolutionBits},
-        {"baudRate", driven->baudRate}, {"controller", driven->controller},
-        {"since", TimeJson(driven->since)}, {"lastTouch", TimeJson(session->lastTouch)},
-        {"touching", session->touch.touching}, {"raw", PairOf(session->touch.raw)},
-        {"mapped", PairOf(session->mapped)}, {"reports", session->reports},
-        {"rejected", session->rejected}, {"outOfRange", session->outOfRange},
-        {"resynchronisations", session->resynchronisations}, {"dropped", session->dropped},
-        {"inputs", session->inputs}, {"calibration", calibration}};
+    PanelState state = session->state;
+    state.calibration.changed = ChangeOf(state.calibration.file);
+    state.calibration.tried = triedSessions.contains(KeyOf(session));
+    return ToJson(state);
 }
 
 Json FaultOf(const std::string& text)
@@ -96,8 +78,8 @@ std::optional<RunningSession> SessionOf(const Json& request, std::string* fault)
     if (name.empty() && sessions.size() == 1)
         return sessions.front();
     for (const RunningSession& session : sessions) {
-        if (name == session.driven.panel || name == session.tty
-            || (!name.empty() && IsSamePort(path, session.driven.path)))
+        if (name == session.state.panel || name == session.state.tty
+            || (!name.empty() && IsSamePort(path, session.state.path)))
             return session;
     }
     *fault = name.empty() ? "'panel' is missing, and there is not just one"
@@ -123,15 +105,15 @@ Json DoStatus(
     for (const RunningSession& session : RunningSessions())
         panels.push_back(StateOf(&session));
     Json awaited = Json::array();
-    for (const AwaitedPanel& panel : AwaitedPanels())
-        awaited.push_back({{"panel", panel.panel}, {"path", panel.path}, {"reason", panel.reason}});
+    for (const PendingPanel& panel : PendingPanels())
+        awaited.push_back(ToJson(panel));
     return {{"process", getpid()}, {"panels", panels}, {"awaited", awaited}};
 }
 
 Json DoListen(const Json& request, const RunningSession* session, Conversation* conversation)
 {
     conversation->listens = true;
-    conversation->listensTo = request.contains("panel") ? session->driven.path : "";
+    conversation->listensTo = request.contains("panel") ? session->state.path : "";
     return Json::object();
 }
 
@@ -147,19 +129,20 @@ Json DoSilence(
 std::string ReplacedPanel(const RunningSession* session, const CalibrationHistory* history)
 {
     const std::vector<RunningSession> sessions = RunningSessions();
-    const auto other = std::find_if(
-        sessions.begin(), sessions.end(), [session](const RunningSession& running) {
-            return running.driven.path != session->driven.path && !running.calibrationFile.empty();
-        });
+    const auto other
+        = std::find_if(sessions.begin(), sessions.end(), [session](const RunningSession& running) {
+              return running.state.path != session->state.path
+                  && !running.state.calibration.file.empty();
+          });
     return history->port.empty() && other != sessions.end()
-        ? other->driven.panel
-        : OtherPanelOf(history, session->driven.path);
+        ? other->state.panel
+        : OtherPanelOf(history, session->state.path);
 }
 
 Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation* /*conversation*/)
 {
     const CalibrationHistory history = ReadCalibrationHistory();
-    return {{"panel", session->driven.panel},
+    return {{"panel", session->state.panel},
         {"calibration", CalibrationJson(&session->calibration)}, {"file", SettingsFilePath()},
         {"savingFault", SavingFault()}, {"otherPanel", ReplacedPanel(session, &history)},
         {"previous", history.previous}};
@@ -260,7 +243,7 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     const auto tried = conversation->tried.find(key);
     const CalibrationData replaced = ReplacedCalibration(
         tried == conversation->tried.end() ? &session->calibration : &tried->second,
-        session->driven.resolutionBits);
+        session->state.resolutionBits);
     const std::string file = SettingsFilePath();
     if (!WriteCalibrationFile(&stored)) {
         const std::string fault = SavingFault();
@@ -274,7 +257,7 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     Tell(Priority::NOTICE,
         PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
     const std::string fault
-        = KeepReplaced(key.path, &replaced, &stored, session->driven.resolutionBits);
+        = KeepReplaced(key.path, &replaced, &stored, session->state.resolutionBits);
     if (!fault.empty())
         Tell(Priority::WARNING,
             PanelTitle(key.path) + ": the calibration before that is not kept: " + fault);
@@ -366,7 +349,7 @@ std::string EventLine(const PanelEvent* event)
         return LineOf({{"event", "began"}, {"panel", panel}});
     case PanelEvent::Kind::TOUCH:
         return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence},
-            {"raw", PairOf(event->raw)}, {"mapped", PairOf(event->mapped)},
+            {"raw", PointJson(event->raw)}, {"mapped", PointJson(event->mapped)},
             {"touching", event->touching}});
     case PanelEvent::Kind::GONE:
         return LineOf({{"event", "gone"}, {"panel", panel}});

@@ -12,9 +12,10 @@
 #include <mutex>
 #include <utility>
 
+#include "calibration/mapping.h"
 #include "input/pointer_injection.h"
-#include "input/session.h"
 #include "machine/port_names.h"
+#include "machine/port_state.h"
 #include "platform/linux/serial/serial_port.h"
 #include "process/message.h"
 #include "process/service_manager.h"
@@ -51,12 +52,10 @@ struct NoiseWatch {
 // One for each port that a session has run on. A later session on the port takes its place: the
 // port is free only when its reader has ended.
 struct Entry {
-    DrivenPanel driven;
-    std::string tty;
+    PanelState state{};                    // what lasts as long as the session
     std::string title;                     // panel and port, for people
     TouchController* controller = nullptr; // null once the session is told to stop
-    std::string calibrationFile;
-    std::atomic<int64_t> lastTouchMs = 0; // since the epoch
+    std::atomic<int64_t> lastTouchMs = 0;  // since the epoch
     std::atomic<uint32_t> sequence = 0;
     std::atomic<bool> noisy = false; // of the last minute's packets too many were spoiled
     NoiseWatch noise;                // the reader's own, as is the next one
@@ -66,7 +65,7 @@ struct Entry {
 struct Sessions {
     std::mutex mutex; // guards the entries and what they say of a session
     std::map<std::string, Entry> entries;
-    std::map<std::string, AwaitedPanel> awaited; // by path
+    std::map<std::string, PendingPanel> awaited; // by path
     bool sharingTold = false;
     std::string notice; // for the first session's start; empty: none, or told
 
@@ -121,14 +120,20 @@ void TellOfSharing(Sessions* sessions)
             + "'; 'korvex drive' in a folder of its own gives each panel one of its own");
 }
 
-DrivenPanel Describe(const TouchController* controller)
+PanelState Describe(const TouchController* controller)
 {
-    const std::string path = platform::OpenedPathOf(controller->link.handle);
-    return {PanelNameOf(path), path, controller->model,
-        std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor) + "."
-            + std::to_string(controller->fwBuild),
-        DescriptionOf(controller), controller->resolutionBits, controller->link.baudRate,
-        system_clock::now()};
+    PanelState state{};
+    state.path = platform::OpenedPathOf(controller->link.handle);
+    state.panel = PanelNameOf(state.path);
+    state.tty = TtyOf(state.path);
+    state.model = ModelText(controller->model);
+    state.firmware = std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor)
+        + "." + std::to_string(controller->fwBuild);
+    state.controller = DescriptionOf(controller);
+    state.resolutionBits = static_cast<uint32_t>(controller->resolutionBits);
+    state.baudRate = controller->link.baudRate;
+    state.since = system_clock::now();
+    return state;
 }
 
 void Keep(PanelEvent event)
@@ -145,38 +150,34 @@ void Keep(PanelEvent event)
 
 void Start(TouchController* controller)
 {
-    const DrivenPanel driven = Describe(controller);
-    const std::string title = PanelTitle(driven.path);
-    const std::string calibrationFile = LoadedFrom(controller, title);
+    PanelState state = Describe(controller);
+    const std::string title = PanelTitle(state.path);
+    state.calibration.file = LoadedFrom(controller, title);
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
-    Entry* entry = &sessions->entries[driven.path];
-    entry->driven = driven;
-    entry->tty = TtyOf(driven.path);
+    Entry* entry = &sessions->entries[state.path];
+    entry->state = state;
     entry->title = title;
     entry->controller = controller;
-    entry->calibrationFile = calibrationFile;
     entry->lastTouchMs = 0;
     entry->sequence = 0;
     entry->noise = {};
     entry->noisy = false;
     entry->returned = {};
     controller->observed = entry;
-    sessions->awaited.erase(driven.path);
+    sessions->awaited.erase(state.path);
     TellOfSharing(sessions);
     if (const std::string notice = std::exchange(sessions->notice, ""); !notice.empty())
         Tell(Priority::NOTICE, notice);
     if (sessions->listening)
-        Keep({PanelEvent::Kind::BEGAN, driven.panel, driven.path, 0, {}, {}, false});
+        Keep({PanelEvent::Kind::BEGAN, state.panel, state.path, 0, {}, {}, false});
 }
 
 void KeepTouch(TouchController* controller, Entry* entry, uint32_t sequence)
 {
-    ReportSnapshot report{};
-    LiveTouch touch{};
-    TakeLiveSnapshot(controller, &report, &touch);
-    Keep({PanelEvent::Kind::TOUCH, entry->driven.panel, entry->driven.path, sequence, touch.raw,
-        {report.lastX, report.lastY}, touch.touching});
+    const PanelReading reading = ReadingOf(controller);
+    Keep({PanelEvent::Kind::TOUCH, entry->state.panel, entry->state.path, sequence, reading.raw,
+        reading.mapped, reading.touching});
 }
 
 void JudgeNoise(TouchController* controller, Entry* entry)
@@ -236,7 +237,7 @@ void End(Entry* entry)
 {
     Close(entry);
     if (AllSessions()->listening)
-        Keep({PanelEvent::Kind::ENDED, entry->driven.panel, entry->driven.path, entry->sequence, {},
+        Keep({PanelEvent::Kind::ENDED, entry->state.panel, entry->state.path, entry->sequence, {},
             {}, false});
 }
 
@@ -245,16 +246,15 @@ void ChangePort(Entry* entry, bool gone)
     Sessions* sessions = AllSessions();
     if (!gone) { // it may be under another number
         const std::lock_guard guard(sessions->mutex);
-        entry->tty = TtyOf(entry->driven.path);
-        entry->title = PanelTitle(entry->driven.path);
+        entry->state.tty = TtyOf(entry->state.path);
+        entry->title = PanelTitle(entry->state.path);
     }
     const std::string line = entry->title + (gone ? ": the port has gone" : ": the port is back");
     Tell(gone ? Priority::WARNING : Priority::NOTICE, line);
-    NotifyServiceManager(
-        "STATUS=" + (gone ? line : entry->title + ": " + entry->driven.controller));
+    NotifyServiceManager("STATUS=" + (gone ? line : entry->title + ": " + entry->state.controller));
     if (sessions->listening)
-        Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->driven.panel,
-            entry->driven.path, entry->sequence, {}, {}, false});
+        Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->state.panel,
+            entry->state.path, entry->sequence, {}, {}, false});
 }
 
 // The entry of a session that runs, else null. Under the lock.
@@ -262,32 +262,20 @@ Entry* FindRunning(const SessionKey& key)
 {
     const auto found = AllSessions()->entries.find(key.path);
     const bool runs = found != AllSessions()->entries.end() && found->second.controller != nullptr
-        && found->second.driven.since == key.since;
+        && found->second.state.since == key.since;
     return runs ? &found->second : nullptr;
 }
 
-RunningSession StateOf(Entry* entry)
+RunningSession Snapshot(Entry* entry)
 {
-    TouchController* controller = entry->controller;
-    const SessionCounters* counters = &controller->counters;
-    RunningSession state{};
-    state.driven = entry->driven;
-    state.tty = entry->tty;
-    state.lastTouch = system_clock::time_point(std::chrono::milliseconds(entry->lastTouchMs));
-    state.gone = controller->portGone == 1;
-    state.noisy = entry->noisy;
-    ReportSnapshot report{};
-    TakeLiveSnapshot(controller, &report, &state.touch);
-    state.mapped = {report.lastX, report.lastY};
-    state.reports = counters->reports;
-    state.rejected = counters->rejectedPackets;
-    state.outOfRange = counters->outOfRange;
-    state.resynchronisations = counters->resynchronisations;
-    state.dropped = counters->droppedBytes;
-    state.inputs = counters->inputs;
-    state.calibration = CopyCalibration(controller);
-    state.calibrationFile = entry->calibrationFile;
-    return state;
+    RunningSession session{entry->state, CopyCalibration(entry->controller)};
+    PanelState* state = &session.state;
+    state->lastTouch = system_clock::time_point(std::chrono::milliseconds(entry->lastTouchMs));
+    state->noisy = entry->noisy;
+    state->reading = ReadingOf(entry->controller);
+    state->calibration.hasPoints = MapsByPoints(&session.calibration);
+    state->calibration.points = session.calibration.pointCount;
+    return session;
 }
 
 } // namespace
@@ -331,7 +319,7 @@ PortReturn HandlePortReturn(TouchController* controller, ReadResult result, cons
     const PortReturn decision = DecidePortReturn(&entry->returned, controller, result, report);
     if (decision == PortReturn::ANOTHER)
         Tell(Priority::WARNING,
-            PanelTitle(entry->driven.path) + ": another controller answers there");
+            PanelTitle(entry->state.path) + ": another controller answers there");
     return decision;
 }
 
@@ -342,7 +330,7 @@ std::vector<RunningSession> RunningSessions()
     const std::lock_guard guard(sessions->mutex);
     for (auto& [path, entry] : sessions->entries) {
         if (entry.controller != nullptr)
-            running.push_back(StateOf(&entry));
+            running.push_back(Snapshot(&entry));
     }
     return running;
 }
@@ -355,7 +343,7 @@ void NoticeAtFirstSession(const std::string& text)
 
 void NoteAwaited(const std::string& path, const std::string& reason)
 {
-    const AwaitedPanel awaited{PanelNameOf(path), path, reason};
+    const PendingPanel awaited{PanelNameOf(path), path, reason};
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
     if (reason.empty())
@@ -364,11 +352,11 @@ void NoteAwaited(const std::string& path, const std::string& reason)
         sessions->awaited[path] = awaited;
 }
 
-std::vector<AwaitedPanel> AwaitedPanels()
+std::vector<PendingPanel> PendingPanels()
 {
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
-    std::vector<AwaitedPanel> awaited;
+    std::vector<PendingPanel> awaited;
     for (const auto& [path, panel] : sessions->awaited)
         awaited.push_back(panel);
     return awaited;
@@ -376,7 +364,7 @@ std::vector<AwaitedPanel> AwaitedPanels()
 
 SessionKey KeyOf(const RunningSession* session)
 {
-    return {session->driven.path, session->driven.since};
+    return {session->state.path, session->state.since};
 }
 
 bool UseSession(const SessionKey& key, const std::function<void(TouchController*)>& use)
@@ -392,7 +380,7 @@ void NoteStoredCalibration(const SessionKey& key, const std::string& file)
 {
     const std::lock_guard guard(AllSessions()->mutex);
     if (Entry* entry = FindRunning(key); entry != nullptr)
-        entry->calibrationFile = file;
+        entry->state.calibration.file = file;
 }
 
 void ListenToSessions(int descriptor)

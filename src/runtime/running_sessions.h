@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "control/panel_state.h"
 #include "input/host_handlers.h"
 #include "link/touch_controller.h"
 
@@ -22,37 +23,10 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event);
 // port ends the session, and the journal is told.
 PortReturn HandlePortReturn(TouchController* controller, ReadResult result, const Packet* report);
 
-// What stays the same while a session lasts.
-struct DrivenPanel {
-    std::string panel; // "left", or the name of its tty
-    std::string path;  // of its port, as it was opened
-    uint32_t model;
-    std::string firmware;   // "1.2.3"
-    std::string controller; // all of it, for people
-    uint32_t resolutionBits;
-    uint32_t baudRate;
-    std::chrono::system_clock::time_point since;
-};
-
-// A running session at one moment.
+// A running session at one moment. Whether a client tries a calibration is the protocol's to know.
 struct RunningSession {
-    DrivenPanel driven;
-    std::string tty;                                 // where the path has led to last
-    std::chrono::system_clock::time_point lastTouch; // the epoch: it was never touched
-    // its port has failed, and the controller has not answered since
-    bool gone;
-    bool noisy; // of the last minute's packets more than one in a hundred were spoiled
-    LiveTouch touch;
-    Point mapped; // of the last report, in output units
-    uint32_t reports;
-    uint32_t rejected;
-    uint32_t outOfRange; // of the rejected
-    uint32_t resynchronisations;
-    uint32_t dropped;
-    uint32_t inputs;
+    PanelState state;
     CalibrationData calibration;
-    // that it was loaded from or stored in; empty: the controller's own memory
-    std::string calibrationFile;
 };
 
 // All of them, in the order of their paths. Any thread.
@@ -61,18 +35,11 @@ std::vector<RunningSession> RunningSessions();
 // Tells the journal something when the first session starts.
 void NoticeAtFirstSession(const std::string& text);
 
-// A port whose controller is waited for.
-struct AwaitedPanel {
-    std::string panel;
-    std::string path;
-    std::string reason; // why there is none yet
-};
-
 // Takes note that a port's controller is waited for, until a session starts there or the reason is
 // empty.
 void NoteAwaited(const std::string& path, const std::string& reason);
 
-std::vector<AwaitedPanel> AwaitedPanels();
+std::vector<PendingPanel> PendingPanels();
 
 // A session, told from those before and after it on the same port.
 struct SessionKey {

@@ -49,24 +49,16 @@ struct Listener {
     std::optional<RemotePanel> remote;
 };
 
-// What a session has seen of its panel.
-struct Heard {
-    uint32_t reports;
-    uint32_t rejected;
-    uint32_t outOfRange;
-    uint32_t resolutionBits;
-};
-
-Heard HeardBy(const Listener* listener)
+PanelCounters CountedBy(const Listener* listener)
 {
-    if (listener->remote) {
-        const Json* state = &listener->remote->state;
-        return {state->value("reports", 0U), state->value("rejected", 0U),
-            state->value("outOfRange", 0U), state->value("resolutionBits", 0U)};
-    }
-    const SessionCounters* counters = &listener->controller->counters;
-    return {counters->reports, counters->rejectedPackets, counters->outOfRange,
-        listener->controller->resolutionBits};
+    return listener->remote ? listener->remote->state.reading.counters
+                            : CountersOf(listener->controller);
+}
+
+uint32_t ResolutionOf(const Listener* listener)
+{
+    return listener->remote ? listener->remote->state.resolutionBits
+                            : static_cast<uint32_t>(listener->controller->resolutionBits);
 }
 
 void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
@@ -207,8 +199,7 @@ void CheckIntruders(const PortState* port, Findings* findings)
 // A runtime reads the settings of its own folder, which may not be the one that is looked at here.
 void CheckItsSettings(const Listener* listener, Findings* findings)
 {
-    const std::string file
-        = TextIn(listener->remote->state.value("calibration", Json::object()), "file");
+    const std::string& file = listener->remote->state.calibration.file;
     const std::string folder = std::filesystem::path(file).parent_path().string();
     if (file.empty())
         Add(findings, Severity::NOTE, listener->name,
@@ -228,10 +219,10 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
         return;
     }
     if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
-        const bool gone = remote->state.value("gone", false);
+        const bool gone = remote->state.reading.gone;
         Add(findings, gone ? Severity::FAULT : Severity::FINE, subject,
-            "'" + port->path + "', " + remote->state.value("controller", "")
-                + ", driven by process " + std::to_string(remote->process)
+            "'" + port->path + "', " + remote->state.controller + ", driven by process "
+                + std::to_string(remote->process)
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and "
                           "power"
                         : ""));
@@ -271,14 +262,14 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
 }
 
 // What a session has seen while it listened.
-void CheckReports(const Listener* listener, const Heard* before, Findings* findings)
+void CheckReports(const Listener* listener, const PanelCounters* before, Findings* findings)
 {
-    const Heard now = HeardBy(listener);
+    const PanelCounters now = CountedBy(listener);
     const uint32_t reports = now.reports - before->reports;
     const uint32_t bad = now.rejected - before->rejected;
     if (now.outOfRange != before->outOfRange)
         Add(findings, Severity::FAULT, listener->name,
-            "it measures beyond its " + std::to_string(now.resolutionBits)
+            "it measures beyond its " + std::to_string(ResolutionOf(listener))
                 + " bits, and such touches are lost; unplug it and plug it in again, so that it is "
                   "asked for its resolution again");
     else if (bad > 0)
@@ -358,10 +349,10 @@ int RunCheck(const Options* options)
 
     Findings heard;
     std::vector<TouchController*> controllers;
-    std::vector<Heard> before;
+    std::vector<PanelCounters> before;
     before.reserve(listeners.size());
     for (const Listener& listener : listeners)
-        before.push_back(HeardBy(&listener));
+        before.push_back(CountedBy(&listener));
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);
     if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
@@ -371,7 +362,7 @@ int RunCheck(const Options* options)
     for (size_t i = 0; i < listeners.size(); ++i) {
         Listener* listener = &listeners[i];
         if (listener->remote && !RefreshState(&*listener->remote))
-            listener->remote = FindRuntime(listener->remote->state.value("path", ""), "");
+            listener->remote = FindRuntime(listener->remote->state.path, "");
         const bool known = listener->controller != nullptr || listener->remote;
         if (!known)
             Add(&heard, Severity::NOTE, listener->name,

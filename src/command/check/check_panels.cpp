@@ -32,10 +32,10 @@ struct NamedPanel {
     std::vector<std::string> ports; // that udev's rules give the name to
     bool hasFolder = false;
     std::optional<PanelUnit> unit;
-    std::optional<Json> driven;  // its state, from the runtime that drives it
-    std::optional<Json> awaited; // what its runtime waits for
-    std::string unasked;         // why its unit's socket cannot be asked
-    bool isRefused = false;      // because of missing rights
+    std::optional<PanelState> driven;    // its state, from the runtime that drives it
+    std::optional<PendingPanel> awaited; // what its runtime waits for
+    std::string unasked;                 // why its unit's socket cannot be asked
+    bool isRefused = false;              // because of missing rights
 };
 
 using NamedPanels = std::map<std::string, NamedPanel>;
@@ -93,15 +93,13 @@ void AddRuntimes(NamedPanels* panels)
             AddUnasked(&(*panels)[folder.filename().string()], &runtime);
         if (!runtime.status)
             continue;
-        for (const Json& panel : runtime.status->panels) {
-            const std::string name = panel.value("panel", "");
-            if (isUnits || panels->contains(name))
-                (*panels)[name].driven = panel;
+        for (const PanelState& panel : runtime.status->panels) {
+            if (isUnits || panels->contains(panel.panel))
+                (*panels)[panel.panel].driven = panel;
         }
-        for (const Json& panel : runtime.status->awaited) {
-            const std::string name = panel.value("panel", "");
-            if (isUnits || panels->contains(name))
-                (*panels)[name].awaited = panel;
+        for (const PendingPanel& panel : runtime.status->awaited) {
+            if (isUnits || panels->contains(panel.panel))
+                (*panels)[panel.panel].awaited = panel;
         }
     }
 }
@@ -193,8 +191,8 @@ void CheckRuntime(const PanelCheck* check)
     else if (!panel->unasked.empty())
         Add(check, Severity::FAULT, "its runtime cannot be asked, " + panel->unasked);
     if (panel->awaited && HasAdapter(check->name))
-        Add(check, Severity::FAULT, panel->awaited->value("reason", ""));
-    if (panel->driven && panel->driven->contains("noisy") && panel->driven->at("noisy") == true)
+        Add(check, Severity::FAULT, panel->awaited->reason);
+    if (panel->driven && panel->driven->noisy)
         Add(check, Severity::FAULT,
             "more than one in a hundred of the last minute's packets were spoiled; check cable, "
             "grounding and what else uses the port");

@@ -12,6 +12,7 @@
 
 #include "command/recording/recording.h"
 #include "command/subcommands.h"
+#include "control/panel_state.h"
 #include "emulator/emulator.h"
 #include "input/session.h"
 #include "platform/linux/files/whole_files.h"
@@ -68,18 +69,15 @@ PlayResult Play(const Recording* recording, bool fullSpeed, emulator::Emulator* 
 void AwaitSilence(const TouchController* controller, const std::string& terminal)
 {
     constexpr milliseconds LONGEST_REPORT{200};
-    const auto total = [counters = &controller->counters] {
-        return counters->reports + counters->rejectedPackets + counters->resynchronisations
-            + counters->droppedBytes;
-    };
+    const auto count = [controller] { return CountersOf(controller); };
     const int line = open(terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     int waiting = 1;
-    uint32_t before = 0;
+    PanelCounters before{};
     do {
-        before = total();
+        before = count();
         if (WaitForEnd(LONGEST_REPORT))
             break;
-    } while (total() != before || (ioctl(line, FIONREAD, &waiting) == 0 && waiting > 0));
+    } while (!(count() == before) || (ioctl(line, FIONREAD, &waiting) == 0 && waiting > 0));
     if (line >= 0)
         close(line);
 }
@@ -106,12 +104,14 @@ int Replay(const Options* options, const Recording* recording)
             options->command.c_str());
         exitCode = EXIT_FAULT;
     }
-    const SessionCounters* counters = &controller->counters;
-    fprintf(stderr,
-        "%u reports, %u rejected packets, %u resynchronisations, %u bytes dropped, %u inputs\n",
-        counters->reports.load(), counters->rejectedPackets.load(),
-        counters->resynchronisations.load(), counters->droppedBytes.load(),
-        counters->inputs.load());
+    const PanelCounters counters = CountersOf(controller);
+    std::string sums;
+    for (const PanelCounter& counter : PANEL_COUNTERS) {
+        if (counter.words != nullptr)
+            sums += (sums.empty() ? "" : ", ") + std::to_string(counters.*counter.value) + " "
+                + counter.words;
+    }
+    fprintf(stderr, "%s\n", sums.c_str());
     const std::vector controllers{controller};
     return EndControllers(&controllers, exitCode);
 }
