@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "calibration/calibration.h"
 #include "control/calibration_json.h"
 #include "harness.h"
 #include "runtime/calibration_history.h"
@@ -29,6 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     if (undone != !before.previous.empty()
         || (undone && command::CalibrationJson(&restored) != before.previous[0]["calibration"]))
         abort();
+    RepairCalibration(&restored, 10);
     CalibrationData saved = restored;
     saved.pointCount = restored.pointCount == 0 ? 4 : 0;
     const bool kept = command::KeepReplaced("port", &restored, &saved, 10).empty();

@@ -75,9 +75,12 @@ Json TimeJson(std::chrono::system_clock::time_point time)
 
 std::chrono::system_clock::time_point TimeFrom(const Json& value)
 {
+    constexpr int FIRST_YEAR = 70; // since 1900; a time_point spans about 290 years from 1970
+    constexpr int LAST_YEAR = 300;
     tm parts{};
     const bool isTime = value.is_string()
-        && strptime(value.get<std::string>().c_str(), TIME_FORMAT, &parts) != nullptr;
+        && strptime(value.get<std::string>().c_str(), TIME_FORMAT, &parts) != nullptr
+        && parts.tm_year >= FIRST_YEAR && parts.tm_year <= LAST_YEAR;
     return isTime ? std::chrono::system_clock::from_time_t(timegm(&parts))
                   : std::chrono::system_clock::time_point();
 }
