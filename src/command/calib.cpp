@@ -14,6 +14,7 @@
 #include "platform/linux/devices/registry.h"
 #include "platform/win32.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 
 namespace korvex::command {
 
@@ -26,18 +27,17 @@ std::u16string StoredFolder()
 }
 
 // The entries say nothing when they cannot start the program, so what they need is looked at first.
-bool CanStartProgram(const Options* options)
+bool CanStartProgram()
 {
     const std::string folder = platform::ToNativePath(StoredFolder());
     if (folder.empty()) {
-        fprintf(stderr, "%s: the folder of %s is not known; store it with 'korvex set-path'\n",
-            options->command.c_str(), CALIBRATION_PROGRAM);
+        Error("the folder of " + std::string(CALIBRATION_PROGRAM)
+            + " is not known; store it with 'korvex set-path'");
         return false;
     }
     const std::string program = folder + "/" + CALIBRATION_PROGRAM;
     if (access(program.c_str(), X_OK) != 0) {
-        fprintf(stderr, "%s: cannot start '%s': %s\n", options->command.c_str(), program.c_str(),
-            strerror(errno));
+        Error("cannot start '" + program + "': " + strerror(errno));
         return false;
     }
     return true;
@@ -47,7 +47,7 @@ bool CanStartProgram(const Options* options)
 
 int RunCalib(const Options* options)
 {
-    if (!CanStartProgram(options))
+    if (!CanStartProgram())
         return EXIT_FAULT;
     const std::string& argument = options->arguments[0];
     int number = 0;

@@ -140,7 +140,7 @@ const PanelSource* OwnSource(const PanelSource* sessions)
 bool CanSave(const Options* options, const std::string& fault)
 {
     if (!fault.empty())
-        TellInBox(options, "The calibration could not be saved: " + fault, TEXT_TITLE);
+        ShowErrorBox(options, "The calibration could not be saved: " + fault, TEXT_TITLE);
     return fault.empty();
 }
 
@@ -158,7 +158,7 @@ int CalibratePort(const Options* options, const std::string& port, const std::st
     TouchController* controller = nullptr;
     int exitCode = OpenController(options, port, &controller);
     if (exitCode == EXIT_NO_PORT && !unasked.empty())
-        fprintf(stderr, "%s: %s\n", options->command.c_str(), unasked.c_str());
+        Error(unasked);
     if (controller == nullptr)
         return exitCode == EXIT_DONE ? EXIT_LEFT : exitCode; // the end was requested
     exitCode = StartDriving(options, port, controller);
@@ -168,22 +168,20 @@ int CalibratePort(const Options* options, const std::string& port, const std::st
     return EndControllers(&controllers, exitCode);
 }
 
-int PrintUndone(const Options* options, const std::string& file, const std::string& fault)
+int PrintUndone(const std::string& file, const std::string& fault)
 {
     if (fault.empty())
-        fprintf(stderr, "%s: the last save in '%s' is undone\n", options->command.c_str(),
-            file.c_str());
+        Notice("the last save in '" + file + "' is undone");
     else
-        fprintf(stderr, "%s: not undone: %s\n", options->command.c_str(), fault.c_str());
+        Error("not undone: " + fault);
     return fault.empty() ? EXIT_DONE : EXIT_FAULT;
 }
 
 // Undoes the last save through the runtime that drives the panel.
-int UndoDriven(const Options* options, std::vector<RemotePanel>&& driven)
+int UndoDriven(std::vector<RemotePanel>&& driven)
 {
     if (driven.size() > 1) {
-        fprintf(stderr, "%s: '--undo': several panels are driven; name one of them\n",
-            options->command.c_str());
+        Error("'--undo': several panels are driven; name one of them");
         return EXIT_USAGE_ERROR;
     }
     const PanelSource* source = UseRemotePanels(std::move(driven));
@@ -192,22 +190,22 @@ int UndoDriven(const Options* options, std::vector<RemotePanel>&& driven)
     source->describeFile(0, &file);
     const bool undone = source->undo(0, reason.data(), reason.size());
     return PrintUndone(
-        options, platform::ToUtf8(file.path.data()), undone ? "" : platform::ToUtf8(reason.data()));
+        platform::ToUtf8(file.path.data()), undone ? "" : platform::ToUtf8(reason.data()));
 }
 
 // Undoes the last save in the current folder's file, of the panel on a port if one is named.
 int UndoHere(const Options* options, const std::string& port, const std::string& unasked)
 {
     if (!unasked.empty()) // one of these may drive the panel, and use another file
-        return PrintUndone(options, "", unasked);
+        return PrintUndone("", unasked);
     CalibrationData restored{};
-    const std::string path = port.empty() ? "" : PathOfPort(options, port);
-    return PrintUndone(options, SettingsFilePath(), UndoSave(path, "", &restored));
+    const std::string path = port.empty() ? "" : PathOfPort(options->ports, port);
+    return PrintUndone(SettingsFilePath(), UndoSave(path, "", &restored));
 }
 
 void EndWithoutWorker()
 {
-    fputs("korvex calibrate: the system refuses a thread for the detection\n", stderr);
+    Error("the system refuses a thread for the detection");
     DestroyHostContext();
     ExitProcess(EXIT_FAULT);
 }
@@ -220,7 +218,7 @@ int CalibrateAny(const Options* options)
     platform::ThisMachine()->observers.portRefused = [](const std::string& path, DWORD error) {
         const std::string reason
             = "'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error);
-        fprintf(stderr, "korvex calibrate: %s\n", reason.c_str());
+        Warning(reason);
         const std::lock_guard guard(refusedPort.mutex);
         refusedPort.reason = reason;
     };
@@ -244,13 +242,13 @@ int RunCalibrate(const Options* options)
     std::string unasked;
     if (port.empty() && options->ports.empty() && options->only.empty())
         driven = FindAllPanels();
-    else if (std::optional<RemotePanel> found
-        = port.empty() ? std::nullopt : FindRuntime(PathOfPort(options, port), port, &unasked);
+    else if (std::optional<RemotePanel> found = port.empty()
+            ? std::nullopt
+            : FindRuntime(PathOfPort(options->ports, port), port, &unasked);
         found)
         driven.push_back(*std::move(found));
     if (options->undo)
-        return driven.empty() ? UndoHere(options, port, unasked)
-                              : UndoDriven(options, std::move(driven));
+        return driven.empty() ? UndoHere(options, port, unasked) : UndoDriven(std::move(driven));
     if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
         return EXIT_FAULT;
     if (!driven.empty())
@@ -258,7 +256,7 @@ int RunCalibrate(const Options* options)
     WatchOwnPanels(EndWithoutWorker);
     if (const std::string fault = SavingFault(); !CanSave(options, fault)) {
         if (!unasked.empty()) // it may be driven, and need no file here
-            fprintf(stderr, "%s: %s\n", options->command.c_str(), unasked.c_str());
+            Error(unasked);
         return EXIT_FAULT;
     }
     return port.empty() ? CalibrateAny(options) : CalibratePort(options, port, unasked);

@@ -11,6 +11,7 @@
 #include "platform/linux/windows/messages.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/output.h"
 
 namespace korvex::command {
@@ -21,7 +22,6 @@ constexpr const char* ACCEPT_SAVES = "; '--accept' saves all the same";
 
 // What was printed last, so that each state is printed once.
 struct Progress {
-    std::string command;
     bool json;
     bool words; // each state on standard error: nobody sees a window
     std::string state;
@@ -173,23 +173,21 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
         PrintJson(line);
     }
     if (saved)
-        fprintf(stderr, "%s: saved in '%s'; accuracy: %s (%s pixels)\n", progress.command.c_str(),
-            file.c_str(), AccuracyName(course).c_str(), Rounded(DistanceOff(course)).c_str());
+        Notice("saved in '" + file + "'; accuracy: " + AccuracyName(course) + " ("
+            + Rounded(DistanceOff(course)) + " pixels)");
     else if (undone)
-        fprintf(stderr, "%s: the last save in '%s' is undone\n", progress.command.c_str(),
-            file.c_str());
+        Notice("the last save in '" + file + "' is undone");
     else
-        fprintf(stderr, "%s: %s%s%s\n", progress.command.c_str(),
-            progress.notSaved ? "not saved" : "nothing was changed", reason.empty() ? "" : ": ",
-            reason.c_str());
+        Error(std::string(progress.notSaved ? "not saved" : "nothing was changed")
+            + (reason.empty() ? "" : ": ") + reason);
 }
 
 } // namespace
 
 void StartCalibrationOutput(const Options* options)
 {
-    progress = {options->command, options->json, options->windows == "none" && !options->json, "",
-        0, false, false, false};
+    progress
+        = {options->json, options->windows == "none" && !options->json, "", 0, false, false, false};
 }
 
 void PrintCalibration(const CalibrationCourse* course, const PageWords* words)
@@ -224,12 +222,11 @@ int CalibrationExitCode(bool saved)
     if (platform::IsDisplayLost() && !saved) {
         if (progress.json)
             PrintJson({{"saved", false}, {"reason", "the display is lost"}});
-        fprintf(stderr, "%s: the display is lost; nothing was changed\n", progress.command.c_str());
+        Error("the display is lost; nothing was changed");
         return EXIT_FAULT;
     }
     if (progress.outputLost && !IsEndRequested()) {
-        fprintf(stderr, "%s: cannot write to standard output\n", progress.command.c_str());
-        return EXIT_FAULT;
+        return OutputFailed();
     }
     if (saved)
         return EXIT_DONE;

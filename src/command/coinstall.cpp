@@ -14,6 +14,7 @@
 #include "platform/linux/machine.h"
 #include "platform/win32.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 
 namespace korvex::command {
@@ -78,8 +79,7 @@ int RunCoinstall(const Options* options)
     const std::string& what = options->arguments[0];
     Device device{};
     if (!OpenDeviceOf(platform::FromUtf8(options->instance), what == "install", &device)) {
-        fprintf(stderr, "%s: there is no device '%s'\n", options->command.c_str(),
-            options->instance.c_str());
+        Error("there is no device '" + options->instance + "'");
         return EXIT_FAULT;
     }
     std::vector<std::pair<DEVINST, std::u16string>> children;

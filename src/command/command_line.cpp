@@ -104,11 +104,9 @@ std::string NameIn(const std::string& word)
     return word.substr(0, word.find('='));
 }
 
-int Refuse(const std::string& command, const std::string& fault)
+int Refuse(const std::string& fault)
 {
-    std::string line = command + ": " + fault;
-    std::replace(line.begin(), line.end(), '\n', ' ');
-    fprintf(stderr, "%s%s\n", PriorityPrefix(Priority::FAULT).c_str(), line.c_str());
+    Error(fault);
     return EXIT_USAGE_ERROR;
 }
 
@@ -195,7 +193,7 @@ std::string FaultOf(const CLI::App* app, bool isProgram, const CLI::ParseError* 
 void SetCommandDefaults(const CommandDeclaration* command, Options* options)
 {
     SetDefaults(options);
-    options->command = std::string("korvex ") + command->name;
+    SetMessagePrefix(std::string("korvex ") + command->name);
     if (command->pointer != nullptr)
         options->pointer = command->pointer;
 }
@@ -220,9 +218,8 @@ CommandLine ReadCommandLine(int argc, char** argv)
         return line;
     } catch (const CLI::ParseError& error) {
         const bool isProgram = chosen() == nullptr || !program->remaining().empty();
-        const std::string name = isProgram ? "korvex" : "korvex " + chosen()->get_name();
-        line.exitCode
-            = Refuse(name, FaultOf(isProgram ? program.get() : chosen(), isProgram, &error));
+        SetMessagePrefix(isProgram ? "korvex" : "korvex " + chosen()->get_name());
+        line.exitCode = Refuse(FaultOf(isProgram ? program.get() : chosen(), isProgram, &error));
         return line;
     }
     const auto command = std::find_if(
@@ -231,7 +228,7 @@ CommandLine ReadCommandLine(int argc, char** argv)
         });
     SetCommandDefaults(&*command, &line.options);
     if (const std::string fault = TakeAll(chosen(), &*command, &line.options); !fault.empty())
-        line.exitCode = Refuse(line.options.command, fault);
+        line.exitCode = Refuse(fault);
     else
         line.command = &*command;
     return line;

@@ -18,14 +18,11 @@ namespace korvex::command {
 
 namespace {
 
-// The command's words, for the routines that the library calls back.
-std::string command;
-
 // What can be done about a port that the entry cannot open; empty where nothing is known.
 std::string WayAround(const std::string& path, DWORD error)
 {
     const std::string name = PanelNameOf(path);
-    if (command != "korvex paneltest" || error != ERROR_SHARING_VIOLATION
+    if (MessagePrefix() != "korvex paneltest" || error != ERROR_SHARING_VIOLATION
         || !FindRuntime(path, name))
         return "";
     return "; 'korvex calibrate " + name + "' calibrates the panel while it is driven";
@@ -35,12 +32,10 @@ std::string WayAround(const std::string& path, DWORD error)
 
 int RunEntry(const Options* options, const Entry* entry)
 {
-    command = options->command;
     platform::Machine* machine = platform::ThisMachine();
     machine->observers.portRefused = [](const std::string& path, DWORD error) {
-        Tell(Priority::WARNING,
-            command + ": '" + ShownPath(path) + "' is left out: " + PortFailureText(path, error)
-                + WayAround(path, error));
+        Warning("'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error)
+            + WayAround(path, error));
     };
     static std::string lockFault;
     machine->observers.mutexRefused = [](const std::string& folder, int error) {
@@ -55,30 +50,23 @@ int RunEntry(const Options* options, const Entry* entry)
     else
         entry->run();
     if (!lockFault.empty()) {
-        fprintf(stderr, "%s: whether another one is running cannot be known without a lock in %s\n",
-            command.c_str(), lockFault.c_str());
+        Error("whether another one is running cannot be known without a lock in " + lockFault);
         return EXIT_FAULT;
     }
     if (options->single && GetLastError() == ERROR_ALREADY_EXISTS) {
-        fprintf(stderr, "%s: another one is running in this session\n", command.c_str());
+        Error("another one is running in this session");
         return EXIT_ALREADY_RUNNING;
     }
     // The entry has ended without a display, or without memory for its window. Readers and worker
     // may still be running.
     DestroyHostContext();
-    fprintf(stderr, "%s: %s\n", command.c_str(),
-        platform::IsDisplayLost() ? "the display is lost" : "memory is short");
+    Error(platform::IsDisplayLost() ? "the display is lost" : "memory is short");
     ExitProcess(EXIT_FAULT);
-}
-
-const std::string& EntryCommand()
-{
-    return command;
 }
 
 void EndWithoutWorker()
 {
-    fprintf(stderr, "%s: the system refuses a thread for the detection\n", command.c_str());
+    Error("the system refuses a thread for the detection");
     DestroyHostContext();
     ExitProcess(EXIT_FAULT);
 }
@@ -87,7 +75,7 @@ int EntryExitCode(int exitCode)
 {
     if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
         return exitCode;
-    fprintf(stderr, "%s: the display is lost\n", command.c_str());
+    Error("the display is lost");
     return EXIT_FAULT;
 }
 

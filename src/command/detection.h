@@ -19,9 +19,6 @@ struct Entry {
 // result is the exit code where it does not come that far. The handlers (HostHandlers) are set.
 int RunEntry(const Options* options, const Entry* entry);
 
-// "korvex enum", for the routines that the library calls back; from RunEntry on. Any thread.
-const std::string& EntryCommand();
-
 // HostHandlers::workerRefused: without its worker the entry would show a window that never finds
 // anything, so the process ends.
 void EndWithoutWorker();

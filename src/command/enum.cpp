@@ -38,9 +38,8 @@ void HandleDetectedSession(TouchController* controller, SessionEvent event)
 {
     HandleSessionEvent(controller, event);
     if (event == SessionEvent::STARTED)
-        Tell(Priority::NOTICE,
-            PanelTitle(platform::OpenedPathOf(controller->link.handle)) + ": "
-                + DescriptionOf(controller));
+        Notice(
+            PanelTitle(platform::OpenedPathOf(controller->link.handle)), DescriptionOf(controller));
     if (event == SessionEvent::STARTED || event == SessionEvent::ENDED
         || event == SessionEvent::PORT_GONE || event == SessionEvent::PORT_BACK)
         RefreshStatusDetail();
@@ -51,7 +50,7 @@ PortReturn HandleDetectedReturn(
 {
     const PortReturn decision = HandlePortReturn(controller, result, report);
     if (decision == PortReturn::ANOTHER)
-        Tell(Priority::WARNING, EntryCommand() + ": that one is driven when enum is started again");
+        Warning("that one is driven when enum is started again");
     return decision;
 }
 
@@ -59,9 +58,7 @@ void HandleDetectionDone()
 {
     RefreshStatusDetail();
     if (RunningSessions().empty())
-        Tell(Priority::WARNING,
-            EntryCommand()
-                + ": no controller was found on any port that was asked; nothing is driven");
+        Warning("no controller was found on any port that was asked; nothing is driven");
 }
 
 } // namespace
@@ -75,7 +72,7 @@ int RunEnumerate(const Options* options)
         .workerRefused = EndWithoutWorker,
         .detectionDone = HandleDetectionDone,
         .statusDetail = isSeen ? DescribeDriven : nullptr});
-    StartControl(options->command, "enum");
+    StartControl("enum");
     platform::ThisMachine()->onExit = [](int exitCode) {
         EndControl();
         return EntryExitCode(exitCode);

@@ -10,6 +10,7 @@
 #include "machine/machine_setup.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 
 namespace korvex::command {
 
@@ -32,16 +33,14 @@ int FlushOutput(int exitCode)
 {
     if ((fflush(stdout) == 0 && ferror(stdout) == 0) || exitCode != EXIT_DONE)
         return exitCode;
-    fputs("korvex: cannot write to standard output\n", stderr);
-    return EXIT_FAULT;
+    return OutputFailed();
 }
 
 int Run(const CommandLine* line)
 {
     if (line->command->endsCleanly) {
         if (!WatchForEnd()) {
-            fprintf(stderr, "%s: the system refuses a thread or a descriptor for its end\n",
-                line->options.command.c_str());
+            Error("the system refuses a thread or a descriptor for its end");
             return EXIT_FAULT;
         }
     } else {
@@ -53,7 +52,7 @@ int Run(const CommandLine* line)
         if (exitCode == EXIT_DONE)
             exitCode = line->command->run(&line->options);
     } catch (const std::bad_alloc&) {
-        fprintf(stderr, "%s: memory is short\n", line->options.command.c_str());
+        Error("memory is short");
         fflush(nullptr);
         _exit(EXIT_FAULT); // threads may be using what would be torn down
     }

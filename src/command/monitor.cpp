@@ -24,6 +24,7 @@
 #include "platform/linux/x11/monitors.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 #include "process/output.h"
 #include "process/terminal.h"
@@ -175,15 +176,17 @@ int StartWatching(Watched* watched, const Options* options)
     watched->controller = nullptr;
     watched->reports.clear();
     std::string unasked;
-    watched->remote = FindRuntime(PathOfPort(options, watched->port), watched->port, &unasked);
+    watched->remote
+        = FindRuntime(PathOfPort(options->ports, watched->port), watched->port, &unasked);
     if (watched->remote) {
-        fprintf(stderr, "%s: %s, driven by process %d\n", watched->port.c_str(),
-            watched->remote->state.controller.c_str(), watched->remote->process);
+        Notice(watched->port,
+            watched->remote->state.controller + ", driven by process "
+                + std::to_string(watched->remote->process));
         return EXIT_DONE;
     }
     const int exitCode = OpenController(options, watched->port, &watched->controller);
     if (exitCode == EXIT_NO_PORT && !unasked.empty()) // who holds it may be one of these
-        fprintf(stderr, "%s: %s\n", options->command.c_str(), unasked.c_str());
+        Error(unasked);
     if (watched->controller == nullptr)
         return exitCode;
     watched->returned = std::make_unique<ReturnedPort>();
@@ -234,8 +237,7 @@ int Watch(std::vector<Watched>* all, const Options* options)
         if (!WriteOutput(Changes(all, options, &view, elapsed))) {
             if (IsEndRequested())
                 return EXIT_DONE;
-            fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
-            return EXIT_FAULT;
+            return OutputFailed();
         }
         const bool over = options->seconds
             && std::chrono::duration<double>(elapsed).count() >= *options->seconds;

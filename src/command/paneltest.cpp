@@ -57,7 +57,7 @@ int RunPanelTest(const Options* options)
     static constexpr Entry PANEL_TEST{kxPANELTEST, kxPANELTESTW};
     static const SettingsBefore before = LookAtSettings();
     if (!before.savingFault.empty())
-        TellInBox(options, "The calibration will not be saved: " + before.savingFault,
+        ShowErrorBox(options, "The calibration will not be saved: " + before.savingFault,
             u"Touch Panel Utility");
     printsStates = options->windows == "none";
     static std::atomic<bool> found{false};
@@ -77,9 +77,7 @@ int RunPanelTest(const Options* options)
             return exitCode;
         if (nobody)
             return EXIT_NO_CONTROLLER;
-        return before.savingFault.empty() && !WasWriteRefused()
-            ? JudgeStored(EntryCommand(), &before)
-            : EXIT_FAULT;
+        return before.savingFault.empty() && !WasWriteRefused() ? JudgeStored(&before) : EXIT_FAULT;
     };
     return RunEntry(options, &PANEL_TEST);
 }

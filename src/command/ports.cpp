@@ -9,6 +9,7 @@
 #include "machine/port_names.h"
 #include "machine/port_state.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 #include "process/text_layout.h"
 
@@ -57,7 +58,7 @@ int RunPorts(const Options* options)
     const std::vector<AskedRuntime> runtimes = AskRuntimes();
     for (const AskedRuntime& runtime : runtimes) {
         if (const std::string fault = UnaskedText(&runtime); !fault.empty())
-            fprintf(stderr, "%s: %s\n", options->command.c_str(), fault.c_str());
+            Error(fault);
     }
     TextTable table{
         {"PORT", "PATH", "PANEL", "MODEL", "DRIVEN BY", "BINDING", "ASKED BY", "CHILD"}};

@@ -9,6 +9,7 @@
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/registry.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "support/bounded_text.h"
 
 namespace korvex::command {
@@ -23,8 +24,7 @@ int RunSetPath(const Options* options)
     // The entries form the program's path, with a separator, in a buffer of that size.
     if (!fs::is_directory(folder, error)
         || path.size() + 1 + strlen(CALIBRATION_PROGRAM) >= TEXT_CAPACITY) {
-        fprintf(stderr, "%s: '%s' is not a folder, or its path is too long\n",
-            options->command.c_str(), folder.c_str());
+        Error("'" + folder + "' is not a folder, or its path is too long");
         return EXIT_FAULT;
     }
     platform::WriteRegistryText(PROGRAM_FOLDER_KEY, PROGRAM_FOLDER_VALUE, path);

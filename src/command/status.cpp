@@ -11,6 +11,7 @@
 #include "control/control_client.h"
 #include "control/json_line.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 #include "process/text_layout.h"
 
@@ -59,12 +60,12 @@ std::vector<std::string> RowOf(const PanelState& panel)
 }
 
 // The runtimes that can be asked; which cannot is said on standard error.
-std::vector<RuntimeStatus> AskAll(const Options* options)
+std::vector<RuntimeStatus> AskAll()
 {
     std::vector<RuntimeStatus> all;
     for (AskedRuntime& runtime : AskRuntimes()) {
         if (const std::string fault = UnaskedText(&runtime); !fault.empty())
-            fprintf(stderr, "%s: %s\n", options->command.c_str(), fault.c_str());
+            Error(fault);
         if (runtime.status)
             all.push_back(*std::move(runtime.status));
     }
@@ -110,7 +111,7 @@ void PrintTable(const std::vector<RuntimeStatus>* all)
 
 int RunStatus(const Options* options)
 {
-    const std::vector<RuntimeStatus> all = AskAll(options);
+    const std::vector<RuntimeStatus> all = AskAll();
     if (options->json)
         PrintJson(&all);
     else
@@ -119,8 +120,7 @@ int RunStatus(const Options* options)
         return !status.panels.empty() || !status.awaited.empty();
     });
     if (!any) {
-        fprintf(stderr, "%s: no running korvex was found (looked in %s)\n",
-            options->command.c_str(), ControlFolders().c_str());
+        Error("no running korvex was found (looked in " + ControlFolders() + ")");
         return EXIT_NO_CONTROLLER;
     }
     const bool missing = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {

@@ -9,6 +9,7 @@
 #include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/devices/registry.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 
 namespace korvex::command {
 
@@ -23,8 +24,7 @@ int RunUnbind(const Options* options)
         platform::DeleteRegistryKey(parameters);
         return EXIT_DONE; // what could not be written has been said
     }
-    fprintf(stderr, "%s: there is no port '%s'; see 'korvex ports'\n", options->command.c_str(),
-        name.c_str());
+    Error("there is no port '" + name + "'; see 'korvex ports'");
     return EXIT_NO_PORT;
 }
 

@@ -5,6 +5,7 @@
 
 #include "host/preparation.h"
 #include "machine/machine_setup.h"
+#include "process/message.h"
 #include "process/options.h"
 
 namespace korvex {
@@ -15,7 +16,7 @@ void SetUpLoadedLibrary()
 {
     using namespace command; // NOLINT(google-build-using-namespace): of one routine
     Options options;
-    options.command = "libkorvex";
+    SetMessagePrefix("libkorvex");
     SetDefaults(&options);
     SetUpPointer(&options);
     SetUpWindows(&options);

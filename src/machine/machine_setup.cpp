@@ -32,6 +32,7 @@
 #include "platform/linux/windows/window_x11.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/service_manager.h"
 
 namespace korvex::command {
@@ -82,7 +83,7 @@ constexpr const char* UINPUT_RULE = "/usr/lib/udev/rules.d/72-korvex.rules";
 std::string MonitorOf(const Options* options, const std::string& path)
 {
     for (const PortMonitor& given : options->portMonitors) {
-        if (IsSamePort(PathOfPort(options, given.port), path))
+        if (IsSamePort(PathOfPort(options->ports, given.port), path))
             return given.output;
     }
     return "";
@@ -99,7 +100,7 @@ struct Port {
 Port GivenPortOf(const Options* options, const GivenPort* given,
     const std::vector<platform::ScannedPort>* scanned)
 {
-    const std::string path = PathOfPort(options, given->path);
+    const std::string path = PathOfPort(options->ports, given->path);
     const auto known = std::find_if(scanned->begin(), scanned->end(),
         [&path](const platform::ScannedPort& port) { return IsSamePort(port.path, path); });
     std::error_code error;
@@ -116,15 +117,15 @@ std::vector<Port> PortsOf(const Options* options)
     if (options->ports.empty()) {
         for (const platform::ScannedPort& port : scanned) {
             const std::string panel = platform::GivenPanelNameOf(port.path, "/dev");
-            ports.push_back({port.name,
-                panel.empty() ? port.stablePath : PathOfPort(options, panel), port.stablePath});
+            ports.push_back(
+                {port.name, panel.empty() ? port.stablePath : PathOfPort(options->ports, panel),
+                    port.stablePath});
         }
     }
     for (const GivenPort& given : options->ports) {
         const Port port = GivenPortOf(options, &given, &scanned);
         if (platform::IsKernelConsole(port.path, "/proc"))
-            fprintf(stderr, "%s: %s is left out: '%s' is a system console\n",
-                options->command.c_str(), port.name.c_str(), port.path.c_str());
+            Warning(port.name + " is left out: '" + port.path + "' is a system console");
         else
             ports.push_back(port);
     }
@@ -177,8 +178,7 @@ int SetUpTrace(const Options* options)
         const int trace = open(options->traceFile.c_str(),
             O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
         if (trace < 0) {
-            fprintf(stderr, "%s: cannot write '%s': %s\n", options->command.c_str(),
-                options->traceFile.c_str(), strerror(errno));
+            Error("cannot write '" + options->traceFile + "': " + strerror(errno));
             return EXIT_FAULT;
         }
         platform::UseTraceDescriptor(trace);
@@ -198,8 +198,7 @@ bool WasInputLost(const Options* options)
 {
     const bool lost = options->pointer == "log" && platform::IsPointerLogBroken();
     if (lost)
-        fprintf(stderr, "%s: cannot write to standard output; touches were lost\n",
-            options->command.c_str());
+        Error("cannot write to standard output; touches were lost");
     return lost;
 }
 
@@ -208,10 +207,8 @@ int RefusePortMonitors(const Options* options)
     if (options->portMonitors.empty())
         return EXIT_DONE;
     const PortMonitor& given = options->portMonitors.front();
-    fprintf(stderr,
-        "%s: invalid value '%s=%s' for '--monitor': its window is on one monitor; name the output "
-        "alone\n",
-        options->command.c_str(), given.port.c_str(), given.output.c_str());
+    Error("invalid value '" + given.port + "=" + given.output
+        + "' for '--monitor': its window is on one monitor; name the output alone");
     return EXIT_USAGE_ERROR;
 }
 
@@ -221,45 +218,39 @@ int SetUpPointer(const Options* options)
     machine->screen.output = options->monitor;
     for (const PortMonitor& given : options->portMonitors) {
         std::error_code error;
-        const std::string path = PathOfPort(options, given.port);
+        const std::string path = PathOfPort(options->ports, given.port);
         if (path.find('/') == std::string::npos && !fs::exists(path, error)) // it may come
-            fprintf(stderr, "%s: '--monitor': there is no port '%s' now\n",
-                options->command.c_str(), given.port.c_str());
+            Warning("'--monitor': there is no port '" + given.port + "' now");
     }
     if (!options->portMonitors.empty())
         machine->screen.outputOfLine
             = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
-    machine->observers.monitorChanged
-        = [command = options->command](const std::string& output, bool present) {
-              fprintf(stderr, "%s: the monitor of output '%s' is %s\n", command.c_str(),
-                  output.empty() ? "(primary)" : output.c_str(),
-                  present ? "back" : "gone; touches for it are dropped until it is back");
-          };
-    machine->observers.deviceRefused
-        = [command = options->command](const std::string& path, int error) {
-              fprintf(stderr, "%s: no touch screen for '%s': %s; it is tried again\n",
-                  command.c_str(), path.c_str(), strerror(error));
-          };
+    machine->observers.monitorChanged = [](const std::string& output, bool present) {
+        Warning("the monitor of output '" + (output.empty() ? std::string("(primary)") : output)
+            + "' is " + (present ? "back" : "gone; touches for it are dropped until it is back"));
+    };
+    machine->observers.deviceRefused = [](const std::string& path, int error) {
+        Warning("no touch screen for '" + path + "': " + strerror(error) + "; retrying");
+    };
     std::string reason;
     if (options->pointer == "log"
         && (fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) { // it was closed
-        fprintf(stderr, "%s: cannot write to standard output\n", options->command.c_str());
-        return EXIT_FAULT;
+        return OutputFailed();
     }
     const platform::PointerKind* kind = platform::FindPointerKind(options->pointer);
     if (!kind->use({.nameOfPanel = PanelNameOf, .endDescriptor = EndDescriptor()}, &reason)) {
         const bool isRefused = options->pointer == "uinput";
-        fprintf(stderr, "%s: no pointer input: %s%s%s\n", options->command.c_str(), reason.c_str(),
-            isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule "
-                      : "",
-            isRefused ? UINPUT_RULE : "");
+        Error("no pointer input: " + reason
+            + (isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule "
+                         : "")
+            + (isRefused ? UINPUT_RULE : ""));
         return EXIT_NO_DISPLAY;
     }
     if (options->pointer == "x11" && IsWaylandSession())
-        fprintf(stderr,
-            "%s: this is a Wayland session: only X programs will see the touches; '--pointer "
-            "uinput' is for all (the udev rule %s)\n",
-            options->command.c_str(), UINPUT_RULE);
+        Warning(
+            "this is a Wayland session: only X programs will see the touches; '--pointer uinput' "
+            "is for all (the udev rule "
+            + std::string(UINPUT_RULE) + ")");
     return EXIT_DONE;
 }
 
@@ -270,11 +261,11 @@ int SetUpWindows(const Options* options)
     machine->windows.backend = options->windows == "none" ? platform::HeadlessBackend()
                                                           : platform::X11Backend(nullptr, &reason);
     if (machine->windows.backend == nullptr) {
-        fprintf(stderr, "%s: no windows: %s\n", options->command.c_str(), reason.c_str());
+        Error("no windows: " + reason);
         return EXIT_NO_DISPLAY;
     }
     if (!reason.empty())
-        fprintf(stderr, "%s: windows: %s\n", options->command.c_str(), reason.c_str());
+        Warning("windows: " + reason);
     machine->windows.closeSignals = EndDescriptor();
     return EXIT_DONE;
 }
@@ -312,17 +303,14 @@ int SetUpState(const Options* options)
 {
     const std::string fault = PrepareState(options);
     if (fault.empty()) {
-        platform::ThisMachine()->observers.fileNotWritten
-            = [command = options->command](const std::string& path, int error) {
-                  const std::lock_guard guard(refusedFiles.mutex);
-                  if (refusedFiles.paths.insert(path).second)
-                      fprintf(stderr, "%s: cannot write '%s': %s\n", command.c_str(), path.c_str(),
-                          WriteFaultText(error).c_str());
-              };
+        platform::ThisMachine()->observers.fileNotWritten = [](const std::string& path, int error) {
+            const std::lock_guard guard(refusedFiles.mutex);
+            if (refusedFiles.paths.insert(path).second)
+                Error("cannot write '" + path + "': " + WriteFaultText(error));
+        };
         return EXIT_DONE;
     }
-    fprintf(stderr, "%s: cannot write the state folder '%s': %s\n", options->command.c_str(),
-        options->stateFolder.c_str(), fault.c_str());
+    Error("cannot write the state folder '" + options->stateFolder + "': " + fault);
     return EXIT_FAULT;
 }
 
@@ -349,13 +337,12 @@ int SetUpDevicesToAsk(const Options* options)
 {
     const std::vector<Port> ports = PortsOf(options);
     const auto isNamed = [options](const std::string& name, const Port& port) {
-        return name == port.name || IsSamePort(PathOfPort(options, name), port.path);
+        return name == port.name || IsSamePort(PathOfPort(options->ports, name), port.path);
     };
     for (const std::string& name : options->only) {
         if (std::none_of(ports.begin(), ports.end(),
                 [&](const Port& port) { return isNamed(name, port); })) {
-            fprintf(stderr, "%s: '--only': there is no port '%s'; see 'korvex ports'\n",
-                options->command.c_str(), name.c_str());
+            Error("'--only': there is no port '" + name + "'; see 'korvex ports'");
             return EXIT_USAGE_ERROR;
         }
     }
@@ -368,8 +355,7 @@ int SetUpDevicesToAsk(const Options* options)
                 [&](const std::string& name) { return isNamed(name, port); });
         const bool ignored = platform::IsPortIgnored(port.path);
         if (wanted && ignored && !options->only.empty())
-            fprintf(stderr, "%s: '--only': '%s' is not asked: udev has ID_KORVEX_IGNORE for it\n",
-                options->command.c_str(), port.path.c_str());
+            Warning("'--only': '" + port.path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
         if (wanted && !ignored)
             AddPort(&port);
     }

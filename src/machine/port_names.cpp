@@ -41,11 +41,11 @@ std::string UartPath(const std::string& port)
 
 } // namespace
 
-std::string PathOfPort(const Options* options, const std::string& port)
+std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& port)
 {
-    for (const GivenPort& given : options->ports) {
-        if (given.name == port)
-            return given.path;
+    for (const GivenPort& one : given) {
+        if (one.name == port)
+            return one.path;
     }
     if (port.find('/') != std::string::npos || port.empty())
         return port;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "process/options.h"
 
@@ -11,10 +12,10 @@ namespace korvex::command {
 // Has the links that udev makes for panels, named after them.
 inline constexpr const char* PANEL_FOLDER = "/dev/korvex/";
 
-// The path to open for a port that is called so; the text itself where nothing has that name. It is
-// best a link that udev makes for the adapter, which leads to it also when it has come back under
-// another number.
-std::string PathOfPort(const Options* options, const std::string& port);
+// The path to open for a port that is called so, by the names that were given (--port) and those
+// that the system knows; the text itself where nothing has that name. It is best a link that udev
+// makes for the adapter, which leads to it also when it has come back under another number.
+std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& port);
 
 // Whether two paths lead to one tty.
 bool IsSamePort(const std::string& path, const std::string& other);

@@ -56,7 +56,7 @@ bool IsPanelPort(const Options* options, const PortState* port)
 const PortState* FindPort(
     const std::vector<PortState>* ports, const Options* options, const std::string& name)
 {
-    const std::string path = PathOfPort(options, name);
+    const std::string path = PathOfPort(options->ports, name);
     const auto found = std::find_if(ports->begin(), ports->end(),
         [&](const PortState& port) { return port.name == name || IsSamePort(port.path, path); });
     return found == ports->end() ? nullptr : &*found;

@@ -5,39 +5,87 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdio>
 #include <mutex>
 
+#include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
+#include "process/exit_codes.h"
 #include "process/service_manager.h"
 #include "process/text_layout.h"
 
 namespace korvex::command {
 
-std::string PriorityPrefix(Priority priority)
+namespace {
+
+std::string prefix = "korvex";
+
+// Those of syslog(3).
+enum class Priority { ERROR = 3, WARNING = 4, NOTICE = 5 };
+
+void Print(Priority priority, const std::string& subject, const std::string& text, bool waits)
 {
     static const bool isJournal = IsStandardErrorJournal();
-    return isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : "";
-}
-
-void Tell(Priority priority, const std::string& line)
-{
-    std::string text = PriorityPrefix(priority) + line;
-    // so much goes whole and without a wait into a pipe that is ready
-    text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1));
-    text += '\n';
+    std::string line
+        = isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : std::string();
+    line.append(subject).append(": ").append(text);
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    if (!waits) // so much goes whole and without a wait into a pipe that is ready
+        line.resize(std::min<size_t>(line.size(), PIPE_BUF - 1));
+    line += '\n';
     static std::mutex mutex;
     const std::lock_guard guard(mutex); // two lines together may be more than what it is ready for
     pollfd output{STDERR_FILENO, POLLOUT, 0};
-    if (poll(&output, 1, 0) > 0 && (output.revents & POLLOUT) != 0
-        && write(STDERR_FILENO, text.data(), text.size()) < 0)
-        return; // nobody is left to be told
+    if (waits || (poll(&output, 1, 0) > 0 && (output.revents & POLLOUT) != 0))
+        platform::WriteWhole(STDERR_FILENO, line); // where that fails nobody is left to be told
 }
 
-void TellInBox(const Options* options, const std::string& text, const WCHAR* title)
+} // namespace
+
+void SetMessagePrefix(const std::string& command)
+{
+    prefix = command;
+}
+
+const std::string& MessagePrefix()
+{
+    return prefix;
+}
+
+void Error(const std::string& text)
+{
+    Print(Priority::ERROR, prefix, text, true);
+}
+
+void Warning(const std::string& text)
+{
+    Print(Priority::WARNING, prefix, text, false);
+}
+
+void Warning(const std::string& subject, const std::string& text)
+{
+    Print(Priority::WARNING, subject, text, false);
+}
+
+void Notice(const std::string& text)
+{
+    Print(Priority::NOTICE, prefix, text, false);
+}
+
+void Notice(const std::string& subject, const std::string& text)
+{
+    Print(Priority::NOTICE, subject, text, false);
+}
+
+int OutputFailed()
+{
+    Error("cannot write to standard output");
+    return EXIT_FAULT;
+}
+
+void ShowErrorBox(const Options* options, const std::string& text, const WCHAR* title)
 {
     constexpr size_t BOX_COLUMNS = 60;
-    fprintf(stderr, "%s: %s\n", options->command.c_str(), text.c_str());
+    Error(text);
     if (options->windows != "none")
         MessageBoxW(nullptr, platform::FromUtf8(Wrapped(text, BOX_COLUMNS)).c_str(), title, MB_OK);
 }

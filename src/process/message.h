@@ -1,4 +1,5 @@
-// Messages for the operator of a running runtime, and for the person in front of its screen.
+// Messages to whoever runs the command or looks after it: a line each on standard error, behind its
+// priority as sd-daemon(3) has it where that is the journal. Any thread; lines do not mix.
 #pragma once
 
 #include <string>
@@ -8,20 +9,27 @@
 
 namespace korvex::command {
 
-// Those of syslog(3).
-enum class Priority { FAULT = 3, WARNING = 4, NOTICE = 5, INFO = 6 };
+// What begins the lines that have no subject of their own: "korvex enum". Once, before there are
+// threads.
+void SetMessagePrefix(const std::string& command);
+const std::string& MessagePrefix();
 
-// The prefix of a line of that priority: as sd-daemon(3) has it where standard error is the
-// journal, else empty.
-std::string PriorityPrefix(Priority priority);
+// Why the command, or a part of it, fails. Waits until it is written.
+void Error(const std::string& text);
 
-// Prints a line, behind its priority as sd-daemon(3) has it where standard error is the journal. A
-// reader of standard error that does not take it at once does without: no touch waits for it. Any
-// thread; lines do not mix.
-void Tell(Priority priority, const std::string& line);
+// What is wrong while the command goes on, and what has happened. A reader of standard error that
+// does not take the line at once does without: no touch waits for it. `subject`, "left
+// (/dev/ttyUSB0)" for example, takes the place of the command's name.
+void Warning(const std::string& text);
+void Warning(const std::string& subject, const std::string& text);
+void Notice(const std::string& text);
+void Notice(const std::string& subject, const std::string& text);
 
-// Prints the text on standard error, with the command's name before it. Where windows are shown,
-// shows it in a message box as well and waits until that is dismissed. On the windows' thread.
-void TellInBox(const Options* options, const std::string& text, const WCHAR* title);
+// Says that standard output takes nothing; the exit code for that.
+int OutputFailed();
+
+// An error that is shown in a message box as well where windows are shown, which waits until that
+// is dismissed. On the windows' thread.
+void ShowErrorBox(const Options* options, const std::string& text, const WCHAR* title);
 
 } // namespace korvex::command

@@ -18,7 +18,6 @@ struct PortMonitor {
 };
 
 struct Options {
-    std::string command;                   // "korvex enum", how messages begin
     std::vector<GivenPort> ports;          // --port; none: those of the system
     std::vector<std::string> only;         // --only: the ports that are asked; none: all
     std::string stateFolder;               // --state

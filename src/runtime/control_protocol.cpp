@@ -19,7 +19,6 @@
 #include "machine/port_names.h"
 #include "machine/port_state.h"
 #include "process/message.h"
-#include "process/options.h"
 #include "runtime/calibration_fault.h"
 #include "runtime/calibration_history.h"
 #include "runtime/settings_state.h"
@@ -72,9 +71,8 @@ std::optional<RunningSession> SessionOf(const Json& request, std::string* fault)
         *fault = "'panel' is no text";
         return std::nullopt;
     }
-    const Options none;
     const std::string name = request.value("panel", "");
-    const std::string path = PathOfPort(&none, name);
+    const std::string path = PathOfPort({}, name);
     if (name.empty() && sessions.size() == 1)
         return sessions.front();
     for (const RunningSession& session : sessions) {
@@ -254,13 +252,11 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
                               : fault}};
     }
     UseCalibration(key, &stored, conversation);
-    Tell(Priority::NOTICE,
-        PanelTitle(key.path) + ": the calibration has changed, and is stored in '" + file + "'");
+    Notice(PanelTitle(key.path), "the calibration has changed, and is stored in '" + file + "'");
     const std::string fault
         = KeepReplaced(key.path, &replaced, &stored, session->state.resolutionBits);
     if (!fault.empty())
-        Tell(Priority::WARNING,
-            PanelTitle(key.path) + ": the calibration before that is not kept: " + fault);
+        Warning(PanelTitle(key.path), "the previous calibration is not kept: " + fault);
     return {{"stored", true}, {"file", file}};
 }
 
@@ -276,7 +272,7 @@ Json DoUndo(const Json& request, const RunningSession* session, Conversation* co
         !fault.empty())
         return {{"undone", false}, {"error", fault}};
     UseCalibration(key, &restored, conversation);
-    Tell(Priority::NOTICE, PanelTitle(key.path) + ": the last save of a calibration is undone");
+    Notice(PanelTitle(key.path), "the last save of a calibration is undone");
     return {{"undone", true}, {"file", SettingsFilePath()}};
 }
 

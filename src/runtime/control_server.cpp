@@ -353,7 +353,7 @@ void TryAgain(Server* server)
         return;
     server->nextTry = now + TRY_INTERVAL;
     if (OpenSocket(server).empty())
-        Tell(Priority::NOTICE, "there is a control socket now: '" + server->path + "'");
+        Notice("there is a control socket now: '" + server->path + "'");
 }
 
 void Serve(Server* server)
@@ -376,14 +376,13 @@ void Serve(Server* server)
 
 } // namespace
 
-void StartControl(const std::string& command, const std::string& name)
+void StartControl(const std::string& name)
 {
     Server* server = TheServer();
     server->place = ControlPlaceOf(name);
     if (server->place.folder.empty()) {
-        NoticeAtFirstSession(command
-            + ": without a control socket: XDG_RUNTIME_DIR is not set, so status and calibrate "
-              "cannot ask this runtime");
+        NoticeAtFirstSession("without a control socket: XDG_RUNTIME_DIR is not set, so status and "
+                             "calibrate cannot ask this runtime");
         return;
     }
     server->stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -400,8 +399,7 @@ void StartControl(const std::string& command, const std::string& name)
         CloseSocket(server);
     }
     if (!fault.empty())
-        Tell(Priority::WARNING,
-            command + ": no control socket in '" + server->place.folder + "': " + fault);
+        Warning("no control socket in '" + server->place.folder + "': " + fault);
 }
 
 void EndControl()

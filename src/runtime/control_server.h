@@ -11,7 +11,7 @@ namespace korvex::command {
 // nowhere. The socket of a process that has died is replaced; where another one lives, NAME gets a
 // number. Owner and group may connect. Why there is none is said on standard error, behind
 // `command`; the runtime works without, and tries again every 10 s. Once per process.
-void StartControl(const std::string& command, const std::string& name);
+void StartControl(const std::string& name);
 
 // Ends it and removes the socket. Not on the control thread.
 void EndControl();

@@ -100,9 +100,9 @@ TouchController* ControllerOn(HANDLE port)
 
 int OpenController(const Options* options, const std::string& port, TouchController** controller)
 {
-    const Opening opening = Open(PathOfPort(options, port), controller);
+    const Opening opening = Open(PathOfPort(options->ports, port), controller);
     if (!opening.fault.empty())
-        fprintf(stderr, "%s: %s\n", options->command.c_str(), opening.fault.c_str());
+        Error(opening.fault);
     return opening.exitCode;
 }
 
@@ -111,19 +111,18 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
     std::string told;
     std::string awaited; // the path: where udev's link is missing, a name is one too
     for (milliseconds pause = MIN_ASK_PAUSE;; pause = std::min(2 * pause, MAX_ASK_PAUSE)) {
-        const std::string path = PathOfPort(options, port);
+        const std::string path = PathOfPort(options->ports, port);
         const Opening opening = Open(path, controller);
         if (path != awaited || !opening.mayCome)
             NoteAwaited(awaited, "");
         awaited = path;
         if (!opening.mayCome) {
             if (!opening.fault.empty())
-                Tell(Priority::FAULT, options->command + ": " + opening.fault);
+                Error(opening.fault);
             return opening.exitCode;
         }
         if (opening.fault != told) {
-            Tell(Priority::WARNING,
-                options->command + ": " + opening.fault + "; trying again every 2 to 30 s");
+            Warning(opening.fault + "; trying again every 2 to 30 s");
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;
@@ -136,15 +135,14 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
 int StartDriving(const Options* options, const std::string& port, TouchController* controller)
 {
     // The link is the reader's from the start of the session on.
-    const std::string line
-        = PanelTitle(PathOfPort(options, port)) + ": " + DescriptionOf(controller);
+    const std::string title = PanelTitle(PathOfPort(options->ports, port));
+    const std::string description = DescriptionOf(controller);
     if (!StartSession(controller)) {
-        fprintf(
-            stderr, "%s: the system refuses a thread for the session\n", options->command.c_str());
+        Error("the system refuses a thread for the session");
         return EXIT_FAULT;
     }
-    Tell(Priority::NOTICE, line);
-    NotifyServiceManager("STATUS=" + line);
+    Notice(title, description);
+    NotifyServiceManager("STATUS=" + title + ": " + description);
     return EXIT_DONE;
 }
 

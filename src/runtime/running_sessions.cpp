@@ -101,8 +101,8 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
     const std::string fault = SavingFault();
     struct stat status{};
     if (path.empty() || lstat(path.c_str(), &status) == 0)
-        Tell(Priority::WARNING,
-            title + ": " + (fault.empty() ? "'" + path + "' was not used" : fault)
+        Warning(title,
+            (fault.empty() ? "'" + path + "' was not used" : fault)
                 + "; the calibration in the controller's own memory is");
     return {};
 }
@@ -115,9 +115,8 @@ void TellOfSharing(Sessions* sessions)
         running += entry.controller != nullptr ? 1 : 0;
     if (running < 2 || std::exchange(sessions->sharingTold, true))
         return;
-    Tell(Priority::WARNING,
-        "more than one controller is driven with the calibration in '" + SettingsFilePath()
-            + "'; 'korvex drive' in a folder of its own gives each panel one of its own");
+    Warning("more than one controller is driven with the calibration in '" + SettingsFilePath()
+        + "'; 'korvex drive' in a folder of its own gives each panel one of its own");
 }
 
 PanelState Describe(const TouchController* controller)
@@ -168,7 +167,7 @@ void Start(TouchController* controller)
     sessions->awaited.erase(state.path);
     TellOfSharing(sessions);
     if (const std::string notice = std::exchange(sessions->notice, ""); !notice.empty())
-        Tell(Priority::NOTICE, notice);
+        Notice(notice);
     if (sessions->listening)
         Keep({PanelEvent::Kind::BEGAN, state.panel, state.path, 0, {}, {}, false});
 }
@@ -195,11 +194,12 @@ void JudgeNoise(TouchController* controller, Entry* entry)
     const bool noisy = uint64_t{rejected} * NOISY_SHARE > packets;
     if (packets >= MIN_PACKETS && noisy != entry->noisy) {
         entry->noisy = noisy;
-        Tell(noisy ? Priority::WARNING : Priority::NOTICE,
-            entry->title + ": " + std::to_string(rejected) + " of the last minute's "
-                + std::to_string(packets) + " packets were spoiled"
-                + (noisy ? "; check cable, grounding and what else is on the line"
-                         : ": the line is good again"));
+        const std::string share = std::to_string(rejected) + " of the last minute's "
+            + std::to_string(packets) + " packets were spoiled";
+        if (noisy)
+            Warning(entry->title, share + "; check cable, grounding and what else is on the line");
+        else
+            Notice(entry->title, share + ": the line is good again");
     }
     if (now - noise->marks.back().time >= std::chrono::seconds(1))
         noise->marks.push_back(mark);
@@ -249,9 +249,12 @@ void ChangePort(Entry* entry, bool gone)
         entry->state.tty = TtyOf(entry->state.path);
         entry->title = PanelTitle(entry->state.path);
     }
-    const std::string line = entry->title + (gone ? ": the port has gone" : ": the port is back");
-    Tell(gone ? Priority::WARNING : Priority::NOTICE, line);
-    NotifyServiceManager("STATUS=" + (gone ? line : entry->title + ": " + entry->state.controller));
+    if (gone)
+        Warning(entry->title, "the port has gone");
+    else
+        Notice(entry->title, "the port is back");
+    NotifyServiceManager(
+        "STATUS=" + entry->title + ": " + (gone ? "the port has gone" : entry->state.controller));
     if (sessions->listening)
         Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->state.panel,
             entry->state.path, entry->sequence, {}, {}, false});
@@ -318,8 +321,7 @@ PortReturn HandlePortReturn(TouchController* controller, ReadResult result, cons
         return PortReturn::LEFT;
     const PortReturn decision = DecidePortReturn(&entry->returned, controller, result, report);
     if (decision == PortReturn::ANOTHER)
-        Tell(Priority::WARNING,
-            PanelTitle(entry->state.path) + ": another controller answers there");
+        Warning(PanelTitle(entry->state.path), "another controller answers there");
     return decision;
 }
 

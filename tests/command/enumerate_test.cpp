@@ -34,7 +34,7 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
             Texts{"Detecting Korvex Devices", "Detecting COM3",
                 driven(installation.first, "controller 5200, firmware 1.2.3, 10 bits, 19200 baud"),
                 "Detecting COM4",
-                "more than one controller is driven with the calibration in '"
+                "korvex enum: more than one controller is driven with the calibration in '"
                     + (installation.folder.path / "Korvex.ini").string()
                     + "'; 'korvex drive' in a folder of its own gives each panel one of its own",
                 driven(installation.second, "controller 7700, firmware 1.2.3, 10 bits, 19200 baud"),

@@ -62,7 +62,7 @@ TEST(JudgeStored, KeepsAGoodCalibrationThatABadOneReplaces)
         const command::SettingsBefore before = command::LookAtSettings();
         WriteTextFile("Korvex.ini", row.after);
         ::testing::internal::CaptureStderr();
-        EXPECT_EQ(command::JudgeStored("test", &before), row.exitCode);
+        EXPECT_EQ(command::JudgeStored(&before), row.exitCode);
         const std::string said = ::testing::internal::GetCapturedStderr();
         EXPECT_THAT(said,
             StartsWith(row.exitCode == 0

@@ -29,6 +29,7 @@
 #include "platform/linux/serial/port_scan.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 #include "process/output.h"
 #include "runtime/opened_controller.h"
@@ -315,7 +316,7 @@ bool Print(const std::string& text)
 {
     if (WriteOutput(text) || IsEndRequested())
         return true;
-    fputs("korvex check: cannot write to standard output\n", stderr);
+    OutputFailed();
     return false;
 }
 

@@ -9,6 +9,7 @@
 #include "command/check/finding.h"
 #include "platform/linux/files/whole_files.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "runtime/settings_state.h"
 
 namespace korvex::command {
@@ -22,16 +23,14 @@ std::optional<std::string> ContentOf(const std::string& path)
                                                                     : std::nullopt;
 }
 
-void KeepContent(const std::string& command, const SettingsBefore* before)
+void KeepContent(const SettingsBefore* before)
 {
     const std::string path = before->path + ".old";
     const auto change = [before](std::string_view /*content*/) { return before->content; };
     if (platform::ChangeWholeFile(path, change, platform::Durability::SYNCED))
-        fprintf(stderr, "%s: the calibration of before is kept in '%s'\n", command.c_str(),
-            path.c_str());
+        Notice("the calibration of before is kept in '" + path + "'");
     else
-        fprintf(stderr, "%s: the calibration of before cannot be kept in '%s': %s\n",
-            command.c_str(), path.c_str(), strerror(errno));
+        Error("the calibration of before cannot be kept in '" + path + "': " + strerror(errno));
 }
 
 } // namespace
@@ -48,7 +47,7 @@ SettingsBefore LookAtSettings()
     return before;
 }
 
-int JudgeStored(const std::string& command, const SettingsBefore* before)
+int JudgeStored(const SettingsBefore* before)
 {
     const std::optional<std::string> stored = ContentOf(before->path);
     if (!stored || stored == before->content)
@@ -59,11 +58,10 @@ int JudgeStored(const std::string& command, const SettingsBefore* before)
         return EXIT_DONE;
     for (const Finding& finding : findings) {
         if (finding.severity == Severity::FAULT)
-            fprintf(stderr, "%s: what was stored looks wrong: %s\n", command.c_str(),
-                finding.text.c_str());
+            Error("what was stored looks wrong: " + finding.text);
     }
     if (before->good)
-        KeepContent(command, before);
+        KeepContent(before);
     return EXIT_FAULT;
 }
 

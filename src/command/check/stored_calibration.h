@@ -19,8 +19,8 @@ struct SettingsBefore {
 SettingsBefore LookAtSettings();
 
 // Judges what the test has stored since then. EXIT_DONE when nothing was stored, or it is good.
-// Else EXIT_FAULT: the fault is printed on standard error after `command`, and the previous
+// Else EXIT_FAULT: the fault is printed on standard error, and the previous
 // content, if it was good, is kept as "Korvex.ini.old".
-int JudgeStored(const std::string& command, const SettingsBefore* before);
+int JudgeStored(const SettingsBefore* before);
 
 } // namespace korvex::command

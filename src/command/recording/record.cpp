@@ -18,6 +18,7 @@
 #include "platform/linux/machine.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 #include "runtime/opened_controller.h"
 
@@ -103,8 +104,7 @@ int Record(const Options* options, Recorder* recorder)
     }
     exitCode = StartDriving(options, options->arguments[1], controller);
     if (exitCode == EXIT_DONE && AwaitEnd(options, controller)) {
-        fprintf(stderr, "%s: another controller answers on '%s'; the recording ends\n",
-            options->command.c_str(), options->arguments[1].c_str());
+        Error("another controller answers on '" + options->arguments[1] + "'; the recording ends");
         exitCode = EXIT_NO_CONTROLLER;
     }
     const std::vector controllers{controller};
@@ -119,8 +119,7 @@ int RunRecord(const Options* options)
     Recorder recorder;
     recorder.file = fopen(path.c_str(), "wxe"); // a recording that is there is not overwritten
     if (recorder.file == nullptr) {
-        fprintf(stderr, "%s: cannot create '%s': %s\n", options->command.c_str(), path.c_str(),
-            strerror(errno));
+        Error("cannot create '" + path + "': " + strerror(errno));
         return EXIT_FAULT;
     }
     Write(&recorder, FirstRecordingLine());
@@ -130,7 +129,7 @@ int RunRecord(const Options* options)
         // nothing came over a line; a controller that gave no answer leaves what was asked
         unlink(path.c_str());
     if (recorder.failed)
-        fprintf(stderr, "%s: cannot write all of '%s'\n", options->command.c_str(), path.c_str());
+        Error("cannot write all of '" + path + "'");
     return recorder.failed ? EXIT_FAULT : exitCode;
 }
 

@@ -18,6 +18,7 @@
 #include "platform/linux/files/whole_files.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
+#include "process/message.h"
 #include "process/options.h"
 #include "runtime/opened_controller.h"
 
@@ -86,7 +87,7 @@ int Replay(const Options* options, const Recording* recording)
 {
     const emulator::EmulatorPointer panel = emulator::StartEmulator(EmulatorOf(recording));
     if (!panel) {
-        fprintf(stderr, "%s: the system refuses a pseudo-terminal\n", options->command.c_str());
+        Error("the system refuses a pseudo-terminal");
         return EXIT_FAULT;
     }
     TouchController* controller = nullptr;
@@ -100,8 +101,7 @@ int Replay(const Options* options, const Recording* recording)
     if (result == PlayResult::DONE)
         AwaitSilence(controller, TerminalPath(panel.get()));
     if (result == PlayResult::LINE_FULL) {
-        fprintf(stderr, "%s: the session has taken nothing for a second; the rest is not played\n",
-            options->command.c_str());
+        Error("the session has taken nothing for a second; the rest is not played");
         exitCode = EXIT_FAULT;
     }
     const PanelCounters counters = CountersOf(controller);
@@ -134,15 +134,13 @@ int RunReplay(const Options* options)
     const std::string& path = options->arguments[0];
     std::string text;
     if (const std::string fault = ReadText(path, &text); !fault.empty()) {
-        fprintf(stderr, "%s: cannot read '%s': %s\n", options->command.c_str(), path.c_str(),
-            fault.c_str());
+        Error("cannot read '" + path + "': " + fault);
         return EXIT_FAULT;
     }
     std::string fault;
     Recording recording;
     if (!ParseRecording(text, &recording, &fault)) {
-        fprintf(stderr, "%s: cannot play '%s': %s\n", options->command.c_str(), path.c_str(),
-            fault.c_str());
+        Error("cannot play '" + path + "': " + fault);
         return EXIT_FAULT;
     }
     return Replay(options, &recording);
