@@ -22,6 +22,7 @@
 #include "platform/linux/core/system.h"
 #include "platform/linux/core/threads.h"
 #include "platform/linux/core/types.h"
+#include "platform/linux/create_file.h"
 #include "platform/linux/devices/config_manager.h"
 #include "platform/linux/devices/device_io.h"
 #include "platform/linux/devices/inf.h"

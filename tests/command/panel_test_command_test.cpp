@@ -67,7 +67,7 @@ TEST(JudgeStored, KeepsAGoodCalibrationThatABadOneReplaces)
         EXPECT_THAT(said,
             StartsWith(row.exitCode == 0
                     ? ""
-                    : "test: what was stored looks wrong: the targets 1 and 2 were measured at"));
+                    : "korvex: what was stored looks wrong: the targets 1 and 2 were measured at"));
         EXPECT_EQ(said.empty(), row.exitCode == 0) << said;
         EXPECT_EQ(std::filesystem::exists("Korvex.ini.old") ? ReadTextFile("Korvex.ini.old") : "",
             row.kept ? good : "");

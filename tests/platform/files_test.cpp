@@ -1,4 +1,4 @@
-#include "platform/linux/files/files.h"
+#include "platform/linux/create_file.h"
 
 #include <sys/stat.h>
 

@@ -6,20 +6,24 @@
 
 namespace korvex::platform {
 
-struct HandleObject;
-
-// What all objects of one kind have in common: one constant for each kind, which also tells the
-// kind. A call that is null is not for handles of that kind.
-struct HandleType {
-    void (*close)(HandleObject* object); // frees the object
-    BOOL (*read)(HandleObject* object, void* buffer, DWORD count, DWORD* received) = nullptr;
-    BOOL (*write)(HandleObject* object, const void* bytes, DWORD count, DWORD* written) = nullptr;
-    BOOL (*flush)(HandleObject* object) = nullptr;
-};
-
-// The common start of every object.
+// What a handle stands for: of a port, a file, an event, each of a type of its own. Destroyed when
+// the handle is closed.
 struct HandleObject {
-    const HandleType* type;
+    HandleObject() = default;
+    HandleObject(const HandleObject&) = delete;
+    HandleObject& operator=(const HandleObject&) = delete;
+    virtual ~HandleObject() = default;
+
+    // ReadFile, WriteFile and FlushFileBuffers; not for handles of every type.
+    virtual BOOL Read(void* /*buffer*/, DWORD /*count*/, DWORD* /*received*/)
+    {
+        return Fail(ERROR_INVALID_HANDLE);
+    }
+    virtual BOOL Write(const void* /*bytes*/, DWORD /*count*/, DWORD* /*written*/)
+    {
+        return Fail(ERROR_INVALID_HANDLE);
+    }
+    virtual BOOL Flush() { return Fail(ERROR_INVALID_HANDLE); }
 };
 
 inline HandleObject* ObjectOf(HANDLE handle)
@@ -33,16 +37,14 @@ inline HANDLE HandleOf(HandleObject* object)
     return object;
 }
 
-// The object behind `handle` when it is of the type T::TYPE, else null with ERROR_INVALID_HANDLE.
+// The object behind a handle of that type; else null, with ERROR_INVALID_HANDLE.
 template <typename T>
 T* ObjectAs(HANDLE handle)
 {
-    HandleObject* object = ObjectOf(handle);
-    if (object == nullptr || object->type != &T::TYPE) {
+    auto* object = dynamic_cast<T*>(ObjectOf(handle));
+    if (object == nullptr)
         SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return static_cast<T*>(object);
+    return object;
 }
 
 } // namespace korvex::platform

@@ -9,25 +9,20 @@ using korvex::platform::ObjectOf;
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* received, OVERLAPPED* /*overlapped*/)
 {
     HandleObject* object = ObjectOf(handle);
-    return object != nullptr && object->type->read != nullptr
-        ? object->type->read(object, buffer, count, received)
-        : Fail(ERROR_INVALID_HANDLE);
+    return object != nullptr ? object->Read(buffer, count, received) : Fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL WriteFile(
     HANDLE handle, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* /*overlapped*/)
 {
     HandleObject* object = ObjectOf(handle);
-    return object != nullptr && object->type->write != nullptr
-        ? object->type->write(object, bytes, count, written)
-        : Fail(ERROR_INVALID_HANDLE);
+    return object != nullptr ? object->Write(bytes, count, written) : Fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL FlushFileBuffers(HANDLE handle)
 {
     HandleObject* object = ObjectOf(handle);
-    return object != nullptr && object->type->flush != nullptr ? object->type->flush(object)
-                                                               : Fail(ERROR_INVALID_HANDLE);
+    return object != nullptr ? object->Flush() : Fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL CloseHandle(HANDLE handle)
@@ -35,6 +30,6 @@ BOOL CloseHandle(HANDLE handle)
     HandleObject* object = ObjectOf(handle);
     if (object == nullptr)
         return Fail(ERROR_INVALID_HANDLE);
-    object->type->close(object);
+    delete object;
     return TRUE;
 }

@@ -25,7 +25,6 @@ constexpr DWORD STILL_ACTIVE_CODE = 259;
 constexpr unsigned long TIMER_SLACK_NS = 10'000;
 
 struct EventObject : HandleObject {
-    static const HandleType TYPE;
     std::mutex mutex;
     std::condition_variable changed;
     bool manualReset = false;
@@ -47,30 +46,17 @@ struct ThreadRecord {
 };
 
 struct ThreadObject : HandleObject {
-    static const HandleType TYPE;
     std::shared_ptr<ThreadRecord> record;
+
+    ~ThreadObject() override
+    {
+        const std::lock_guard guard(record->mutex);
+        if (!record->joined)
+            pthread_detach(record->thread);
+    }
 };
 
 std::atomic<int> runningThreads{0};
-
-void CloseEvent(HandleObject* object)
-{
-    delete static_cast<EventObject*>(object);
-}
-
-void CloseThread(HandleObject* object)
-{
-    auto* thread = static_cast<ThreadObject*>(object);
-    {
-        const std::lock_guard guard(thread->record->mutex);
-        if (!thread->record->joined)
-            pthread_detach(thread->record->thread);
-    }
-    delete thread;
-}
-
-constexpr HandleType EventObject::TYPE{CloseEvent};
-constexpr HandleType ThreadObject::TYPE{CloseThread};
 
 void* RunThread(void* argument)
 {
@@ -133,7 +119,6 @@ int RunningThreads()
 
 using korvex::platform::EventObject;
 using korvex::platform::Fail;
-using korvex::platform::HandleObject;
 using korvex::platform::HandleOf;
 using korvex::platform::ObjectAs;
 using korvex::platform::ObjectOf;
@@ -162,7 +147,6 @@ HANDLE CreateEventW(
         return nullptr;
     }
     auto* event = new EventObject;
-    event->type = &EventObject::TYPE;
     event->manualReset = manualReset != FALSE;
     event->signalled = initialState != FALSE;
     return HandleOf(event);
@@ -184,14 +168,11 @@ BOOL SetEvent(HANDLE handle)
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds)
 {
-    HandleObject* object = ObjectOf(handle);
-    if (object != nullptr && object->type == &EventObject::TYPE)
-        return korvex::platform::WaitForEvent(static_cast<EventObject*>(object), milliseconds);
-    if (object != nullptr && object->type == &ThreadObject::TYPE)
-        return korvex::platform::WaitForThread(
-            static_cast<ThreadObject*>(object)->record.get(), milliseconds);
-    SetLastError(ERROR_INVALID_HANDLE);
-    return WAIT_FAILED;
+    if (auto* event = dynamic_cast<EventObject*>(ObjectOf(handle)); event != nullptr)
+        return korvex::platform::WaitForEvent(event, milliseconds);
+    const auto* thread = ObjectAs<ThreadObject>(handle);
+    return thread == nullptr ? WAIT_FAILED
+                             : korvex::platform::WaitForThread(thread->record.get(), milliseconds);
 }
 
 uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine routine,
@@ -220,7 +201,6 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
     }
     [[maybe_unused]] const auto* ownedByThread = forThread.release();
     auto* thread = new ThreadObject;
-    thread->type = &ThreadObject::TYPE;
     thread->record = record;
     return reinterpret_cast<uintptr_t>(HandleOf(thread));
 }

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <filesystem>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -18,7 +17,6 @@
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/files/openers.h"
 #include "platform/linux/files/whole_files.h"
 #include "platform/linux/machine.h"
 
@@ -26,15 +24,7 @@ namespace korvex::platform {
 
 namespace {
 
-struct FileObject : HandleObject {
-    static const HandleType TYPE;
-    int descriptor = -1;
-    // For the sharing with the handles of this process; programs here know no other.
-    dev_t device = 0;
-    ino_t inode = 0;
-    DWORD access = 0; // of reading and writing
-    DWORD shareMode = 0;
-};
+struct FileObject;
 
 // Guards the files that are open.
 std::mutex openFilesLock;
@@ -46,18 +36,21 @@ std::vector<const FileObject*>* OpenFiles()
     return files;
 }
 
-void CloseFile(HandleObject* object)
-{
-    auto* file = static_cast<FileObject*>(object);
+struct FileObject : HandleObject {
+    int descriptor = -1;
+    // For the sharing with the handles of this process; programs here know no other.
+    dev_t device = 0;
+    ino_t inode = 0;
+    DWORD access = 0; // of reading and writing
+    DWORD shareMode = 0;
+
+    ~FileObject() override
     {
         const std::lock_guard guard(openFilesLock);
-        std::erase(*OpenFiles(), file);
+        std::erase(*OpenFiles(), this);
+        ::close(descriptor);
     }
-    ::close(file->descriptor);
-    delete file;
-}
-
-constexpr HandleType FileObject::TYPE{CloseFile};
+};
 
 thread_local LastOpening lastOpening;
 
@@ -120,7 +113,6 @@ HANDLE OpenFile(const std::string& path, DWORD access, DWORD shareMode)
     if (descriptor < 0)
         return INVALID_HANDLE_VALUE;
     auto* file = new FileObject;
-    file->type = &FileObject::TYPE;
     file->descriptor = descriptor;
     file->device = status.st_dev;
     file->inode = status.st_ino;
@@ -132,7 +124,7 @@ HANDLE OpenFile(const std::string& path, DWORD access, DWORD shareMode)
     const auto deadline = std::chrono::steady_clock::now() + SHARING_LIMIT;
     while (!Share(file)) {
         if (std::chrono::steady_clock::now() >= deadline) {
-            CloseFile(file);
+            delete file;
             Fail(ERROR_SHARING_VIOLATION);
             return INVALID_HANDLE_VALUE;
         }
@@ -143,6 +135,13 @@ HANDLE OpenFile(const std::string& path, DWORD access, DWORD shareMode)
 
 } // namespace
 
+HANDLE OpenRegularFile(const std::string& path, DWORD access, DWORD shareMode)
+{
+    HANDLE handle = OpenFile(path, access, shareMode);
+    lastOpening = {lastOpening.number + 1, path};
+    return handle;
+}
+
 const LastOpening* LastOpeningOfThread()
 {
     return &lastOpening;
@@ -152,22 +151,6 @@ const LastOpening* LastOpeningOfThread()
 
 using korvex::platform::ErrorFromErrno;
 using korvex::platform::Fail;
-
-HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* /*security*/,
-    DWORD disposition, DWORD /*flags*/, HANDLE /*templateFile*/)
-{
-    if (disposition != OPEN_EXISTING) {
-        Fail(ERROR_INVALID_PARAMETER);
-        return INVALID_HANDLE_VALUE;
-    }
-    const korvex::platform::OpenRequest request{path, access, shareMode};
-    if (const std::optional<HANDLE> handle = korvex::platform::AskOpeners(&request))
-        return *handle;
-    const std::string native = korvex::platform::ToNativePath(path);
-    HANDLE handle = korvex::platform::OpenFile(native, access, shareMode);
-    korvex::platform::lastOpening = {korvex::platform::lastOpening.number + 1, native};
-    return handle;
-}
 
 DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR buffer, LPWSTR* filePart)
 {

@@ -16,16 +16,6 @@ inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr int CSIDL_SYSTEM = 37;
 inline constexpr DWORD SHGFP_TYPE_DEFAULT = 1;
 
-// Opens an existing file, or what an opener knows (openers.h): a serial port or a device, by the
-// path of its interface, a port also by that of its tty. `disposition` must be OPEN_EXISTING. A
-// path may use either separator.
-// A file without any write permission counts as one with the read-only attribute, which binds
-// administrators too; one that is no regular file, is reached through an untrusted link, or is too
-// large to be read whole (whole_files.h) cannot be opened. The handles of a process share a file as
-// asked.
-HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security,
-    DWORD disposition, DWORD flags, HANDLE templateFile);
-
 // Makes a path absolute against the current directory. Returns the length without terminator; when
 // the buffer (`capacity` UTF-16 units) is too small, the capacity it needs, leaving the buffer
 // alone; 0 on failure. `filePart` is not supported and must be null.
@@ -36,7 +26,13 @@ HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWS
 
 namespace korvex::platform {
 
-// What a thread has opened last with CreateFileW of regular files.
+// Opens an existing regular file for CreateFileW. A file without any write permission counts as one
+// with the read-only attribute, which binds administrators too; one that is no regular file, is
+// reached through an untrusted link, or is too large to be read whole (whole_files.h) cannot be
+// opened. The handles of a process share a file as asked.
+HANDLE OpenRegularFile(const std::string& path, DWORD access, DWORD shareMode);
+
+// What a thread has opened last so.
 struct LastOpening {
     uint64_t number = 0; // of the thread's openings; 0: none
     std::string path;

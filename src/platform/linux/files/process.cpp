@@ -20,32 +20,27 @@
 
 namespace {
 
-struct MutexObject : korvex::platform::HandleObject {
-    static const korvex::platform::HandleType TYPE;
-    int descriptor = -1; // of a lock file of the session; -1: its lock cannot be had
-    MutexObject* next = nullptr;
-};
+struct MutexObject;
 
 // Those that nobody closes are kept to the end of the process.
 std::mutex mutexesLock;
 MutexObject* mutexes = nullptr;
 
-void CloseMutex(korvex::platform::HandleObject* object)
-{
-    auto* mutex = static_cast<MutexObject*>(object);
+struct MutexObject : korvex::platform::HandleObject {
+    int descriptor = -1; // of a lock file of the session; -1: its lock cannot be had
+    MutexObject* next = nullptr;
+
+    ~MutexObject() override
     {
         const std::lock_guard guard(mutexesLock);
         MutexObject** place = &mutexes;
-        while (*place != mutex)
+        while (*place != this)
             place = &(*place)->next;
-        *place = mutex->next;
+        *place = next;
+        if (descriptor >= 0)
+            ::close(descriptor);
     }
-    if (mutex->descriptor >= 0)
-        ::close(mutex->descriptor);
-    delete mutex;
-}
-
-constexpr korvex::platform::HandleType MutexObject::TYPE{CloseMutex};
+};
 
 // Splits at blanks outside double quotes.
 std::vector<std::string> SplitParameters(std::string_view text)
@@ -74,7 +69,6 @@ std::vector<std::string> SplitParameters(std::string_view text)
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LPCWSTR name)
 {
     auto* mutex = new MutexObject;
-    mutex->type = &MutexObject::TYPE;
     const std::string folder = korvex::platform::SessionFolder();
     if (!folder.empty())
         mutex->descriptor = korvex::platform::OpenLockFile(

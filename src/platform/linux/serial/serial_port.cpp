@@ -19,8 +19,6 @@
 #include <optional>
 
 #include "platform/linux/core/blocking_io.h"
-#include "platform/linux/core/text.h"
-#include "platform/linux/files/openers.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/serial/line_settings.h"
 
@@ -32,22 +30,6 @@ using std::chrono::milliseconds;
 
 // How long a flush may take: the line's longest output queue at 9600 baud is out in less.
 constexpr milliseconds FLUSH_LIMIT{500};
-
-void CloseSerial(HandleObject* object)
-{
-    auto* port = static_cast<SerialPort*>(object);
-    if (const auto& told = ThisMachine()->pointer.lineClosed; told)
-        told(port->line.get());
-    RestoreUartTrigger(&port->triggerBefore);
-    if (port->terminal)
-        tcsetattr(port->descriptor, TCSANOW, &port->settingsBefore);
-    if (port->exclusive)
-        ioctl(port->descriptor, TIOCNXCL);
-    if (port->descriptor >= 0)
-        ::close(port->descriptor);
-    ::close(port->wakeDescriptor);
-    delete port;
-}
 
 // A pseudo-terminal stays open to others: whoever emulates the device behind it opens it too.
 bool IsPseudoTerminal(int descriptor)
@@ -140,7 +122,6 @@ SerialPort* AdoptSerialDescriptor(int descriptor)
     }
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     auto* port = new SerialPort;
-    port->type = &SerialPort::TYPE;
     port->descriptor = descriptor;
     port->wakeDescriptor = wakeDescriptor;
     port->terminal = MakeRaw(port->descriptor, &port->settingsBefore);
@@ -217,52 +198,60 @@ bool FetchInput(SerialPort* port)
     return true;
 }
 
-namespace {
-
-BOOL ReadSerial(HandleObject* object, void* buffer, DWORD count, DWORD* received)
+SerialPort::~SerialPort()
 {
-    auto* port = static_cast<SerialPort*>(object);
+    if (const auto& told = ThisMachine()->pointer.lineClosed; told)
+        told(line.get());
+    RestoreUartTrigger(&triggerBefore);
+    if (terminal)
+        tcsetattr(descriptor, TCSANOW, &settingsBefore);
+    if (exclusive)
+        ioctl(descriptor, TIOCNXCL);
+    if (descriptor >= 0)
+        ::close(descriptor);
+    ::close(wakeDescriptor);
+}
+
+BOOL SerialPort::Read(void* buffer, DWORD count, DWORD* received)
+{
     *received = 0;
-    SetLineOfThread(port->line);
-    if (!EnsureConnected(port))
+    SetLineOfThread(line);
+    if (!EnsureConnected(this))
         return FALSE;
     const Clock::time_point start = Clock::now();
     while (*received < count) {
-        if (IsQueueEmpty(port)) {
-            const IoWait wait = WaitForIo(port->descriptor, POLLIN, -1,
-                ReadDeadline(&port->timeouts, count, *received, start));
+        if (IsQueueEmpty(this)) {
+            const IoWait wait = WaitForIo(
+                descriptor, POLLIN, -1, ReadDeadline(&timeouts, count, *received, start));
             if (wait == IoWait::CANCELLED)
                 return Fail(ERROR_OPERATION_ABORTED);
             if (wait == IoWait::TIMED_OUT)
                 break;
-            if (!FetchInput(port))
+            if (!FetchInput(this))
                 return FALSE;
             continue;
         }
-        const size_t taken = std::min<size_t>(count - *received, port->queueEnd - port->queueStart);
-        memcpy(static_cast<uint8_t*>(buffer) + *received, port->queue.data() + port->queueStart,
-            taken);
-        port->queueStart += taken;
+        const size_t taken = std::min<size_t>(count - *received, queueEnd - queueStart);
+        memcpy(static_cast<uint8_t*>(buffer) + *received, queue.data() + queueStart, taken);
+        queueStart += taken;
         *received += static_cast<DWORD>(taken);
     }
     return TRUE;
 }
 
-BOOL WriteSerial(HandleObject* object, const void* bytes, DWORD count, DWORD* written)
+BOOL SerialPort::Write(const void* bytes, DWORD count, DWORD* written)
 {
-    auto* port = static_cast<SerialPort*>(object);
     *written = 0;
-    if (!EnsureConnected(port))
+    if (!EnsureConnected(this))
         return FALSE;
-    const COMMTIMEOUTS* timeouts = &port->timeouts;
     std::optional<Clock::time_point> deadline;
-    if (timeouts->WriteTotalTimeoutMultiplier != 0 || timeouts->WriteTotalTimeoutConstant != 0)
+    if (timeouts.WriteTotalTimeoutMultiplier != 0 || timeouts.WriteTotalTimeoutConstant != 0)
         deadline = Clock::now()
-            + milliseconds(static_cast<int64_t>(timeouts->WriteTotalTimeoutMultiplier) * count
-                + timeouts->WriteTotalTimeoutConstant);
+            + milliseconds(static_cast<int64_t>(timeouts.WriteTotalTimeoutMultiplier) * count
+                + timeouts.WriteTotalTimeoutConstant);
     while (*written < count) {
-        const ssize_t sent = write(
-            port->descriptor, static_cast<const uint8_t*>(bytes) + *written, count - *written);
+        const ssize_t sent
+            = ::write(descriptor, static_cast<const uint8_t*>(bytes) + *written, count - *written);
         if (sent >= 0) {
             ShowBytes(LineDirection::SENT, static_cast<const uint8_t*>(bytes) + *written,
                 static_cast<size_t>(sent));
@@ -272,10 +261,10 @@ BOOL WriteSerial(HandleObject* object, const void* bytes, DWORD count, DWORD* wr
         if (errno == EINTR)
             continue;
         if (errno != EAGAIN) {
-            MarkDisconnected(port);
+            MarkDisconnected(this);
             return FALSE;
         }
-        const IoWait wait = WaitForIo(port->descriptor, POLLOUT, -1, deadline);
+        const IoWait wait = WaitForIo(descriptor, POLLOUT, -1, deadline);
         if (wait == IoWait::CANCELLED)
             return Fail(ERROR_OPERATION_ABORTED);
         if (wait == IoWait::TIMED_OUT)
@@ -284,49 +273,27 @@ BOOL WriteSerial(HandleObject* object, const void* bytes, DWORD count, DWORD* wr
     return TRUE;
 }
 
-BOOL FlushSerial(HandleObject* object)
+BOOL SerialPort::Flush()
 {
-    auto* port = static_cast<SerialPort*>(object);
-    if (!EnsureConnected(port))
+    if (!EnsureConnected(this))
         return FALSE;
-    if (!port->terminal)
+    if (!terminal)
         return TRUE;
     // tcdrain alone would wait without limit on a line that does not take its output.
     const Clock::time_point deadline = Clock::now() + FLUSH_LIMIT;
     int unsent = 0;
-    while (ioctl(port->descriptor, TIOCOUTQ, &unsent) == 0 && unsent > 0) {
+    while (ioctl(descriptor, TIOCOUTQ, &unsent) == 0 && unsent > 0) {
         if (Clock::now() >= deadline)
             return Fail(ERROR_SEM_TIMEOUT);
         const IoWait wait = WaitForIo(-1, 0, -1, Clock::now() + milliseconds(1));
         if (wait == IoWait::CANCELLED)
             return Fail(ERROR_OPERATION_ABORTED);
     }
-    while (tcdrain(port->descriptor) != 0) {
+    while (tcdrain(descriptor) != 0) {
         if (errno != EINTR)
             return FailWithErrno();
     }
     return TRUE;
 }
-
-// The opener of ttys.
-std::optional<HANDLE> OpenTty(const OpenRequest* request)
-{
-    const std::string path = ToNativePath(request->path);
-    struct stat status{};
-    if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode))
-        return std::nullopt;
-    if (request->shareMode != 0) {
-        Fail(ERROR_INVALID_PARAMETER);
-        return INVALID_HANDLE_VALUE;
-    }
-    SerialPort* port = OpenSerialPort(path.c_str());
-    return port == nullptr ? INVALID_HANDLE_VALUE : HandleOf(port);
-}
-
-[[maybe_unused]] const bool registered = RegisterOpener(OpenTty);
-
-} // namespace
-
-constexpr HandleType SerialPort::TYPE{CloseSerial, ReadSerial, WriteSerial, FlushSerial};
 
 } // namespace korvex::platform

@@ -19,7 +19,11 @@
 namespace korvex::platform {
 
 struct SerialPort : HandleObject {
-    static const HandleType TYPE;
+    ~SerialPort() override;
+    BOOL Read(void* buffer, DWORD count, DWORD* received) override;
+    BOOL Write(const void* bytes, DWORD count, DWORD* written) override;
+    BOOL Flush() override;
+
     // Its path is empty for a line that cannot be opened again.
     std::shared_ptr<InputLine> line = std::make_shared<InputLine>();
     bool waitedOn = false;      // for input, once or more
