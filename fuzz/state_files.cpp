@@ -35,7 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     std::filesystem::remove("registry.ini");
     Write("registry.ini", input.substr(0, end));
     Write("devices.ini", end == std::string_view::npos ? "" : input.substr(end + 1));
-    platform::RegistryLines();
     platform::ReadRegistryText(KEY, u"ImagePath");
     const DEVINST port = platform::AddSerialPort(u"COM3", "/dev/nowhere", "p");
     platform::PresentChild(port, u"SERENUM\\KVX5200\\COM3");

@@ -38,7 +38,7 @@ namespace korvex::command {
 
 namespace {
 
-int Calibrate(const Options* options, const PanelSource* source)
+int Calibrate(const Options* options, const PanelSource& source)
 {
     const bool unseen = options->windows == "none";
     const CalibrationSetup setup{
@@ -77,7 +77,7 @@ void ExplainNobody(WCHAR* text, size_t capacity)
 
 void DescribeOwnFile(uint32_t panel, PanelFile* file)
 {
-    OwnPanels()->describeFile(panel, file);
+    OwnPanels().describeFile(panel, file);
     const CalibrationHistory history = ReadCalibrationHistory();
     const TouchController* controller = OwnPanel(panel);
     if (controller == nullptr)
@@ -96,7 +96,7 @@ bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size
     const auto bits = static_cast<uint32_t>(controller->resolutionBits);
     const CalibrationData used = UsedCalibration(panel);
     const CalibrationData replaced = ReplacedCalibration(&used, bits);
-    if (!OwnPanels()->store(panel, points, reason, capacity)) {
+    if (!OwnPanels().store(panel, points, reason, capacity)) {
         if (const std::string fault = SavingFault(); !fault.empty())
             SetWords(reason, capacity, fault);
         return false;
@@ -123,17 +123,15 @@ bool UndoOwn(uint32_t panel, WCHAR* reason, size_t capacity)
     return true;
 }
 
-// The panels of this process.
-const PanelSource* OwnSource(const PanelSource* sessions)
+// The panels of this process, with the names that people give them, and saves that are kept.
+PanelSource OwnSource(PanelSource sessions)
 {
-    static PanelSource source;
-    source = *sessions;
-    source.describe = DescribeOwn;
-    source.describeFile = DescribeOwnFile;
-    source.store = StoreOwn;
-    source.undo = UndoOwn;
-    source.explainNobody = ExplainNobody;
-    return &source;
+    sessions.describe = DescribeOwn;
+    sessions.describeFile = DescribeOwnFile;
+    sessions.explainNobody = ExplainNobody;
+    sessions.store = StoreOwn;
+    sessions.undo = UndoOwn;
+    return sessions;
 }
 
 // Nobody should touch nine targets for nothing.
@@ -184,11 +182,11 @@ int UndoDriven(std::vector<RemotePanel>&& driven)
         Error("'--undo': several panels are driven; name one of them");
         return EXIT_USAGE_ERROR;
     }
-    const PanelSource* source = UseRemotePanels(std::move(driven));
+    const PanelSource source = UseRemotePanels(std::move(driven));
     PanelFile file{};
     std::array<WCHAR, TEXT_CAPACITY> reason{};
-    source->describeFile(0, &file);
-    const bool undone = source->undo(0, reason.data(), reason.size());
+    source.describeFile(0, &file);
+    const bool undone = source.undo(0, reason.data(), reason.size());
     return PrintUndone(
         platform::ToUtf8(file.path.data()), undone ? "" : platform::ToUtf8(reason.data()));
 }

@@ -260,10 +260,8 @@ bool Undo(uint32_t panel, WCHAR* reason, size_t capacity)
 
 } // namespace
 
-const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
+PanelSource UseRemotePanels(std::vector<RemotePanel> panels)
 {
-    static constexpr PanelSource SOURCE{
-        Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
     for (RemotePanel& panel : panels) {
         const PanelState& state = panel.state;
@@ -271,7 +269,7 @@ const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels)
             {state.panel, state.path, PanelTitle(state.path) + ", " + state.controller, "",
                 state.resolutionBits, std::move(panel.runtime), {}, {}});
     }
-    return &SOURCE;
+    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
 }
 
 } // namespace korvex::command

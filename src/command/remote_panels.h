@@ -11,6 +11,6 @@ namespace korvex::command {
 
 // The source that these panels are. A runtime that has ended is looked for again, every second.
 // Once per process.
-const PanelSource* UseRemotePanels(std::vector<RemotePanel> panels);
+PanelSource UseRemotePanels(std::vector<RemotePanel> panels);
 
 } // namespace korvex::command

@@ -69,53 +69,50 @@ COLORREF ColorOf(Accuracy accuracy)
     return accuracy == Accuracy::POOR ? RED : accuracy == Accuracy::FAIR ? AMBER : GREEN;
 }
 
-// A title and a sentence below it, which are said at once.
-struct Saying {
-    PageLine* title;
-    PageLine* more;
-};
-
-void Say(const Saying* saying, const WCHAR* title, const WCHAR* more)
+PageText Say(const WCHAR* title, const WCHAR* more)
 {
-    CopyBounded(saying->title->data(), saying->title->size(), title);
-    CopyBounded(saying->more->data(), saying->more->size(), more);
+    PageText text{};
+    CopyBounded(text.title.data(), text.title.size(), title);
+    CopyBounded(text.more.data(), text.more.size(), more);
+    return text;
 }
 
-void DescribeTarget(const CalibrationGuide* guide, PageLine* title, PageLine* more)
+PageText DescribeTarget(const CalibrationGuide* guide)
 {
-    const Saying say{title, more};
     switch (guide->step) {
     case GuideStep::SAMPLING:
-        return Say(&say, TEXT_HOLD, TEXT(""));
+        return Say(TEXT_HOLD, TEXT(""));
     case GuideStep::TAKEN:
-        return Say(&say, TEXT_TAKEN, TEXT_TAKEN_MORE);
+        return Say(TEXT_TAKEN, TEXT_TAKEN_MORE);
     case GuideStep::LIFTING:
-        return Say(&say, TEXT_LIFT, ReasonText(guide->reason));
+        return Say(TEXT_LIFT, ReasonText(guide->reason));
     default:
         if (guide->reason != GuideReason::NONE)
-            return Say(&say, TEXT_AGAIN, ReasonText(guide->reason));
-        return Say(&say, TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT(""));
+            return Say(TEXT_AGAIN, ReasonText(guide->reason));
+        return Say(TEXT_TOUCH, guide->target == 0 ? TEXT_TOUCH_FIRST : TEXT(""));
     }
 }
 
-void DescribeResult(const CalibrationCourse* course, PageLine* title, PageLine* more)
+PageText DescribeResult(const CalibrationCourse* course)
 {
+    PageText text{};
     PageLine pixels{};
     if (IsDoubtful(course)) {
         const bool isKnown = course->guide.judgement.target != NO_TARGET;
-        FormatBounded(title->data(), title->size(), isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE,
-            WorstTarget(course) + 1);
+        FormatBounded(text.title.data(), text.title.size(),
+            isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE, WorstTarget(course) + 1);
         FormatPixels(ResidualPixels(course, WorstTarget(course)), &pixels);
-        FormatBounded(more->data(), more->size(),
+        FormatBounded(text.more.data(), text.more.size(),
             isKnown ? TEXT_DOUBTFUL_MORE : TEXT_DOUBTFUL_ONE_MORE, pixels.data());
-        return;
+        return text;
     }
     const double distance = DistanceOff(course);
     FormatPixels(distance, &pixels);
     FormatBounded(
-        title->data(), title->size(), TEXT_TRY, AccuracyText(AccuracyOf(course, distance)));
-    FormatBounded(more->data(), more->size(),
+        text.title.data(), text.title.size(), TEXT_TRY, AccuracyText(AccuracyOf(course, distance)));
+    FormatBounded(text.more.data(), text.more.size(),
         HasTouchedMarks(course) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, pixels.data());
+    return text;
 }
 
 // A distance below its mark, or beside it where the screen ends.
@@ -307,56 +304,53 @@ const WCHAR* AccuracyText(Accuracy accuracy)
     }
 }
 
-void DescribeStep(
-    const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more)
+PageText DescribeStep(const CalibrationCourse* course, const PageWords* words)
 {
-    const Saying say{title, more};
+    PageText text{};
     if (LossOf(course) != PanelLoss::NONE && !IsOver(course))
-        return LossOf(course) == PanelLoss::PORT ? Say(&say, TEXT_GONE, TEXT_GONE_MORE)
-                                                 : Say(&say, TEXT_NO_RUNTIME, TEXT_NO_RUNTIME_MORE);
+        return LossOf(course) == PanelLoss::PORT ? Say(TEXT_GONE, TEXT_GONE_MORE)
+                                                 : Say(TEXT_NO_RUNTIME, TEXT_NO_RUNTIME_MORE);
     switch (course->step) {
     case CourseStep::SEARCHING:
-        return Say(&say, TEXT_SEARCHING, TEXT_SEARCHING_MORE);
+        return Say(TEXT_SEARCHING, TEXT_SEARCHING_MORE);
     case CourseStep::NOBODY:
-        return Say(
-            &say, TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
+        return Say(TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
     case CourseStep::GUIDING:
-        return DescribeTarget(&course->guide, title, more);
+        return DescribeTarget(&course->guide);
     case CourseStep::MISFIT:
-        Say(&say, TEXT_MISFIT, TEXT(""));
-        FormatBounded(
-            more->data(), more->size(), TEXT_MISFIT_MORE, FaultText(course->guide.judgement.fault));
-        return;
+        text = Say(TEXT_MISFIT, TEXT(""));
+        FormatBounded(text.more.data(), text.more.size(), TEXT_MISFIT_MORE,
+            FaultText(course->guide.judgement.fault));
+        return text;
     case CourseStep::TRYING:
-        return DescribeResult(course, title, more);
+        return DescribeResult(course);
     case CourseStep::ASKING:
-        Say(&say, TEXT_ASK, TEXT(""));
-        FormatBounded(more->data(), more->size(), TEXT_ASK_MORE, words->file.other.data());
-        return;
+        text = Say(TEXT_ASK, TEXT(""));
+        FormatBounded(text.more.data(), text.more.size(), TEXT_ASK_MORE, words->file.other.data());
+        return text;
     case CourseStep::NOT_SAVED:
-        return Say(&say, TEXT_NOT_SAVED, words->reason.data());
+        return Say(TEXT_NOT_SAVED, words->reason.data());
     case CourseStep::NOT_UNDONE:
-        return Say(&say, TEXT_NOT_UNDONE, words->reason.data());
+        return Say(TEXT_NOT_UNDONE, words->reason.data());
     case CourseStep::SAVED:
-        return Say(&say, TEXT_SAVED, TEXT_SAVED_MORE);
+        return Say(TEXT_SAVED, TEXT_SAVED_MORE);
     case CourseStep::UNDONE:
-        return Say(&say, TEXT_UNDONE, TEXT_UNDONE_MORE);
+        return Say(TEXT_UNDONE, TEXT_UNDONE_MORE);
     default:
-        return Say(&say, TEXT_LEFT, TEXT(""));
+        return Say(TEXT_LEFT, TEXT(""));
     }
 }
 
 void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC device)
 {
     PrepareDevice(device);
-    PageLine title{};
-    PageLine more{};
-    DescribeStep(course, words, &title, &more);
+    const PageText text = DescribeStep(course, words);
     RECT head = HeadArea(course->screen);
-    Write(device, course->screen, title.data(),
+    Write(device, course->screen, text.title.data(),
         {TITLE_UNITS, FW_BOLD, TitleColor(course), DT_WORDBREAK}, &head);
     head.top += PageUnit(course->screen);
-    Write(device, course->screen, more.data(), {WORDS_UNITS, FW_NORMAL, INK, DT_WORDBREAK}, &head);
+    Write(device, course->screen, text.more.data(), {WORDS_UNITS, FW_NORMAL, INK, DT_WORDBREAK},
+        &head);
     const bool hasResult = IsTrying(course) || IsOver(course);
     RECT count = CountArea(course->screen);
     const bool isCounting = !hasResult && PaintCountdown(course, device, &count);

@@ -19,10 +19,14 @@ struct PageWords {
     std::array<WCHAR, TEXT_CAPACITY> nobody; // why there is no panel; empty: not known
 };
 
-// What the page says of where the course is: a few words, and a sentence. Their space is the
-// caller's.
-void DescribeStep(
-    const CalibrationCourse* course, const PageWords* words, PageLine* title, PageLine* more);
+// A few words, and a sentence below them.
+struct PageText {
+    PageLine title;
+    PageLine more;
+};
+
+// Says where the course is.
+PageText DescribeStep(const CalibrationCourse* course, const PageWords* words);
 
 // Why a target is asked for again, or the panel cannot be calibrated so; empty where there is no
 // reason.

@@ -47,7 +47,7 @@ void DescribePanel()
     if (panel == program.describedPanel || panel == NO_PANEL)
         return;
     program.describedPanel = panel;
-    const PanelSource* source = program.setup->source;
+    const PanelSource* source = &program.setup->source;
     source->describe(panel, program.words.panel.data(), program.words.panel.size());
     program.words.file = {};
     source->describeFile(panel, &program.words.file);
@@ -77,7 +77,7 @@ void Show(CourseTasks tasks)
 
 void CarryOut(CourseTasks tasks)
 {
-    const PanelSource* source = program.setup->source;
+    const PanelSource* source = &program.setup->source;
     CalibrationCourse* course = &program.course;
     if ((tasks & TASK_ATTEMPT) != 0) {
         if (course->step == CourseStep::TRYING)
@@ -174,7 +174,7 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
         CarryOut(TakeTouch(wParam, lParam));
         return 0;
     case WM_SEARCH_DONE:
-        program.setup->source->explainNobody(
+        program.setup->source.explainNobody(
             program.words.nobody.data(), program.words.nobody.size());
         CarryOut(FinishSearch(course, GetTickCount()));
         return 0;
@@ -230,13 +230,13 @@ bool RunCalibration(const CalibrationSetup* setup)
     if (program.window != nullptr) {
         ShowWindow(program.window, SW_SHOW);
         SetTimer(program.window, TIME_TIMER, TIME_INTERVAL_MS, nullptr);
-        setup->source->begin(program.window);
+        setup->source.begin(program.window);
         MSG message{};
         while (!program.ended && GetMessageW(&message, nullptr, 0, 0) > 0) {
             TranslateMessage(&message);
             DispatchMessageW(&message);
         }
-        setup->source->end();
+        setup->source.end();
         DestroyWindow(program.window);
     }
     DeleteObject(background);

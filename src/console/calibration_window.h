@@ -11,7 +11,7 @@ namespace korvex {
 inline constexpr const WCHAR* CALIBRATION_CLASS = TEXT("kxCalibration"); // of the window
 
 struct CalibrationSetup {
-    const PanelSource* source;
+    PanelSource source;
     uint32_t targetCount; // 4 or 9; any other number means 9
     bool savesUnasked;    // nobody can press a button
     bool accepts;     // saves unasked also what does not fit, and over another panel's calibration

@@ -195,18 +195,16 @@ void WatchOwnPanels(void (*workerRefused)())
         .workerRefused = workerRefused});
 }
 
-const PanelSource* OwnPanels()
+PanelSource OwnPanels()
 {
-    static constexpr PanelSource SOURCE{
-        Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
-    return &SOURCE;
+    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
 }
 
-const PanelSource* SearchedPanels()
+PanelSource SearchedPanels()
 {
-    static constexpr PanelSource SOURCE{
-        BeginSearched, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
-    return &SOURCE;
+    PanelSource source = OwnPanels();
+    source.begin = BeginSearched;
+    return source;
 }
 
 CalibrationData UsedCalibration(uint32_t panel)

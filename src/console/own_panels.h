@@ -10,11 +10,11 @@ namespace korvex {
 void WatchOwnPanels(void (*workerRefused)());
 
 // The source that they are. `end` leaves the sessions running; who has started them stops them.
-const PanelSource* OwnPanels();
+PanelSource OwnPanels();
 
 // The same with those that a host's detection finds (StartHost, HOST_PANEL_TEST), and
 // WM_SEARCH_DONE at its end.
-const PanelSource* SearchedPanels();
+PanelSource SearchedPanels();
 
 // A panel's record; null when its session is ending.
 TouchController* OwnPanel(uint32_t panel);

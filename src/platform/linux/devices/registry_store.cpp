@@ -262,9 +262,4 @@ std::u16string ServiceKeyPath(std::u16string_view service)
     return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\" + std::u16string(service);
 }
 
-std::vector<std::u16string> RegistryLines()
-{
-    return SectionLines(ReadRegistry().get());
-}
-
 } // namespace korvex::platform

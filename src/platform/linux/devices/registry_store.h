@@ -56,7 +56,4 @@ void ClearVolatileTexts();
 // The path of a service's key.
 std::u16string ServiceKeyPath(std::u16string_view service);
 
-// Every value that is stored, as text: its key's path, "\\", and its line of the file.
-std::vector<std::u16string> RegistryLines();
-
 } // namespace korvex::platform

@@ -217,17 +217,4 @@ std::vector<std::u16string> SectionNames(const ProfileDocument* profile)
     return names;
 }
 
-std::vector<std::u16string> SectionLines(const ProfileDocument* profile)
-{
-    std::vector<std::u16string> lines;
-    std::u16string_view section;
-    for (const std::u16string& line : profile->lines) {
-        if (const std::optional<std::u16string_view> name = SectionName(line))
-            section = *name;
-        else if (!IsComment(line) && line.find(u'=') != std::u16string::npos)
-            lines.push_back(std::u16string(section).append(u"\\").append(Trim(line)));
-    }
-    return lines;
-}
-
 } // namespace korvex::platform

@@ -41,7 +41,4 @@ void RemoveSection(ProfileDocument* profile, std::u16string_view section);
 // The sections' names in the order of the file.
 std::vector<std::u16string> SectionNames(const ProfileDocument* profile);
 
-// Each line with a key, without blanks at its ends, behind its section's name and "\\".
-std::vector<std::u16string> SectionLines(const ProfileDocument* profile);
-
 } // namespace korvex::platform
