@@ -25,7 +25,8 @@ int main(int argc, char** argv)
         text.assign(std::istreambuf_iterator<char>(input), {});
         for (const auto& [mark, part] :
             {std::pair<std::string, std::string>("@VERSION@", KORVEX_VERSION),
-                {"@COMMANDS@\n", ManCommands()}, {"@OPTIONS@\n", ManOptions()}}) {
+                {"@COMMANDS@\n", ManCommands()}, {"@OPTIONS@\n", ManOptions()},
+                {"@EXIT_CODES@", ExitCodes()}}) {
             const size_t place = text.find(mark);
             if (place == std::string::npos) {
                 fprintf(stderr, "korvex-documents: the template lacks %s\n", mark.c_str());

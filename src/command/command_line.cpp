@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "command/documents.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/text_layout.h"
@@ -22,12 +23,7 @@ constexpr const char* CLOSING_TEXT
     = "'korvex COMMAND --help' lists the options of a command.\n"
       "\n"
       "The calibration is read from \"Korvex.ini\" in the current directory.\n"
-      "\n"
-      "Exit codes: 0 done, or ended by its window or a signal, 1 other failure, 2 wrong option or "
-      "argument, 3 no\n"
-      "such port or it cannot be opened, 4 no controller answers, 5 the display cannot be used, "
-      "6 another one runs,\n"
-      "7 the calibration was left as it was, 8 a panel is gone or awaited.";
+      "\n";
 
 std::string HelpOf(const char* text)
 {
@@ -87,7 +83,7 @@ std::unique_ptr<CLI::App> MakeProgram(std::string_view first)
     program->set_help_flag("-h,--help", "show this");
     program->set_version_flag("--version", "korvex " KORVEX_VERSION, "show the version");
     program->require_subcommand(1);
-    program->footer(CLOSING_TEXT);
+    program->footer(CLOSING_TEXT + HelpOf(("Exit codes: " + ExitCodes() + ".").c_str()));
     const auto isFirst
         = [first](const CommandDeclaration& command) { return first == command.name; };
     const bool known = std::any_of(AllCommands().begin(), AllCommands().end(), isFirst);

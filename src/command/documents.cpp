@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "command/command_table.h"
+#include "process/exit_codes.h"
 
 namespace korvex::command {
 
@@ -100,6 +101,14 @@ std::string Reply(Completion completion, const std::vector<const char*>& choices
 }
 
 } // namespace
+
+std::string ExitCodes()
+{
+    std::string text;
+    for (size_t code = 0; code < EXIT_CODES.size(); ++code)
+        text += (code == 0 ? "" : "; ") + std::to_string(code) + " " + EXIT_CODES[code];
+    return text;
+}
 
 std::string ManCommands()
 {

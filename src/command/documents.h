@@ -9,6 +9,9 @@ namespace korvex::command {
 std::string ManCommands();
 std::string ManOptions();
 
+// "0 done, or ended by its window or a signal; 1 ..."
+std::string ExitCodes();
+
 // The completion for bash.
 std::string BashCompletion();
 

@@ -1,17 +1,31 @@
 // Exit codes of the command `korvex`.
 #pragma once
 
+#include <array>
+
 namespace korvex::command {
 
-inline constexpr int EXIT_DONE = 0; // or ended by its window or a signal
-// the system refused something that is said on standard error
+inline constexpr int EXIT_DONE = 0;
 inline constexpr int EXIT_FAULT = 1;
-inline constexpr int EXIT_USAGE_ERROR = 2;     // a wrong option or argument
-inline constexpr int EXIT_NO_PORT = 3;         // the port cannot be opened
-inline constexpr int EXIT_NO_CONTROLLER = 4;   // nothing that can be driven answers on the port
-inline constexpr int EXIT_NO_DISPLAY = 5;      // the display cannot be used
-inline constexpr int EXIT_ALREADY_RUNNING = 6; // another one is running in this session
-inline constexpr int EXIT_LEFT = 7;            // a calibration was left, or does not fit
-inline constexpr int EXIT_PANEL_MISSING = 8;   // a panel is gone, or its controller is awaited
+inline constexpr int EXIT_USAGE_ERROR = 2;
+inline constexpr int EXIT_NO_PORT = 3;
+inline constexpr int EXIT_NO_CONTROLLER = 4;
+inline constexpr int EXIT_NO_DISPLAY = 5;
+inline constexpr int EXIT_ALREADY_RUNNING = 6;
+inline constexpr int EXIT_LEFT = 7;
+inline constexpr int EXIT_PANEL_MISSING = 8;
+
+// What they mean, in their order; help and man page are made of this.
+inline constexpr std::array EXIT_CODES{
+    "done, or ended by its window or a signal",
+    "other failure, which is said on standard error",
+    "wrong option or argument",
+    "no such port, or it cannot be opened",
+    "no controller that can be driven answers, or status finds no runtime",
+    "the display cannot be used",
+    "another one runs in this session",
+    "a calibration was left, or not saved because a cross does not fit the others",
+    "status finds a panel gone or awaited",
+};
 
 } // namespace korvex::command
