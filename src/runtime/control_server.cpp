@@ -41,6 +41,7 @@ constexpr std::chrono::seconds IDLE_LIMIT{1};
 // and what it tries is taken back
 constexpr std::chrono::seconds TRY_LIMIT{60};
 constexpr int BACKLOG = 64;
+constexpr std::chrono::milliseconds NAMES_LIMIT{500}; // for the lock of a folder's names
 // between two tries to have a socket
 constexpr std::chrono::milliseconds TRY_INTERVAL{10000};
 
@@ -266,23 +267,12 @@ bool ServeOnce(Server* server)
     return true;
 }
 
-// A descriptor that holds the lock of the folder's names against the user's other processes; -1
-// with errno set. One that is held up in there holds up nobody else for long.
-int LockNames(const std::string& folder)
-{
-    const std::string path = folder + "/.lock";
-    int lock = platform::OpenLockFile(path);
-    for (int tries = 0; lock < 0 && errno == EWOULDBLOCK && tries < 50; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        lock = platform::OpenLockFile(path);
-    }
-    return lock;
-}
-
 // Binds the socket under the first name that no living process has. False with errno set.
 bool Bind(Server* server, const std::string& folder, const std::string& name)
 {
-    const int lock = LockNames(folder);
+    // against the user's other processes; one that is held up in there holds up nobody else for
+    // long
+    const int lock = platform::OpenLockFile(folder + "/.lock", NAMES_LIMIT);
     if (lock < 0)
         return false;
     bool bound = false;

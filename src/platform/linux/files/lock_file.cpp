@@ -7,12 +7,14 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <thread>
 
 namespace korvex::platform {
 
 namespace {
 
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
+constexpr std::chrono::milliseconds RETRY{5};
 
 bool IsOwnLock(int descriptor)
 {
@@ -27,18 +29,41 @@ bool IsOwnLock(int descriptor)
     return own;
 }
 
-} // namespace
+// Whether the path still names the file: the previous holder may have removed it.
+bool IsThere(int descriptor, const std::string& path)
+{
+    struct stat locked{};
+    struct stat there{};
+    const bool same = fstat(descriptor, &locked) == 0 && lstat(path.c_str(), &there) == 0
+        && locked.st_ino == there.st_ino;
+    if (!same)
+        errno = EWOULDBLOCK;
+    return same;
+}
 
-int OpenLockFile(const std::string& path)
+int TryLock(const std::string& path)
 {
     const int lock = open(path.c_str(),
         O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, S_IRUSR | S_IWUSR);
-    if (lock < 0 || (IsOwnLock(lock) && flock(lock, LOCK_EX | LOCK_NB) == 0))
+    if (lock < 0 || (IsOwnLock(lock) && flock(lock, LOCK_EX | LOCK_NB) == 0 && IsThere(lock, path)))
         return lock;
     const int error = errno;
     close(lock);
     errno = error;
     return -1;
+}
+
+} // namespace
+
+int OpenLockFile(const std::string& path, std::chrono::milliseconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const int lock = TryLock(path);
+        if (lock >= 0 || errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline)
+            return lock;
+        std::this_thread::sleep_for(RETRY);
+    }
 }
 
 bool IsOwnFolder(const std::string& path)

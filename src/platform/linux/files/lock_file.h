@@ -2,14 +2,16 @@
 // is a file that only its owner can open.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace korvex::platform {
 
 // Opens and locks the file, and creates it, empty and of mode 0600, where it is missing. The lock
-// is held until the descriptor is closed. -1 with errno set: EWOULDBLOCK while another process
-// holds it, EPERM for a file that other users can open. The superuser locks other users' files too.
-int OpenLockFile(const std::string& path);
+// is held until the descriptor is closed; its holder may remove the file before. -1 with errno set:
+// EWOULDBLOCK while another process holds it and `limit` is over, EPERM for a file that other users
+// can open. The superuser locks other users' files too.
+int OpenLockFile(const std::string& path, std::chrono::milliseconds limit = {});
 
 // Whether the path is a folder, not a link to one, that belongs to the user and that nobody else
 // can write into. Else false with errno set: EPERM for another user's.

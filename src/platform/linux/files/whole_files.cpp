@@ -10,7 +10,6 @@
 #include <chrono>
 #include <filesystem>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "platform/linux/core/descriptors.h"
@@ -26,7 +25,7 @@ namespace fs = std::filesystem;
 
 // How long a change waits for another process that is changing a file in the same folder.
 constexpr std::chrono::milliseconds LOCK_LIMIT{2000};
-constexpr std::chrono::milliseconds LOCK_RETRY{5};
+constexpr std::chrono::milliseconds SHORT_LIMIT{5}; // after a wait in vain
 
 constexpr std::string_view TEMPORARY_ENDING = ".new";
 constexpr const char* LOCK_NAME = ".korvex.lock";
@@ -81,20 +80,17 @@ struct FolderLock {
         , path(place / LOCK_NAME)
     {
         static std::atomic<bool> waitedInVain{false};
-        const auto deadline
-            = std::chrono::steady_clock::now() + (waitedInVain ? LOCK_RETRY : LOCK_LIMIT);
-        while (folder.descriptor >= 0 && !Take()) {
-            if (errno == EWOULDBLOCK && std::chrono::steady_clock::now() < deadline) {
-                std::this_thread::sleep_for(LOCK_RETRY);
-                continue;
-            }
-            waitedInVain = errno == EWOULDBLOCK;
-            const int error = waitedInVain ? EBUSY : errno;
-            close(std::exchange(folder.descriptor, -1));
-            errno = error;
+        if (folder.descriptor < 0)
+            return;
+        file = OpenLockFile(path, waitedInVain ? SHORT_LIMIT : LOCK_LIMIT);
+        const int error = errno;
+        waitedInVain = file < 0 && error == EWOULDBLOCK;
+        if (file >= 0) {
+            GiveToOwnerOf(folder.descriptor, file); // who may wait for it or find it left behind
             return;
         }
-        waitedInVain = false;
+        close(std::exchange(folder.descriptor, -1));
+        errno = waitedInVain ? EBUSY : error;
     }
     ~FolderLock()
     {
@@ -107,22 +103,6 @@ struct FolderLock {
     }
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
-
-    bool Take()
-    {
-        file = OpenLockFile(path);
-        struct stat locked{};
-        struct stat there{};
-        if (file < 0)
-            return false;
-        if (fstat(file, &locked) == 0 && lstat(path.c_str(), &there) == 0
-            && locked.st_ino == there.st_ino) {
-            GiveToOwnerOf(folder.descriptor, file); // who may wait for it or find it left behind
-            return true;
-        }
-        close(std::exchange(file, -1)); // the holder before has taken it away
-        return FailWith(EWOULDBLOCK);
-    }
 };
 
 // Whether a name in the folder is that of a temporary file of `file`: "Korvex.ini.812-0.new".
