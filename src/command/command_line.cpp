@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <numeric>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "command/documents.h"
@@ -52,10 +54,24 @@ void AddOption(CLI::App* app, const OptionUse* use)
                                                         : CLI::MultiOptionPolicy::TakeLast);
 }
 
-void AddCommand(CLI::App* program, const CommandDeclaration* command, bool withOptions)
+// CLI11 hides a group without a name.
+std::string TitleOf(CommandGroup group, bool all)
 {
-    CLI::App* app
-        = program->add_subcommand(command->name, HelpOf(command->help))->group("Commands");
+    switch (group) {
+    case CommandGroup::EVERY_DAY:
+        return "Every day";
+    case CommandGroup::DIAGNOSIS:
+        return "Diagnosis";
+    default:
+        return all ? "What Windows would do" : "";
+    }
+}
+
+void AddCommand(
+    CLI::App* program, const CommandDeclaration* command, bool withOptions, bool withAllGroups)
+{
+    CLI::App* app = program->add_subcommand(command->name, HelpOf(command->help))
+                        ->group(TitleOf(command->group, withAllGroups));
     if (!withOptions)
         return;
     app->get_formatter()->label("Positionals", "Arguments");
@@ -73,7 +89,7 @@ void AddCommand(CLI::App* program, const CommandDeclaration* command, bool withO
 
 // With the command that the line begins with, or else with the names of all: their options are
 // many.
-std::unique_ptr<CLI::App> MakeProgram(std::string_view first)
+std::unique_ptr<CLI::App> MakeProgram(std::string_view first, bool withAllGroups)
 {
     auto program
         = std::make_unique<CLI::App>("The runtime of Korvex touch-screen controllers.", "korvex");
@@ -81,7 +97,9 @@ std::unique_ptr<CLI::App> MakeProgram(std::string_view first)
     program->get_formatter()->label("SUBCOMMAND", "COMMAND");
     program->get_formatter()->label("OPTIONS", "OPTION...");
     program->set_help_flag("-h,--help", "show this");
-    program->set_version_flag("--version", "korvex " KORVEX_VERSION, "show the version");
+    program->add_flag("--help-all")
+        ->description("show this, with the commands that do what Windows would do");
+    program->set_version_flag("-v,--version", "korvex " KORVEX_VERSION, "show the version");
     program->require_subcommand(1);
     program->footer(CLOSING_TEXT + HelpOf(("Exit codes: " + ExitCodes() + ".").c_str()));
     const auto isFirst
@@ -89,7 +107,7 @@ std::unique_ptr<CLI::App> MakeProgram(std::string_view first)
     const bool known = std::any_of(AllCommands().begin(), AllCommands().end(), isFirst);
     for (const CommandDeclaration& command : AllCommands()) {
         if (!known || isFirst(command))
-            AddCommand(program.get(), &command, known);
+            AddCommand(program.get(), &command, known, withAllGroups);
     }
     return program;
 }
@@ -158,6 +176,54 @@ std::string TakeAll(const CLI::App* app, const CommandDeclaration* command, Opti
     return "";
 }
 
+// How many letters must be added, left out or exchanged to make one word of the other
+// (Levenshtein).
+size_t DistanceOf(std::string_view a, std::string_view b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < a.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < b.size(); ++j) {
+            const size_t exchanged = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({exchanged, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row[b.size()];
+}
+
+// "; did you mean 'calibrate'?" where one of these is near the word.
+std::string NearestOf(const std::string& word, const std::vector<std::string>& known)
+{
+    constexpr size_t MAX_DISTANCE = 2;
+    const auto nearest = std::min_element(
+        known.begin(), known.end(), [&word](const std::string& a, const std::string& b) {
+            return DistanceOf(word, a) < DistanceOf(word, b);
+        });
+    return nearest == known.end() || DistanceOf(word, *nearest) > MAX_DISTANCE
+        ? ""
+        : "; did you mean '" + *nearest + "'?";
+}
+
+std::vector<std::string> CommandNames()
+{
+    std::vector<std::string> names;
+    for (const CommandDeclaration& command : AllCommands())
+        names.emplace_back(command.name);
+    return names;
+}
+
+std::vector<std::string> OptionNames(const CLI::App* app)
+{
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app->get_options()) {
+        for (const std::string& name : option->get_lnames())
+            names.push_back("--" + name);
+    }
+    return names;
+}
+
 // The parser's error as a message that names the word. A wrong word comes before a missing one,
 // which the parser reports first: it explains more.
 std::string FaultOf(const CLI::App* app, bool isProgram, const CLI::ParseError* error)
@@ -167,11 +233,15 @@ std::string FaultOf(const CLI::App* app, bool isProgram, const CLI::ParseError* 
         = "; see '" + std::string(isProgram ? "korvex" : "korvex " + app->get_name()) + " --help'";
     const auto wrong = std::find_if(
         left.begin(), left.end(), [](const std::string& word) { return word != "--"; });
-    if (wrong != left.end() && wrong->starts_with('-'))
-        return "unknown option '" + NameIn(*wrong) + "'" + hint;
+    if (wrong != left.end() && (isProgram || wrong->starts_with('-'))) {
+        const bool isOption = wrong->starts_with('-');
+        const std::string name = NameIn(*wrong);
+        const std::string nearest = NearestOf(name, isOption ? OptionNames(app) : CommandNames());
+        return std::string("unknown ") + (isOption ? "option" : "command") + " '" + name + "'"
+            + (nearest.empty() ? hint : nearest);
+    }
     if (wrong != left.end())
-        return std::string(isProgram ? "unknown command '" : "unexpected argument '") + *wrong + "'"
-            + hint;
+        return "unexpected argument '" + *wrong + "'" + hint;
     if (isProgram)
         return "a command is missing" + hint;
     for (const CLI::Option* option : app->get_options()) {
@@ -194,18 +264,40 @@ void SetCommandDefaults(const CommandDeclaration* command, Options* options)
         options->pointer = command->pointer;
 }
 
+// The words after the program's name; "help" and "version" are what people try first.
+std::vector<std::string> WordsOf(int argc, char** argv)
+{
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (!words.empty() && words.front() == "version")
+        words.front() = "--version";
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        const std::vector<std::string> names = CommandNames();
+        if (words.empty() || std::find(names.begin(), names.end(), words.front()) != names.end())
+            words.emplace_back("--help");
+    }
+    return words;
+}
+
 } // namespace
 
 CommandLine ReadCommandLine(int argc, char** argv)
 {
     CommandLine line;
-    const std::unique_ptr<CLI::App> program = MakeProgram(argc > 1 ? argv[1] : "");
+    const std::vector<std::string> words = WordsOf(argc, argv);
+    const std::string first = words.empty() ? "" : words.front();
+    const bool helpsWithAll = first == "--help-all";
+    const std::unique_ptr<CLI::App> program = MakeProgram(first, helpsWithAll);
+    if (helpsWithAll) {
+        line.output = program->help();
+        return line;
+    }
     const auto chosen = [&program]() -> const CLI::App* {
         const std::vector<CLI::App*> apps = program->get_subcommands();
         return apps.empty() ? nullptr : apps.front();
     };
     try {
-        program->parse(argc, argv);
+        program->parse(std::vector<std::string>(words.rbegin(), words.rend()));
     } catch (const CLI::CallForHelp&) {
         line.output = chosen() == nullptr ? program->help() : chosen()->help("korvex");
         return line;

@@ -182,19 +182,8 @@ const std::vector<CommandDeclaration>& AllCommands()
     const ArgumentDeclaration port{
         "PORT", "the serial port: a panel's name, COM1, ttyS0, or a path", Completion::PORTS};
     static const std::vector<CommandDeclaration> COMMANDS{
-        {.name = "enum",
-            .help
-            = "find the controllers on all ports, which sends bytes to whatever is on them, and "
-              "let their touches move the pointer, "
-              "behind a status window, until it is closed"
-              " or SIGINT, SIGTERM or SIGHUP comes. It looks once: drive --wait waits for a "
-              "controller that comes later. What was found on a port is kept for the next start",
-            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
-                {"--windows"}, {"--trace"}},
-            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
-            .run = RunEnumerate,
-            .endsCleanly = true},
         {.name = "calibrate",
+            .group = CommandGroup::EVERY_DAY,
             .help = "calibrate a panel: the crosses that are shown over the whole screen are "
                     "touched, the result is tried, and saved in"
                     " Korvex.ini or left. Of a panel that enum or drive drives now through them, "
@@ -219,21 +208,8 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunCalibrate,
             .pointer = "none", // the touches are the calibration's
             .endsCleanly = true},
-        {.name = "paneltest",
-            .help = "test the panel that is touched, by nine targets over the whole screen of 5 "
-                    "seconds each, store what they give as its"
-                    " calibration in Korvex.ini, and rate it; Escape ends it",
-            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER},
-                {"--monitor",
-                    "windows and touches on the X display mean the monitor of that output, HDMI-1, "
-                    "not the primary one",
-                    {}, false, "OUTPUT"},
-                {"--windows"}, {"--trace"}},
-            .machine
-            = {RefusePortMonitors, SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
-            .run = RunPanelTest,
-            .endsCleanly = true},
         {.name = "check",
+            .group = CommandGroup::EVERY_DAY,
             .help = "look at display, named panels, their units and calibrations, ports and "
                     "controllers for what commonly goes wrong, one line each: \"ok\", \"note\", or"
                     " \"FAULT\" with what to do; with a fault it ends with 1",
@@ -244,7 +220,27 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunCheck,
             .pointer = "none", // the touches are looked at, not sent
             .endsCleanly = true},
+        {.name = "status",
+            .group = CommandGroup::EVERY_DAY,
+            .help = "list the panels that enum and drive drive now: port, controller, since when, "
+                    "calibration, counters, last touch",
+            .options = {{"--json"}},
+            .run = RunStatus},
+        {.name = "enum",
+            .group = CommandGroup::EVERY_DAY,
+            .help
+            = "find the controllers on all ports, which sends bytes to whatever is on them, and "
+              "let their touches move the pointer, "
+              "behind a status window, until it is closed"
+              " or SIGINT, SIGTERM or SIGHUP comes. It looks once: drive --wait waits for a "
+              "controller that comes later. What was found on a port is kept for the next start",
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER}, {"--monitor"},
+                {"--windows"}, {"--trace"}},
+            .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
+            .run = RunEnumerate,
+            .endsCleanly = true},
         {.name = "drive",
+            .group = CommandGroup::EVERY_DAY,
             .help
             = "like enum for the one controller on a serial port, without window and bindings",
             .arguments = {port},
@@ -253,6 +249,7 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunDrive,
             .endsCleanly = true},
         {.name = "monitor",
+            .group = CommandGroup::DIAGNOSIS,
             .help = "drive the controllers on these ports, or ask the runtime that does, and show, "
                     "live, what each reports: its raw position,"
                     " where that is mapped to, in percent of the screen and in pixels of the X "
@@ -271,12 +268,15 @@ const std::vector<CommandDeclaration>& AllCommands()
             .run = RunMonitor,
             .pointer = "none", // the touches are looked at, not sent
             .endsCleanly = true},
-        {.name = "status",
-            .help = "list the panels that enum and drive drive now: port, controller, since when, "
-                    "calibration, counters, last touch",
-            .options = {{"--json"}},
-            .run = RunStatus},
+        {.name = "ports",
+            .group = CommandGroup::DIAGNOSIS,
+            .help = "list the serial ports, what is on them, how they are bound and which commands "
+                    "would ask them, opening none",
+            .options = {{"--port"}, {"--state"}, {"--json"}},
+            .machine = {SetUpKnownDevices},
+            .run = RunPorts},
         {.name = "record",
+            .group = CommandGroup::DIAGNOSIS,
             .help = "drive the controller on a port and keep what comes over the line in a new "
                     "file, a text that replay reads",
             .arguments = {{"FILE", "the new file", Completion::FILES}, port},
@@ -291,32 +291,37 @@ const std::vector<CommandDeclaration>& AllCommands()
             .pointer = "none",
             .endsCleanly = true},
         {.name = "replay",
+            .group = CommandGroup::DIAGNOSIS,
             .help = "play a recording to a session, through a pseudo-terminal",
             .arguments = {{"FILE", "the recording", Completion::FILES}},
             .options = {{POINTER}, {"--monitor"}, quietTrace, {"--speed"}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunReplay,
             .endsCleanly = true},
-        {.name = "ports",
-            .help = "list the serial ports, what is on them, how they are bound and which commands "
-                    "would ask them, opening none",
-            .options = {{"--port"}, {"--state"}, {"--json"}},
-            .machine = {SetUpKnownDevices},
-            .run = RunPorts},
+        {.name = "paneltest",
+            .group = CommandGroup::DIAGNOSIS,
+            .help = "test the panel that is touched, by nine targets over the whole screen of 5 "
+                    "seconds each, store what they give as its"
+                    " calibration in Korvex.ini, and rate it; Escape ends it",
+            .options = {{"--single"}, {"--port"}, {"--only"}, {"--state"}, {POINTER},
+                {"--monitor",
+                    "windows and touches on the X display mean the monitor of that output, HDMI-1, "
+                    "not the primary one",
+                    {}, false, "OUTPUT"},
+                {"--windows"}, {"--trace"}},
+            .machine
+            = {RefusePortMonitors, SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
+            .run = RunPanelTest,
+            .endsCleanly = true},
         {.name = "unbind",
+            .group = CommandGroup::DIAGNOSIS,
             .help = "take the binding and its parameters off a port",
             .arguments = {port},
             .options = {{"--port"}, {"--state"}},
             .machine = {SetUpDevices},
             .run = RunUnbind},
-        {.name = "calib",
-            .help = R"(start the calibration program with a number or a text )"
-                    R"((behind "--" when it begins with "-" and no digit))",
-            .arguments = {{"N|TEXT", "the number or text that it is started with"}},
-            .options = {{"--state"}},
-            .machine = {SetUpState},
-            .run = RunCalib},
         {.name = "coinstall",
+            .group = CommandGroup::WINDOWS,
             .help = "call the co-installer for the device named with --instance, as the installer "
                     "of Windows does, and print what it"
                     " writes",
@@ -326,7 +331,16 @@ const std::vector<CommandDeclaration>& AllCommands()
                 {"--port"}, {"--state"}, {"--trace"}},
             .machine = {SetUpTrace, SetUpSystem, SetUpDevices},
             .run = RunCoinstall},
+        {.name = "calib",
+            .group = CommandGroup::WINDOWS,
+            .help = R"(start the calibration program with a number or a text )"
+                    R"((behind "--" when it begins with "-" and no digit))",
+            .arguments = {{"N|TEXT", "the number or text that it is started with"}},
+            .options = {{"--state"}},
+            .machine = {SetUpState},
+            .run = RunCalib},
         {.name = "set-path",
+            .group = CommandGroup::WINDOWS,
             .help = "store where the calibration program KxConsole.exe is",
             .arguments = {{"DIR", "the folder that holds it", Completion::FOLDERS}},
             .options = {{"--state"}},

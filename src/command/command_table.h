@@ -47,8 +47,12 @@ struct ArgumentDeclaration {
 
 using SetUpPart = int (*)(const Options*);
 
+// In the help of `korvex` commands stand in groups; what Windows would do only in --help-all.
+enum class CommandGroup { EVERY_DAY, DIAGNOSIS, WINDOWS };
+
 struct CommandDeclaration {
     const char* name;
+    CommandGroup group;
     const char* help; // what it does
     std::vector<ArgumentDeclaration> arguments = {};
     std::vector<OptionUse> options = {};

@@ -126,8 +126,9 @@ std::string ManOptions()
             += ManEntry(option.name, option.value == nullptr ? "" : option.value, ManText(&option));
     return text
         + ".TP\n.B \\-h\\fR, \\fB\\-\\-help\nShow what the program, or the command before it, does "
-          "and takes.\n"
-        + ManEntry("--version", "", "Show the version.");
+          "and takes; \"korvex help COMMAND\" does the same.\n"
+        + ManEntry("--help-all", "", "List the commands that do what Windows would do as well.")
+        + ".TP\n.B \\-v\\fR, \\fB\\-\\-version\nShow the version.\n";
 }
 
 std::string BashCompletion()
@@ -181,7 +182,7 @@ _korvex() {
         + R"(    esac
     case $command in
 )" + arguments
-        + R"(    *) options="--help --version"; COMPREPLY=($(compgen -W ")" + commands
+        + R"(    *) options="--help --help-all --version"; COMPREPLY=($(compgen -W ")" + commands
         + R"(" -- "$word")) ;;
 )" + R"(    esac
     if [[ $word == -* ]]; then
