@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* ACCEPT_SAVES = "; '--accept' saves all the same";
 
-// What was printed last, so that each state is printed once.
+// The last state that was printed, so that each is printed once.
 struct Progress {
     bool json;
     bool words; // each state on standard error: nobody sees a window
@@ -125,7 +125,7 @@ void PrintTrying(const CalibrationCourse* course)
     progress.state = "try";
 }
 
-// What came of the result instead.
+// The reason why there is no result to try.
 void PrintFault(const std::string& state, const WCHAR* reason)
 {
     if (progress.json && progress.state != state)

@@ -1,4 +1,4 @@
-// What `korvex calibrate` prints while it runs: each state once, as JSON objects on standard output
+// The output of `korvex calibrate`: each state once, as JSON objects on standard output
 // or, where there is no window, in words on standard error; and the result. On the window's thread.
 // One calibration a process.
 #pragma once

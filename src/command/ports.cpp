@@ -25,7 +25,7 @@ std::string AskedBy(const Options* options, const PortState* port)
     return std::string("enum paneltest calibrate") + (IsPanelPort(options, port) ? " check" : "");
 }
 
-// Who drives the controller on a port now, and which model that is.
+// The process that drives the controller on a port now, and the model.
 struct Driver {
     int process; // 0: none that can be asked
     std::string model;

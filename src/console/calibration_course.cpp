@@ -66,8 +66,8 @@ CourseTasks FinishTargets(CalibrationCourse* course, uint32_t nowMs)
     return TASK_ATTEMPT | TASK_BELL | TASK_SHOW | (course->savesUnasked ? TASK_STORE : 0);
 }
 
-// Where the touch began and where it is now, in output units: the first report, or any other, may
-// be an outlier.
+// The places where the touch began and where it is now, in output units: any single report may be
+// an outlier.
 Point StartOf(const TouchSamples* samples)
 {
     return RestingPlace(samples, 0, std::min(samples->count, EDGE_REPORTS), 0);
@@ -112,7 +112,7 @@ PageButton TakeLift(CalibrationCourse* course)
 }
 
 // Whether the report ends a tap on Cancel, which is no touch of a target: too short, and off all of
-// them. The panel's own calibration tells that, as well as it can.
+// them, by the panel's own calibration.
 bool IsCancelled(CalibrationCourse* course, Point mapped, bool touching)
 {
     if (touching) {

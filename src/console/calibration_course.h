@@ -37,7 +37,7 @@ enum class CourseStep : uint8_t {
     LEFT,   // nothing was changed
 };
 
-// What the caller must do, in this order; bits.
+// Tasks for the caller, in this order; bits.
 using CourseTasks = uint32_t;
 inline constexpr CourseTasks TASK_ATTEMPT = 1;   // have guide.calib map, on the panel `tried`
 inline constexpr CourseTasks TASK_TAKE_BACK = 2; // have what mapped there before map again
@@ -132,12 +132,12 @@ bool IsOver(const CalibrationCourse* course);
 // by somebody who sees that.
 bool IsDoubtful(const CalibrationCourse* course);
 
-// What has become of the panel that is calibrated, or of all of them; NONE: it is there.
+// Why the panel that is calibrated, or all of them, report nothing; NONE: it is there.
 PanelLoss LossOf(const CalibrationCourse* course);
 
 // From TRYING and MISFIT on: how far a target lies from where the others let expect it, in pixels,
-// and the target that is to be touched again if one is: the one that does not fit, else the one
-// that lies farthest off.
+// and the first target to touch again: the one that does not fit, else the one that lies farthest
+// off.
 double ResidualPixels(const CalibrationCourse* course, uint32_t target);
 uint32_t WorstTarget(const CalibrationCourse* course);
 

@@ -40,7 +40,7 @@ RECT ButtonArea(POINT screen, PageButton button);
 // The button at a place; NONE where there is none.
 PageButton ButtonAt(POINT screen, POINT place);
 
-// Where words are: in the upper half; above the row of dots that shows how many targets are taken;
+// Areas for words: in the upper half, above the row of dots that shows how many targets are taken,
 // and at the bottom.
 RECT HeadArea(POINT screen);
 RECT CountArea(POINT screen);

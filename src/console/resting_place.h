@@ -1,4 +1,4 @@
-// Where a finger rests, of the noisy positions that a panel reports while it does.
+// The place of a resting finger, from the noisy positions that a panel reports.
 #pragma once
 
 #include <array>

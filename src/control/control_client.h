@@ -31,7 +31,7 @@ inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 std::optional<Json> Ask(
     ControlClient* client, const Json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
-// What a runtime drives and waits for.
+// The panels that a runtime drives and waits for.
 struct RuntimeStatus {
     int process;
     std::vector<PanelState> panels;

@@ -14,7 +14,7 @@
 
 namespace korvex::command {
 
-// What a session has counted since it began; they wrap.
+// Counters of a session since it began; they wrap.
 struct PanelCounters {
     uint32_t reports;
     uint32_t rejected;
@@ -59,7 +59,7 @@ PanelCounters CountersOf(const TouchController* controller);
 // Adds them to a JSON object.
 void AddCounters(const PanelCounters& counters, Json* object);
 
-// What a panel reports now.
+// The latest report of a panel, and its counters.
 struct PanelReading {
     bool gone; // its port has failed, and the controller has not answered since
     bool touching;

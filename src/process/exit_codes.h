@@ -15,7 +15,7 @@ inline constexpr int EXIT_ALREADY_RUNNING = 6;
 inline constexpr int EXIT_LEFT = 7;
 inline constexpr int EXIT_PANEL_MISSING = 8;
 
-// What they mean, in their order; help and man page are made of this.
+// Their meanings, in order. Help and man page are made of this table.
 inline constexpr std::array EXIT_CODES{
     "done, or ended by its window or a signal",
     "other failure, which is said on standard error",

@@ -1,5 +1,5 @@
-// Messages to whoever runs the command or looks after it: a line each on standard error, behind its
-// priority as sd-daemon(3) has it where that is the journal. Any thread; lines do not mix.
+// Messages for the operator: a line each on standard error, after its priority as sd-daemon(3) has
+// it where that is the journal. Any thread; lines do not mix.
 #pragma once
 
 #include <string>
@@ -9,15 +9,14 @@
 
 namespace korvex::command {
 
-// What begins the lines that have no subject of their own: "korvex enum". Once, before there are
-// threads.
+// The subject of lines that have none of their own: "korvex enum". Once, before there are threads.
 void SetMessagePrefix(const std::string& command);
 const std::string& MessagePrefix();
 
 // Why the command, or a part of it, fails. Waits until it is written.
 void Error(const std::string& text);
 
-// What is wrong while the command goes on, and what has happened. A reader of standard error that
+// Faults that the command survives, and events. A reader of standard error that
 // does not take the line at once does without: no touch waits for it. `subject`, "left
 // (/dev/ttyUSB0)" for example, takes the place of the command's name.
 void Warning(const std::string& text);

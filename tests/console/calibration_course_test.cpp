@@ -82,7 +82,7 @@ TEST(CalibrationCourse, LeadsToASavedCalibrationByTouchesAlone)
     EXPECT_LT(ResidualPixels(&program.course, 0), 1);
 
     // Marks are measured by a finger that rests on them, whatever lies far from the others among
-    // its reports; one that slides off measures none. The worst mark tells the accuracy.
+    // its reports; one that slides off measures none. The worst mark is the accuracy.
     const auto accuracy = [&] { return AccuracyOf(&program.course, DistanceOff(&program.course)); };
     EXPECT_EQ(accuracy(), Accuracy::VERY_GOOD) << "by the fit";
     const POINT mark = MarkPlace(SCREEN, 1);

@@ -27,7 +27,7 @@ constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // a folder each
 constexpr const char* NAME_PROPERTY = "ID_KORVEX_PANEL";
 constexpr size_t MAX_NAME_LENGTH = 64; // as 72-korvex.rules has it
 
-// What is known of a panel, by whom.
+// The sources that know a panel, and what each says.
 struct NamedPanel {
     std::vector<std::string> ports; // that udev's rules give the name to
     bool hasFolder = false;

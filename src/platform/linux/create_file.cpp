@@ -36,7 +36,7 @@ HANDLE OpenPath(const std::string& path, DWORD access, DWORD shareMode)
                                    : OpenRegularFile(path, access, shareMode);
 }
 
-// Opens the tty of a port's interface, and tells the machine when it cannot be opened.
+// Opens the tty of a port's interface, and notifies the machine when it cannot be opened.
 HANDLE OpenPortOf(const InterfaceOptions* port, DWORD access, DWORD shareMode)
 {
     HANDLE handle = OpenPath(port->nativePath, access, shareMode);

@@ -1,4 +1,4 @@
-// What a HANDLE of this layer points to.
+// The objects that handles of this layer point to.
 #pragma once
 
 #include "platform/linux/core/last_error.h"
@@ -6,8 +6,8 @@
 
 namespace korvex::platform {
 
-// What a handle stands for: of a port, a file, an event, each of a type of its own. Destroyed when
-// the handle is closed.
+// The object behind a handle: ports, files, events and others each have a type of their own. It is
+// destroyed when the handle is closed.
 struct HandleObject {
     HandleObject() = default;
     HandleObject(const HandleObject&) = delete;

@@ -32,7 +32,7 @@ namespace korvex::platform {
 // opened. The handles of a process share a file as asked.
 HANDLE OpenRegularFile(const std::string& path, DWORD access, DWORD shareMode);
 
-// What a thread has opened last so.
+// The file that a thread has opened last in this way.
 struct LastOpening {
     uint64_t number = 0; // of the thread's openings; 0: none
     std::string path;
