@@ -76,10 +76,9 @@ using BoardMemory = std::array<uint8_t, BOARD_MEMORY_BYTES>;
 // Reads the bytes at `address`; the count of bytes read, 0 when the exchange failed.
 uint32_t ReadMemory(TouchController* controller, uint32_t address, BoardMemory* memory)
 {
-    const MemoryAccess& access
-        = controller->model == MODEL_7700 ? MEMORY_ACCESS_7700 : MEMORY_ACCESS;
+    const MemoryAccess access = MemoryAccessOf(controller->model);
     Packet command = CommandPacket(access.firstCode);
-    if (controller->model == MODEL_7700) {
+    if (access.codeCounts) {
         command[0] = LowByte(access.firstCode + address / access.bytes);
     } else {
         command[2] = LowByte(address);

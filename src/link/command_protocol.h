@@ -77,10 +77,15 @@ struct MemoryAccess {
     uint8_t firstCode; // COMMAND_READ_MEMORY or COMMAND_READ_MEMORY_7700
     uint32_t bytes;
     uint32_t offset; // of these bytes in the answer
+    bool
+        codeCounts; // each answer's bytes have a code of their own; else the command has an address
 };
 
-inline constexpr MemoryAccess MEMORY_ACCESS{COMMAND_READ_MEMORY, 2, 3};
-inline constexpr MemoryAccess MEMORY_ACCESS_7700{COMMAND_READ_MEMORY_7700, 4, 1};
+constexpr MemoryAccess MemoryAccessOf(uint32_t model)
+{
+    return model == MODEL_7700 ? MemoryAccess{COMMAND_READ_MEMORY_7700, 4, 1, true}
+                               : MemoryAccess{COMMAND_READ_MEMORY, 2, 3, false};
+}
 
 // Reads the calibration kept in the controller's memory (models 0x5200 and 0x7700; any other:
 // nothing is sent) into orientation, pointCount, standard box and all 25 advPoints, unchecked. On

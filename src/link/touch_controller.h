@@ -26,6 +26,15 @@ constexpr uint32_t ReportLengthOf(uint32_t model)
     return model == MODEL_7700 ? 5 : 6;
 }
 
+// The models that can be identified and driven.
+struct DrivenModel {
+    uint32_t model;
+    bool hasFineResolution; // 12 bits are possible; else always 10
+};
+
+inline constexpr std::array DRIVEN_MODELS{
+    DrivenModel{MODEL_5200, true}, DrivenModel{MODEL_5460, false}, DrivenModel{MODEL_7700, false}};
+
 // Link kinds.
 inline constexpr uint32_t LINK_NONE = 0;
 inline constexpr uint32_t LINK_SERIAL = 2;

@@ -91,12 +91,13 @@ bool ParseController(std::string_view text, Recording* recording)
     recording->resolutionBits = Number(TakeWord(&text), 10, 12).value_or(0);
     const bool baud = TakeWord(&text) == "baud";
     recording->baudRate = Number(TakeWord(&text), 10, 19200).value_or(0);
-    const bool known = recording->model == MODEL_5200 || recording->model == MODEL_5460
-        || recording->model == MODEL_7700;
-    const bool bits = recording->resolutionBits == 10
-        || (recording->resolutionBits == 12 && recording->model == MODEL_5200);
+    const auto* known = std::find_if(DRIVEN_MODELS.begin(), DRIVEN_MODELS.end(),
+        [recording](const DrivenModel& driven) { return driven.model == recording->model; });
+    const bool bits = known != DRIVEN_MODELS.end()
+        && (recording->resolutionBits == 10
+            || (recording->resolutionBits == 12 && known->hasFineResolution));
     const bool rate = recording->baudRate == 19200 || recording->baudRate == 9600;
-    return known && firmware && resolution && bits && baud && rate && TakeWord(&text).empty();
+    return bits && firmware && resolution && baud && rate && TakeWord(&text).empty();
 }
 
 // Takes what the controller's memory holds from the answer to a command that asks for it.
@@ -107,10 +108,9 @@ void TakeMemory(
     if (command->size() != length || answer->size() != length
         || answer->front() != command->front())
         return;
-    const MemoryAccess& access
-        = recording->model == MODEL_7700 ? MEMORY_ACCESS_7700 : MEMORY_ACCESS;
+    const MemoryAccess access = MemoryAccessOf(recording->model);
     uint32_t address = (*command)[2];
-    if (recording->model == MODEL_7700)
+    if (access.codeCounts)
         address = access.bytes * static_cast<uint8_t>(command->front() - access.firstCode);
     else if (command->front() != access.firstCode)
         return;

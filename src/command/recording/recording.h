@@ -35,7 +35,7 @@ struct RecordedReport {
 
 // What a recording holds of a controller and its session.
 struct Recording {
-    uint32_t model = 0; // 0x5200, 0x5460 or 0x7700
+    uint32_t model = 0; // one of DRIVEN_MODELS
     uint8_t fwMajor = 0;
     uint8_t fwMinor = 0;
     uint16_t fwBuild = 0;
