@@ -1,51 +1,49 @@
 #include "control/panel_state.h"
 
+#include <exception>
+#include <stdexcept>
+
 #include "input/session.h"
 
 namespace korvex::command {
 
 namespace {
 
-// Reads the members of an object. What is missing, or of another kind, makes it unsound.
-struct Members {
-    const Json* object;
-    bool sound;
-};
-
-const Json& Member(Members* members, const char* key)
+// A counter, or another number that is none below zero; throws for any other value.
+uint32_t CountFrom(const Json& value)
 {
-    static const Json NONE;
-    const auto found = members->object->find(key);
-    return found == members->object->end() ? NONE : *found;
+    if (!value.is_number_unsigned() || value.get<uint64_t>() > UINT32_MAX)
+        throw std::out_of_range("no count");
+    return value.get<uint32_t>();
 }
 
-std::string Text(Members* members, const char* key)
+// The values that must be there are asked for by at() and get(), which throw where they are not, or
+// of another kind.
+PanelState StateFrom(const Json& json)
 {
-    const Json& value = Member(members, key);
-    members->sound = members->sound && value.is_string();
-    return value.is_string() ? value.get<std::string>() : "";
-}
-
-bool Flag(Members* members, const char* key)
-{
-    const Json& value = Member(members, key);
-    members->sound = members->sound && value.is_boolean();
-    return value.is_boolean() && value.get<bool>();
-}
-
-uint32_t Count(Members* members, const char* key)
-{
-    const Json& value = Member(members, key);
-    const bool isCount = value.is_number_unsigned() && value.get<uint64_t>() <= UINT32_MAX;
-    members->sound = members->sound && isCount;
-    return isCount ? value.get<uint32_t>() : 0;
-}
-
-Point Position(Members* members, const char* key)
-{
-    const std::optional<Point> point = PointFrom(Member(members, key));
-    members->sound = members->sound && point;
-    return point.value_or(Point{});
+    const Json& calibration = json.at("calibration");
+    PanelState state{};
+    state.panel = json.at("panel").get<std::string>();
+    state.path = json.at("path").get<std::string>();
+    state.tty = json.at("tty").get<std::string>();
+    state.model = json.at("model").get<std::string>();
+    state.firmware = TextIn(json, "firmware");
+    state.controller = json.at("controller").get<std::string>();
+    state.resolutionBits = CountFrom(json.at("resolutionBits"));
+    if (state.resolutionBits != 10 && state.resolutionBits != 12)
+        throw std::out_of_range("no resolution");
+    state.baudRate = static_cast<uint32_t>(NumberOf(json.value("baudRate", Json())).value_or(0));
+    state.since = TimeFrom(json.value("since", Json()));
+    state.lastTouch = TimeFrom(json.value("lastTouch", Json()));
+    state.noisy = json.value("noisy", Json()) == true;
+    state.reading = {json.at("gone").get<bool>(), json.at("touching").get<bool>(),
+        PointFrom(json.at("raw")).value(), PointFrom(json.at("mapped")).value(), {}};
+    for (const PanelCounter& counter : PANEL_COUNTERS)
+        state.reading.counters.*counter.value = CountFrom(json.at(counter.key));
+    state.calibration = {calibration.at("kind").get<std::string>() == "points",
+        CountFrom(calibration.at("points")), TextIn(calibration, "file"),
+        TimeFrom(calibration.value("changed", Json())), calibration.at("tried").get<bool>()};
+    return state;
 }
 
 } // namespace
@@ -93,27 +91,11 @@ Json ToJson(const PanelState& state)
 
 std::optional<PanelState> PanelStateFrom(const Json& json)
 {
-    if (!json.is_object())
+    try {
+        return StateFrom(json);
+    } catch (const std::exception&) {
         return std::nullopt;
-    Members members{&json, true};
-    Members calibration{&Member(&members, "calibration"), true};
-    if (!calibration.object->is_object())
-        return std::nullopt;
-    PanelState state{Text(&members, "panel"), Text(&members, "path"), Text(&members, "tty"),
-        Text(&members, "model"), TextIn(json, "firmware"), Text(&members, "controller"),
-        Count(&members, "resolutionBits"),
-        static_cast<uint32_t>(NumberOf(Member(&members, "baudRate")).value_or(0)),
-        TimeFrom(Member(&members, "since")), TimeFrom(Member(&members, "lastTouch")),
-        Member(&members, "noisy") == true,
-        {Flag(&members, "gone"), Flag(&members, "touching"), Position(&members, "raw"),
-            Position(&members, "mapped"), {}},
-        {Text(&calibration, "kind") == "points", Count(&calibration, "points"),
-            TextIn(*calibration.object, "file"), TimeFrom(Member(&calibration, "changed")),
-            Flag(&calibration, "tried")}};
-    for (const PanelCounter& counter : PANEL_COUNTERS)
-        state.reading.counters.*counter.value = Count(&members, counter.key);
-    const bool isResolution = state.resolutionBits == 10 || state.resolutionBits == 12;
-    return members.sound && calibration.sound && isResolution ? std::optional(state) : std::nullopt;
+    }
 }
 
 Json ToJson(const PendingPanel& panel)
@@ -123,12 +105,12 @@ Json ToJson(const PendingPanel& panel)
 
 std::optional<PendingPanel> PendingPanelFrom(const Json& json)
 {
-    if (!json.is_object())
+    try {
+        return PendingPanel{json.at("panel").get<std::string>(), json.at("path").get<std::string>(),
+            json.at("reason").get<std::string>()};
+    } catch (const std::exception&) {
         return std::nullopt;
-    Members members{&json, true};
-    const PendingPanel panel{
-        Text(&members, "panel"), Text(&members, "path"), Text(&members, "reason")};
-    return members.sound ? std::optional(panel) : std::nullopt;
+    }
 }
 
 } // namespace korvex::command
