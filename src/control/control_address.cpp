@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
+
+#include "process/options.h"
 
 namespace korvex::command {
 
@@ -16,12 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* UNIT_SOCKET = "control";
-
-std::string EnvironmentFolder(const char* name)
-{
-    const char* value = getenv(name);
-    return value == nullptr ? "" : value;
-}
 
 void AddSockets(const std::string& folder, std::vector<std::string>* paths)
 {
@@ -39,10 +34,10 @@ void AddSockets(const std::string& folder, std::vector<std::string>* paths)
 
 ControlPlace ControlPlaceOf(const std::string& name)
 {
-    const std::string unit = EnvironmentFolder("RUNTIME_DIRECTORY");
+    const std::string unit = EnvironmentText("RUNTIME_DIRECTORY");
     if (!unit.empty())
         return {unit.substr(0, unit.find(':')), UNIT_SOCKET}; // the first of several
-    const std::string user = EnvironmentFolder("XDG_RUNTIME_DIR");
+    const std::string user = EnvironmentText("XDG_RUNTIME_DIR");
     return user.empty() ? ControlPlace{} : ControlPlace{user + "/korvex", name};
 }
 
@@ -52,7 +47,7 @@ std::vector<std::string> ControlSockets()
     std::error_code error;
     for (const fs::directory_entry& unit : fs::directory_iterator(UNIT_FOLDER, error))
         AddSockets(unit.path().string(), &paths);
-    if (const std::string user = EnvironmentFolder("XDG_RUNTIME_DIR"); !user.empty())
+    if (const std::string user = EnvironmentText("XDG_RUNTIME_DIR"); !user.empty())
         AddSockets(user + "/korvex", &paths);
     std::sort(paths.begin(), paths.end());
     return paths;
@@ -60,7 +55,7 @@ std::vector<std::string> ControlSockets()
 
 std::string ControlFolders()
 {
-    const std::string user = EnvironmentFolder("XDG_RUNTIME_DIR");
+    const std::string user = EnvironmentText("XDG_RUNTIME_DIR");
     return UNIT_FOLDER
         + (user.empty() ? std::string("; XDG_RUNTIME_DIR is not set") : " and " + user + "/korvex");
 }

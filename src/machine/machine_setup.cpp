@@ -111,12 +111,11 @@ Port GivenPortOf(const Options* options, const GivenPort* given,
 // The ports given, else the system's, without consoles.
 std::vector<Port> PortsOf(const Options* options)
 {
-    const std::vector<platform::ScannedPort> scanned
-        = platform::ScanSerialPorts("/sys", "/dev", "/proc");
+    const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts();
     std::vector<Port> ports;
     if (options->ports.empty()) {
         for (const platform::ScannedPort& port : scanned) {
-            const std::string panel = platform::GivenPanelNameOf(port.path, "/dev");
+            const std::string panel = platform::GivenPanelNameOf(port.path);
             ports.push_back(
                 {port.name, panel.empty() ? port.stablePath : PathOfPort(options->ports, panel),
                     port.stablePath});
@@ -124,7 +123,7 @@ std::vector<Port> PortsOf(const Options* options)
     }
     for (const GivenPort& given : options->ports) {
         const Port port = GivenPortOf(options, &given, &scanned);
-        if (platform::IsKernelConsole(port.path, "/proc"))
+        if (platform::IsKernelConsole(port.path))
             Warning(port.name + " is left out: '" + port.path + "' is a system console");
         else
             ports.push_back(port);

@@ -51,8 +51,7 @@ std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& p
         return port;
     if (IsTty(PANEL_FOLDER + port))
         return PANEL_FOLDER + port;
-    for (const platform::ScannedPort& scanned :
-        platform::ScanSerialPorts("/sys", "/dev", "/proc")) {
+    for (const platform::ScannedPort& scanned : platform::ScanSerialPorts()) {
         if (scanned.name == port)
             return scanned.stablePath;
     }
@@ -78,13 +77,13 @@ bool IsSamePort(const std::string& path, const std::string& other)
 
 std::string PanelNameOf(const std::string& path)
 {
-    const std::string name = platform::GivenPanelNameOf(path, "/dev");
+    const std::string name = platform::GivenPanelNameOf(path);
     return name.empty() ? fs::path(TtyOf(path)).filename().string() : name;
 }
 
 std::string PanelTitle(const std::string& path)
 {
-    const std::string name = platform::GivenPanelNameOf(path, "/dev");
+    const std::string name = platform::GivenPanelNameOf(path);
     const std::string shown = name.empty() ? path : name;
     const std::string tty = TtyOf(path);
     return tty == shown ? shown : shown + " (" + tty + ")";

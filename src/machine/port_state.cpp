@@ -31,7 +31,7 @@ PortState StateOf(DEVINST port)
     ReadPortName(devices.value, &element, &name);
     const std::u16string child = platform::InstanceIdOf(FirstChild(port));
     const std::string path = platform::NativePathOf(port);
-    return {port, platform::ToUtf8(name.data()), path, platform::GivenPanelNameOf(path, "/dev"),
+    return {port, platform::ToUtf8(name.data()), path, platform::GivenPanelNameOf(path),
         platform::IsPortIgnored(path), platform::ToUtf8(child), ModelFromHardwareId(child.c_str()),
         IsEnumeratorBound(devices.value, &element)};
 }

@@ -9,15 +9,11 @@
 
 namespace korvex::command {
 
-namespace {
-
 std::string EnvironmentText(const char* name)
 {
     const char* value = getenv(name);
     return value == nullptr ? "" : value;
 }
-
-} // namespace
 
 bool HasDisplay()
 {

@@ -43,6 +43,9 @@ struct Options {
     std::vector<std::string> arguments;
 };
 
+// A variable of the environment; empty where it is not set.
+std::string EnvironmentText(const char* name);
+
 // True when an X display is named in the environment.
 bool HasDisplay();
 

@@ -39,19 +39,19 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
         "tty0                 -WU (EC p  )    4:7\nttyS0                -W- (EC p a)    4:64\n");
 
     Texts found;
-    for (const ScannedPort& port : ScanSerialPorts("sys", "dev", "proc"))
+    for (const ScannedPort& port : ScanSerialPorts({"sys", "dev", "proc"}))
         found.push_back(port.name + " " + port.path + " " + port.stablePath);
     EXPECT_EQ(found,
         (Texts{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10",
             "COM33 dev/ttyUSB0 dev/ttyUSB0", "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2",
             "COM35 dev/ttyACM0 dev/ttyACM0", "COM36 dev/ttyAMA0 dev/ttyAMA0",
             "COM37 dev/ttymxc1 dev/ttymxc1"}));
-    EXPECT_TRUE(ScanSerialPorts("nowhere", "dev", "proc").empty());
+    EXPECT_TRUE(ScanSerialPorts({"nowhere", "dev", "proc"}).empty());
 
-    EXPECT_TRUE(IsKernelConsole("dev/ttyS0", "proc"));
+    EXPECT_TRUE(IsKernelConsole("dev/ttyS0", {.proc = "proc"}));
     fs::create_symlink("dev/ttyS0", "panel");
-    EXPECT_TRUE(IsKernelConsole("panel", "proc")) << "by another name too";
-    EXPECT_FALSE(IsKernelConsole("dev/ttyS1", "proc"));
+    EXPECT_TRUE(IsKernelConsole("panel", {.proc = "proc"})) << "by another name too";
+    EXPECT_FALSE(IsKernelConsole("dev/ttyS1", {.proc = "proc"}));
 }
 
 TEST(GivenPanelName, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
@@ -66,7 +66,7 @@ TEST(GivenPanelName, KnowsAPanelByTheLinkOfItsAdapterAndOnlyByThat)
     for (const auto& [path, name] :
         {std::pair{"dev/ttyUSB0", "left"}, {"panel", "left"}, {"dev/korvex/right", "right"},
             {"dev/ttyUSB1", ""}, {"dev/korvex/unplugged", "unplugged"}, {"dev/missing", ""}})
-        EXPECT_EQ(GivenPanelNameOf(path, "dev"), name) << path;
+        EXPECT_EQ(GivenPanelNameOf(path, {.dev = "dev"}), name) << path;
 }
 
 } // namespace

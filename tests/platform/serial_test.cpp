@@ -102,12 +102,12 @@ TEST(UartTrigger, IsLoweredWhereThereIsOneAndPutBack)
     const std::string device = "dev/char/" + std::to_string(major(status.st_rdev)) + ":"
         + std::to_string(minor(status.st_rdev));
     std::filesystem::create_directories(device);
-    const platform::UartTrigger none = platform::LowerUartTrigger(terminal, ".");
+    const platform::UartTrigger none = platform::LowerUartTrigger(terminal, {.sys = "."});
     platform::RestoreUartTrigger(&none);
     EXPECT_TRUE(std::filesystem::is_empty(device)) << "a setting was made up";
     for (const char* before : {"8\n", "4\n", "1\n"}) {
         testing::WriteTextFile(device + "/rx_trig_bytes", before);
-        const platform::UartTrigger trigger = platform::LowerUartTrigger(terminal, ".");
+        const platform::UartTrigger trigger = platform::LowerUartTrigger(terminal, {.sys = "."});
         EXPECT_EQ(std::stoi(testing::ReadTextFile(device + "/rx_trig_bytes")), 1);
         platform::RestoreUartTrigger(&trigger);
         EXPECT_EQ(std::stoi(testing::ReadTextFile(device + "/rx_trig_bytes")), std::stoi(before));

@@ -81,16 +81,16 @@ std::string StablePath(const std::string& path, const std::string& devRoot)
 
 } // namespace
 
-std::vector<ScannedPort> ScanSerialPorts(
-    const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot)
+std::vector<ScannedPort> ScanSerialPorts(const SystemRoots& roots)
 {
     std::vector<TtyName> found;
     std::error_code error;
-    for (const fs::directory_entry& entry : fs::directory_iterator(sysRoot + "/class/tty", error)) {
+    for (const fs::directory_entry& entry :
+        fs::directory_iterator(roots.sys + "/class/tty", error)) {
         const std::string name = entry.path().filename().string();
         const std::optional<TtyName> tty = ParseTtyName(name);
         if (tty && HasDevice(entry.path())
-            && !IsKernelConsole(std::string(devRoot).append("/").append(name), procRoot))
+            && !IsKernelConsole(std::string(roots.dev).append("/").append(name), roots))
             found.push_back(*tty);
     }
     std::sort(found.begin(), found.end(),
@@ -101,17 +101,17 @@ std::vector<ScannedPort> ScanSerialPorts(
     for (const TtyName& tty : found) {
         const int number = tty.family == FAMILIES.front() ? tty.number + 1 : nextAdapter++;
         nextAdapter = std::max(nextAdapter, number + 1); // a machine may have more than 32 UARTs
-        const std::string path = devRoot + "/" + tty.whole;
-        ports.push_back({"COM" + std::to_string(number), path, StablePath(path, devRoot)});
+        const std::string path = roots.dev + "/" + tty.whole;
+        ports.push_back({"COM" + std::to_string(number), path, StablePath(path, roots.dev)});
     }
     return ports;
 }
 
-bool IsKernelConsole(const std::string& path, const std::string& procRoot)
+bool IsKernelConsole(const std::string& path, const SystemRoots& roots)
 {
     std::error_code error;
     const fs::path resolved = fs::weakly_canonical(path, error);
-    std::ifstream consoles(procRoot + "/consoles");
+    std::ifstream consoles(roots.proc + "/consoles");
     for (std::string line; std::getline(consoles, line);) {
         std::istringstream words(line);
         std::string name;
@@ -122,9 +122,9 @@ bool IsKernelConsole(const std::string& path, const std::string& procRoot)
     return false;
 }
 
-std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot)
+std::string GivenPanelNameOf(const std::string& path, const SystemRoots& roots)
 {
-    const fs::path folder = devRoot + "/korvex";
+    const fs::path folder = roots.dev + "/korvex";
     const fs::path given = fs::path(path).lexically_normal();
     return (given.parent_path() == folder ? given : LinkTo(path, folder.string()))
         .filename()

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/serial/system_roots.h"
+
 namespace korvex::platform {
 
 struct ScannedPort {
@@ -16,18 +18,16 @@ struct ScannedPort {
 };
 
 // The entries of /sys/class/tty that have a device behind them, whatever its driver, in the order
-// of their names; never one that is a kernel console (/proc/consoles). The three roots are "/sys",
-// "/dev" and "/proc", other folders in tests.
-std::vector<ScannedPort> ScanSerialPorts(
-    const std::string& sysRoot, const std::string& devRoot, const std::string& procRoot);
+// of their names; never one that is a kernel console (/proc/consoles).
+std::vector<ScannedPort> ScanSerialPorts(const SystemRoots& roots = {});
 
 // True when the tty is a kernel console.
-bool IsKernelConsole(const std::string& path, const std::string& procRoot);
+bool IsKernelConsole(const std::string& path, const SystemRoots& roots = {});
 
 // The name that the administrator has given the panel on a tty: of the links to it below
 // /dev/korvex the first in the alphabet; empty when there is none. A link itself names its panel
 // also while the tty is not there.
-std::string GivenPanelNameOf(const std::string& path, const std::string& devRoot);
+std::string GivenPanelNameOf(const std::string& path, const SystemRoots& roots = {});
 
 // True when the administrator wants nobody to ask what is on a tty: it has udev's property
 // ID_KORVEX_IGNORE, and that is not 0.

@@ -86,7 +86,7 @@ void ClaimExclusively(SerialPort* port)
     port->exclusive = !port->pseudoTerminal && ioctl(port->descriptor, TIOCEXCL) == 0;
     SetLowLatency(port->descriptor);
     // A line that has come back has the value that was set here.
-    const UartTrigger trigger = LowerUartTrigger(port->descriptor, "/sys");
+    const UartTrigger trigger = LowerUartTrigger(port->descriptor);
     if (!trigger.file.empty())
         port->triggerBefore = trigger;
 }

@@ -19,13 +19,13 @@ bool WriteSetting(const std::string& file, const std::string& value)
 
 } // namespace
 
-UartTrigger LowerUartTrigger(int descriptor, const std::string& sysRoot)
+UartTrigger LowerUartTrigger(int descriptor, const SystemRoots& roots)
 {
     struct stat status{};
     if (fstat(descriptor, &status) != 0)
         return {};
     UartTrigger trigger;
-    trigger.file = sysRoot + "/dev/char/" + std::to_string(major(status.st_rdev)) + ":"
+    trigger.file = roots.sys + "/dev/char/" + std::to_string(major(status.st_rdev)) + ":"
         + std::to_string(minor(status.st_rdev)) + "/rx_trig_bytes";
     std::ifstream setting(trigger.file);
     const bool changed = setting >> trigger.before && trigger.before != EACH_BYTE

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "platform/linux/serial/system_roots.h"
+
 namespace korvex::platform {
 
 // A UART's setting as it was; `file` is empty where nothing was changed.
@@ -15,8 +17,8 @@ struct UartTrigger {
 
 // Has the UART behind an open tty hand over each byte as it comes. Nothing changes on a tty without
 // the setting (adapters, pseudo-terminals) or where this process may not write it: root may, and a
-// udev rule can do it in its place. `sysRoot` is "/sys", another folder in tests.
-UartTrigger LowerUartTrigger(int descriptor, const std::string& sysRoot);
+// udev rule can do it in its place.
+UartTrigger LowerUartTrigger(int descriptor, const SystemRoots& roots = {});
 
 // Puts the setting back.
 void RestoreUartTrigger(const UartTrigger* trigger);
