@@ -102,7 +102,7 @@ bool InstallEnumeratorService()
 
 void RegisterEnumeratorFilter()
 {
-    platform::RegisterFilterDriver(ENUMERATOR_SERVICE, StartEnumeratorFilter);
+    platform::SetFilterDriver(ENUMERATOR_SERVICE, StartEnumeratorFilter);
 }
 
 void StartEnumeratorFilter(DEVINST port)

@@ -145,7 +145,7 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
         if (row.fault == Fault::RESTART)
             platform::SetStatus(binding.port, DN_NEED_RESTART);
         if (row.fault == Fault::NO_STATUS)
-            platform::RegisterFilterDriver(u"KXSERENUM", platform::RemoveNode);
+            platform::SetFilterDriver(u"KXSERENUM", platform::RemoveNode);
         const auto taken = binding.Bind().count();
         const int fault = static_cast<int>(row.fault);
         EXPECT_EQ(platform::UpperFiltersOf(binding.port), row.filters) << fault;

@@ -17,17 +17,11 @@ namespace {
 constexpr GUID COM_PORT_CLASS
     = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
 
+// The driver that can be a port's first upper filter. Under the tree's lock.
 struct FilterDriver {
-    std::u16string service;
-    std::function<void(DEVINST port)> start;
-};
-
-// Under the tree's lock.
-std::vector<FilterDriver>* FilterDrivers()
-{
-    static std::vector<FilterDriver> drivers;
-    return &drivers;
-}
+    std::u16string_view service;
+    void (*start)(DEVINST port);
+} filterDriver{};
 
 std::string DevicesFile()
 {
@@ -84,19 +78,16 @@ DEVINST AddChild(DEVINST port, std::u16string_view instanceId)
 
 void StartFilter(DEVINST node)
 {
-    std::function<void(DEVINST)> start;
+    FilterDriver driver{};
     {
         const TreeLock lock;
         const DeviceNode* found = NodeOf(node);
-        if (found == nullptr || found->upperFilters.empty())
-            return;
-        for (const FilterDriver& driver : *FilterDrivers()) {
-            if (EqualNoCase(driver.service, found->upperFilters.front()))
-                start = driver.start;
-        }
+        if (found != nullptr && !found->upperFilters.empty()
+            && EqualNoCase(filterDriver.service, found->upperFilters.front()))
+            driver = filterDriver;
     }
-    if (start)
-        start(node); // it talks to the port, so nothing is locked
+    if (driver.start != nullptr)
+        driver.start(node); // it talks to the port, so nothing is locked
 }
 
 bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters)
@@ -177,17 +168,17 @@ bool ForgetPort(DEVINST port)
     return StoreUpperFilters(port, {}) && childForgotten;
 }
 
-void RegisterFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start)
+void SetFilterDriver(std::u16string_view service, void (*start)(DEVINST port))
 {
     const TreeLock lock;
-    FilterDrivers()->push_back({std::u16string(service), std::move(start)});
+    filterDriver = {service, start};
 }
 
 void ClearDeviceTree()
 {
     const TreeLock lock;
     ClearNodes();
-    FilterDrivers()->clear();
+    filterDriver = {};
     ClearVolatileTexts();
 }
 

@@ -3,7 +3,6 @@
 // under the port's instance ID. Every routine may be called from any thread.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,9 +33,9 @@ bool ForgetPort(DEVINST port);
 // Removes a node and all below it; a port's stored child goes too.
 void RemoveNode(DEVINST node);
 
-// A driver that can be a port's first upper filter: `start` is called when such a port is restarted
-// or enumerated, without the tree's lock.
-void RegisterFilterDriver(std::u16string_view service, std::function<void(DEVINST port)> start);
+// The one driver that can be a port's first upper filter: `start` is called when such a port is
+// restarted or enumerated, without the tree's lock. The name is a constant's.
+void SetFilterDriver(std::u16string_view service, void (*start)(DEVINST port));
 
 // Has the driver of the node's first upper filter look at the port. Called without the tree's lock.
 void StartFilter(DEVINST node);
