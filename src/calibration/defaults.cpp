@@ -6,8 +6,6 @@ namespace korvex {
 
 namespace {
 
-constexpr uint32_t DEFAULT_RESOLUTION_BITS = 10;
-
 // No answer of this model is accepted yet (PacketIsValid), so the span becomes 0.
 bool QueryRawRange(TouchController* controller, Point* rawRange)
 {
@@ -41,7 +39,7 @@ bool SetDefaultCalibration(TouchController* controller)
 {
     bool succeeded = true;
     Point rawRange{0, 0};
-    controller->resolutionBits = DEFAULT_RESOLUTION_BITS;
+    controller->resolutionBits = LOW_RESOLUTION_BITS;
     switch (controller->model) {
     case MODEL_2400:
         succeeded = QueryRawRange(controller, &rawRange);

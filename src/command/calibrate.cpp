@@ -123,7 +123,7 @@ bool UndoOwn(uint32_t panel, WCHAR* reason, size_t capacity)
     return true;
 }
 
-// The panels of this process, with the names that people give them, and saves that are kept.
+// The panel source for this process's own sessions: panels by their names, saves with history.
 PanelSource OwnSource(PanelSource sessions)
 {
     sessions.describe = DescribeOwn;

@@ -109,10 +109,10 @@ std::string DoubtText(const CalibrationCourse* course)
         ? "target " + std::to_string(target + 1)
         : "one of the targets";
     return name + " was touched " + Rounded(ResidualPercent(&course->guide.judgement, target))
-        + " % of the screen from where the others let expect it";
+        + " % of the screen from where the others predict it";
 }
 
-// There is a result, which a person may try now.
+// Prints that a result can be tried.
 void PrintTrying(const CalibrationCourse* course)
 {
     if (progress.json && progress.state != "try") {

@@ -178,7 +178,7 @@ std::string TakeAll(const CLI::App* app, const CommandDeclaration* command, Opti
 
 // How many letters must be added, left out or exchanged to make one word of the other
 // (Levenshtein).
-size_t DistanceOf(std::string_view a, std::string_view b)
+size_t EditDistance(std::string_view a, std::string_view b)
 {
     std::vector<size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), size_t{0});
@@ -199,9 +199,9 @@ std::string NearestOf(const std::string& word, const std::vector<std::string>& k
     constexpr size_t MAX_DISTANCE = 2;
     const auto nearest = std::min_element(
         known.begin(), known.end(), [&word](const std::string& a, const std::string& b) {
-            return DistanceOf(word, a) < DistanceOf(word, b);
+            return EditDistance(word, a) < EditDistance(word, b);
         });
-    return nearest == known.end() || DistanceOf(word, *nearest) > MAX_DISTANCE
+    return nearest == known.end() || EditDistance(word, *nearest) > MAX_DISTANCE
         ? ""
         : "; did you mean '" + *nearest + "'?";
 }

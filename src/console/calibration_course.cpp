@@ -147,7 +147,7 @@ double DistanceOf(POINT screen, POINT mark, Point place)
         place.y * double(screen.y) / (MAX_PLACE + 1) - mark.y);
 }
 
-// The mark that the touch means where it began; MARK_COUNT: none.
+// The mark within whose reach the place is; MARK_COUNT: none.
 uint32_t MarkAt(const CalibrationCourse* course, Point place)
 {
     uint32_t mark = 0;

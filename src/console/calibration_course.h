@@ -112,11 +112,11 @@ CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, Poi
 // there.
 CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t nowMs);
 
-// How the store went that TASK_STORE has asked for, and the undo of TASK_UNDO.
+// Results of TASK_STORE and TASK_UNDO.
 CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs);
 CourseTasks FinishUndo(CalibrationCourse* course, bool undone, uint32_t nowMs);
 
-// Time goes by: called a few times a second.
+// Advances the clock; called a few times a second.
 CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs);
 
 // True while a result is tried: TRYING, ASKING, NOT_SAVED and NOT_UNDONE.
@@ -128,21 +128,21 @@ bool HasButton(const CalibrationCourse* course, PageButton button);
 // True when all is done: SAVED, UNDONE and LEFT.
 bool IsOver(const CalibrationCourse* course);
 
-// True when a target lies so far from where the others let expect it that the points are saved only
+// True when a target lies so far from where the others predict it that the points are saved only
 // by somebody who sees that.
 bool IsDoubtful(const CalibrationCourse* course);
 
 // Why the panel that is calibrated, or all of them, report nothing; NONE: it is there.
 PanelLoss LossOf(const CalibrationCourse* course);
 
-// From TRYING and MISFIT on: how far a target lies from where the others let expect it, in pixels,
+// From TRYING and MISFIT on: how far a target lies from where the others predict it, in pixels,
 // and the first target to touch again: the one that does not fit, else the one that lies farthest
 // off.
 double ResidualPixels(const CalibrationCourse* course, uint32_t target);
 uint32_t WorstTarget(const CalibrationCourse* course);
 
-// How far off touches are, in pixels: the worst of the marks that were touched, before that
-// (HasTouchedMarks) the worst residual. And what such a distance is worth.
+// The distance of touches from where they should land, in pixels: the worst of the touched marks,
+// before that (HasTouchedMarks) the worst residual. And the rating of such a distance.
 bool HasTouchedMarks(const CalibrationCourse* course);
 double DistanceOff(const CalibrationCourse* course);
 Accuracy AccuracyOf(const CalibrationCourse* course, double pixels);

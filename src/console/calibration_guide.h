@@ -1,6 +1,6 @@
 // The targets of a calibration: which one waits for a finger, what a touch on it is worth, and
 // whether the points fit each other in the end. Where a target lies too far from where the others
-// let expect it (JudgePoints), the outlier is asked for again. Where that changes nothing all
+// predict it (JudgePoints), the outlier is asked for again. Where that changes nothing all
 // suspects are, of four targets all: the wrong one can be another than the one that stands out.
 // It knows no window, no controller and no clock: reports come with their time. One thread at a
 // time.
@@ -31,7 +31,7 @@ enum class GuideReason : uint8_t {
     LIFTED_EARLY, // before the ring was full
     SLID,         // the finger has not rested, or something else touches the panel as well
     ELSEWHERE,    // the touch is where another target was touched
-    UNEVEN,       // it lies too far from where the other targets let expect it, or makes one do so
+    UNEVEN,       // it lies too far from where the other targets predict it, or makes one do so
 };
 
 // What a report has changed, for who shows it.

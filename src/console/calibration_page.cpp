@@ -139,7 +139,7 @@ void PaintDistance(const CalibrationCourse* course, uint32_t mark, HDC device)
         {WORDS_UNITS - 1, FW_BOLD, ColorOf(AccuracyOf(course, distance)), DT_SINGLELINE}, &area);
 }
 
-// How far each cross lies from where the others let expect it, small and where it was.
+// How far each cross lies from where the others predict it, small and where it was.
 void PaintResiduals(const CalibrationCourse* course, HDC device)
 {
     const int unit = PageUnit(course->screen);
@@ -211,7 +211,7 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
     }
 }
 
-// The seconds that are left: true where they are counted down.
+// Writes the seconds that are left; false while none are counted down.
 bool PaintCountdown(const CalibrationCourse* course, HDC device, RECT* area)
 {
     PageLine line{};

@@ -97,7 +97,7 @@ struct PanelSource {
     // Stores the points, whole or not at all: true when the file has them. Else why not.
     bool (*store)(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity);
 
-    // Puts the calibration back that the last store replaced: true when the file has it. Else why
+    // Restores the calibration that the last store replaced: true when the file has it. Else why
     // not.
     bool (*undo)(uint32_t panel, WCHAR* reason, size_t capacity);
 };

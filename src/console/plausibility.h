@@ -15,7 +15,7 @@ enum class PointsFault : uint8_t {
     ORDER,      // two neighbours are measured the wrong way round
     FOLD,       // the targets around a part of the screen enclose no such part of the panel
     RANGE,      // all of them lie within a small part of the panel
-    UNEVEN,     // a target is far from where the others let expect it
+    UNEVEN,     // a target is far from where the others predict it
 };
 
 inline constexpr uint32_t NO_TARGET = UINT32_MAX;
@@ -26,7 +26,7 @@ struct Residual {
     double y;
 };
 
-// A target that lies farther from where the others let expect it, in percent of the screen, was not
+// A target that lies farther from where the others predict it, in percent of the screen, was not
 // touched where it is: no panel is so uneven.
 inline constexpr double MAX_RESIDUAL_PERCENT = 3;
 
@@ -34,7 +34,7 @@ struct PointsJudgement {
     PointsFault fault;
     uint32_t target; // from 0, in target order; NO_TARGET where none can be named
     uint32_t other;  // the second one of SAME_PLACE and ORDER
-    // How far each target lies from where the others let expect it: from the smooth map that fits
+    // How far each target lies from where the others predict it: from the smooth map that fits
     // those best. 0 where there is no such map.
     std::array<Residual, MAX_CALIBRATION_POINTS> residuals;
     // The targets that lie more than MAX_RESIDUAL_PERCENT off, whatever `fault` is: a bit for each.
@@ -50,7 +50,7 @@ struct PointsJudgement {
 // of first order for 4 points, else of second order.
 PointsJudgement JudgePoints(const CalibrationData* calib, uint32_t resolutionBits);
 
-// How far that target lies from where the others let expect it, in percent of the screen.
+// How far that target lies from where the others predict it, in percent of the screen.
 double ResidualPercent(const PointsJudgement* judgement, uint32_t target);
 
 } // namespace korvex

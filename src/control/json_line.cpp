@@ -4,6 +4,8 @@
 #include <array>
 #include <ctime>
 
+#include "process/text_layout.h"
+
 namespace korvex::command {
 
 namespace {
@@ -11,30 +13,10 @@ namespace {
 constexpr const char* TIME_FORMAT = "%Y-%m-%dT%H:%M:%SZ"; // ISO 8601, UTC
 constexpr int MAX_DEPTH = 16;                             // the protocol's own answers have 4
 
-bool IsControl(unsigned char byte)
-{
-    constexpr unsigned char DELETE = 0x7F;
-    return byte < ' ' || byte == DELETE;
-}
-
-// Replaces control characters: those of ASCII, and in UTF-8 those from U+0080 to U+009F.
-void Clean(std::string* text)
-{
-    for (size_t i = 0; i < text->size(); ++i) {
-        auto& byte = text->at(i);
-        const bool isSecondControl
-            = i > 0 && text->at(i - 1) == '\xC2' && static_cast<unsigned char>(byte) < 0xA0;
-        if (IsControl(static_cast<unsigned char>(byte)) || isSecondControl)
-            byte = '?';
-        if (isSecondControl)
-            text->at(i - 1) = '?';
-    }
-}
-
 void CleanTexts(Json* value)
 {
     if (value->is_string())
-        Clean(&value->get_ref<std::string&>());
+        ReplaceControls(&value->get_ref<std::string&>());
     if (value->is_structured())
         std::for_each(value->begin(), value->end(), [](Json& part) { CleanTexts(&part); });
 }

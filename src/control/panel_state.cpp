@@ -30,7 +30,7 @@ PanelState StateFrom(const Json& json)
     state.firmware = TextIn(json, "firmware");
     state.controller = json.at("controller").get<std::string>();
     state.resolutionBits = CountFrom(json.at("resolutionBits"));
-    if (state.resolutionBits != 10 && state.resolutionBits != 12)
+    if (state.resolutionBits != LOW_RESOLUTION_BITS && state.resolutionBits != HIGH_RESOLUTION_BITS)
         throw std::out_of_range("no resolution");
     state.baudRate = static_cast<uint32_t>(NumberOf(json.value("baudRate", Json())).value_or(0));
     state.since = TimeFrom(json.value("since", Json()));

@@ -12,8 +12,6 @@ constexpr int ATTEMPTS = 3;
 constexpr uint32_t CHECKED_BYTES = 5; // a packet's checksum covers its first five bytes
 constexpr uint8_t SEVEN_BIT_LIMIT = 0x80;
 constexpr std::array<uint32_t, 2> BAUD_RATES{19200, 9600};
-constexpr uint32_t LOW_RESOLUTION_BITS = 10;
-constexpr uint32_t HIGH_RESOLUTION_BITS = 12;
 
 // The short packets go first: a 6-byte controller ignores them, but a 5-byte one could take a
 // longer packet for more than one command.

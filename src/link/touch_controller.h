@@ -26,10 +26,14 @@ constexpr uint32_t ReportLengthOf(uint32_t model)
     return model == MODEL_7700 ? 5 : 6;
 }
 
+// The resolutions of controllers.
+inline constexpr uint32_t LOW_RESOLUTION_BITS = 10;
+inline constexpr uint32_t HIGH_RESOLUTION_BITS = 12;
+
 // The models that can be identified and driven.
 struct DrivenModel {
     uint32_t model;
-    bool hasFineResolution; // 12 bits are possible; else always 10
+    bool hasHighResolution; // it is possible; else always the low one
 };
 
 inline constexpr std::array DRIVEN_MODELS{

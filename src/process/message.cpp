@@ -29,6 +29,7 @@ void Print(Priority priority, const std::string& subject, const std::string& tex
         = isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : std::string();
     line.append(subject).append(": ").append(text);
     std::replace(line.begin(), line.end(), '\n', ' ');
+    ReplaceControls(&line);
     if (!waits) // so much goes whole and without a wait into a pipe that is ready
         line.resize(std::min<size_t>(line.size(), PIPE_BUF - 1));
     line += '\n';

@@ -16,9 +16,9 @@ const std::string& MessagePrefix();
 // Why the command, or a part of it, fails. Waits until it is written.
 void Error(const std::string& text);
 
-// Faults that the command survives, and events. A reader of standard error that
-// does not take the line at once does without: no touch waits for it. `subject`, "left
-// (/dev/ttyUSB0)" for example, takes the place of the command's name.
+// Faults that the command survives, and events. The line is lost where the reader of standard error
+// does not take it at once: no touch waits for it. `subject`, "left (/dev/ttyUSB0)" for example,
+// replaces the command's name.
 void Warning(const std::string& text);
 void Warning(const std::string& subject, const std::string& text);
 void Notice(const std::string& text);

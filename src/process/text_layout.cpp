@@ -33,4 +33,17 @@ std::string Wrapped(std::string_view text, size_t width)
     return wrapped.append(text);
 }
 
+void ReplaceControls(std::string* text)
+{
+    constexpr unsigned char DELETE = 0x7F;
+    for (size_t i = 0; i < text->size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text->at(i));
+        const bool isSecond = i > 0 && text->at(i - 1) == '\xC2' && byte < 0xA0;
+        if (byte < ' ' || byte == DELETE || isSecond)
+            text->at(i) = '?';
+        if (isSecond)
+            text->at(i - 1) = '?';
+    }
+}
+
 } // namespace korvex::command

@@ -33,7 +33,7 @@ std::string PointsFaultText(const PointsJudgement* judgement)
     default:
         return judgement->target == NO_TARGET ? "the calibration points do not fit each other"
                                               : "target " + name(judgement->target)
-                + " was measured far from where the others let expect it";
+                + " was measured far from where the others predict it";
     }
 }
 

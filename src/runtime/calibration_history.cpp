@@ -23,7 +23,6 @@ namespace korvex::command {
 namespace {
 
 constexpr size_t MAX_VERSIONS = 10;
-constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
 
 std::string HistoryPath()
 {
@@ -31,7 +30,7 @@ std::string HistoryPath()
     return path.empty() ? path : path + ".previous";
 }
 
-// An earlier calibration, with nothing in it that is not its own; null where it is none.
+// An earlier calibration, reduced to its known members; null where it is none.
 Json VersionOf(const Json& json)
 {
     CalibrationData calib{};
@@ -47,8 +46,8 @@ Json VersionOf(const Json& json)
         {"residuals", residuals}, {"calibration", CalibrationJson(&calib)}};
 }
 
-// The earlier calibrations of an array; what is not understood, people can change the file, is left
-// out.
+// The earlier calibrations of an array. Parts that are not understood are skipped: people can edit
+// the file.
 Json VersionsIn(const Json& json, const char* key)
 {
     Json versions = Json::array();
@@ -76,7 +75,7 @@ CalibrationHistory Parse(std::string_view content)
                             : CalibrationHistory{"", Json::array(), Json::array()};
 }
 
-// How far its targets lie from where the others let expect them, in percent of the screen.
+// How far its targets lie from where the others predict them, in percent of the screen.
 Json ResidualsOf(CalibrationData calib, uint32_t resolutionBits)
 {
     RepairCalibration(&calib, resolutionBits);
@@ -134,7 +133,7 @@ std::string OtherPanelOf(const CalibrationHistory* history, const std::string& p
 {
     const bool isSame = history->port.empty() || IsSamePort(history->port, port)
         || PanelNameOf(history->port) == PanelNameOf(port);
-    return isSame ? "" : PanelNameOf(history->port);
+    return isSame ? "" : PanelTitle(history->port);
 }
 
 CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolutionBits)
@@ -172,7 +171,7 @@ std::string UndoSave(const std::string& port, const std::string& until, Calibrat
         return "the last save in '" + SettingsFilePath() + "' was for " + other;
     CalibrationData undone{};
     const bool hasFile = ReadCalibrationFile(&undone);
-    RepairCalibration(&undone, FINEST_RESOLUTION_BITS);
+    RepairCalibration(&undone, HIGH_RESOLUTION_BITS);
     ParseCalibration(latest["calibration"], restored); // as it was read, so it can be
     if (!WriteCalibrationFile(restored)) {
         const std::string fault = SavingFault();

@@ -20,8 +20,8 @@ struct CalibrationHistory {
 // Reads the file; empty where there is none that can be read.
 CalibrationHistory ReadCalibrationHistory();
 
-// The panel that the settings file's calibration is for, where that is not the one on `port`; else
-// empty.
+// The panel whose calibration the settings file has and its port, for people; empty where that is
+// the one on `port`, or not known.
 std::string OtherPanelOf(const CalibrationHistory* history, const std::string& port);
 
 // The calibration that a save will replace: that of the settings file, without one `used`, which

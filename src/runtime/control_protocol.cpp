@@ -133,7 +133,7 @@ std::string ReplacedPanel(const RunningSession* session, const CalibrationHistor
                   && !running.state.calibration.file.empty();
           });
     return history->port.empty() && other != sessions.end()
-        ? other->state.panel
+        ? PanelTitle(other->state.path)
         : OtherPanelOf(history, session->state.path);
 }
 

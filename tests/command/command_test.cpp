@@ -26,6 +26,7 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
     const TemporaryFolder folder;
     WriteTextFile("plain", "");
     unsetenv("DISPLAY");
+    unsetenv("XDG_RUNTIME_DIR");
     using Row = std::tuple<Texts, int, std::string>;
     for (const auto& [options, exitCode, error] :
         {Row{{}, 2, "a command is missing"}, Row{{"fly"}, 2, "unknown command 'fly'; see"},

@@ -275,7 +275,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
                  "STD_MIN_X and STD_MAX_X leave less than a fifth of the panel", 1},
              Row{"STD_MIN_X=-2147483648\nSTD_MAX_X=2147483647\n",
                  "'STD_MIN_X=-2147483648' is not between", 1},
-             Row{"STD_MAXX=900\n", "'STD_MAXX=900' is not read: there is no such key", 1},
+             Row{"STD_\x1bMAXX=900\n", "'STD_?MAXX=900' is not read: there is no such key", 1},
              Row{std::string("S\0T\0D\0\n\0", 8), "it is UTF-16 without the mark at its start", 1},
              Row{"[Option]\nSTD_MAX_X=900\n", "it has no section [Calibration]", 1}}) {
         WriteTextFile(

@@ -127,7 +127,7 @@ std::string AskedAgain(
     return asked;
 }
 
-TEST(CalibrationGuide, AsksForTargetsAgainThatLieTooFarFromWhereTheOthersLetExpectThem)
+TEST(CalibrationGuide, AsksForTargetsAgainThatLieTooFarFromWhereTheOthersPredictThem)
 {
     using Wrong = std::map<uint32_t, Point>;
     struct Row {

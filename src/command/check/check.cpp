@@ -32,6 +32,7 @@
 #include "process/message.h"
 #include "process/options.h"
 #include "process/output.h"
+#include "process/text_layout.h"
 #include "runtime/opened_controller.h"
 #include "runtime/running_sessions.h"
 #include "runtime/settings_state.h"
@@ -297,7 +298,9 @@ std::string TextOf(const Findings* findings)
         std::array<char, 96> start{};
         snprintf(start.data(), start.size(), "%-5s  %-8s  ", NameOf(finding.severity),
             finding.subject.c_str());
-        text += start.data() + finding.text + "\n";
+        std::string line = start.data() + finding.text;
+        ReplaceControls(&line);
+        text += line + "\n";
     }
     return text;
 }
@@ -311,7 +314,7 @@ std::string JsonOf(const Findings* findings)
     return list.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-// False when standard output does not take it, which is said.
+// False, with a message, when standard output fails.
 bool Print(const std::string& text)
 {
     if (WriteOutput(text) || IsEndRequested())

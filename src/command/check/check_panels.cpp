@@ -82,8 +82,8 @@ void AddUnasked(NamedPanel* panel, const AskedRuntime* runtime)
     panel->isRefused = runtime->fault == strerror(EACCES);
 }
 
-// Adds what the runtimes say. Those of users, whose panels may have no name, are heard of known
-// ones alone.
+// Adds the states from the runtimes; from those of users, whose panels may have no name, only the
+// states of known panels.
 void AddRuntimes(NamedPanels* panels)
 {
     for (const AskedRuntime& runtime : AskRuntimes()) {
@@ -172,9 +172,10 @@ void CheckUnit(const PanelCheck* check)
         return;
     const PanelUnit* unit = &*check->panel->unit;
     const std::string since = unit->since.empty() ? "" : " since " + unit->since;
-    if (unit->state == "failed" || unit->state == "activating")
+    const bool isStartedAgain = unit->state == "activating" && unit->result != "success";
+    if (unit->state == "failed" || isStartedAgain)
         Add(check, Severity::FAULT,
-            name + (unit->state == "failed" ? " has failed" : " is being started again") + " ("
+            name + (isStartedAgain ? " is being started again" : " has failed") + " ("
                 + unit->result + ")" + since + "; 'journalctl -u " + name + "' has the reason");
     else if (unit->state != "active" && !check->panel->driven && HasAdapter(check->name))
         Add(check, Severity::FAULT,

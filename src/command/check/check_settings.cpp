@@ -30,10 +30,8 @@ namespace {
 
 constexpr const char* SUBJECT = "settings";
 constexpr const char* CURE = "; 'korvex calibrate' makes a new one";
-constexpr uint32_t FINEST_RESOLUTION_BITS = 12;
-constexpr int MAX_RAW = (1 << FINEST_RESOLUTION_BITS) - 1;
-constexpr uint32_t COARSEST_RESOLUTION_BITS = 10;
-constexpr int MAX_COARSE_RAW = (1 << COARSEST_RESOLUTION_BITS) - 1;
+constexpr int MAX_RAW = (1 << HIGH_RESOLUTION_BITS) - 1;
+constexpr int MAX_COARSE_RAW = (1 << LOW_RESOLUTION_BITS) - 1;
 
 void Add(Findings* findings, Severity severity, const std::string& text)
 {
@@ -182,7 +180,7 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
     const bool coarse = std::all_of(calib->advPoints.begin(),
         calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse);
     const PointsJudgement judgement
-        = JudgePoints(calib, coarse ? COARSEST_RESOLUTION_BITS : FINEST_RESOLUTION_BITS);
+        = JudgePoints(calib, coarse ? LOW_RESOLUTION_BITS : HIGH_RESOLUTION_BITS);
     if (judgement.fault != PointsFault::NONE)
         AddFault(findings, PointsFaultText(&judgement));
 }
@@ -220,7 +218,7 @@ void CheckLines(const std::string& path, Findings* findings)
 void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings* findings)
 {
     CalibrationData used = *read;
-    RepairCalibration(&used, FINEST_RESOLUTION_BITS);
+    RepairCalibration(&used, HIGH_RESOLUTION_BITS);
     CheckValue(path, SETTING_ORIENTATION, 1, static_cast<int>(MAX_ORIENTATION), findings);
     CheckPointCount(path, used.pointCount, findings);
     const bool boxCounts = !MapsByPoints(&used); // the panel test stores none

@@ -94,8 +94,8 @@ bool ParseController(std::string_view text, Recording* recording)
     const auto* known = std::find_if(DRIVEN_MODELS.begin(), DRIVEN_MODELS.end(),
         [recording](const DrivenModel& driven) { return driven.model == recording->model; });
     const bool bits = known != DRIVEN_MODELS.end()
-        && (recording->resolutionBits == 10
-            || (recording->resolutionBits == 12 && known->hasFineResolution));
+        && (recording->resolutionBits == LOW_RESOLUTION_BITS
+            || (recording->resolutionBits == HIGH_RESOLUTION_BITS && known->hasHighResolution));
     const bool rate = recording->baudRate == 19200 || recording->baudRate == 9600;
     return bits && firmware && resolution && baud && rate && TakeWord(&text).empty();
 }
