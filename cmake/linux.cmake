@@ -14,14 +14,19 @@ target_precompile_headers(korvex_platform PRIVATE
 add_subdirectory(platform/linux)
 add_subdirectory(drivers)
 
+# The command line of the programs.
+add_library(korvex_cli STATIC)
+target_link_libraries(korvex_cli PUBLIC korvex_options CLI11::CLI11)
+add_subdirectory(cli)
+
 add_library(korvex_process OBJECT)
 add_library(korvex_machine OBJECT)
 add_library(korvex_commands OBJECT)
 foreach(target korvex_process korvex_machine korvex_commands)
-    target_link_libraries(${target} PUBLIC korvex_options Threads::Threads)
+    target_link_libraries(${target} PUBLIC korvex_cli Threads::Threads)
     target_precompile_headers(${target} REUSE_FROM korvex_platform)
 endforeach()
-target_link_libraries(korvex_commands PUBLIC CLI11::CLI11 nlohmann_json::nlohmann_json)
+target_link_libraries(korvex_commands PUBLIC nlohmann_json::nlohmann_json)
 foreach(room process machine control runtime command)
     add_subdirectory(${room})
 endforeach()
@@ -38,7 +43,7 @@ if(NOT KORVEX_SANITIZE) # clang has a sanitizer's routines in the program alone
 endif()
 
 add_library(korvex_emulator_library STATIC)
-target_link_libraries(korvex_emulator_library PUBLIC korvex_options Threads::Threads)
+target_link_libraries(korvex_emulator_library PUBLIC korvex_cli Threads::Threads)
 add_subdirectory(emulator)
 add_executable(korvex_emulator emulator/main.cpp)
 set_target_properties(korvex_emulator PROPERTIES OUTPUT_NAME korvex-emulator)

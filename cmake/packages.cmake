@@ -43,24 +43,23 @@ else()
     include(GNUInstallDirs)
     configure_file(packages/linux/korvex.pc.in korvex.pc @ONLY)
     configure_file(packages/linux/debian/changelog.in changelog.Debian @ONLY)
-    # Man page and completion say what the tables of the command say.
-    add_subdirectory(tools)
-    add_custom_command(OUTPUT korvex.1 korvex.bash VERBATIM DEPENDS korvex_documents packages/linux/korvex.1.in
-        COMMAND korvex_documents man korvex.1 ${PROJECT_SOURCE_DIR}/packages/linux/korvex.1.in
-        COMMAND korvex_documents completion korvex.bash)
+    configure_file(packages/linux/korvex.1.in korvex.1 @ONLY)
+    configure_file(packages/linux/korvex-emulator.1.in korvex-emulator.1 @ONLY)
     # What Debian has compressed is the same whenever it is made.
-    foreach(text ${PROJECT_BINARY_DIR}/korvex.1 ${PROJECT_SOURCE_DIR}/packages/linux/korvex-emulator.1
+    foreach(text ${PROJECT_BINARY_DIR}/korvex.1 ${PROJECT_BINARY_DIR}/korvex-emulator.1
             ${PROJECT_SOURCE_DIR}/packages/linux/korvex.ini.5
             ${PROJECT_BINARY_DIR}/changelog.Debian ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
         cmake_path(GET text FILENAME name)
         add_custom_command(OUTPUT ${name}.gz DEPENDS ${text} COMMAND gzip -9nc ${text} > ${name}.gz)
         list(APPEND compressed ${PROJECT_BINARY_DIR}/${name}.gz)
     endforeach()
-    add_custom_target(korvex_texts ALL DEPENDS ${compressed} ${PROJECT_BINARY_DIR}/korvex.bash)
+    add_custom_target(korvex_texts ALL DEPENDS ${compressed})
     install(TARGETS korvex_command korvex_emulator korvex_library)
     install(FILES include/korvex/korvex.h DESTINATION include/korvex)
     install(FILES ${PROJECT_BINARY_DIR}/korvex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-    install(FILES ${PROJECT_BINARY_DIR}/korvex.bash DESTINATION share/bash-completion/completions RENAME korvex)
+    foreach(program korvex korvex-emulator)
+        install(FILES packages/linux/${program}.bash DESTINATION share/bash-completion/completions RENAME ${program})
+    endforeach()
     install(FILES packages/linux/korvex.service DESTINATION lib/systemd/user)
     install(FILES packages/linux/korvex@.service DESTINATION lib/systemd/system)
     install(FILES packages/linux/72-korvex.rules DESTINATION lib/udev/rules.d)

@@ -1,20 +1,18 @@
-// Any words on the command line: they are read or refused with a documented exit code, and never
-// run anything.
+// Any words on the command line: they are read or refused, and never run anything.
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "command/command_line.h"
+#include "cli/command_line.h"
+#include "command/command_table.h"
 #include "process/exit_codes.h"
 
 using namespace korvex; // NOLINT(google-build-using-namespace): a program of one routine
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    static FILE* const nowhere = fopen("/dev/null", "w");
     // A word ends at a zero or a line end.
     std::vector<std::string> words{"korvex"};
     words.emplace_back();
@@ -30,14 +28,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     const int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
 
-    FILE* const before = stderr;
-    stderr = nowhere; // what is wrong is said there
-    const command::CommandLine line = command::ReadCommandLine(count, arguments.data());
-    stderr = before;
-    if (line.command == nullptr && line.exitCode != command::EXIT_DONE
-        && line.exitCode != command::EXIT_USAGE_ERROR)
+    command::Options options;
+    const command::CommandLine line = command::ReadCommandLine(
+        command::KorvexProgram(command::KorvexCommands(&options)), count, arguments.data());
+    const bool isRefused = !line.fault.empty();
+    if (isRefused != (line.exitCode == command::EXIT_USAGE_ERROR))
         abort();
-    if (line.command == nullptr && line.exitCode == command::EXIT_DONE && line.output.empty())
+    if (!isRefused && line.command.empty() && line.output.empty())
         abort(); // nothing to run and nothing to say
     return 0;
 }

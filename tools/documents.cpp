@@ -1,41 +1,59 @@
-// Makes a document at build time: writes a file of the parts that are made of the tables, in their
-// places in a template where it has one.
+// Man pages and completions, which are made of the declarations of the programs and kept in
+// packages/linux/: makes them again, or with --check compares them.
+//   korvex-documents [--check] FOLDER
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <string_view>
-#include <utility>
 
-#include "command/documents.h"
+#include "cli/documents.h"
+#include "command/command_table.h"
+#include "emulator/command_options.h"
+
+namespace {
+
+using korvex::command::Program;
+
+std::string Read(const std::filesystem::path& path)
+{
+    std::ifstream input(path);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+// False where a document, with `check`, is not what it should be, or else cannot be written.
+bool Keep(const std::filesystem::path& path, const std::string& text, bool check)
+{
+    if (Read(path) == text)
+        return true;
+    if (check)
+        fprintf(stderr, "%s does not say what the program declares; run korvex-documents\n",
+            path.c_str());
+    return !check && (std::ofstream(path) << text << std::flush);
+}
+
+bool KeepDocuments(const std::filesystem::path& folder, const Program& program, bool check)
+{
+    const std::filesystem::path page = folder / (program.name + ".1.in");
+    const std::filesystem::path completion = folder / (program.name + ".bash");
+    const bool isPageKept = Keep(page, UpdateManPage(Read(page), program), check);
+    return Keep(completion, BashCompletion(program), check) && isPageKept;
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
-    using namespace korvex::command;
-    const std::string_view document = argc > 1 ? argv[1] : "";
-    if (!(argc == 3 && document == "completion") && !(argc == 4 && document == "man")) {
-        fputs("usage: korvex-documents completion FILE, or korvex-documents man FILE TEMPLATE\n",
-            stderr);
+    const bool check = argc == 3 && std::string(argv[1]) == "--check";
+    if (argc != 2 && !check) {
+        fputs("usage: korvex-documents [--check] FOLDER\n", stderr);
         return 2;
     }
-    std::string text = BashCompletion();
-    if (document == "man") {
-        std::ifstream input(argv[3]);
-        text.assign(std::istreambuf_iterator<char>(input), {});
-        for (const auto& [mark, part] :
-            {std::pair<std::string, std::string>("@VERSION@", KORVEX_VERSION),
-                {"@COMMANDS@\n", ManCommands()}, {"@OPTIONS@\n", ManOptions()},
-                {"@EXIT_CODES@", ExitCodes()}}) {
-            const size_t place = text.find(mark);
-            if (place == std::string::npos) {
-                fprintf(stderr, "korvex-documents: the template lacks %s\n", mark.c_str());
-                return 1;
-            }
-            text.replace(place, mark.size(), part);
-        }
-    }
-    std::ofstream output(argv[2]);
-    output << text << std::flush;
-    return output ? 0 : 1;
+    korvex::command::Options options;
+    korvex::emulator::Settings settings;
+    const std::filesystem::path folder = argv[argc - 1];
+    const bool isKept
+        = KeepDocuments(folder, KorvexProgram(korvex::command::KorvexCommands(&options)), check);
+    return KeepDocuments(folder, EmulatorProgram(&settings), check) && isKept ? 0 : 1;
 }

@@ -1,16 +1,21 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <new>
+#include <string>
+#include <vector>
 
-#include "command/command_line.h"
+#include "cli/command_line.h"
+#include "command/command_table.h"
 #include "machine/machine_setup.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
+#include "process/options.h"
 
 namespace korvex::command {
 
@@ -36,9 +41,9 @@ int FlushOutput(int exitCode)
     return OutputFailed();
 }
 
-int Run(const CommandLine* line)
+int Run(const KorvexCommand& command, const Options* options)
 {
-    if (line->command->endsCleanly) {
+    if (command.endsCleanly) {
         if (!WatchForEnd()) {
             Error("the system refuses a thread or a descriptor for its end");
             return EXIT_FAULT;
@@ -48,16 +53,16 @@ int Run(const CommandLine* line)
     }
     int exitCode = EXIT_DONE;
     try {
-        exitCode = SetUpMachine(&line->options, line->command->machine);
+        exitCode = SetUpMachine(options, command.machine);
         if (exitCode == EXIT_DONE)
-            exitCode = line->command->run(&line->options);
+            exitCode = command.run(options);
     } catch (const std::bad_alloc&) {
         Error("memory is short");
         fflush(nullptr);
         _exit(EXIT_FAULT); // threads may be using what would be torn down
     }
-    return exitCode == EXIT_DONE && (WasWriteRefused() || WasInputLost(&line->options)) ? EXIT_FAULT
-                                                                                        : exitCode;
+    return exitCode == EXIT_DONE && (WasWriteRefused() || WasInputLost(options)) ? EXIT_FAULT
+                                                                                 : exitCode;
 }
 
 // Before any thread is started.
@@ -66,12 +71,23 @@ int RunCommand(int argc, char** argv)
     OpenMissingDescriptors();
     BlockEndSignals();
     signal(SIGPIPE, SIG_IGN); // a reader of the output that has gone away shows as a failed write
-    const CommandLine line = ReadCommandLine(argc, argv);
-    if (line.command != nullptr)
-        return FlushOutput(Run(&line));
-    AllowEndSignals();
-    fputs(line.output.c_str(), stdout);
-    return FlushOutput(line.exitCode);
+    Options options;
+    const std::vector<KorvexCommand> commands = KorvexCommands(&options);
+    const CommandLine line = ReadCommandLine(KorvexProgram(commands), argc, argv);
+    SetMessagePrefix(line.command.empty() ? "korvex" : "korvex " + line.command);
+    if (!line.output.empty() || !line.fault.empty()) {
+        AllowEndSignals();
+        fputs(line.output.c_str(), stdout);
+        if (!line.fault.empty())
+            Error(line.fault);
+        return FlushOutput(line.exitCode);
+    }
+    const auto command = std::find_if(commands.begin(), commands.end(),
+        [&line](const KorvexCommand& one) { return one.syntax.name == line.command; });
+    if (options.pointer.empty() && command->pointer != nullptr)
+        options.pointer = command->pointer;
+    SetDefaults(&options);
+    return FlushOutput(Run(*command, &options));
 }
 
 } // namespace

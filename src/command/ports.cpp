@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/text_layout.h"
 #include "command/subcommands.h"
 #include "control/control_client.h"
 #include "control/json_line.h"
@@ -11,7 +12,6 @@
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
-#include "process/text_layout.h"
 
 namespace korvex::command {
 

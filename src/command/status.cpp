@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/text_layout.h"
 #include "command/subcommands.h"
 #include "control/control_address.h"
 #include "control/control_client.h"
@@ -13,7 +14,6 @@
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
-#include "process/text_layout.h"
 
 namespace korvex::command {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <ctime>
 
-#include "process/text_layout.h"
+#include "cli/text_layout.h"
 
 namespace korvex::command {
 

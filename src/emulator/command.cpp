@@ -13,6 +13,7 @@
 #include <system_error>
 #include <thread>
 
+#include "cli/command_line.h"
 #include "emulator/command_options.h"
 #include "emulator/emulator.h"
 #include "emulator/gestures.h"
@@ -73,9 +74,14 @@ void RunScript(Emulator* emulator, const Settings* settings)
 int RunEmulatorCommand(int argc, char** argv)
 {
     Settings settings;
-    const int exitCode = ParseOptions(argc, argv, &settings);
-    if (exitCode >= 0)
-        return exitCode;
+    const command::CommandLine line
+        = command::ReadCommandLine(EmulatorProgram(&settings), argc, argv);
+    if (!line.output.empty() || !line.fault.empty()) {
+        fputs(line.output.c_str(), stdout);
+        if (!line.fault.empty())
+            fprintf(stderr, "korvex-emulator: %s\n", line.fault.c_str());
+        return line.exitCode;
+    }
 
     sigset_t endSignals;
     sigemptyset(&endSignals);

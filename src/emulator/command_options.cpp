@@ -1,12 +1,9 @@
 #include "emulator/command_options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <string_view>
 #include <system_error>
 
@@ -15,8 +12,6 @@
 namespace korvex::emulator {
 
 namespace {
-
-constexpr int EXIT_USAGE = 2;
 
 bool ParseNumber(std::string_view text, uint32_t largest, uint32_t* number)
 {
@@ -139,29 +134,6 @@ bool ParseGap(std::string_view text, Settings* settings)
     return true;
 }
 
-bool ParseModel(std::string_view text, Settings* settings)
-{
-    settings->options.model = text == "7700" ? 0x7700 : text == "5460" ? 0x5460 : 0x5200;
-    return text == "7700" || text == "5460" || text == "5200";
-}
-
-bool ParseIdentity(std::string_view text, Settings* settings)
-{
-    return ParseNumber(text, 65535, &settings->options.modelNumber);
-}
-
-bool ParseBaudRate(std::string_view text, Settings* settings)
-{
-    uint32_t* rate = &settings->options.baudRate;
-    return ParseNumber(text, 19200, rate) && (*rate == 19200 || *rate == 9600);
-}
-
-bool ParseResolution(std::string_view text, Settings* settings)
-{
-    uint32_t* bits = &settings->options.resolutionBits;
-    return ParseNumber(text, 12, bits) && (*bits == 10 || *bits == 12);
-}
-
 bool ParseMemory(std::string_view text, Settings* settings)
 {
     Bytes bytes;
@@ -171,110 +143,127 @@ bool ParseMemory(std::string_view text, Settings* settings)
     return true;
 }
 
-bool ParseReportNoise(std::string_view text, Settings* settings)
-{
-    return ParseHex(text, &settings->reportFault.noiseBefore);
-}
-
-bool ParseRotation(std::string_view text, Settings* settings)
-{
-    return ParseDecimal(text, &settings->distortion.rotation);
-}
-
-template <PanelPoint Distortion::* PAIR>
-bool ParsePair(std::string_view text, Settings* settings)
-{
-    return SplitPair(text, &(settings->distortion.*PAIR));
-}
-
-template <std::string Settings::* TEXT>
-bool ParseText(std::string_view text, Settings* settings)
-{
-    settings->*TEXT = text;
-    return !text.empty();
-}
-
-struct OptionDeclaration {
-    const char* name;
-    const char* value; // its placeholder
-    const char* help;
-    bool (*parse)(std::string_view text, Settings* settings); // false when it is not valid
-};
-
-// In the order of the help. Each may be given several times.
-constexpr std::array OPTIONS{
-    OptionDeclaration{"--link", "PATH", "leave a symbolic link to the terminal at PATH",
-        ParseText<&Settings::link>},
-    OptionDeclaration{"--model", "MODEL", "5200, 5460 or 7700 (default 5200)", ParseModel},
-    OptionDeclaration{"--identity", "NUMBER",
-        "the model number that the firmware gives (default: that of the model)", ParseIdentity},
-    OptionDeclaration{"--baud", "RATE",
-        "19200 or 9600: the rate at which it answers (default 19200)", ParseBaudRate},
-    OptionDeclaration{
-        "--resolution", "BITS", "10 or 12 (default 10; only model 5200 has 12)", ParseResolution},
-    OptionDeclaration{"--firmware", "A.B.C", "firmware version (default 1.2.3)", ParseFirmware},
-    OptionDeclaration{"--memory", "HEX",
-        "the start of the board memory, two digits a byte (default all zero)", ParseMemory},
-    OptionDeclaration{"--fault", "KIND[=COUNT]",
-        "spoil the next COUNT answers, or all: silence, wrong-echo, corruption, noise", ParseFault},
-    OptionDeclaration{
-        "--report-noise", "HEX", "send these bytes before each report", ParseReportNoise},
-    OptionDeclaration{"--report-gap", "BYTE,MS",
-        "pause for MS milliseconds after each report's first BYTE bytes", ParseGap},
-    OptionDeclaration{"--scale", "X,Y",
-        "the panel measures touches stretched by these factors about its middle,",
-        ParsePair<&Distortion::scale>},
-    OptionDeclaration{"--rotate", "DEGREES", "turned clockwise about its middle,", ParseRotation},
-    OptionDeclaration{"--offset", "X,Y", "shifted by these percentages of its size,",
-        ParsePair<&Distortion::offset>},
-    OptionDeclaration{"--target-error", "N=X,Y",
-        "and off by these at the panel test's target N (1 to 9, row by row)", ParseTargetError},
-    OptionDeclaration{"--noise", "UNITS[,SEED]",
-        "measurements have noise of this standard deviation (raw units), and outliers", ParseNoise},
-    OptionDeclaration{"--script", "FILE",
-        "carry out the gestures in FILE (\"-\": standard input), one a line",
-        ParseText<&Settings::script>},
-};
-
-int Refuse(const std::string& fault)
-{
-    fprintf(stderr, "korvex-emulator: %s\n", fault.c_str());
-    return EXIT_USAGE;
-}
-
 } // namespace
 
-int ParseOptions(int argc, char** argv, Settings* settings)
+command::Program EmulatorProgram(Settings* settings)
 {
-    CLI::App app("Emulates a touch controller on a pseudo-terminal and prints each command that it "
-                 "receives.",
-        "korvex-emulator");
-    for (const OptionDeclaration& option : OPTIONS)
-        app.add_option(option.name)
-            ->description(option.help)
-            ->option_text(option.value)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-            ->allow_extra_args(false);
-    app.add_flag("--panel-test", settings->followsPanelTest,
-        "follow a panel test: the same as a script with the line \"panel-test\"");
-    app.set_help_flag("-h,--help", "show this");
-    app.set_version_flag("-v,--version", "korvex-emulator " KORVEX_VERSION, "show the version");
-    app.footer("Gestures, positions in percent of the panel:\n" + std::string(GESTURE_HELP));
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& asked) { // for help or the version
-        return app.exit(asked);
-    } catch (const CLI::ParseError& error) {
-        const std::vector<std::string> left = app.remaining();
-        return Refuse(left.empty() ? error.what() : "unexpected argument '" + left[0] + "'");
-    }
-    for (const OptionDeclaration& option : OPTIONS) {
-        for (const std::string& value : app.get_option(option.name)->results()) {
-            if (!option.parse(value, settings))
-                return Refuse("invalid value '" + value + "' for '" + option.name + "'");
-        }
-    }
-    return -1;
+    using command::Completion;
+    using command::StoreText;
+    const auto parse = [settings](bool (*parser)(std::string_view, Settings*)) {
+        return [=](const std::string& text) { return parser(text, settings); };
+    };
+    const auto number = [](uint32_t* value, int base) {
+        return [=](const std::string& text) { // one of the choices
+            *value = static_cast<uint32_t>(std::stoul(text, nullptr, base));
+            return true;
+        };
+    };
+    const auto pair = [](PanelPoint* value) {
+        return [=](const std::string& text) { return SplitPair(text, value); };
+    };
+    EmulatorOptions* options = &settings->options;
+    return {.name = "korvex-emulator",
+        .help = "Emulates a touch controller on a pseudo-terminal and prints each command that it "
+                "receives.",
+        .footer = "Gestures, positions in percent of the panel:\n" + std::string(GESTURE_HELP),
+        .options = {
+            {.name = "--link",
+                .value = "PATH",
+                .help = "leave a symbolic link to the terminal at PATH",
+                .store = StoreText(&settings->link),
+                .expected = "a path",
+                .completion = Completion::FILES},
+            {.name = "--model",
+                .help = "the model (default 5200)",
+                .store = number(&options->model, 16),
+                .choices = {"5200", "5460", "7700"}},
+            {.name = "--identity",
+                .value = "NUMBER",
+                .help = "the model number that the firmware gives (default: that of the model)",
+                .store =
+                    [=](const std::string& text) {
+                        return ParseNumber(text, 65535, &options->modelNumber);
+                    },
+                .expected = "a number from 0 to 65535"},
+            {.name = "--baud",
+                .help = "the rate at which it answers (default 19200)",
+                .store = number(&options->baudRate, 10),
+                .choices = {"19200", "9600"}},
+            {.name = "--resolution",
+                .help = "bits of a coordinate (default 10; only model 5200 has 12)",
+                .store = number(&options->resolutionBits, 10),
+                .choices = {"10", "12"}},
+            {.name = "--firmware",
+                .value = "A.B.C",
+                .help = "firmware version (default 1.2.3)",
+                .store = parse(ParseFirmware),
+                .expected = "MAJOR.MINOR.BUILD, such as 1.2.3"},
+            {.name = "--memory",
+                .value = "HEX",
+                .help = "the start of the board memory, two digits a byte (default all zero)",
+                .store = parse(ParseMemory),
+                .expected = "hexadecimal digits, two a byte"},
+            {.name = "--fault",
+                .value = "KIND[=COUNT]",
+                .help = "spoil the next COUNT answers, or all, in this way: silence, wrong-echo, "
+                        "corruption or noise; may be given several times",
+                .store = parse(ParseFault),
+                .expected = "silence, wrong-echo, corruption or noise, and perhaps =COUNT",
+                .repeatable = true},
+            {.name = "--report-noise",
+                .value = "HEX",
+                .help = "send these bytes before each report",
+                .store =
+                    [=](const std::string& text) {
+                        return ParseHex(text, &settings->reportFault.noiseBefore);
+                    },
+                .expected = "hexadecimal digits, two a byte"},
+            {.name = "--report-gap",
+                .value = "BYTE,MS",
+                .help = "pause for MS milliseconds after each report's first BYTE bytes",
+                .store = parse(ParseGap),
+                .expected = "a number from 0 to 5, and milliseconds"},
+            {.name = "--scale",
+                .value = "X,Y",
+                .help = "the panel measures touches stretched by these factors about its middle",
+                .store = pair(&settings->distortion.scale),
+                .expected = "two numbers"},
+            {.name = "--rotate",
+                .value = "DEGREES",
+                .help = "then turned clockwise about its middle",
+                .store =
+                    [=](const std::string& text) {
+                        return ParseDecimal(text, &settings->distortion.rotation);
+                    },
+                .expected = "a number"},
+            {.name = "--offset",
+                .value = "X,Y",
+                .help = "then shifted by these percentages of its size",
+                .store = pair(&settings->distortion.offset),
+                .expected = "two numbers"},
+            {.name = "--target-error",
+                .value = "N=X,Y",
+                .help = "and at the panel test's target N (1 to 9, row by row) off by these; may "
+                        "be given several times",
+                .store = parse(ParseTargetError),
+                .expected = "a target from 1 to 9, and two numbers",
+                .repeatable = true},
+            {.name = "--noise",
+                .value = "UNITS[,SEED]",
+                .help = "measurements have noise of this standard deviation (raw units), and "
+                        "outliers",
+                .store = parse(ParseNoise),
+                .expected = "a number, and perhaps a whole one"},
+            {.name = "--script",
+                .value = "FILE",
+                .help = "carry out the gestures in FILE (\"-\": standard input), one a line",
+                .store = StoreText(&settings->script),
+                .expected = "a path",
+                .completion = Completion::FILES},
+            {.name = "--panel-test",
+                .help = "follow a panel test, as a script with the line \"panel-test\" does",
+                .store = command::StoreFlag(&settings->followsPanelTest)},
+        }};
 }
 
 } // namespace korvex::emulator

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/program.h"
 #include "emulator/emulator.h"
 
 namespace korvex::emulator {
@@ -19,8 +20,7 @@ struct Settings {
     bool followsPanelTest = false;
 };
 
-// Reads the command line. The exit code when the command ends here, with help, version or the fault
-// printed; -1 to go on.
-int ParseOptions(int argc, char** argv, Settings* settings);
+// The command line of the program; what is given goes into the settings.
+command::Program EmulatorProgram(Settings* settings);
 
 } // namespace korvex::emulator

@@ -96,22 +96,22 @@ struct Port {
     std::string stablePath; // its adapter's across runs
 };
 
-// What is given for a port, which may be under any of its names.
-Port GivenPortOf(const Options* options, const GivenPort* given,
-    const std::vector<platform::ScannedPort>* scanned)
+// A port that is given as a path or any other of its names.
+Port GivenPortOf(const Options* options, const GivenPort& given,
+    const std::vector<platform::ScannedPort>& scanned)
 {
-    const std::string path = PathOfPort(options->ports, given->path);
-    const auto known = std::find_if(scanned->begin(), scanned->end(),
+    const std::string path = PathOfPort(options->ports, given.path);
+    const auto known = std::find_if(scanned.begin(), scanned.end(),
         [&path](const platform::ScannedPort& port) { return IsSamePort(port.path, path); });
     std::error_code error;
-    return {given->name, path,
-        known == scanned->end() ? fs::absolute(path, error).string() : known->stablePath};
+    return {given.name, path,
+        known == scanned.end() ? fs::absolute(path, error).string() : known->stablePath};
 }
 
-// The ports given, else the system's, without consoles.
-std::vector<Port> PortsOf(const Options* options)
+// The ports of the machine: those given with names, else the system's, without consoles.
+std::vector<Port> AllPortsOf(
+    const Options* options, const std::vector<platform::ScannedPort>& scanned)
 {
-    const std::vector<platform::ScannedPort> scanned = platform::ScanSerialPorts();
     std::vector<Port> ports;
     if (options->ports.empty()) {
         for (const platform::ScannedPort& port : scanned) {
@@ -122,7 +122,7 @@ std::vector<Port> PortsOf(const Options* options)
         }
     }
     for (const GivenPort& given : options->ports) {
-        const Port port = GivenPortOf(options, &given, &scanned);
+        const Port port = GivenPortOf(options, given, scanned);
         if (platform::IsKernelConsole(port.path))
             Warning(port.name + " is left out: '" + port.path + "' is a system console");
         else
@@ -131,9 +131,52 @@ std::vector<Port> PortsOf(const Options* options)
     return ports;
 }
 
-void AddPort(const Port* port)
+// A terminal that is no serial port of the system, a pseudo-terminal say, under the first free
+// name.
+Port UnknownPortOf(const std::string& path, const std::vector<Port>& ports)
 {
-    platform::AddSerialPort(platform::FromUtf8(port->name), port->path, port->stablePath);
+    int number = platform::FIRST_OTHER_PORT;
+    const auto isTaken
+        = [&number](const Port& port) { return port.name == "COM" + std::to_string(number); };
+    while (std::any_of(ports.begin(), ports.end(), isTaken))
+        ++number;
+    std::error_code error;
+    return {"COM" + std::to_string(number), path, fs::absolute(path, error).string()};
+}
+
+// The ports that --port selects, each once; all where it selects none. Nothing, with a message,
+// where one is missing.
+std::optional<std::vector<Port>> PortsOf(const Options* options)
+{
+    std::vector<Port> ports = AllPortsOf(options, platform::ScanSerialPorts());
+    if (options->only.empty())
+        return ports;
+    std::vector<Port> selected;
+    for (const std::string& name : options->only) {
+        const std::string path = PathOfPort(options->ports, name);
+        const auto isNamed
+            = [&](const Port& port) { return name == port.name || IsSamePort(path, port.path); };
+        if (std::any_of(selected.begin(), selected.end(), isNamed))
+            continue;
+        const auto found = std::find_if(ports.begin(), ports.end(), isNamed);
+        std::error_code error;
+        if (found != ports.end()) {
+            selected.push_back(*found);
+        } else if (options->ports.empty() && fs::is_character_file(path, error)
+            && !platform::IsKernelConsole(path)) {
+            ports.push_back(UnknownPortOf(path, ports));
+            selected.push_back(ports.back());
+        } else {
+            Error("there is no port '" + name + "'; see 'korvex ports'");
+            return std::nullopt;
+        }
+    }
+    return selected;
+}
+
+void AddPort(const Port& port)
+{
+    platform::AddSerialPort(platform::FromUtf8(port.name), port.path, port.stablePath);
 }
 
 void UseStateFolder(const Options* options)
@@ -199,16 +242,6 @@ bool WasInputLost(const Options* options)
     if (lost)
         Error("cannot write to standard output; touches were lost");
     return lost;
-}
-
-int RefusePortMonitors(const Options* options)
-{
-    if (options->portMonitors.empty())
-        return EXIT_DONE;
-    const PortMonitor& given = options->portMonitors.front();
-    Error("invalid value '" + given.port + "=" + given.output
-        + "' for '--monitor': its window is on one monitor; name the output alone");
-    return EXIT_USAGE_ERROR;
 }
 
 int SetUpPointer(const Options* options)
@@ -321,9 +354,12 @@ bool WasWriteRefused()
 
 int SetUpPorts(const Options* options)
 {
+    const std::optional<std::vector<Port>> ports = PortsOf(options);
+    if (!ports)
+        return EXIT_NO_PORT;
     drivers::RegisterEnumeratorFilter();
-    for (const Port& port : PortsOf(options))
-        AddPort(&port);
+    for (const Port& port : *ports)
+        AddPort(port);
     return EXIT_DONE;
 }
 
@@ -334,29 +370,17 @@ int SetUpDevices(const Options* options)
 
 int SetUpDevicesToAsk(const Options* options)
 {
-    const std::vector<Port> ports = PortsOf(options);
-    const auto isNamed = [options](const std::string& name, const Port& port) {
-        return name == port.name || IsSamePort(PathOfPort(options->ports, name), port.path);
-    };
-    for (const std::string& name : options->only) {
-        if (std::none_of(ports.begin(), ports.end(),
-                [&](const Port& port) { return isNamed(name, port); })) {
-            Error("'--only': there is no port '" + name + "'; see 'korvex ports'");
-            return EXIT_USAGE_ERROR;
-        }
-    }
+    const std::optional<std::vector<Port>> ports = PortsOf(options);
+    if (!ports)
+        return EXIT_NO_PORT;
     if (const int exitCode = SetUpState(options); exitCode != EXIT_DONE)
         return exitCode;
     drivers::RegisterEnumeratorFilter();
-    for (const Port& port : ports) {
-        const bool wanted = options->only.empty()
-            || std::any_of(options->only.begin(), options->only.end(),
-                [&](const std::string& name) { return isNamed(name, port); });
-        const bool ignored = platform::IsPortIgnored(port.path);
-        if (wanted && ignored && !options->only.empty())
-            Warning("'--only': '" + port.path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
-        if (wanted && !ignored)
-            AddPort(&port);
+    for (const Port& port : *ports) {
+        if (!platform::IsPortIgnored(port.path))
+            AddPort(port);
+        else if (!options->only.empty())
+            Warning("'--port': '" + port.path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
     }
     return EXIT_DONE;
 }

@@ -21,9 +21,6 @@ int SetUpQuietTrace(const Options* options);
 // Says on standard error that printed input was lost, once; true when some was.
 bool WasInputLost(const Options* options);
 
-// Refuses monitors of single ports where a command shows one window, and calibrates one panel.
-int RefusePortMonitors(const Options* options);
-
 // Pointer input.
 int SetUpPointer(const Options* options);
 
@@ -43,14 +40,13 @@ std::string PrepareState(const Options* options);
 // standard error, once a file.
 bool WasWriteRefused();
 
-// The serial ports: those given, else the system's.
+// The serial ports: those given (--port), else the system's.
 int SetUpPorts(const Options* options);
 
 // The state folder (SetUpState) and the ports (SetUpPorts).
 int SetUpDevices(const Options* options);
 
-// The same, without the ports that are not to be asked: those that --only does not name, and those
-// that udev has ID_KORVEX_IGNORE for.
+// The same, without the ports that are not to be asked: those that udev has ID_KORVEX_IGNORE for.
 int SetUpDevicesToAsk(const Options* options);
 
 // The same as SetUpDevices, but only to look: nothing is made on the disk.

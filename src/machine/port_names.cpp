@@ -28,12 +28,11 @@ bool IsTty(const std::string& path)
 std::string UartPath(const std::string& port)
 {
     constexpr std::string_view PREFIX = "COM";
-    constexpr int LAST = 32; // those above are other ports (ScanSerialPorts)
     int number = 0;
     const char* end = port.data() + port.size();
     if (!port.starts_with(PREFIX)
         || std::from_chars(port.data() + PREFIX.size(), end, number).ptr != end || number < 1
-        || number > LAST)
+        || number >= platform::FIRST_OTHER_PORT)
         return "";
     std::string path = "/dev/ttyS" + std::to_string(number - 1);
     return IsTty(path) ? path : "";

@@ -50,7 +50,8 @@ std::vector<PortState> AllPorts()
 
 bool IsPanelPort(const Options* options, const PortState* port)
 {
-    return !options->ports.empty() || port->bound || port->model != 0 || !port->panel.empty();
+    return !options->ports.empty() || !options->only.empty() || port->bound || port->model != 0
+        || !port->panel.empty();
 }
 
 const PortState* FindPort(

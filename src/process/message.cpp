@@ -7,11 +7,11 @@
 #include <climits>
 #include <mutex>
 
+#include "cli/text_layout.h"
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
 #include "process/exit_codes.h"
 #include "process/service_manager.h"
-#include "process/text_layout.h"
 
 namespace korvex::command {
 

@@ -41,12 +41,14 @@ void SetDefaults(Options* options)
 {
     std::string refused;
     const bool isX = HasDisplay() && !IsWaylandSession();
-    if (!isX && platform::CanMakeInputDevices(&refused))
+    if (options->pointer.empty() && !isX && platform::CanMakeInputDevices(&refused))
         options->pointer = "uinput";
-    else
+    else if (options->pointer.empty())
         options->pointer = HasDisplay() ? "x11" : "log";
-    options->windows = HasDisplay() ? "x11" : "none";
-    options->stateFolder = DefaultStateFolder();
+    if (options->windows.empty())
+        options->windows = HasDisplay() ? "x11" : "none";
+    if (options->stateFolder.empty())
+        options->stateFolder = DefaultStateFolder();
 }
 
 } // namespace korvex::command

@@ -13,13 +13,13 @@ struct GivenPort {
 };
 
 struct PortMonitor {
-    std::string port;   // COM3, or the path of its tty
+    std::string port;   // any of its names
     std::string output; // HDMI-1
 };
 
 struct Options {
-    std::vector<GivenPort> ports;          // --port; none: those of the system
-    std::vector<std::string> only;         // --only: the ports that are asked; none: all
+    std::vector<GivenPort> ports;          // --port NAME=PATH; none: those of the system
+    std::vector<std::string> only;         // --port PORT: any of their names; none: all
     std::string stateFolder;               // --state
     std::string pointer;                   // --pointer: "x11", "uinput", "log" or "none"
     std::string monitor;                   // --monitor OUTPUT; empty: the primary one

@@ -48,7 +48,7 @@ Texts WordsOf(std::string command)
     words[0] = words[0] == "korvex" ? KORVEX_COMMAND : EMULATOR_COMMAND;
     for (const char* name : {"enum", "paneltest", "calibrate", "check", "ports", "unbind"}) {
         if (words[1] == name && std::find(words.begin(), words.end(), "panel") == words.end())
-            words.insert(words.end(), {"--port", "COM3=panel"});
+            words.insert(words.end(), {"--port", words[1] == "unbind" ? "COM3=panel" : "panel"});
     }
     return words;
 }

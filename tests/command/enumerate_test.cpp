@@ -61,19 +61,18 @@ TEST(KorvexEnum, SendsNoByteToAPortThatIsNotNamed)
 {
     const Installation installation;
     for (const std::string& port : Texts{"COM4", TerminalPath(installation.second.get())}) {
-        Process command(installation.Unseen({"enum", "--only", port}));
+        Process command(installation.Unseen({"enum", "--port", port}));
         EXPECT_THAT(ReadLineWith(command.error, "controller"), HasSubstr("controller 7700"));
         EXPECT_EQ(ReadLine(command.error), "Enable Touch Tests");
         EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     }
     EXPECT_TRUE(ReceivedCommands(installation.first.get()).empty());
     const RunResult unknown
-        = RunProgram(installation.Unseen({"enum", "--only", "COM4", "--only", "left"}));
-    EXPECT_EQ(
-        unknown.error, "korvex enum: '--only': there is no port 'left'; see 'korvex ports'\n");
-    EXPECT_EQ(unknown.exitCode, 2);
+        = RunProgram(installation.Unseen({"enum", "--port", "COM4", "--port", "left"}));
+    EXPECT_EQ(unknown.error, "korvex enum: there is no port 'left'; see 'korvex ports'\n");
+    EXPECT_EQ(unknown.exitCode, 3);
     AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
-    Process command(installation.Unseen({"enum", "--only", "COM3"}));
+    Process command(installation.Unseen({"enum", "--port", "COM3"}));
     EXPECT_NE(ReadLineWith(command.error,
                   "no controller was found on any port that was asked; nothing is driven"),
         "");

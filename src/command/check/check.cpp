@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/text_layout.h"
 #include "command/check/check_panels.h"
 #include "command/check/check_settings.h"
 #include "command/check/finding.h"
@@ -32,7 +33,6 @@
 #include "process/message.h"
 #include "process/options.h"
 #include "process/output.h"
-#include "process/text_layout.h"
 #include "runtime/opened_controller.h"
 #include "runtime/running_sessions.h"
 #include "runtime/settings_state.h"
@@ -338,7 +338,8 @@ int RunCheck(const Options* options)
     const std::string file = SettingsFilePath(); // empty: its path is too long
     if (!CheckPanels(&findings) || file.empty() || std::filesystem::exists(file, error))
         CheckSettings(&findings);
-    SetUpPorts(options);
+    if (const int exitCode = SetUpPorts(options); exitCode != EXIT_DONE)
+        return exitCode;
     const std::vector<PortState> ports = AllPorts();
     if (ports.empty())
         Add(&findings, Severity::FAULT, "ports",

@@ -31,12 +31,12 @@ const PointerKind* FindPointerKind(const std::string& name)
     return found == KINDS.end() ? nullptr : found;
 }
 
-std::vector<const char*> PointerNames()
+std::vector<std::string> PointerNames()
 {
-    std::vector<const char*> names;
+    std::vector<std::string> names;
     names.reserve(KINDS.size());
     for (const PointerKind& kind : KINDS)
-        names.push_back(kind.name);
+        names.emplace_back(kind.name);
     return names;
 }
 

@@ -19,6 +19,6 @@ struct PointerKind {
 const PointerKind* FindPointerKind(const std::string& name);
 
 // The names of all, in the order of the help.
-std::vector<const char*> PointerNames();
+std::vector<std::string> PointerNames();
 
 } // namespace korvex::platform

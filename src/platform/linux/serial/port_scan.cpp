@@ -19,8 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int FIRST_ADAPTER_NUMBER = 33;
-
 // The families that have their place; the others follow in the alphabet.
 constexpr std::array<std::string_view, 3> FAMILIES{"ttyS", "ttyUSB", "ttyACM"};
 
@@ -97,7 +95,7 @@ std::vector<ScannedPort> ScanSerialPorts(const SystemRoots& roots)
         [](const TtyName& a, const TtyName& b) { return OrderOf(&a) < OrderOf(&b); });
 
     std::vector<ScannedPort> ports;
-    int nextAdapter = FIRST_ADAPTER_NUMBER;
+    int nextAdapter = FIRST_OTHER_PORT;
     for (const TtyName& tty : found) {
         const int number = tty.family == FAMILIES.front() ? tty.number + 1 : nextAdapter++;
         nextAdapter = std::max(nextAdapter, number + 1); // a machine may have more than 32 UARTs

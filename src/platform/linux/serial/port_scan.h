@@ -8,6 +8,9 @@
 
 namespace korvex::platform {
 
+// The number of the first port that is none of the up to 32 UARTs: COM33.
+inline constexpr int FIRST_OTHER_PORT = 33;
+
 struct ScannedPort {
     // "COM1": ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters (ttyUSB, ttyACM) follow from COM33,
     // or behind the last UART, and then the ports of other drivers (ttyAMA, ttymxc).

@@ -1,4 +1,4 @@
-#include "process/text_layout.h"
+#include "cli/text_layout.h"
 
 #include <algorithm>
 

@@ -1,0 +1,237 @@
+#include "cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "cli/text_layout.h"
+#include "process/exit_codes.h"
+
+namespace korvex::command {
+
+namespace {
+
+constexpr size_t NAME_COLUMN = 30;
+constexpr size_t TEXT_COLUMNS = 78;
+
+std::string ListOf(const std::vector<std::string>& words)
+{
+    std::string list;
+    for (size_t i = 0; i < words.size(); ++i)
+        list += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
+    return list;
+}
+
+// Stores values; the first one that is not valid is an error.
+void Store(const Option& option, const std::vector<std::string>& values)
+{
+    const auto& choices = option.choices;
+    for (const std::string& value : values) {
+        std::string expected = choices.empty() ? option.expected : ListOf(choices);
+        if (value.find_first_of("\n\r") != std::string::npos)
+            expected = "it must be one line";
+        else if ((choices.empty()
+                     || std::find(choices.begin(), choices.end(), value) != choices.end())
+            && option.store(value))
+            continue;
+        throw CLI::ValidationError("invalid value '" + value + "' for '" + option.name + "'"
+            + (expected.empty() ? "" : ": " + expected));
+    }
+}
+
+void AddOption(CLI::App* app, const Option& option)
+{
+    const std::string help = Wrapped(option.help, TEXT_COLUMNS);
+    const bool isArgument = !option.name.starts_with('-');
+    const std::string value = isArgument ? "" : PlaceholderOf(option);
+    if (!isArgument && value.empty()) {
+        app->add_flag_callback(option.name, [&option] { Store(option, {""}); }, help);
+        return;
+    }
+    const auto store = [&option](const std::vector<std::string>& values) {
+        Store(option, values);
+        return true;
+    };
+    CLI::Option* added = app->add_option(option.name, store, help)->required(option.required);
+    added->multi_option_policy(
+        option.repeatable ? CLI::MultiOptionPolicy::TakeAll : CLI::MultiOptionPolicy::TakeLast);
+    if (!isArgument)
+        added->type_name(value)->allow_extra_args(false);
+    else
+        added->option_text(" ")->expected(
+            option.repeatable ? CLI::detail::expected_max_vector_size : 1);
+}
+
+void AddOptions(CLI::App* app, const std::vector<Option>& options)
+{
+    for (const Option& option : options)
+        AddOption(app, option);
+}
+
+void AddCommands(CLI::App* app, const Program& program, bool withHidden)
+{
+    app->require_subcommand(1);
+    app->get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app->add_flag("--help-all")
+        ->description("show this, with the commands that do what Windows would do");
+    for (const Command& command : program.commands) {
+        CLI::App* added = app->add_subcommand(command.name, Wrapped(command.help, TEXT_COLUMNS));
+        added->group(command.group.empty() && withHidden ? program.hiddenGroup : command.group);
+        added->get_formatter()->label("Positionals", "Arguments");
+        added->set_help_flag("-h,--help", "show this");
+        AddOptions(added, command.arguments);
+        AddOptions(added, command.options);
+    }
+}
+
+// How many letters must be added, left out or exchanged to make one word of the other
+// (Levenshtein).
+size_t EditDistance(std::string_view a, std::string_view b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < a.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < b.size(); ++j) {
+            const size_t exchanged = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({exchanged, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row[b.size()];
+}
+
+// "; did you mean 'calibrate'?" where one of these is near the word; else `otherwise`.
+std::string NearestOf(
+    const std::string& word, const std::vector<std::string>& known, const std::string& otherwise)
+{
+    constexpr size_t MAX_DISTANCE = 2;
+    const auto nearest = std::min_element(
+        known.begin(), known.end(), [&word](const std::string& a, const std::string& b) {
+            return EditDistance(word, a) < EditDistance(word, b);
+        });
+    return nearest == known.end() || EditDistance(word, *nearest) > MAX_DISTANCE
+        ? otherwise
+        : "; did you mean '" + *nearest + "'?";
+}
+
+std::vector<std::string> OptionNames(const CLI::App* app)
+{
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app->get_options()) {
+        for (const std::string& name : option->get_lnames())
+            names.push_back("--" + name);
+    }
+    return names;
+}
+
+// The parser's error as a message. A wrong word comes before what is missing, which the parser
+// reports first: it explains more.
+std::string FaultOf(const CLI::App* app, const CLI::ParseError& error)
+{
+    const bool hasCommand = app->get_parent() != nullptr;
+    const std::string name
+        = hasCommand ? app->get_parent()->get_name() + " " + app->get_name() : app->get_name();
+    const std::string hint = "; see '" + name + " --help'";
+    std::vector<std::string> commands;
+    for (const CLI::App* command : app->get_subcommands({}))
+        commands.push_back(command->get_name());
+    for (const std::string& left : app->remaining()) {
+        const std::string word = left.substr(0, left.find('='));
+        if (left.starts_with("-") && left != "--")
+            return "unknown option '" + word + "'" + NearestOf(word, OptionNames(app), hint);
+        if (!commands.empty())
+            return "unknown command '" + word + "'" + NearestOf(word, commands, hint);
+        if (left != "--")
+            return "unexpected argument '" + left + "'" + hint;
+    }
+    if (!commands.empty())
+        return "a command is missing" + hint;
+    const std::string fault = error.what();
+    if (error.get_name() == "ArgumentMismatch")
+        return "'" + fault.substr(0, fault.find(':')) + "' needs a value" + hint;
+    return fault + (error.get_name() == "ValidationError" ? "" : hint);
+}
+
+// The words after the program's name; "help" and "version" are what people try first.
+std::vector<std::string> WordsOf(const Program& program, int argc, char** argv)
+{
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (program.commands.empty() || words.empty())
+        return words;
+    if (words.front() == "version")
+        words.front() = "--version";
+    if (words.front() == "help") {
+        words.erase(words.begin());
+        const bool known = words.empty()
+            || std::any_of(program.commands.begin(), program.commands.end(),
+                [&words](const Command& command) { return command.name == words.front(); });
+        if (known)
+            words.emplace_back("--help");
+    }
+    return words;
+}
+
+} // namespace
+
+std::string PlaceholderOf(const Option& option)
+{
+    std::string text = option.value;
+    if (text.empty()) {
+        for (const std::string& choice : option.choices)
+            text += (text.empty() ? "" : "|") + choice;
+    }
+    return text;
+}
+
+std::string ExitCodesText(const Program& program)
+{
+    std::string text;
+    for (size_t code = 0; code < program.exitCodes.size(); ++code)
+        text += (code == 0 ? "" : "; ") + std::to_string(code) + " " + program.exitCodes[code];
+    return text;
+}
+
+CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
+{
+    CommandLine line;
+    std::vector<std::string> words = WordsOf(program, argc, argv);
+    const bool helpsWithAll = !words.empty() && words.front() == "--help-all";
+    CLI::App app(program.help, program.name);
+    app.get_formatter()->column_width(NAME_COLUMN);
+    app.get_formatter()->label("OPTIONS", "OPTION...");
+    app.set_help_flag("-h,--help", "show this");
+    app.set_version_flag("-v,--version", program.name + " " KORVEX_VERSION, "show the version");
+    if (program.commands.empty())
+        AddOptions(&app, program.options);
+    else
+        AddCommands(&app, program, helpsWithAll);
+    const std::string exitCodes = ExitCodesText(program);
+    app.footer(program.footer
+        + (exitCodes.empty() ? "" : Wrapped("\nExit codes: " + exitCodes + ".", TEXT_COLUMNS)));
+    const auto chosen = [&app]() -> CLI::App* {
+        const std::vector<CLI::App*> apps = app.get_subcommands();
+        return apps.empty() ? &app : apps.front();
+    };
+    if (helpsWithAll)
+        words.front() = "--help";
+    std::reverse(words.begin(), words.end()); // as CLI11 takes them
+    try {
+        app.parse(std::move(words));
+    } catch (const CLI::CallForHelp&) {
+        line.output = app.help();
+    } catch (const CLI::CallForVersion& version) {
+        line.output = std::string(version.what()) + "\n";
+    } catch (const CLI::ParseError& error) {
+        line.fault = FaultOf(app.remaining().empty() ? chosen() : &app, error);
+        line.exitCode = EXIT_USAGE_ERROR;
+    }
+    if (chosen() != &app && app.remaining().empty())
+        line.command = chosen()->get_name();
+    return line;
+}
+
+} // namespace korvex::command
