@@ -21,7 +21,7 @@ _korvex_emulator() {
     " --script") COMPREPLY=($(compgen -f -- "$word")); return ;;
     esac
     case $command in
-    *) options="--help --link --model --identity --baud --resolution --firmware --memory --fault --report-noise --report-gap --scale --rotate --offset --target-error --noise --script --panel-test" ;;
+    *) options="--help --version --link --model --identity --baud --resolution --firmware --memory --fault --report-noise --report-gap --scale --rotate --offset --target-error --noise --script --panel-test" ;;
     esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))

@@ -210,7 +210,10 @@ TEST(CoInstaller, GoesOnAfterEveryFailure)
     };
     for (const Row& row :
         {
-            Row{{5, 1}, [](Installer* spoiled) { platform::LockHardwareKey(spoiled->node); },
+            Row{{5, 1},
+                [](Installer* spoiled) {
+                    platform::NodeOf(spoiled->node)->hooks.hardwareKeyLocked = true;
+                },
                 "none, none, none, " + std::string(MOUSE_FOR_FINGERS) + "mode 1, no restart"},
             Row{{6, 1}, [](Installer* spoiled) { spoiled->driver->openable = false; },
                 "binary 1, dword 1, binary 1, " + std::string(MOUSE_AS_BEFORE) + "restart"},

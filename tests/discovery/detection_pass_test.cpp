@@ -161,7 +161,7 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
             "Skip Detection on :", PathOf("COM5"), "\n"));
     EXPECT_EQ(RegistryNumber(ParametersOf(u"COM4"), u"AlwaysExist"), 0);
     EXPECT_EQ(RegistryNumber(ParametersOf(u"COM4"), u"Model"), 0x5200);
-    EXPECT_EQ(platform::RestartsOf(third), 2);
+    EXPECT_EQ(platform::NodeOf(third)->hooks.restarts, 2);
     EXPECT_EQ(ReceivedCommands(silent.get()).size(), commandsBefore) << "a refresh opens no port";
 
     trace.texts.clear();
@@ -242,13 +242,13 @@ TEST(DetectControllers, AsksTheTouchDriverWhereThePortIsHeldAndLeavesTheOthersAl
         host.windows.texts, ElementsAre("Detecting COM3", "Detecting COM4", "Detecting COM5"));
     EXPECT_THAT(trace.texts, ElementsAre("Skip Detection on :", PathOf("COM7"), "\n"))
         << "and of all others not a word";
-    EXPECT_EQ(platform::EnumerationsOf(bound), 1);
+    EXPECT_EQ(platform::NodeOf(bound)->hooks.enumerations, 1);
     EXPECT_THAT(ReceivedCommands(other.get()), IsEmpty());
 
     host.Detect(PASS_REFRESH);
-    EXPECT_EQ(platform::EnumerationsOf(bound), 2);
-    EXPECT_EQ(platform::RestartsOf(stranger), 0);
-    EXPECT_EQ(platform::EnumerationsOf(stranger), 0);
+    EXPECT_EQ(platform::NodeOf(bound)->hooks.enumerations, 2);
+    EXPECT_EQ(platform::NodeOf(stranger)->hooks.restarts, 0);
+    EXPECT_EQ(platform::NodeOf(stranger)->hooks.enumerations, 0);
     CloseHandle(holder);
 }
 
@@ -264,11 +264,11 @@ TEST(DetectControllers, RestartsAPortWhateverItsName)
         const DEVINST port = AddPort(name, nullptr);
         platform::PresentChild(port, u"SERENUM\\KVX7700\\A");
         if (locked)
-            platform::LockHardwareKey(port);
+            platform::NodeOf(port)->hooks.hardwareKeyLocked = true;
         Host host;
         host.Detect(PASS_REFRESH);
         EXPECT_THAT(host.windows.texts, ElementsAre(status));
-        EXPECT_EQ(platform::RestartsOf(port), 1);
+        EXPECT_EQ(platform::NodeOf(port)->hooks.restarts, 1);
         HKEY parameters = nullptr; // an empty name is the key above all ports' own
         RegOpenKeyExW(HKEY_LOCAL_MACHINE,
             u"SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters", 0, KEY_ALL_ACCESS,
@@ -289,7 +289,7 @@ TEST(ReadPortNumber, BeginsAtTheFourthCharacter)
         const DEVINST port = AddPort(name, nullptr);
         Element element(port);
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), number);
-        platform::LockHardwareKey(port);
+        platform::NodeOf(port)->hooks.hardwareKeyLocked = true;
         EXPECT_EQ(ReadPortNumber(element.devices, &element.data), 0U);
     }
 }

@@ -126,13 +126,11 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
         const TestMachine machine;
         TraceRecorder trace;
         Binding binding;
-        platform::NodeOptions locked;
-        locked.instanceId = u"TTY\\SERIALPORT\\locked";
-        locked.filtersLocked = row.fault == Fault::FILTER;
         if (row.fault == Fault::FILTER || row.fault == Fault::NAME)
-            binding.port = platform::AddNode(locked);
-        if (row.fault == Fault::NAME)
-            platform::LockHardwareKey(binding.port);
+            binding.port = platform::AddNode({.instanceId = u"TTY\\SERIALPORT\\locked"});
+        platform::NodeTestHooks* hooks = &platform::NodeOf(binding.port)->hooks;
+        hooks->filtersLocked = row.fault == Fault::FILTER;
+        hooks->hardwareKeyLocked = row.fault == Fault::NAME;
         if (row.fault == Fault::NO_INF)
             InstallEnumeratorService(false);
         platform::ThisMachine()->tests.serviceManagerLocked = row.fault == Fault::SERVICE_MANAGER;
@@ -148,9 +146,10 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
             platform::SetFilterDriver(u"KXSERENUM", platform::RemoveNode);
         const auto taken = binding.Bind().count();
         const int fault = static_cast<int>(row.fault);
-        EXPECT_EQ(platform::UpperFiltersOf(binding.port), row.filters) << fault;
+        const platform::DeviceNode* port = platform::NodeOf(binding.port); // null: it has gone
+        EXPECT_EQ(port == nullptr ? Filters{} : port->upperFilters, row.filters) << fault;
         EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"AlwaysExist"), row.alwaysExist) << fault;
-        EXPECT_EQ(platform::RestartsOf(binding.port), row.restarts) << fault;
+        EXPECT_EQ(hooks->restarts, row.restarts) << fault;
         EXPECT_EQ(binding.controller->rebootRequired, row.rebootRequired) << fault;
         EXPECT_EQ(DeviceIdOf(binding.controller.get()), "(none)") << fault;
         EXPECT_EQ(trace.texts.back(), row.lastTrace) << fault;

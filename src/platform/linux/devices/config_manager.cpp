@@ -74,7 +74,7 @@ CONFIGRET CM_Reenumerate_DevNode(DEVINST node, ULONG flags)
         DeviceNode* found = NodeOf(node);
         if (found == nullptr)
             return CR_INVALID_DEVNODE;
-        ++found->enumerations;
+        ++found->hooks.enumerations;
     }
     korvex::platform::StartFilter(node);
     return CR_SUCCESS;

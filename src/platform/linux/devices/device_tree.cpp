@@ -91,12 +91,6 @@ std::u16string InstanceIdOf(DEVINST node)
         node, [](const DeviceNode* found) { return found->options.instanceId; });
 }
 
-std::vector<std::u16string> UpperFiltersOf(DEVINST node)
-{
-    return ReadNode<std::vector<std::u16string>>(
-        node, [](const DeviceNode* found) { return found->upperFilters; });
-}
-
 std::vector<DEVINST> ChildrenOf(DEVINST node)
 {
     const TreeLock lock;
@@ -119,26 +113,9 @@ void SetStatus(DEVINST node, ULONG status)
         found->status = status;
 }
 
-void LockHardwareKey(DEVINST node)
-{
-    const TreeLock lock;
-    if (DeviceNode* found = NodeOf(node); found != nullptr)
-        found->hardwareKeyLocked = true;
-}
-
 DWORD InstallFlagsOf(DEVINST node)
 {
     return ReadNode<DWORD>(node, [](const DeviceNode* found) { return found->installFlags; });
-}
-
-int RestartsOf(DEVINST node)
-{
-    return ReadNode<int>(node, [](const DeviceNode* found) { return found->restarts; });
-}
-
-int EnumerationsOf(DEVINST node)
-{
-    return ReadNode<int>(node, [](const DeviceNode* found) { return found->enumerations; });
 }
 
 std::string NativePathOf(DEVINST node)

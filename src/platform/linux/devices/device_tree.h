@@ -32,10 +32,17 @@ struct InterfaceOptions {
 struct NodeOptions {
     std::u16string instanceId;
     DEVINST parent = 0; // 0: the root
-    std::vector<std::u16string> hardwareIds;
-    std::vector<InterfaceOptions> interfaces;
-    ULONG status = 0;           // DN_ flags
-    bool filtersLocked = false; // its upper filters cannot be set
+    std::vector<std::u16string> hardwareIds = {};
+    std::vector<InterfaceOptions> interfaces = {};
+    ULONG status = 0; // DN_ flags
+};
+
+// What only tests set and read (NodeOf).
+struct NodeTestHooks {
+    bool filtersLocked = false;     // its upper filters cannot be set
+    bool hardwareKeyLocked = false; // it cannot be opened
+    int restarts = 0;
+    int enumerations = 0;
 };
 
 // A node of the tree. Under the tree's lock.
@@ -44,10 +51,8 @@ struct DeviceNode {
     bool present = true;
     std::vector<std::u16string> upperFilters;
     ULONG status = 0; // DN_ flags
-    bool hardwareKeyLocked = false;
     DWORD installFlags = 0;
-    int restarts = 0;
-    int enumerations = 0;
+    NodeTestHooks hooks;
 };
 
 // Holds the tree's lock while it lives; may be nested.
@@ -72,16 +77,12 @@ void MarkRemoved(DEVINST node);
 // The present node with this instance ID, without regard to case; 0 when there is none.
 DEVINST FindNode(std::u16string_view instanceId);
 
-// What a node is and does now, for drivers and tests.
+// What a node is and does now.
 std::u16string InstanceIdOf(DEVINST node);
-std::vector<std::u16string> UpperFiltersOf(DEVINST node);
 std::vector<DEVINST> ChildrenOf(DEVINST node);
 ULONG StatusOf(DEVINST node);
 void SetStatus(DEVINST node, ULONG status);
-void LockHardwareKey(DEVINST node); // it cannot be opened any more
-DWORD InstallFlagsOf(DEVINST node); // DI_ flags that an installer has set
-int RestartsOf(DEVINST node);
-int EnumerationsOf(DEVINST node);
+DWORD InstallFlagsOf(DEVINST node);     // DI_ flags that an installer has set
 std::string NativePathOf(DEVINST node); // of a serial port: its tty; else empty
 
 // The registry path of a node's hardware key.

@@ -204,7 +204,7 @@ BOOL SetupDiSetDeviceRegistryPropertyW(
     const DeviceNode* node = korvex::platform::PresentNode(element);
     if (node == nullptr)
         return FALSE;
-    if (property != SPDRP_UPPERFILTERS || node->options.filtersLocked)
+    if (property != SPDRP_UPPERFILTERS || node->hooks.filtersLocked)
         return Fail(ERROR_ACCESS_DENIED);
     std::u16string list(size / sizeof(WCHAR), u'\0');
     memcpy(list.data(), buffer, list.size() * sizeof(WCHAR));
@@ -223,7 +223,7 @@ HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD 
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
-    if (node == nullptr || keyType != DIREG_DEV || node->hardwareKeyLocked) {
+    if (node == nullptr || keyType != DIREG_DEV || node->hooks.hardwareKeyLocked) {
         SetLastError(ERROR_ACCESS_DENIED);
         return static_cast<HKEY>(INVALID_HANDLE_VALUE);
     }
@@ -262,7 +262,7 @@ BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINF
         }
         if (function != DIF_PROPERTYCHANGE)
             return Fail(ERROR_INVALID_FUNCTION);
-        ++node->restarts;
+        ++node->hooks.restarts;
     }
     korvex::platform::StartFilter(element->DevInst);
     return TRUE;
