@@ -1,5 +1,5 @@
-// A program's command line, declared once: parsing, help, man page and completion are made of these
-// records.
+// A program's command line, declared once: parsing, help, man page and completion (tools/) are made
+// of these records.
 #pragma once
 
 #include <functional>

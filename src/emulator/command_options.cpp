@@ -58,16 +58,16 @@ bool SplitPair(std::string_view text, PanelPoint* pair)
         && ParseDecimal(second, &pair->y);
 }
 
-bool ParseTargetError(std::string_view text, Settings* settings)
+bool ParseTargetError(std::string_view text, EmulatorOptions* options)
 {
     std::string_view target;
     std::string_view error;
     uint32_t number = 0;
     return Split(text, '=', &target, &error) && ParseNumber(target, TARGET_COUNT, &number)
-        && number > 0 && SplitPair(error, &settings->distortion.targetErrors[number - 1]);
+        && number > 0 && SplitPair(error, &options->distortion.targetErrors[number - 1]);
 }
 
-bool ParseNoise(std::string_view text, Settings* settings)
+bool ParseNoise(std::string_view text, EmulatorOptions* options)
 {
     std::string_view deviationText = text;
     std::string_view seedText = "0";
@@ -76,30 +76,11 @@ bool ParseNoise(std::string_view text, Settings* settings)
     Split(text, ',', &deviationText, &seedText);
     const bool valid = ParseDecimal(deviationText, &deviation) && deviation >= 0
         && ParseNumber(seedText, 999999999, &seed);
-    settings->noise = NoiseOf(deviation, seed);
+    options->noise = NoiseOf(deviation, seed);
     return valid;
 }
 
-bool ParseFirmware(std::string_view text, Settings* settings)
-{
-    EmulatorOptions* options = &settings->options;
-    std::string_view majorText;
-    std::string_view minorText;
-    std::string_view buildText;
-    std::string_view rest;
-    uint32_t majorNumber = 0;
-    uint32_t minorNumber = 0;
-    uint32_t buildNumber = 0;
-    const bool valid = Split(text, '.', &majorText, &rest)
-        && Split(rest, '.', &minorText, &buildText) && ParseNumber(majorText, 255, &majorNumber)
-        && ParseNumber(minorText, 255, &minorNumber) && ParseNumber(buildText, 65535, &buildNumber);
-    options->fwMajor = static_cast<uint8_t>(majorNumber);
-    options->fwMinor = static_cast<uint8_t>(minorNumber);
-    options->fwBuild = static_cast<uint16_t>(buildNumber);
-    return valid;
-}
-
-bool ParseFault(std::string_view text, Settings* settings)
+bool ParseFault(std::string_view text, EmulatorOptions* options)
 {
     std::string_view name = text;
     std::string_view countText;
@@ -116,11 +97,11 @@ bool ParseFault(std::string_view text, Settings* settings)
         fault.kind = AnswerFaultKind::NOISE;
     else if (name != "silence")
         return false;
-    settings->answerFaults.push_back(fault);
+    options->answerFaults.push_back(fault);
     return true;
 }
 
-bool ParseGap(std::string_view text, Settings* settings)
+bool ParseGap(std::string_view text, EmulatorOptions* options)
 {
     std::string_view byteText;
     std::string_view lengthText;
@@ -129,17 +110,17 @@ bool ParseGap(std::string_view text, Settings* settings)
     if (!Split(text, ',', &byteText, &lengthText) || !ParseNumber(byteText, 5, &byte)
         || !ParseNumber(lengthText, 60000, &length))
         return false;
-    settings->reportFault.gapAfter = byte;
-    settings->reportFault.gapLength = std::chrono::milliseconds(length);
+    options->reportFault.gapAfter = byte;
+    options->reportFault.gapLength = std::chrono::milliseconds(length);
     return true;
 }
 
-bool ParseMemory(std::string_view text, Settings* settings)
+bool ParseMemory(std::string_view text, EmulatorOptions* options)
 {
     Bytes bytes;
     if (!ParseHex(text, &bytes) || bytes.size() > MEMORY_BYTES)
         return false;
-    std::copy(bytes.begin(), bytes.end(), settings->options.memory.begin());
+    std::copy(bytes.begin(), bytes.end(), options->memory.begin());
     return true;
 }
 
@@ -149,8 +130,9 @@ command::Program EmulatorProgram(Settings* settings)
 {
     using command::Completion;
     using command::StoreText;
-    const auto parse = [settings](bool (*parser)(std::string_view, Settings*)) {
-        return [=](const std::string& text) { return parser(text, settings); };
+    EmulatorOptions* options = &settings->options;
+    const auto parse = [options](bool (*parser)(std::string_view, EmulatorOptions*)) {
+        return [=](const std::string& text) { return parser(text, options); };
     };
     const auto number = [](uint32_t* value, int base) {
         return [=](const std::string& text) { // one of the choices
@@ -161,7 +143,6 @@ command::Program EmulatorProgram(Settings* settings)
     const auto pair = [](PanelPoint* value) {
         return [=](const std::string& text) { return SplitPair(text, value); };
     };
-    EmulatorOptions* options = &settings->options;
     return {.name = "korvex-emulator",
         .help = "Emulates a touch controller on a pseudo-terminal and prints each command that it "
                 "receives.",
@@ -215,7 +196,7 @@ command::Program EmulatorProgram(Settings* settings)
                 .help = "send these bytes before each report",
                 .store =
                     [=](const std::string& text) {
-                        return ParseHex(text, &settings->reportFault.noiseBefore);
+                        return ParseHex(text, &options->reportFault.noiseBefore);
                     },
                 .expected = "hexadecimal digits, two a byte"},
             {.name = "--report-gap",
@@ -226,20 +207,20 @@ command::Program EmulatorProgram(Settings* settings)
             {.name = "--scale",
                 .value = "X,Y",
                 .help = "the panel measures touches stretched by these factors about its middle",
-                .store = pair(&settings->distortion.scale),
+                .store = pair(&options->distortion.scale),
                 .expected = "two numbers"},
             {.name = "--rotate",
                 .value = "DEGREES",
                 .help = "then turned clockwise about its middle",
                 .store =
                     [=](const std::string& text) {
-                        return ParseDecimal(text, &settings->distortion.rotation);
+                        return ParseDecimal(text, &options->distortion.rotation);
                     },
                 .expected = "a number"},
             {.name = "--offset",
                 .value = "X,Y",
                 .help = "then shifted by these percentages of its size",
-                .store = pair(&settings->distortion.offset),
+                .store = pair(&options->distortion.offset),
                 .expected = "two numbers"},
             {.name = "--target-error",
                 .value = "N=X,Y",

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "cli/program.h"
 #include "emulator/emulator.h"
@@ -11,12 +10,8 @@ namespace korvex::emulator {
 
 struct Settings {
     EmulatorOptions options;
-    std::string link;
-    std::string script;
-    std::vector<AnswerFault> answerFaults;
-    ReportFault reportFault;
-    Distortion distortion;
-    Noise noise;
+    std::string link;   // --link; empty: none
+    std::string script; // --script; empty: none
     bool followsPanelTest = false;
 };
 

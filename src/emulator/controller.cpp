@@ -1,5 +1,8 @@
 #include "emulator/controller.h"
 
+#include <charconv>
+#include <system_error>
+
 #include <algorithm>
 #include <cstddef>
 
@@ -28,6 +31,25 @@ uint8_t Low(uint32_t value)
 }
 
 } // namespace
+
+bool ParseFirmware(std::string_view text, EmulatorOptions* options)
+{
+    constexpr std::array<uint32_t, 3> LIMITS{0xFF, 0xFF, 0xFFFF};
+    std::array<uint32_t, 3> numbers{};
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        const char* end = text.data() + text.size();
+        const auto [rest, error] = std::from_chars(text.data(), end, numbers[i]);
+        const bool isLast = i + 1 == numbers.size();
+        if (error != std::errc{} || numbers[i] > LIMITS[i] || (rest == end) != isLast
+            || (!isLast && *rest != '.'))
+            return false;
+        text.remove_prefix(isLast ? text.size() : static_cast<size_t>(rest + 1 - text.data()));
+    }
+    options->fwMajor = static_cast<uint8_t>(numbers[0]);
+    options->fwMinor = static_cast<uint8_t>(numbers[1]);
+    options->fwBuild = static_cast<uint16_t>(numbers[2]);
+    return true;
+}
 
 size_t PacketBytes(const EmulatorOptions& options)
 {

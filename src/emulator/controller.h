@@ -2,16 +2,43 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 #include <vector>
+
+#include "emulator/distortion.h"
+#include "emulator/noise.h"
 
 namespace korvex::emulator {
 
 using Bytes = std::vector<uint8_t>;
 
 inline constexpr size_t MEMORY_BYTES = 112;
+
+enum class AnswerFaultKind {
+    SILENCE,    // no answer
+    WRONG_ECHO, // the answer carries another code
+    CORRUPTION, // the answer fails the model's check
+    NOISE,      // stray bytes come before the answer
+};
+
+// Spoils answers.
+struct AnswerFault {
+    AnswerFaultKind kind;
+    int count = -1;     // how many answers; -1: all
+    int code = -1;      // only of this command; -1: of any
+    int parameter = -1; // only with this byte 2; -1: with any
+};
+
+// Spoils reports.
+struct ReportFault {
+    Bytes noiseBefore = {}; // sent before each report
+    size_t gapAfter = 0;    // bytes of each report that come before a gap; 0: none
+    std::chrono::milliseconds gapLength{0};
+};
 
 struct EmulatorOptions {
     uint32_t model = 0x5200; // 0x5200, 0x5460 or 0x7700
@@ -23,7 +50,14 @@ struct EmulatorOptions {
     uint8_t fwMinor = 2;
     uint16_t fwBuild = 3; // model 0x7700: 0 to 7
     std::array<uint8_t, MEMORY_BYTES> memory{};
+    std::vector<AnswerFault> answerFaults = {};
+    ReportFault reportFault = {};
+    Distortion distortion = {}; // of the places of gestures
+    Noise noise = {};           // of their measurements
 };
+
+// Reads a firmware version, "1.2.3", of at most 255.255.65535; false when it is none.
+bool ParseFirmware(std::string_view text, EmulatorOptions* options);
 
 // Bytes of each packet of the model.
 size_t PacketBytes(const EmulatorOptions& options);

@@ -36,7 +36,7 @@ const Bytes NOISE{0x00, 0xAA, 0x13};
 } // namespace
 
 struct Emulator { // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is the same each time
-    EmulatorOptions options;
+    EmulatorOptions options; // its answerFaults under the mutex
     std::function<void(const ReceivedCommand&)> onCommand;
     std::string path;
     int stopDescriptor = -1; // an eventfd: readable when the thread is to end
@@ -48,10 +48,6 @@ struct Emulator { // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is
     int terminal = -1; // kept open, so that bytes wait for a host that has not opened the line yet
     std::vector<ReceivedCommand> commands;
     Clock::time_point lastCommand;
-    std::vector<AnswerFault> answerFaults;
-    ReportFault reportFault;
-    Distortion distortion;
-    Noise noise;
     std::mt19937 random;
     PanelPoint finger{0, 0};
 };
@@ -61,7 +57,7 @@ namespace {
 // Takes the fault that applies to the command, counting it down.
 std::optional<AnswerFaultKind> TakeFault(Emulator* emulator, const Bytes& command)
 {
-    for (AnswerFault& fault : emulator->answerFaults) {
+    for (AnswerFault& fault : emulator->options.answerFaults) {
         const bool applies = fault.count != 0 && (fault.code < 0 || fault.code == command[0])
             && (fault.parameter < 0 || fault.parameter == command[2]);
         if (!applies)
@@ -204,19 +200,12 @@ bool SendFinger(Emulator* emulator, bool touching, PanelPoint place, bool liftin
     {
         const std::lock_guard guard(emulator->mutex);
         emulator->finger = place;
-        const PanelPoint measured = Distort(&emulator->distortion, place);
-        const PanelPoint noise = NextNoise(&emulator->noise, lifting, &emulator->random);
+        const PanelPoint measured = Distort(&emulator->options.distortion, place);
+        const PanelPoint noise = NextNoise(&emulator->options.noise, lifting, &emulator->random);
         x = RawAt(emulator, measured.x, noise.x);
         y = RawAt(emulator, measured.y, noise.y);
     }
     return SendReport(emulator, touching, x, y);
-}
-
-void StopThread(Emulator* emulator)
-{
-    eventfd_write(emulator->stopDescriptor, 1);
-    if (emulator->thread.joinable())
-        emulator->thread.join();
 }
 
 } // namespace
@@ -234,6 +223,7 @@ EmulatorPointer StartEmulator(
     EmulatorPointer emulator(new Emulator);
     emulator->options = options;
     emulator->onCommand = std::move(onCommand);
+    emulator->random.seed(options.noise.seed);
     emulator->stopDescriptor = eventfd(0, EFD_CLOEXEC);
     if (emulator->stopDescriptor < 0)
         return nullptr;
@@ -292,13 +282,7 @@ bool WaitForQuietHost(const Emulator* emulator, milliseconds quiet, milliseconds
 void AddAnswerFault(Emulator* emulator, const AnswerFault& fault)
 {
     const std::lock_guard guard(emulator->mutex);
-    emulator->answerFaults.push_back(fault);
-}
-
-void SetReportFault(Emulator* emulator, const ReportFault& fault)
-{
-    const std::lock_guard guard(emulator->mutex);
-    emulator->reportFault = fault;
+    emulator->options.answerFaults.push_back(fault);
 }
 
 Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
@@ -314,11 +298,7 @@ bool SendBytes(Emulator* emulator, const Bytes& bytes)
 
 bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
 {
-    ReportFault fault;
-    {
-        const std::lock_guard guard(emulator->mutex);
-        fault = emulator->reportFault;
-    }
+    const ReportFault& fault = emulator->options.reportFault;
     Bytes bytes = fault.noiseBefore;
     const Bytes report = ReportOf(emulator, touching, rawX, rawY);
     bytes.insert(bytes.end(), report.begin(), report.end());
@@ -331,19 +311,6 @@ bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY)
         return false;
     std::this_thread::sleep_until(gapEnd);
     return SendBytes(emulator, Bytes(cut, bytes.end()));
-}
-
-void SetNoise(Emulator* emulator, const Noise& noise)
-{
-    const std::lock_guard guard(emulator->mutex);
-    emulator->noise = noise;
-    emulator->random.seed(noise.seed);
-}
-
-void SetDistortion(Emulator* emulator, const Distortion& distortion)
-{
-    const std::lock_guard guard(emulator->mutex);
-    emulator->distortion = distortion;
 }
 
 bool TouchAt(Emulator* emulator, double percentX, double percentY)
@@ -381,14 +348,11 @@ bool PressAt(Emulator* emulator, double percentX, double percentY, std::chrono::
     return Lift(emulator);
 }
 
-uint32_t RawAt(const Emulator* emulator, double percent)
-{
-    return RawAt(emulator, percent, 0);
-}
-
 void HangUp(Emulator* emulator)
 {
-    StopThread(emulator);
+    eventfd_write(emulator->stopDescriptor, 1);
+    if (emulator->thread.joinable())
+        emulator->thread.join();
     const std::lock_guard guard(emulator->mutex);
     for (int* descriptor : {&emulator->terminal, &emulator->master}) {
         if (*descriptor >= 0)

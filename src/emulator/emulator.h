@@ -13,8 +13,6 @@
 #include <vector>
 
 #include "emulator/controller.h"
-#include "emulator/distortion.h"
-#include "emulator/noise.h"
 
 namespace korvex::emulator {
 
@@ -23,28 +21,6 @@ struct ReceivedCommand {
     Bytes bytes;
     uint32_t baudRate; // the line's at that moment
     Bytes answer;      // empty: none was given
-};
-
-enum class AnswerFaultKind {
-    SILENCE,    // no answer
-    WRONG_ECHO, // the answer carries another code
-    CORRUPTION, // the answer fails the model's check
-    NOISE,      // stray bytes come before the answer
-};
-
-// Spoils answers.
-struct AnswerFault {
-    AnswerFaultKind kind;
-    int count = -1;     // how many answers; -1: all
-    int code = -1;      // only of this command; -1: of any
-    int parameter = -1; // only with this byte 2; -1: with any
-};
-
-// Spoils reports from now on.
-struct ReportFault {
-    Bytes noiseBefore;   // sent before each report
-    size_t gapAfter = 0; // bytes of each report that come before a gap; 0: none
-    std::chrono::milliseconds gapLength{0};
 };
 
 struct Emulator;
@@ -75,12 +51,8 @@ bool WaitForCommands(const Emulator* emulator, size_t count, std::chrono::millis
 bool WaitForQuietHost(
     const Emulator* emulator, std::chrono::milliseconds quiet, std::chrono::milliseconds limit);
 
+// Spoils answers from now on.
 void AddAnswerFault(Emulator* emulator, const AnswerFault& fault);
-void SetReportFault(Emulator* emulator, const ReportFault& fault);
-
-// Has the panel measure the gestures from now on as this distortion says; at first it measures
-// truly.
-void SetDistortion(Emulator* emulator, const Distortion& distortion);
 
 // The bytes of one touch report in the model's format.
 Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
@@ -89,11 +61,8 @@ Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t 
 // hang-up.
 bool SendBytes(Emulator* emulator, const Bytes& bytes);
 
-// Sends one report, with the faults that are set.
+// Sends one report, with the options' faults.
 bool SendReport(Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
-
-// Has each measurement of a gesture be noisy from now on.
-void SetNoise(Emulator* emulator, const Noise& noise);
 
 // Gestures, in percent of the panel (0 to 100 on each axis): touch down, drag to a point in `steps`
 // reports, and lift where the finger is.
@@ -104,9 +73,6 @@ bool Lift(Emulator* emulator);
 // Presses a finger onto a place for so long, at PRESS_RATE reports a second, and lifts it.
 bool PressAt(
     Emulator* emulator, double percentX, double percentY, std::chrono::milliseconds length);
-
-// The raw coordinate at a percentage of the panel that measures truly.
-uint32_t RawAt(const Emulator* emulator, double percent);
 
 // Closes the line, as an adapter that is pulled out.
 void HangUp(Emulator* emulator);

@@ -23,7 +23,8 @@ const std::string SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\nSTD
 // calibration is.
 struct Panel {
     TemporaryFolder folder;
-    emulator::EmulatorPointer emulator = emulator::StartEmulator({});
+    emulator::EmulatorPointer emulator
+        = emulator::StartEmulator({.distortion = {.scale = {0.85, 0.85}, .rotation = 2}});
 
     Panel()
     {
@@ -32,14 +33,7 @@ struct Panel {
         PlugIn();
     }
 
-    void PlugIn()
-    {
-        emulator::Distortion distortion;
-        distortion.scale = {0.85, 0.85};
-        distortion.rotation = 2;
-        SetDistortion(emulator.get(), distortion);
-        PlaceLink("panel", emulator.get());
-    }
+    void PlugIn() { PlaceLink("panel", emulator.get()); }
 };
 
 void Press(const Panel* panel, double x, double y)

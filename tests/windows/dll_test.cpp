@@ -36,10 +36,7 @@ const std::string MUTEX = "mutex kxSetupMUTEX, free, security default\r\n";
 // On COM3 a panel that uses 85 % of its range.
 EmulatorPointer PlugInSmallPanel(const Wine* wine)
 {
-    EmulatorPointer emulator = emulator::StartEmulator({});
-    emulator::Distortion distortion;
-    distortion.scale = {0.85, 0.85};
-    SetDistortion(emulator.get(), distortion);
+    EmulatorPointer emulator = emulator::StartEmulator({.distortion = {.scale = {0.85, 0.85}}});
     PlugIn(wine, emulator.get());
     return emulator;
 }

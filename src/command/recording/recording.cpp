@@ -4,8 +4,12 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <cstdio>
 #include <optional>
 #include <system_error>
+#include <utility>
+
+#include "link/command_protocol.h"
 
 namespace korvex::command {
 
@@ -62,41 +66,22 @@ bool ParseBytes(std::string_view text, std::vector<uint8_t>* bytes)
     return !bytes->empty();
 }
 
-bool ParseFirmware(std::string_view text, Recording* recording)
-{
-    const size_t first = std::min(text.find('.'), text.size());
-    const size_t second
-        = first < text.size() ? std::min(text.find('.', first + 1), text.size()) : first;
-    const auto part = [text](size_t start, size_t end) {
-        return start < end ? text.substr(start, end - start) : std::string_view();
-    };
-    const std::optional<uint32_t> majorNumber = Number(part(0, first), 10, 0xFF);
-    const std::optional<uint32_t> minorNumber = Number(part(first + 1, second), 10, 0xFF);
-    const std::optional<uint32_t> build = Number(part(second + 1, text.size()), 10, 0xFFFF);
-    if (!majorNumber || !minorNumber || !build)
-        return false;
-    recording->fwMajor = static_cast<uint8_t>(*majorNumber);
-    recording->fwMinor = static_cast<uint8_t>(*minorNumber);
-    recording->fwBuild = static_cast<uint16_t>(*build);
-    return true;
-}
-
 // "5200 firmware 1.2.3 resolution 10 baud 19200"
-bool ParseController(std::string_view text, Recording* recording)
+bool ParseController(std::string_view text, emulator::EmulatorOptions* controller)
 {
-    recording->model = Number(TakeWord(&text), 16, 0xFFFF).value_or(0);
+    controller->model = Number(TakeWord(&text), 16, 0xFFFF).value_or(0);
     const bool firmware
-        = TakeWord(&text) == "firmware" && ParseFirmware(TakeWord(&text), recording);
+        = TakeWord(&text) == "firmware" && ParseFirmware(TakeWord(&text), controller);
     const bool resolution = TakeWord(&text) == "resolution";
-    recording->resolutionBits = Number(TakeWord(&text), 10, 12).value_or(0);
+    controller->resolutionBits = Number(TakeWord(&text), 10, 12).value_or(0);
     const bool baud = TakeWord(&text) == "baud";
-    recording->baudRate = Number(TakeWord(&text), 10, 19200).value_or(0);
+    controller->baudRate = Number(TakeWord(&text), 10, 19200).value_or(0);
     const auto* known = std::find_if(DRIVEN_MODELS.begin(), DRIVEN_MODELS.end(),
-        [recording](const DrivenModel& driven) { return driven.model == recording->model; });
+        [controller](const DrivenModel& driven) { return driven.model == controller->model; });
     const bool bits = known != DRIVEN_MODELS.end()
-        && (recording->resolutionBits == LOW_RESOLUTION_BITS
-            || (recording->resolutionBits == HIGH_RESOLUTION_BITS && known->hasHighResolution));
-    const bool rate = recording->baudRate == 19200 || recording->baudRate == 9600;
+        && (controller->resolutionBits == LOW_RESOLUTION_BITS
+            || (controller->resolutionBits == HIGH_RESOLUTION_BITS && known->hasHighResolution));
+    const bool rate = controller->baudRate == 19200 || controller->baudRate == 9600;
     return bits && firmware && resolution && baud && rate && TakeWord(&text).empty();
 }
 
@@ -104,19 +89,19 @@ bool ParseController(std::string_view text, Recording* recording)
 void TakeMemory(
     const std::vector<uint8_t>* command, const std::vector<uint8_t>* answer, Recording* recording)
 {
-    const size_t length = ReportLengthOf(recording->model);
+    const size_t length = ReportLengthOf(recording->controller.model);
     if (command->size() != length || answer->size() != length
         || answer->front() != command->front())
         return;
-    const MemoryAccess access = MemoryAccessOf(recording->model);
+    const MemoryAccess access = MemoryAccessOf(recording->controller.model);
     uint32_t address = (*command)[2];
     if (access.codeCounts)
         address = access.bytes * static_cast<uint8_t>(command->front() - access.firstCode);
     else if (command->front() != access.firstCode)
         return;
-    if (address + access.bytes <= recording->memory.size())
+    if (address + access.bytes <= recording->controller.memory.size())
         std::copy_n(answer->begin() + access.offset, access.bytes,
-            recording->memory.begin() + static_cast<ptrdiff_t>(address));
+            recording->controller.memory.begin() + static_cast<ptrdiff_t>(address));
 }
 
 // What has been read of a recording besides what is kept of it.
@@ -137,16 +122,18 @@ std::string ParseEvent(std::string_view line, ParserState* state, Recording* rec
     state->time = *time;
     const std::string_view kind = TakeWord(&line);
     if (kind == "controller") {
-        if (recording->model != 0)
+        if (recording->controller.model != 0)
             return "a second controller";
-        return ParseController(line, recording) ? "" : "not a controller that can be driven";
+        return ParseController(line, &recording->controller)
+            ? ""
+            : "not a controller that can be driven";
     }
     if (kind != "sent" && kind != "answer" && kind != "report")
         return "unknown event '" + std::string(kind) + "'";
     RecordedReport report{*time, {}};
     if (!ParseBytes(line, &report.bytes))
         return "bytes of two hexadecimal digits are missing";
-    if (kind == "report" && recording->model == 0)
+    if (kind == "report" && recording->controller.model == 0)
         return "a report before the controller is known";
     if (kind == "report") {
         recording->reports.push_back(std::move(report));
@@ -173,7 +160,7 @@ std::string TimeText(std::chrono::microseconds time)
 
 bool ParseRecording(std::string_view text, Recording* recording, std::string* error)
 {
-    *recording = {};
+    *recording = {.controller = {.model = 0}, .reports = {}};
     ParserState state;
     std::string fault;
     size_t number = 0;
@@ -198,9 +185,9 @@ bool ParseRecording(std::string_view text, Recording* recording, std::string* er
         fault = "not a recording";
     if (!fault.empty())
         *error = "line " + std::to_string(std::max<size_t>(number, 1)) + ": " + fault;
-    else if (recording->model == 0)
+    else if (recording->controller.model == 0)
         *error = "no controller was identified in it";
-    return fault.empty() && recording->model != 0;
+    return fault.empty() && recording->controller.model != 0;
 }
 
 std::string FirstRecordingLine()

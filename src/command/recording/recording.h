@@ -15,15 +15,13 @@
 // Empty lines do not count.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "link/command_protocol.h"
+#include "emulator/controller.h"
 #include "link/touch_controller.h"
 
 namespace korvex::command {
@@ -35,13 +33,7 @@ struct RecordedReport {
 
 // What a recording holds of a controller and its session.
 struct Recording {
-    uint32_t model = 0; // one of DRIVEN_MODELS
-    uint8_t fwMajor = 0;
-    uint8_t fwMinor = 0;
-    uint16_t fwBuild = 0;
-    uint32_t resolutionBits = 0;                      // 10 or 12
-    uint32_t baudRate = 0;                            // 19200 or 9600
-    std::array<uint8_t, BOARD_MEMORY_BYTES> memory{}; // as far as it was asked for
+    emulator::EmulatorOptions controller; // its memory as far as it was asked for
     std::vector<RecordedReport> reports;
 };
 

@@ -32,20 +32,6 @@ using std::chrono::milliseconds;
 // some weeks of touches; its events take several times as much memory
 constexpr size_t MAX_RECORDING_BYTES = size_t{256} << 20;
 
-// The emulated controller that a recording stands for.
-emulator::EmulatorOptions EmulatorOf(const Recording* recording)
-{
-    emulator::EmulatorOptions options;
-    options.model = recording->model;
-    options.baudRate = recording->baudRate;
-    options.resolutionBits = recording->resolutionBits;
-    options.fwMajor = recording->fwMajor;
-    options.fwMinor = recording->fwMinor;
-    options.fwBuild = recording->fwBuild;
-    options.memory = recording->memory;
-    return options;
-}
-
 enum class PlayResult { DONE, ENDED, LINE_FULL };
 
 // Sends the reports, each when its time has come.
@@ -85,7 +71,7 @@ void AwaitSilence(const TouchController* controller, const std::string& terminal
 
 int Replay(const Options* options, const Recording* recording)
 {
-    const emulator::EmulatorPointer panel = emulator::StartEmulator(EmulatorOf(recording));
+    const emulator::EmulatorPointer panel = emulator::StartEmulator(recording->controller);
     if (!panel) {
         Error("the system refuses a pseudo-terminal");
         return EXIT_FAULT;

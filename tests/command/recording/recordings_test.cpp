@@ -73,12 +73,12 @@ TEST(ParseRecording, NamesTheLineThatIsWrong)
             + "2.000001 report 70 0a\r\n3 report FF",
         &recording, &error))
         << error;
-    EXPECT_EQ(recording.memory[12], 0x01);
-    EXPECT_EQ(recording.memory[13], 0xF4);
-    EXPECT_EQ(recording.model, 0x5200U);
-    EXPECT_EQ(recording.resolutionBits, 12U);
-    EXPECT_EQ(recording.baudRate, 9600U);
-    EXPECT_EQ(recording.fwBuild, 3U);
+    EXPECT_EQ(recording.controller.memory[12], 0x01);
+    EXPECT_EQ(recording.controller.memory[13], 0xF4);
+    EXPECT_EQ(recording.controller.model, 0x5200U);
+    EXPECT_EQ(recording.controller.resolutionBits, 12U);
+    EXPECT_EQ(recording.controller.baudRate, 9600U);
+    EXPECT_EQ(recording.controller.fwBuild, 3U);
     ASSERT_EQ(recording.reports.size(), 2U);
     EXPECT_EQ(recording.reports[0].time.count(), 2'000'001);
     EXPECT_EQ(recording.reports[0].bytes, (std::vector<uint8_t>{0x70, 0x0A}));
