@@ -23,8 +23,7 @@ const std::string SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\nSTD
 // calibration is.
 struct Panel {
     TemporaryFolder folder;
-    emulator::EmulatorPointer emulator
-        = emulator::StartEmulator({.distortion = {.scale = {0.85, 0.85}, .rotation = 2}});
+    emulator::EmulatorPointer emulator;
 
     Panel()
     {
@@ -33,7 +32,11 @@ struct Panel {
         PlugIn();
     }
 
-    void PlugIn() { PlaceLink("panel", emulator.get()); }
+    void PlugIn()
+    {
+        emulator = emulator::StartEmulator({.distortion = {.scale = {0.85, 0.85}, .rotation = 2}});
+        PlaceLink("panel", emulator.get());
+    }
 };
 
 void Press(const Panel* panel, double x, double y)
@@ -88,7 +91,6 @@ TEST(KorvexCalibrate, IsAutomatedWithoutAScreenAndSurvivesAnUnplugging)
     std::filesystem::remove("panel");
     HangUp(panel.emulator.get());
     EXPECT_EQ(AwaitState(&calibration, "gone")["target"], 4);
-    panel.emulator = emulator::StartEmulator({});
     panel.PlugIn();
     PressTargets(&panel, &calibration, 6);
     const Json end = AwaitState(&calibration, "end");
