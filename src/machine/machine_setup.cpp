@@ -18,7 +18,6 @@
 
 #include "drivers/enumerator_filter.h"
 #include "machine/port_names.h"
-#include "platform/linux/core/debug_output.h"
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
@@ -223,7 +222,8 @@ int SetUpTrace(const Options* options)
             Error("cannot write '" + options->traceFile + "': " + strerror(errno));
             return EXIT_FAULT;
         }
-        platform::UseTraceDescriptor(trace);
+        platform::ThisMachine()->trace
+            = [trace](std::string_view text) { platform::WriteWhole(trace, text); };
     } else if (!platform::ThisMachine()->trace && IsStandardErrorJournal()) {
         platform::ThisMachine()->trace = TraceToJournal;
     }

@@ -25,8 +25,6 @@ std::string UnusedReason(const std::string& path)
     switch (error) {
     case ERROR_ACCESS_DENIED:
         return "it cannot be read and written; give yourself permission";
-    case ERROR_SHARING_VIOLATION:
-        return "another thread holds it";
     case ERROR_FILE_TOO_LARGE:
         return "it is larger than a megabyte";
     default:

@@ -17,33 +17,24 @@
 namespace korvex {
 namespace {
 
-HANDLE Hold(const WCHAR* path, DWORD share)
-{
-    return CreateFileW(path, GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr);
-}
-
 TEST(LoadSettings, TakesTheBoardsMemoryWhereThereIsNoUsableFileAndElseDefaults)
 {
     emulator::EmulatorOptions options;
     options.resolutionBits = 12;
     // the Y box is degenerate
     options.memory = {3, 0, 0, 0, 0x00, 0x10, 0x0F, 0xF0, 0x01, 0x00, 0x01, 0x00};
-    enum class Case { NO_FILE, READ_ONLY, HELD, SHARED, SILENT };
-    for (const Case row :
-        {Case::NO_FILE, Case::READ_ONLY, Case::HELD, Case::SHARED, Case::SILENT}) {
+    enum class Case { NO_FILE, READ_ONLY, USED, SILENT };
+    for (const Case row : {Case::NO_FILE, Case::READ_ONLY, Case::USED, Case::SILENT}) {
         const TemporaryFolder folder;
         if (row != Case::NO_FILE && row != Case::SILENT)
             WriteTextFile("Korvex.ini", "[Calibration]\nPanelOrient=7\n");
         if (row == Case::READ_ONLY)
             chmod("Korvex.ini", 0444);
-        // Who reads the file and lets others write it does not keep the runtime out.
-        const OwnedHandle holder(Hold(TEXT("Korvex.ini"),
-            row == Case::SHARED ? FILE_SHARE_READ | FILE_SHARE_WRITE : FILE_SHARE_READ));
         const TestLine line(options, MODEL_5200);
         if (row == Case::SILENT)
             AddAnswerFault(line.emulator.get(), {emulator::AnswerFaultKind::SILENCE});
         TraceRecorder trace;
-        const bool fromFile = row == Case::SHARED;
+        const bool fromFile = row == Case::USED;
         EXPECT_EQ(LoadSettings(line.controller.get()), fromFile);
         EXPECT_EQ(trace.texts,
             fromFile ? Texts{"Load File Settings\n"}
@@ -114,7 +105,8 @@ TEST(LocateSettingsFile, LooksInTheSystemFolder)
         << "the path is given all the same";
     WriteTextFile("Korvex.ini", "");
     chmod("Korvex.ini", 0444);
-    const OwnedHandle reader(Hold(path.data(), FILE_SHARE_READ));
+    const OwnedHandle reader(CreateFileW(
+        path.data(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
     EXPECT_TRUE(LocateSettingsFile(path.data())) << "beside another reader";
     platform::ThisMachine()->folders.system.clear();
     EXPECT_FALSE(LocateSettingsFile(path.data()));

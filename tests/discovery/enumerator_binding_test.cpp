@@ -120,7 +120,7 @@ TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
              Row{Fault::NAME, {u"KXSERENUM"}, -1, 1, 0, INSTALLED_ALREADY, 1500},
              Row{Fault::RESTART, {u"KXSERENUM"}, 1, 1, 1, "System Restart is required !!\n", 0},
              // the port has gone while it was restarted
-             Row{Fault::NO_STATUS, {}, 1, 0, 0, INSTALLED_ALREADY, 1500},
+             Row{Fault::NO_STATUS, {}, 1, 1, 0, INSTALLED_ALREADY, 1500},
              Row{Fault::NO_CHILD, {u"KXSERENUM"}, 1, 1, 0, INSTALLED_ALREADY, 1500},
          }) {
         const TestMachine machine;

@@ -1,8 +1,8 @@
 #include "platform/linux/create_file.h"
 
-#include <sys/stat.h>
-
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "platform/linux/core/handle_objects.h"
 #include "platform/linux/core/text.h"
@@ -16,24 +16,15 @@ namespace korvex::platform {
 
 namespace {
 
-bool IsCharacterDevice(const std::string& path)
+HANDLE OpenPath(const std::string& path, DWORD access, DWORD shareMode)
 {
-    struct stat status{};
-    return stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode);
-}
-
-HANDLE OpenTty(const std::string& path, DWORD shareMode)
-{
+    std::error_code error;
+    if (!std::filesystem::is_character_file(path, error))
+        return OpenRegularFile(path, access);
     SerialPort* port = shareMode == 0 ? OpenSerialPort(path.c_str()) : nullptr;
     if (shareMode != 0)
         Fail(ERROR_INVALID_PARAMETER);
     return port == nullptr ? INVALID_HANDLE_VALUE : HandleOf(port);
-}
-
-HANDLE OpenPath(const std::string& path, DWORD access, DWORD shareMode)
-{
-    return IsCharacterDevice(path) ? OpenTty(path, shareMode)
-                                   : OpenRegularFile(path, access, shareMode);
 }
 
 // Opens the tty of a port's interface, and notifies the machine when it cannot be opened.

@@ -4,12 +4,8 @@
 #include <cstdint>
 #include <ctime>
 
-#include "platform/linux/core/last_error.h"
-
 namespace {
 
-constexpr int FIRST_YEAR = 1601;
-constexpr int LAST_YEAR = 30827;
 constexpr int64_t SECONDS_FROM_1601_TO_1970 = 11644473600;
 constexpr int64_t INTERVALS_PER_SECOND = 10'000'000;
 constexpr int64_t INTERVALS_PER_MILLISECOND = 10'000;
@@ -40,17 +36,10 @@ DWORD GetTickCount()
 
 BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime)
 {
-    using std::chrono::day;
-    using std::chrono::month;
-    using std::chrono::year;
-    // std::chrono::year stops at 32767, beyond the last year here.
-    const std::chrono::year_month_day date{year{time->wYear}, month{time->wMonth}, day{time->wDay}};
-    const bool valid = time->wYear >= FIRST_YEAR && time->wYear <= LAST_YEAR && date.ok()
-        && time->wHour < 24 && time->wMinute < 60 && time->wSecond < 60
-        && time->wMilliseconds < 1000;
-    if (!valid)
-        return korvex::platform::Fail(ERROR_INVALID_PARAMETER);
-    const int64_t days = std::chrono::sys_days{date}.time_since_epoch().count();
+    namespace chrono = std::chrono;
+    const chrono::year_month_day date{
+        chrono::year{time->wYear}, chrono::month{time->wMonth}, chrono::day{time->wDay}};
+    const int64_t days = chrono::sys_days{date}.time_since_epoch().count();
     const int64_t minutes = days * 1440 + int64_t{time->wHour} * 60 + time->wMinute;
     const int64_t seconds = minutes * 60 + time->wSecond + SECONDS_FROM_1601_TO_1970;
     const int64_t intervals

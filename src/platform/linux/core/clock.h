@@ -25,6 +25,5 @@ void GetSystemTime(SYSTEMTIME* time);
 // Milliseconds of a steady clock; wraps. Only for differences.
 DWORD GetTickCount();
 
-// Intervals of 100 ns since 1 January 1601 UTC. Fails with ERROR_INVALID_PARAMETER for fields that
-// are no date (years 1601 to 30827); the day of the week is not looked at.
+// Intervals of 100 ns since 1 January 1601 UTC. The day of the week is not looked at.
 BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime);

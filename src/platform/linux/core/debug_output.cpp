@@ -4,7 +4,6 @@
 
 #include <mutex>
 #include <string>
-#include <string_view>
 
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
@@ -26,9 +25,4 @@ void OutputDebugStringW(const WCHAR* text)
     else
         // where that fails nobody is left to be told
         korvex::platform::WriteWhole(STDERR_FILENO, bytes);
-}
-
-void korvex::platform::UseTraceDescriptor(int descriptor)
-{
-    ThisMachine()->trace = [descriptor](std::string_view text) { WriteWhole(descriptor, text); };
 }

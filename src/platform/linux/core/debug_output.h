@@ -6,10 +6,3 @@
 // Hands the text, whole and unchanged, to the machine's trace output (machine.h). Texts of
 // different threads never mix.
 void OutputDebugStringW(const WCHAR* text);
-
-namespace korvex::platform {
-
-// Has the machine's debugger texts go to a file descriptor, each in one write.
-void UseTraceDescriptor(int descriptor);
-
-} // namespace korvex::platform

@@ -37,17 +37,10 @@ DWORD ErrorFromErrno(int number)
     case ENOMEM:
     case EAGAIN:
         return ERROR_NOT_ENOUGH_MEMORY;
-    case EROFS:
-        return ERROR_WRITE_PROTECT;
     case EBUSY:
         return ERROR_SHARING_VIOLATION;
     case EINVAL:
         return ERROR_INVALID_PARAMETER;
-    case ENOSPC:
-    case EDQUOT:
-        return ERROR_DISK_FULL;
-    case ENAMETOOLONG:
-        return ERROR_FILENAME_EXCED_RANGE;
     case ENXIO:
     case ENODEV:
     case EIO:

@@ -15,9 +15,6 @@ BOOL GetVersionExW(OSVERSIONINFOW* version)
     const korvex::platform::Machine* machine = korvex::platform::ThisMachine();
     version->dwMajorVersion = machine->os.majorVersion;
     version->dwMinorVersion = machine->os.minorVersion;
-    version->dwBuildNumber = 0;
-    version->dwPlatformId = 2; // VER_PLATFORM_WIN32_NT
-    version->szCSDVersion[0] = 0;
     if (version->dwOSVersionInfoSize >= sizeof(OSVERSIONINFOEXW))
         reinterpret_cast<OSVERSIONINFOEXW*>(version)->wProductType
             = machine->os.isServer ? VER_NT_SERVER : VER_NT_WORKSTATION;

@@ -9,9 +9,6 @@ struct OSVERSIONINFOW {
     DWORD dwOSVersionInfoSize;
     DWORD dwMajorVersion;
     DWORD dwMinorVersion;
-    DWORD dwBuildNumber;
-    DWORD dwPlatformId;
-    WCHAR szCSDVersion[128];
 };
 
 // As it starts so does OSVERSIONINFOW.
@@ -19,14 +16,7 @@ struct OSVERSIONINFOEXW {
     DWORD dwOSVersionInfoSize;
     DWORD dwMajorVersion;
     DWORD dwMinorVersion;
-    DWORD dwBuildNumber;
-    DWORD dwPlatformId;
-    WCHAR szCSDVersion[128];
-    WORD wServicePackMajor;
-    WORD wServicePackMinor;
-    WORD wSuiteMask;
     BYTE wProductType;
-    BYTE wReserved;
 };
 
 inline constexpr LCID LOCALE_INVARIANT = 127;

@@ -1,6 +1,8 @@
 #include "platform/linux/core/text.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -18,28 +20,13 @@ constexpr char16_t REPLACEMENT = 0xFFFD;
 // U+10FFFF).
 size_t DecodeSequence(std::string_view bytes, char32_t* codePoint)
 {
+    constexpr std::array<char32_t, 5> SMALLEST{0, 0, 0x80, 0x800, 0x10000}; // by length
     const auto lead = static_cast<uint8_t>(bytes[0]);
-    size_t length = 0;
-    char32_t smallest = 0;
-    if (lead < 0x80) {
-        *codePoint = lead;
-        return 1;
-    }
-    if ((lead & 0xE0) == 0xC0) {
-        length = 2;
-        smallest = 0x80;
-        *codePoint = lead & 0x1F;
-    } else if ((lead & 0xF0) == 0xE0) {
-        length = 3;
-        smallest = 0x800;
-        *codePoint = lead & 0x0F;
-    } else if ((lead & 0xF8) == 0xF0) {
-        length = 4;
-        smallest = 0x10000;
-        *codePoint = lead & 0x07;
-    }
-    if (length == 0 || bytes.size() < length)
+    const auto ones = static_cast<size_t>(std::countl_one(lead));
+    const size_t length = std::max<size_t>(ones, 1);
+    if (ones == 1 || ones >= SMALLEST.size() || bytes.size() < length)
         return 0;
+    *codePoint = lead & (0x7FU >> ones);
     for (size_t i = 1; i < length; ++i) {
         const auto byte = static_cast<uint8_t>(bytes[i]);
         if ((byte & 0xC0) != 0x80)
@@ -47,27 +34,16 @@ size_t DecodeSequence(std::string_view bytes, char32_t* codePoint)
         *codePoint = (*codePoint << 6) | (byte & 0x3F);
     }
     const bool surrogate = *codePoint >= 0xD800 && *codePoint <= 0xDFFF;
-    return *codePoint < smallest || surrogate || *codePoint > 0x10FFFF ? 0 : length;
+    return *codePoint < SMALLEST[length] || surrogate || *codePoint > 0x10FFFF ? 0 : length;
 }
 
 void AppendUtf8(std::string* bytes, char32_t codePoint)
 {
-    const auto append = [bytes](char32_t value) { bytes->push_back(static_cast<char>(value)); };
-    if (codePoint < 0x80) {
-        append(codePoint);
-    } else if (codePoint < 0x800) {
-        append(0xC0 | (codePoint >> 6));
-        append(0x80 | (codePoint & 0x3F));
-    } else if (codePoint < 0x10000) {
-        append(0xE0 | (codePoint >> 12));
-        append(0x80 | ((codePoint >> 6) & 0x3F));
-        append(0x80 | (codePoint & 0x3F));
-    } else {
-        append(0xF0 | (codePoint >> 18));
-        append(0x80 | ((codePoint >> 12) & 0x3F));
-        append(0x80 | ((codePoint >> 6) & 0x3F));
-        append(0x80 | (codePoint & 0x3F));
-    }
+    constexpr std::array<char32_t, 4> LEADS{0, 0xC0, 0xE0, 0xF0}; // by the bytes that follow
+    unsigned rest = codePoint < 0x80 ? 0 : codePoint < 0x800 ? 1 : codePoint < 0x10000 ? 2 : 3;
+    bytes->push_back(static_cast<char>(LEADS[rest] | codePoint >> 6 * rest));
+    while (rest-- > 0)
+        bytes->push_back(static_cast<char>(0x80 | (codePoint >> 6 * rest & 0x3F)));
 }
 
 char16_t FoldUnit(char16_t unit)
@@ -121,6 +97,17 @@ std::string ToUtf8(std::u16string_view text)
         }
     }
     return bytes;
+}
+
+std::vector<std::u16string> Split(std::u16string_view text, char16_t end)
+{
+    std::vector<std::u16string> parts;
+    while (!text.empty()) {
+        const size_t length = std::min(text.find(end), text.size());
+        parts.emplace_back(text.substr(0, length));
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+    return parts;
 }
 
 std::u16string FromNativePath(std::string_view path)

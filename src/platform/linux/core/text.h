@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace korvex::platform {
 
@@ -17,6 +18,9 @@ std::string ToUtf8(std::u16string_view text);
 // becomes U+F05C and comes back.
 std::u16string FromNativePath(std::string_view path);
 std::string ToNativePath(std::u16string_view path);
+
+// What stands in the text before each `end`, and after the last one if anything does.
+std::vector<std::u16string> Split(std::u16string_view text, char16_t end);
 
 // The text with its ASCII and Latin-1 letters in one case, and equality without regard to theirs.
 std::u16string FoldCase(std::u16string_view text);

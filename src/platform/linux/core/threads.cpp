@@ -1,6 +1,5 @@
 #include "platform/linux/core/threads.h"
 
-#include <pthread.h>
 #include <sys/prctl.h>
 
 #include <atomic>
@@ -9,6 +8,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "platform/linux/core/blocking_io.h"
@@ -33,15 +33,12 @@ struct EventObject : HandleObject {
 
 // Shared by the handle and the running thread; whichever lets go last frees it.
 struct ThreadRecord {
-    ThreadRoutine routine = nullptr;
-    void* argument = nullptr;
-    pthread_t thread{};
     IoCancellation cancellation; // of its serial reads, writes and waits
 
     std::mutex mutex; // guards the rest
     std::condition_variable changed;
+    std::thread thread;
     bool ended = false;
-    bool joined = false;
     DWORD exitCode = STILL_ACTIVE_CODE;
 };
 
@@ -51,28 +48,24 @@ struct ThreadObject : HandleObject {
     ~ThreadObject() override
     {
         const std::lock_guard guard(record->mutex);
-        if (!record->joined)
-            pthread_detach(record->thread);
+        if (record->thread.joinable())
+            record->thread.detach();
     }
 };
 
 std::atomic<int> runningThreads{0};
 
-void* RunThread(void* argument)
+void RunThread(const std::shared_ptr<ThreadRecord>& record, ThreadRoutine routine, void* argument)
 {
-    const std::unique_ptr<std::shared_ptr<ThreadRecord>> owner(
-        static_cast<std::shared_ptr<ThreadRecord>*>(argument));
-    ThreadRecord* record = owner->get();
     UseCancellation(&record->cancellation);
     prctl(PR_SET_TIMERSLACK, TIMER_SLACK_NS);
-    const unsigned exitCode = record->routine(record->argument);
+    const unsigned exitCode = routine(argument);
     UseCancellation(nullptr);
     const std::lock_guard guard(record->mutex);
     --runningThreads;
     record->exitCode = exitCode;
     record->ended = true;
     record->changed.notify_all();
-    return nullptr;
 }
 
 // Waits until `reached`, called with the lock held, or for `milliseconds`.
@@ -101,10 +94,8 @@ DWORD WaitForThread(ThreadRecord* record, DWORD milliseconds)
     std::unique_lock lock(record->mutex);
     if (!WaitUntil(&lock, &record->changed, milliseconds, [record] { return record->ended; }))
         return WAIT_TIMEOUT;
-    if (!record->joined) {
-        record->joined = true;
-        pthread_join(record->thread, nullptr);
-    }
+    if (record->thread.joinable())
+        record->thread.join();
     return WAIT_OBJECT_0;
 }
 
@@ -184,22 +175,18 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
         return 0;
     }
     const auto record = std::make_shared<ThreadRecord>();
-    record->routine = routine;
-    record->argument = argument;
     if (record->cancellation.descriptor < 0)
         return 0;
-    auto forThread = std::make_unique<std::shared_ptr<ThreadRecord>>(record);
-    // the thread may end before its identifier is stored
+    // the thread may end before it is stored
     const std::lock_guard guard(record->mutex);
     ++korvex::platform::runningThreads;
-    const int refusal
-        = pthread_create(&record->thread, nullptr, korvex::platform::RunThread, forThread.get());
-    if (refusal != 0) {
+    try {
+        record->thread = std::thread(korvex::platform::RunThread, record, routine, argument);
+    } catch (const std::system_error& refused) {
         --korvex::platform::runningThreads;
-        errno = refusal;
+        errno = refused.code().value();
         return 0;
     }
-    [[maybe_unused]] const auto* ownedByThread = forThread.release();
     auto* thread = new ThreadObject;
     thread->record = record;
     return reinterpret_cast<uintptr_t>(HandleOf(thread));

@@ -1,6 +1,5 @@
 #include "platform/linux/devices/device_tree.h"
 
-#include <algorithm>
 #include <mutex>
 #include <utility>
 
@@ -63,16 +62,8 @@ DEVINST AddNode(const NodeOptions& options)
     const TreeLock lock;
     auto node = std::make_unique<DeviceNode>();
     node->options = options;
-    node->status = options.status;
     Tree()->nodes.push_back(std::move(node));
     return static_cast<DEVINST>(Tree()->nodes.size());
-}
-
-void MarkRemoved(DEVINST node)
-{
-    const TreeLock lock;
-    if (DeviceNode* found = NodeOf(node); found != nullptr)
-        found->present = false;
 }
 
 DEVINST FindNode(std::u16string_view instanceId)
@@ -95,9 +86,8 @@ std::vector<DEVINST> ChildrenOf(DEVINST node)
 {
     const TreeLock lock;
     std::vector<DEVINST> children = PresentNodes();
-    children.erase(std::remove_if(children.begin(), children.end(),
-                       [node](DEVINST child) { return NodeOf(child)->options.parent != node; }),
-        children.end());
+    std::erase_if(
+        children, [node](DEVINST child) { return NodeOf(child)->options.parent != node; });
     return children;
 }
 

@@ -34,7 +34,6 @@ struct NodeOptions {
     DEVINST parent = 0; // 0: the root
     std::vector<std::u16string> hardwareIds = {};
     std::vector<InterfaceOptions> interfaces = {};
-    ULONG status = 0; // DN_ flags
 };
 
 // What only tests set and read (NodeOf).
@@ -70,9 +69,6 @@ DeviceNode* NodeOf(DEVINST node);
 std::vector<DEVINST> PresentNodes();
 
 DEVINST AddNode(const NodeOptions& options);
-
-// Takes one node, whose children have gone, out of the tree.
-void MarkRemoved(DEVINST node);
 
 // The present node with this instance ID, without regard to case; 0 when there is none.
 DEVINST FindNode(std::u16string_view instanceId);

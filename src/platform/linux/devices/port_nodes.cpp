@@ -46,17 +46,6 @@ bool StoreValue(
     return DevicesFile().empty() || UpdateProfile(DevicesFile(), store, Durability::DEFERRED);
 }
 
-std::vector<std::u16string> Split(std::u16string_view list)
-{
-    std::vector<std::u16string> entries;
-    while (!list.empty()) {
-        const size_t end = list.find(u';');
-        entries.emplace_back(list.substr(0, end));
-        list.remove_prefix(end == std::u16string_view::npos ? list.size() : end + 1);
-    }
-    return entries;
-}
-
 std::u16string Join(const std::vector<std::u16string>& entries)
 {
     std::u16string list;
@@ -112,7 +101,7 @@ void RemoveNode(DEVINST node)
         && EqualNoCase(
             StoredValue(parent->options.instanceId, u"Child"), found->options.instanceId))
         StoreValue(parent->options.instanceId, u"Child", u"");
-    MarkRemoved(node);
+    NodeOf(node)->present = false;
 }
 
 DEVINST AddSerialPort(
@@ -133,7 +122,7 @@ DEVINST AddSerialPort(
     const TreeLock lock;
     const DEVINST port = AddNode(options);
     DeviceNode* node = NodeOf(port);
-    node->upperFilters = Split(StoredValue(options.instanceId, u"UpperFilters"));
+    node->upperFilters = Split(StoredValue(options.instanceId, u"UpperFilters"), u';');
     const std::u16string child = StoredValue(options.instanceId, u"Child");
     if (!child.empty())
         AddChild(port, child);

@@ -1,18 +1,14 @@
 #include "platform/linux/devices/registry_store.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <mutex>
+#include <system_error>
 
-#include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/files/profile_file.h"
 #include "platform/linux/machine.h"
@@ -32,48 +28,11 @@ std::string RegistryFile()
     return folder.empty() ? "" : folder + "/registry.ini";
 }
 
-bool IsSameState(const struct stat* a, const struct stat* b)
+ProfileDocument ReadRegistry()
 {
-    return a->st_dev == b->st_dev && a->st_ino == b->st_ino && a->st_size == b->st_size
-        && a->st_mtim.tv_sec == b->st_mtim.tv_sec && a->st_mtim.tv_nsec == b->st_mtim.tv_nsec;
-}
-
-// The registry as it is now. It is parsed again only when the file has changed: a detecting pass
-// looks into it a dozen times a port.
-std::shared_ptr<const ProfileDocument> ReadRegistry()
-{
-    struct Snapshot {
-        std::shared_ptr<const ProfileDocument> document = std::make_shared<ProfileDocument>();
-        int descriptor = -1; // kept open, so that no newer file can have the number of this one
-        struct stat status{};
-
-        ~Snapshot()
-        {
-            if (descriptor >= 0)
-                close(descriptor);
-        }
-    };
-    static std::mutex mutex;
-    static Snapshot snapshot;
-
-    const std::lock_guard guard(mutex);
-    const std::string path = RegistryFile();
-    struct stat status{};
-    if (snapshot.descriptor >= 0 && stat(path.c_str(), &status) == 0
-        && IsSameState(&status, &snapshot.status))
-        return snapshot.document;
-    if (snapshot.descriptor >= 0)
-        close(snapshot.descriptor);
-    const bool isFile = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    snapshot.descriptor = isFile ? open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
-    std::string content;
-    if (snapshot.descriptor >= 0) {
-        fstat(snapshot.descriptor, &snapshot.status);
-        if (!ReadWhole(snapshot.descriptor, MAX_FILE_BYTES, &content))
-            content.clear();
-    }
-    snapshot.document = std::make_shared<ProfileDocument>(ParseProfile(content));
-    return snapshot.document;
+    ProfileDocument registry;
+    ReadProfile(RegistryFile(), &registry);
+    return registry;
 }
 
 std::u16string HexText(const BYTE* data, size_t size)
@@ -120,18 +79,13 @@ RegistryValue TextValue(std::u16string_view text)
     return ValueOf(REG_SZ, content.c_str(), content.size() + 1);
 }
 
-std::optional<unsigned> HexNumber(std::u16string_view digits)
+std::optional<unsigned> HexNumber(std::u16string_view text)
 {
+    const std::string digits = ToUtf8(text);
+    const char* end = digits.data() + digits.size();
     unsigned number = 0;
-    for (const char16_t digit : digits) {
-        const size_t value = std::u16string_view(u"0123456789abcdef")
-                                 .find(static_cast<char16_t>(
-                                     digit >= u'A' && digit <= u'F' ? digit + 0x20 : digit));
-        if (value == std::u16string_view::npos)
-            return std::nullopt;
-        number = number << 4 | static_cast<unsigned>(value);
-    }
-    return digits.empty() || digits.size() > 8 ? std::nullopt : std::optional(number);
+    const auto [rest, error] = std::from_chars(digits.data(), end, number, 16);
+    return error == std::errc{} && rest == end ? std::optional(number) : std::nullopt;
 }
 
 // The value that a text stands for; none for a text that was changed by hand beyond recognition.
@@ -182,7 +136,8 @@ bool IsRegistryWritable()
 
 bool RegistryKeyExists(std::u16string_view path)
 {
-    const std::vector<std::u16string> names = SectionNames(ReadRegistry().get());
+    const ProfileDocument registry = ReadRegistry();
+    const std::vector<std::u16string> names = SectionNames(&registry);
     return std::any_of(names.begin(), names.end(), [path](const std::u16string& name) {
         const std::u16string_view start = std::u16string_view(name).substr(0, path.size());
         return EqualNoCase(start, path)
@@ -198,7 +153,8 @@ std::optional<RegistryValue> ReadRegistryValue(std::u16string_view path, std::u1
             found != Volatile()->texts.end())
             return TextValue(found->second);
     }
-    const std::optional<std::u16string> text = FindValue(ReadRegistry().get(), path, name);
+    const ProfileDocument registry = ReadRegistry();
+    const std::optional<std::u16string> text = FindValue(&registry, path, name);
     return text ? ParseValue(*text) : std::nullopt;
 }
 

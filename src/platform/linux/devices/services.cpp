@@ -48,7 +48,6 @@ BOOL QueryServiceConfigW(
     *required = static_cast<DWORD>(sizeof(*configuration) + pathBytes);
     if (configuration == nullptr || size < *required)
         return korvex::platform::Fail(ERROR_INSUFFICIENT_BUFFER);
-    *configuration = {};
     configuration->lpBinaryPathName = reinterpret_cast<LPWSTR>(configuration + 1);
     memcpy(configuration->lpBinaryPathName, service->binaryPath.c_str(), pathBytes);
     return TRUE;

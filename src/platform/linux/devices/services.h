@@ -6,15 +6,7 @@
 using SC_HANDLE = struct SC_HANDLE__*;
 
 struct QUERY_SERVICE_CONFIGW {
-    DWORD dwServiceType;
-    DWORD dwStartType;
-    DWORD dwErrorControl;
     LPWSTR lpBinaryPathName;
-    LPWSTR lpLoadOrderGroup;
-    DWORD dwTagId;
-    LPWSTR lpDependencies;
-    LPWSTR lpServiceStartName;
-    LPWSTR lpDisplayName;
 };
 
 inline constexpr DWORD GENERIC_ALL = 0x10000000;
@@ -25,7 +17,7 @@ inline constexpr DWORD SERVICE_ALL_ACCESS = 0xF01FF;
 SC_HANDLE OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
 SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access);
 
-// Of the configuration the binary's path is filled in; the text follows the record in the buffer of
+// The text of the binary's path follows the record in the buffer of
 // `size` bytes.
 BOOL QueryServiceConfigW(
     SC_HANDLE service, QUERY_SERVICE_CONFIGW* configuration, DWORD size, DWORD* required);

@@ -27,8 +27,6 @@ struct SP_DEVINFO_DATA {
 
 struct SP_DEVICE_INTERFACE_DATA {
     DWORD cbSize;
-    GUID InterfaceClassGuid;
-    DWORD Flags;
     ULONG_PTR Reserved;
 };
 
@@ -46,26 +44,16 @@ struct SP_PROPCHANGE_PARAMS {
     SP_CLASSINSTALL_HEADER ClassInstallHeader;
     DWORD StateChange;
     DWORD Scope;
-    DWORD HwProfile;
 };
 
 struct SP_REMOVEDEVICE_PARAMS {
     SP_CLASSINSTALL_HEADER ClassInstallHeader;
     DWORD Scope;
-    DWORD HwProfile;
 };
 
 struct SP_DEVINSTALL_PARAMS_W {
     DWORD cbSize;
     DWORD Flags;
-    DWORD FlagsEx;
-    HWND hwndParent;
-    void* InstallMsgHandler;
-    void* InstallMsgHandlerContext;
-    void* FileQueue;
-    ULONG_PTR ClassInstallReserved;
-    DWORD Reserved;
-    WCHAR DriverPath[MAX_PATH];
 };
 
 // What a co-installer is called with.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,13 +22,8 @@ struct InterfacePlace {
     size_t index;
 };
 
-// What is behind an HDEVINFO: the interfaces it was made for, and the requests stored for its
-// devices.
-struct DeviceSet {
-    GUID classId{};
-    std::vector<InterfacePlace> interfaces;
-    std::map<DEVINST, std::vector<BYTE>> requests;
-};
+// What is behind an HDEVINFO: the interfaces that it was made for.
+using DeviceSet = std::vector<InterfacePlace>;
 
 DeviceSet* SetOf(HDEVINFO devices)
 {
@@ -48,8 +42,7 @@ bool FillElement(SP_DEVINFO_DATA* element, DEVINST node)
 }
 
 // Copies a property, both closing zeros of a list included, when it fits.
-BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buffer, DWORD size,
-    DWORD* required)
+BOOL CopyList(const std::vector<std::u16string>& entries, BYTE* buffer, DWORD size)
 {
     if (entries.empty())
         return Fail(ERROR_INVALID_DATA);
@@ -57,14 +50,10 @@ BOOL CopyList(const std::vector<std::u16string>& entries, DWORD* type, BYTE* buf
     for (const std::u16string& entry : entries)
         list.append(entry).push_back(u'\0');
     list.push_back(u'\0');
-    const auto bytes = static_cast<DWORD>(list.size() * sizeof(WCHAR));
-    if (required != nullptr)
-        *required = bytes;
-    if (type != nullptr)
-        *type = REG_MULTI_SZ;
+    const size_t bytes = list.size() * sizeof(WCHAR);
     if (size < bytes)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
-    std::copy_n(reinterpret_cast<const BYTE*>(list.data()), bytes, buffer);
+    memcpy(buffer, list.data(), bytes);
     return TRUE;
 }
 
@@ -80,17 +69,6 @@ DeviceNode* PresentNode(const SP_DEVINFO_DATA* element)
     if (node == nullptr)
         SetLastError(ERROR_NO_SUCH_DEVINST);
     return node;
-}
-
-// Whether it is one of the two requests that the library makes, whole.
-bool IsKnownRequest(const SP_CLASSINSTALL_HEADER* header, DWORD size)
-{
-    if (header->InstallFunction == DIF_PROPERTYCHANGE && size == sizeof(SP_PROPCHANGE_PARAMS)) {
-        const auto* change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(header);
-        return change->StateChange == DICS_PROPCHANGE && change->Scope == DICS_FLAG_CONFIGSPECIFIC;
-    }
-    return header->InstallFunction == DIF_REMOVE && size == sizeof(SP_REMOVEDEVICE_PARAMS)
-        && reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(header)->Scope == DI_REMOVEDEVICE_GLOBAL;
 }
 
 } // namespace
@@ -118,12 +96,11 @@ HDEVINFO SetupDiGetClassDevsW(const GUID* classId, LPCWSTR enumerator, HWND /*pa
     }
     auto devices = std::make_unique<DeviceSet>();
     if ((flags & DIGCF_DEVICEINTERFACE) != 0) {
-        devices->classId = *classId;
         for (const DEVINST node : korvex::platform::PresentNodes()) {
             const auto& interfaces = NodeOf(node)->options.interfaces;
             for (size_t i = 0; i < interfaces.size() && (only == 0 || only == node); ++i) {
                 if (interfaces[i].classId == *classId)
-                    devices->interfaces.push_back({node, i});
+                    devices->push_back({node, i});
             }
         }
     }
@@ -137,14 +114,12 @@ BOOL SetupDiDestroyDeviceInfoList(HDEVINFO devices)
 }
 
 BOOL SetupDiEnumDeviceInterfaces(HDEVINFO devices, SP_DEVINFO_DATA* /*element*/,
-    const GUID* classId, DWORD index, SP_DEVICE_INTERFACE_DATA* data)
+    const GUID* /*classId*/, DWORD index, SP_DEVICE_INTERFACE_DATA* data)
 {
     if (data->cbSize != sizeof(*data))
         return Fail(ERROR_INVALID_PARAMETER);
-    if (!(*classId == SetOf(devices)->classId) || index >= SetOf(devices)->interfaces.size())
+    if (index >= SetOf(devices)->size())
         return Fail(ERROR_NO_MORE_ITEMS);
-    data->InterfaceClassGuid = *classId;
-    data->Flags = 1; // active
     data->Reserved = index;
     return TRUE;
 }
@@ -154,7 +129,7 @@ BOOL SetupDiGetDeviceInterfaceDetailW(HDEVINFO devices, SP_DEVICE_INTERFACE_DATA
     SP_DEVINFO_DATA* element)
 {
     const TreeLock lock;
-    const korvex::platform::InterfacePlace place = SetOf(devices)->interfaces.at(data->Reserved);
+    const korvex::platform::InterfacePlace place = SetOf(devices)->at(data->Reserved);
     const DeviceNode* node = NodeOf(place.node);
     if (node == nullptr)
         return Fail(ERROR_NO_SUCH_DEVINST);
@@ -184,16 +159,16 @@ BOOL SetupDiOpenDeviceInfoW(HDEVINFO /*devices*/, LPCWSTR instanceId, HWND /*par
 }
 
 BOOL SetupDiGetDeviceRegistryPropertyW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element,
-    DWORD property, DWORD* type, BYTE* buffer, DWORD size, DWORD* required)
+    DWORD property, DWORD* /*type*/, BYTE* buffer, DWORD size, DWORD* /*required*/)
 {
     const TreeLock lock;
     const DeviceNode* node = korvex::platform::PresentNode(element);
     if (node == nullptr)
         return FALSE;
     if (property == SPDRP_HARDWAREID)
-        return korvex::platform::CopyList(node->options.hardwareIds, type, buffer, size, required);
+        return korvex::platform::CopyList(node->options.hardwareIds, buffer, size);
     if (property == SPDRP_UPPERFILTERS)
-        return korvex::platform::CopyList(node->upperFilters, type, buffer, size, required);
+        return korvex::platform::CopyList(node->upperFilters, buffer, size);
     return Fail(ERROR_INVALID_DATA);
 }
 
@@ -231,37 +206,24 @@ HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD 
         korvex::platform::HardwareKeyPath(node->options.instanceId), access);
 }
 
-BOOL SetupDiSetClassInstallParamsW(
-    HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size)
+BOOL SetupDiSetClassInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element,
+    SP_CLASSINSTALL_HEADER* /*parameters*/, DWORD /*size*/)
 {
     const TreeLock lock;
-    if (korvex::platform::PresentNode(element) == nullptr)
-        return FALSE;
-    if (parameters->cbSize != sizeof(*parameters)
-        || !korvex::platform::IsKnownRequest(parameters, size))
-        return Fail(ERROR_INVALID_PARAMETER);
-    const auto* bytes = reinterpret_cast<const BYTE*>(parameters);
-    SetOf(devices)->requests[element->DevInst].assign(bytes, bytes + size);
-    return TRUE;
+    return korvex::platform::PresentNode(element) != nullptr ? TRUE : FALSE;
 }
 
-BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINFO_DATA* element)
+BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO /*devices*/, SP_DEVINFO_DATA* element)
 {
     {
         const TreeLock lock;
         DeviceNode* node = korvex::platform::PresentNode(element);
-        const std::vector<BYTE>& request = SetOf(devices)->requests[element->DevInst];
-        SP_CLASSINSTALL_HEADER header{};
-        if (request.size() >= sizeof(header))
-            memcpy(&header, request.data(), sizeof(header));
-        if (node == nullptr || header.InstallFunction != function)
-            return Fail(ERROR_INVALID_DATA);
+        if (node == nullptr)
+            return FALSE;
         if (function == DIF_REMOVE) {
             korvex::platform::RemoveNode(element->DevInst);
             return TRUE;
         }
-        if (function != DIF_PROPERTYCHANGE)
-            return Fail(ERROR_INVALID_FUNCTION);
         ++node->hooks.restarts;
     }
     korvex::platform::StartFilter(element->DevInst);

@@ -26,13 +26,11 @@ BOOL SetupDiSetDeviceRegistryPropertyW(
 HKEY SetupDiOpenDevRegKey(HDEVINFO devices, SP_DEVINFO_DATA* element, DWORD scope, DWORD profile,
     DWORD keyType, DWORD access);
 
-// Stores a request: DICS_PROPCHANGE for this hardware profile (DICS_FLAG_CONFIGSPECIFIC), or
-// DI_REMOVEDEVICE_GLOBAL.
+// The parameters of the next request; of the two that the library makes nothing in them matters.
 BOOL SetupDiSetClassInstallParamsW(
     HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size);
 
-// Carries out the request that SetupDiSetClassInstallParamsW has stored: a restart, or the removal
-// of the device and all below it.
+// DIF_REMOVE removes the device and all below it, DIF_PROPERTYCHANGE restarts it.
 BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO devices, SP_DEVINFO_DATA* element);
 BOOL SetupDiGetDeviceInstallParamsW(
     HDEVINFO devices, SP_DEVINFO_DATA* element, SP_DEVINSTALL_PARAMS_W* parameters);

@@ -1,7 +1,6 @@
 // Files and folders.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "platform/linux/core/types.h"
@@ -10,7 +9,6 @@ inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
 inline constexpr DWORD FILE_READ_ATTRIBUTES = 0x80;
 inline constexpr DWORD FILE_SHARE_READ = 1;
-inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD OPEN_EXISTING = 3;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr int CSIDL_SYSTEM = 37;
@@ -26,18 +24,11 @@ HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWS
 
 namespace korvex::platform {
 
-// Opens an existing regular file for CreateFileW. A file without any write permission counts as one
+// Opens an existing regular file for CreateFileW, of which a handle says that it can be opened so:
+// what is in it is read and written by profile.h. A file without any write permission counts as one
 // with the read-only attribute, which binds administrators too; one that is no regular file, is
 // reached through an untrusted link, or is too large to be read whole (whole_files.h) cannot be
-// opened. The handles of a process share a file as asked.
-HANDLE OpenRegularFile(const std::string& path, DWORD access, DWORD shareMode);
-
-// The file that a thread has opened last in this way.
-struct LastOpening {
-    uint64_t number = 0; // of the thread's openings; 0: none
-    std::string path;
-};
-
-const LastOpening* LastOpeningOfThread();
+// opened.
+HANDLE OpenRegularFile(const std::string& path, DWORD access);
 
 } // namespace korvex::platform

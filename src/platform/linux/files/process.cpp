@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,28 +18,6 @@
 #include "platform/linux/machine.h"
 
 namespace {
-
-struct MutexObject;
-
-// Those that nobody closes are kept to the end of the process.
-std::mutex mutexesLock;
-MutexObject* mutexes = nullptr;
-
-struct MutexObject : korvex::platform::HandleObject {
-    int descriptor = -1; // of a lock file of the session; -1: its lock cannot be had
-    MutexObject* next = nullptr;
-
-    ~MutexObject() override
-    {
-        const std::lock_guard guard(mutexesLock);
-        MutexObject** place = &mutexes;
-        while (*place != this)
-            place = &(*place)->next;
-        *place = next;
-        if (descriptor >= 0)
-            ::close(descriptor);
-    }
-};
 
 // Splits at blanks outside double quotes.
 std::vector<std::string> SplitParameters(std::string_view text)
@@ -68,22 +45,19 @@ std::vector<std::string> SplitParameters(std::string_view text)
 
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LPCWSTR name)
 {
-    auto* mutex = new MutexObject;
+    static korvex::platform::HandleObject held; // nobody closes it
     const std::string folder = korvex::platform::SessionFolder();
-    if (!folder.empty())
-        mutex->descriptor = korvex::platform::OpenLockFile(
-            folder + "/korvex-" + korvex::platform::ToUtf8(name) + ".lock");
-    const int error = mutex->descriptor < 0 ? errno : 0;
-    {
-        const std::lock_guard guard(mutexesLock);
-        mutex->next = mutexes;
-        mutexes = mutex;
-    }
+    // the lock is held to the end of the process
+    const bool owned = !folder.empty()
+        && korvex::platform::OpenLockFile(
+               folder + "/korvex-" + korvex::platform::ToUtf8(name) + ".lock")
+            >= 0;
+    const int error = owned ? 0 : errno;
     const auto& told = korvex::platform::ThisMachine()->observers.mutexRefused;
     if (error != 0 && error != EWOULDBLOCK && told)
         told(folder, error);
-    SetLastError(error != 0 ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-    return korvex::platform::HandleOf(mutex);
+    SetLastError(owned ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
+    return korvex::platform::HandleOf(&held);
 }
 
 HINSTANCE ShellExecuteW(HWND /*owner*/, LPCWSTR /*verb*/, LPCWSTR file, LPCWSTR parameters,

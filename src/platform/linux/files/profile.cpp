@@ -6,12 +6,10 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/linux/core/last_error.h"
 #include "platform/linux/core/text.h"
-#include "platform/linux/files/files.h"
 #include "platform/linux/files/profile_file.h"
 
 namespace korvex::platform {
@@ -24,79 +22,55 @@ struct PendingWrite {
     std::optional<std::u16string> value; // none: the key goes
 };
 
-void Apply(const std::vector<PendingWrite>* writes, ProfileDocument* profile)
-{
-    for (const PendingWrite& write : *writes)
-        SetValue(profile, write.section, write.key, write.value ? write.value->c_str() : nullptr);
-}
-
-// The files that a thread is writing, by path.
-struct PendingWrites {
-    std::map<std::string, std::vector<PendingWrite>> files;
-
-    PendingWrites() = default;
-    ~PendingWrites()
-    {
-        while (!files.empty())
-            Flush(files.begin()->first);
-    }
-    PendingWrites(const PendingWrites&) = delete;
-    PendingWrites& operator=(const PendingWrites&) = delete;
-
-    // False with errno set.
-    bool Flush(const std::string& path)
-    {
-        const auto found = files.find(path);
-        if (found == files.end())
-            return true;
-        const std::vector<PendingWrite> writes = std::move(found->second);
-        files.erase(found);
-        return UpdateProfile(
-            path, [&writes](ProfileDocument* profile) { Apply(&writes, profile); });
-    }
-};
-
-thread_local PendingWrites pendingWrites;
+// What a thread has written and not flushed, by file.
+thread_local std::map<std::string, std::vector<PendingWrite>> pendingWrites;
 
 // The state of the file that the thread has opened last, once it has been read.
 struct Snapshot {
-    uint64_t opening = 0; // the number of that opening; 0: none has been read
     std::string path;
-    ProfileDocument profile;
+    std::optional<ProfileDocument> profile;
 };
 
 thread_local Snapshot snapshot;
 
-// A value of the file, with what the thread has written of it.
-std::optional<std::u16string> ReadThrough(const std::string& path, LPCWSTR section, LPCWSTR key)
+void Apply(const std::vector<PendingWrite>& writes, ProfileDocument* profile)
 {
-    const LastOpening* opening = LastOpeningOfThread();
-    const auto written = pendingWrites.files.find(path);
-    if (opening->path == path && snapshot.opening != opening->number) {
-        snapshot = {opening->number, path, {}};
-        ReadProfile(path, &snapshot.profile);
-    }
-    if (opening->path == path && written == pendingWrites.files.end())
-        return FindValue(&snapshot.profile, section, key);
-    ProfileDocument profile;
-    if (opening->path == path)
-        profile = snapshot.profile;
-    else
-        ReadProfile(path, &profile);
-    if (written != pendingWrites.files.end())
-        Apply(&written->second, &profile);
-    return FindValue(&profile, section, key);
+    for (const PendingWrite& write : writes)
+        SetValue(profile, write.section, write.key, write.value ? write.value->c_str() : nullptr);
 }
 
-// Flushes one file of the thread.
+// The file, with what the thread has written of it.
+ProfileDocument Read(const std::string& path)
+{
+    const bool isOpened = snapshot.path == path;
+    ProfileDocument profile;
+    if (isOpened && snapshot.profile)
+        profile = *snapshot.profile;
+    else
+        ReadProfile(path, &profile);
+    if (isOpened)
+        snapshot.profile = profile;
+    if (const auto written = pendingWrites.find(path); written != pendingWrites.end())
+        Apply(written->second, &profile);
+    return profile;
+}
+
 BOOL Flush(const std::string& path)
 {
-    const bool flushed = pendingWrites.Flush(path);
-    snapshot.opening = 0;
+    const auto written = pendingWrites.extract(path);
+    snapshot.profile.reset();
+    const bool flushed = written.empty()
+        || UpdateProfile(
+            path, [&written](ProfileDocument* profile) { Apply(written.mapped(), profile); });
     return Fail(flushed ? ERROR_SUCCESS : ErrorFromErrno(errno));
 }
 
 } // namespace
+
+void StartReading(const std::string& path)
+{
+    snapshot = {path, std::nullopt};
+}
 
 } // namespace korvex::platform
 
@@ -105,8 +79,8 @@ DWORD GetPrivateProfileStringW(
 {
     if (capacity == 0)
         return 0;
-    std::optional<std::u16string> value
-        = korvex::platform::ReadThrough(korvex::platform::ToNativePath(path), section, key);
+    const auto profile = korvex::platform::Read(korvex::platform::ToNativePath(path));
+    std::optional<std::u16string> value = korvex::platform::FindValue(&profile, section, key);
     if (!value) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         value = fallback == nullptr ? TEXT("") : fallback;
@@ -124,7 +98,7 @@ BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPC
         return korvex::platform::Flush(native);
     if (!korvex::platform::CanChangeWholeFile(native))
         return korvex::platform::FailWithErrno();
-    korvex::platform::pendingWrites.files[native].push_back(
+    korvex::platform::pendingWrites[native].push_back(
         {section, key, value == nullptr ? std::nullopt : std::optional<std::u16string>(value)});
     return TRUE;
 }

@@ -5,9 +5,11 @@
 //
 // A thread's reads of a file between its opening (CreateFileW) and the next come from one state of
 // the file, so that who opens and then reads sees no half of a change. A thread's writes to a file
-// wait until they are flushed, or until the thread ends, and then reach the disk together: another
-// process, and a crash, sees all of them or none.
+// wait until they are flushed, and then reach the disk together: another process, and a crash, sees
+// all of them or none.
 #pragma once
+
+#include <string>
 
 #include "platform/linux/core/types.h"
 
@@ -24,3 +26,10 @@ DWORD GetPrivateProfileStringW(
 // always, as Windows documents it, with the last error ERROR_SUCCESS when all is on the disk; else
 // the file is as it was, and what was written is forgotten.
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR path);
+
+namespace korvex::platform {
+
+// The thread opens a file: its reads of it come from one state, from now on to the next opening.
+void StartReading(const std::string& path);
+
+} // namespace korvex::platform

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/linux/core/system.h"
+#include "platform/linux/core/text.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/linux/windows/painting.h"
 #include "platform/linux/windows/window_records.h"
@@ -68,17 +69,6 @@ LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM l
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
-std::vector<std::u16string> LinesOf(std::u16string_view text)
-{
-    std::vector<std::u16string> lines;
-    while (!text.empty()) {
-        const size_t end = text.find(u'\n');
-        lines.emplace_back(text.substr(0, end));
-        text.remove_prefix(end == std::u16string_view::npos ? text.size() : end + 1);
-    }
-    return lines;
-}
-
 HWND AddText(LPCWSTR text, int x, int y, int width, int height)
 {
     return CreateWindowExW(0, u"STATIC", text, WS_CHILD | WS_VISIBLE | SS_CENTER, x, y, width,
@@ -87,7 +77,7 @@ HWND AddText(LPCWSTR text, int x, int y, int width, int height)
 
 void CreateBox(LPCWSTR text, LPCWSTR caption)
 {
-    const std::vector<std::u16string> lines = LinesOf(text);
+    const std::vector<std::u16string> lines = korvex::platform::Split(text, u'\n');
     size_t longest = 0;
     for (const std::u16string& line : lines)
         longest = std::max(longest, line.size());

@@ -69,7 +69,7 @@ std::optional<MSG> FindPaint()
     const std::lock_guard guard(Windows()->mutex);
     for (const auto& [handle, window] : Windows()->windows) {
         if (window->queue == ThisQueue() && window->toPaint)
-            return MSG{handle, WM_PAINT, 0, 0, 0, 0, 0};
+            return MSG{handle, WM_PAINT, 0, 0, 0};
     }
     return std::nullopt;
 }
@@ -87,7 +87,7 @@ std::optional<MSG> TakeTimer(int* wait)
         for (auto& [identifier, timer] : window->timers) {
             if (timer.due <= now) {
                 timer.due = now + timer.period;
-                return MSG{handle, WM_TIMER, identifier, 0, 0, 0, 0};
+                return MSG{handle, WM_TIMER, identifier, 0, 0};
             }
             const auto left
                 = static_cast<int>(std::chrono::ceil<milliseconds>(timer.due - now).count());
@@ -146,7 +146,7 @@ LRESULT SendMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam)
     const auto window = FindWindow(handle);
     if (window == nullptr)
         return 0;
-    const MSG content{handle, message, wParam, lParam, 0, 0, 0};
+    const MSG content{handle, message, wParam, lParam, 0};
     if (window->queue == ThisQueue())
         return korvex::platform::Call(&content);
     const auto sent = std::make_shared<korvex::platform::SentMessage>();
@@ -166,7 +166,7 @@ BOOL PostMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam)
     if (window == nullptr)
         return Fail(ERROR_INVALID_HANDLE);
     const std::lock_guard guard(Windows()->mutex);
-    window->queue->posted.push_back({handle, message, wParam, lParam, GetTickCount(), 0, 0});
+    window->queue->posted.push_back({handle, message, wParam, lParam, GetTickCount()});
     eventfd_write(window->queue->wakeDescriptor, 1);
     return TRUE;
 }
@@ -190,7 +190,7 @@ BOOL GetMessageW(MSG* message, HWND /*window*/, UINT /*first*/, UINT /*last*/)
         if (found) {
             *message = *found;
             korvex::platform::messageTime = message->time;
-            return message->message != WM_QUIT ? TRUE : FALSE;
+            return TRUE;
         }
         korvex::platform::WaitForWork(wait);
     }

@@ -4,6 +4,7 @@
 #include <numbers>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/core/last_error.h"
@@ -14,19 +15,16 @@ namespace {
 
 enum class Kind { BRUSH, PEN, FONT };
 
-// What can be selected into a device context.
-struct PaintObject {
-    Kind kind;
-    bool isStock;
-    COLORREF color;                  // of a brush
-    bool draws;                      // a pen does
-    korvex::platform::FontView font; // of a font
-};
-
 } // namespace
 
-struct HBRUSH__ : PaintObject { };
-struct HFONT__ : PaintObject { };
+// What can be selected into a device context.
+struct HGDIOBJ__ {
+    Kind kind;
+    bool isStock;
+    COLORREF color;                       // of a brush
+    bool draws = false;                   // a pen does
+    korvex::platform::FontView font = {}; // of a font
+};
 
 namespace {
 
@@ -34,20 +32,20 @@ constexpr COLORREF WHITE = 0xFFFFFF;
 constexpr COLORREF GRAY = 0x808080;
 constexpr int SYSTEM_FONT_HEIGHT = 14;
 
-HBRUSH__ whiteBrush{{Kind::BRUSH, true, WHITE, false, {}}};
-HBRUSH__ grayBrush{{Kind::BRUSH, true, GRAY, false, {}}};
-HBRUSH__ contextBrush{{Kind::BRUSH, true, WHITE, false, {}}}; // its colour is the device context's
-PaintObject blackPen{Kind::PEN, true, 0, true, {}};
-PaintObject nullPen{Kind::PEN, true, 0, false, {}};
-PaintObject systemFont{Kind::FONT, true, 0, false, {SYSTEM_FONT_HEIGHT, false}};
+HGDIOBJ__ whiteBrush{Kind::BRUSH, true, WHITE};
+HGDIOBJ__ grayBrush{Kind::BRUSH, true, GRAY};
+HGDIOBJ__ contextBrush{Kind::BRUSH, true, WHITE}; // its colour is the device context's
+HGDIOBJ__ blackPen{Kind::PEN, true, 0, true};
+HGDIOBJ__ nullPen{Kind::PEN, true, 0};
+HGDIOBJ__ systemFont{Kind::FONT, true, 0, false, {SYSTEM_FONT_HEIGHT, false}};
 
 } // namespace
 
 struct HDC__ {
     HWND window;
-    PaintObject* brush = &whiteBrush;
-    PaintObject* pen = &blackPen;
-    PaintObject* font = &systemFont;
+    HGDIOBJ brush = &whiteBrush;
+    HGDIOBJ pen = &blackPen;
+    HGDIOBJ font = &systemFont;
     COLORREF dcBrushColor = WHITE;
     COLORREF textColor = 0;
 };
@@ -59,7 +57,7 @@ using korvex::platform::FindWindow;
 using korvex::platform::FontView;
 using korvex::platform::Windows;
 
-COLORREF FillColor(HDC context, const PaintObject* brush)
+COLORREF FillColor(HDC context, const HGDIOBJ__* brush)
 {
     return brush == &contextBrush ? context->dcBrushColor : brush->color;
 }
@@ -156,7 +154,6 @@ HDC BeginPaint(HWND window, PAINTSTRUCT* paint)
     if (ChangePaint(found.get(), false, false))
         Backend()->erase(&found->view);
     paint->hdc = GetDC(window);
-    paint->rcPaint = {0, 0, found->view.width, found->view.height};
     return paint->hdc;
 }
 
@@ -179,7 +176,7 @@ int ReleaseDC(HWND /*window*/, HDC context)
 
 HBRUSH CreateSolidBrush(COLORREF color)
 {
-    return new HBRUSH__{{Kind::BRUSH, false, color, false, {}}};
+    return new HGDIOBJ__{Kind::BRUSH, false, color};
 }
 
 HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientation*/, int weight,
@@ -187,61 +184,47 @@ HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientati
     DWORD /*outPrecision*/, DWORD /*clipPrecision*/, DWORD /*quality*/, DWORD /*pitchAndFamily*/,
     LPCWSTR /*name*/)
 {
-    return new HFONT__{{Kind::FONT, false, 0, false,
-        {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}}};
+    return new HGDIOBJ__{Kind::FONT, false, 0, false,
+        {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}};
 }
 
 HGDIOBJ GetStockObject(int object)
 {
     switch (object) {
     case DC_BRUSH:
-        return static_cast<PaintObject*>(&contextBrush);
+        return &contextBrush;
     case GRAY_BRUSH:
-        return static_cast<PaintObject*>(&grayBrush);
-    case BLACK_PEN:
-        return &blackPen;
+        return &grayBrush;
     case NULL_PEN:
         return &nullPen;
     default:
-        return static_cast<PaintObject*>(&whiteBrush);
+        return &whiteBrush;
     }
 }
 
 BOOL DeleteObject(HGDIOBJ object)
 {
-    auto* known = static_cast<PaintObject*>(object);
-    if (known == nullptr || known->isStock)
-        return TRUE;
-    if (known->kind == Kind::FONT)
-        delete static_cast<HFONT__*>(known);
-    else
-        delete static_cast<HBRUSH__*>(known);
+    if (object != nullptr && !object->isStock)
+        delete object;
     return TRUE;
 }
 
 HGDIOBJ SelectObject(HDC context, HGDIOBJ object)
 {
-    auto* selected = static_cast<PaintObject*>(object);
-    PaintObject** place = selected->kind == Kind::FONT ? &context->font
-        : selected->kind == Kind::PEN                  ? &context->pen
-                                                       : &context->brush;
-    PaintObject* before = *place;
-    *place = selected;
-    return before;
+    HGDIOBJ& place = object->kind == Kind::FONT ? context->font
+        : object->kind == Kind::PEN             ? context->pen
+                                                : context->brush;
+    return std::exchange(place, object);
 }
 
 COLORREF SetDCBrushColor(HDC context, COLORREF color)
 {
-    const COLORREF before = context->dcBrushColor;
-    context->dcBrushColor = color;
-    return before;
+    return std::exchange(context->dcBrushColor, color);
 }
 
 COLORREF SetTextColor(HDC context, COLORREF color)
 {
-    const COLORREF before = context->textColor;
-    context->textColor = color;
-    return before;
+    return std::exchange(context->textColor, color);
 }
 
 int SetBkMode(HDC /*context*/, int /*mode*/)
@@ -288,11 +271,7 @@ int DrawTextW(HDC context, LPCWSTR text, int /*count*/, RECT* area, UINT format)
         ? std::vector{Shortened(text, font, width)}
         : LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
     const int height = lineHeight * static_cast<int>(lines.size());
-    if ((format & DT_CALCRECT) != 0) {
-        area->bottom = area->top + height;
-        return height;
-    }
-    int y = (format & DT_VCENTER) != 0 ? (area->top + area->bottom - height) / 2 : area->top;
+    int y = area->top;
     for (const std::u16string& line : lines) {
         const int x = (format & DT_CENTER) != 0
             ? area->left + (width - Backend()->textWidth(font, line)) / 2

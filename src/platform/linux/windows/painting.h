@@ -25,7 +25,7 @@ HBRUSH CreateSolidBrush(COLORREF color);
 HFONT CreateFontW(int height, int width, int escapement, int orientation, int weight, DWORD italic,
     DWORD underline, DWORD strikeOut, DWORD characterSet, DWORD outPrecision, DWORD clipPrecision,
     DWORD quality, DWORD pitchAndFamily, LPCWSTR name);
-// WHITE_BRUSH, GRAY_BRUSH, DC_BRUSH, BLACK_PEN and NULL_PEN; never deleted
+// WHITE_BRUSH, GRAY_BRUSH, DC_BRUSH and NULL_PEN; never deleted
 HGDIOBJ GetStockObject(int object);
 BOOL DeleteObject(HGDIOBJ object);
 HGDIOBJ SelectObject(HDC context, HGDIOBJ object); // the one of its kind that was selected before
@@ -43,10 +43,9 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
 // Without an outline, and without the right and the bottom edge.
 int FillRect(HDC context, const RECT* area, HBRUSH brush);
 
-// Writes a terminated text (`count` -1) into an area: DT_CENTER, DT_VCENTER with DT_SINGLELINE,
-// DT_WORDBREAK (else lines end at "\n" alone); DT_PATH_ELLIPSIS leaves the middle of a line out
-// that is too wide; DT_CALCRECT writes nothing and sets the area's bottom. The height of the text;
-// what does not fit is not cut.
+// Writes a terminated text (`count` -1) into an area, from its top on: DT_CENTER, DT_WORDBREAK
+// (else lines end at "\n" alone); DT_PATH_ELLIPSIS leaves the middle of a line out that is too
+// wide. The height of the text; what does not fit is not cut.
 int DrawTextW(HDC context, LPCWSTR text, int count, RECT* area, UINT format);
 
 namespace korvex::platform {

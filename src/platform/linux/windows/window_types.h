@@ -15,8 +15,6 @@ struct MSG {
     WPARAM wParam;
     LPARAM lParam;
     DWORD time;
-    DWORD ptX;
-    DWORD ptY;
 };
 
 inline constexpr UINT WM_DESTROY = 0x0002;
@@ -37,11 +35,11 @@ inline constexpr DWORD QS_SENDMESSAGE = 0x0040;
 inline constexpr UINT PM_NOREMOVE = 0;
 
 using COLORREF = DWORD; // 0x00BBGGRR
-using HBRUSH = struct HBRUSH__*;
-using HFONT = struct HFONT__*;
 using HDC = struct HDC__*;
 using HRGN = struct HRGN__*;
-using HGDIOBJ = void*;
+using HGDIOBJ = struct HGDIOBJ__*;
+using HBRUSH = HGDIOBJ;
+using HFONT = HGDIOBJ;
 
 struct RECT {
     LONG left;
@@ -52,16 +50,10 @@ struct RECT {
 
 struct PAINTSTRUCT {
     HDC hdc;
-    BOOL fErase;
-    RECT rcPaint;
-    BOOL fRestore;
-    BOOL fIncUpdate;
-    BYTE rgbReserved[32];
 };
 
 inline constexpr int WHITE_BRUSH = 0;
 inline constexpr int GRAY_BRUSH = 2;
-inline constexpr int BLACK_PEN = 7;
 inline constexpr int NULL_PEN = 8;
 inline constexpr int DC_BRUSH = 18; // of the colour that SetDCBrushColor has set
 inline constexpr int FW_NORMAL = 400;
@@ -69,11 +61,9 @@ inline constexpr int FW_BOLD = 700;
 inline constexpr DWORD DEFAULT_CHARSET = 1;
 inline constexpr int TRANSPARENT = 1;
 inline constexpr UINT DT_CENTER = 0x0001;
-inline constexpr UINT DT_VCENTER = 0x0004;
 inline constexpr UINT DT_WORDBREAK = 0x0010;
 inline constexpr UINT DT_SINGLELINE = 0x0020;
 inline constexpr UINT DT_PATH_ELLIPSIS = 0x4000;
-inline constexpr UINT DT_CALCRECT = 0x0400;
 inline constexpr UINT DT_NOPREFIX = 0x0800;
 inline constexpr UINT RDW_INVALIDATE = 0x0001;
 inline constexpr UINT RDW_INTERNALPAINT = 0x0002;
@@ -90,13 +80,10 @@ using WNDPROC = LRESULT(CALLBACK*)(HWND, UINT, WPARAM, LPARAM);
 struct WNDCLASSW {
     UINT style;
     WNDPROC lpfnWndProc;
-    int cbClsExtra;
-    int cbWndExtra;
     HINSTANCE hInstance;
     HICON hIcon;
     HCURSOR hCursor;
     HBRUSH hbrBackground;
-    LPCWSTR lpszMenuName;
     LPCWSTR lpszClassName;
 };
 

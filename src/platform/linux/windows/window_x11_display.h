@@ -29,7 +29,6 @@ struct WindowDisplay {
     Cursor arrow = 0;
     // those that have been used, by height and boldness; null: there is none
     std::map<std::pair<int, bool>, XftFont*> fonts;
-    std::map<COLORREF, unsigned long> pixels; // of the colours that have been used
     std::map<HWND, ShownWindow> windows;
 };
 

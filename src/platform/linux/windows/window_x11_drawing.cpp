@@ -8,13 +8,20 @@ namespace {
 
 constexpr FontView STATIC_FONT{14, false};
 
-XRenderColor RenderColorOf(COLORREF color)
+// The colour on the display; white where it has none left.
+XftColor ColorOf(COLORREF color)
 {
     constexpr unsigned FULL = 0x101; // from 8 bits to 16
     const auto component = [color](unsigned shift) {
         return static_cast<unsigned short>((color >> shift & 0xFF) * FULL);
     };
-    return {component(0), component(8), component(16), 0xFFFF};
+    const XRenderColor components{component(0), component(8), component(16), 0xFFFF};
+    Display* display = Connection()->display;
+    const int screen = DefaultScreen(display);
+    XftColor found{WhitePixel(display, screen), components};
+    XftColorAllocValue(display, DefaultVisual(display, screen), DefaultColormap(display, screen),
+        &components, &found);
+    return found;
 }
 
 XftFont* FontOf(FontView font)
@@ -46,16 +53,9 @@ void DrawTextAt(
     const std::string bytes = ToUtf8(text);
     XftDraw* draw = XftDrawCreate(
         display, window, DefaultVisual(display, screen), DefaultColormap(display, screen));
-    XftColor color{};
-    const XRenderColor components = RenderColorOf(wanted);
-    if (XftColorAllocValue(display, DefaultVisual(display, screen),
-            DefaultColormap(display, screen), &components, &color)
-        != 0) {
-        XftDrawStringUtf8(draw, &color, opened, x, y + opened->ascent,
-            reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()));
-        XftColorFree(
-            display, DefaultVisual(display, screen), DefaultColormap(display, screen), &color);
-    }
+    const XftColor color = ColorOf(wanted);
+    XftDrawStringUtf8(draw, &color, opened, x, y + opened->ascent,
+        reinterpret_cast<const FcChar8*>(bytes.data()), static_cast<int>(bytes.size()));
     XftDrawDestroy(draw);
 }
 
@@ -84,19 +84,7 @@ void DrawFigure(HWND handle, COLORREF fill, bool outlined, Draw draw)
 
 unsigned long XColorOf(COLORREF color)
 {
-    WindowDisplay* connection = Connection();
-    if (const auto known = connection->pixels.find(color); known != connection->pixels.end())
-        return known->second;
-    Display* display = connection->display;
-    const XRenderColor components = RenderColorOf(color);
-    XColor wanted{};
-    wanted.red = components.red;
-    wanted.green = components.green;
-    wanted.blue = components.blue;
-    if (XAllocColor(display, DefaultColormap(display, DefaultScreen(display)), &wanted) == 0)
-        return WhitePixel(display, DefaultScreen(display));
-    connection->pixels[color] = wanted.pixel;
-    return wanted.pixel;
+    return ColorOf(color).pixel;
 }
 
 bool CanDrawText()

@@ -26,28 +26,18 @@ struct Monitors {
 
 bool HasMonitors(Display* display)
 {
-    int event = 0;
-    int error = 0;
     int major = 0;
     int minor = 0;
-    return XRRQueryExtension(display, &event, &error) != 0
-        && XRRQueryVersion(display, &major, &minor) != 0
+    return XRRQueryVersion(display, &major, &minor) != 0
         && (major > 1 || (major == 1 && minor >= 5));
 }
 
 bool MeasureScreen(Display* display, MonitorArea* area)
 {
-    Window root = 0;
-    unsigned width = 0;
-    unsigned height = 0;
-    unsigned border = 0;
-    unsigned depth = 0;
-    if (XGetGeometry(display, DefaultRootWindow(display), &root, &area->x, &area->y, &width,
-            &height, &border, &depth)
-        == 0)
+    XWindowAttributes root{};
+    if (XGetWindowAttributes(display, DefaultRootWindow(display), &root) == 0)
         return false;
-    area->width = static_cast<int>(width);
-    area->height = static_cast<int>(height);
+    *area = {0, 0, root.width, root.height};
     return true;
 }
 
