@@ -1,6 +1,9 @@
 #include "cli/text_layout.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
 
 namespace korvex::command {
 
@@ -18,6 +21,16 @@ std::string TextOf(const TextTable* table)
         }
     }
     return text;
+}
+
+std::string Formatted(const char* format, ...)
+{
+    std::array<char, 256> text{};
+    va_list values;
+    va_start(values, format);
+    vsnprintf(text.data(), text.size(), format, values);
+    va_end(values);
+    return text.data();
 }
 
 std::string Wrapped(std::string_view text, size_t width)

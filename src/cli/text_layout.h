@@ -13,6 +13,9 @@ using TextTable = std::vector<std::vector<std::string>>; // rows of as many cell
 // The rows as lines, their cells below each other. What is empty is a dash.
 std::string TextOf(const TextTable* table);
 
+// The text that printf(3) makes of these, cut to 255 bytes.
+[[gnu::format(printf, 1, 2)]] std::string Formatted(const char* format, ...);
+
 // Replaces control characters by '?', so that none reaches a terminal: those of ASCII, and in UTF-8
 // those from U+0080 to U+009F.
 void ReplaceControls(std::string* text);

@@ -1,4 +1,3 @@
-#include <array>
 #include <cstdio>
 #include <mutex>
 #include <optional>
@@ -9,6 +8,7 @@
 #include "calibration/calibration.h"
 #include "calibration/settings_file.h"
 #include "command/calibration_output.h"
+#include "command/detection.h"
 #include "command/page_words.h"
 #include "command/remote_panels.h"
 #include "command/subcommands.h"
@@ -17,7 +17,6 @@
 #include "console/page_texts.h"
 #include "control/control_client.h"
 #include "host/host.h"
-#include "input/pointer_injection.h"
 #include "machine/keyboard.h"
 #include "machine/machine_setup.h"
 #include "machine/port_failure.h"
@@ -32,7 +31,6 @@
 #include "runtime/calibration_history.h"
 #include "runtime/opened_controller.h"
 #include "runtime/settings_state.h"
-#include "support/bounded_text.h"
 
 namespace korvex::command {
 
@@ -52,13 +50,13 @@ std::string PortOf(const TouchController* controller)
 }
 
 // The panel and its port; with its controller, whose words are its reader's, only by the model.
-void DescribeOwn(uint32_t panel, WCHAR* text, size_t capacity)
+void DescribeOwn(uint32_t panel, SourceText* text)
 {
     const TouchController* controller = OwnPanel(panel);
     const std::string title = controller == nullptr
         ? ""
         : PanelTitle(PortOf(controller)) + ", controller " + ModelText(controller->model);
-    SetWords(text, capacity, title);
+    SetWords(text, title);
 }
 
 // Why ports were left out: the last reason, for who sees no standard error.
@@ -69,10 +67,10 @@ struct RefusedPort {
 
 RefusedPort refusedPort;
 
-void ExplainNobody(WCHAR* text, size_t capacity)
+void ExplainNobody(SourceText* text)
 {
     const std::lock_guard guard(refusedPort.mutex);
-    SetWords(text, capacity, refusedPort.reason);
+    SetWords(text, refusedPort.reason);
 }
 
 void DescribeOwnFile(uint32_t panel, PanelFile* file)
@@ -88,7 +86,7 @@ void DescribeOwnFile(uint32_t panel, PanelFile* file)
         SetWords(&file->previous, TextIn(history.previous[0], "until"));
 }
 
-bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
+bool StoreOwn(uint32_t panel, const CalibrationData* points, SourceText* reason)
 {
     TouchController* controller = OwnPanel(panel);
     if (controller == nullptr)
@@ -96,9 +94,9 @@ bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size
     const auto bits = static_cast<uint32_t>(controller->resolutionBits);
     const CalibrationData used = UsedCalibration(panel);
     const CalibrationData replaced = ReplacedCalibration(&used, bits);
-    if (!OwnPanels().store(panel, points, reason, capacity)) {
+    if (!OwnPanels().store(panel, points, reason)) {
         if (const std::string fault = SavingFault(); !fault.empty())
-            SetWords(reason, capacity, fault);
+            SetWords(reason, fault);
         return false;
     }
     const CalibrationData saved = CopyCalibration(controller);
@@ -109,13 +107,13 @@ bool StoreOwn(uint32_t panel, const CalibrationData* points, WCHAR* reason, size
     return true;
 }
 
-bool UndoOwn(uint32_t panel, WCHAR* reason, size_t capacity)
+bool UndoOwn(uint32_t panel, SourceText* reason)
 {
     TouchController* controller = OwnPanel(panel);
     CalibrationData restored{};
     const std::string fault = controller == nullptr ? "The panel is not driven any more."
                                                     : UndoSave(PortOf(controller), "", &restored);
-    SetWords(reason, capacity, fault);
+    SetWords(reason, fault);
     if (!fault.empty())
         return false;
     const CalibrationData merged = MergeCalibration(controller, &restored);
@@ -184,9 +182,9 @@ int UndoDriven(std::vector<RemotePanel>&& driven)
     }
     const PanelSource source = UseRemotePanels(std::move(driven));
     PanelFile file{};
-    std::array<WCHAR, TEXT_CAPACITY> reason{};
+    SourceText reason{};
     source.describeFile(0, &file);
-    const bool undone = source.undo(0, reason.data(), reason.size());
+    const bool undone = source.undo(0, &reason);
     return PrintUndone(
         platform::ToUtf8(file.path.data()), undone ? "" : platform::ToUtf8(reason.data()));
 }
@@ -199,13 +197,6 @@ int UndoHere(const Options* options, const std::string& port, const std::string&
     CalibrationData restored{};
     const std::string path = port.empty() ? "" : PathOfPort(options->ports, port);
     return PrintUndone(SettingsFilePath(), UndoSave(path, "", &restored));
-}
-
-void EndWithoutWorker()
-{
-    Error("the system refuses a thread for the detection");
-    DestroyHostContext();
-    ExitProcess(EXIT_FAULT);
 }
 
 // Whichever panel is touched, of all ports that may be asked.

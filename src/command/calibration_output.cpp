@@ -1,18 +1,17 @@
 #include "command/calibration_output.h"
 
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "cli/text_layout.h"
 #include "control/json_line.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/windows/messages.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
-#include "process/output.h"
 
 namespace korvex::command {
 
@@ -45,8 +44,7 @@ void Print(const CalibrationCourse* course, const std::string& state, const std:
         return;
     progress.state = state;
     progress.target = target;
-    const Point place = GuideTargetPlace(&course->guide, target);
-    const POINT pixel = PixelOf(course->screen, {place.x, place.y});
+    const POINT pixel = PixelOf(course->screen, GuideTargetPlace(&course->guide, target));
     if (progress.json) {
         Json line{{"target", target + 1}, {"of", course->guide.calib.pointCount}, {"x", pixel.x},
             {"y", pixel.y}, {"width", course->screen.x}, {"height", course->screen.y},
@@ -93,14 +91,6 @@ std::string AccuracyName(const CalibrationCourse* course)
     return platform::ToUtf8(AccuracyText(AccuracyOf(course, DistanceOff(course))));
 }
 
-// "2.4"
-std::string Rounded(double number)
-{
-    std::array<char, 32> text{};
-    snprintf(text.data(), text.size(), "%.1f", number);
-    return text.data();
-}
-
 // Which target does not fit the others, and how far it is off; of four each is as far.
 std::string DoubtText(const CalibrationCourse* course)
 {
@@ -108,7 +98,8 @@ std::string DoubtText(const CalibrationCourse* course)
     const std::string name = course->guide.judgement.target != NO_TARGET
         ? "target " + std::to_string(target + 1)
         : "one of the targets";
-    return name + " was touched " + Rounded(ResidualPercent(&course->guide.judgement, target))
+    return name + " was touched "
+        + Formatted("%.1f", ResidualPercent(&course->guide.judgement, target))
         + " % of the screen from where the others predict it";
 }
 
@@ -174,7 +165,7 @@ void PrintEnd(const CalibrationCourse* course, const PageWords* words)
     }
     if (saved)
         Notice("saved in '" + file + "'; accuracy: " + AccuracyName(course) + " ("
-            + Rounded(DistanceOff(course)) + " pixels)");
+            + Formatted("%.1f", DistanceOff(course)) + " pixels)");
     else if (undone)
         Notice("the last save in '" + file + "' is undone");
     else

@@ -56,14 +56,6 @@ DWORD CallCoInstaller(DI_FUNCTION function, bool postProcessing, Device* device)
     return result;
 }
 
-void PrintRemoved(const std::vector<std::pair<DEVINST, std::u16string>>& before)
-{
-    for (const auto& [node, instanceId] : before) {
-        if (platform::InstanceIdOf(node).empty())
-            printf("removed: %s\n", platform::ToUtf8(instanceId).c_str());
-    }
-}
-
 // As the device installer goes about it: the second pass is called where the first one has asked
 // for it.
 void Call(DI_FUNCTION function, Device* device)
@@ -94,7 +86,10 @@ int RunCoinstall(const Options* options)
 
     for (const std::string& line : written)
         printf("registry: %s\n", line.c_str());
-    PrintRemoved(children);
+    for (const auto& [node, instanceId] : children) {
+        if (platform::InstanceIdOf(node).empty())
+            printf("removed: %s\n", platform::ToUtf8(instanceId).c_str());
+    }
     if (device.driver != nullptr && !device.driver->reportModes.empty())
         printf("driver: report mode %u\n", device.driver->reportModes.back());
     if ((platform::InstallFlagsOf(device.node) & DI_NEEDREBOOT) != 0)

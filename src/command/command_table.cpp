@@ -345,7 +345,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .help = "take the binding and its parameters off a port",
              .arguments = {panelPort},
              .options = {port, state}},
-            .machine = {SetUpDevices},
+            .machine = {SetUpState, SetUpPorts},
             .run = RunUnbind},
         {.syntax = {.name = "coinstall",
              .help = "call the co-installer for the device named with --instance, as the installer "
@@ -375,7 +375,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
                      .help = "it is a Tablet PC",
                      .store = StoreFlag(&options->tabletPc)},
                  port, state, trace}},
-            .machine = {SetUpTrace, SetUpSystem, SetUpDevices},
+            .machine = {SetUpTrace, SetUpSystem, SetUpState, SetUpPorts},
             .run = RunCoinstall},
         {.syntax = {.name = "calib",
              .help = "start the calibration program with a number or a text (after \"--\" when it "

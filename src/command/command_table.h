@@ -1,7 +1,6 @@
 // The commands of `korvex`, with their options.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "cli/program.h"

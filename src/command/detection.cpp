@@ -1,18 +1,34 @@
 #include "command/detection.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "command/check/stored_calibration.h"
+#include "command/subcommands.h"
 #include "control/control_client.h"
 #include "host/host.h"
+#include "host/panel_test.h"
+#include "input/host_handlers.h"
+#include "korvex/korvex.h"
+#include "machine/machine_setup.h"
 #include "machine/port_failure.h"
 #include "machine/port_names.h"
+#include "machine/port_state.h"
+#include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
+#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
+#include "runtime/control_server.h"
+#include "runtime/running_sessions.h"
+#include "support/bounded_text.h"
 
 namespace korvex::command {
 
@@ -22,33 +38,30 @@ namespace {
 std::string WayAround(const std::string& path, DWORD error)
 {
     const std::string name = PanelNameOf(path);
-    if (MessagePrefix() != "korvex paneltest" || error != ERROR_SHARING_VIOLATION
-        || !FindRuntime(path, name))
+    if (error != ERROR_SHARING_VIOLATION || !FindRuntime(path, name))
         return "";
     return "; 'korvex calibrate " + name + "' calibrates the panel while it is driven";
 }
 
-} // namespace
-
-int RunEntry(const Options* options, const Entry* entry)
+// Runs the entry, which ends the process when its window is closed or an end is requested; the
+// result is the exit code where it does not come that far. The handlers (HostHandlers) are set.
+int RunEntry(const Options* options, decltype(&kxENUM) run, decltype(&kxENUMW) runSingle)
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->observers.portRefused = [](const std::string& path, DWORD error) {
+    machine->observers.portRefused = [run](const std::string& path, DWORD error) {
         Warning("'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error)
-            + WayAround(path, error));
+            + (run == kxPANELTEST ? WayAround(path, error) : ""));
     };
     static std::string lockFault;
     machine->observers.mutexRefused = [](const std::string& folder, int error) {
         lockFault = (folder.empty() ? "a folder of your own" : "'" + folder + "'") + ": "
             + strerror(error);
     };
-    if (!machine->onExit)
-        machine->onExit = EntryExitCode;
     SetLastError(ERROR_SUCCESS);
     if (options->single)
-        entry->runSingle(nullptr, nullptr, nullptr, SW_SHOW);
+        runSingle(nullptr, nullptr, nullptr, SW_SHOW);
     else
-        entry->run();
+        run();
     if (!lockFault.empty()) {
         Error("whether another one is running cannot be known without a lock in " + lockFault);
         return EXIT_FAULT;
@@ -64,6 +77,92 @@ int RunEntry(const Options* options, const Entry* entry)
     ExitProcess(EXIT_FAULT);
 }
 
+// The command's exit code for an entry that has ended with `exitCode`: EXIT_FAULT, with a message,
+// when the display was lost.
+int EntryExitCode(int exitCode)
+{
+    if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
+        return exitCode;
+    Error("the display is lost");
+    return EXIT_FAULT;
+}
+
+// What is driven, in the few words that the status window has room for: "1 controller: ttyUSB0,
+// 5200", and which of them are unplugged.
+void DescribeDriven(WCHAR* text, size_t capacity)
+{
+    const std::vector<RunningSession> sessions = RunningSessions();
+    std::string line
+        = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
+    if (sessions.size() == 1)
+        line += " controller: " + sessions[0].state.panel + ", "
+            + (sessions[0].state.reading.gone ? "unplugged" : sessions[0].state.model);
+    for (size_t i = 0; sessions.size() > 1 && i < sessions.size(); ++i)
+        line += (i == 0 ? " controllers: " : ", ") + sessions[i].state.panel
+            + (sessions[i].state.reading.gone ? " (unplugged)" : "");
+    CopyBounded(text, capacity, platform::FromUtf8(line).c_str());
+}
+
+void HandleDetectedSession(TouchController* controller, SessionEvent event)
+{
+    HandleSessionEvent(controller, event);
+    if (event == SessionEvent::STARTED)
+        Notice(
+            PanelTitle(platform::OpenedPathOf(controller->link.handle)), DescriptionOf(controller));
+    if (event == SessionEvent::STARTED || event == SessionEvent::ENDED
+        || event == SessionEvent::PORT_GONE || event == SessionEvent::PORT_BACK)
+        RefreshStatusDetail();
+}
+
+PortReturn HandleDetectedReturn(
+    TouchController* controller, ReadResult result, const Packet* report)
+{
+    const PortReturn decision = HandlePortReturn(controller, result, report);
+    if (decision == PortReturn::ANOTHER)
+        Warning("that one is driven when enum is started again");
+    return decision;
+}
+
+void HandleDetectionDone()
+{
+    RefreshStatusDetail();
+    if (RunningSessions().empty())
+        Warning("no controller was found on any port that was asked; nothing is driven");
+}
+
+bool printsStates;
+
+// Says on standard error what a person would see on the screen.
+void PrintPanelTestState(const PanelTestContext* context)
+{
+    const uint32_t index = context->targetIndex;
+    if (context->showResult != 0) {
+        fprintf(stderr, "check: touch at %d, %d\npanel quality %u %%\n", context->markerX,
+            context->markerY, PanelQuality(&context->calib));
+        return;
+    }
+    if (index > 0)
+        fprintf(stderr, "sample %u: raw %d, %d\n", index, context->calib.advPoints[index - 1].x,
+            context->calib.advPoints[index - 1].y);
+    if (index == TARGET_COUNT) {
+        fputs("check: touch anywhere\n", stderr);
+        return;
+    }
+    const POINT target = TargetPosition(index);
+    fprintf(stderr, "target %u of %u at %d, %d\n", index + 1, TARGET_COUNT, target.x, target.y);
+}
+
+void HandleState(const PanelTestContext* context)
+{
+    static bool isRated = false;
+    if (context->showResult != 0 && !std::exchange(isRated, true))
+        OutputDebugStringW(u"\n"); // the diagnostic text of the quality has no line end
+    if (printsStates)
+        PrintPanelTestState(context);
+}
+
+} // namespace
+
 void EndWithoutWorker()
 {
     Error("the system refuses a thread for the detection");
@@ -71,12 +170,51 @@ void EndWithoutWorker()
     ExitProcess(EXIT_FAULT);
 }
 
-int EntryExitCode(int exitCode)
+int RunEnumerate(const Options* options)
 {
-    if (exitCode != EXIT_DONE || !platform::IsDisplayLost())
-        return exitCode;
-    Error("the display is lost");
-    return EXIT_FAULT;
+    const bool isSeen = options->windows != "none"; // else the lines on standard error say it
+    SetHostHandlers({.sessionEvent = HandleDetectedSession,
+        .portReturned = HandleDetectedReturn,
+        .workerRefused = EndWithoutWorker,
+        .detectionDone = HandleDetectionDone,
+        .statusDetail = isSeen ? DescribeDriven : nullptr});
+    StartControl("enum");
+    platform::ThisMachine()->onExit = [](int exitCode) {
+        EndControl();
+        return EntryExitCode(exitCode);
+    };
+    const int exitCode = RunEntry(options, kxENUM, kxENUMW);
+    EndControl(); // it has not come as far as onExit
+    return exitCode;
+}
+
+int RunPanelTest(const Options* options)
+{
+    static const SettingsBefore before = LookAtSettings();
+    if (!before.savingFault.empty())
+        ShowErrorBox(options, "The calibration will not be saved: " + before.savingFault,
+            u"Touch Panel Utility");
+    printsStates = options->windows == "none";
+    static std::atomic<bool> found{false};
+    static std::atomic<bool> nobody{false};
+    SetHostHandlers({.sessionEvent
+        = [](TouchController* /*controller*/,
+              SessionEvent event) { found = found || event == SessionEvent::STARTED; },
+        .workerRefused = EndWithoutWorker,
+        .detectionDone = [] { nobody = !found; },
+        .panelTestState = HandleState});
+    AskKnownControllers();
+    if (IsEndRequested())
+        return EXIT_DONE;
+    platform::ThisMachine()->onExit = [](int exitCode) {
+        exitCode = EntryExitCode(exitCode);
+        if (exitCode != EXIT_DONE)
+            return exitCode;
+        if (nobody)
+            return EXIT_NO_CONTROLLER;
+        return before.savingFault.empty() && !WasWriteRefused() ? JudgeStored(&before) : EXIT_FAULT;
+    };
+    return RunEntry(options, kxPANELTEST, kxPANELTESTW);
 }
 
 } // namespace korvex::command

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <cstdio>
 #include <new>
-#include <string>
 #include <vector>
 
 #include "cli/command_line.h"

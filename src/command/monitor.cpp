@@ -1,11 +1,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -13,10 +11,11 @@
 #include <utility>
 #include <vector>
 
-#include "command/monitor_table.h"
+#include "cli/text_layout.h"
 #include "command/subcommands.h"
 #include "control/control_client.h"
 #include "control/json_line.h"
+#include "control/panel_state.h"
 #include "input/host_handlers.h"
 #include "input/session.h"
 #include "machine/port_names.h"
@@ -26,7 +25,6 @@
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
-#include "process/output.h"
 #include "process/terminal.h"
 #include "runtime/opened_controller.h"
 #include "runtime/port_return.h"
@@ -41,6 +39,14 @@ using std::chrono::milliseconds;
 constexpr milliseconds TICK{100};
 constexpr size_t TICKS_PER_SECOND = 10;
 
+// What is shown of a controller.
+struct Sample {
+    PanelReading reading;
+    uint32_t rate; // reports in the last second
+
+    bool operator==(const Sample&) const = default;
+};
+
 struct Watched {
     std::string port;
     TouchController* controller;
@@ -51,8 +57,92 @@ struct Watched {
     Clock::time_point soughtAt;   // when a runtime was looked for last, after that
     std::deque<uint32_t> reports; // at the last ticks, newest first
     Sample shown;
-    bool changed; // since it was shown before
 };
+
+constexpr size_t MAX_PORT_WIDTH = 16;
+constexpr double OUTPUT_PARTS = 65536;
+
+using Screen = std::optional<platform::MonitorArea>;
+
+// What a line of the table has in one column.
+struct Cell {
+    const char* title;
+    size_t width;
+    size_t rank; // the columns of the lowest ranks stay on a narrow terminal
+    std::string text;
+};
+
+// A mapped position in percent of the screen, with a tenth.
+double PercentOf(int32_t mapped)
+{
+    return std::round(mapped * 1000 / OUTPUT_PARTS) / 10;
+}
+
+// All columns behind the port's, in their order.
+std::vector<Cell> CellsOf(const Sample* sample, const Screen& screen)
+{
+    const PanelReading& reading = sample->reading;
+    const Point mapped = reading.mapped;
+    std::vector<Cell> cells{
+        {"RAW     Y", 9, 3, Formatted("%4d %4d", reading.raw.x, reading.raw.y)},
+        {"    %     %", 11, 0, Formatted("%5.1f %5.1f", PercentOf(mapped.x), PercentOf(mapped.y))},
+        {"PIXEL   Y", 9, 4,
+            screen ? Formatted("%4d %4d", platform::PixelOf(mapped.x, screen->width),
+                         platform::PixelOf(mapped.y, screen->height))
+                   : "-"},
+        {"TOUCH", 5, 1,
+            reading.gone           ? "gone"
+                : reading.touching ? "down"
+                                   : "up"},
+        {"RATE", 4, 2, std::to_string(sample->rate)},
+    };
+    const size_t ranks = cells.size();
+    for (const PanelCounter& counter : PANEL_COUNTERS) {
+        if (counter.title != nullptr)
+            cells.push_back({counter.title, counter.width, ranks + counter.rank,
+                std::to_string(reading.counters.*counter.value)});
+    }
+    return cells;
+}
+
+// What of the table fits a width: the more it has, the more columns; at 40 still those that tell of
+// touches.
+struct Layout {
+    size_t portWidth;
+    size_t ranks;  // those below this are shown
+    Screen screen; // whose pixels are shown
+};
+
+Layout LayOut(const std::vector<Watched>* all, const Screen& screen, size_t width)
+{
+    Layout layout{4, 0, screen};
+    for (const Watched& watched : *all)
+        layout.portWidth = std::max(layout.portWidth, watched.port.size());
+    layout.portWidth = std::min(layout.portWidth, MAX_PORT_WIDTH);
+    std::vector<Cell> cells = CellsOf(&all->front().shown, screen);
+    std::sort(cells.begin(), cells.end(),
+        [](const Cell& one, const Cell& other) { return one.rank < other.rank; });
+    size_t used = layout.portWidth;
+    for (const Cell& cell : cells) {
+        used += 1 + cell.width;
+        layout.ranks += used <= width ? 1 : 0;
+    }
+    return layout;
+}
+
+// A line without its end: the titles, or what is shown of one; a longer port name shows its end.
+std::string TableLine(const Watched* watched, const Layout* layout, bool isTitle)
+{
+    const std::string port = isTitle ? "PORT" : watched->port;
+    std::string line = port.substr(port.size() - std::min(port.size(), layout->portWidth));
+    line.resize(layout->portWidth, ' ');
+    for (const Cell& cell : CellsOf(&watched->shown, layout->screen)) {
+        const std::string text = isTitle ? cell.title : cell.text;
+        if (cell.rank < layout->ranks)
+            line += std::string(1 + cell.width - std::min(cell.width, text.size()), ' ') + text;
+    }
+    return line;
+}
 
 PortReturn DecideWatchedReturn(TouchController* controller, ReadResult result, const Packet* report)
 {
@@ -86,8 +176,7 @@ Sample SampleOf(Watched* watched)
     return {reading, reading.gone ? 0 : rate};
 }
 
-std::string JsonOf(
-    const Watched* watched, milliseconds time, const std::optional<platform::MonitorArea>& screen)
+std::string JsonOf(const Watched* watched, milliseconds time, const Screen& screen)
 {
     const PanelReading& reading = watched->shown.reading;
     Json line{{"port", watched->port},
@@ -106,7 +195,7 @@ std::string JsonOf(
 // What is on the terminal, or has been printed.
 struct View {
     // whose pixels are shown; none: there is no X display
-    std::optional<platform::MonitorArea> screen;
+    Screen screen;
     bool inPlace; // on a terminal the table stays where it is
     size_t width; // of that terminal
     bool begun;
@@ -114,21 +203,21 @@ struct View {
 
 // The table in its place. Where the terminal has another size now it begins anew, for what was
 // there has been wrapped or cut.
-std::string TableInPlace(const std::vector<MonitorRow>* rows, View* view)
+std::string TableInPlace(const std::vector<Watched>* all, View* view)
 {
     constexpr size_t USUAL_WIDTH = 80;
     const size_t columnsNow = TerminalColumns();
     const size_t width = columnsNow == 0 ? USUAL_WIDTH : columnsNow;
-    const MonitorColumns columns = ChooseColumns(rows, view->screen, width);
+    const Layout layout = LayOut(all, view->screen, width);
     std::string text; // control sequences as ECMA-48 has them: CUP with ED, CUU, EL
     if (view->begun && width != view->width)
         text = "\x1b[H\x1b[2J";
     else if (view->begun)
-        text = "\x1b[" + std::to_string(rows->size() + 2) + "A";
+        text = "\x1b[" + std::to_string(all->size() + 2) + "A";
     view->width = width;
-    text += HeaderOf(&columns) + "\x1b[K\n";
-    for (const MonitorRow& row : *rows)
-        text += LineOf(&row, &columns) + "\x1b[K\n";
+    text += TableLine(&all->front(), &layout, true) + "\x1b[K\n";
+    for (const Watched& watched : *all)
+        text += TableLine(&watched, &layout, false) + "\x1b[K\n";
     return text + "q ends it.\x1b[K\n";
 }
 
@@ -137,30 +226,26 @@ std::string TableInPlace(const std::vector<MonitorRow>* rows, View* view)
 std::string Changes(
     std::vector<Watched>* all, const Options* options, View* view, milliseconds time)
 {
-    std::string text;
-    std::vector<MonitorRow> rows;
+    const Layout layout = LayOut(all, view->screen, SIZE_MAX);
+    const bool isList = !view->inPlace && !options->json;
+    std::string text = isList && !view->begun ? TableLine(&all->front(), &layout, true) + "\n" : "";
     for (Watched& watched : *all) {
         const Sample sample = SampleOf(&watched);
         const bool changed = !view->begun || !(sample == watched.shown);
         watched.shown = sample;
-        rows.push_back({watched.port, sample});
-        if (options->json && changed)
+        if (changed && options->json)
             text += JsonOf(&watched, time, view->screen);
-        watched.changed = changed;
+        else if (changed && isList)
+            text += TableLine(&watched, &layout, false) + "\n";
     }
     if (view->inPlace)
-        text = TableInPlace(&rows, view);
-    const MonitorColumns columns = ChooseColumns(&rows, view->screen, SIZE_MAX);
-    if (!view->inPlace && !options->json && !view->begun)
-        text = HeaderOf(&columns) + "\n";
-    for (size_t i = 0; !view->inPlace && !options->json && i < rows.size(); ++i)
-        text += (*all)[i].changed ? LineOf(&rows[i], &columns) + "\n" : "";
+        text = TableInPlace(all, view);
     view->begun = true;
     return text;
 }
 
 // The monitor that touches on the X display mean.
-std::optional<platform::MonitorArea> ShownScreen(const Options* options)
+Screen ShownScreen(const Options* options)
 {
     platform::MonitorArea area{};
     return HasDisplay() && platform::MeasureMonitor(nullptr, options->monitor, &area)
@@ -257,7 +342,7 @@ int RunMonitor(const Options* options)
     SetHostHandlers({.portReturned = DecideWatchedReturn});
     std::vector<Watched> all;
     for (const std::string& port : options->arguments) {
-        all.push_back({port, nullptr, {}, {}, {}, {}, {}, false});
+        all.push_back({port, nullptr, {}, {}, {}, {}, {}});
         exitCode = StartWatching(&all.back(), options);
         if (exitCode != EXIT_DONE || (all.back().controller == nullptr && !all.back().remote))
             break;

@@ -1,24 +1,18 @@
 // Texts for the calibration page, whose buffers are UTF-16.
 #pragma once
 
-#include <array>
 #include <string>
 
+#include "console/panel_source.h"
 #include "platform/linux/core/text.h"
 #include "support/bounded_text.h"
 
 namespace korvex::command {
 
 // Copies a text, cut where it is longer than the buffer.
-inline void SetWords(WCHAR* words, size_t capacity, const std::string& text)
+inline void SetWords(SourceText* words, const std::string& text)
 {
-    CopyBounded(words, capacity, platform::FromUtf8(text).c_str());
-}
-
-template <size_t CAPACITY>
-void SetWords(std::array<WCHAR, CAPACITY>* words, const std::string& text)
-{
-    SetWords(words->data(), CAPACITY, text);
+    CopyBounded(words->data(), words->size(), platform::FromUtf8(text).c_str());
 }
 
 } // namespace korvex::command

@@ -10,7 +10,6 @@
 #include "machine/port_names.h"
 #include "machine/port_state.h"
 #include "process/exit_codes.h"
-#include "process/message.h"
 #include "process/options.h"
 
 namespace korvex::command {
@@ -31,13 +30,12 @@ struct Driver {
     std::string model;
 };
 
-Driver DriverOf(const std::vector<AskedRuntime>* runtimes, const PortState* port)
+Driver DriverOf(const std::vector<RuntimeStatus>* runtimes, const PortState* port)
 {
-    for (const AskedRuntime& runtime : *runtimes) {
-        for (size_t i = 0; runtime.status && i < runtime.status->panels.size(); ++i) {
-            const PanelState& panel = runtime.status->panels[i];
+    for (const RuntimeStatus& runtime : *runtimes) {
+        for (const PanelState& panel : runtime.panels) {
             if (IsSamePort(panel.path, port->path))
-                return {runtime.status->process, panel.model};
+                return {runtime.process, panel.model};
         }
     }
     return {0, ModelText(port->model)};
@@ -55,11 +53,7 @@ Json JsonOf(const Options* options, const PortState* port, const Driver* driver)
 
 int RunPorts(const Options* options)
 {
-    const std::vector<AskedRuntime> runtimes = AskRuntimes();
-    for (const AskedRuntime& runtime : runtimes) {
-        if (const std::string fault = UnaskedText(&runtime); !fault.empty())
-            Error(fault);
-    }
+    const std::vector<RuntimeStatus> runtimes = AskStatuses();
     TextTable table{
         {"PORT", "PATH", "PANEL", "MODEL", "DRIVEN BY", "BINDING", "ASKED BY", "CHILD"}};
     Json list = Json::array();

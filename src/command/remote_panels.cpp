@@ -2,11 +2,9 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -15,9 +13,9 @@
 #include <utility>
 
 #include "command/page_words.h"
+#include "control/calibration_json.h"
 #include "control/json_line.h"
 #include "machine/port_names.h"
-#include "support/bounded_text.h"
 
 namespace korvex::command {
 
@@ -31,13 +29,9 @@ constexpr milliseconds SEARCH_INTERVAL{1000};
 constexpr milliseconds STORE_LIMIT{15000}; // a slow disk
 
 struct Remote {
-    std::string name;        // "left", or the name of its tty
-    std::string path;        // of its port, as the runtime has opened it
-    std::string description; // for people
-    std::string previous;    // until when the calibration was used that an undo brings back
-    uint32_t resolutionBits;
-    ControlClient requests; // the window thread's
-    ControlClient events;   // the listener's, once it runs
+    RemotePanel panel;    // as it was found first; its connection is the window thread's
+    std::string previous; // until when the calibration was used that an undo brings back
+    ControlClient events; // the listener's, once it runs
     steady_clock::time_point searchedAt{};
 };
 
@@ -66,7 +60,7 @@ bool Listen(Remote* remote, ControlClient&& client)
 {
     remote->events = std::move(client);
     const std::optional<Json> answer
-        = Ask(&remote->events, {{"do", "listen"}, {"panel", remote->path}});
+        = Ask(&remote->events, {{"do", "listen"}, {"panel", remote->panel.state.path}});
     if (answer && !answer->contains("error"))
         return true;
     Disconnect(&remote->events);
@@ -81,12 +75,12 @@ void FindAgain(size_t panel)
     if (steady_clock::now() - remote->searchedAt < SEARCH_INTERVAL)
         return;
     remote->searchedAt = steady_clock::now();
-    std::optional<RemotePanel> found = FindRuntime(remote->path, remote->name);
+    std::optional<RemotePanel> found
+        = FindRuntime(remote->panel.state.path, remote->panel.state.panel);
     if (!found)
         return;
-    remote->resolutionBits = found->state.resolutionBits;
     if (Listen(remote, std::move(found->runtime)))
-        Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(remote->resolutionBits));
+        Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(found->state.resolutionBits));
     if (found->state.reading.gone)
         PostLoss(panel, PanelLoss::PORT);
 }
@@ -102,8 +96,7 @@ void TakeEvent(size_t panel, const Json& event)
     const std::optional<Point> raw = PositionIn(event, "raw");
     const std::optional<Point> mapped = PositionIn(event, "mapped");
     if (kind == "touch" && raw && mapped)
-        PostMessageW(remotes.window, WM_PANEL_TOUCH,
-            PackPlace(static_cast<uint32_t>(panel), *mapped),
+        Post(WM_PANEL_TOUCH, PackPlace(static_cast<uint32_t>(panel), *mapped),
             PackTouch(*raw, event.contains("touching") && event["touching"] == true));
     else if (kind == "gone" || kind == "ended")
         PostLoss(panel, PanelLoss::PORT);
@@ -113,37 +106,13 @@ void TakeEvent(size_t panel, const Json& event)
         Disconnect(&remotes.panels[panel].events); // FindAgain asks what is driven now
 }
 
-// Takes what has come; the connection is closed when the runtime has ended it.
-void Receive(size_t panel)
-{
-    Remote* remote = &remotes.panels[panel];
-    std::array<char, 4096> bytes{};
-    const ssize_t count = recv(remote->events.socket, bytes.data(), bytes.size(), 0);
-    if (count <= 0) {
-        Disconnect(&remote->events);
-        PostLoss(panel, PanelLoss::RUNTIME);
-        return;
-    }
-    remote->events.received.append(bytes.data(), static_cast<size_t>(count));
-}
-
-void TakeLines(size_t panel)
-{
-    ControlClient* events = &remotes.panels[panel].events;
-    for (size_t end = events->received.find('\n'); end != std::string::npos;
-        end = events->received.find('\n')) {
-        const std::string line = events->received.substr(0, end);
-        events->received.erase(0, end + 1);
-        TakeEvent(panel, ParseAnswer(line));
-    }
-}
-
 void ListenToAll()
 {
     for (;;) {
         std::vector<pollfd> polled{{remotes.wake, POLLIN, 0}};
         for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
-            TakeLines(panel);
+            while (const std::optional<std::string> line = TakeLine(&remotes.panels[panel].events))
+                TakeEvent(panel, ParseAnswer(*line));
             // poll passes -1 over
             polled.push_back({remotes.panels[panel].events.socket, POLLIN, 0});
         }
@@ -154,8 +123,8 @@ void ListenToAll()
         if (polled[0].revents != 0)
             return;
         for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
-            if (polled[panel + 1].revents != 0)
-                Receive(panel);
+            if (polled[panel + 1].revents != 0 && !Receive(&remotes.panels[panel].events))
+                PostLoss(panel, PanelLoss::RUNTIME);
             else if (remotes.panels[panel].events.socket < 0)
                 FindAgain(panel);
         }
@@ -179,7 +148,7 @@ void End()
     close(std::exchange(remotes.wake, -1));
     for (Remote& remote : remotes.panels) {
         Disconnect(&remote.events);
-        Disconnect(&remote.requests);
+        Disconnect(&remote.panel.runtime);
     }
 }
 
@@ -187,13 +156,15 @@ void End()
 // in time, the request may take effect all the same: an answer with "error" says so.
 Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
 {
-    request["panel"] = remote->path;
+    request["panel"] = remote->panel.state.path;
     const auto asked = steady_clock::now();
-    std::optional<Json> answer = Ask(&remote->requests, request, limit);
+    std::optional<Json> answer = Ask(&remote->panel.runtime, request, limit);
     if (!answer && steady_clock::now() - asked < limit) {
-        if (std::optional<RemotePanel> found = FindRuntime(remote->path, remote->name); found)
-            remote->requests = std::move(found->runtime);
-        answer = Ask(&remote->requests, request, limit);
+        if (std::optional<RemotePanel> found
+            = FindRuntime(remote->panel.state.path, remote->panel.state.panel);
+            found)
+            remote->panel.runtime = std::move(found->runtime);
+        answer = Ask(&remote->panel.runtime, request, limit);
     }
     return answer.value_or(Json{
         {"error", "The runtime does not answer; it may do what it was asked for all the same."}});
@@ -201,15 +172,13 @@ Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
 
 Json PointsOf(const CalibrationData* points)
 {
-    Json list = Json::array();
-    for (uint32_t i = 0; i < points->pointCount; ++i)
-        list.push_back({points->advPoints[i].x, points->advPoints[i].y});
-    return {{"points", list}};
+    return {{"points", CalibrationJson(points)["points"]}};
 }
 
-void Describe(uint32_t panel, WCHAR* text, size_t capacity)
+void Describe(uint32_t panel, SourceText* text)
 {
-    SetWords(text, capacity, remotes.panels[panel].description);
+    const PanelState& state = remotes.panels[panel].panel.state;
+    SetWords(text, PanelTitle(state.path) + ", " + state.controller);
 }
 
 void DescribeFile(uint32_t panel, PanelFile* file)
@@ -224,9 +193,9 @@ void DescribeFile(uint32_t panel, PanelFile* file)
     SetWords(&file->previous, remotes.panels[panel].previous);
 }
 
-void ExplainNobody(WCHAR* text, size_t capacity)
+void ExplainNobody(SourceText* text)
 {
-    CopyBounded(text, capacity, u"The runtime that drove it has ended.");
+    SetWords(text, "The runtime that drove it has ended.");
 }
 
 // The calibration has judged the points, and a person has seen what is wrong with them: so "force".
@@ -241,20 +210,20 @@ void TakeBack(uint32_t panel)
     AskFor(&remotes.panels[panel], {{"do", "takeBack"}});
 }
 
-bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
+bool Store(uint32_t panel, const CalibrationData* points, SourceText* reason)
 {
     const Json answer = AskFor(&remotes.panels[panel],
         {{"do", "store"}, {"calibration", PointsOf(points)}, {"force", true}}, STORE_LIMIT);
-    SetWords(reason, capacity, TextIn(answer, "error"));
+    SetWords(reason, TextIn(answer, "error"));
     return answer.contains("stored") && answer["stored"] == true;
 }
 
-bool Undo(uint32_t panel, WCHAR* reason, size_t capacity)
+bool Undo(uint32_t panel, SourceText* reason)
 {
     // The request is repeated where a connection breaks: "until" keeps it from undoing two saves.
     Remote* remote = &remotes.panels[panel];
     const Json answer = AskFor(remote, {{"do", "undo"}, {"until", remote->previous}}, STORE_LIMIT);
-    SetWords(reason, capacity, TextIn(answer, "error"));
+    SetWords(reason, TextIn(answer, "error"));
     return answer.contains("undone") && answer["undone"] == true;
 }
 
@@ -263,12 +232,8 @@ bool Undo(uint32_t panel, WCHAR* reason, size_t capacity)
 PanelSource UseRemotePanels(std::vector<RemotePanel> panels)
 {
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
-    for (RemotePanel& panel : panels) {
-        const PanelState& state = panel.state;
-        remotes.panels.push_back(
-            {state.panel, state.path, PanelTitle(state.path) + ", " + state.controller, "",
-                state.resolutionBits, std::move(panel.runtime), {}, {}});
-    }
+    for (RemotePanel& panel : panels)
+        remotes.panels.push_back({std::move(panel), "", {}, {}});
     return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
 }
 

@@ -59,19 +59,6 @@ std::vector<std::string> RowOf(const PanelState& panel)
         std::to_string(counters.rejected), panel.reading.touching ? "now" : AgeOf(panel.lastTouch)};
 }
 
-// The runtimes that can be asked; which cannot is said on standard error.
-std::vector<RuntimeStatus> AskAll()
-{
-    std::vector<RuntimeStatus> all;
-    for (AskedRuntime& runtime : AskRuntimes()) {
-        if (const std::string fault = UnaskedText(&runtime); !fault.empty())
-            Error(fault);
-        if (runtime.status)
-            all.push_back(*std::move(runtime.status));
-    }
-    return all;
-}
-
 void PrintJson(const std::vector<RuntimeStatus>* all)
 {
     Json list = Json::array();
@@ -111,7 +98,7 @@ void PrintTable(const std::vector<RuntimeStatus>* all)
 
 int RunStatus(const Options* options)
 {
-    const std::vector<RuntimeStatus> all = AskAll();
+    const std::vector<RuntimeStatus> all = AskStatuses();
     if (options->json)
         PrintJson(&all);
     else

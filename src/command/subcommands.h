@@ -7,7 +7,7 @@
 
 namespace korvex::command {
 
-// enum.cpp, paneltest.cpp: the entries that take the process over (detection.h). Each ends the
+// detection.cpp: the entries that take the process over, as rundll32 does on Windows. Each ends the
 // process when its window is closed or an end is requested; the result is the exit code where it
 // does not come that far.
 int RunEnumerate(const Options* options);
@@ -41,7 +41,7 @@ int RunPorts(const Options* options);
 // unbind.cpp: the end of a port's binding.
 int RunUnbind(const Options* options);
 
-// calib.cpp, set_path.cpp: the start of the separate calibration program, and where it is.
+// calibration_program.cpp: the start of the separate calibration program, and where it is.
 int RunCalib(const Options* options);
 int RunSetPath(const Options* options);
 

@@ -1,9 +1,8 @@
-#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "command/subcommands.h"
 #include "discovery/model_table.h"
+#include "machine/port_names.h"
 #include "machine/port_state.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
@@ -16,11 +15,13 @@ namespace korvex::command {
 int RunUnbind(const Options* options)
 {
     const std::string& name = options->arguments[0];
-    const std::vector<PortState> ports = AllPorts();
-    if (const PortState* port = FindPort(&ports, options, name); port != nullptr) {
+    const std::string path = PathOfPort(options->ports, name);
+    for (const PortState& port : AllPorts()) {
+        if (port.name != name && !IsSamePort(port.path, path))
+            continue;
         const std::u16string parameters = platform::ServiceKeyPath(ENUMERATOR_SERVICE)
-            + u"\\Parameters\\" + platform::FromUtf8(port->name);
-        platform::ForgetPort(port->node);
+            + u"\\Parameters\\" + platform::FromUtf8(port.name);
+        platform::ForgetPort(port.node);
         platform::DeleteRegistryKey(parameters);
         return EXIT_DONE; // what could not be written has been said
     }

@@ -79,14 +79,9 @@ Point EndOf(const TouchSamples* samples)
         samples, samples->count - std::min(samples->count, EDGE_REPORTS), samples->count, 0);
 }
 
-POINT PixelAt(const CalibrationCourse* course, Point place)
-{
-    return PixelOf(course->screen, {place.x, place.y});
-}
-
 PageButton ButtonAtPlace(const CalibrationCourse* course, Point place)
 {
-    const PageButton button = ButtonAt(course->screen, PixelAt(course, place));
+    const PageButton button = ButtonAt(course->screen, PixelOf(course->screen, place));
     return HasButton(course, button) ? button : PageButton::NONE;
 }
 
@@ -153,7 +148,7 @@ uint32_t MarkAt(const CalibrationCourse* course, Point place)
     uint32_t mark = 0;
     while (mark < MARK_COUNT
         && DistanceOf(course->screen, MarkPlace(course->screen, mark), place)
-            > MarkReach(course->screen))
+            > RingRadius(course->screen))
         ++mark;
     return mark;
 }
@@ -186,7 +181,7 @@ CourseTasks TakeFreeReport(CalibrationCourse* course, Point raw, bool touching, 
         if (!course->touching)
             course->mark = MARK_COUNT;
         TakePlace(course, mapped);
-        course->touch = PixelAt(course, mapped);
+        course->touch = PixelOf(course->screen, mapped);
         const bool isMark
             = course->pressed == PageButton::NONE && course->samples.count >= EDGE_REPORTS;
         return isMark ? MeasureMark(course) : TASK_SHOW_TOUCH;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "console/page_drawing.h"
 #include "console/page_texts.h"
@@ -11,16 +10,27 @@ namespace korvex {
 
 namespace {
 
-POINT TargetPlace(const CalibrationCourse* course)
+// A text as FormatBounded makes it.
+template <typename... Values>
+PageLine Line(const WCHAR* format, Values... values)
 {
-    const Point place = GuideTargetPlace(&course->guide, course->guide.target);
-    return PixelOf(course->screen, {place.x, place.y});
+    PageLine line{};
+    FormatBounded(line.data(), line.size(), format, values...);
+    return line;
+}
+
+// With one digit after the point.
+PageLine Pixels(double pixels)
+{
+    const auto tenths = static_cast<uint32_t>(std::lround(pixels * 10));
+    return Line(TEXT("%u.%u"), tenths / 10, tenths % 10);
 }
 
 void PaintTarget(const CalibrationCourse* course, HDC device)
 {
     const bool taken = course->guide.step == GuideStep::TAKEN;
-    const POINT middle = TargetPlace(course);
+    const POINT middle
+        = PixelOf(course->screen, GuideTargetPlace(&course->guide, course->guide.target));
     const int radius = RingRadius(course->screen);
     const int unit = PageUnit(course->screen);
     Disc(device, middle, radius, taken ? GREEN : TRACK);
@@ -33,9 +43,8 @@ void PaintTarget(const CalibrationCourse* course, HDC device)
 
 void PaintCount(const CalibrationCourse* course, HDC device, RECT* area)
 {
-    PageLine count{};
-    FormatBounded(count.data(), count.size(), TEXT_COUNT, course->guide.target + 1,
-        course->guide.calib.pointCount);
+    const PageLine count
+        = Line(TEXT_COUNT, course->guide.target + 1, course->guide.calib.pointCount);
     Write(device, course->screen, count.data(), {WORDS_UNITS, FW_BOLD, INK, DT_SINGLELINE}, area);
 }
 
@@ -57,13 +66,6 @@ void PaintDots(const CalibrationCourse* course, HDC device)
     }
 }
 
-// With one digit after the point.
-void FormatPixels(double pixels, PageLine* text)
-{
-    const auto tenths = static_cast<uint32_t>(std::lround(pixels * 10));
-    FormatBounded(text->data(), text->size(), TEXT("%u.%u"), tenths / 10, tenths % 10);
-}
-
 COLORREF ColorOf(Accuracy accuracy)
 {
     return accuracy == Accuracy::POOR ? RED : accuracy == Accuracy::FAIR ? AMBER : GREEN;
@@ -71,10 +73,7 @@ COLORREF ColorOf(Accuracy accuracy)
 
 PageText Say(const WCHAR* title, const WCHAR* more)
 {
-    PageText text{};
-    CopyBounded(text.title.data(), text.title.size(), title);
-    CopyBounded(text.more.data(), text.more.size(), more);
-    return text;
+    return {Line(TEXT("%s"), title), Line(TEXT("%s"), more)};
 }
 
 PageText DescribeTarget(const CalibrationGuide* guide)
@@ -95,24 +94,16 @@ PageText DescribeTarget(const CalibrationGuide* guide)
 
 PageText DescribeResult(const CalibrationCourse* course)
 {
-    PageText text{};
-    PageLine pixels{};
     if (IsDoubtful(course)) {
         const bool isKnown = course->guide.judgement.target != NO_TARGET;
-        FormatBounded(text.title.data(), text.title.size(),
-            isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE, WorstTarget(course) + 1);
-        FormatPixels(ResidualPixels(course, WorstTarget(course)), &pixels);
-        FormatBounded(text.more.data(), text.more.size(),
-            isKnown ? TEXT_DOUBTFUL_MORE : TEXT_DOUBTFUL_ONE_MORE, pixels.data());
-        return text;
+        const uint32_t worst = WorstTarget(course);
+        return {Line(isKnown ? TEXT_DOUBTFUL : TEXT_DOUBTFUL_ONE, worst + 1),
+            Line(isKnown ? TEXT_DOUBTFUL_MORE : TEXT_DOUBTFUL_ONE_MORE,
+                Pixels(ResidualPixels(course, worst)).data())};
     }
     const double distance = DistanceOff(course);
-    FormatPixels(distance, &pixels);
-    FormatBounded(
-        text.title.data(), text.title.size(), TEXT_TRY, AccuracyText(AccuracyOf(course, distance)));
-    FormatBounded(text.more.data(), text.more.size(),
-        HasTouchedMarks(course) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, pixels.data());
-    return text;
+    return {Line(TEXT_TRY, AccuracyText(AccuracyOf(course, distance))),
+        Line(HasTouchedMarks(course) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, Pixels(distance).data())};
 }
 
 // A distance below its mark, or beside it where the screen ends.
@@ -121,13 +112,10 @@ void PaintDistance(const CalibrationCourse* course, uint32_t mark, HDC device)
     const double distance = course->distances[mark];
     if (distance < 0)
         return;
-    PageLine number{};
-    PageLine text{};
-    FormatPixels(distance, &number);
-    FormatBounded(text.data(), text.size(), TEXT_PIXELS, number.data());
+    const PageLine text = Line(TEXT_PIXELS, Pixels(distance).data());
     const POINT place = MarkPlace(course->screen, mark);
     const int unit = PageUnit(course->screen);
-    const int reach = MarkReach(course->screen);
+    const int reach = RingRadius(course->screen);
     const bool isLow = place.y > course->screen.y / 2;
     RECT area{place.x - 2 * reach, place.y + (isLow ? -reach - 2 * unit : reach - 3 * unit),
         place.x + 2 * reach, 0};
@@ -144,13 +132,9 @@ void PaintResiduals(const CalibrationCourse* course, HDC device)
 {
     const int unit = PageUnit(course->screen);
     for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target) {
-        PageLine number{};
-        PageLine text{};
         const double residual = ResidualPixels(course, target);
-        FormatPixels(residual, &number);
-        FormatBounded(text.data(), text.size(), TEXT_PIXELS, number.data());
-        const Point place = GuideTargetPlace(&course->guide, target);
-        const POINT pixel = PixelOf(course->screen, {place.x, place.y});
+        const PageLine text = Line(TEXT_PIXELS, Pixels(residual).data());
+        const POINT pixel = PixelOf(course->screen, GuideTargetPlace(&course->guide, target));
         const bool isMiddle = target == 4; // where a mark is
         constexpr int HALF_WIDTH = 8;
         const LONG x
@@ -182,9 +166,8 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
         const WCHAR* key;
         COLORREF color;
     };
-    PageLine retake{};
-    if (IsTrying(course))
-        FormatBounded(retake.data(), retake.size(), TEXT_RETAKE_BUTTON, WorstTarget(course) + 1);
+    const PageLine retake
+        = IsTrying(course) ? Line(TEXT_RETAKE_BUTTON, WorstTarget(course) + 1) : PageLine{};
     const int unit = PageUnit(course->screen);
     for (const Label& label :
         {Label{PageButton::SAVE,
@@ -214,12 +197,11 @@ void PaintButtons(const CalibrationCourse* course, HDC device)
 // Writes the seconds that are left; false while none are counted down.
 bool PaintCountdown(const CalibrationCourse* course, HDC device, RECT* area)
 {
-    PageLine line{};
     if (course->secondsLeft == 0 || IsOver(course))
         return false;
-    FormatBounded(line.data(), line.size(),
-        course->step == CourseStep::NOBODY ? TEXT_CLOSING_UNUSED : TEXT_CLOSING,
-        course->secondsLeft);
+    const PageLine line
+        = Line(course->step == CourseStep::NOBODY ? TEXT_CLOSING_UNUSED : TEXT_CLOSING,
+            course->secondsLeft);
     Write(device, course->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, area);
     return true;
 }
@@ -227,11 +209,10 @@ bool PaintCountdown(const CalibrationCourse* course, HDC device, RECT* area)
 // The panel and its file, where there is a result.
 void PaintFooter(const CalibrationCourse* course, const PageWords* words, HDC device)
 {
-    RECT area = FooterArea(course->screen);
+    RECT area = ScreenPart(course->screen, FOOTER_PERCENT);
     const bool isCounting = PaintCountdown(course, device, &area);
     const Words path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
-    PageLine line{};
-    FormatBounded(line.data(), line.size(), TEXT_FILE, words->file.path.data());
+    const PageLine line = Line(TEXT_FILE, words->file.path.data());
     if (words->file.path[0] != 0)
         Write(device, course->screen, IsOver(course) ? words->file.path.data() : line.data(), path,
             &area);
@@ -261,52 +242,21 @@ COLORREF TitleColor(const CalibrationCourse* course)
 
 const WCHAR* ReasonText(GuideReason reason)
 {
-    switch (reason) {
-    case GuideReason::LIFTED_EARLY:
-        return TEXT_LIFTED_EARLY;
-    case GuideReason::SLID:
-        return TEXT_SLID;
-    case GuideReason::ELSEWHERE:
-        return TEXT_ELSEWHERE;
-    case GuideReason::UNEVEN:
-        return TEXT_UNEVEN;
-    default:
-        return TEXT("");
-    }
+    return REASON_TEXTS[static_cast<size_t>(reason)];
 }
 
 const WCHAR* FaultText(PointsFault fault)
 {
-    switch (fault) {
-    case PointsFault::SAME_PLACE:
-        return TEXT_MISFIT_SAME;
-    case PointsFault::ORDER:
-    case PointsFault::FOLD:
-        return TEXT_MISFIT_ORDER;
-    case PointsFault::RANGE:
-        return TEXT_MISFIT_RANGE;
-    default:
-        return TEXT("");
-    }
+    return FAULT_TEXTS[static_cast<size_t>(fault)];
 }
 
 const WCHAR* AccuracyText(Accuracy accuracy)
 {
-    switch (accuracy) {
-    case Accuracy::VERY_GOOD:
-        return TEXT_VERY_GOOD;
-    case Accuracy::GOOD:
-        return TEXT_GOOD;
-    case Accuracy::FAIR:
-        return TEXT_FAIR;
-    default:
-        return TEXT_POOR;
-    }
+    return ACCURACY_TEXTS[static_cast<size_t>(accuracy)];
 }
 
 PageText DescribeStep(const CalibrationCourse* course, const PageWords* words)
 {
-    PageText text{};
     if (LossOf(course) != PanelLoss::NONE && !IsOver(course))
         return LossOf(course) == PanelLoss::PORT ? Say(TEXT_GONE, TEXT_GONE_MORE)
                                                  : Say(TEXT_NO_RUNTIME, TEXT_NO_RUNTIME_MORE);
@@ -318,16 +268,12 @@ PageText DescribeStep(const CalibrationCourse* course, const PageWords* words)
     case CourseStep::GUIDING:
         return DescribeTarget(&course->guide);
     case CourseStep::MISFIT:
-        text = Say(TEXT_MISFIT, TEXT(""));
-        FormatBounded(text.more.data(), text.more.size(), TEXT_MISFIT_MORE,
-            FaultText(course->guide.judgement.fault));
-        return text;
+        return {
+            Line(TEXT_MISFIT), Line(TEXT_MISFIT_MORE, FaultText(course->guide.judgement.fault))};
     case CourseStep::TRYING:
         return DescribeResult(course);
     case CourseStep::ASKING:
-        text = Say(TEXT_ASK, TEXT(""));
-        FormatBounded(text.more.data(), text.more.size(), TEXT_ASK_MORE, words->file.other.data());
-        return text;
+        return {Line(TEXT_ASK), Line(TEXT_ASK_MORE, words->file.other.data())};
     case CourseStep::NOT_SAVED:
         return Say(TEXT_NOT_SAVED, words->reason.data());
     case CourseStep::NOT_UNDONE:
@@ -345,14 +291,14 @@ void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC devi
 {
     PrepareDevice(device);
     const PageText text = DescribeStep(course, words);
-    RECT head = HeadArea(course->screen);
+    RECT head = ScreenPart(course->screen, HEAD_PERCENT);
     Write(device, course->screen, text.title.data(),
         {TITLE_UNITS, FW_BOLD, TitleColor(course), DT_WORDBREAK}, &head);
     head.top += PageUnit(course->screen);
     Write(device, course->screen, text.more.data(), {WORDS_UNITS, FW_NORMAL, INK, DT_WORDBREAK},
         &head);
     const bool hasResult = IsTrying(course) || IsOver(course);
-    RECT count = CountArea(course->screen);
+    RECT count = ScreenPart(course->screen, COUNT_PERCENT);
     const bool isCounting = !hasResult && PaintCountdown(course, device, &count);
     if (course->step == CourseStep::GUIDING && LossOf(course) == PanelLoss::NONE) {
         if (!isCounting)

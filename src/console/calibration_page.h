@@ -13,10 +13,10 @@ using PageLine = std::array<WCHAR, 2 * TEXT_CAPACITY>;
 
 // What the page says beside what the course knows.
 struct PageWords {
-    std::array<WCHAR, TEXT_CAPACITY> panel;  // that is calibrated, for people; empty: none yet
-    PanelFile file;                          // that Save changes
-    std::array<WCHAR, TEXT_CAPACITY> reason; // why it has not
-    std::array<WCHAR, TEXT_CAPACITY> nobody; // why there is no panel; empty: not known
+    SourceText panel;  // that is calibrated, for people; empty: none yet
+    PanelFile file;    // that Save changes
+    SourceText reason; // why it has not
+    SourceText nobody; // why there is no panel; empty: not known
 };
 
 // A few words, and a sentence below them.

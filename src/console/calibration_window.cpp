@@ -48,7 +48,7 @@ void DescribePanel()
         return;
     program.describedPanel = panel;
     const PanelSource* source = &program.setup->source;
-    source->describe(panel, program.words.panel.data(), program.words.panel.size());
+    source->describe(panel, &program.words.panel);
     program.words.file = {};
     source->describeFile(panel, &program.words.file);
     program.course.replacesAnother = program.words.file.other[0] != 0;
@@ -90,13 +90,12 @@ void CarryOut(CourseTasks tasks)
     if (tasks != 0 && program.setup->changed != nullptr)
         program.setup->changed(course, &program.words);
     if ((tasks & TASK_STORE) != 0) {
-        const bool stored = source->store(course->tried, &course->guide.calib,
-            program.words.reason.data(), program.words.reason.size());
+        const bool stored
+            = source->store(course->tried, &course->guide.calib, &program.words.reason);
         CarryOut(FinishStore(course, stored, GetTickCount()));
     }
     if ((tasks & TASK_UNDO) != 0) {
-        const bool undone
-            = source->undo(course->tried, program.words.reason.data(), program.words.reason.size());
+        const bool undone = source->undo(course->tried, &program.words.reason);
         CarryOut(FinishUndo(course, undone, GetTickCount()));
     }
     if ((tasks & TASK_BELL) != 0)
@@ -117,15 +116,11 @@ CourseTasks TakeTouch(WPARAM place, LPARAM touch)
 CourseTasks TakeKey(WPARAM key)
 {
     const bool canSave = HasButton(&program.course, PageButton::SAVE);
-    if (key == VK_ESCAPE)
-        return PressButton(&program.course, PageButton::CANCEL, GetTickCount());
-    if (key == VK_RETURN)
-        return PressButton(
-            &program.course, canSave ? PageButton::SAVE : PageButton::AGAIN, GetTickCount());
-    constexpr std::array LETTERS{std::pair{'A', PageButton::AGAIN},
-        std::pair{'W', PageButton::RETAKE}, std::pair{'U', PageButton::UNDO}};
-    for (const auto& [letter, button] : LETTERS) {
-        if (key == static_cast<WPARAM>(letter))
+    const std::array<std::pair<WPARAM, PageButton>, 5> keys{{{VK_ESCAPE, PageButton::CANCEL},
+        {VK_RETURN, canSave ? PageButton::SAVE : PageButton::AGAIN}, {'A', PageButton::AGAIN},
+        {'W', PageButton::RETAKE}, {'U', PageButton::UNDO}}};
+    for (const auto& [one, button] : keys) {
+        if (key == one)
             return PressButton(&program.course, button, GetTickCount());
     }
     return 0;
@@ -174,8 +169,7 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
         CarryOut(TakeTouch(wParam, lParam));
         return 0;
     case WM_SEARCH_DONE:
-        program.setup->source.explainNobody(
-            program.words.nobody.data(), program.words.nobody.size());
+        program.setup->source.explainNobody(&program.words.nobody);
         CarryOut(FinishSearch(course, GetTickCount()));
         return 0;
     case WM_TIMER:

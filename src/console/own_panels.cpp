@@ -1,6 +1,5 @@
 #include "console/own_panels.h"
 
-#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -8,7 +7,6 @@
 #include "calibration/settings_file.h"
 #include "host/host.h"
 #include "input/host_handlers.h"
-#include "input/pointer_injection.h"
 #include "input/session.h"
 #include "support/bounded_text.h"
 #include "support/lock_guard.h"
@@ -34,7 +32,7 @@ struct Panels {
 Panels panels{};
 
 // With the lock held.
-void Post(UINT message, uint32_t panel, LPARAM value)
+void Post(UINT message, WPARAM panel, LPARAM value)
 {
     if (panels.window != nullptr)
         PostMessageW(panels.window, message, panel, value);
@@ -70,10 +68,8 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
         ReportSnapshot report{};
         LiveTouch touch{};
         TakeLiveSnapshot(controller, &report, &touch);
-        if (panels.window != nullptr)
-            PostMessageW(panels.window, WM_PANEL_TOUCH,
-                PackPlace(*panel, {report.lastX, report.lastY}),
-                PackTouch(touch.raw, touch.touching));
+        Post(WM_PANEL_TOUCH, PackPlace(*panel, {report.lastX, report.lastY}),
+            PackTouch(touch.raw, touch.touching));
         break;
     }
     case SessionEvent::PORT_GONE:
@@ -125,12 +121,12 @@ void End()
     panels.window = nullptr;
 }
 
-void Describe(uint32_t panel, WCHAR* text, size_t capacity)
+void Describe(uint32_t panel, SourceText* text)
 {
     const TouchController* controller = OwnPanel(panel);
-    CopyBounded(text, capacity, TEXT(""));
+    CopyBounded(text->data(), text->size(), TEXT(""));
     if (controller != nullptr)
-        FormatBounded(text, capacity, TEXT("Korvex %X, COM%u"), controller->model,
+        FormatBounded(text->data(), text->size(), TEXT("Korvex %X, COM%u"), controller->model,
             controller->link.portNumber);
 }
 
@@ -141,9 +137,9 @@ void DescribeFile(uint32_t /*panel*/, PanelFile* file)
     CopyBounded(file->path.data(), file->path.size(), located.data());
 }
 
-void ExplainNobody(WCHAR* text, size_t capacity)
+void ExplainNobody(SourceText* text)
 {
-    CopyBounded(text, capacity, TEXT(""));
+    CopyBounded(text->data(), text->size(), TEXT(""));
 }
 
 void Attempt(uint32_t panel, const CalibrationData* points)
@@ -166,10 +162,10 @@ void TakeBack(uint32_t panel)
     panels.all[panel].attempted = false;
 }
 
-bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity)
+bool Store(uint32_t panel, const CalibrationData* points, SourceText* reason)
 {
     TouchController* controller = OwnPanel(panel);
-    CopyBounded(reason, capacity, TEXT("The file cannot be written."));
+    CopyBounded(reason->data(), reason->size(), TEXT("The file cannot be written."));
     if (controller == nullptr)
         return false;
     const CalibrationData merged = WithPoints(controller, points);
@@ -179,9 +175,9 @@ bool Store(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t 
     return true;
 }
 
-bool Undo(uint32_t /*panel*/, WCHAR* reason, size_t capacity)
+bool Undo(uint32_t /*panel*/, SourceText* reason)
 {
-    CopyBounded(reason, capacity, TEXT("No earlier calibration is kept."));
+    CopyBounded(reason->data(), reason->size(), TEXT("No earlier calibration is kept."));
     return false;
 }
 

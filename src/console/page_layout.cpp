@@ -6,13 +6,6 @@ namespace korvex {
 
 namespace {
 
-// An area in percent of the screen.
-RECT Area(POINT screen, int left, int top, int right, int bottom)
-{
-    return {screen.x * left / 100, screen.y * top / 100, screen.x * right / 100,
-        screen.y * bottom / 100};
-}
-
 bool IsInside(const RECT& area, POINT place)
 {
     return place.x >= area.left && place.x < area.right && place.y >= area.top
@@ -26,7 +19,7 @@ int PageUnit(POINT screen)
     return std::max<int>(1, std::min(screen.x, screen.y) / 100);
 }
 
-POINT PixelOf(POINT screen, POINT place)
+POINT PixelOf(POINT screen, Point place)
 {
     constexpr int64_t PARTS = 65536;
     return {static_cast<LONG>(place.x * int64_t{screen.x} / PARTS),
@@ -46,27 +39,17 @@ POINT MarkPlace(POINT screen, uint32_t mark)
     return {screen.x * PERCENT[mark].x / 100, screen.y * PERCENT[mark].y / 100};
 }
 
-int MarkReach(POINT screen)
+RECT ScreenPart(POINT screen, const RECT& percent)
 {
-    return RingRadius(screen);
+    return {screen.x * percent.left / 100, screen.y * percent.top / 100,
+        screen.x * percent.right / 100, screen.y * percent.bottom / 100};
 }
 
 RECT ButtonArea(POINT screen, PageButton button)
 {
-    switch (button) {
-    case PageButton::SAVE:
-        return Area(screen, 22, 75, 40, 87);
-    case PageButton::AGAIN:
-        return Area(screen, 41, 75, 59, 87);
-    case PageButton::CANCEL:
-        return Area(screen, 60, 75, 78, 87);
-    case PageButton::RETAKE:
-        return Area(screen, 22, 62, 49, 74);
-    case PageButton::UNDO:
-        return Area(screen, 51, 62, 78, 74);
-    default:
-        return {};
-    }
+    static constexpr std::array<RECT, 6> PERCENT{{{}, {22, 75, 40, 87}, {41, 75, 59, 87},
+        {60, 75, 78, 87}, {22, 62, 49, 74}, {51, 62, 78, 74}}}; // by PageButton
+    return ScreenPart(screen, PERCENT[static_cast<size_t>(button)]);
 }
 
 PageButton ButtonAt(POINT screen, POINT place)
@@ -74,21 +57,6 @@ PageButton ButtonAt(POINT screen, POINT place)
     const auto* found = std::find_if(PAGE_BUTTONS.begin(), PAGE_BUTTONS.end(),
         [&](PageButton button) { return IsInside(ButtonArea(screen, button), place); });
     return found == PAGE_BUTTONS.end() ? PageButton::NONE : *found;
-}
-
-RECT HeadArea(POINT screen)
-{
-    return Area(screen, 17, 14, 83, 39);
-}
-
-RECT CountArea(POINT screen)
-{
-    return Area(screen, 15, 62, 85, 68);
-}
-
-RECT FooterArea(POINT screen)
-{
-    return Area(screen, 18, 88, 82, 99);
 }
 
 POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount)

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "link/touch_controller.h"
 #include "platform/win32.h"
 
 namespace korvex {
@@ -21,17 +22,14 @@ enum class PageButton : uint8_t {
 int PageUnit(POINT screen);
 
 // A place in parts of 65536 of the screen, in pixels.
-POINT PixelOf(POINT screen, POINT place);
+POINT PixelOf(POINT screen, Point place);
 
-// How far the ring of a target reaches, in pixels.
+// How far the ring of a target reaches, and how far from a mark a touch still means it, in pixels.
 int RingRadius(POINT screen);
 
 // Marks to be touched when all targets are taken.
 inline constexpr uint32_t MARK_COUNT = 5;
 POINT MarkPlace(POINT screen, uint32_t mark);
-
-// How far from a mark a touch still means it.
-int MarkReach(POINT screen);
 
 inline constexpr std::array PAGE_BUTTONS{
     PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL, PageButton::RETAKE, PageButton::UNDO};
@@ -42,9 +40,12 @@ PageButton ButtonAt(POINT screen, POINT place);
 
 // Areas for words: in the upper half, above the row of dots that shows how many targets are taken,
 // and at the bottom.
-RECT HeadArea(POINT screen);
-RECT CountArea(POINT screen);
-RECT FooterArea(POINT screen);
+inline constexpr RECT HEAD_PERCENT{17, 14, 83, 39};
+inline constexpr RECT COUNT_PERCENT{15, 62, 85, 68};
+inline constexpr RECT FOOTER_PERCENT{18, 88, 82, 99};
+
+// An area in percent of the screen.
+RECT ScreenPart(POINT screen, const RECT& percent);
 
 // The middle of one of those dots, and its radius.
 POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount);

@@ -1,6 +1,8 @@
 // Every word on the page of the calibration.
 #pragma once
 
+#include <array>
+
 #include "platform/win32.h"
 
 namespace korvex {
@@ -28,27 +30,25 @@ inline constexpr const WCHAR* TEXT_TAKEN_MORE = TEXT("Lift your finger.");
 inline constexpr const WCHAR* TEXT_LIFT = TEXT("Lift your finger");
 inline constexpr const WCHAR* TEXT_AGAIN = TEXT("Touch this cross again");
 
-inline constexpr const WCHAR* TEXT_LIFTED_EARLY
-    = TEXT("The finger was lifted before the ring was full.");
-inline constexpr const WCHAR* TEXT_SLID
-    = TEXT("The finger has moved, or something else touches the screen.");
-inline constexpr const WCHAR* TEXT_ELSEWHERE = TEXT("Another cross was touched there.");
-inline constexpr const WCHAR* TEXT_UNEVEN
-    = TEXT("Touch it once more, to compare it with the others.");
+// Why a target is asked for again, by GuideReason.
+inline constexpr std::array<const WCHAR*, 5> REASON_TEXTS{TEXT(""),
+    TEXT("The finger was lifted before the ring was full."),
+    TEXT("The finger has moved, or something else touches the screen."),
+    TEXT("Another cross was touched there."),
+    TEXT("Touch it once more, to compare it with the others.")};
 
 inline constexpr const WCHAR* TEXT_MISFIT = TEXT("This cannot be right");
-inline constexpr const WCHAR* TEXT_MISFIT_SAME
-    = TEXT("Two crosses were touched at the same place.");
-inline constexpr const WCHAR* TEXT_MISFIT_ORDER
-    = TEXT("The crosses were not touched where they are.");
-inline constexpr const WCHAR* TEXT_MISFIT_RANGE
-    = TEXT("All crosses were touched close to each other.");
+// By PointsFault.
+inline constexpr std::array<const WCHAR*, 6> FAULT_TEXTS{TEXT(""),
+    TEXT("Two crosses were touched at the same place."),
+    TEXT("The crosses were not touched where they are."),
+    TEXT("The crosses were not touched where they are."),
+    TEXT("All crosses were touched close to each other."), TEXT("")};
 inline constexpr const WCHAR* TEXT_MISFIT_MORE = TEXT("%s\nTouch the screen to start again.");
 
-inline constexpr const WCHAR* TEXT_VERY_GOOD = TEXT("very good");
-inline constexpr const WCHAR* TEXT_GOOD = TEXT("good");
-inline constexpr const WCHAR* TEXT_FAIR = TEXT("fair");
-inline constexpr const WCHAR* TEXT_POOR = TEXT("poor");
+// By Accuracy.
+inline constexpr std::array<const WCHAR*, 4> ACCURACY_TEXTS{
+    TEXT("very good"), TEXT("good"), TEXT("fair"), TEXT("poor")};
 inline constexpr const WCHAR* TEXT_TRY = TEXT("Accuracy: %s");
 inline constexpr const WCHAR* TEXT_TRY_FIT
     = TEXT("The crosses fit within %s pixels.\nTouch the + marks to check.");

@@ -67,12 +67,14 @@ constexpr Point MappedOfPlace(WPARAM packed)
         static_cast<int32_t>((packed >> 14U & 0x3FFFU) << 2U)};
 }
 
+using SourceText = std::array<WCHAR, TEXT_CAPACITY>;
+
 // The file that a store changes.
 struct PanelFile {
-    std::array<WCHAR, TEXT_CAPACITY> path;
-    std::array<WCHAR, TEXT_CAPACITY> other;    // whose calibration it has; empty: no other panel's
-    std::array<WCHAR, TEXT_CAPACITY> previous; // when the one that Undo brings back was replaced
-                                               // last; empty: none is kept
+    SourceText path;
+    SourceText other;    // whose calibration it has; empty: no other panel's
+    SourceText previous; // when the one that Undo brings back was replaced
+                         // last; empty: none is kept
 };
 
 // All of it on the window's thread.
@@ -84,22 +86,22 @@ struct PanelSource {
     void (*end)();
 
     // The panel and its controller, for people.
-    void (*describe)(uint32_t panel, WCHAR* text, size_t capacity);
+    void (*describe)(uint32_t panel, SourceText* text);
     void (*describeFile)(uint32_t panel, PanelFile* file);
 
     // Why no panel was found, where something is known of it; else empty.
-    void (*explainNobody)(WCHAR* text, size_t capacity);
+    void (*explainNobody)(SourceText* text);
 
     // Has the panel's touches mapped by these points from now on, and as before again.
     void (*attempt)(uint32_t panel, const CalibrationData* points);
     void (*takeBack)(uint32_t panel);
 
     // Stores the points, whole or not at all: true when the file has them. Else why not.
-    bool (*store)(uint32_t panel, const CalibrationData* points, WCHAR* reason, size_t capacity);
+    bool (*store)(uint32_t panel, const CalibrationData* points, SourceText* reason);
 
     // Restores the calibration that the last store replaced: true when the file has it. Else why
     // not.
-    bool (*undo)(uint32_t panel, WCHAR* reason, size_t capacity);
+    bool (*undo)(uint32_t panel, SourceText* reason);
 };
 
 } // namespace korvex

@@ -16,10 +16,7 @@ constexpr double MIN_RANGE_SHARE = 0.2; // of the raw span that the points must 
 // what the targets span of the screen, on each axis
 constexpr double SPANNED_PERCENT = 100.0 * (TARGET_HIGH - TARGET_LOW) / WORK_RANGE;
 
-struct Place {
-    double x;
-    double y;
-};
+using Place = Residual; // any pair of that kind
 
 // The side of the grid of targets; 0 for a number of points that has none.
 uint32_t SideOf(uint32_t count)
@@ -70,35 +67,32 @@ Place At(const SmoothMap* map, Place place)
 }
 
 // Equations for both axes at once, by Gauss' elimination with the largest pivot.
-struct Equations {
-    std::array<std::array<double, MAX_TERMS + 2>, MAX_TERMS> rows{};
-};
+using Equations = std::array<std::array<double, MAX_TERMS + 2>, MAX_TERMS>;
 
 bool Solve(Equations* equations, SmoothMap* map)
 {
     constexpr double SINGULAR = 1e-9;
     const uint32_t count = map->terms;
-    auto* rows = &equations->rows;
     for (uint32_t pivot = 0; pivot < count; ++pivot) {
         uint32_t best = pivot;
         for (uint32_t row = pivot + 1; row < count; ++row) {
-            if (std::fabs((*rows)[row][pivot]) > std::fabs((*rows)[best][pivot]))
+            if (std::fabs((*equations)[row][pivot]) > std::fabs((*equations)[best][pivot]))
                 best = row;
         }
-        if (std::fabs((*rows)[best][pivot]) < SINGULAR)
+        if (std::fabs((*equations)[best][pivot]) < SINGULAR)
             return false;
-        std::swap((*rows)[pivot], (*rows)[best]);
+        std::swap((*equations)[pivot], (*equations)[best]);
         for (uint32_t row = 0; row < count; ++row) {
             if (row == pivot)
                 continue;
-            const double factor = (*rows)[row][pivot] / (*rows)[pivot][pivot];
+            const double factor = (*equations)[row][pivot] / (*equations)[pivot][pivot];
             for (uint32_t column = pivot; column < MAX_TERMS + 2; ++column)
-                (*rows)[row][column] -= factor * (*rows)[pivot][column];
+                (*equations)[row][column] -= factor * (*equations)[pivot][column];
         }
     }
     for (uint32_t i = 0; i < count; ++i) {
-        map->x[i] = (*rows)[i][MAX_TERMS] / (*rows)[i][i];
-        map->y[i] = (*rows)[i][MAX_TERMS + 1] / (*rows)[i][i];
+        map->x[i] = (*equations)[i][MAX_TERMS] / (*equations)[i][i];
+        map->y[i] = (*equations)[i][MAX_TERMS + 1] / (*equations)[i][i];
     }
     return true;
 }
@@ -106,16 +100,16 @@ bool Solve(Equations* equations, SmoothMap* map)
 // The least squares of all points but one. False when they determine no such map.
 bool Fit(const CalibrationData* calib, uint32_t side, uint32_t without, SmoothMap* map)
 {
-    Equations equations;
+    Equations equations{};
     for (uint32_t target = 0; target < calib->pointCount; ++target) {
         if (target == without)
             continue;
         const std::array<double, MAX_TERMS> terms = TermsAt(PlaceOf(side, target));
         for (uint32_t row = 0; row < map->terms; ++row) {
             for (uint32_t column = 0; column < map->terms; ++column)
-                equations.rows[row][column] += terms[row] * terms[column];
-            equations.rows[row][MAX_TERMS] += terms[row] * calib->advPoints[target].x;
-            equations.rows[row][MAX_TERMS + 1] += terms[row] * calib->advPoints[target].y;
+                equations[row][column] += terms[row] * terms[column];
+            equations[row][MAX_TERMS] += terms[row] * calib->advPoints[target].x;
+            equations[row][MAX_TERMS + 1] += terms[row] * calib->advPoints[target].y;
         }
     }
     return Solve(&equations, map);

@@ -13,6 +13,7 @@
 #include "control/control_address.h"
 #include "control/json_line.h"
 #include "machine/port_names.h"
+#include "process/message.h"
 
 namespace korvex::command {
 
@@ -27,26 +28,19 @@ std::optional<std::string> NextLine(
     ControlClient* client, std::chrono::milliseconds limit = ANSWER_LIMIT)
 {
     const steady_clock::time_point end = steady_clock::now() + limit;
-    size_t length = client->received.find('\n');
-    while (length == std::string::npos) {
+    for (;;) {
+        if (std::optional<std::string> line = TakeLine(client); line)
+            return line;
         const auto left
             = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now())
                   .count();
         pollfd ready{client->socket, POLLIN, 0};
-        std::array<char, 4096> bytes{};
-        const ssize_t count = left > 0 && poll(&ready, 1, static_cast<int>(left)) > 0
-            ? recv(client->socket, bytes.data(), bytes.size(), 0)
-            : 0;
-        if (count <= 0 || client->received.size() > MAX_ANSWER) {
+        if (left <= 0 || poll(&ready, 1, static_cast<int>(left)) <= 0
+            || client->received.size() > MAX_ANSWER || !Receive(client)) {
             Disconnect(client);
             return std::nullopt;
         }
-        client->received.append(bytes.data(), static_cast<size_t>(count));
-        length = client->received.find('\n');
     }
-    std::string line = client->received.substr(0, length);
-    client->received.erase(0, length + 1);
-    return line;
 }
 
 // The sound entries of a list in an answer to "status".
@@ -102,6 +96,27 @@ void Disconnect(ControlClient* client)
     client->received.clear();
 }
 
+bool Receive(ControlClient* client)
+{
+    std::array<char, 4096> bytes{};
+    const ssize_t count = recv(client->socket, bytes.data(), bytes.size(), 0);
+    if (count > 0)
+        client->received.append(bytes.data(), static_cast<size_t>(count));
+    else
+        Disconnect(client);
+    return count > 0;
+}
+
+std::optional<std::string> TakeLine(ControlClient* client)
+{
+    const size_t length = client->received.find('\n');
+    if (length == std::string::npos)
+        return std::nullopt;
+    std::string line = client->received.substr(0, length);
+    client->received.erase(0, length + 1);
+    return line;
+}
+
 std::optional<Json> Ask(ControlClient* client, const Json& request, std::chrono::milliseconds limit)
 {
     const std::string line = LineOf(request);
@@ -145,9 +160,16 @@ std::vector<AskedRuntime> AskRuntimes()
     return all;
 }
 
-std::string UnaskedText(const AskedRuntime* runtime)
+std::vector<RuntimeStatus> AskStatuses()
 {
-    return runtime->fault.empty() ? "" : "cannot ask '" + runtime->socket + "': " + runtime->fault;
+    std::vector<RuntimeStatus> all;
+    for (AskedRuntime& runtime : AskRuntimes()) {
+        if (!runtime.fault.empty())
+            Error("cannot ask '" + runtime.socket + "': " + runtime.fault);
+        if (runtime.status)
+            all.push_back(*std::move(runtime.status));
+    }
+    return all;
 }
 
 std::optional<RemotePanel> FindRuntime(

@@ -31,6 +31,12 @@ inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 std::optional<Json> Ask(
     ControlClient* client, const Json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
+// Takes in what has come: false, with the connection closed, when the runtime has ended it.
+bool Receive(ControlClient* client);
+
+// The next line without its end; none when it has not come yet.
+std::optional<std::string> TakeLine(ControlClient* client);
+
 // The panels that a runtime drives and waits for.
 struct RuntimeStatus {
     int process;
@@ -52,8 +58,8 @@ struct AskedRuntime {
 // Asks all runtimes for their status.
 std::vector<AskedRuntime> AskRuntimes();
 
-// "cannot ask '/run/korvex/left/control': Permission denied"; empty where there is nothing to say.
-std::string UnaskedText(const AskedRuntime* runtime);
+// The status of those that can be asked; which cannot is said on standard error.
+std::vector<RuntimeStatus> AskStatuses();
 
 // A panel that a runtime drives.
 struct RemotePanel {

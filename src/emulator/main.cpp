@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 #include <thread>
 
 #include "cli/command_line.h"
+#include "cli/text_layout.h"
 #include "emulator/command_options.h"
 #include "emulator/emulator.h"
 #include "emulator/gestures.h"
@@ -23,11 +23,8 @@ namespace {
 std::string HexText(const Bytes& bytes)
 {
     std::string text;
-    for (const uint8_t byte : bytes) {
-        std::array<char, 4> digits{};
-        snprintf(digits.data(), digits.size(), "%s%02X", text.empty() ? "" : " ", byte);
-        text += digits.data();
-    }
+    for (const uint8_t byte : bytes)
+        text += command::Formatted("%s%02X", text.empty() ? "" : " ", byte);
     return text;
 }
 

@@ -3,7 +3,6 @@
 // the window and runs the message loop, unless a routine says otherwise.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "discovery/host_context.h"

@@ -8,7 +8,6 @@
 #include "input/pointer_injection.h"
 #include "input/touch_report.h"
 #include "link/port_link.h"
-#include "support/debug_trace.h"
 #include "support/lock_guard.h"
 #include "support/time_left.h"
 

@@ -20,7 +20,7 @@ void SetUpLoadedLibrary()
     SetDefaults(&options);
     SetUpPointer(&options);
     SetUpWindows(&options);
-    SetUpDevices(&options);
+    SetUpMachine(&options, {SetUpState, SetUpPorts});
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
@@ -78,42 +77,26 @@ bool CanKeepChanges(const std::string& folder)
 // Gives /dev/uinput to the group "korvex-input".
 constexpr const char* UINPUT_RULE = "/usr/lib/udev/rules.d/72-korvex.rules";
 
-// The output that is named for the touches of a line; empty when none is.
-std::string MonitorOf(const Options* options, const std::string& path)
-{
-    for (const PortMonitor& given : options->portMonitors) {
-        if (IsSamePort(PathOfPort(options->ports, given.port), path))
-            return given.output;
-    }
-    return "";
-}
-
-// A port of the machine.
-struct Port {
-    std::string name;       // COM3
-    std::string path;       // that is opened
-    std::string stablePath; // its adapter's across runs
-};
+// A port of the machine, its path that is opened.
+using Port = platform::ScannedPort;
 
 // A port that is given as a path or any other of its names.
-Port GivenPortOf(const Options* options, const GivenPort& given,
-    const std::vector<platform::ScannedPort>& scanned)
+Port GivenPortOf(const Options* options, const GivenPort& given, const std::vector<Port>& scanned)
 {
     const std::string path = PathOfPort(options->ports, given.path);
     const auto known = std::find_if(scanned.begin(), scanned.end(),
-        [&path](const platform::ScannedPort& port) { return IsSamePort(port.path, path); });
+        [&path](const Port& port) { return IsSamePort(port.path, path); });
     std::error_code error;
     return {given.name, path,
         known == scanned.end() ? fs::absolute(path, error).string() : known->stablePath};
 }
 
 // The ports of the machine: those given with names, else the system's, without consoles.
-std::vector<Port> AllPortsOf(
-    const Options* options, const std::vector<platform::ScannedPort>& scanned)
+std::vector<Port> AllPortsOf(const Options* options, const std::vector<Port>& scanned)
 {
     std::vector<Port> ports;
     if (options->ports.empty()) {
-        for (const platform::ScannedPort& port : scanned) {
+        for (const Port& port : scanned) {
             const std::string panel = platform::GivenPanelNameOf(port.path);
             ports.push_back(
                 {port.name, panel.empty() ? port.stablePath : PathOfPort(options->ports, panel),
@@ -255,8 +238,13 @@ int SetUpPointer(const Options* options)
             Warning("'--monitor': there is no port '" + given.port + "' now");
     }
     if (!options->portMonitors.empty())
-        machine->screen.outputOfLine
-            = [given = *options](const std::string& path) { return MonitorOf(&given, path); };
+        machine->screen.outputOfLine = [given = *options](const std::string& path) {
+            for (const PortMonitor& one : given.portMonitors) {
+                if (IsSamePort(PathOfPort(given.ports, one.port), path))
+                    return one.output;
+            }
+            return std::string();
+        };
     machine->observers.monitorChanged = [](const std::string& output, bool present) {
         Warning("the monitor of output '" + (output.empty() ? std::string("(primary)") : output)
             + "' is " + (present ? "back" : "gone; touches for it are dropped until it is back"));
@@ -361,11 +349,6 @@ int SetUpPorts(const Options* options)
     for (const Port& port : *ports)
         AddPort(port);
     return EXIT_DONE;
-}
-
-int SetUpDevices(const Options* options)
-{
-    return SetUpMachine(options, {SetUpState, SetUpPorts});
 }
 
 int SetUpDevicesToAsk(const Options* options)

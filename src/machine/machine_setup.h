@@ -43,13 +43,11 @@ bool WasWriteRefused();
 // The serial ports: those given (--port), else the system's.
 int SetUpPorts(const Options* options);
 
-// The state folder (SetUpState) and the ports (SetUpPorts).
-int SetUpDevices(const Options* options);
-
-// The same, without the ports that are not to be asked: those that udev has ID_KORVEX_IGNORE for.
+// SetUpState and SetUpPorts, without the ports that are not to be asked: those that udev has
+// ID_KORVEX_IGNORE for.
 int SetUpDevicesToAsk(const Options* options);
 
-// The same as SetUpDevices, but only to look: nothing is made on the disk.
+// The same with all ports, but only to look: nothing is made on the disk.
 int SetUpKnownDevices(const Options* options);
 
 } // namespace korvex::command

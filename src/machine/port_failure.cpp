@@ -7,12 +7,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <system_error>
+
+#include "cli/text_layout.h"
 
 namespace korvex::command {
 
@@ -27,8 +28,7 @@ pid_t LockHolder(const std::string& path)
     struct stat status{};
     if (stat(path.c_str(), &status) != 0)
         return 0;
-    std::array<char, 64> place{};
-    snprintf(place.data(), place.size(), "%02x:%02x:%llu", major(status.st_dev),
+    const std::string place = Formatted("%02x:%02x:%llu", major(status.st_dev),
         minor(status.st_dev), static_cast<unsigned long long>(status.st_ino));
     std::ifstream locks("/proc/locks");
     for (std::string line; std::getline(locks, line);) {
@@ -39,7 +39,7 @@ pid_t LockHolder(const std::string& path)
         pid_t process = 0;
         std::string file;
         words >> number >> kind >> word >> word >> process >> file;
-        if (kind == "FLOCK" && file == place.data())
+        if (kind == "FLOCK" && file == place)
             return process;
     }
     return 0;

@@ -1,13 +1,9 @@
 #include "machine/port_state.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
-
+#include "cli/text_layout.h"
 #include "discovery/device_nodes.h"
 #include "discovery/enumerator_binding.h"
 #include "discovery/model_table.h"
-#include "machine/port_names.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/port_nodes.h"
@@ -54,20 +50,9 @@ bool IsPanelPort(const Options* options, const PortState* port)
         || !port->panel.empty();
 }
 
-const PortState* FindPort(
-    const std::vector<PortState>* ports, const Options* options, const std::string& name)
-{
-    const std::string path = PathOfPort(options->ports, name);
-    const auto found = std::find_if(ports->begin(), ports->end(),
-        [&](const PortState& port) { return port.name == name || IsSamePort(port.path, path); });
-    return found == ports->end() ? nullptr : &*found;
-}
-
 std::string ModelText(uint32_t model)
 {
-    std::array<char, 12> text{};
-    snprintf(text.data(), text.size(), "%X", model);
-    return model == 0 ? "" : text.data();
+    return model == 0 ? "" : Formatted("%X", model);
 }
 
 void AskKnownControllers()

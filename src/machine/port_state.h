@@ -28,10 +28,6 @@ std::vector<PortState> AllPorts();
 // the port was given.
 bool IsPanelPort(const Options* options, const PortState* port);
 
-// The port that is called so (port_names.h); null when it is none of these.
-const PortState* FindPort(
-    const std::vector<PortState>* ports, const Options* options, const std::string& name);
-
 // A model as people write it, "5200"; empty for 0.
 std::string ModelText(uint32_t model);
 

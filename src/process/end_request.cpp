@@ -107,10 +107,9 @@ int EndDescriptor()
     return watch.descriptor;
 }
 
-bool WaitForEnd(std::optional<std::chrono::milliseconds> limit)
+bool WaitForEnd(std::chrono::milliseconds limit)
 {
-    return WaitForSingleObject(watch.event, limit ? static_cast<DWORD>(limit->count()) : INFINITE)
-        == WAIT_OBJECT_0;
+    return WaitForSingleObject(watch.event, static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0;
 }
 
 } // namespace korvex::command

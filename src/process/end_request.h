@@ -4,7 +4,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 
 #include "platform/win32.h"
 
@@ -38,7 +37,7 @@ HANDLE EndEvent();
 // WatchForEnd.
 int EndDescriptor();
 
-// Waits for the request for at most `limit` (none: no limit). True when it has come.
-bool WaitForEnd(std::optional<std::chrono::milliseconds> limit);
+// Waits for the request for at most `limit`. True when it has come.
+bool WaitForEnd(std::chrono::milliseconds limit);
 
 } // namespace korvex::command

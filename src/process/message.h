@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "platform/win32.h"
 #include "process/options.h"
@@ -11,7 +12,6 @@ namespace korvex::command {
 
 // The subject of lines that have none of their own: "korvex enum". Once, before there are threads.
 void SetMessagePrefix(const std::string& command);
-const std::string& MessagePrefix();
 
 // Why the command, or a part of it, fails. Waits until it is written.
 void Error(const std::string& text);
@@ -23,6 +23,10 @@ void Warning(const std::string& text);
 void Warning(const std::string& subject, const std::string& text);
 void Notice(const std::string& text);
 void Notice(const std::string& subject, const std::string& text);
+
+// Writes all of the text to standard output, waiting for its reader no longer than until a signal
+// requests the end (end_request.h). False when that came first, or it cannot be written.
+bool WriteOutput(std::string_view text);
 
 // Says that standard output takes nothing; the exit code for that.
 int OutputFailed();

@@ -4,15 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
-#include <cstdio>
 #include <deque>
 #include <map>
 #include <mutex>
 #include <utility>
 
 #include "calibration/mapping.h"
+#include "cli/text_layout.h"
 #include "input/pointer_injection.h"
 #include "machine/port_names.h"
 #include "machine/port_state.h"
@@ -126,8 +125,8 @@ PanelState Describe(const TouchController* controller)
     state.panel = PanelNameOf(state.path);
     state.tty = TtyOf(state.path);
     state.model = ModelText(controller->model);
-    state.firmware = std::to_string(controller->fwMajor) + "." + std::to_string(controller->fwMinor)
-        + "." + std::to_string(controller->fwBuild);
+    state.firmware
+        = Formatted("%u.%u.%u", controller->fwMajor, controller->fwMinor, controller->fwBuild);
     state.controller = DescriptionOf(controller);
     state.resolutionBits = static_cast<uint32_t>(controller->resolutionBits);
     state.baudRate = controller->link.baudRate;
@@ -406,11 +405,9 @@ std::vector<PanelEvent> TakePanelEvents()
 
 std::string DescriptionOf(const TouchController* controller)
 {
-    std::array<char, 80> text{};
-    snprintf(text.data(), text.size(), "controller %X, firmware %u.%u.%u, %u bits, %u baud",
-        controller->model, controller->fwMajor, controller->fwMinor, controller->fwBuild,
-        controller->resolutionBits, controller->link.baudRate);
-    return text.data();
+    return Formatted("controller %X, firmware %u.%u.%u, %u bits, %u baud", controller->model,
+        controller->fwMajor, controller->fwMinor, controller->fwBuild, controller->resolutionBits,
+        controller->link.baudRate);
 }
 
 } // namespace korvex::command

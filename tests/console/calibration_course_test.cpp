@@ -45,7 +45,7 @@ CourseTasks Press(Program* program, POINT pixel, int reports = 90, uint32_t pane
 CourseTasks PressTarget(Program* program, uint32_t panel = 0)
 {
     const Point place = GuideTargetPlace(&program->course.guide, program->course.guide.target);
-    return Press(program, PixelOf(SCREEN, {place.x, place.y}), 90, panel);
+    return Press(program, PixelOf(SCREEN, place), 90, panel);
 }
 
 CourseTasks PressAllTargets(Program* program)
@@ -209,7 +209,7 @@ TEST(CalibrationCourse, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesTh
         for (int touch = 0; touch < 30 && program.course.step == CourseStep::GUIDING; ++touch) {
             const Point place
                 = GuideTargetPlace(&program.course.guide, program.course.guide.target);
-            const POINT pixel = PixelOf(SCREEN, {place.x, place.y});
+            const POINT pixel = PixelOf(SCREEN, place);
             tasks = program.course.guide.target == 5 ? Press(&program, {pixel.x - 40, pixel.y + 30})
                                                      : PressTarget(&program);
         }
@@ -262,16 +262,16 @@ TEST(PageLayout, HasRoomForFingersOnScreensOfEverySize)
             EXPECT_EQ(ButtonAt(screen, {area.right - 1, area.bottom - 1}), button);
             for (uint32_t mark = 0; mark < MARK_COUNT; ++mark) {
                 const POINT place = MarkPlace(screen, mark);
-                const bool apart = place.x + MarkReach(screen) <= area.left
-                    || place.x - MarkReach(screen) >= area.right
-                    || place.y + MarkReach(screen) <= area.top
-                    || place.y - MarkReach(screen) >= area.bottom;
+                const bool apart = place.x + RingRadius(screen) <= area.left
+                    || place.x - RingRadius(screen) >= area.right
+                    || place.y + RingRadius(screen) <= area.top
+                    || place.y - RingRadius(screen) >= area.bottom;
                 EXPECT_TRUE(apart) << "mark " << mark;
             }
         }
         const int middleRing = screen.y / 2 + RingRadius(screen);
-        EXPECT_LE(HeadArea(screen).bottom, screen.y / 2 - RingRadius(screen) + 1);
-        EXPECT_GE(CountArea(screen).top, middleRing);
+        EXPECT_LE(ScreenPart(screen, HEAD_PERCENT).bottom, screen.y / 2 - RingRadius(screen) + 1);
+        EXPECT_GE(ScreenPart(screen, COUNT_PERCENT).top, middleRing);
         EXPECT_LE(DotPlace(screen, 8, 9).x + DotRadius(screen), screen.x);
     }
 }

@@ -1,4 +1,3 @@
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -32,7 +31,6 @@
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
-#include "process/output.h"
 #include "runtime/opened_controller.h"
 #include "runtime/running_sessions.h"
 #include "runtime/settings_state.h"
@@ -49,6 +47,7 @@ struct Listener {
     std::string name;
     TouchController* controller;
     std::optional<RemotePanel> remote;
+    PanelCounters before{}; // when it began to be listened to
 };
 
 PanelCounters CountedBy(const Listener* listener)
@@ -61,11 +60,6 @@ uint32_t ResolutionOf(const Listener* listener)
 {
     return listener->remote ? listener->remote->state.resolutionBits
                             : static_cast<uint32_t>(listener->controller->resolutionBits);
-}
-
-void Add(Findings* findings, Severity severity, const std::string& subject, const std::string& text)
-{
-    findings->push_back({severity, subject, text});
 }
 
 // What to do where no display can be used, or another one than is meant.
@@ -89,25 +83,25 @@ void CheckDisplay(Findings* findings)
     std::string reason;
     const bool hasDevices = platform::CanMakeInputDevices(&reason);
     if (hasDevices && (!HasDisplay() || IsWaylandSession()))
-        Add(findings, Severity::FINE, "display",
-            "touches go to touch screen devices of the kernel");
+        findings->push_back(
+            {Severity::FINE, "display", "touches go to touch screen devices of the kernel"});
     else if (!HasDisplay())
-        Add(findings, Severity::FAULT, "display",
+        findings->push_back({Severity::FAULT, "display",
             "no X display is named in DISPLAY, and " + reason + "; " + DisplayCure()
                 + ", or let korvex open /dev/uinput (72-korvex.rules), or use '--pointer log' and"
-                  " '--windows none'");
+                  " '--windows none'"});
     else if (IsWaylandSession())
-        Add(findings, Severity::FAULT, "display",
+        findings->push_back({Severity::FAULT, "display",
             "this is a Wayland session, and " + reason
                 + ": only X programs will see the touches; let korvex open /dev/uinput "
-                  "(72-korvex.rules)");
+                  "(72-korvex.rules)"});
     else if (!platform::UseX11Pointer({}, &reason))
-        Add(findings, Severity::FAULT, "display", reason + "; " + DisplayCure());
+        findings->push_back({Severity::FAULT, "display", reason + "; " + DisplayCure()});
     else if (IsDisplayForwarded())
-        Add(findings, Severity::FAULT, "display",
-            "the X display is that of the computer that you come from; " + DisplayCure());
+        findings->push_back({Severity::FAULT, "display",
+            "the X display is that of the computer that you come from; " + DisplayCure()});
     else
-        Add(findings, Severity::FINE, "display", "the X display takes pointer input");
+        findings->push_back({Severity::FINE, "display", "the X display takes pointer input"});
 }
 
 // The rate at which something answers that was not identified: the last candidate's or that of the
@@ -138,33 +132,33 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
         const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
         const uint32_t baudRate = AnsweringBaudRate(controller);
         if (baudRate == 0)
-            Add(findings, stored.empty() ? Severity::NOTE : Severity::FAULT, SubjectOf(port),
+            findings->push_back({stored.empty() ? Severity::NOTE : Severity::FAULT, SubjectOf(port),
                 "no controller answers on '" + port->path + "', neither at 19200 nor at 9600 baud"
-                    + known + "; if there is one, check its cable and power");
+                    + known + "; if there is one, check its cable and power"});
         else
-            Add(findings, Severity::FAULT, SubjectOf(port),
+            findings->push_back({Severity::FAULT, SubjectOf(port),
                 "what answers on '" + port->path + "' at " + std::to_string(baudRate)
                     + " baud leaves questions open; unplug it and plug it in again; if that does "
-                      "not help, its model cannot be driven");
+                      "not help, its model cannot be driven"});
         return false;
     }
     const uint32_t number = controller->answers.modelNumber;
     if (number != 0 && number != MODEL_NUMBER_5200 && number != MODEL_NUMBER_5460) {
-        Add(findings, Severity::FAULT, SubjectOf(port),
+        findings->push_back({Severity::FAULT, SubjectOf(port),
             "the controller calls itself model " + std::to_string(number)
                 + ", which cannot be driven; it is driven as a 5200 and may measure"
-                  " nonsense");
+                  " nonsense"});
         return false;
     }
     if (!stored.empty() && port->model != controller->model) {
-        Add(findings, Severity::FAULT, SubjectOf(port),
+        findings->push_back({Severity::FAULT, SubjectOf(port),
             "a " + stored + " is known here, but a " + ModelText(controller->model)
                 + " answers; 'korvex unbind " + port->name
-                + "' forgets the old one, and the next start finds the new one");
+                + "' forgets the old one, and the next start finds the new one"});
         return true;
     }
-    Add(findings, Severity::FINE, SubjectOf(port),
-        "'" + port->path + "', " + DescriptionOf(controller));
+    findings->push_back(
+        {Severity::FINE, SubjectOf(port), "'" + port->path + "', " + DescriptionOf(controller)});
     return true;
 }
 
@@ -187,15 +181,15 @@ void CheckIntruders(const PortState* port, Findings* findings)
     const auto isSet
         = [port](const char* property) { return platform::IsUdevSwitchOn(port->path, property); };
     if (IsRunning("ModemManager") && !isSet("ID_MM_PORT_IGNORE") && !isSet("ID_MM_DEVICE_IGNORE"))
-        Add(findings, Severity::NOTE, SubjectOf(port),
+        findings->push_back({Severity::NOTE, SubjectOf(port),
             "ModemManager runs and may ask '" + port->path
                 + "' too; ENV{ID_MM_PORT_IGNORE}=\"1\" in a udev rule for the port, or a name for "
-                  "the panel, keeps it away");
+                  "the panel, keeps it away"});
     if (IsRunning("brltty"))
-        Add(findings, Severity::NOTE, SubjectOf(port),
+        findings->push_back({Severity::NOTE, SubjectOf(port),
             "brltty runs and may take the adapter of '" + port->path
                 + "' for a braille display; name the display that it is for in /etc/brltty.conf "
-                  "(braille-device), or remove it");
+                  "(braille-device), or remove it"});
 }
 
 // A runtime reads the settings of its own folder, which may not be the one that is looked at here.
@@ -204,9 +198,9 @@ void CheckItsSettings(const Listener* listener, Findings* findings)
     const std::string& file = listener->remote->state.calibration.file;
     const std::string folder = std::filesystem::path(file).parent_path().string();
     if (file.empty())
-        Add(findings, Severity::NOTE, listener->name,
+        findings->push_back({Severity::NOTE, listener->name,
             "its runtime has read no settings file and goes by the controller's own; 'korvex "
-            "calibrate' makes one for it");
+            "calibrate' makes one for it"});
     else if (file != SettingsFilePath() && !IsPanelFolder(folder, listener->name))
         CheckSettingsIn(folder, listener->name, findings);
 }
@@ -216,74 +210,74 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
 {
     const std::string subject = SubjectOf(port);
     if (port->ignored) {
-        Add(findings, Severity::NOTE, subject,
-            "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
+        findings->push_back({Severity::NOTE, subject,
+            "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it"});
         return;
     }
     if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
         const bool gone = remote->state.reading.gone;
-        Add(findings, gone ? Severity::FAULT : Severity::FINE, subject,
+        findings->push_back({gone ? Severity::FAULT : Severity::FINE, subject,
             "'" + port->path + "', " + remote->state.controller + ", driven by process "
                 + std::to_string(remote->process)
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and "
                           "power"
-                        : ""));
-        listeners->push_back({subject, nullptr, std::move(remote)});
+                        : "")});
+        listeners->push_back({subject, nullptr, std::move(remote), {}});
         CheckItsSettings(&listeners->back(), findings);
         CheckIntruders(port, findings);
         return;
     }
     if (!options->probe && !IsPanelPort(options, port)) {
-        Add(findings, Severity::NOTE, subject,
+        findings->push_back({Severity::NOTE, subject,
             "'" + port->path
                 + "' is not asked, since no panel is known there and it may be another device's; "
-                  "'--probe' asks it");
+                  "'--probe' asks it"});
         return;
     }
     CheckIntruders(port, findings);
     HANDLE handle = OpenPort(port->path);
     if (handle == INVALID_HANDLE_VALUE) {
-        Add(findings, Severity::FAULT, subject,
-            "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError()));
+        findings->push_back({Severity::FAULT, subject,
+            "cannot open '" + port->path + "': " + PortFailureText(port->path, GetLastError())});
         return;
     }
     TouchController* controller = ControllerOn(handle);
     if (controller == nullptr) {
-        Add(findings, Severity::FAULT, subject, "memory is short; end other programs");
+        findings->push_back({Severity::FAULT, subject, "memory is short; end other programs"});
         return;
     }
     const bool drivable = CheckController(port, controller, findings);
     if (drivable && StartSession(controller)) {
-        listeners->push_back({subject, controller, {}});
+        listeners->push_back({subject, controller, {}, {}});
         return;
     }
     if (drivable)
-        Add(findings, Severity::FAULT, subject,
-            "the system refuses a thread for the session; end other programs");
+        findings->push_back({Severity::FAULT, subject,
+            "the system refuses a thread for the session; end other programs"});
     ReleaseController(controller);
 }
 
 // What a session has seen while it listened.
-void CheckReports(const Listener* listener, const PanelCounters* before, Findings* findings)
+void CheckReports(const Listener* listener, Findings* findings)
 {
     const PanelCounters now = CountedBy(listener);
-    const uint32_t reports = now.reports - before->reports;
-    const uint32_t bad = now.rejected - before->rejected;
-    if (now.outOfRange != before->outOfRange)
-        Add(findings, Severity::FAULT, listener->name,
+    const uint32_t reports = now.reports - listener->before.reports;
+    const uint32_t bad = now.rejected - listener->before.rejected;
+    if (now.outOfRange != listener->before.outOfRange)
+        findings->push_back({Severity::FAULT, listener->name,
             "it measures beyond its " + std::to_string(ResolutionOf(listener))
                 + " bits, and such touches are lost; unplug it and plug it in again, so that it is "
-                  "asked for its resolution again");
+                  "asked for its resolution again"});
     else if (bad > 0)
-        Add(findings, Severity::FAULT, listener->name,
+        findings->push_back({Severity::FAULT, listener->name,
             "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
-                + "; check cable, grounding and what else is on the line");
+                + "; check cable, grounding and what else is on the line"});
     else if (reports == 0)
-        Add(findings, Severity::NOTE, listener->name,
-            "it was not touched, so its reports were not looked at");
+        findings->push_back({Severity::NOTE, listener->name,
+            "it was not touched, so its reports were not looked at"});
     else
-        Add(findings, Severity::FINE, listener->name,
-            "reports: " + std::to_string(reports) + ", all good");
+        findings->push_back(
+            {Severity::FINE, listener->name, "reports: " + std::to_string(reports) + ", all good"});
 }
 
 const char* NameOf(Severity severity)
@@ -295,10 +289,9 @@ std::string TextOf(const Findings* findings)
 {
     std::string text;
     for (const Finding& finding : *findings) {
-        std::array<char, 96> start{};
-        snprintf(start.data(), start.size(), "%-5s  %-8s  ", NameOf(finding.severity),
-            finding.subject.c_str());
-        std::string line = start.data() + finding.text;
+        std::string line
+            = Formatted("%-5s  %-8s  ", NameOf(finding.severity), finding.subject.c_str())
+            + finding.text;
         ReplaceControls(&line);
         text += line + "\n";
     }
@@ -331,9 +324,9 @@ int RunCheck(const Options* options)
     CheckDisplay(&findings);
     SetUpPointer(options); // in place of the display's
     if (const std::string fault = PrepareState(options); !fault.empty())
-        Add(&findings, Severity::FAULT, "state",
+        findings.push_back({Severity::FAULT, "state",
             "'" + options->stateFolder + "' cannot be written: " + fault
-                + "; put that right, or name another folder with '--state'");
+                + "; put that right, or name another folder with '--state'"});
     std::error_code error;
     const std::string file = SettingsFilePath(); // empty: its path is too long
     if (!CheckPanels(&findings) || file.empty() || std::filesystem::exists(file, error))
@@ -342,8 +335,8 @@ int RunCheck(const Options* options)
         return exitCode;
     const std::vector<PortState> ports = AllPorts();
     if (ports.empty())
-        Add(&findings, Severity::FAULT, "ports",
-            "there is no serial port; plug the adapter in, or name one with '--port'");
+        findings.push_back({Severity::FAULT, "ports",
+            "there is no serial port; plug the adapter in, or name one with '--port'"});
     std::vector<Listener> listeners;
     for (const PortState& port : ports) {
         if (IsEndRequested())
@@ -354,30 +347,26 @@ int RunCheck(const Options* options)
 
     Findings heard;
     std::vector<TouchController*> controllers;
-    std::vector<PanelCounters> before;
-    before.reserve(listeners.size());
-    for (const Listener& listener : listeners)
-        before.push_back(CountedBy(&listener));
+    for (Listener& listener : listeners)
+        listener.before = CountedBy(&listener);
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);
     if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
         WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::duration<double>(seconds)));
     }
-    for (size_t i = 0; i < listeners.size(); ++i) {
-        Listener* listener = &listeners[i];
-        if (listener->remote && !RefreshState(&*listener->remote))
-            listener->remote = FindRuntime(listener->remote->state.path, "");
-        const bool known = listener->controller != nullptr || listener->remote;
-        if (!known)
-            Add(&heard, Severity::NOTE, listener->name,
-                "the runtime that drives it has ended, or answers no more");
+    for (Listener& listener : listeners) {
+        if (listener.remote && !RefreshState(&*listener.remote))
+            listener.remote = FindRuntime(listener.remote->state.path, "");
+        if (listener.controller == nullptr && !listener.remote)
+            heard.push_back({Severity::NOTE, listener.name,
+                "the runtime that drives it has ended, or answers no more"});
         else if (seconds > 0)
-            CheckReports(listener, &before[i], &heard);
-        if (listener->remote)
-            Disconnect(&listener->remote->runtime);
-        else if (listener->controller != nullptr)
-            controllers.push_back(listener->controller);
+            CheckReports(&listener, &heard);
+        if (listener.remote)
+            Disconnect(&listener.remote->runtime);
+        else if (listener.controller != nullptr)
+            controllers.push_back(listener.controller);
     }
     const bool isFine = !HasFault(&findings) && !HasFault(&heard);
     findings.insert(findings.end(), heard.begin(), heard.end());

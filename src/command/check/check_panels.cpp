@@ -1,17 +1,20 @@
 #include "command/check/check_panels.h"
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
 #include "command/check/check_settings.h"
-#include "command/check/panel_unit.h"
 #include "control/control_address.h"
 #include "control/control_client.h"
 #include "machine/port_names.h"
@@ -26,6 +29,69 @@ namespace fs = std::filesystem;
 constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // a folder each
 constexpr const char* NAME_PROPERTY = "ID_KORVEX_PANEL";
 constexpr size_t MAX_NAME_LENGTH = 64; // as 72-korvex.rules has it
+
+// A unit of the system's service manager that drives a panel, "korvex@left.service".
+struct PanelUnit {
+    std::string panel;  // "left"
+    std::string state;  // "active", "inactive", "failed", "activating"
+    std::string result; // why it has ended: "success", "exit-code", "signal"
+    std::string since;  // when it came into this state, as the service manager writes it
+};
+
+constexpr std::string_view PREFIX = "korvex@";
+constexpr std::string_view SUFFIX = ".service";
+
+// The instance of a template's unit; empty for another unit.
+std::string InstanceOf(std::string_view unit)
+{
+    if (!unit.starts_with(PREFIX) || !unit.ends_with(SUFFIX))
+        return "";
+    unit.remove_prefix(PREFIX.size());
+    unit.remove_suffix(SUFFIX.size());
+    return std::string(unit);
+}
+
+// Reads what "systemctl show" prints of units: properties, one a line, and an empty line between
+// units.
+std::vector<PanelUnit> ParsePanelUnits(const std::string& text)
+{
+    std::vector<PanelUnit> units;
+    std::map<std::string, std::string> values;
+    std::istringstream lines(text + "\n");
+    for (std::string line; std::getline(lines, line);) {
+        if (const size_t equals = line.find('='); equals != std::string::npos)
+            values[line.substr(0, equals)] = line.substr(equals + 1);
+        if (!line.empty())
+            continue;
+        if (const std::string panel = InstanceOf(values["Id"]);
+            !panel.empty() && values["LoadState"] == "loaded")
+            units.push_back(
+                {panel, values["ActiveState"], values["Result"], values["StateChangeTimestamp"]});
+        values.clear();
+    }
+    return units;
+}
+
+// Those of these panels, whose names are made of letters, digits, "-" and "_", and all others that
+// it has in memory, as systemctl(1) lists them; none where there is no service manager, or it has
+// no such units. It keeps a unit that is stopped in memory only for a while: then "since" is empty.
+std::vector<PanelUnit> PanelUnits(const std::vector<std::string>& panels)
+{
+    std::string command
+        = "systemctl show --property=Id,LoadState,ActiveState,Result,StateChangeTimestamp "
+          "'korvex@*.service'";
+    for (const std::string& panel : panels)
+        command += " korvex@" + panel + ".service";
+    command += " 2>/dev/null";
+    // NOLINTNEXTLINE(cert-env33-c): its words are fixed, but for names that mean nothing to a shell
+    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "re"), pclose);
+    std::string text;
+    std::array<char, 4096> part{};
+    size_t count = 0;
+    while (output != nullptr && (count = fread(part.data(), 1, part.size(), output.get())) > 0)
+        text.append(part.data(), count);
+    return ParsePanelUnits(text);
+}
 
 // The sources that know a panel, and what each says.
 struct NamedPanel {

@@ -8,10 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "calibration/calibration.h"
 #include "calibration/mapping.h"
@@ -93,20 +90,10 @@ void CheckValue(
     CheckNumber(&setting, min, max, findings);
 }
 
-std::string Trimmed(const std::string& text)
-{
-    constexpr const char* BLANKS = " \t\r\n";
-    const size_t start = text.find_first_not_of(BLANKS);
-    return start == std::string::npos
-        ? ""
-        : text.substr(start, text.find_last_not_of(BLANKS) + 1 - start);
-}
-
 // Whether the runtime may read a key in the section; points of an earlier calibration stay in the
 // file.
-bool IsKnownKey(const std::string& key)
+bool IsKnownKey(std::u16string_view name)
 {
-    const std::u16string name = platform::FromUtf8(key);
     for (const SettingKey& known : {SETTING_ORIENTATION, SETTING_POINT_COUNT, SETTING_MIN_X,
              SETTING_MAX_X, SETTING_MIN_Y, SETTING_MAX_Y}) {
         if (platform::EqualNoCase(name, known.name))
@@ -193,24 +180,25 @@ void CheckLines(const std::string& path, Findings* findings)
         return;
     bool inSection = false;
     bool hasSection = false;
+    bool empty = true;
     for (const std::u16string& line : file.lines) {
-        const std::string text = Trimmed(platform::ToUtf8(line));
         if (line.find(u'\0') != std::u16string::npos) {
             AddFault(
                 findings, "it is UTF-16 without the mark at its start, so nothing in it is read");
             return;
         }
-        if (text.starts_with('[')) {
-            inSection = platform::EqualNoCase(platform::FromUtf8(text), u"[Calibration]");
+        const std::u16string_view text = platform::Trim(line);
+        empty = empty && text.empty();
+        if (text.starts_with(u'[')) {
+            inSection = platform::EqualNoCase(text, u"[Calibration]");
             hasSection = hasSection || inSection;
-        } else if (const size_t equals = text.find('=');
-            inSection && !text.starts_with(';') && equals != std::string::npos) {
-            if (!IsKnownKey(Trimmed(text.substr(0, equals))))
-                AddFault(findings, "'" + text + "' is not read: there is no such key");
+        } else if (const size_t equals = text.find(u'=');
+            inSection && !text.starts_with(u';') && equals != std::u16string_view::npos) {
+            if (!IsKnownKey(platform::Trim(text.substr(0, equals))))
+                AddFault(
+                    findings, "'" + platform::ToUtf8(text) + "' is not read: there is no such key");
         }
     }
-    const bool empty = std::all_of(file.lines.begin(), file.lines.end(),
-        [](const std::u16string& line) { return Trimmed(platform::ToUtf8(line)).empty(); });
     if (!hasSection && !empty)
         AddFault(findings, "it has no section [Calibration], so nothing in it is read");
 }

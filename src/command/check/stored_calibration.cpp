@@ -1,7 +1,6 @@
 #include "command/check/stored_calibration.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 

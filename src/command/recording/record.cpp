@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -77,15 +76,14 @@ bool AwaitEnd(const Options* options, const TouchController* controller)
     constexpr milliseconds INTERVAL{100};
     const auto limit = std::chrono::duration<double>(
         options->seconds.value_or(std::numeric_limits<double>::infinity()));
-    for (const Clock::time_point start = Clock::now(); Clock::now() - start < limit;) {
+    for (const Clock::time_point start = Clock::now();;) {
         const std::chrono::duration<double> left = limit - (Clock::now() - start);
-        const auto wait = left < INTERVAL ? std::chrono::ceil<milliseconds>(left) : INTERVAL;
-        if (WaitForEnd(wait))
+        if (left.count() <= 0
+            || WaitForEnd(left < INTERVAL ? std::chrono::ceil<milliseconds>(left) : INTERVAL))
             return false;
         if (HasReaderEnded(controller))
             return true;
     }
-    return false;
 }
 
 int Record(const Options* options, Recorder* recorder)

@@ -1,14 +1,13 @@
 #include "command/recording/recording.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstddef>
-#include <cstdio>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "cli/text_layout.h"
 #include "link/command_protocol.h"
 
 namespace korvex::command {
@@ -149,11 +148,8 @@ std::string ParseEvent(std::string_view line, ParserState* state, Recording* rec
 
 std::string TimeText(std::chrono::microseconds time)
 {
-    std::array<char, 32> text{};
-    snprintf(text.data(), text.size(), "%lld.%06lld",
-        static_cast<long long>(time.count() / 1'000'000),
+    return Formatted("%lld.%06lld", static_cast<long long>(time.count() / 1'000'000),
         static_cast<long long>(time.count() % 1'000'000));
-    return text.data();
 }
 
 } // namespace
@@ -204,22 +200,18 @@ std::string EventLine(
     std::string line = TimeText(time);
     line += ' ';
     line += kind;
-    for (size_t i = 0; i < count; ++i) {
-        std::array<char, 4> digits{};
-        snprintf(digits.data(), digits.size(), " %02X", bytes[i]);
-        line += digits.data();
-    }
+    for (size_t i = 0; i < count; ++i)
+        line += Formatted(" %02X", bytes[i]);
     line += '\n';
     return line;
 }
 
 std::string ControllerLine(std::chrono::microseconds time, const TouchController* controller)
 {
-    std::array<char, 96> text{};
-    snprintf(text.data(), text.size(), " controller %X firmware %u.%u.%u resolution %u baud %u\n",
-        controller->model, controller->fwMajor, controller->fwMinor, controller->fwBuild,
-        controller->resolutionBits, controller->link.baudRate);
-    return TimeText(time) + text.data();
+    return TimeText(time)
+        + Formatted(" controller %X firmware %u.%u.%u resolution %u baud %u\n", controller->model,
+            controller->fwMajor, controller->fwMinor, controller->fwBuild,
+            controller->resolutionBits, controller->link.baudRate);
 }
 
 } // namespace korvex::command

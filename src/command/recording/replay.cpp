@@ -14,7 +14,6 @@
 #include "command/subcommands.h"
 #include "control/panel_state.h"
 #include "emulator/emulator.h"
-#include "input/session.h"
 #include "platform/linux/files/whole_files.h"
 #include "process/end_request.h"
 #include "process/exit_codes.h"

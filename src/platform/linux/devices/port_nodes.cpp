@@ -1,7 +1,6 @@
 #include "platform/linux/devices/port_nodes.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "platform/linux/core/text.h"

@@ -18,15 +18,6 @@ bool IsBlank(char16_t unit)
     return unit == u' ' || unit == u'\t' || unit == u'\r' || unit == u'\n';
 }
 
-std::u16string_view Trim(std::u16string_view text)
-{
-    while (!text.empty() && IsBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && IsBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 std::u16string_view Unquote(std::u16string_view value)
 {
     const bool quoted = value.size() >= 2 && value.front() == value.back()
@@ -123,6 +114,15 @@ void EndLastLine(ProfileDocument* profile, const std::u16string& lineEnd)
 }
 
 } // namespace
+
+std::u16string_view Trim(std::u16string_view text)
+{
+    while (!text.empty() && IsBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
 
 ProfileDocument ParseProfile(std::string_view content)
 {

@@ -18,6 +18,9 @@ struct ProfileDocument {
     std::vector<std::u16string> lines; // the last one may have no line end
 };
 
+// The text without the blanks and line ends around it.
+std::u16string_view Trim(std::u16string_view text);
+
 // The document of a file's bytes.
 ProfileDocument ParseProfile(std::string_view content);
 

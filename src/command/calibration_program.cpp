@@ -2,12 +2,11 @@
 
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <system_error>
 
-#include "command/calibration_program.h"
 #include "command/subcommands.h"
 #include "korvex/korvex.h"
 #include "platform/linux/core/text.h"
@@ -15,21 +14,24 @@
 #include "platform/win32.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
+#include "support/bounded_text.h"
 
 namespace korvex::command {
 
 namespace {
 
-// The stored folder of the calibration program; empty when there is none.
-std::u16string StoredFolder()
-{
-    return platform::ReadRegistryText(PROGRAM_FOLDER_KEY, PROGRAM_FOLDER_VALUE);
-}
+namespace fs = std::filesystem;
+
+// The separate calibration program, and where the registry has its folder.
+constexpr const char* CALIBRATION_PROGRAM = "KxConsole.exe";
+constexpr const WCHAR* PROGRAM_FOLDER_KEY = u"HKLM\\SOFTWARE\\Korvex";
+constexpr const WCHAR* PROGRAM_FOLDER_VALUE = u"Path";
 
 // The entries say nothing when they cannot start the program, so what they need is looked at first.
 bool CanStartProgram()
 {
-    const std::string folder = platform::ToNativePath(StoredFolder());
+    const std::string folder = platform::ToNativePath(
+        platform::ReadRegistryText(PROGRAM_FOLDER_KEY, PROGRAM_FOLDER_VALUE));
     if (folder.empty()) {
         Error("the folder of " + std::string(CALIBRATION_PROGRAM)
             + " is not known; store it with 'korvex set-path'");
@@ -60,6 +62,21 @@ int RunCalib(const Options* options)
     std::u16string text = platform::FromUtf8(argument);
     kxCALIBW(nullptr, nullptr, text.data(), SW_SHOW);
     return EXIT_DONE;
+}
+
+int RunSetPath(const Options* options)
+{
+    const std::string& folder = options->arguments[0];
+    std::error_code error;
+    const std::u16string path = platform::FromNativePath(fs::absolute(folder, error).string());
+    // The entries form the program's path, with a separator, in a buffer of that size.
+    if (!fs::is_directory(folder, error)
+        || path.size() + 1 + strlen(CALIBRATION_PROGRAM) >= TEXT_CAPACITY) {
+        Error("'" + folder + "' is not a folder, or its path is too long");
+        return EXIT_FAULT;
+    }
+    platform::WriteRegistryText(PROGRAM_FOLDER_KEY, PROGRAM_FOLDER_VALUE, path);
+    return EXIT_DONE; // what could not be written has been said
 }
 
 } // namespace korvex::command
