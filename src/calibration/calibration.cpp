@@ -15,8 +15,6 @@ namespace {
 
 void DeriveFromPoints(CalibrationData* calib)
 {
-    if (calib->pointCount == 0)
-        return;
     DetectOrientation(calib);
     BuildReferencePoints(calib);
 }
@@ -37,8 +35,7 @@ void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits)
 {
     if (calib->orientation < 1 || calib->orientation > MAX_ORIENTATION)
         calib->orientation = 1;
-    if (std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), calib->pointCount)
-        == POINT_COUNTS.end())
+    if (SideOf(calib->pointCount) == 0)
         calib->pointCount = 0;
     DeriveFromPoints(calib);
     RepairBox(&calib->stdMinX, &calib->stdMaxX, resolutionBits);

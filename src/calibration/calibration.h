@@ -2,15 +2,11 @@
 // test.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 #include "link/touch_controller.h"
 
 namespace korvex {
-
-// The numbers of points that a calibration with points can have.
-inline constexpr std::array<uint32_t, 4> POINT_COUNTS{4, 9, 16, 25};
 
 // Puts every value right that the mapping could not work with: an unknown orientation becomes 1, an
 // unknown number of points 0, a side of the standard box without extent the middle ten twelfths of

@@ -40,16 +40,10 @@ bool MapToWork(const CalibrationData* calib, Point* point)
         point->y = Scale(point->y, calib->workRangeY, calib->rawRangeY);
         return true;
     }
-    switch (calib->pointCount) {
-    case 4:
-        ApplyOrientation(calib, point);
-        return MapFourPoint(calib, point);
-    case 9:
-        ApplyOrientation(calib, point);
-        return MapNinePoint(calib, point);
-    default:
+    if (!MapsByPoints(calib))
         return MapStandardBox(calib, point);
-    }
+    ApplyOrientation(calib, point);
+    return calib->pointCount == 4 ? MapFourPoint(calib, point) : MapNinePoint(calib, point);
 }
 
 bool MapsByPoints(const CalibrationData* calib)

@@ -36,28 +36,11 @@ bool ApplyOrientation(const CalibrationData* calib, Point* point)
 
 void DetectOrientation(CalibrationData* calib)
 {
-    uint32_t rowEnd = 0;
-    uint32_t lastCorner = 0;
-    switch (calib->pointCount) {
-    case 4:
-        rowEnd = 1;
-        lastCorner = 2;
-        break;
-    case 9:
-        rowEnd = 2;
-        lastCorner = 8;
-        break;
-    case 16:
-        rowEnd = 3;
-        lastCorner = 15;
-        break;
-    case 25:
-        rowEnd = 4;
-        lastCorner = 24;
-        break;
-    default:
+    const uint32_t side = SideOf(calib->pointCount);
+    if (side == 0)
         return;
-    }
+    const uint32_t rowEnd = side - 1;
+    const uint32_t lastCorner = side == 2 ? 2 : side * side - 1;
     const Point topLeft = calib->advPoints[0];
     const Point topRight = calib->advPoints[rowEnd];
     const Point bottomRight = calib->advPoints[lastCorner];

@@ -15,6 +15,16 @@ constexpr bool SwapsAxes(uint32_t orientation)
     return orientation >= 5 && orientation <= MAX_ORIENTATION;
 }
 
+// How many targets are in a row, of 4, 9, 16 or 25 in all; 0 for a number that is none of these.
+constexpr uint32_t SideOf(size_t pointCount)
+{
+    for (uint32_t side = 2; side <= 5; ++side) {
+        if (size_t{side} * side == pointCount)
+            return side;
+    }
+    return 0;
+}
+
 // The point after the transform of the block's orientation code, with W the work span (4096):
 //   1 (x, y)    2 (x, W - y)    3 (W - x, y)    4 (W - x, W - y)    5 (y, x)    6 (y, W - x)    7
 //   (W - y, x)    8 (W - y, W - x)

@@ -1,6 +1,6 @@
 #include "calibration/settings_file.h"
 
-#include <algorithm>
+#include <type_traits>
 
 #include "platform/win32.h"
 #include "support/owned.h"
@@ -26,30 +26,11 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
 
 void WriteValues(const SettingsPath* path, const CalibrationData* calib)
 {
-    Write(path, SETTING_ORIENTATION, static_cast<int32_t>(calib->orientation));
-    Write(path, SETTING_POINT_COUNT, static_cast<int32_t>(calib->pointCount));
-    Write(path, SETTING_MIN_X, calib->stdMinX);
-    Write(path, SETTING_MAX_X, calib->stdMaxX);
-    Write(path, SETTING_MIN_Y, calib->stdMinY);
-    Write(path, SETTING_MAX_Y, calib->stdMaxY);
-    SettingText name{};
-    for (uint32_t i = 0; i < calib->pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
-        Write(path, PointSetting(i, 'X', &name), calib->advPoints[i].x);
-        Write(path, PointSetting(i, 'Y', &name), calib->advPoints[i].y);
-    }
+    VisitSettings(calib, [path](const SettingKey& key, const auto* number) {
+        Write(path, key, static_cast<int32_t>(*number));
+    });
     // all of them reach the disk now
     WritePrivateProfileStringW(nullptr, nullptr, nullptr, path->data());
-}
-
-// Whether two calibrations have the same values in a file.
-bool HasSameValues(const CalibrationData* a, const CalibrationData* b)
-{
-    const auto points
-        = static_cast<std::ptrdiff_t>(std::min(a->pointCount, MAX_CALIBRATION_POINTS));
-    return a->orientation == b->orientation && a->pointCount == b->pointCount
-        && a->stdMinX == b->stdMinX && a->stdMaxX == b->stdMaxX && a->stdMinY == b->stdMinY
-        && a->stdMaxY == b->stdMaxY
-        && std::equal(a->advPoints.begin(), a->advPoints.begin() + points, b->advPoints.begin());
 }
 
 bool CanOpen(const WCHAR* path, DWORD access, DWORD attributes)
@@ -90,17 +71,9 @@ bool ReadCalibrationFile(CalibrationData* calib)
     LocateCalibrationFile(&path);
     if (!CanOpen(path.data(), GENERIC_READ | GENERIC_WRITE, 0))
         return false;
-    calib->orientation = static_cast<uint32_t>(Read(&path, SETTING_ORIENTATION));
-    calib->pointCount = static_cast<uint32_t>(Read(&path, SETTING_POINT_COUNT));
-    calib->stdMinX = Read(&path, SETTING_MIN_X);
-    calib->stdMaxX = Read(&path, SETTING_MAX_X);
-    calib->stdMinY = Read(&path, SETTING_MIN_Y);
-    calib->stdMaxY = Read(&path, SETTING_MAX_Y);
-    SettingText name{};
-    for (uint32_t i = 0; i < calib->pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
-        calib->advPoints[i].x = Read(&path, PointSetting(i, 'X', &name));
-        calib->advPoints[i].y = Read(&path, PointSetting(i, 'Y', &name));
-    }
+    VisitSettings(calib, [&path](const SettingKey& key, auto* number) {
+        *number = static_cast<std::decay_t<decltype(*number)>>(Read(&path, key));
+    });
     return true;
 }
 
@@ -121,11 +94,14 @@ bool SaveCalibrationFile(TouchController* controller)
 bool WriteCalibrationFile(const CalibrationData* calib)
 {
     SettingsPath path{};
-    CalibrationData read{};
     if (!LocateCalibrationFile(&path))
         return false;
     WriteValues(&path, calib);
-    return ReadCalibrationFile(&read) && HasSameValues(calib, &read);
+    bool same = CanOpen(path.data(), GENERIC_READ | GENERIC_WRITE, 0);
+    VisitSettings(calib, [&path, &same](const SettingKey& key, const auto* number) {
+        same = same && Read(&path, key) == static_cast<int32_t>(*number);
+    });
+    return same;
 }
 
 bool LocateSettingsFile(WCHAR* path)

@@ -36,6 +36,23 @@ using SettingsPath = std::array<WCHAR, TEXT_CAPACITY>;
 // must live as long as it.
 SettingKey PointSetting(uint32_t index, WCHAR axis, SettingText* name);
 
+// Calls `visit(key, number)` for each number that the file has of a calibration, in its order.
+template <typename Calibration, typename Visit>
+void VisitSettings(Calibration* calib, Visit visit)
+{
+    visit(SETTING_ORIENTATION, &calib->orientation);
+    visit(SETTING_POINT_COUNT, &calib->pointCount);
+    visit(SETTING_MIN_X, &calib->stdMinX);
+    visit(SETTING_MAX_X, &calib->stdMaxX);
+    visit(SETTING_MIN_Y, &calib->stdMinY);
+    visit(SETTING_MAX_Y, &calib->stdMaxY);
+    SettingText name{};
+    for (uint32_t i = 0; i < calib->pointCount && i < MAX_CALIBRATION_POINTS; ++i) {
+        visit(PointSetting(i, 'X', &name), &calib->advPoints[i].x);
+        visit(PointSetting(i, 'Y', &name), &calib->advPoints[i].y);
+    }
+}
+
 // The whole path of the runtime's file. False, with an empty path, which names no file, when it is
 // too long: the runtime does without.
 bool LocateCalibrationFile(SettingsPath* path);

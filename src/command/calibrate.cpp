@@ -102,8 +102,7 @@ bool StoreOwn(uint32_t panel, const CalibrationData* points, SourceText* reason)
     const CalibrationData saved = CopyCalibration(controller);
     const std::string fault = KeepReplaced(PortOf(controller), &replaced, &saved, bits);
     if (!fault.empty())
-        fprintf(
-            stderr, "korvex calibrate: the previous calibration is not kept: %s\n", fault.c_str());
+        Warning("the previous calibration is not kept: " + fault);
     return true;
 }
 

@@ -18,16 +18,6 @@ constexpr double SPANNED_PERCENT = 100.0 * (TARGET_HIGH - TARGET_LOW) / WORK_RAN
 
 using Place = Residual; // any pair of that kind
 
-// The side of the grid of targets; 0 for a number of points that has none.
-uint32_t SideOf(uint32_t count)
-{
-    for (uint32_t side = 2; side <= 5; ++side) {
-        if (side * side == count)
-            return side;
-    }
-    return 0;
-}
-
 // The target in a row and column; four targets go around.
 uint32_t TargetAt(uint32_t side, uint32_t row, uint32_t column)
 {

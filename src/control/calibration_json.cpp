@@ -53,11 +53,7 @@ std::string ParseCalibration(const Json& json, CalibrationData* calib)
             calib->stdMaxX = box->at(2);
             calib->stdMaxY = box->at(3);
         } else if (key == "points") {
-            const bool counts = value.is_array()
-                && (value.empty()
-                    || std::find(POINT_COUNTS.begin(), POINT_COUNTS.end(), value.size())
-                        != POINT_COUNTS.end());
-            if (!counts)
+            if (!value.is_array() || (!value.empty() && SideOf(value.size()) == 0))
                 return "'points' are not 0, 4, 9, 16 or 25";
             calib->pointCount = static_cast<uint32_t>(value.size());
             for (size_t i = 0; i < value.size(); ++i) {

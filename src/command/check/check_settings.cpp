@@ -94,27 +94,13 @@ void CheckValue(
 // file.
 bool IsKnownKey(std::u16string_view name)
 {
-    for (const SettingKey& known : {SETTING_ORIENTATION, SETTING_POINT_COUNT, SETTING_MIN_X,
-             SETTING_MAX_X, SETTING_MIN_Y, SETTING_MAX_Y}) {
-        if (platform::EqualNoCase(name, known.name))
-            return true;
-    }
-    for (uint32_t i = 0; i < MAX_CALIBRATION_POINTS; ++i) {
-        for (const WCHAR axis : {u'X', u'Y'}) {
-            SettingText text{};
-            if (platform::EqualNoCase(name, PointSetting(i, axis, &text).name))
-                return true;
-        }
-    }
-    return false;
-}
-
-std::string PointCounts()
-{
-    std::string list = "0";
-    for (size_t i = 0; i < POINT_COUNTS.size(); ++i)
-        list += (i + 1 == POINT_COUNTS.size() ? " and " : ", ") + std::to_string(POINT_COUNTS[i]);
-    return list;
+    CalibrationData all{};
+    all.pointCount = MAX_CALIBRATION_POINTS;
+    bool known = false;
+    VisitSettings(&all, [&](const SettingKey& key, const auto* /*number*/) {
+        known = known || platform::EqualNoCase(name, key.name);
+    });
+    return known;
 }
 
 // `used` is what the runtime makes of the value.
@@ -124,8 +110,8 @@ void CheckPointCount(const SettingsPath* path, uint32_t used, Findings* findings
     if (static_cast<uint32_t>(count.number) == used)
         CheckNumber(&count, count.number, count.number, findings);
     else
-        AddFault(findings,
-            Line(&count) + " is none of " + PointCounts() + ", so the standard box is used");
+        AddFault(
+            findings, Line(&count) + " is none of 0, 4, 9, 16 and 25, so the standard box is used");
 }
 
 // A box may reach past the panel: its ends are the raw values at the screen's edges.
