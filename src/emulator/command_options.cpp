@@ -1,11 +1,14 @@
 #include "emulator/command_options.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "emulator/gestures.h"
 
@@ -143,6 +146,12 @@ command::Program EmulatorProgram(Settings* settings)
     const auto pair = [](PanelPoint* value) {
         return [=](const std::string& text) { return SplitPair(text, value); };
     };
+    std::vector<std::string> models;
+    for (const uint32_t model : EMULATED_MODELS) {
+        std::array<char, 12> name{};
+        std::to_chars(name.begin(), name.end(), model, 16);
+        models.emplace_back(name.data());
+    }
     return {.name = "korvex-emulator",
         .help = "Emulates a touch controller on a pseudo-terminal and prints each command that it "
                 "receives.",
@@ -157,7 +166,7 @@ command::Program EmulatorProgram(Settings* settings)
             {.name = "--model",
                 .help = "the model (default 5200)",
                 .store = number(&options->model, 16),
-                .choices = {"5200", "5460", "7700"}},
+                .choices = models},
             {.name = "--identity",
                 .value = "NUMBER",
                 .help = "the model number that the firmware gives (default: that of the model)",

@@ -56,6 +56,11 @@ size_t PacketBytes(const EmulatorOptions& options)
     return options.model == 0x7700 ? 5 : 6;
 }
 
+uint32_t ResolutionOf(const EmulatorOptions& options)
+{
+    return options.model == 0x5200 ? options.resolutionBits : 10;
+}
+
 uint8_t Checksum(const Bytes& packet)
 {
     unsigned sum = 0;
@@ -103,8 +108,7 @@ std::optional<Bytes> AnswerData(const EmulatorOptions& options, const Bytes& com
     if (code == FIRMWARE_VERSION)
         return Bytes{0, options.fwMinor, High(options.fwBuild), Low(options.fwBuild)};
     if (code == RESOLUTION)
-        return Bytes{
-            0, 0, 0, static_cast<uint8_t>(options.model == 0x5200 ? options.resolutionBits : 10)};
+        return Bytes{0, 0, 0, static_cast<uint8_t>(ResolutionOf(options))};
     if (code == READ_MEMORY && command[2] + size_t{1} < MEMORY_BYTES)
         return Bytes{
             0, command[2], options.memory[command[2]], options.memory[command[2] + size_t{1}]};

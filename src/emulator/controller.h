@@ -40,8 +40,10 @@ struct ReportFault {
     std::chrono::milliseconds gapLength{0};
 };
 
+inline constexpr std::array<uint32_t, 3> EMULATED_MODELS{0x5200, 0x5460, 0x7700};
+
 struct EmulatorOptions {
-    uint32_t model = 0x5200; // 0x5200, 0x5460 or 0x7700
+    uint32_t model = 0x5200; // one of EMULATED_MODELS
     // what the firmware of a 6-byte model calls itself, decimal; 0: its own number
     uint32_t modelNumber = 0;
     uint32_t baudRate = 19200;
@@ -61,6 +63,9 @@ bool ParseFirmware(std::string_view text, EmulatorOptions* options);
 
 // Bytes of each packet of the model.
 size_t PacketBytes(const EmulatorOptions& options);
+
+// Bits of a coordinate in the model's reports.
+uint32_t ResolutionOf(const EmulatorOptions& options);
 
 // The checksum of the first five bytes of a 6-byte packet.
 uint8_t Checksum(const Bytes& packet);

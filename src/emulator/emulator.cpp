@@ -81,7 +81,7 @@ Bytes AnswerTo(Emulator* emulator, const Bytes& command)
         return {};
     if (fault == AnswerFaultKind::WRONG_ECHO)
         answer[0] ^= 0x04;
-    const bool sevenBits = emulator->options.model == 0x7700;
+    const bool sevenBits = PacketBytes(emulator->options) == 5;
     if (!sevenBits)
         answer.push_back(Checksum(answer));
     if (fault == AnswerFaultKind::CORRUPTION)
@@ -180,8 +180,7 @@ void Serve(Emulator* emulator, int master)
 // The raw coordinate at a percentage of the panel, off by so much.
 uint32_t RawAt(const Emulator* emulator, double percent, double error)
 {
-    const EmulatorOptions& options = emulator->options;
-    const uint32_t span = uint32_t{1} << (options.model == 0x5200 ? options.resolutionBits : 10);
+    const uint32_t span = uint32_t{1} << ResolutionOf(emulator->options);
     return static_cast<uint32_t>(
         std::clamp(std::round(percent / 100 * span + error), 0.0, static_cast<double>(span - 1)));
 }

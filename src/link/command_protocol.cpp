@@ -121,6 +121,12 @@ bool TryCandidate(TouchController* controller, uint32_t model)
 
 } // namespace
 
+uint32_t CandidateOf(uint32_t model)
+{
+    return *std::find_if(CANDIDATES.begin(), CANDIDATES.end() - 1,
+        [model](uint32_t candidate) { return ReportLengthOf(candidate) == ReportLengthOf(model); });
+}
+
 uint8_t PacketChecksum(const uint8_t* bytes, uint32_t count)
 {
     uint32_t sum = 0;

@@ -49,6 +49,9 @@ uint32_t DecodeCoord(const TouchController* controller, const uint8_t* field, bo
 // `answer` holds what came last.
 bool Transact(TouchController* controller, const Packet* command, Packet* answer);
 
+// The model as which another one answers the probes (ProbeBaud): by the length of its packets.
+uint32_t CandidateOf(uint32_t model);
+
 // Finds the baud rate at which the controller answers, 19200 or 9600. On false the link's baudRate
 // is 0.
 bool ProbeBaud(TouchController* controller);

@@ -43,7 +43,7 @@ PortReturn Ask(const TouchController* controller, bool amongReports, bool search
     TouchController asked{}; // its lock is never used
     asked.link = controller->link;
     asked.stopEvent = controller->wakeEvent; // set when the session must end
-    asked.model = controller->model == MODEL_7700 ? MODEL_7700 : MODEL_5200;
+    asked.model = CandidateOf(controller->model);
     asked.reportLength = controller->reportLength;
     bool answers = ProbeBaudAt(&asked, controller->link.baudRate);
     if (answers && asked.model == MODEL_5200) {
