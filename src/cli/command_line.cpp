@@ -146,7 +146,7 @@ std::string FaultOf(const CLI::App* app, const CLI::ParseError& error)
         if (!commands.empty())
             return "unknown command '" + word + "'" + NearestOf(word, commands, hint);
         if (left != "--")
-            return "unexpected argument '" + left + "'" + hint;
+            return std::string("unexpected argument '").append(left).append("'").append(hint);
     }
     if (!commands.empty())
         return "a command is missing" + hint;

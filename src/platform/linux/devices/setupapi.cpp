@@ -53,7 +53,7 @@ BOOL CopyList(const std::vector<std::u16string>& entries, BYTE* buffer, DWORD si
     const size_t bytes = list.size() * sizeof(WCHAR);
     if (size < bytes)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
-    memcpy(buffer, list.data(), bytes);
+    std::copy_n(reinterpret_cast<const BYTE*>(list.data()), bytes, buffer);
     return TRUE;
 }
 
