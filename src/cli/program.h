@@ -8,7 +8,7 @@
 
 namespace korvex::command {
 
-// What the shell offers for a value.
+// The words that the shell offers for a value.
 enum class Completion { NOTHING, FILES, FOLDERS, PORTS, OUTPUTS };
 
 // Stores a value; false when it is not valid.

@@ -87,7 +87,7 @@ int EntryExitCode(int exitCode)
     return EXIT_FAULT;
 }
 
-// What is driven, in the few words that the status window has room for: "1 controller: ttyUSB0,
+// The driven panels, as short as the status window needs it: "1 controller: ttyUSB0,
 // 5200", and which of them are unplugged.
 void DescribeDriven(WCHAR* text, size_t capacity)
 {

@@ -39,7 +39,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds TICK{100};
 constexpr size_t TICKS_PER_SECOND = 10;
 
-// What is shown of a controller.
+// A controller as a line of the table shows it.
 struct Sample {
     PanelReading reading;
     uint32_t rate; // reports in the last second
