@@ -64,7 +64,7 @@ constexpr double OUTPUT_PARTS = 65536;
 
 using Screen = std::optional<platform::MonitorArea>;
 
-// What a line of the table has in one column.
+// A line's entry in one column of the table.
 struct Cell {
     const char* title;
     size_t width;
@@ -105,8 +105,7 @@ std::vector<Cell> CellsOf(const Sample* sample, const Screen& screen)
     return cells;
 }
 
-// What of the table fits a width: the more it has, the more columns; at 40 still those that tell of
-// touches.
+// The columns of the table that fit a width; at 40 still those on touches.
 struct Layout {
     size_t portWidth;
     size_t ranks;  // those below this are shown

@@ -36,7 +36,7 @@ struct NodeOptions {
     std::vector<InterfaceOptions> interfaces = {};
 };
 
-// What only tests set and read (NodeOf).
+// Faults and counts for tests (NodeOf).
 struct NodeTestHooks {
     bool filtersLocked = false;     // its upper filters cannot be set
     bool hardwareKeyLocked = false; // it cannot be opened
