@@ -73,7 +73,7 @@ DEVINST AddNode(const NodeOptions& options);
 // The present node with this instance ID, without regard to case; 0 when there is none.
 DEVINST FindNode(std::u16string_view instanceId);
 
-// What a node is and does now.
+// The state of a node.
 std::u16string InstanceIdOf(DEVINST node);
 std::vector<DEVINST> ChildrenOf(DEVINST node);
 ULONG StatusOf(DEVINST node);

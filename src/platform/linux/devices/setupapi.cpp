@@ -22,7 +22,7 @@ struct InterfacePlace {
     size_t index;
 };
 
-// What is behind an HDEVINFO: the interfaces that it was made for.
+// An HDEVINFO: the interfaces that it was made for.
 using DeviceSet = std::vector<InterfacePlace>;
 
 DeviceSet* SetOf(HDEVINFO devices)

@@ -22,7 +22,7 @@ struct PendingWrite {
     std::optional<std::u16string> value; // none: the key goes
 };
 
-// What a thread has written and not flushed, by file.
+// Writes of a thread that are not flushed, by file.
 thread_local std::map<std::string, std::vector<PendingWrite>> pendingWrites;
 
 // The state of the file that the thread has opened last, once it has been read.
