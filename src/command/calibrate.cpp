@@ -205,7 +205,7 @@ int CalibrateAny(const Options* options)
         return exitCode;
     platform::ThisMachine()->observers.portRefused = [](const std::string& path, DWORD error) {
         const std::string reason
-            = "'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error);
+            = "'" + ShownPath(path) + "' is skipped: " + PortFailureText(path, error);
         Warning(reason);
         const std::lock_guard guard(refusedPort.mutex);
         refusedPort.reason = reason;

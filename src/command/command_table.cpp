@@ -122,50 +122,51 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
     const StoreValue argument = take(TakeArgument);
 
     const Option single{.name = "--single",
-        .help = "only when no other one runs in this session",
+        .help = "do nothing if another one runs in this session",
         .store = StoreFlag(&options->single)};
     const Option port{.name = "--port",
         .value = "PORT",
-        .help = "this port and no other, by any of its names: the panel's, COM3, ttyUSB0, or a "
-                "path; or, as COM3=/dev/ttyUSB0, a port and its name in place of the system's. May "
-                "be given several times. Of the system's ports ttyS0 is COM1, ttyS1 COM2 and so "
-                "on; USB adapters follow from COM33",
+        .help
+        = "use only this port, by any of its names: the panel's, COM3, ttyUSB0, or a path. "
+          "COM3=/dev/ttyUSB0 names a port and replaces the system's list of ports. May be given "
+          "several times. ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters start at COM33",
         .store = take(TakePort),
         .expected = "a port, such as COM3, or NAME=PATH, such as COM3=/dev/ttyS2, each once",
         .completion = Completion::PORTS,
         .repeatable = true};
     const Option wait{.name = "--wait",
-        .help = "where the port or its controller is missing, ask again every 2 to 30 seconds, "
-                "until it is there",
+        .help = "if the port or its controller is missing, try again every 2 to 30 seconds until "
+                "it is there",
         .store = StoreFlag(&options->wait)};
     const Option probe{.name = "--probe",
-        .help = "ask every port, also those that may have other devices on them",
+        .help = "ask every port, even those that may have other devices on them",
         .store = StoreFlag(&options->probe)};
     const Option state{.name = "--state",
         .value = "DIR",
-        .help = "where bindings and registry are kept (default $XDG_STATE_HOME/korvex, or "
+        .help = "folder of bindings and registry (default $XDG_STATE_HOME/korvex, or "
                 "~/.local/state/korvex)",
         .store = StoreText(&options->stateFolder),
         .expected = "a path",
         .completion = Completion::FOLDERS};
     const Option pointer{.name = "--pointer",
-        .help = "send the touches to the X display (default in an X session), to a touch screen "
-                "device of the kernel for each panel, for Wayland, consoles and login screens too "
-                "(default elsewhere, where /dev/uinput may be opened), print them as one JSON "
-                "object a line on standard output, or drop them",
+        .help = "where touches go: the X display (default in an X session); a touch screen device "
+                "of the kernel for each panel, which also works with Wayland, consoles and login "
+                "screens (default elsewhere if /dev/uinput can be opened); standard output, as one "
+                "JSON object per line; or nowhere",
         .store = StoreText(&options->pointer),
         .choices = platform::PointerNames()};
     const Option monitor{.name = "--monitor",
         .value = "[PORT=]OUTPUT",
-        .help = "windows and touches on the X display mean the monitor of that output, HDMI-1, not "
-                "the primary one; with PORT the touches from that port; may be given several times",
+        .help = "the monitor for windows and touches on the X display, by its output (HDMI-1), "
+                "instead of the primary one; with PORT, for the touches from that port. May be "
+                "given several times",
         .store = take(TakeMonitor),
         .expected = "an output, such as HDMI-1, or PORT=OUTPUT, each port once",
         .completion = Completion::OUTPUTS,
         .repeatable = true};
     const Option windows{.name = "--windows",
-        .help = "show windows on the X display (default where DISPLAY is set), or print what they "
-                "would show on standard error",
+        .help = "show windows on the X display (default if DISPLAY is set), or print their text on "
+                "standard error",
         .store = StoreText(&options->windows),
         .choices = {"x11", "none"}};
     const Option trace{.name = "--trace",
@@ -179,7 +180,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
     const Option json{.name = "--json", .help = "print JSON", .store = StoreFlag(&options->json)};
     const Option seconds{.name = "--seconds",
         .value = "N",
-        .help = "end by itself after so long",
+        .help = "stop after N seconds",
         .store = take(TakeSeconds),
         .expected = "a number from 0 to 86400"};
     const Option panelPort{.name = "PORT",
@@ -190,12 +191,12 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
     Option panelPorts = panelPort;
     panelPorts.repeatable = true;
     Option quietPointer = WithHelp(pointer,
-        "send the touches to the X display or to touch screen devices of the kernel, or drop them "
+        "where touches go: the X display, touch screen devices of the kernel, or nowhere "
         "(default)");
     quietPointer.choices = {"x11", "uinput", "none"};
     Option oneMonitor = WithHelp(monitor,
-        "windows and touches on the X display mean the monitor of that output, HDMI-1, not the "
-        "primary one");
+        "the monitor for windows and touches on the X display, by its output (HDMI-1), instead of "
+        "the primary one");
     oneMonitor.value = "OUTPUT";
     oneMonitor.store = take(TakeOneMonitor);
     oneMonitor.expected = "an output, such as HDMI-1: its window is on one monitor";
@@ -205,39 +206,38 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
     return {
         {.syntax = {.name = "calibrate",
              .group = EVERY_DAY,
-             .help = "calibrate a panel: the crosses that are shown over the whole screen are "
-                     "touched, the result is tried, and saved in Korvex.ini or left. Of a panel "
-                     "that enum or drive drives now through them, else on its port; without PANEL: "
-                     "whichever of all panels is touched",
+             .help
+             = "calibrate a panel: touch the crosses on the screen, try the result, then save it "
+               "in Korvex.ini or discard it. A panel that enum or drive is driving is calibrated "
+               "through that process. Without PANEL, the first panel touched is calibrated",
              .arguments = {{.name = "PANEL",
                  .help = "the panel's name, or another name of its port: COM3, ttyUSB0, or a path",
                  .store = argument,
                  .completion = Completion::PORTS}},
              .options
              = {{.name = "--points",
-                    .help = "how many crosses are touched: 9 (default) put panels right that are "
-                            "uneven too, 4 are enough for one that is only askew, turned or off "
-                            "the middle",
+                    .help = "number of crosses: 9 (default) also correct an uneven panel; 4 are "
+                            "enough for one that is only askew, turned or off-centre",
                     .store = take(TakePoints),
                     .choices = {"9", "4"}},
                  {.name = "--accept",
-                     .help = "without a window save also where a cross does not fit the others, "
-                             "and in place of another panel's calibration",
+                     .help = "without a window, save even if a cross does not fit the others, and "
+                             "even over another panel's calibration",
                      .store = StoreFlag(&options->accept)},
                  {.name = "--undo",
-                     .help = "bring the calibration back that the last save replaced; the last ten "
-                             "are kept",
+                     .help
+                     = "restore the calibration that the last save replaced; the last ten are kept",
                      .store = StoreFlag(&options->undo)},
                  WithHelp(oneMonitor,
-                     "show the crosses on the monitor of that output, HDMI-1, not on the primary "
+                     "the monitor for the crosses, by its output (HDMI-1), instead of the primary "
                      "one"),
                  WithHelp(windows,
-                     "show the crosses on the X display (default where DISPLAY is set), or say "
-                     "where each is on standard error; when all are taken and fit each other, that "
-                     "saves by itself"),
+                     "show the crosses on the X display (default if DISPLAY is set), or print the "
+                     "place of each on standard error; without a window, a result whose crosses "
+                     "fit each other is saved"),
                  WithHelp(json,
-                     "print one JSON object a line: each cross that waits and what comes of it, "
-                     "and the result"),
+                     "print one JSON object per line: each cross, what became of it, and the "
+                     "result"),
                  port, state, quietTrace}},
             .machine = {SetUpQuietTrace, SetUpPointer, SetUpWindows},
             .run = RunCalibrate,
@@ -245,37 +245,37 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
             .endsCleanly = true},
         {.syntax = {.name = "check",
              .group = EVERY_DAY,
-             .help = "look at display, named panels, their units and calibrations, ports and "
-                     "controllers for what commonly goes wrong, one line each: \"ok\", \"note\", or"
-                     " \"FAULT\" with what to do; with a fault it ends with 1",
+             .help = "check display, named panels, their units and calibrations, ports and "
+                     "controllers for common problems, one line each: \"ok\", \"note\", or "
+                     "\"FAULT\" with what to do. Exits with 1 if there is a fault",
              .options = {probe, port, state, quietTrace,
-                 WithHelp(json, "print all that is found as one JSON array"),
-                 WithHelp(seconds, "how long to listen for touches (default 3)")}},
+                 WithHelp(json, "print the findings as one JSON array"),
+                 WithHelp(seconds, "listen for touches for N seconds (default 3)")}},
             .machine = {SetUpQuietTrace},
             .run = RunCheck,
             .pointer = "none", // the touches are looked at, not sent
             .endsCleanly = true},
         {.syntax = {.name = "status",
              .group = EVERY_DAY,
-             .help = "list the panels that enum and drive drive now: port, controller, since when, "
+             .help = "list the panels that are being driven: port, controller, since when, "
                      "calibration, counters, last touch",
              .options = {json}},
             .run = RunStatus},
         {.syntax = {.name = "enum",
              .group = EVERY_DAY,
-             .help = "find the controllers on all ports, which sends bytes to whatever is on them, "
-                     "and let their touches move the pointer, behind a status window, until it is "
-                     "closed or SIGINT, SIGTERM or SIGHUP comes. It looks once: drive --wait waits "
-                     "for a controller that comes later. What was found on a port is kept for the "
-                     "next start",
+             .help = "find the controllers on all ports (this sends bytes to every device there) "
+                     "and move the pointer with their touches, until the status window is closed "
+                     "or SIGINT, SIGTERM or SIGHUP arrives. Ports are searched once: drive --wait "
+                     "waits for a controller that comes later. What was found on a port is "
+                     "remembered for the next start",
              .options = {single, port, state, pointer, monitor, windows, trace}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunEnumerate,
             .endsCleanly = true},
         {.syntax = {.name = "drive",
              .group = EVERY_DAY,
-             .help
-             = "like enum for the one controller on a serial port, without window and bindings",
+             .help = "like enum, for the one controller on a serial port, without a window and "
+                     "without bindings",
              .arguments = {panelPort},
              .options = {wait, pointer, monitor, trace}},
             .machine = {SetUpTrace, SetUpPointer},
@@ -284,35 +284,34 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
         {.syntax = {.name = "monitor",
              .group = DIAGNOSIS,
              .help
-             = "drive the controllers on these ports, or ask the runtime that does, and show, "
-               "live, what each reports: its raw position, where that is mapped to, in "
-               "percent of the screen and in pixels of the X display, contact, reports a "
-               "second, all reports, rejected packets (BAD), searches for the next report "
-               "(RESYNC) and bytes dropped in them; as many of these as the terminal is "
-               "wide. q ends it",
+             = "show live what the controllers on these ports report, driving them or asking the "
+               "runtime that does: raw position, mapped position in percent of the screen and in "
+               "pixels of the X display, contact, reports per second, all reports, rejected "
+               "packets (BAD), searches for the next report (RESYNC) and bytes dropped by them, as "
+               "far as the terminal is wide enough. Press q to quit",
              .arguments = {panelPorts},
              .options = {quietPointer, monitor, quietTrace, seconds,
-                 WithHelp(json, "print one JSON object a line when something has changed")}},
+                 WithHelp(json, "print one JSON object per line when something has changed")}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunMonitor,
             .pointer = "none", // the touches are looked at, not sent
             .endsCleanly = true},
         {.syntax = {.name = "ports",
              .group = DIAGNOSIS,
-             .help = "list the serial ports, what is on them, how they are bound and which "
-                     "commands would ask them, opening none",
+             .help = "list the serial ports with their controllers and bindings, and which "
+                     "commands would ask them; opens none",
              .options = {port, state, json}},
             .machine = {SetUpKnownDevices},
             .run = RunPorts},
         {.syntax = {.name = "record",
              .group = DIAGNOSIS,
-             .help = "drive the controller on a port and keep what comes over the line in a new "
+             .help = "drive the controller on a port and record the bytes of its line in a new "
                      "file, a text that replay reads",
              .arguments = {WithHelp(file, "the new file"), panelPort},
-             .options = {WithHelp(pointer,
-                             "send the touches to the X display or to a touch screen device of the "
-                             "kernel, print them as one JSON object a line on standard output, or "
-                             "drop them (default)"),
+             .options
+             = {WithHelp(pointer,
+                    "where touches go: the X display; a touch screen device of the kernel; "
+                    "standard output, as one JSON object per line; or nowhere (default)"),
                  quietTrace, seconds}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunRecord,
@@ -324,8 +323,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .arguments = {WithHelp(file, "the recording")},
              .options = {pointer, monitor, quietTrace,
                  {.name = "--speed",
-                     .help = "with the pauses of the recording (default), or as fast as the line "
-                             "takes it",
+                     .help = "with the pauses of the recording (default), or as fast as possible",
                      .store = take(TakeSpeed),
                      .choices = {"recorded", "full"}}}},
             .machine = {SetUpQuietTrace, SetUpPointer},
@@ -333,46 +331,44 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
             .endsCleanly = true},
         {.syntax = {.name = "paneltest",
              .group = DIAGNOSIS,
-             .help = "test the panel that is touched, by nine targets over the whole screen of 5 "
-                     "seconds each, store what they give as its calibration in Korvex.ini, and "
-                     "rate it; Escape ends it",
+             .help = "test the panel that is touched with nine targets of 5 seconds each, save the "
+                     "result as its calibration in Korvex.ini, and rate it; press Escape to quit",
              .options = {single, port, state, pointer, oneMonitor, windows, trace}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunPanelTest,
             .endsCleanly = true},
         {.syntax = {.name = "unbind",
              .group = DIAGNOSIS,
-             .help = "take the binding and its parameters off a port",
+             .help = "remove the binding of a port and its parameters",
              .arguments = {panelPort},
              .options = {port, state}},
             .machine = {SetUpState, SetUpPorts},
             .run = RunUnbind},
         {.syntax = {.name = "coinstall",
-             .help = "call the co-installer for the device named with --instance, as the installer "
-                     "of Windows does, and print what it writes",
+             .help = "call the co-installer for the device of --instance, as the installer of "
+                     "Windows does, and print what it writes",
              .arguments = {{.name = "install|remove",
                  .help = "the device's installation or its removal",
                  .store = argument,
                  .choices = {"install", "remove"},
                  .required = true}},
-             .options
-             = {{.name = "--instance",
-                    .value = "ID",
-                    .help = "the device, USB\\KVX5200\\1; one that is not there is plugged "
-                            "in",
-                    .store = take(TakeInstance),
-                    .expected = "a device instance ID, such as USB\\KVX5200\\1",
-                    .required = true},
+             .options = {{.name = "--instance",
+                             .value = "ID",
+                             .help = "the device, for example USB\\KVX5200\\1; it is plugged in if "
+                                     "it is not there",
+                             .store = take(TakeInstance),
+                             .expected = "a device instance ID, such as USB\\KVX5200\\1",
+                             .required = true},
                  {.name = "--os",
                      .value = "VERSION",
-                     .help = "the version of Windows that is asked, 5.1 unless given",
+                     .help = "the version of Windows (default 5.1)",
                      .store = take(TakeVersion),
                      .expected = "MAJOR.MINOR, such as 6.1"},
                  {.name = "--server",
-                     .help = "it is a server edition",
+                     .help = "a server edition of Windows",
                      .store = StoreFlag(&options->server)},
                  {.name = "--tablet-pc",
-                     .help = "it is a Tablet PC",
+                     .help = "a Tablet PC",
                      .store = StoreFlag(&options->tabletPc)},
                  port, state, trace}},
             .machine = {SetUpTrace, SetUpSystem, SetUpState, SetUpPorts},
@@ -381,16 +377,16 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .help = "start the calibration program with a number or a text (after \"--\" when it "
                      "begins with \"-\" and no digit)",
              .arguments = {{.name = "N|TEXT",
-                 .help = "the number or text that it is started with",
+                 .help = "the number or text for it",
                  .store = argument,
                  .required = true}},
              .options = {state}},
             .machine = {SetUpState},
             .run = RunCalib},
         {.syntax = {.name = "set-path",
-             .help = "store where the calibration program KxConsole.exe is",
+             .help = "store the folder of the calibration program KxConsole.exe",
              .arguments = {{.name = "DIR",
-                 .help = "the folder that holds it",
+                 .help = "its folder",
                  .store = argument,
                  .completion = Completion::FOLDERS,
                  .required = true}},
@@ -404,8 +400,8 @@ Program KorvexProgram(const std::vector<KorvexCommand>& commands)
 {
     Program program{.name = "korvex",
         .help = "The runtime of Korvex touch-screen controllers.",
-        .footer = "'korvex COMMAND --help' lists the options of a command.\n\n"
-                  "The calibration is read from \"Korvex.ini\" in the current directory.\n",
+        .footer = "'korvex COMMAND --help' lists the options of a command.\n\nThe calibration is "
+                  "read from \"Korvex.ini\" in the current directory.\n",
         .hiddenGroup = "What Windows would do",
         .exitCodes = {EXIT_CODES.begin(), EXIT_CODES.end()}};
     for (const KorvexCommand& command : commands)

@@ -49,7 +49,7 @@ int RunEntry(const Options* options, decltype(&kxENUM) run, decltype(&kxENUMW) r
 {
     platform::Machine* machine = platform::ThisMachine();
     machine->observers.portRefused = [run](const std::string& path, DWORD error) {
-        Warning("'" + ShownPath(path) + "' is left out: " + PortFailureText(path, error)
+        Warning("'" + ShownPath(path) + "' is skipped: " + PortFailureText(path, error)
             + (run == kxPANELTEST ? WayAround(path, error) : ""));
     };
     static std::string lockFault;
@@ -63,7 +63,7 @@ int RunEntry(const Options* options, decltype(&kxENUM) run, decltype(&kxENUMW) r
     else
         run();
     if (!lockFault.empty()) {
-        Error("whether another one is running cannot be known without a lock in " + lockFault);
+        Error("cannot find out whether another one is running: no lock in " + lockFault);
         return EXIT_FAULT;
     }
     if (options->single && GetLastError() == ERROR_ALREADY_EXISTS) {
@@ -73,7 +73,7 @@ int RunEntry(const Options* options, decltype(&kxENUM) run, decltype(&kxENUMW) r
     // The entry has ended without a display, or without memory for its window. Readers and worker
     // may still be running.
     DestroyHostContext();
-    Error(platform::IsDisplayLost() ? "the display is lost" : "memory is short");
+    Error(platform::IsDisplayLost() ? "the display is lost" : "out of memory");
     ExitProcess(EXIT_FAULT);
 }
 
@@ -119,7 +119,7 @@ PortReturn HandleDetectedReturn(
 {
     const PortReturn decision = HandlePortReturn(controller, result, report);
     if (decision == PortReturn::ANOTHER)
-        Warning("that one is driven when enum is started again");
+        Warning("start enum again to drive it");
     return decision;
 }
 
@@ -165,7 +165,7 @@ void HandleState(const PanelTestContext* context)
 
 void EndWithoutWorker()
 {
-    Error("the system refuses a thread for the detection");
+    Error("cannot start a thread for the detection");
     DestroyHostContext();
     ExitProcess(EXIT_FAULT);
 }

@@ -44,7 +44,7 @@ int Run(const KorvexCommand& command, const Options* options)
 {
     if (command.endsCleanly) {
         if (!WatchForEnd()) {
-            Error("the system refuses a thread or a descriptor for its end");
+            Error("cannot start a thread or open a descriptor for the shutdown");
             return EXIT_FAULT;
         }
     } else {
@@ -56,7 +56,7 @@ int Run(const KorvexCommand& command, const Options* options)
         if (exitCode == EXIT_DONE)
             exitCode = command.run(options);
     } catch (const std::bad_alloc&) {
-        Error("memory is short");
+        Error("out of memory");
         fflush(nullptr);
         _exit(EXIT_FAULT); // threads may be using what would be torn down
     }

@@ -33,7 +33,7 @@ inline constexpr const WCHAR* TEXT_AGAIN = TEXT("Touch this cross again");
 // Why a target is asked for again, by GuideReason.
 inline constexpr std::array<const WCHAR*, 5> REASON_TEXTS{TEXT(""),
     TEXT("The finger was lifted before the ring was full."),
-    TEXT("The finger has moved, or something else touches the screen."),
+    TEXT("The finger moved, or something else touches the screen."),
     TEXT("Another cross was touched there."),
     TEXT("Touch it once more, to compare it with the others.")};
 
@@ -94,7 +94,7 @@ inline constexpr const WCHAR* TEXT_DETECTION
     = TEXT("Touch detection is running and has the touch screen.\n\nIt is closed for the "
            "calibration, and started again afterwards.");
 inline constexpr const WCHAR* TEXT_DETECTION_STAYS
-    = TEXT("The touch detection does not end. Close its window, then this one.");
+    = TEXT("Touch detection is still running. Close its window, then this one.");
 inline constexpr const WCHAR* TEXT_PANEL_TEST
     = TEXT("The panel test is running and has the touch screen. End it with Escape, then start the "
            "calibration again.");

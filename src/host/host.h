@@ -32,7 +32,7 @@ void RefreshStatusDetail();
 // The first context with this key; null when there is none.
 HostContext* FindHostContext(HMODULE moduleHandle);
 
-// A new context in the process's list, its window class registered; null when memory is short.
+// A new context in the process's list, its window class registered; null when out of memory.
 HostContext* CreateHostContext(HMODULE moduleHandle);
 
 // Registers the status window's class with the context's icon and brush. TRUE always.

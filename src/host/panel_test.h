@@ -46,7 +46,7 @@ BOOL StartPanelTest();
 // The first context with this key; null when there is none.
 PanelTestContext* FindPanelTestContext(HMODULE moduleHandle);
 
-// A new context in the process's list, its window class registered; null when memory is short.
+// A new context in the process's list, its window class registered; null when out of memory.
 PanelTestContext* CreatePanelTestContext(HMODULE moduleHandle);
 
 // Registers the test window's class with the context's icon and brush. TRUE always.

@@ -179,7 +179,7 @@ struct TouchController {
     void* observed;
 };
 
-// A new record with every field zero and its lock initialised. Null when memory is short. Any
+// A new record with every field zero and its lock initialised. Null when out of memory. Any
 // thread.
 TouchController* CreateController();
 

@@ -106,7 +106,7 @@ std::vector<Port> AllPortsOf(const Options* options, const std::vector<Port>& sc
     for (const GivenPort& given : options->ports) {
         const Port port = GivenPortOf(options, given, scanned);
         if (platform::IsKernelConsole(port.path))
-            Warning(port.name + " is left out: '" + port.path + "' is a system console");
+            Warning(port.name + " is skipped: '" + port.path + "' is a system console");
         else
             ports.push_back(port);
     }
@@ -363,7 +363,8 @@ int SetUpDevicesToAsk(const Options* options)
         if (!platform::IsPortIgnored(port.path))
             AddPort(port);
         else if (!options->only.empty())
-            Warning("'--port': '" + port.path + "' is not asked: udev has ID_KORVEX_IGNORE for it");
+            Warning("'--port': '" + port.path
+                + "' is skipped: its udev property ID_KORVEX_IGNORE is set");
     }
     return EXIT_DONE;
 }

@@ -18,14 +18,14 @@ inline constexpr int EXIT_PANEL_MISSING = 8;
 // Their meanings, in order. Help and man page are made of this table.
 inline constexpr std::array EXIT_CODES{
     "done, or ended by its window or a signal",
-    "other failure, which is said on standard error",
+    "other failure, reported on standard error",
     "wrong option or argument",
     "no such port, or it cannot be opened",
-    "no controller that can be driven answers, or status finds no runtime",
+    "no controller answers, or status found no runtime",
     "the display cannot be used",
     "another one runs in this session",
-    "a calibration was left, or not saved because a cross does not fit the others",
-    "status finds a panel gone or awaited",
+    "a calibration was discarded, or not saved because a cross does not fit the others",
+    "status found a panel that is lost or pending",
 };
 
 } // namespace korvex::command

@@ -292,7 +292,7 @@ Json CarryOut(const Json& request, const std::string& name, Conversation* conver
     const auto* found = std::find_if(REQUESTS.begin(), REQUESTS.end(),
         [&name](const Request& known) { return known.name == name; });
     if (found == REQUESTS.end())
-        return FaultOf("'" + name + "' is no request of this protocol");
+        return FaultOf("'" + name + "' is not a request of this protocol");
     std::string fault;
     std::optional<RunningSession> session;
     if (found->ofPanel || request.contains("panel"))
@@ -313,7 +313,7 @@ std::string Answer(std::string_view line, Conversation* conversation)
 {
     const Json request = Json::parse(line, nullptr, false);
     if (!request.is_object())
-        return LineOf(FaultOf("this is no JSON object"));
+        return LineOf(FaultOf("this is not a JSON object"));
     const auto found = request.find("do");
     const std::string name
         = found != request.end() && found->is_string() ? found->get<std::string>() : "";

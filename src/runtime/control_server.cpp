@@ -352,7 +352,7 @@ void Serve(Server* server)
             TryAgain(server);
             EndOldTries(server);
             running = ServeOnce(server);
-        } catch (const std::exception&) { // memory is short, say; whoever asked for so much goes
+        } catch (const std::exception&) { // out of memory, say; whoever asked for so much goes
             for (Client& client : server->clients)
                 client.dropped = true;
         }

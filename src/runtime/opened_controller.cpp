@@ -49,8 +49,8 @@ Opening Open(const std::string& path, TouchController** controller)
 {
     *controller = nullptr;
     if (platform::IsPortIgnored(path))
-        return {
-            EXIT_NO_PORT, "'" + path + "' is not asked: udev has ID_KORVEX_IGNORE for it", false};
+        return {EXIT_NO_PORT,
+            "'" + path + "' is skipped: its udev property ID_KORVEX_IGNORE is set", false};
     HANDLE port = OpenPort(path);
     if (port == INVALID_HANDLE_VALUE) {
         const DWORD error = GetLastError();
@@ -59,7 +59,7 @@ Opening Open(const std::string& path, TouchController** controller)
     }
     TouchController* opened = ControllerOn(port);
     if (opened == nullptr)
-        return {EXIT_FAULT, "memory is short", false};
+        return {EXIT_FAULT, "out of memory", false};
     if (IdentifyController(opened)) {
         *controller = opened;
         return {EXIT_DONE, "", false};
@@ -137,7 +137,7 @@ int StartDriving(const Options* options, const std::string& port, TouchControlle
     const std::string title = PanelTitle(PathOfPort(options->ports, port));
     const std::string description = DescriptionOf(controller);
     if (!StartSession(controller)) {
-        Error("the system refuses a thread for the session");
+        Error("cannot start a thread for the session");
         return EXIT_FAULT;
     }
     Notice(title, description);

@@ -15,7 +15,7 @@ namespace korvex::command {
 HANDLE OpenPort(const std::string& path);
 
 // A new record for the controller on an open port, which is closed with it; the end request
-// (end_request.h) stops its exchanges. Null when memory is short; the port is then closed.
+// (end_request.h) stops its exchanges. Null when out of memory; the port is then closed.
 TouchController* ControllerOn(HANDLE port);
 
 // Opens the port, named as people do (port_names.h), and identifies the controller on it, which is

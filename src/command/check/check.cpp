@@ -138,7 +138,8 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
         else
             findings->push_back({Severity::FAULT, SubjectOf(port),
                 "what answers on '" + port->path + "' at " + std::to_string(baudRate)
-                    + " baud leaves questions open; unplug it and plug it in again; if that does "
+                    + " baud did not answer every question; unplug it and plug it in again; if "
+                      "that does "
                       "not help, its model cannot be driven"});
         return false;
     }
@@ -211,7 +212,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     const std::string subject = SubjectOf(port);
     if (port->ignored) {
         findings->push_back({Severity::NOTE, subject,
-            "'" + port->path + "' is not asked: udev has ID_KORVEX_IGNORE for it"});
+            "'" + port->path + "' is skipped: its udev property ID_KORVEX_IGNORE is set"});
         return;
     }
     if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
@@ -243,7 +244,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     }
     TouchController* controller = ControllerOn(handle);
     if (controller == nullptr) {
-        findings->push_back({Severity::FAULT, subject, "memory is short; end other programs"});
+        findings->push_back({Severity::FAULT, subject, "out of memory"});
         return;
     }
     const bool drivable = CheckController(port, controller, findings);
@@ -253,7 +254,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     }
     if (drivable)
         findings->push_back({Severity::FAULT, subject,
-            "the system refuses a thread for the session; end other programs"});
+            "cannot start a thread for the session; end other programs"});
     ReleaseController(controller);
 }
 
@@ -266,7 +267,7 @@ void CheckReports(const Listener* listener, Findings* findings)
     if (now.outOfRange != listener->before.outOfRange)
         findings->push_back({Severity::FAULT, listener->name,
             "it measures beyond its " + std::to_string(ResolutionOf(listener))
-                + " bits, and such touches are lost; unplug it and plug it in again, so that it is "
+                + " bits; such touches are dropped; unplug it and plug it in again, so that it is "
                   "asked for its resolution again"});
     else if (bad > 0)
         findings->push_back({Severity::FAULT, listener->name,
@@ -274,7 +275,7 @@ void CheckReports(const Listener* listener, Findings* findings)
                 + "; check cable, grounding and what else is on the line"});
     else if (reports == 0)
         findings->push_back({Severity::NOTE, listener->name,
-            "it was not touched, so its reports were not looked at"});
+            "it was not touched, so its reports were not checked"});
     else
         findings->push_back(
             {Severity::FINE, listener->name, "reports: " + std::to_string(reports) + ", all good"});

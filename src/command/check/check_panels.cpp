@@ -179,8 +179,7 @@ NamedPanels FindNamedPanels(Findings* findings)
         else
             findings->push_back({Severity::FAULT, "names",
                 "a udev rule gives '" + port.path + "' the name '" + port.value
-                    + "', which is none: a name is made of at most 64 letters, digits, '-' and "
-                      "'_'"});
+                    + "', which is not valid: a name has at most 64 letters, digits, '-' and '_'"});
     }
     for (const std::string& name : NamesIn(PANEL_FOLDER))
         panels.try_emplace(name);
@@ -220,7 +219,8 @@ void CheckAdapter(const PanelCheck* check)
         return;
     if (!panel->ports.empty())
         Add(check, Severity::FAULT,
-            "udev gives the name to '" + panel->ports[0] + "', but makes no '" + LinkOf(check->name)
+            "udev gives the name to '" + panel->ports[0] + "', but there is no '"
+                + LinkOf(check->name)
                 + "': the rule must be in a file before 72-korvex.rules, and ID_KORVEX_IGNORE not "
                   "be set");
     else

@@ -74,7 +74,7 @@ void CheckNumber(const Setting* setting, int min, int max, Findings* findings)
     if (setting->missing)
         return;
     if (setting->number == 0 && setting->text.find('0') == std::string::npos)
-        AddFault(findings, Line(setting) + " is not a whole number, and counts as 0");
+        AddFault(findings, Line(setting) + " is not a whole number and is read as 0");
     else if (setting->number < min || setting->number > max)
         AddFault(findings,
             Line(setting) + " is not between " + std::to_string(min) + " and "
@@ -126,11 +126,11 @@ void CheckBoxSide(const SettingsPath* path, const SettingKey& minimum, const Set
     if (used && span != 0 && span < MIN_BOX_SPAN)
         AddFault(findings,
             platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
-                + " leave less than a fifth of the panel");
+                + " span less than a fifth of the panel");
     if (used && span == 0)
         AddFault(findings,
             platform::ToUtf8(minimum.name) + " and " + platform::ToUtf8(maximum.name)
-                + " leave the standard box without extent, so a default is used");
+                + " make the standard box empty, so a default is used");
 }
 
 void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Findings* findings)
@@ -142,7 +142,7 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
             const Setting coordinate = ReadSettingOf(path, &key);
             const size_t before = findings->size();
             if (coordinate.missing)
-                AddFault(findings, coordinate.key + " is missing, and counts as 0");
+                AddFault(findings, coordinate.key + " is missing and is read as 0");
             CheckNumber(&coordinate, 0, MAX_RAW, findings);
             if (findings->size() > before && findings->back().severity == Severity::FAULT)
                 return; // the others are likely to be like it
@@ -235,7 +235,7 @@ void CheckSettingsIn(const std::string& folder, const std::string& subject, Find
     const std::string file = folder + "/" + platform::ToUtf8(SETTINGS_FILE);
     if (!visit.entered || (access(file.c_str(), R_OK | W_OK) != 0 && errno == EACCES)) {
         findings->push_back({Severity::NOTE, subject,
-            "its calibration, '" + file + "', can be looked at by root and its own user alone"});
+            "its calibration, '" + file + "', can be read only by root and its own user"});
         return;
     }
     Findings found;

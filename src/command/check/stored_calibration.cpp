@@ -27,9 +27,9 @@ void KeepContent(const SettingsBefore* before)
     const std::string path = before->path + ".old";
     const auto change = [before](std::string_view /*content*/) { return before->content; };
     if (platform::ChangeWholeFile(path, change, platform::Durability::SYNCED))
-        Notice("the calibration of before is kept in '" + path + "'");
+        Notice("the previous calibration is kept in '" + path + "'");
     else
-        Error("the calibration of before cannot be kept in '" + path + "': " + strerror(errno));
+        Error("the previous calibration cannot be kept in '" + path + "': " + strerror(errno));
 }
 
 } // namespace

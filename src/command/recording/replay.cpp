@@ -72,7 +72,7 @@ int Replay(const Options* options, const Recording* recording)
 {
     const emulator::EmulatorPointer panel = emulator::StartEmulator(recording->controller);
     if (!panel) {
-        Error("the system refuses a pseudo-terminal");
+        Error("cannot open a pseudo-terminal");
         return EXIT_FAULT;
     }
     TouchController* controller = nullptr;
@@ -86,7 +86,7 @@ int Replay(const Options* options, const Recording* recording)
     if (result == PlayResult::DONE)
         AwaitSilence(controller, TerminalPath(panel.get()));
     if (result == PlayResult::LINE_FULL) {
-        Error("the session has taken nothing for a second; the rest is not played");
+        Error("the session has read nothing for a second; the rest is not played");
         exitCode = EXIT_FAULT;
     }
     const PanelCounters counters = CountersOf(controller);
