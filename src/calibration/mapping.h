@@ -12,7 +12,7 @@ namespace korvex {
 // extrapolated beyond the targets.
 bool MapPoint(const CalibrationData* calib, Point* point);
 
-// The calibration stage: plain scaling of the raw span unless mapMode is 1 (a span of 0 gives 0),
+// The calibration stage: plain scaling of the raw span unless mapMode is 1 (a span of 0 maps to 0),
 // else the point kernel of a 4- or 9-point calibration after the orientation transform, else the
 // standard box. The result is that of the stage that ran.
 bool MapToWork(const CalibrationData* calib, Point* point);

@@ -91,7 +91,7 @@ bool MapFourPoint(const CalibrationData* calib, Point* point)
     const int32_t topY = InterpolateLinear(topLeft.x, topRight.x, topLeft.y, topRight.y, x);
     const int32_t bottomY
         = InterpolateLinear(bottomLeft.x, bottomRight.x, bottomLeft.y, bottomRight.y, x);
-    // The same for the left and the right edge at this Y.
+    // The left and the right edge at this Y.
     const int32_t leftY = InterpolateLinear(topLeft.y, bottomLeft.y, TARGET_LOW, TARGET_HIGH, y);
     const int32_t rightY = InterpolateLinear(topRight.y, bottomRight.y, TARGET_LOW, TARGET_HIGH, y);
     const int32_t leftX = InterpolateLinear(topLeft.y, bottomLeft.y, topLeft.x, bottomLeft.x, y);
@@ -108,9 +108,9 @@ bool MapNinePoint(const CalibrationData* calib, Point* point)
     const auto& ref = calib->refPoints;
     const int32_t x = point->x;
     const int32_t y = point->y;
-    std::array<int32_t, 3> rowX{};    // the work X that each row gives this raw X
+    std::array<int32_t, 3> rowX{};    // the work X of this raw X in each row
     std::array<int32_t, 3> rowY{};    // the raw Y of each row at this raw X
-    std::array<int32_t, 3> columnY{}; // the work Y that each column gives this raw Y
+    std::array<int32_t, 3> columnY{}; // the work Y of this raw Y in each column
     std::array<int32_t, 3> columnX{}; // the raw X of each column at this raw Y
     for (size_t k = 0; k < 3; ++k) {
         const Point left = ref[3 * k];

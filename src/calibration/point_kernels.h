@@ -24,8 +24,8 @@ int32_t InterpolateQuadratic(
     int32_t p0, int32_t p1, int32_t p2, int32_t q0, int32_t q1, int32_t q2, int32_t x);
 
 // Brings the point, already transformed by the orientation, into work units by refPoints 0 to 3
-// (bilinear). A touch on a target gives the target's place; one beyond the outer targets is
-// extrapolated, below 0 or above 4096 where it leads there. True always.
+// (bilinear). A touch on a target maps to the target's place; one beyond the outer targets is
+// extrapolated, which can lead below 0 or above 4096. True always.
 bool MapFourPoint(const CalibrationData* calib, Point* point);
 
 // As MapFourPoint by refPoints 0 to 8 (biquadratic).

@@ -11,7 +11,7 @@
 
 namespace korvex {
 
-// A value of the file: its key, and the text that counts where it is missing.
+// A value of the file: its key, and its text if the key is missing.
 struct SettingKey {
     const WCHAR* name;
     const WCHAR* fallback;
@@ -62,9 +62,9 @@ bool LocateCalibrationFile(SettingsPath* path);
 int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText* text);
 
 // Reads orientation, pointCount, standard box and pointCount advPoints (at most 25) unchecked; a
-// missing key gives its default (orientation 1, no points, standard box 0 to 1023, point
-// coordinates 0). False, with nothing changed, when the file does not exist or cannot be opened for
-// reading and writing.
+// missing key has its default (orientation 1, no points, standard box 0 to 1023, point coordinates
+// 0). False, with nothing changed, when the file does not exist or cannot be opened for reading and
+// writing.
 bool ReadCalibrationFile(CalibrationData* calib);
 
 // Reads it into the record's calibration.

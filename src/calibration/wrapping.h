@@ -25,7 +25,7 @@ constexpr int32_t WrapMultiply(int32_t a, int32_t b)
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 
-// A divisor of 0 gives 0; INT32_MIN / -1 gives INT32_MIN.
+// The quotient by 0 is 0; INT32_MIN / -1 is INT32_MIN.
 constexpr int32_t WrapDivide(int32_t dividend, int32_t divisor)
 {
     // One test that is almost never true covers both divisors that the processor must not see.

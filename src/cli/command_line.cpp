@@ -25,44 +25,58 @@ std::string ListOf(const std::vector<std::string>& words)
     return list;
 }
 
-// Stores values; the first one that is not valid is an error.
-void Store(const Option& option, const std::vector<std::string>& values)
+// Stores a value; what is wrong with it, or empty.
+std::string StoreOne(const Option& option, const std::string& value)
 {
     const auto& choices = option.choices;
-    for (const std::string& value : values) {
-        std::string expected = choices.empty() ? option.expected : ListOf(choices);
-        if (value.find_first_of("\n\r") != std::string::npos)
-            expected = "it must be one line";
-        else if ((choices.empty()
-                     || std::find(choices.begin(), choices.end(), value) != choices.end())
-            && option.store(value))
-            continue;
-        throw CLI::ValidationError("invalid value '" + value + "' for '" + option.name + "'"
-            + (expected.empty() ? "" : ": " + expected));
+    std::string expected = choices.empty() ? option.expected : ListOf(choices);
+    if (value.find_first_of("\n\r") != std::string::npos)
+        expected = "it must be one line";
+    else if ((choices.empty() || std::find(choices.begin(), choices.end(), value) != choices.end())
+        && option.store(value))
+        return "";
+    return "invalid value '" + value + "' for '" + option.name + "'"
+        + (expected.empty() ? "" : ": " + expected);
+}
+
+bool IsArgument(const Option& option)
+{
+    return !option.name.starts_with('-');
+}
+
+bool IsFlag(const Option& option)
+{
+    return !IsArgument(option) && PlaceholderOf(option).empty();
+}
+
+// Stores the values in the parsed line; what is wrong with the first that is not valid, or empty.
+std::string StoreValues(const CLI::App& app, const std::vector<Option>& options)
+{
+    for (const Option& option : options) {
+        const CLI::Option* given = app.get_option(option.name);
+        const std::vector<std::string> flag(given->count() > 0 ? 1 : 0);
+        for (const std::string& value : IsFlag(option) ? flag : given->results()) {
+            if (std::string fault = StoreOne(option, value); !fault.empty())
+                return fault;
+        }
     }
+    return "";
 }
 
 void AddOption(CLI::App* app, const Option& option)
 {
     const std::string help = Wrapped(option.help, TEXT_COLUMNS);
-    const bool isArgument = !option.name.starts_with('-');
-    const std::string value = isArgument ? "" : PlaceholderOf(option);
-    if (!isArgument && value.empty()) {
-        app->add_flag_callback(option.name, [&option] { Store(option, {""}); }, help);
+    if (IsFlag(option)) {
+        app->add_flag(option.name)->description(help);
         return;
     }
-    const auto store = [&option](const std::vector<std::string>& values) {
-        Store(option, values);
-        return true;
-    };
-    CLI::Option* added = app->add_option(option.name, store, help)->required(option.required);
-    added->multi_option_policy(
-        option.repeatable ? CLI::MultiOptionPolicy::TakeAll : CLI::MultiOptionPolicy::TakeLast);
-    if (!isArgument)
-        added->type_name(value)->allow_extra_args(false);
-    else
+    CLI::Option* added = app->add_option(option.name)->description(help)->required(option.required);
+    added->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    if (IsArgument(option))
         added->option_text(" ")->expected(
             option.repeatable ? CLI::detail::expected_max_vector_size : 1);
+    else
+        added->type_name(PlaceholderOf(option))->allow_extra_args(false);
 }
 
 void AddOptions(CLI::App* app, const std::vector<Option>& options)
@@ -128,6 +142,12 @@ std::vector<std::string> OptionNames(const CLI::App* app)
     return names;
 }
 
+bool HasWords(const std::vector<std::string>& words)
+{
+    return std::any_of(
+        words.begin(), words.end(), [](const std::string& word) { return word != "--"; });
+}
+
 // The parser's error as a message. A wrong word comes before what is missing, which the parser
 // reports first: it explains more.
 std::string FaultOf(const CLI::App* app, const CLI::ParseError& error)
@@ -141,19 +161,20 @@ std::string FaultOf(const CLI::App* app, const CLI::ParseError& error)
         commands.push_back(command->get_name());
     for (const std::string& left : app->remaining()) {
         const std::string word = left.substr(0, left.find('='));
-        if (left.starts_with("-") && left != "--")
+        if (left == "--")
+            continue;
+        if (left.starts_with("-"))
             return "unknown option '" + word + "'" + NearestOf(word, OptionNames(app), hint);
         if (!commands.empty())
             return "unknown command '" + word + "'" + NearestOf(word, commands, hint);
-        if (left != "--")
-            return std::string("unexpected argument '").append(left).append("'").append(hint);
+        return std::string("unexpected argument '").append(left).append("'").append(hint);
     }
     if (!commands.empty())
         return "a command is missing" + hint;
     const std::string fault = error.what();
     if (error.get_name() == "ArgumentMismatch")
         return "'" + fault.substr(0, fault.find(':')) + "' needs a value" + hint;
-    return fault + (error.get_name() == "ValidationError" ? "" : hint);
+    return fault + hint;
 }
 
 // The words after the program's name; "help" and "version" are what people try first.
@@ -177,24 +198,6 @@ std::vector<std::string> WordsOf(const Program& program, int argc, char** argv)
 
 } // namespace
 
-std::string PlaceholderOf(const Option& option)
-{
-    std::string text = option.value;
-    if (text.empty()) {
-        for (const std::string& choice : option.choices)
-            text += (text.empty() ? "" : "|") + choice;
-    }
-    return text;
-}
-
-std::string ExitCodesText(const Program& program)
-{
-    std::string text;
-    for (size_t code = 0; code < program.exitCodes.size(); ++code)
-        text += (code == 0 ? "" : "; ") + std::to_string(code) + " " + program.exitCodes[code];
-    return text;
-}
-
 CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
 {
     CommandLine line;
@@ -205,13 +208,18 @@ CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
     app.get_formatter()->label("OPTIONS", "OPTION...");
     app.set_help_flag("-h,--help", "show this");
     app.set_version_flag("-v,--version", program.name + " " KORVEX_VERSION, "show the version");
-    if (program.commands.empty())
+    const std::string footer = program.footer
+        + (program.exitCodes.empty()
+                ? ""
+                : Wrapped("\nExit codes: " + ExitCodesText(program) + ".", TEXT_COLUMNS));
+    app.footer(footer); // commands copy it
+    if (program.commands.empty()) {
         AddOptions(&app, program.options);
-    else
+    } else {
         AddCommands(&app, program, helpsWithAll);
-    const std::string exitCodes = ExitCodesText(program);
-    app.footer(program.footer
-        + (exitCodes.empty() ? "" : Wrapped("\nExit codes: " + exitCodes + ".", TEXT_COLUMNS)));
+        app.footer(
+            "'" + program.name + " COMMAND --help' lists the options of a command.\n\n" + footer);
+    }
     const auto chosen = [&app]() -> CLI::App* {
         const std::vector<CLI::App*> apps = app.get_subcommands();
         return apps.empty() ? &app : apps.front();
@@ -221,16 +229,26 @@ CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
     std::reverse(words.begin(), words.end()); // as CLI11 takes them
     try {
         app.parse(std::move(words));
+        const auto command = std::find_if(program.commands.begin(), program.commands.end(),
+            [&chosen](const Command& one) { return one.name == chosen()->get_name(); });
+        if (command == program.commands.end()) {
+            line.fault = StoreValues(app, program.options);
+        } else {
+            line.command = command->name;
+            line.fault = StoreValues(*chosen(), command->arguments);
+            if (line.fault.empty())
+                line.fault = StoreValues(*chosen(), command->options);
+        }
     } catch (const CLI::CallForHelp&) {
         line.output = app.help();
     } catch (const CLI::CallForVersion& version) {
         line.output = std::string(version.what()) + "\n";
     } catch (const CLI::ParseError& error) {
-        line.fault = FaultOf(app.remaining().empty() ? chosen() : &app, error);
-        line.exitCode = EXIT_USAGE_ERROR;
+        const bool isProgram = chosen() == &app || HasWords(app.remaining());
+        line.command = isProgram ? "" : chosen()->get_name();
+        line.fault = FaultOf(isProgram ? &app : chosen(), error);
     }
-    if (chosen() != &app && app.remaining().empty())
-        line.command = chosen()->get_name();
+    line.exitCode = line.fault.empty() ? 0 : EXIT_USAGE_ERROR;
     return line;
 }
 

@@ -14,7 +14,7 @@ struct CommandLine {
     int exitCode = 0;    // where there is an output or a fault
 };
 
-// Stores what `argv` gives by the options' `store`, unless help or version is asked for.
+// Parses `argv` and stores its values by the options' `store`, unless help or version is asked for.
 CommandLine ReadCommandLine(const Program& program, int argc, char** argv);
 
 } // namespace korvex::command

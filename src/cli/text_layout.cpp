@@ -39,7 +39,7 @@ std::string Wrapped(std::string_view text, size_t width)
     while (text.size() > width) {
         size_t space = text.rfind(' ', width);
         if (space == std::string_view::npos)
-            space = text.find(' '); // behind a word that is longer
+            space = text.find(' '); // after a longer word
         wrapped.append(text.substr(0, space)).append(space == std::string_view::npos ? "" : "\n");
         text.remove_prefix(std::min(space, text.size() - 1) + 1);
     }

@@ -59,7 +59,7 @@ void DescribeOwn(uint32_t panel, SourceText* text)
     SetWords(text, title);
 }
 
-// Why ports were left out: the last reason, for who sees no standard error.
+// Why ports were skipped: the last reason, for the page, whose user may not see standard error.
 struct RefusedPort {
     std::mutex mutex;
     std::string reason;
@@ -194,7 +194,7 @@ int UndoHere(const Options* options, const std::string& port, const std::string&
     if (!unasked.empty()) // one of these may drive the panel, and use another file
         return PrintUndone("", unasked);
     CalibrationData restored{};
-    const std::string path = port.empty() ? "" : PathOfPort(options->ports, port);
+    const std::string path = port.empty() ? "" : PathOfPort(options->givenPorts, port);
     return PrintUndone(SettingsFilePath(), UndoSave(path, "", &restored));
 }
 
@@ -228,11 +228,11 @@ int RunCalibrate(const Options* options)
     const std::string port = options->arguments.empty() ? "" : options->arguments[0];
     std::vector<RemotePanel> driven;
     std::string unasked;
-    if (port.empty() && options->ports.empty() && options->only.empty())
+    if (port.empty() && options->givenPorts.empty() && options->selectedPorts.empty())
         driven = FindAllPanels();
     else if (std::optional<RemotePanel> found = port.empty()
             ? std::nullopt
-            : FindRuntime(PathOfPort(options->ports, port), port, &unasked);
+            : FindRuntime(PathOfPort(options->givenPorts, port), port, &unasked);
         found)
         driven.push_back(*std::move(found));
     if (options->undo)

@@ -27,7 +27,7 @@ constexpr const char* CALIBRATION_PROGRAM = "KxConsole.exe";
 constexpr const WCHAR* PROGRAM_FOLDER_KEY = u"HKLM\\SOFTWARE\\Korvex";
 constexpr const WCHAR* PROGRAM_FOLDER_VALUE = u"Path";
 
-// The entries say nothing when they cannot start the program, so what they need is looked at first.
+// The entries report nothing when they cannot start the program, so its folder is checked first.
 bool CanStartProgram()
 {
     const std::string folder = platform::ToNativePath(

@@ -28,15 +28,15 @@ bool TakePort(const std::string& value, Options* options)
 {
     const size_t equals = value.find('=');
     if (equals == std::string::npos || value.find('/') < equals) {
-        options->only.push_back(value);
+        options->selectedPorts.push_back(value);
         return !value.empty();
     }
     const GivenPort given{value.substr(0, equals), value.substr(equals + 1)};
     const bool taken = std::any_of(
-        options->ports.begin(), options->ports.end(), [&given](const GivenPort& other) {
+        options->givenPorts.begin(), options->givenPorts.end(), [&given](const GivenPort& other) {
             return other.name == given.name || other.path == given.path;
         });
-    options->ports.push_back(given);
+    options->givenPorts.push_back(given);
     return IsPortName(given.name) && !given.path.empty() && !taken;
 }
 
@@ -253,7 +253,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
                  WithHelp(seconds, "listen for touches for N seconds (default 3)")}},
             .machine = {SetUpQuietTrace},
             .run = RunCheck,
-            .pointer = "none", // the touches are looked at, not sent
+            .pointer = "none", // the touches are checked, not sent
             .endsCleanly = true},
         {.syntax = {.name = "status",
              .group = EVERY_DAY,
@@ -294,7 +294,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
                  WithHelp(json, "print one JSON object per line when something has changed")}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunMonitor,
-            .pointer = "none", // the touches are looked at, not sent
+            .pointer = "none", // the touches are shown, not sent
             .endsCleanly = true},
         {.syntax = {.name = "ports",
              .group = DIAGNOSIS,
@@ -400,8 +400,7 @@ Program KorvexProgram(const std::vector<KorvexCommand>& commands)
 {
     Program program{.name = "korvex",
         .help = "The runtime of Korvex touch-screen controllers.",
-        .footer = "'korvex COMMAND --help' lists the options of a command.\n\nThe calibration is "
-                  "read from \"Korvex.ini\" in the current directory.\n",
+        .footer = "The calibration is read from \"Korvex.ini\" in the current directory.\n",
         .hiddenGroup = "What Windows would do",
         .exitCodes = {EXIT_CODES.begin(), EXIT_CODES.end()}};
     for (const KorvexCommand& command : commands)

@@ -34,7 +34,7 @@ namespace korvex::command {
 
 namespace {
 
-// What can be done about a port that the entry cannot open; empty where nothing is known.
+// The remedy for a port that the entry cannot open; empty where none is known.
 std::string WayAround(const std::string& path, DWORD error)
 {
     const std::string name = PanelNameOf(path);

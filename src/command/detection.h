@@ -1,4 +1,4 @@
-// The end of a process whose detection cannot work.
+// The commands that run a detecting entry of the library, `enum` and `paneltest` (subcommands.h).
 #pragma once
 
 namespace korvex::command {

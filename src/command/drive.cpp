@@ -41,7 +41,7 @@ int RunDrive(const Options* options)
 {
     const std::string& port = options->arguments[0];
     SetHostHandlers({.sessionEvent = HandleSessionEvent, .portReturned = HandlePortReturn});
-    StartControl("drive-" + PanelNameOf(PathOfPort(options->ports, port)));
+    StartControl("drive-" + PanelNameOf(PathOfPort(options->givenPorts, port)));
     NotifyServiceManager("READY=1");
     const int exitCode = Drive(options, port);
     EndControl();

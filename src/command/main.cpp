@@ -20,9 +20,9 @@ namespace korvex::command {
 
 namespace {
 
-// Opens what is missing of the standard descriptors: the first file or port that is opened would
-// else take its number, and what is printed would go there. What is written to the stand-in of
-// standard output fails, which is told.
+// Opens the missing standard descriptors: the first file or port that is opened would otherwise get
+// their number, and receive the output. Writing to the stand-in of standard output fails, which is
+// reported.
 void OpenMissingDescriptors()
 {
     for (const auto& [descriptor, mode] : std::array<std::array<int, 2>, 3>{

@@ -51,10 +51,9 @@ struct Watched {
     std::string port;
     TouchController* controller;
     std::unique_ptr<ReturnedPort> returned; // of that controller
-    // where another process drives it; then there is no controller here, also when that one has
-    // ended
+    // another process drives the port, or has driven it and ended; there is no controller here
     std::optional<RemotePanel> remote;
-    Clock::time_point soughtAt;   // when a runtime was looked for last, after that
+    Clock::time_point soughtAt;   // when a runtime was last searched for, after that
     std::deque<uint32_t> reports; // at the last ticks, newest first
     Sample shown;
 };
@@ -78,7 +77,7 @@ double PercentOf(int32_t mapped)
     return std::round(mapped * 1000 / OUTPUT_PARTS) / 10;
 }
 
-// All columns behind the port's, in their order.
+// All columns after the port's, in their order.
 std::vector<Cell> CellsOf(const Sample* sample, const Screen& screen)
 {
     const PanelReading& reading = sample->reading;
@@ -191,7 +190,7 @@ std::string JsonOf(const Watched* watched, milliseconds time, const Screen& scre
     return LineOf(line);
 }
 
-// What is on the terminal, or has been printed.
+// The output so far.
 struct View {
     // whose pixels are shown; none: there is no X display
     Screen screen;
@@ -200,8 +199,8 @@ struct View {
     bool begun;
 };
 
-// The table in its place. Where the terminal has another size now it begins anew, for what was
-// there has been wrapped or cut.
+// The table, drawn over the previous one. After a change of the terminal's size it is drawn below,
+// because the previous one was wrapped or cut.
 std::string TableInPlace(const std::vector<Watched>* all, View* view)
 {
     constexpr size_t USUAL_WIDTH = 80;
@@ -220,8 +219,8 @@ std::string TableInPlace(const std::vector<Watched>* all, View* view)
     return text + "q ends it.\x1b[K\n";
 }
 
-// What has changed, as text: on a terminal the table in its place, else a line for each port that
-// has.
+// The changes as text: on a terminal the whole table, drawn over the previous one, else a line for
+// each port that has changed.
 std::string Changes(
     std::vector<Watched>* all, const Options* options, View* view, milliseconds time)
 {
@@ -252,16 +251,15 @@ Screen ShownScreen(const Options* options)
         : std::nullopt;
 }
 
-// Finds who drives the controller on a port, or drives it. Not EXIT_DONE, with the reason on
-// standard error, when neither can be had; EXIT_DONE with neither when the end was requested
-// meanwhile.
+// Finds the runtime that drives the controller on a port, or drives it here. Not EXIT_DONE, with
+// the reason on standard error, if neither works; EXIT_DONE with neither if shutdown was requested.
 int StartWatching(Watched* watched, const Options* options)
 {
     watched->controller = nullptr;
     watched->reports.clear();
     std::string unasked;
     watched->remote
-        = FindRuntime(PathOfPort(options->ports, watched->port), watched->port, &unasked);
+        = FindRuntime(PathOfPort(options->givenPorts, watched->port), watched->port, &unasked);
     if (watched->remote) {
         Notice(watched->port,
             watched->remote->state.controller + ", driven by process "
@@ -278,8 +276,8 @@ int StartWatching(Watched* watched, const Options* options)
     return StartDriving(options, watched->port, watched->controller);
 }
 
-// A runtime that has ended may start again, and the port is its own: it is looked for, and not
-// opened here.
+// A runtime that has ended may start again, and the port is its own: the runtime is searched for,
+// and the port not opened here.
 void FollowRuntime(Watched* watched)
 {
     constexpr milliseconds INTERVAL{1000};

@@ -29,7 +29,8 @@ constexpr milliseconds SEARCH_INTERVAL{1000};
 constexpr milliseconds STORE_LIMIT{15000}; // a slow disk
 
 struct Remote {
-    RemotePanel panel;    // as it was found first; its connection is the window thread's
+    RemotePanel panel;    // as first found; the connection belongs to the window's thread
+    std::string title;    // its tty may be gone later
     std::string previous; // until when the calibration was used that an undo brings back
     ControlClient events; // the listener's, once it runs
     steady_clock::time_point searchedAt{};
@@ -40,14 +41,14 @@ struct Remotes {
     std::vector<Remote> panels;
     HWND window;
     std::thread listener;
-    int wake = -1; // readable: the listener is to end
+    int wake = -1; // readable: the listener must end
 };
 
 Remotes remotes;
 
-void Post(UINT message, size_t panel, LPARAM value)
+void Post(UINT message, WPARAM panelOrPlace, LPARAM value)
 {
-    PostMessageW(remotes.window, message, panel, value);
+    PostMessageW(remotes.window, message, panelOrPlace, value);
 }
 
 void PostLoss(size_t panel, PanelLoss loss)
@@ -137,7 +138,7 @@ void Begin(HWND window)
     remotes.wake = eventfd(0, EFD_CLOEXEC);
     for (size_t panel = 0; panel < remotes.panels.size(); ++panel)
         FindAgain(panel);
-    Post(WM_SEARCH_DONE, 0, 0); // those that have ended meanwhile may come back
+    Post(WM_SEARCH_DONE, 0, 0); // runtimes that have ended since then may come back
     remotes.listener = std::thread(ListenToAll);
 }
 
@@ -177,8 +178,7 @@ Json PointsOf(const CalibrationData* points)
 
 void Describe(uint32_t panel, SourceText* text)
 {
-    const PanelState& state = remotes.panels[panel].panel.state;
-    SetWords(text, PanelTitle(state.path) + ", " + state.controller);
+    SetWords(text, remotes.panels[panel].title);
 }
 
 void DescribeFile(uint32_t panel, PanelFile* file)
@@ -232,8 +232,10 @@ bool Undo(uint32_t panel, SourceText* reason)
 PanelSource UseRemotePanels(std::vector<RemotePanel> panels)
 {
     panels.resize(std::min<size_t>(panels.size(), MAX_PANELS));
-    for (RemotePanel& panel : panels)
-        remotes.panels.push_back({std::move(panel), "", {}, {}});
+    for (RemotePanel& panel : panels) {
+        const std::string title = PanelTitle(panel.state.path) + ", " + panel.state.controller;
+        remotes.panels.push_back({std::move(panel), title, "", {}, {}});
+    }
     return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
 }
 

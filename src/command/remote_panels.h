@@ -9,8 +9,8 @@
 
 namespace korvex::command {
 
-// The source that these panels are. A runtime that has ended is looked for again, every second.
-// Once per process.
+// The source of these panels. A runtime that has ended is searched for again every second. Once per
+// process.
 PanelSource UseRemotePanels(std::vector<RemotePanel> panels);
 
 } // namespace korvex::command

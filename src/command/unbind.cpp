@@ -15,7 +15,7 @@ namespace korvex::command {
 int RunUnbind(const Options* options)
 {
     const std::string& name = options->arguments[0];
-    const std::string path = PathOfPort(options->ports, name);
+    const std::string path = PathOfPort(options->givenPorts, name);
     for (const PortState& port : AllPorts()) {
         if (port.name != name && !IsSamePort(port.path, path))
             continue;

@@ -12,7 +12,7 @@ namespace {
 constexpr int32_t MAX_PLACE = 65535; // output units
 constexpr uint32_t TAP_REPORTS = 3;  // fewer can be noise
 constexpr uint32_t ASKING_MS = 1000; // in which a second press of Save is none, but a bounce
-constexpr uint32_t EDGE_REPORTS = 5; // that tell where a touch begins and ends
+constexpr uint32_t EDGE_REPORTS = 5; // that show where a touch begins and ends
 constexpr std::array ACCURACY_PERCENT{0.5, 1.0, 2.0}; // of VERY_GOOD, GOOD and FAIR
 
 CourseTasks Leave(CalibrationCourse* course)
@@ -153,7 +153,7 @@ uint32_t MarkAt(const CalibrationCourse* course, Point place)
     return mark;
 }
 
-// A touch of a mark: what counts is where the finger rests, unless it leaves the mark.
+// A touch of a mark is where the finger rests, unless it leaves the mark.
 CourseTasks MeasureMark(CalibrationCourse* course)
 {
     const uint32_t before = course->mark;

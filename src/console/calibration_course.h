@@ -142,7 +142,7 @@ double ResidualPixels(const CalibrationCourse* course, uint32_t target);
 uint32_t WorstTarget(const CalibrationCourse* course);
 
 // The distance of touches from where they should land, in pixels: the worst of the touched marks,
-// before that (HasTouchedMarks) the worst residual. And the rating of such a distance.
+// before that (HasTouchedMarks) the worst residual. And the rating of a distance.
 bool HasTouchedMarks(const CalibrationCourse* course);
 double DistanceOff(const CalibrationCourse* course);
 Accuracy AccuracyOf(const CalibrationCourse* course, double pixels);

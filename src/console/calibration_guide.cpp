@@ -17,7 +17,7 @@ namespace {
 constexpr uint32_t DROPPED_REPORTS = 8;
 constexpr uint32_t KEPT_REPORTS = 60;
 constexpr uint32_t KEPT_MS = 500;
-constexpr uint32_t STEADY_REPORTS = 16; // whose median tells where a finger rests
+constexpr uint32_t STEADY_REPORTS = 16; // whose median is where a finger rests
 
 // Parts of the raw span, in thousandths.
 constexpr int32_t SLIDE_PART = 25; // a finger that has gone so far has slid
@@ -116,7 +116,7 @@ GuideChange TakeTarget(CalibrationGuide* guide)
     return GuideChange::TAKEN;
 }
 
-// The finger is off a target that was taken: all that it has measured while it rested counts.
+// The finger has left an accepted target: all measurements of its rest are used.
 GuideChange LeaveTarget(CalibrationGuide* guide)
 {
     guide->calib.advPoints[guide->target] = RestingPlaceOf(guide, DROPPED_REPORTS, KeptEnd(guide));

@@ -20,7 +20,7 @@ enum class GuideStep : uint8_t {
     WAITING,  // the target waits for a finger
     SAMPLING, // it is being touched
     TAKEN,    // it is taken, and measured on until the finger is lifted
-    LIFTING,  // the touch was worth nothing; the finger is to be lifted
+    LIFTING,  // the touch is of no use; the finger must be lifted
     REVIEW,   // all targets are taken, and their points fit each other
     MISFIT,   // they do not, though those that can be wrong were touched again (judgement)
 };
@@ -34,20 +34,20 @@ enum class GuideReason : uint8_t {
     UNEVEN,       // it lies too far from where the other targets predict it, or makes one do so
 };
 
-// What a report has changed, for who shows it.
+// The change that a report has made, for the page.
 enum class GuideChange : uint8_t {
     NONE,
     BEGUN,    // a target is being touched
     PROGRESS, // its ring has grown
     TAKEN,    // the target is taken: the finger may be lifted
-    REFUSED,  // it, or another one, is asked for again (reason)
+    REFUSED,  // this target, or a different one, is repeated (reason)
     NEXT,     // the finger has been lifted: a target waits
     FINISHED, // it has been lifted from the last one: REVIEW or MISFIT
 };
 
 struct CalibrationGuide {
     GuideStep step;
-    GuideReason reason; // of the target that waits, or of the finger that is to be lifted
+    GuideReason reason; // of the target that waits, or of the finger that must be lifted
     uint32_t target;    // the current one, from 0
     uint32_t resolutionBits;
     // the targets' raw positions in advPoints; whole, with orientation and reference points, from
@@ -74,8 +74,8 @@ struct CalibrationGuide {
 // controller of that resolution.
 void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits);
 
-// Takes a report of the controller, or the end of a touch that was sent in its place. Times are
-// those of a millisecond clock that may wrap.
+// Handles a report of the controller, or the end of a touch that was sent instead. Times are those
+// of a millisecond clock that may wrap.
 GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs);
 
 // Asks for one target again, in REVIEW or MISFIT; then the points are judged again.

@@ -11,7 +11,7 @@ namespace korvex {
 
 using PageLine = std::array<WCHAR, 2 * TEXT_CAPACITY>;
 
-// What the page says beside what the course knows.
+// Texts of the page that the course does not know.
 struct PageWords {
     SourceText panel;  // that is calibrated, for people; empty: none yet
     PanelFile file;    // that Save changes

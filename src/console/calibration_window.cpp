@@ -21,7 +21,7 @@ struct Program {
     CalibrationCourse course;
     PageWords words;
     uint32_t describedPanel; // by `words`
-    DWORD touchedMs;         // when a panel reported last; counts if it has
+    DWORD touchedMs;         // when a panel reported last; meaningless before that
     bool touched;
     PageButton mousePressed;
     bool ended;
@@ -108,7 +108,7 @@ CourseTasks TakeTouch(WPARAM place, LPARAM touch)
 {
     program.touched = true;
     program.touchedMs = GetTickCount();
-    // When it came counts, not when this thread gets to it.
+    // The time of its arrival, not of its handling here.
     return TakeReport(&program.course, PanelOfPlace(place), RawOfTouch(touch), MappedOfPlace(place),
         IsTouching(touch), static_cast<uint32_t>(GetMessageTime()));
 }
@@ -156,7 +156,7 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
     const auto panel = static_cast<uint32_t>(wParam);
     switch (message) {
     case WM_PANEL_CAME:
-        program.describedPanel = NO_PANEL; // it may be another one than before
+        program.describedPanel = NO_PANEL; // it may be a different one now
         CarryOut(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
         return 0;
     case WM_PANEL_GONE:

@@ -22,8 +22,8 @@ struct CalibrationSetup {
 };
 
 // Runs the calibration and its messages on the calling thread: true when the result is saved, or
-// the last save undone; false when everything is unchanged, also when the display is lost or there
-// is no window. Once per process.
+// the last save undone; false when everything is unchanged, even if because the display is lost or
+// there is no window. Once per process.
 bool RunCalibration(const CalibrationSetup* setup);
 
 } // namespace korvex

@@ -49,7 +49,7 @@ bool CloseDetection(HWND window)
         return false; // it has more rights (User Interface Privilege Isolation)
     if (ended.value != nullptr)
         return WaitForSingleObject(ended.value, CLOSE_LIMIT_MS) == WAIT_OBJECT_0;
-    // The process may not be waited for, but its window can be looked for.
+    // The process may not be waited for, but its window can be searched for.
     const DWORD start = GetTickCount();
     while (DetectionWindow() != nullptr && GetTickCount() - start < CLOSE_LIMIT_MS)
         Sleep(50);
@@ -143,7 +143,7 @@ int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*
             MessageBoxW(nullptr, korvex::TEXT_DETECTION_STAYS, korvex::TEXT_TITLE,
                 MB_OK | MB_ICONWARNING | MB_TOPMOST);
             if (DetectionWindow() != nullptr)
-                return EXIT_LEFT; // it has not been closed meanwhile either
+                return EXIT_LEFT; // it has not been closed by now either
         }
     }
     const bool saved = Calibrate(NumberOfTargets());

@@ -32,10 +32,10 @@ struct Panels {
 Panels panels{};
 
 // With the lock held.
-void Post(UINT message, WPARAM panel, LPARAM value)
+void Post(UINT message, WPARAM panelOrPlace, LPARAM value)
 {
     if (panels.window != nullptr)
-        PostMessageW(panels.window, message, panel, value);
+        PostMessageW(panels.window, message, panelOrPlace, value);
 }
 
 std::optional<uint32_t> NumberOf(const TouchController* controller)
@@ -87,7 +87,7 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
     }
 }
 
-// What the panel's calibration becomes with these points; its standard box stays.
+// The panel's calibration with these points; its standard box stays.
 CalibrationData WithPoints(TouchController* controller, const CalibrationData* points)
 {
     CalibrationData wanted = CopyCalibration(controller);

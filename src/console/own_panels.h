@@ -12,7 +12,7 @@ void WatchOwnPanels(void (*workerRefused)());
 // The source that they are. `end` leaves the sessions running; who has started them stops them.
 PanelSource OwnPanels();
 
-// The same with those that a host's detection finds (StartHost, HOST_PANEL_TEST), and
+// The source of panels that a host's detection finds (StartHost, HOST_PANEL_TEST), with
 // WM_SEARCH_DONE at its end.
 PanelSource SearchedPanels();
 

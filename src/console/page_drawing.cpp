@@ -56,7 +56,7 @@ void Sector(HDC device, POINT middle, int radius, uint32_t percent, COLORREF col
     if (percent == 0 || percent >= 100)
         return;
     const double angle = percent * 2 * std::numbers::pi / 100;
-    constexpr int FAR_OFF = 1000; // so that whole pixels give the angle
+    constexpr int FAR_OFF = 1000; // far enough for whole pixels to express the angle
     SetDCBrushColor(device, color);
     Pie(device, middle.x - radius, middle.y - radius, middle.x + radius + 1, middle.y + radius + 1,
         middle.x + static_cast<int>(FAR_OFF * std::sin(angle)),

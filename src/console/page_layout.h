@@ -1,4 +1,4 @@
-// Where what stands on the page of the calibration, on a screen of any size.
+// Layout of the calibration page for any screen size.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ enum class PageButton : uint8_t {
     UNDO,   // the last save
 };
 
-// What of a screen's shorter side is one hundredth; at least a pixel.
+// One hundredth of the screen's shorter side, at least one pixel.
 int PageUnit(POINT screen);
 
 // A place in parts of 65536 of the screen, in pixels.

@@ -15,7 +15,7 @@ namespace korvex {
 // Panels are counted in the order in which they come.
 inline constexpr uint32_t MAX_PANELS = 16;
 
-// What a source posts to the window, the panel's number in wParam.
+// The messages that a source posts to the window, with the panel's number in wParam.
 inline constexpr UINT WM_PANEL_CAME = WM_USER + 1; // lParam: its resolution, in bits
 inline constexpr UINT WM_PANEL_GONE = WM_USER + 2; // lParam: a PanelLoss
 inline constexpr UINT WM_PANEL_BACK = WM_USER + 3; // its port works again

@@ -16,7 +16,10 @@ constexpr double MIN_RANGE_SHARE = 0.2; // of the raw span that the points must 
 // what the targets span of the screen, on each axis
 constexpr double SPANNED_PERCENT = 100.0 * (TARGET_HIGH - TARGET_LOW) / WORK_RANGE;
 
-using Place = Residual; // any pair of that kind
+struct Place {
+    double x;
+    double y;
+};
 
 // The target in a row and column; four targets go around.
 uint32_t TargetAt(uint32_t side, uint32_t row, uint32_t column)
@@ -87,7 +90,7 @@ bool Solve(Equations* equations, SmoothMap* map)
     return true;
 }
 
-// The least squares of all points but one. False when they determine no such map.
+// The least-squares map of all points but one. False when they determine none.
 bool Fit(const CalibrationData* calib, uint32_t side, uint32_t without, SmoothMap* map)
 {
     Equations equations{};

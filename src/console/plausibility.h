@@ -13,7 +13,7 @@ enum class PointsFault : uint8_t {
     NONE,
     SAME_PLACE, // two targets were measured at one place
     ORDER,      // two neighbours are measured the wrong way round
-    FOLD,       // the targets around a part of the screen enclose no such part of the panel
+    FOLD,       // the targets around a part of the screen enclose no part of the panel
     RANGE,      // all of them lie within a small part of the panel
     UNEVEN,     // a target is far from where the others predict it
 };
@@ -34,8 +34,8 @@ struct PointsJudgement {
     PointsFault fault;
     uint32_t target; // from 0, in target order; NO_TARGET where none can be named
     uint32_t other;  // the second one of SAME_PLACE and ORDER
-    // How far each target lies from where the others predict it: from the smooth map that fits
-    // those best. 0 where there is no such map.
+    // How far each target lies from where the others predict it, by the smooth map that fits those
+    // best. 0 where there is no such map.
     std::array<Residual, MAX_CALIBRATION_POINTS> residuals;
     // The targets that lie more than MAX_RESIDUAL_PERCENT off, whatever `fault` is: a bit for each.
     // One that was touched wrongly makes others suspect.

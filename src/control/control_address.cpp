@@ -26,7 +26,7 @@ void AddSockets(const std::string& folder, std::vector<std::string>* paths)
         if (entry.is_socket(unseen))
             paths->push_back(entry.path().string());
     }
-    if (error == std::errc::permission_denied) // who asks there is told
+    if (error == std::errc::permission_denied) // the client reports it when it connects
         paths->push_back(folder + "/" + UNIT_SOCKET);
 }
 

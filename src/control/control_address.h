@@ -1,4 +1,4 @@
-// Where control sockets are, and the version of what is said there.
+// The places of control sockets, and the version of their protocol.
 #pragma once
 
 #include <sys/un.h>
@@ -23,8 +23,8 @@ struct ControlPlace {
 // The place of this process's socket (StartControl).
 ControlPlace ControlPlaceOf(const std::string& name);
 
-// The paths of all sockets where units and this user's processes have theirs, in order; also of
-// those whose process has died.
+// The paths of all sockets of units and of this user's processes, in order, even if their process
+// has died.
 std::vector<std::string> ControlSockets();
 
 // The folders of these places, for people.

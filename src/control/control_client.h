@@ -27,7 +27,7 @@ void Disconnect(ControlClient* client);
 // How long an answer may take.
 inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
 
-// Asks, and gives the answer; none, with the connection closed, when it does not come in time.
+// Asks, and returns the answer; none, with the connection closed, if it does not come in time.
 std::optional<Json> Ask(
     ControlClient* client, const Json& request, std::chrono::milliseconds limit = ANSWER_LIMIT);
 
@@ -68,9 +68,9 @@ struct RemotePanel {
     int process; // of the runtime
 };
 
-// The runtime that drives the controller on a port, connected; none when none that can be asked
-// does. The panel's name, empty where it has none, tells it also while the port is gone. `unasked`,
-// which may be null, then says which sockets cannot be asked, and why; empty: none.
+// The runtime that drives the controller on a port, connected; none if no runtime that can be asked
+// does. The panel's name, which may be empty, finds it even if the port is lost. `unasked`, which
+// may be null, then has the sockets that cannot be asked, and why; empty: none.
 std::optional<RemotePanel> FindRuntime(
     const std::string& path, const std::string& name, std::string* unasked = nullptr);
 

@@ -30,7 +30,7 @@ struct PanelCounter {
     const char* key; // in JSON
     uint32_t PanelCounters::* value;
     std::atomic<uint32_t> SessionCounters::* source;
-    // of the monitor's table; null: it has no such column
+    // of the monitor's table; null: no column
     const char* title;
     size_t width;
     size_t rank;       // the columns of the lowest ranks stay on a narrow terminal
@@ -83,7 +83,7 @@ struct PanelCalibration {
 
 struct PanelState {
     std::string panel;      // "left", or the name of its tty
-    std::string path;       // of its port, as it was opened
+    std::string path;       // of its port, under which it was opened
     std::string tty;        // where the path has led to last
     std::string model;      // "5200"
     std::string firmware;   // "1.2.3"

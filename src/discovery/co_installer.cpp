@@ -79,7 +79,7 @@ void WriteText(HKEY key, const WCHAR* name, const WCHAR* value)
         static_cast<DWORD>(bytes + sizeof(WCHAR)));
 }
 
-// What the driver starts with.
+// The driver's values at its start.
 void WriteDriverSettings(HDEVINFO devices, SP_DEVINFO_DATA* element)
 {
     const SettingsFile file = FindSettingsFile();

@@ -139,7 +139,7 @@ void SkipPort(const Port* port)
     OutputDebugStringW(TEXT("\n"));
 }
 
-// A port whose child is a known controller: the filter is to look at the line again before it
+// A port whose child is a known controller: the filter must ask on the line again before it
 // presents the child.
 void RefreshPort(const Pass* pass, const Port* port)
 {

@@ -8,8 +8,8 @@
 
 namespace korvex {
 
-// What a pass does.
-// has the ports with a known controller restarted and the others enumerated again; opens none
+// The kinds of a pass.
+// restarts the ports with a known controller and enumerates the others again; opens none
 inline constexpr uint32_t PASS_REFRESH = 0;
 inline constexpr uint32_t PASS_DETECT = 2; // finds, identifies and starts the controllers
 

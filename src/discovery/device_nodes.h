@@ -21,7 +21,7 @@ bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name);
 DEVINST FirstChild(DEVINST node);
 
 // The node's device instance ID in memory from malloc, which the caller frees; null when it cannot
-// be read or out of memory.
+// be read or memory is short.
 WCHAR* CopyDeviceId(DEVINST node);
 
 // Asks the class installer to restart the device with its current settings. True when the system

@@ -28,7 +28,7 @@ struct HostContext {
     ListLinks links; // in the process's list of contexts
 
     CRITICAL_SECTION lock; // guards `controllers`; never held across a wait
-    HANDLE stopEvent;      // manual-reset: set when everything is to end
+    HANDLE stopEvent;      // manual-reset: set when everything must end
     HANDLE notifyEvent;    // manual-reset: set once the notify target is in place, and by a stop
     HANDLE worker;         // the detection worker's thread
     // a second line in the status window; null without a handler for it

@@ -1,5 +1,5 @@
-// What the identifiers of a device tell of it: whether it is a controller of the family, which
-// model, on which bus, and whether a COM port is bound to the serial enumerator filter. Any thread.
+// The meaning of a device's identifiers: whether it is a controller of the family, which model, on
+// which bus, and whether a COM port is bound to the serial enumerator filter. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +24,7 @@ inline constexpr uint8_t BUS_SERIAL_ENUMERATOR = 2;
 //   USB\VID_3381&PID_6646           (model 0x4400)
 uint32_t ModelFromHardwareId(const WCHAR* text);
 
-// The bus by the first hardware ID of the device; BUS_UNKNOWN also when its hardware IDs cannot be
-// read.
+// The bus by the first hardware ID of the device; BUS_UNKNOWN if its hardware IDs cannot be read.
 uint8_t BusKindFromHardwareId(HDEVINFO devices, SP_DEVINFO_DATA* element);
 
 // True when the port's first upper filter is the serial enumerator's and its device node has no

@@ -50,7 +50,8 @@ Parameters ReadParameters(DEVINST port)
 
 enum class Presence { ANSWERS, SILENT, UNAVAILABLE };
 
-// A port that this process may not open now says nothing of what is on it; one that is gone does.
+// An error of opening proves nothing about the device on a port that is in use or forbidden; it
+// does on a port that is gone.
 bool CanBeAskedLater(DWORD error)
 {
     return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED

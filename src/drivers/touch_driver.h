@@ -1,5 +1,5 @@
-// What takes the place of the maker's touch driver: devices with its control interface, which
-// answer as they are told and remember what they are asked.
+// Stand-in for the maker's touch driver: devices with its control interface, which return the
+// answers that they were given and remember the requests.
 #pragma once
 
 #include <cstdint>

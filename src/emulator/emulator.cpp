@@ -39,7 +39,7 @@ struct Emulator { // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is
     EmulatorOptions options; // its answerFaults under the mutex
     std::function<void(const ReceivedCommand&)> onCommand;
     std::string path;
-    int stopDescriptor = -1; // an eventfd: readable when the thread is to end
+    int stopDescriptor = -1; // an eventfd: readable when the thread must end
     std::thread thread;
 
     mutable std::mutex mutex; // guards the rest
@@ -111,7 +111,7 @@ bool WriteLine(const Emulator* emulator, const Bytes& bytes)
     return true;
 }
 
-// Takes note of what came, and answers it when it is a whole command.
+// Records the bytes that came, and answers a whole command.
 void Receive(Emulator* emulator, const Bytes& bytes, bool whole)
 {
     ReceivedCommand command{bytes, 0, {}};

@@ -40,7 +40,7 @@ EmulatorPointer StartEmulator(const EmulatorOptions& options,
 // The terminal's path, which a host opens as its serial port.
 const std::string& TerminalPath(const Emulator* emulator);
 
-// What the host has sent so far.
+// The commands of the host so far.
 std::vector<ReceivedCommand> ReceivedCommands(const Emulator* emulator);
 
 // Waits until `count` commands have come; false when they have not within `limit`.
@@ -57,7 +57,7 @@ void AddAnswerFault(Emulator* emulator, const AnswerFault& fault);
 // The bytes of one touch report in the model's format.
 Bytes ReportOf(const Emulator* emulator, bool touching, uint32_t rawX, uint32_t rawY);
 
-// Sends bytes as they are. False when the line does not take them within a second, or after a
+// Sends bytes unchanged. False when the line does not take them within a second, or after a
 // hang-up.
 bool SendBytes(Emulator* emulator, const Bytes& bytes);
 

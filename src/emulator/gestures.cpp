@@ -19,7 +19,7 @@ constexpr double LARGEST_NUMBER = 10000;
 constexpr double LONGEST_WAIT = 3600000; // milliseconds
 constexpr double CIRCLE_RADIUS = 30;     // percent
 
-// How a gesture is written: the numbers behind its word, the first of which are places in percent.
+// How a gesture is written: the numbers after its word, the first of which are places in percent.
 struct Syntax {
     GestureKind kind;
     std::string_view word;
@@ -82,8 +82,8 @@ bool Circle(Emulator* emulator, double rate, double seconds)
 
 bool FollowPanelTest(Emulator* emulator)
 {
-    // The test shows each target for 5 s from the host's last command on, and takes what was
-    // reported last. So a touch halfway counts.
+    // The test shows each target for 5 s from the host's last command on, and uses the last report
+    // of that time. So the touch comes halfway.
     constexpr std::chrono::milliseconds INTERVAL{5000};
     constexpr std::chrono::milliseconds TOUCH_LENGTH{200};
     constexpr PanelPoint CHECK{70, 30};

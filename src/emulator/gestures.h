@@ -9,7 +9,7 @@
 
 namespace korvex::emulator {
 
-// What a line may say; positions in percent of the panel.
+// The lines of a script; positions in percent of the panel.
 inline constexpr std::string_view GESTURE_HELP
     = R"(  ready              wait until the host has identified the controller and is quiet
   touch X Y          touch the panel at X %, Y %

@@ -1,4 +1,4 @@
-// What a resistive panel adds to what it measures.
+// The measuring noise of a resistive panel.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +21,10 @@ struct Noise {
     uint32_t seed = 0;
 };
 
-// Noise of that strength as such panels have it: one outlier in a hundred reports.
+// Noise of that strength, with the outliers of real panels: one report in a hundred.
 Noise NoiseOf(double deviation, uint32_t seed);
 
-// What the next measurement is off by, in raw units.
+// The error of the next measurement, in raw units.
 PanelPoint NextNoise(const Noise* noise, bool lifting, std::mt19937* random);
 
 } // namespace korvex::emulator

@@ -63,8 +63,8 @@ void RunPanelTest()
         korvex::DestroyHostContext(); // its worker waits for the test's window
 }
 
-// The folder of the calibration program; false when the registry does not name one. The unit behind
-// the longest is always zero: the registry does not promise a terminator.
+// The folder of the calibration program; false when the registry does not name one. One unit more
+// than the longest value is always zero: the registry does not promise a terminator.
 bool ReadProgramFolder(std::array<WCHAR, korvex::TEXT_CAPACITY + 1>* folder)
 {
     korvex::OwnedKey key(nullptr);

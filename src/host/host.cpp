@@ -81,7 +81,7 @@ bool JoinWorker(HostContext* context)
     }
 }
 
-// The record behind another one in the list, the first one behind the head; null at the end. Only
+// The record after a given one in the list, the first one after the head; null at the end. Only
 // this thread takes records out, so a record that was found stays; the worker may be appending.
 TouchController* NextController(HostContext* context, ListLinks* links)
 {
@@ -89,7 +89,7 @@ TouchController* NextController(HostContext* context, ListLinks* links)
     return links->next == &context->controllers ? nullptr : RecordOf<TouchController>(links->next);
 }
 
-// Stops every session of the list under one deadline: all are told first.
+// Stops every session of the list under one deadline: all are asked to stop first.
 void StopSessions(HostContext* context, DWORD limit)
 {
     const DWORD start = GetTickCount();

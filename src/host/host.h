@@ -11,12 +11,12 @@
 namespace korvex {
 
 // Start flags.
-// starts the detection worker, behind a status window
+// starts the detection worker and shows a status window
 inline constexpr uint32_t HOST_DETECT = 0x2;
 // no status window and no refresh pass; detection waits for the notify target
 inline constexpr uint32_t HOST_PANEL_TEST = 0x4;
 
-// What the library's windows have in common.
+// Constants of the library's windows.
 inline constexpr const WCHAR* WINDOW_TITLE = TEXT("Korvex Touch Solutions");
 inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 
@@ -26,7 +26,7 @@ inline constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup"); // of the status wi
 // without memory for the context nothing is started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);
 
-// Has the status window ask for its detail again (HostHandlers), soon. Any thread.
+// Makes the status window ask for its detail again (HostHandlers), soon. Any thread.
 void RefreshStatusDetail();
 
 // The first context with this key; null when there is none.
@@ -53,9 +53,9 @@ BOOL SetNotifyTarget(HWND window, UINT message);
 // The controller that has reported last, the first found among equals; null when there is none.
 TouchController* MostRecentController();
 
-// Stops the worker and every session and frees the context, in at most 3 s; what a thread that
-// could not be ended may still use is left to the end of the process, which is to follow at once.
-// Messages that other threads send are served meanwhile, posted ones are not.
+// Stops the worker and every session and frees the context, in at most 3 s; memory that a thread
+// may still use, because it could not be ended, is left to the end of the process, which must
+// follow at once. Messages that other threads send are served during the wait, posted ones are not.
 BOOL DestroyHostContext();
 
 // Stops every session of the context's list, all at once and in `limitMs` together, and releases

@@ -103,8 +103,8 @@ void ShowResult(PanelTestContext* context)
     OutputDebugStringW(line.data());
 }
 
-// A tick: takes what the panel reports now as the touch of the current target, or of the check
-// behind the last one.
+// A tick: takes the panel's report as the touch of the current target, or of the check after the
+// last one.
 void TakeSample(PanelTestContext* context, WPARAM timer)
 {
     KillTimer(context->window, timer);

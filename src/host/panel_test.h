@@ -1,8 +1,7 @@
-// The panel test: a full-screen window that leads through nine targets, takes at each what the
-// panel reports there, stores the nine points as the controller's calibration, and shows by the
-// screen's colour how much of its range the panel uses. A timer paces it; what counts at each tick
-// is the last report of the controller that was touched last. All on the entry's thread, which owns
-// the window.
+// The panel test: a full-screen window that leads through nine targets, takes the panel's report at
+// each, stores the nine points as the controller's calibration, and shows by the screen's colour
+// how much of its range the panel uses. A timer paces it; each tick uses the last report of the
+// controller that was touched last. All on the entry's thread, which owns the window.
 #pragma once
 
 #include <array>
@@ -24,7 +23,7 @@ inline constexpr UINT TARGET_TIME_MS = 5000; // until what the panel reports is 
 // One per process.
 struct PanelTestContext {
     HMODULE moduleHandle; // the executable's: the context's key
-    uint8_t showResult;   // 1: the result is to be drawn
+    uint8_t showResult;   // 1: the result must be drawn
     HICON icon;
     HBRUSH backgroundBrush; // white, in the end the result's colour; owned
     HWND window;
@@ -38,9 +37,8 @@ struct PanelTestContext {
     ListLinks links; // in the process's list of contexts
 };
 
-// Creates context and window and has the detection's result sent to it. Right behind StartHost.
-// TRUE always; without memory for the context there is no window, and FindPanelTestContext finds
-// none.
+// Creates context and window, which receives the detection's result. Right after StartHost. TRUE
+// always; without memory for the context there is no window, and FindPanelTestContext finds none.
 BOOL StartPanelTest();
 
 // The first context with this key; null when there is none.
@@ -56,8 +54,7 @@ BOOL RegisterPanelTestClass(PanelTestContext* context);
 // sample, Escape and closing end the process with exit code 0.
 LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-// Repaints the window and draws the current target over it; behind the last target it only
-// repaints.
+// Repaints the window and draws the current target over it; after the last target it only repaints.
 BOOL ShowTarget(PanelTestContext* context);
 
 // The place of a target (0 to TARGET_COUNT - 1, row by row from the top left) on the primary
@@ -72,7 +69,7 @@ int PointSpan(CalibrationData* calib);
 // further.
 uint32_t PanelQuality(const CalibrationData* calib);
 
-// Ends the host (DestroyHostContext), then frees window and context. The end of the process is to
+// Ends the host (DestroyHostContext), then frees window and context. The end of the process must
 // follow.
 BOOL DestroyPanelTest();
 

@@ -1,4 +1,4 @@
-// What every exported function does first.
+// The first step of every exported function.
 #pragma once
 
 namespace korvex {

@@ -13,17 +13,18 @@ namespace korvex {
 
 struct PanelTestContext; // host/panel_test.h
 
-// What happens to a session.
+// Events of a session.
 enum class SessionEvent : uint8_t {
     STARTED, // its reader is about to run; on the thread that starts it
     // a valid report has come, or a touch has ended without one; on the reader's thread, as the
     // following ones
     TOUCHED,
-    REJECTED,  // packets have been rejected, and no report was found behind them
+    REJECTED,  // packets have been rejected, and no report was found after them
     PORT_GONE, // the port has failed
     PORT_BACK, // it works again, and the controller on it has answered or reported where one asks
     ENDED,     // its reader has ended: the last event on that thread
-    // it is told to stop: nobody may use the record behind this call; on the thread that stops it
+    // it is asked to stop: do not use the record after this call returns; on the thread that stops
+    // it
     ENDING,
 };
 

@@ -47,7 +47,7 @@ bool HasPortFailed(const TouchController* controller)
 }
 
 // Asks the handler for its decision after a read on a port that has failed before. Without a
-// handler the controller counts as the session's own.
+// handler the controller is taken for the session's own.
 PortReturn DecideReturn(TouchController* controller, ReadResult result, const Packet* report)
 {
     const PortReturn decision = Handlers().portReturned == nullptr
@@ -106,15 +106,15 @@ unsigned __stdcall ReaderLoop(void* argument)
             returned = AwaitInput(controller) || returned;
         }
     }
-    EndTouch(controller); // no button stays pressed behind a session
+    EndTouch(controller); // no button stays pressed after a session
     Tell(controller, SessionEvent::ENDED);
     SetEvent(controller->stoppedEvent);
     return result == ReadResult::REPORT ? 1 : 0;
 }
 
 // Ends the reader's pending wait through the port, again and again because it misses a reader that
-// is about to enter its wait. On a thread of its own: on Windows the call can block behind that
-// wait.
+// is about to enter its wait. On a thread of its own: on Windows the call can block until that wait
+// ends.
 unsigned __stdcall WakerLoop(void* argument)
 {
     auto* controller = static_cast<TouchController*>(argument);
@@ -179,7 +179,7 @@ void JoinSession(TouchController* controller, uint32_t limitMs)
 {
     if (controller->stoppedEvent == nullptr)
         return;
-    // The thread ends right behind the event, which nobody sets where none could be created.
+    // The thread ends right after the event, which nobody sets where none could be created.
     const HANDLE end
         = controller->readerThread != nullptr ? controller->readerThread : controller->stoppedEvent;
     const DWORD start = GetTickCount();

@@ -49,7 +49,7 @@ uint32_t DecodeCoord(const TouchController* controller, const uint8_t* field, bo
 // `answer` holds what came last.
 bool Transact(TouchController* controller, const Packet* command, Packet* answer);
 
-// The model as which another one answers the probes (ProbeBaud): by the length of its packets.
+// The model whose probes (ProbeBaud) a model answers: that with packets of its length.
 uint32_t CandidateOf(uint32_t model);
 
 // Finds the baud rate at which the controller answers, 19200 or 9600. On false the link's baudRate

@@ -1,4 +1,4 @@
-// What SetupAPI tells of a device: its properties and the detail data of its interfaces.
+// A device in SetupAPI: its properties and the detail data of its interfaces.
 #pragma once
 
 #include <array>
@@ -9,8 +9,8 @@
 
 namespace korvex {
 
-// The unit behind the largest text that is read is always zero: properties and values need not
-// carry a terminator.
+// The unit after the largest text that is read is always zero: properties and values need not carry
+// a terminator.
 using PropertyText = std::array<WCHAR, TEXT_CAPACITY + 1>;
 
 // The first entry of a REG_MULTI_SZ property (SPDRP_HARDWAREID, SPDRP_UPPERFILTERS). False, with an
@@ -25,8 +25,8 @@ SP_DEVICE_INTERFACE_DETAIL_DATA_W* ReadInterfaceDetail(
 
 // Calls `visit(devices, element, path)` for each present interface of the class, in order, those of
 // one device only when `deviceId` is not null: with the set, the interface's device in it, and the
-// interface's path, null where that cannot be read. Ends early when a call gives true, and then
-// gives true itself.
+// interface's path, null where that cannot be read. Ends early, and returns true, when a call
+// returns true.
 template <typename Visit>
 bool VisitInterfaces(const GUID* interfaceClass, const WCHAR* deviceId, Visit visit)
 {

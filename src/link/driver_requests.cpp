@@ -64,7 +64,7 @@ bool QueryDriverIdentity(TouchController* controller, const WCHAR* deviceId)
             const OwnedHandle device(pathRead ? OpenInterface(path) : INVALID_HANDLE_VALUE);
             if (IsOpen(device.value))
                 ReadIdentity(controller, device.value);
-            return true; // the first interface alone counts
+            return true; // only the first interface is used
         });
     return pathRead;
 }

@@ -31,9 +31,9 @@ inline constexpr int REPORT_MODE_TABLET = 2;
 inline constexpr int LARGEST_REPORT_MODE = 2;
 
 // Fills the record's identity (usbInfoA to C, model, firmware version, the link's baudRate) from
-// the driver that serves the device with this instance ID. A request that fails counts as 0, but
-// leaves model and baudRate. True when the device has an interface whose path could be read, even
-// one that could not be opened; the record is then as it was.
+// the driver that serves the device with this instance ID. The value of a failed request is 0, but
+// model and baudRate stay. True when the device has an interface whose path could be read, even one
+// that could not be opened, which leaves the record unchanged.
 bool QueryDriverIdentity(TouchController* controller, const WCHAR* deviceId);
 
 // Opens the present touch device whose first hardware ID is this one, without regard to case.

@@ -19,12 +19,12 @@ bool LinkInit(PortLink* link, HANDLE handle, uint32_t kind, uint32_t portNumber)
 // of 0 succeeds.
 bool LinkWrite(PortLink* link, const uint8_t* bytes, uint32_t count);
 
-// Reads exactly `count` bytes into `buffer`, one byte per call of the system, so that nothing
-// beyond them is taken from the port. Gives up at the `count`-th empty wait of byteTimeoutMs,
-// counted over the whole call and not in a row: a controller may pause between bytes, but not for
-// longer than a packet of that length is worth waiting for. On false the bytes received so far are
-// at the start of `buffer`, and the link's readFailed tells a port that refused the read from a
-// silent one. A count of 0 succeeds.
+// Reads exactly `count` bytes into `buffer`, one byte per call of the system, so that no later byte
+// is taken from the port. Gives up at the `count`-th empty wait of byteTimeoutMs, counted over the
+// whole call and not in a row: a controller may pause between bytes, but not for longer than a
+// packet of that length is worth waiting for. On false the bytes received so far are at the start
+// of `buffer`, and the link's readFailed distinguishes a port that refused the read from a silent
+// one. A count of 0 succeeds.
 bool LinkRead(PortLink* link, uint8_t* buffer, uint32_t count);
 
 // Waits until a byte has been received, without limit. False when the wait failed or was cancelled;
@@ -35,7 +35,7 @@ bool LinkWaitInput(PortLink* link);
 // the port refuses shows in the exchanges that follow.
 bool SerialConfigure(PortLink* link);
 
-// Sets the port's baud rate and records it in the link, also when the port refuses it.
+// Sets the port's baud rate and records it in the link, even if the port refuses it.
 void SerialSetBaud(PortLink* link, uint32_t baudRate);
 
 // Discards pending input until the line is quiet for byteTimeoutMs, at most 5 times 64 bytes and

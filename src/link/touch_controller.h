@@ -102,30 +102,30 @@ struct ReportSnapshot {
 };
 static_assert(sizeof(ReportSnapshot) == 10 * sizeof(uint32_t));
 
-// What the panel measures now, for whoever shows it.
+// The panel's present measurement, for displays.
 struct LiveTouch {
     Point raw; // what the last report measured, unmapped
-    // from a report of contact to that of its end, or to the release that the session sends in its
-    // place
+    // from a report of contact to the report of its end, or to the release that the session sends
+    // instead
     bool touching;
 };
 
-// What a session has seen since its start. Each is written by the reader thread alone and may be
-// read by any thread at any time; they wrap.
+// Counters of a session since its start. Each is written by the reader thread alone and may be read
+// by any thread at any time; they wrap.
 struct SessionCounters {
     std::atomic<uint32_t> reports;         // valid ones
     std::atomic<uint32_t> rejectedPackets; // of the right length, but failing the check
     // of these the whole reports with a coordinate beyond the resolution
     std::atomic<uint32_t> outOfRange;
     std::atomic<uint32_t> resynchronisations; // searches for the next status byte
-    std::atomic<uint32_t> droppedBytes;       // in such searches
+    std::atomic<uint32_t> droppedBytes;       // in these searches
     std::atomic<uint32_t> inputs;             // that were sent
     std::atomic<uint32_t> failedWaits;        // of a port that has failed
 };
 
 // A controller's answers about itself; 0: it has not answered.
 struct ControllerAnswers {
-    // that its firmware gives as its model, a decimal one (5200, 5460); 6-byte controllers alone
+    // the model number of its firmware, a decimal one (5200, 5460); 6-byte controllers alone
     uint32_t modelNumber;
     uint32_t resolutionBits; // 10 or 12, which a calibration may not use (calibration/defaults.h)
 };
@@ -153,7 +153,7 @@ struct TouchController {
     WCHAR* deviceId;
     HANDLE readerThread;
     ReportSnapshot report;
-    std::atomic<uint8_t> running;       // 1 while the reader loop is to run
+    std::atomic<uint8_t> running;       // 1 while the reader loop must run
     std::atomic<uint8_t> injectEnabled; // 1 while valid reports are injected
     // contact class of the last injected report; the reader thread's own
     uint8_t prevContact;
@@ -163,9 +163,9 @@ struct TouchController {
     // guards `calib`, `report` and `touch` of a running session; never held across a file access,
     // input or wait
     CRITICAL_SECTION lock;
-    // the host's: set when everything is to end; null without a host; not owned
+    // the host's: set when everything must end; null without a host; not owned
     HANDLE stopEvent;
-    // manual-reset: set when this session is to end, for a reader that pauses
+    // manual-reset: set when this session must end, for a reader that pauses
     HANDLE wakeEvent;
     // the helper that wakes a reader whose wait cannot be cancelled; null unless it was needed
     HANDLE wakerThread;
@@ -188,11 +188,11 @@ TouchController* CreateController();
 // the end of the process instead. Null is allowed.
 void ReleaseController(TouchController* controller);
 
-// The controller's calibration as it is at one moment. Any thread.
+// The controller's calibration at one moment. Any thread.
 CalibrationData CopyCalibration(TouchController* controller);
 
-// True when the host's stop event is set: whatever is going on with the controller is to end soon.
-// Any thread.
+// True when the host's stop event is set: any exchange with the controller must end soon. Any
+// thread.
 bool IsStopRequested(const TouchController* controller);
 
 } // namespace korvex

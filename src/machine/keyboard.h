@@ -3,7 +3,7 @@
 
 namespace korvex::command {
 
-// True when a keyboard is attached, as udev knows it; also where udev knows no input device at all.
+// True when udev knows a keyboard, or no input device at all.
 bool HasKeyboard();
 
 } // namespace korvex::command

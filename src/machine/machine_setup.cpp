@@ -83,7 +83,7 @@ using Port = platform::ScannedPort;
 // A port that is given as a path or any other of its names.
 Port GivenPortOf(const Options* options, const GivenPort& given, const std::vector<Port>& scanned)
 {
-    const std::string path = PathOfPort(options->ports, given.path);
+    const std::string path = PathOfPort(options->givenPorts, given.path);
     const auto known = std::find_if(scanned.begin(), scanned.end(),
         [&path](const Port& port) { return IsSamePort(port.path, path); });
     std::error_code error;
@@ -95,15 +95,15 @@ Port GivenPortOf(const Options* options, const GivenPort& given, const std::vect
 std::vector<Port> AllPortsOf(const Options* options, const std::vector<Port>& scanned)
 {
     std::vector<Port> ports;
-    if (options->ports.empty()) {
+    if (options->givenPorts.empty()) {
         for (const Port& port : scanned) {
             const std::string panel = platform::GivenPanelNameOf(port.path);
-            ports.push_back(
-                {port.name, panel.empty() ? port.stablePath : PathOfPort(options->ports, panel),
-                    port.stablePath});
+            ports.push_back({port.name,
+                panel.empty() ? port.stablePath : PathOfPort(options->givenPorts, panel),
+                port.stablePath});
         }
     }
-    for (const GivenPort& given : options->ports) {
+    for (const GivenPort& given : options->givenPorts) {
         const Port port = GivenPortOf(options, given, scanned);
         if (platform::IsKernelConsole(port.path))
             Warning(port.name + " is skipped: '" + port.path + "' is a system console");
@@ -113,9 +113,9 @@ std::vector<Port> AllPortsOf(const Options* options, const std::vector<Port>& sc
     return ports;
 }
 
-// A terminal that is no serial port of the system, a pseudo-terminal say, under the first free
-// name.
-Port UnknownPortOf(const std::string& path, const std::vector<Port>& ports)
+// A tty that is none of the system's serial ports, for example a pseudo-terminal: under the name by
+// which it was selected if that is a port's, else under the first free one.
+Port UnknownPortOf(const std::string& name, const std::string& path, const std::vector<Port>& ports)
 {
     int number = platform::FIRST_OTHER_PORT;
     const auto isTaken
@@ -123,7 +123,15 @@ Port UnknownPortOf(const std::string& path, const std::vector<Port>& ports)
     while (std::any_of(ports.begin(), ports.end(), isTaken))
         ++number;
     std::error_code error;
-    return {"COM" + std::to_string(number), path, fs::absolute(path, error).string()};
+    return {name.starts_with("COM") ? name : "COM" + std::to_string(number), path,
+        fs::absolute(path, error).string()};
+}
+
+// Whether a path leads to a tty.
+bool IsTty(const std::string& path)
+{
+    const std::string tty = TtyOf(path);
+    return tty.starts_with("/dev/tty") || tty.starts_with("/dev/pts/");
 }
 
 // The ports that --port selects, each once; all where it selects none. Nothing, with a message,
@@ -131,25 +139,28 @@ Port UnknownPortOf(const std::string& path, const std::vector<Port>& ports)
 std::optional<std::vector<Port>> PortsOf(const Options* options)
 {
     std::vector<Port> ports = AllPortsOf(options, platform::ScanSerialPorts());
-    if (options->only.empty())
+    if (options->selectedPorts.empty())
         return ports;
     std::vector<Port> selected;
-    for (const std::string& name : options->only) {
-        const std::string path = PathOfPort(options->ports, name);
+    for (const std::string& name : options->selectedPorts) {
+        const std::string path = PathOfPort(options->givenPorts, name);
         const auto isNamed
             = [&](const Port& port) { return name == port.name || IsSamePort(path, port.path); };
         if (std::any_of(selected.begin(), selected.end(), isNamed))
             continue;
         const auto found = std::find_if(ports.begin(), ports.end(), isNamed);
-        std::error_code error;
-        if (found != ports.end()) {
-            selected.push_back(*found);
-        } else if (options->ports.empty() && fs::is_character_file(path, error)
-            && !platform::IsKernelConsole(path)) {
-            ports.push_back(UnknownPortOf(path, ports));
+        const bool isUnknown = found == ports.end() && options->givenPorts.empty() && IsTty(path);
+        const bool isConsole = isUnknown && platform::IsKernelConsole(path);
+        if (isUnknown && !isConsole) {
+            ports.push_back(UnknownPortOf(name, path, ports));
             selected.push_back(ports.back());
+        } else if (found != ports.end()) {
+            selected.push_back(*found);
         } else {
-            Error("there is no port '" + name + "'; see 'korvex ports'");
+            Error(isConsole ? "'" + path + "' is a system console"
+                            : "there is no port '" + name
+                        + (options->givenPorts.empty() ? "'; see 'korvex ports'"
+                                                       : "' among those of '--port NAME=PATH'"));
             return std::nullopt;
         }
     }
@@ -233,14 +244,14 @@ int SetUpPointer(const Options* options)
     machine->screen.output = options->monitor;
     for (const PortMonitor& given : options->portMonitors) {
         std::error_code error;
-        const std::string path = PathOfPort(options->ports, given.port);
+        const std::string path = PathOfPort(options->givenPorts, given.port);
         if (path.find('/') == std::string::npos && !fs::exists(path, error)) // it may come
             Warning("'--monitor': there is no port '" + given.port + "' now");
     }
     if (!options->portMonitors.empty())
         machine->screen.outputOfLine = [given = *options](const std::string& path) {
             for (const PortMonitor& one : given.portMonitors) {
-                if (IsSamePort(PathOfPort(given.ports, one.port), path))
+                if (IsSamePort(PathOfPort(given.givenPorts, one.port), path))
                     return one.output;
             }
             return std::string();
@@ -362,7 +373,7 @@ int SetUpDevicesToAsk(const Options* options)
     for (const Port& port : *ports) {
         if (!platform::IsPortIgnored(port.path))
             AddPort(port);
-        else if (!options->only.empty())
+        else if (!options->selectedPorts.empty())
             Warning("'--port': '" + port.path
                 + "' is skipped: its udev property ID_KORVEX_IGNORE is set");
     }

@@ -27,7 +27,7 @@ int SetUpPointer(const Options* options);
 // How windows are shown, and the request for the end (end_request.h) as what closes them.
 int SetUpWindows(const Options* options);
 
-// The version of Windows that the machine gives itself.
+// The version of Windows that the machine reports.
 int SetUpSystem(const Options* options);
 
 // The state folder with what Windows would keep across runs, and the enumerator's service in it.
@@ -47,7 +47,7 @@ int SetUpPorts(const Options* options);
 // ID_KORVEX_IGNORE for.
 int SetUpDevicesToAsk(const Options* options);
 
-// The same with all ports, but only to look: nothing is made on the disk.
+// As SetUpDevices, but only to look at the ports: without any change on the disk.
 int SetUpKnownDevices(const Options* options);
 
 } // namespace korvex::command

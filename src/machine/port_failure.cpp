@@ -51,7 +51,7 @@ pid_t OpenHolder(const fs::path& file)
 {
     std::error_code error;
     if (file.empty())
-        return 0; // the port has gone meanwhile
+        return 0; // the port is gone by now
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
         const pid_t process
             = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
@@ -92,8 +92,7 @@ std::string HolderOf(const std::string& path)
     return "another program";
 }
 
-// The group of the port's node; where it has none but root's, the one that Debian's rules give
-// ports.
+// The group of the port's node; if it has none but root's, the group of Debian's rules for ports.
 std::string GroupOf(const std::string& path)
 {
     struct stat status{};

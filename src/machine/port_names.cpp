@@ -23,8 +23,8 @@ bool IsTty(const std::string& path)
     return fs::is_character_file(path, error);
 }
 
-// The UART that a name means, COM1 for ttyS0, also where that is left out of the ports that are
-// asked, as a console is; empty: none.
+// The UART of a name, COM1 for ttyS0, even if it is not among the ports that are asked, as a
+// console is; empty: none.
 std::string UartPath(const std::string& port)
 {
     constexpr std::string_view PREFIX = "COM";

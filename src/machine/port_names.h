@@ -1,5 +1,5 @@
-// What people call a serial port: the name that the administrator gave the panel on it, COM33,
-// ttyUSB0, or a path, a link of udev's say.
+// Names of serial ports: the administrator's panel name, COM33, ttyUSB0, or a path (for example a
+// link of udev's).
 #pragma once
 
 #include <string>
@@ -20,7 +20,7 @@ std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& p
 // Whether two paths lead to one tty.
 bool IsSamePort(const std::string& path, const std::string& other);
 
-// The panel on a line: "left", or without such a name that of the tty, "ttyUSB0".
+// The panel on a port: "left", or without a name that of the tty, "ttyUSB0".
 std::string PanelNameOf(const std::string& path);
 
 // A panel and its port for people: "left (/dev/ttyUSB0)"; the path alone where nothing else is

@@ -46,8 +46,7 @@ std::vector<PortState> AllPorts()
 
 bool IsPanelPort(const Options* options, const PortState* port)
 {
-    return !options->ports.empty() || !options->only.empty() || port->bound || port->model != 0
-        || !port->panel.empty();
+    return !options->givenPorts.empty() || port->bound || port->model != 0 || !port->panel.empty();
 }
 
 std::string ModelText(uint32_t model)

@@ -24,8 +24,8 @@ struct PortState {
 // The states of all ports; none is opened.
 std::vector<PortState> AllPorts();
 
-// Whether `korvex check` asks it although nobody wants all ports asked: a panel is known there, or
-// the port was given.
+// Whether `korvex check` asks it unless it is told to ask others: a panel is known there, or the
+// port was given as NAME=PATH.
 bool IsPanelPort(const Options* options, const PortState* port);
 
 // A model as people write it, "5200"; empty for 0.

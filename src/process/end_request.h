@@ -1,6 +1,6 @@
 // The shutdown request of a process. SIGINT, SIGTERM and SIGHUP make it, and so can the command
-// itself. SIGHUP counts only when it was not ignored at the start, as nohup(1) has it. A request is
-// never withdrawn.
+// itself. SIGHUP is ignored if it was ignored at the start, as nohup(1) has it. A request is never
+// withdrawn.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,7 @@ namespace korvex::command {
 // program.
 void BlockEndSignals();
 
-// Gives them their default action again, also to one that has come meanwhile.
+// Unblocks the signals; one that is pending takes its default action now.
 void AllowEndSignals();
 
 // Takes the first of the signals from now on, on a thread of its own, as the end request. A process
@@ -21,11 +21,11 @@ void AllowEndSignals();
 // False when the system refuses what that needs; once per process.
 bool WatchForEnd();
 
-// What such a process is ended with instead of EXIT_DONE.
+// The exit code of a process that ends so, in place of EXIT_DONE.
 void SetOverdueExitCode(int exitCode);
 
-// Requests the end without a signal: EndEvent is set, the windows are not told, and there is no
-// limit. Any thread.
+// Requests the shutdown without a signal: EndEvent is set, the windows are not closed, and there is
+// no limit. Any thread.
 void RequestEnd();
 
 bool IsEndRequested();

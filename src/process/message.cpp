@@ -40,7 +40,7 @@ void Print(Priority priority, const std::string& subject, const std::string& tex
     const std::lock_guard guard(mutex); // two lines together may be more than what it is ready for
     pollfd output{STDERR_FILENO, POLLOUT, 0};
     if (waits || (poll(&output, 1, 0) > 0 && (output.revents & POLLOUT) != 0))
-        platform::WriteWhole(STDERR_FILENO, line); // where that fails nobody is left to be told
+        platform::WriteWhole(STDERR_FILENO, line); // a failure cannot be reported anywhere
 }
 
 } // namespace

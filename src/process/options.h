@@ -1,4 +1,4 @@
-// What a subcommand was asked to do.
+// The options of a subcommand.
 #pragma once
 
 #include <optional>
@@ -18,21 +18,21 @@ struct PortMonitor {
 };
 
 struct Options {
-    std::vector<GivenPort> ports;          // --port NAME=PATH; none: those of the system
-    std::vector<std::string> only;         // --port PORT: any of their names; none: all
-    std::string stateFolder;               // --state
-    std::string pointer;                   // --pointer: "x11", "uinput", "log" or "none"
-    std::string monitor;                   // --monitor OUTPUT; empty: the primary one
-    std::vector<PortMonitor> portMonitors; // --monitor PORT=OUTPUT
-    std::string windows;                   // --windows: "x11" or "none"
-    std::string traceFile;                 // --trace; empty: not given
-    std::optional<double> seconds;         // --seconds
-    unsigned points = 9;                   // --points
-    bool accept = false;                   // --accept
-    bool undo = false;                     // --undo
-    bool fullSpeed = false;                // --speed full
-    std::string instance;                  // --instance
-    unsigned osMajor = 0;                  // --os; 0: not given
+    std::vector<GivenPort> givenPorts;      // --port NAME=PATH; none: those of the system
+    std::vector<std::string> selectedPorts; // --port PORT, any of its names; none: all
+    std::string stateFolder;                // --state
+    std::string pointer;                    // --pointer: "x11", "uinput", "log" or "none"
+    std::string monitor;                    // --monitor OUTPUT; empty: the primary one
+    std::vector<PortMonitor> portMonitors;  // --monitor PORT=OUTPUT
+    std::string windows;                    // --windows: "x11" or "none"
+    std::string traceFile;                  // --trace; empty: not given
+    std::optional<double> seconds;          // --seconds
+    unsigned points = 9;                    // --points
+    bool accept = false;                    // --accept
+    bool undo = false;                      // --undo
+    bool fullSpeed = false;                 // --speed full
+    std::string instance;                   // --instance
+    unsigned osMajor = 0;                   // --os; 0: not given
     unsigned osMinor = 0;
     bool server = false;   // --server
     bool tabletPc = false; // --tablet-pc

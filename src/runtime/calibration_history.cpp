@@ -91,7 +91,7 @@ std::string TextOf(const Json& json)
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-// A line for each calibration, for people who look into the file.
+// A line for each calibration, for people who read the file.
 std::string LinesOf(const char* key, const Json& versions)
 {
     std::string text = ",\n\"" + std::string(key) + "\":[";
@@ -172,7 +172,7 @@ std::string UndoSave(const std::string& port, const std::string& until, Calibrat
     CalibrationData undone{};
     const bool hasFile = ReadCalibrationFile(&undone);
     RepairCalibration(&undone, HIGH_RESOLUTION_BITS);
-    ParseCalibration(latest["calibration"], restored); // as it was read, so it can be
+    ParseCalibration(latest["calibration"], restored); // it was parsed before, so it can be
     if (!WriteCalibrationFile(restored)) {
         const std::string fault = SavingFault();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;

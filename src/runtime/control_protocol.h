@@ -1,4 +1,4 @@
-// What is said on the control socket (docs/control.md): requests and answers, one JSON object a
+// The protocol of the control socket (docs/control.md): requests and answers, one JSON object a
 // line.
 #pragma once
 
@@ -15,7 +15,7 @@ namespace korvex::command {
 struct Conversation {
     bool listens = false;
     std::string listensTo;                       // a port's path; empty: to all
-    std::map<SessionKey, CalibrationData> tried; // what held before the client tried another one
+    std::map<SessionKey, CalibrationData> tried; // the calibration before the client's first try
     bool isRoot = false;                         // it may take back what others try
 };
 

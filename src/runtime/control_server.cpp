@@ -58,9 +58,9 @@ struct Server {
     std::string path;                 // of the socket
     int listener = -1;                // -1: there is none
     steady_clock::time_point nextTry; // to have one
-    int reserve = -1; // a descriptor to give up for a client that cannot be had otherwise
+    int reserve = -1; // a spare descriptor, closed to refuse a client when there is no other
     int stop = -1;    // an eventfd
-    int events = -1;  // likewise: something has happened on a panel
+    int events = -1;  // an eventfd: something has happened on a panel
     bool listening = false;
     std::list<Client> clients;
     std::thread thread;
@@ -132,11 +132,11 @@ void AnswerNext(Server* server, Client* client)
     client->input.erase(0, end + 1);
     client->lastAsked = steady_clock::now();
     const std::string answer = Answer(line, &client->conversation);
-    UpdateListening(server); // who has been told that it listens misses nothing
+    UpdateListening(server); // before the answer: a client that knows it listens misses nothing
     Send(client, answer);
 }
 
-// Takes a connection, also when the process may not open one more descriptor: a listener that stays
+// Accepts a connection, even if the process may not open one more descriptor: a listener that stays
 // readable would keep the thread busy.
 int Accept(Server* server)
 {
@@ -230,8 +230,8 @@ int WaitLimit(const Server* server)
     return static_cast<int>(std::max<int64_t>(0, left.count()));
 }
 
-// Serves what is there; false once it is to stop. A client whose next request has come already is
-// asked for no more.
+// Serves all that is ready; false once it must stop. A client whose next request has come already
+// is asked for no more.
 bool ServeOnce(Server* server)
 {
     std::vector<pollfd> polled{
@@ -310,7 +310,7 @@ bool Bind(Server* server, const std::string& folder, const std::string& name)
 std::string OpenSocket(Server* server)
 {
     const std::string& folder = server->place.folder;
-    // Somebody else's folder is left as it is: they could have this process change what is theirs.
+    // Somebody else's folder is not touched: they could have this process change what is theirs.
     bool own = platform::IsOwnFolder(folder);
     if (!own && errno == ENOENT)
         own = platform::IsOwnFolder(std::filesystem::path(folder).parent_path().string())
@@ -352,7 +352,8 @@ void Serve(Server* server)
             TryAgain(server);
             EndOldTries(server);
             running = ServeOnce(server);
-        } catch (const std::exception&) { // out of memory, say; whoever asked for so much goes
+        } catch (const std::exception&) { // for example out of memory; the client that asked for so
+                                          // much goes
             for (Client& client : server->clients)
                 client.dropped = true;
         }

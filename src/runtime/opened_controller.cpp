@@ -31,7 +31,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// How often a session whose end nobody tells of is looked at, in milliseconds.
+// Poll interval for sessions whose end is not reported, in milliseconds.
 constexpr int ENDED_INTERVAL_MS = 100;
 
 // Between two tries on a port without a controller.
@@ -99,7 +99,7 @@ TouchController* ControllerOn(HANDLE port)
 
 int OpenController(const Options* options, const std::string& port, TouchController** controller)
 {
-    const Opening opening = Open(PathOfPort(options->ports, port), controller);
+    const Opening opening = Open(PathOfPort(options->givenPorts, port), controller);
     if (!opening.fault.empty())
         Error(opening.fault);
     return opening.exitCode;
@@ -110,7 +110,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
     std::string told;
     std::string awaited; // the path: where udev's link is missing, a name is one too
     for (milliseconds pause = MIN_ASK_PAUSE;; pause = std::min(2 * pause, MAX_ASK_PAUSE)) {
-        const std::string path = PathOfPort(options->ports, port);
+        const std::string path = PathOfPort(options->givenPorts, port);
         const Opening opening = Open(path, controller);
         if (path != awaited || !opening.mayCome)
             NoteAwaited(awaited, "");
@@ -134,7 +134,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
 int StartDriving(const Options* options, const std::string& port, TouchController* controller)
 {
     // The link is the reader's from the start of the session on.
-    const std::string title = PanelTitle(PathOfPort(options->ports, port));
+    const std::string title = PanelTitle(PathOfPort(options->givenPorts, port));
     const std::string description = DescriptionOf(controller);
     if (!StartSession(controller)) {
         Error("cannot start a thread for the session");
@@ -156,7 +156,7 @@ bool WaitForEndOf(TouchController* controller)
                 eventfd_write(ended, 1);
             });
     } catch (const std::system_error&) {
-        // Then the end is looked for in between.
+        // Then the end is polled for in between.
     }
     const int interval = watcher.joinable() ? -1 : ENDED_INTERVAL_MS;
     std::array awaited{pollfd{EndDescriptor(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
@@ -181,7 +181,7 @@ int EndControllers(const std::vector<TouchController*>* controllers, int exitCod
     for (TouchController* controller : *controllers)
         RequestSessionStop(controller);
     for (TouchController* controller : *controllers) {
-        // a thread that was refused will not tell of its end
+        // without a thread nothing reports its end
         if (controller->readerThread != nullptr)
             JoinSession(controller, SESSION_STOP_LIMIT_MS);
     }

@@ -18,15 +18,15 @@ HANDLE OpenPort(const std::string& path);
 // (end_request.h) stops its exchanges. Null when out of memory; the port is then closed.
 TouchController* ControllerOn(HANDLE port);
 
-// Opens the port, named as people do (port_names.h), and identifies the controller on it, which is
-// then the caller's: EXIT_DONE. What goes wrong is said on standard error, and the result is the
-// command's exit code for it. When the end is requested meanwhile: EXIT_DONE without a controller.
+// Opens the port, by any of its names (port_names.h), and identifies the controller on it, which is
+// then the caller's: EXIT_DONE. A failure is reported on standard error, and the result is the
+// command's exit code for it. If shutdown was requested: EXIT_DONE without a controller.
 // `controller` is null wherever there is none.
 int OpenController(const Options* options, const std::string& port, TouchController** controller);
 
-// The same, but where the port is not there, is in use, or nothing on it answers, it is asked
-// again, every 2 to 30 seconds, until a controller is found or the end is requested. Why there is
-// none is said once for each reason.
+// As OpenController, but where the port is not there, is in use, or nothing on it answers, it is
+// asked again, every 2 to 30 seconds, until a controller is found or shutdown is requested. Each
+// reason why there is none is reported once.
 int AwaitController(const Options* options, const std::string& port, TouchController** controller);
 
 // Starts the session, and says on standard error which controller is driven on that port: from then
@@ -37,8 +37,8 @@ int StartDriving(const Options* options, const std::string& port, TouchControlle
 // has ended by itself: false.
 bool WaitForEndOf(TouchController* controller);
 
-// Stops the sessions, frees the controllers and gives `exitCode` back. Ends the process with it
-// instead when a reader could not be ended, because what that reader uses must stay.
+// Stops the sessions, frees the controllers and returns `exitCode`. Ends the process with it
+// instead when a reader could not be ended, because the memory that the reader uses must stay.
 int EndControllers(const std::vector<TouchController*>* controllers, int exitCode);
 
 } // namespace korvex::command

@@ -21,9 +21,9 @@ struct ReturnedPort {
 };
 
 // One step, as HostHandlers::portReturned has it. The port is asked at once; where nothing answers,
-// it is asked behind a touch that was there already, and last after 2 s of silence. The controller
-// is another one where it answers a question otherwise than before; what it does not answer proves
-// nothing. Takes up to 0.6 s where nothing answers, else milliseconds.
+// it is asked after a touch that was there already, and last after 2 s of silence. The controller
+// is a different one if it answers a question otherwise than before; a question without an answer
+// proves nothing. Takes up to 0.6 s where nothing answers, else milliseconds.
 PortReturn DecidePortReturn(
     ReturnedPort* port, TouchController* controller, ReadResult result, const Packet* report);
 

@@ -36,7 +36,7 @@ constexpr uint32_t NOISY_SHARE = 100; // one of so many packets rejected
 constexpr std::chrono::seconds NOISE_LIMIT{2};
 constexpr std::chrono::seconds NOISE_GAP{1};
 
-// The packets of the last minute, looked at when some come.
+// The packets of the last minute, judged when some come.
 struct NoiseWatch {
     struct Mark {
         steady_clock::time_point time;
@@ -53,7 +53,7 @@ struct NoiseWatch {
 struct Entry {
     PanelState state{};                    // what lasts as long as the session
     std::string title;                     // panel and port, for people
-    TouchController* controller = nullptr; // null once the session is told to stop
+    TouchController* controller = nullptr; // null once the session is asked to stop
     std::atomic<int64_t> lastTouchMs = 0;  // since the epoch
     std::atomic<uint32_t> sequence = 0;
     std::atomic<bool> noisy = false; // of the last minute's packets too many were spoiled
@@ -66,7 +66,7 @@ struct Sessions {
     std::map<std::string, Entry> entries;
     std::map<std::string, PendingPanel> awaited; // by path
     bool sharingTold = false;
-    std::string notice; // for the first session's start; empty: none, or told
+    std::string notice; // for the first session's start; empty: none, or reported
 
     std::atomic<bool> listening = false;
     std::mutex eventsMutex; // guards the rest
@@ -91,7 +91,7 @@ Entry* EntryOf(TouchController* controller)
 }
 
 // The file that the session's calibration was loaded from; empty: the controller's own memory, and
-// where there is a file all the same, the journal is told why that is not used.
+// if there is a file all the same, the journal says why it is not used.
 std::string LoadedFrom(const TouchController* controller, const std::string& title)
 {
     std::string path = SettingsFilePath();
@@ -204,8 +204,8 @@ void JudgeNoise(TouchController* controller, Entry* entry)
         noise->marks.push_back(mark);
 }
 
-// Releases a touch behind which there has been nothing but noise for long: its report may have been
-// noise that was valid by chance. True when there was one.
+// Releases a touch that only noise has followed for long: its report may have been noise that was
+// valid by chance. True when there was one.
 bool ReleaseForNoise(TouchController* controller, NoiseWatch* noise)
 {
     const steady_clock::time_point now = steady_clock::now();

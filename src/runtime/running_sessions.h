@@ -1,6 +1,5 @@
-// The sessions that run in this process, for who asks about them from outside (control_server.h),
-// and what the journal is told of them. It is the only way from there to a controller: from the
-// moment that a session is told to stop on, nobody gets at it any more.
+// The sessions of this process, for the control server and the journal. It is their only access to
+// a controller, which ends as soon as the session is asked to stop.
 #pragma once
 
 #include <chrono>
@@ -19,8 +18,8 @@ namespace korvex::command {
 // The handler of session events (input/host_handlers.h) that keeps this account.
 void HandleSessionEvent(TouchController* controller, SessionEvent event);
 
-// The handler of returned ports (HostHandlers::portReturned) beside it. Another controller on the
-// port ends the session, and the journal is told.
+// The handler of returned ports (HostHandlers::portReturned) beside it. A different controller on
+// the port ends the session, and the journal says so.
 PortReturn HandlePortReturn(TouchController* controller, ReadResult result, const Packet* report);
 
 // A running session at one moment. Whether a client tries a calibration is the protocol's to know.
@@ -41,7 +40,7 @@ void NoteAwaited(const std::string& path, const std::string& reason);
 
 std::vector<PendingPanel> PendingPanels();
 
-// A session, told from those before and after it on the same port.
+// Identifies a session among those before and after it on the same port.
 struct SessionKey {
     std::string path;
     std::chrono::system_clock::time_point since;
@@ -61,19 +60,19 @@ bool UseSession(const SessionKey& key, const std::function<void(TouchController*
 // Takes note that the session's calibration is now that of a file.
 void NoteStoredCalibration(const SessionKey& key, const std::string& file);
 
-// What happened on a panel, as its listener gets it.
+// An event on a panel, as its subscriber gets it.
 struct PanelEvent {
     enum class Kind : uint8_t { BEGAN, TOUCH, GONE, BACK, ENDED } kind;
     std::string panel;
     std::string path;
-    uint32_t sequence; // counts the touches of a session, also those that nobody listened to
+    uint32_t sequence; // number of the session's touch events so far, sent or not
     Point raw;
     Point mapped; // output units
     bool touching;
 };
 
-// From now on events are kept, and `descriptor` (an eventfd) is written to at each; -1: no more. A
-// reader pays for it only meanwhile.
+// From now on events are kept, and `descriptor` (an eventfd) is written to at each; -1: no more.
+// Readers pay for it only during that time.
 void ListenToSessions(int descriptor);
 
 // Takes what has come since. Up to 512 events are kept; of more the oldest are lost, which the

@@ -157,7 +157,7 @@ int64_t ReadSize(const WCHAR** format, va_list* arguments)
     return va_arg(*arguments, int);
 }
 
-// Reads a conversion from behind its "%" up to its letter. At the end of the format the letter is
+// Reads a conversion from after its "%" up to its letter. At the end of the format the letter is
 // the terminator, which stays unread.
 Conversion ReadConversion(const WCHAR** format, va_list* arguments)
 {

@@ -26,8 +26,8 @@ inline constexpr uint32_t TEXT_TRUNCATED = 0x8007007A;
 // UTF-16 string (null: "(null)"), %c one UTF-16 unit, %d and %i signed, %u, %x and %X unsigned
 // 32-bit integers, %% a percent sign; the flags "-", "+", " ", "0" and "#", a width and a precision
 // (either may be "*") as in C. A text that does not fit is cut to capacity - 1 units:
-// TEXT_TRUNCATED. So does any other conversion end the text in its place. A string with a precision
-// is read no further than that.
+// TEXT_TRUNCATED. Any other conversion ends the text there with that result. A string with a
+// precision is read no further than that.
 uint32_t FormatBounded(WCHAR* destination, size_t capacity, const WCHAR* format, ...);
 
 // Copies `source`, cut to capacity - 1 units (TEXT_TRUNCATED) where it is longer.
@@ -39,11 +39,11 @@ uint32_t CopyBounded(WCHAR* destination, size_t capacity, const WCHAR* source);
 uint32_t LengthBounded(const WCHAR* text, size_t maximum, size_t* length);
 
 // The length of `text` in bytes without terminator, by the rules of LengthBounded: `maximumBytes`
-// is rounded down to whole units, and `length` counts bytes without terminator.
+// is rounded down to whole units, and `length` is in bytes without terminator.
 uint32_t ByteLengthBounded(const WCHAR* text, size_t maximumBytes, size_t* length);
 
 // The decimal integer at the start of `text`, by the rules of _wtoi: leading white space and one
-// sign, up to the first other character; 0 without digits. A number beyond 32 bits gives the
+// sign, up to the first other character; 0 without digits. A number beyond 32 bits becomes the
 // nearest one that fits.
 int32_t ParseInteger(const WCHAR* text);
 

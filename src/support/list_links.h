@@ -32,7 +32,7 @@ inline bool IsListEmpty(const ListLinks* head)
     return head->next == head;
 }
 
-// Puts a record, which is in no list, behind the last one.
+// Appends a record, which is in no list.
 inline void AppendToList(ListLinks* head, ListLinks* links)
 {
     links->next = head;
@@ -50,7 +50,7 @@ inline void RemoveFromList(ListLinks* links)
     links->previous = nullptr;
 }
 
-// The first record of the list for which `matches` gives true; null when there is none.
+// The first record of the list for which `matches` returns true; null when there is none.
 template <typename Record, typename Matches>
 Record* FindInList(const ListLinks* head, Matches matches)
 {

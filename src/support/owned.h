@@ -1,4 +1,4 @@
-// Scoped ownership of what the system or the C heap has given out and wants back.
+// Scoped ownership of handles and memory of the system or the C heap.
 #pragma once
 
 #include <cstdlib>

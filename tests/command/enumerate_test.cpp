@@ -69,7 +69,8 @@ TEST(KorvexEnum, SendsNoByteToAPortThatIsNotNamed)
     EXPECT_TRUE(ReceivedCommands(installation.first.get()).empty());
     const RunResult unknown
         = RunProgram(installation.Unseen({"enum", "--port", "COM4", "--port", "left"}));
-    EXPECT_EQ(unknown.error, "korvex enum: there is no port 'left'; see 'korvex ports'\n");
+    EXPECT_EQ(
+        unknown.error, "korvex enum: there is no port 'left' among those of '--port NAME=PATH'\n");
     EXPECT_EQ(unknown.exitCode, 3);
     AddAnswerFault(installation.first.get(), {emulator::AnswerFaultKind::SILENCE});
     Process command(installation.Unseen({"enum", "--port", "COM3"}));
@@ -184,9 +185,9 @@ TEST(KorvexEnum, ReportsAPortThatAnotherProgramHolds)
     const Installation installation;
     HANDLE held = OpenPort(TerminalPath(installation.second.get()));
     Process command(installation.Unseen({"enum"}));
-    EXPECT_EQ(ReadLineWith(command.error, "left out"),
+    EXPECT_EQ(ReadLineWith(command.error, "skipped"),
         "korvex enum: '" + TerminalPath(installation.second.get())
-            + "' is left out: korvex_tests (process " + std::to_string(getpid()) + ") is using it");
+            + "' is skipped: korvex_tests (process " + std::to_string(getpid()) + ") is using it");
     EXPECT_EQ(ReadLine(command.error), "Enable Touch Tests");
     EXPECT_EQ(EndBySignal(&command, SIGTERM), 0);
     CloseHandle(held);

@@ -161,8 +161,8 @@ def identification(setting):
     holder = setting.name("holder")
     hold(guest, holder, ADAPTER)
     name = setting.enumerate("COM1=/dev/ttyS0", f"COM2={UART}", f"COM33={ADAPTER}")
-    guest.wait_line(name, "COM1 is left out: '/dev/ttyS0' is a system console")
-    guest.wait_line(name, f"'{ADAPTER}' is left out: ", limit=LONG)
+    guest.wait_line(name, "COM1 is skipped: '/dev/ttyS0' is a system console")
+    guest.wait_line(name, f"'{ADAPTER}' is skipped: ", limit=LONG)
     guest.wait_line(name, "Enable Touch Tests", limit=LONG)
     touch(setting, setting.uart, name, 50, 50)
     guest.stop(name)
@@ -645,9 +645,9 @@ def check_who_is_asked(setting, stranger):
     trigger = "udevadm control --reload; udevadm trigger --settle /dev/ttyUSB2"
     guest.run(f"""echo 'SUBSYSTEM=="tty", KERNEL=="ttyUSB2", ENV{{ID_KORVEX_IGNORE}}="1"' >{ignore}; {trigger}""")
     refused = said("check --probe --seconds 0")
-    expect("is not asked: udev has ID_KORVEX_IGNORE for it" in refused, f"check says {refused}")
+    expect("is skipped: its udev property ID_KORVEX_IGNORE is set" in refused, f"check says {refused}")
     name = setting.korvex("enum", f"enum --port ttyUSB2 --windows none --pointer none --state {state}")
-    guest.wait_line(name, "'--port': .* is not asked: udev has ID_KORVEX_IGNORE for it")
+    guest.wait_line(name, "'--port': .* is skipped: its udev property ID_KORVEX_IGNORE is set")
     guest.wait_line(name, "nothing is driven", limit=LONG)
     guest.stop(name)
     expect("none" in [port["askedBy"] for port in json.loads(said("ports --json"))], "ports does not show which port is not asked")
@@ -740,7 +740,7 @@ def check_truth(setting):
     expect_fault("left", "is stopped", "systemctl stop korvex@left")
     expect_fault("left", "has failed (exit-code)", "mkdir -p /etc/korvex; echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
     name = 'SUBSYSTEM=="tty", KERNEL=="ttyS%d", ENV{ID_KORVEX_PANEL}="%s"'
-    expect_fault("names", "the name 'left till', which is none",
+    expect_fault("names", "the name 'left till', which is not valid",
                  f"printf '%s\n' '{name % (2, 'left till')}' '{name % (3, 'door')}' >{rules}; "
                  "udevadm control --reload; udevadm trigger --settle --subsystem-match=tty")
     expect_fault("door", "udev rules give this name to '/dev/ttyS1' and to '/dev/ttyS3'")

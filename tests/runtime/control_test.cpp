@@ -127,12 +127,12 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
         Greeted(&second);
         EXPECT_THAT(Ask(&second, tried), HasSubstr("another client is trying"));
         for (const auto& [request, fault] :
-            std::vector<std::pair<std::string, std::string>>{{"tea", "no JSON object"},
+            std::vector<std::pair<std::string, std::string>>{{"tea", "not a JSON object"},
                 {R"({"do":"status","id":)" + std::string(32000, '[') + std::string(32000, ']')
                         + "}",
                     "'id' is neither"},
                 {R"({"do":"calibration","panel":["x"]})", "'panel' is no text"},
-                {"{}", "'do' is missing"}, {R"({"do":"fly"})", "'fly' is no request"},
+                {"{}", "'do' is missing"}, {R"({"do":"fly"})", "'fly' is not a request"},
                 {R"({"do":"listen","panel":"x"})", "no panel 'x'"},
                 {R"({"do":"store","calibration":{"box":[1,2,1,4]}})", "another client"}})
             EXPECT_THAT(Ask(&second, request), HasSubstr(fault)) << request;

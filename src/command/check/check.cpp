@@ -62,7 +62,7 @@ uint32_t ResolutionOf(const Listener* listener)
                             : static_cast<uint32_t>(listener->controller->resolutionBits);
 }
 
-// What to do where no display can be used, or another one than is meant.
+// The remedy where no display, or the wrong one, is used.
 std::string DisplayCure()
 {
     return getenv("SSH_CONNECTION") == nullptr
@@ -71,7 +71,7 @@ std::string DisplayCure()
           "XAUTHORITY where it asks for more";
 }
 
-// A display that ssh forwards is that of the computer in front of who works here.
+// A display that ssh forwards is the one of the user's own computer.
 bool IsDisplayForwarded()
 {
     const char* display = getenv("DISPLAY");
@@ -193,7 +193,7 @@ void CheckIntruders(const PortState* port, Findings* findings)
                   "(braille-device), or remove it"});
 }
 
-// A runtime reads the settings of its own folder, which may not be the one that is looked at here.
+// A runtime reads the settings of its own folder, which may not be the current one.
 void CheckItsSettings(const Listener* listener, Findings* findings)
 {
     const std::string& file = listener->remote->state.calibration.file;
@@ -228,7 +228,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
         CheckIntruders(port, findings);
         return;
     }
-    if (!options->probe && !IsPanelPort(options, port)) {
+    if (!options->probe && options->selectedPorts.empty() && !IsPanelPort(options, port)) {
         findings->push_back({Severity::NOTE, subject,
             "'" + port->path
                 + "' is not asked, since no panel is known there and it may be another device's; "
@@ -258,7 +258,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
     ReleaseController(controller);
 }
 
-// What a session has seen while it listened.
+// The counters of a session while it listened.
 void CheckReports(const Listener* listener, Findings* findings)
 {
     const PanelCounters now = CountedBy(listener);
@@ -321,19 +321,20 @@ bool Print(const std::string& text)
 
 int RunCheck(const Options* options)
 {
+    const std::string stateFault = PrepareState(options);
+    if (const int exitCode = SetUpPorts(options); exitCode != EXIT_DONE)
+        return exitCode;
     Findings findings;
     CheckDisplay(&findings);
     SetUpPointer(options); // in place of the display's
-    if (const std::string fault = PrepareState(options); !fault.empty())
+    if (!stateFault.empty())
         findings.push_back({Severity::FAULT, "state",
-            "'" + options->stateFolder + "' cannot be written: " + fault
+            "'" + options->stateFolder + "' cannot be written: " + stateFault
                 + "; put that right, or name another folder with '--state'"});
     std::error_code error;
     const std::string file = SettingsFilePath(); // empty: its path is too long
     if (!CheckPanels(&findings) || file.empty() || std::filesystem::exists(file, error))
         CheckSettings(&findings);
-    if (const int exitCode = SetUpPorts(options); exitCode != EXIT_DONE)
-        return exitCode;
     const std::vector<PortState> ports = AllPorts();
     if (ports.empty())
         findings.push_back({Severity::FAULT, "ports",

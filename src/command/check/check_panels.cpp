@@ -72,9 +72,9 @@ std::vector<PanelUnit> ParsePanelUnits(const std::string& text)
     return units;
 }
 
-// Those of these panels, whose names are made of letters, digits, "-" and "_", and all others that
-// it has in memory, as systemctl(1) lists them; none where there is no service manager, or it has
-// no such units. It keeps a unit that is stopped in memory only for a while: then "since" is empty.
+// The units of these panels, whose names are made of letters, digits, "-" and "_", and all others
+// in memory, as systemctl(1) lists them; none without a service manager or units. A stopped unit
+// stays in memory only for a while: then "since" is empty.
 std::vector<PanelUnit> PanelUnits(const std::vector<std::string>& panels)
 {
     std::string command
@@ -95,7 +95,7 @@ std::vector<PanelUnit> PanelUnits(const std::vector<std::string>& panels)
 
 // The sources that know a panel, and what each says.
 struct NamedPanel {
-    std::vector<std::string> ports; // that udev's rules give the name to
+    std::vector<std::string> ports; // with that name in udev's rules
     bool hasFolder = false;
     std::optional<PanelUnit> unit;
     std::optional<PanelState> driven;    // its state, from the runtime that drives it
@@ -130,7 +130,7 @@ bool HasAdapter(const std::string& panel)
     return fs::exists(LinkOf(panel), error);
 }
 
-// The names of what is in a folder.
+// The names of the entries of a folder.
 std::vector<std::string> NamesIn(const char* folder)
 {
     std::vector<std::string> names;

@@ -1,4 +1,4 @@
-// The part of `korvex check` on panels that have names, also where their ports are not there.
+// The part of `korvex check` on named panels, even if their ports are missing.
 #pragma once
 
 #include <string>
@@ -7,12 +7,12 @@
 
 namespace korvex::command {
 
-// Adds what is wrong with each panel that a udev rule, a unit, a folder below /var/lib/korvex or a
+// Adds the faults of each panel that a udev rule, a unit, a folder below /var/lib/korvex or a
 // control socket knows: its name, its adapter, its unit, its runtime, and the calibration in its
-// folder. False where no such panel is known.
+// folder. False where no panel is known so.
 bool CheckPanels(Findings* findings);
 
-// Whether the settings of a panel are in its own folder, where CheckPanels looks at them.
+// Whether the settings of a panel are in its own folder, where CheckPanels checks them.
 bool IsPanelFolder(const std::string& folder, const std::string& panel);
 
 } // namespace korvex::command

@@ -67,7 +67,7 @@ std::string Line(const Setting* setting)
     return "'" + setting->key + "=" + setting->text + "'";
 }
 
-// Adds what is to be said of one number.
+// Adds the findings on one number.
 void CheckNumber(const Setting* setting, int min, int max, Findings* findings)
 {
     const std::string number = std::to_string(setting->number);
@@ -158,7 +158,7 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
         AddFault(findings, PointsFaultText(&judgement));
 }
 
-// What is in the file although the runtime does not read it: somebody meant something by it.
+// Lines of the file that the runtime does not read, but somebody meant.
 void CheckLines(const std::string& path, Findings* findings)
 {
     platform::ProfileDocument file;

@@ -12,7 +12,7 @@ namespace korvex::command {
 // does is asked of the routines that it does it with.
 void CheckSettings(Findings* findings);
 
-// The same of the file in another folder, that of the panel `subject`.
+// Checks the file in another folder, that of the panel `subject`.
 void CheckSettingsIn(const std::string& folder, const std::string& subject, Findings* findings);
 
 } // namespace korvex::command

@@ -1,4 +1,4 @@
-// What "korvex check" finds, one line each.
+// Findings of "korvex check", one line each.
 #pragma once
 
 #include <algorithm>

@@ -103,7 +103,7 @@ void TakeMemory(
             recording->controller.memory.begin() + static_cast<ptrdiff_t>(address));
 }
 
-// What has been read of a recording besides what is kept of it.
+// The parser's state between two lines.
 struct ParserState {
     std::chrono::microseconds time{0}; // of the event before
     std::vector<uint8_t> command;      // the last one

@@ -31,9 +31,9 @@ struct RecordedReport {
     std::vector<uint8_t> bytes;
 };
 
-// What a recording holds of a controller and its session.
+// The recorded controller and its session.
 struct Recording {
-    emulator::EmulatorOptions controller; // its memory as far as it was asked for
+    emulator::EmulatorOptions controller; // with as much of its memory as was read
     std::vector<RecordedReport> reports;
 };
 

@@ -19,14 +19,14 @@ struct WindowBackend;
 
 enum class LineDirection { SENT, RECEIVED };
 
-// Folders, as native paths; empty: there is no such folder.
+// Folders, as native paths; empty: there is none.
 struct Folders {
     std::string state;   // where the registry and the devices' settings are kept
-    std::string system;  // what CSIDL_SYSTEM gives
+    std::string system;  // CSIDL_SYSTEM
     std::string windows; // the Windows folder
 };
 
-// The version of Windows that the machine gives itself.
+// The version of Windows that the machine reports.
 struct OperatingSystem {
     unsigned majorVersion = 5;
     unsigned minorVersion = 1;
@@ -42,7 +42,7 @@ struct Screen {
     std::atomic<int> width = 1024;
     std::atomic<int> height = 768;
 
-    std::atomic<bool> present = true; // whether that monitor was there when it was last looked for
+    std::atomic<bool> present = true; // whether that monitor was there at the last check
 
     std::string output; // whose monitor that is, "HDMI-1"; empty: the primary one
 
@@ -71,7 +71,7 @@ struct PointerBackend {
     std::function<void(const InputLine* line)> lineClosed = {};
 };
 
-// Who is told of what happens; on the thread on which it does.
+// Handlers of events; called on the thread on which the event happens.
 struct Observers {
     // A serial port could not be opened by its interface, with the error of CreateFileW.
     std::function<void(const std::string& path, DWORD error)> portRefused;
@@ -96,7 +96,7 @@ struct Observers {
     std::function<void(const std::string& output, bool present)> monitorChanged;
 };
 
-// What only tests take away.
+// Faults for tests.
 struct TestSwitches {
     bool serviceManagerLocked = false; // true: the service manager cannot be opened
     // Windows has it since Vista; false: GetProcAddress does not find it
@@ -116,7 +116,7 @@ struct Machine {
     Observers observers;
     TestSwitches tests;
 
-    // Is asked last before the process ends, with the exit code, and gives the one that counts.
+    // Called last before the process ends, with the exit code; its result replaces the code.
     std::function<int(int exitCode)> onExit;
 };
 

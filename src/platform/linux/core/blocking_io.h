@@ -10,16 +10,17 @@ namespace korvex::platform {
 using Clock = std::chrono::steady_clock;
 
 enum class IoWait {
-    // the descriptor has the events asked for, or has failed: the next system call on it tells
+    // the descriptor has the requested events, or has failed: the next system call on it shows
+    // which
     READY,
     TIMED_OUT, // the deadline has passed
     WOKEN,     // the wake descriptor became readable
     CANCELLED, // CancelIo was called for this thread
 };
 
-// What another thread needs to end the waits of one.
+// Ends the waits of one thread, for another thread.
 struct IoCancellation {
-    // an eventfd: readable once the pending wait is to end; -1 when the system has refused it
+    // an eventfd: readable once the pending wait must end; -1 when the system has refused it
     int descriptor = -1;
 
     std::mutex mutex; // guards the rest
@@ -32,7 +33,7 @@ struct IoCancellation {
     IoCancellation& operator=(const IoCancellation&) = delete;
 };
 
-// Has the calling thread's waits end through `cancellation`, which must live as long as they do;
+// Makes the calling thread's waits end through `cancellation`, which must live as long as they do;
 // null: through nothing.
 void UseCancellation(IoCancellation* cancellation);
 

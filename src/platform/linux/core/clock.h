@@ -1,4 +1,4 @@
-// The system clock in the two forms in which Windows gives it.
+// The system clock in the two forms of Windows.
 #pragma once
 
 #include "platform/linux/core/types.h"
@@ -25,5 +25,5 @@ void GetSystemTime(SYSTEMTIME* time);
 // Milliseconds of a steady clock; wraps. Only for differences.
 DWORD GetTickCount();
 
-// Intervals of 100 ns since 1 January 1601 UTC. The day of the week is not looked at.
+// Intervals of 100 ns since 1 January 1601 UTC. The day of the week is ignored.
 BOOL SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime);

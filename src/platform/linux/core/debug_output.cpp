@@ -23,6 +23,6 @@ void OutputDebugStringW(const WCHAR* text)
     if (machine->trace)
         machine->trace(bytes);
     else
-        // where that fails nobody is left to be told
+        // a failure cannot be reported anywhere
         korvex::platform::WriteWhole(STDERR_FILENO, bytes);
 }

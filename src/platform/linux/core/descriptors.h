@@ -1,4 +1,4 @@
-// What more than one part of this layer does with files and their descriptors.
+// Reading and writing through file descriptors.
 #pragma once
 
 #include <sys/stat.h>

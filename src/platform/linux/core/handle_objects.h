@@ -6,7 +6,7 @@
 
 namespace korvex::platform {
 
-// The object behind a handle: ports, files, events and others each have a type of their own. It is
+// The object of a handle: ports, files, events and others each have a type of their own. It is
 // destroyed when the handle is closed.
 struct HandleObject {
     HandleObject() = default;
@@ -37,7 +37,7 @@ inline HANDLE HandleOf(HandleObject* object)
     return object;
 }
 
-// The object behind a handle of that type; else null, with ERROR_INVALID_HANDLE.
+// The object of a handle of that type; else null, with ERROR_INVALID_HANDLE.
 template <typename T>
 T* ObjectAs(HANDLE handle)
 {

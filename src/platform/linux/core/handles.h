@@ -1,4 +1,4 @@
-// What can be done with a handle whatever it is of.
+// The calls on handles of any type.
 #pragma once
 
 #include "platform/linux/core/types.h"

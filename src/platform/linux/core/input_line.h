@@ -7,10 +7,10 @@
 
 namespace korvex::platform {
 
-// A line that is open. Its address tells it from every other line that is, or that a thread has
-// read last.
+// A line that is open. Its address distinguishes it from every other line that is, or that a thread
+// has read last.
 struct InputLine {
-    std::string path; // as it was opened: /dev/ttyUSB0, or a link to that
+    std::string path; // under which it was opened: /dev/ttyUSB0, or a link to that
 };
 
 // Takes note that the calling thread reads the line.

@@ -1,4 +1,4 @@
-// What the system tells of itself, and the comparison of texts.
+// The system's version, folder and metrics, and the comparison of texts.
 #pragma once
 
 #include "platform/linux/core/types.h"
@@ -30,7 +30,7 @@ inline constexpr int SM_TABLETPC = 86;
 inline constexpr BYTE VER_NT_WORKSTATION = 1;
 inline constexpr BYTE VER_NT_SERVER = 3;
 
-// The version that the machine gives itself (machine.h); an OSVERSIONINFOEXW, by its size, gets the
+// The version that the machine reports (machine.h); an OSVERSIONINFOEXW, by its size, gets the
 // product type too.
 BOOL GetVersionExW(OSVERSIONINFOW* version);
 

@@ -119,7 +119,7 @@ std::u16string FromNativePath(std::string_view path)
 
 std::string ToNativePath(std::u16string_view path)
 {
-    // The prefix that tells Windows to take a path as it is.
+    // The prefix of a path that Windows takes verbatim.
     std::u16string text(path.starts_with(u"\\\\?\\") ? path.substr(4) : path);
     std::replace(text.begin(), text.end(), u'\\', u'/');
     std::replace(text.begin(), text.end(), NATIVE_BACKSLASH, u'\\');

@@ -8,7 +8,7 @@
 namespace korvex::platform {
 
 // UTF-8 to UTF-16. A byte that is no part of valid UTF-8 becomes the lone surrogate 0xDC00 + byte,
-// so that ToUtf8 gives it back: no file content and no file name is lost on the way.
+// which ToUtf8 turns back: no file content and no file name is lost on the way.
 std::u16string FromUtf8(std::string_view bytes);
 
 // The reverse; any other lone surrogate becomes U+FFFD.

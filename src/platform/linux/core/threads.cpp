@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 #include "platform/linux/core/blocking_io.h"
@@ -174,7 +174,8 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
         errno = EINVAL;
         return 0;
     }
-    const auto record = std::make_shared<ThreadRecord>();
+    auto thread = std::make_unique<ThreadObject>();
+    const auto record = thread->record = std::make_shared<ThreadRecord>();
     if (record->cancellation.descriptor < 0)
         return 0;
     // the thread may end before it is stored
@@ -182,14 +183,12 @@ uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, ThreadRoutine r
     ++korvex::platform::runningThreads;
     try {
         record->thread = std::thread(korvex::platform::RunThread, record, routine, argument);
-    } catch (const std::system_error& refused) {
+    } catch (const std::exception&) { // the system refuses it, or memory for it
         --korvex::platform::runningThreads;
-        errno = refused.code().value();
+        errno = EAGAIN;
         return 0;
     }
-    auto* thread = new ThreadObject;
-    thread->record = record;
-    return reinterpret_cast<uintptr_t>(HandleOf(thread));
+    return reinterpret_cast<uintptr_t>(HandleOf(thread.release()));
 }
 
 BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode)

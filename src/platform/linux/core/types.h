@@ -17,7 +17,7 @@ using LPWSTR = WCHAR*;
 using HANDLE = void*;
 using HWND = struct HWND__*;
 
-// Never looked into: every call that takes one is given null.
+// Never read: every call with one is passed null.
 struct OVERLAPPED;
 struct SECURITY_ATTRIBUTES;
 

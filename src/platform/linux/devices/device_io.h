@@ -1,5 +1,5 @@
 // Control requests to devices that a driver of this layer serves (DeviceServer in device_tree.h).
-// CreateFileW opens such a device by the path of its interface.
+// CreateFileW opens one by the path of its interface.
 #pragma once
 
 #include <memory>

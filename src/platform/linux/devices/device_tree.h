@@ -13,9 +13,9 @@
 
 namespace korvex::platform {
 
-// A device that a driver serves: its interface's path opens it where `canOpen` says so, and
-// DeviceIoControl reaches `control`, whose output is sized to what the caller takes. Both may be
-// called from any thread.
+// A device that a driver serves: CreateFileW opens its interface's path if `canOpen` returns true,
+// and DeviceIoControl calls `control`, whose output is resized to the caller's capacity. Both may
+// be called from any thread.
 struct DeviceServer {
     std::function<bool()> canOpen;
     std::function<bool(DWORD code, const std::vector<BYTE>& input, std::vector<BYTE>* output)>

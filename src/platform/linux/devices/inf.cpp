@@ -72,7 +72,7 @@ void InstallService(const ProfileDocument* inf, const std::filesystem::path& inf
     fs::create_directories(target.parent_path(), error);
     const fs::path source = infFolder / target.filename();
     if (fs::is_regular_file(source, error)) {
-        fs::remove(target, error); // a link in its place goes, not what it names
+        fs::remove(target, error); // replaces a link, not its target
         fs::copy_file(source, target, error);
     }
 

@@ -4,8 +4,8 @@
 #include "platform/linux/core/modules.h"
 #include "platform/linux/core/types.h"
 
-// Carries out "SECTION MODE PATH": installs the services that the section of the INF file, or the
-// one with ".Services" behind its name, names in AddService, and copies each service's binary from
-// the INF's folder. The mode is 0 to 4, or that much more than 128; with any other nothing is
+// Carries out "SECTION MODE PATH": installs the services that AddService names in the section of
+// the INF file, or in the one with ".Services" after its name, and copies each service's binary
+// from the INF's folder. The mode is 0 to 4, or that much more than 128; with any other nothing is
 // installed.
 void InstallHinfSectionW(HWND window, HMODULE instance, LPCWSTR command, int show);

@@ -28,7 +28,7 @@ std::string DevicesFile()
     return folder.empty() ? "" : folder + "/devices.ini";
 }
 
-// What the state folder keeps of a port.
+// A port's value in the state folder.
 std::u16string StoredValue(std::u16string_view instanceId, std::u16string_view key)
 {
     ProfileDocument devices;

@@ -22,8 +22,8 @@ DEVINST AddSerialPort(
 // end of the process all the same.
 bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters);
 
-// Has a filter present a child below a port: the one with this instance ID, or none. False when the
-// state folder cannot keep it; it counts until the end of the process all the same.
+// Makes a filter present a child below a port: the one with this instance ID, or none. False when
+// the state folder cannot keep it; the child stays until the end of the process all the same.
 bool PresentChild(DEVINST port, std::u16string_view instanceId);
 
 // Takes a port's filters, its child and what the state folder keeps of it away. False when that
@@ -33,11 +33,12 @@ bool ForgetPort(DEVINST port);
 // Removes a node and all below it; a port's stored child goes too.
 void RemoveNode(DEVINST node);
 
-// The one driver that can be a port's first upper filter: `start` is called when such a port is
+// The one driver that can be a port's first upper filter: `start` is called when its port is
 // restarted or enumerated, without the tree's lock. The name is a constant's.
 void SetFilterDriver(std::u16string_view service, void (*start)(DEVINST port));
 
-// Has the driver of the node's first upper filter look at the port. Called without the tree's lock.
+// Makes the driver of the node's first upper filter examine the port. Called without the tree's
+// lock.
 void StartFilter(DEVINST node);
 
 // Forgets every node, filter driver and volatile value of the registry, for the next test. No

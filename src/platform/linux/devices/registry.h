@@ -26,7 +26,7 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR name, DWORD reserved, LPWSTR className
 LONG RegOpenKeyExW(HKEY parent, LPCWSTR name, DWORD options, DWORD access, HKEY* key);
 
 // `size` in bytes: the buffer's before, the value's after. A null buffer asks for the size alone;
-// one that is too small gives ERROR_MORE_DATA. A string's size counts its terminator.
+// for one that is too small the result is ERROR_MORE_DATA. A string's size includes its terminator.
 LONG RegQueryValueExW(
     HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
 

@@ -28,7 +28,7 @@ struct NamedValue {
     RegistryValue value;
 };
 
-// Whether changes can be made at all; that the disk fills up meanwhile shows when they are written.
+// Whether changes can be made now; a disk that fills up later shows when they are written.
 bool IsRegistryWritable();
 
 // A key exists when something is stored in it or below it.
@@ -39,7 +39,7 @@ std::optional<RegistryValue> ReadRegistryValue(std::u16string_view path, std::u1
 // A text value; empty when there is none or it is no text.
 std::u16string ReadRegistryText(std::u16string_view path, std::u16string_view name);
 
-// Creates the key where it is missing and sets its values, in one go, and tells the machine of
+// Creates the key where it is missing and sets its values, in one go, and notifies the machine of
 // each. False when that cannot be written; nothing is then changed.
 bool WriteRegistryValues(std::u16string_view path, const std::vector<NamedValue>* values);
 bool WriteRegistryText(

@@ -56,7 +56,7 @@ struct SP_DEVINSTALL_PARAMS_W {
     DWORD Flags;
 };
 
-// What a co-installer is called with.
+// The context of a call of a co-installer.
 struct COINSTALLER_CONTEXT_DATA {
     BOOL PostProcessing;
     DWORD InstallResult;

@@ -71,6 +71,17 @@ DeviceNode* PresentNode(const SP_DEVINFO_DATA* element)
     return node;
 }
 
+// Whether it is one of the two requests that the library makes, whole.
+bool IsKnownRequest(const SP_CLASSINSTALL_HEADER* header, DWORD size)
+{
+    if (header->InstallFunction == DIF_PROPERTYCHANGE && size == sizeof(SP_PROPCHANGE_PARAMS)) {
+        const auto* change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(header);
+        return change->StateChange == DICS_PROPCHANGE && change->Scope == DICS_FLAG_CONFIGSPECIFIC;
+    }
+    return header->InstallFunction == DIF_REMOVE && size == sizeof(SP_REMOVEDEVICE_PARAMS)
+        && reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(header)->Scope == DI_REMOVEDEVICE_GLOBAL;
+}
+
 } // namespace
 
 } // namespace korvex::platform
@@ -206,11 +217,16 @@ HKEY SetupDiOpenDevRegKey(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, DWORD 
         korvex::platform::HardwareKeyPath(node->options.instanceId), access);
 }
 
-BOOL SetupDiSetClassInstallParamsW(HDEVINFO /*devices*/, SP_DEVINFO_DATA* element,
-    SP_CLASSINSTALL_HEADER* /*parameters*/, DWORD /*size*/)
+BOOL SetupDiSetClassInstallParamsW(
+    HDEVINFO /*devices*/, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size)
 {
     const TreeLock lock;
-    return korvex::platform::PresentNode(element) != nullptr ? TRUE : FALSE;
+    if (korvex::platform::PresentNode(element) == nullptr)
+        return FALSE;
+    return parameters->cbSize == sizeof(*parameters)
+            && korvex::platform::IsKnownRequest(parameters, size)
+        ? TRUE
+        : Fail(ERROR_INVALID_PARAMETER);
 }
 
 BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO /*devices*/, SP_DEVINFO_DATA* element)
@@ -224,6 +240,8 @@ BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO /*devices*/, SP_DE
             korvex::platform::RemoveNode(element->DevInst);
             return TRUE;
         }
+        if (function != DIF_PROPERTYCHANGE)
+            return Fail(ERROR_INVALID_FUNCTION);
         ++node->hooks.restarts;
     }
     korvex::platform::StartFilter(element->DevInst);

@@ -26,7 +26,8 @@ BOOL SetupDiSetDeviceRegistryPropertyW(
 HKEY SetupDiOpenDevRegKey(HDEVINFO devices, SP_DEVINFO_DATA* element, DWORD scope, DWORD profile,
     DWORD keyType, DWORD access);
 
-// The parameters of the next request; of the two that the library makes nothing in them matters.
+// Checks the parameters of a request: DICS_PROPCHANGE for this hardware profile
+// (DICS_FLAG_CONFIGSPECIFIC), or DI_REMOVEDEVICE_GLOBAL.
 BOOL SetupDiSetClassInstallParamsW(
     HDEVINFO devices, SP_DEVINFO_DATA* element, SP_CLASSINSTALL_HEADER* parameters, DWORD size);
 

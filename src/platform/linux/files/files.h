@@ -24,11 +24,10 @@ HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWS
 
 namespace korvex::platform {
 
-// Opens an existing regular file for CreateFileW, of which a handle says that it can be opened so:
-// what is in it is read and written by profile.h. A file without any write permission counts as one
-// with the read-only attribute, which binds administrators too; one that is no regular file, is
-// reached through an untrusted link, or is too large to be read whole (whole_files.h) cannot be
-// opened.
+// Opens an existing regular file for CreateFileW. The handle only proves that this is possible:
+// profile.h reads and writes the content. A file without any write permission is read-only, even
+// for root; one that is no regular file, is reached through an untrusted link, or is too large to
+// be read whole (whole_files.h) cannot be opened.
 HANDLE OpenRegularFile(const std::string& path, DWORD access);
 
 } // namespace korvex::platform

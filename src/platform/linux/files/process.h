@@ -5,8 +5,8 @@
 #include "platform/linux/core/types.h"
 
 // Sets ERROR_ALREADY_EXISTS when another process of this user's session holds a mutex of that name,
-// or when nobody can know that, of which the machine is told (mutexRefused); else ERROR_SUCCESS.
-// Never closed, it is held until the process ends.
+// or when that cannot be found out, of which the machine is notified (mutexRefused); else
+// ERROR_SUCCESS. Never closed, it is held until the process ends.
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR name);
 
 // Starts a program with its parameters, split at blanks outside double quotes; only the verb
@@ -14,6 +14,6 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, LPCWSTR na
 HINSTANCE ShellExecuteW(
     HWND owner, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, int show);
 
-// Flushes what was printed and ends the process: at once while another thread runs, through the
-// exit handlers otherwise. The machine may turn the exit code into another one (machine.h, onExit).
+// Flushes the output and ends the process: at once while another thread runs, through the exit
+// handlers otherwise. The machine may replace the exit code (machine.h, onExit).
 [[noreturn]] void ExitProcess(UINT exitCode);

@@ -42,14 +42,14 @@ void Apply(const std::vector<PendingWrite>& writes, ProfileDocument* profile)
 // The file, with what the thread has written of it.
 ProfileDocument Read(const std::string& path)
 {
-    const bool isOpened = snapshot.path == path;
     ProfileDocument profile;
-    if (isOpened && snapshot.profile)
+    if (snapshot.path == path && snapshot.profile) {
         profile = *snapshot.profile;
-    else
+    } else {
         ReadProfile(path, &profile);
-    if (isOpened)
-        snapshot.profile = profile;
+        if (snapshot.path == path)
+            snapshot.profile = profile;
+    }
     if (const auto written = pendingWrites.find(path); written != pendingWrites.end())
         Apply(written->second, &profile);
     return profile;

@@ -20,11 +20,11 @@ DWORD GetPrivateProfileStringW(
     LPCWSTR section, LPCWSTR key, LPCWSTR fallback, LPWSTR buffer, DWORD capacity, LPCWSTR path);
 
 // Sets one value, creating file, section and key where they are missing; a null value removes the
-// key. Every other line stays as it is, line ends and encoding included. FALSE, with nothing
-// changed, for a file that cannot be written as things are.
+// key. Every other line stays unchanged, line ends and encoding included. FALSE, with nothing
+// changed, for a file that cannot be written now.
 // With section, key and value null it flushes what the thread has written to the file: FALSE
 // always, as Windows documents it, with the last error ERROR_SUCCESS when all is on the disk; else
-// the file is as it was, and what was written is forgotten.
+// the file is unchanged, and the thread's writes are forgotten.
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR path);
 
 namespace korvex::platform {

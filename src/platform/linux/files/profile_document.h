@@ -1,4 +1,4 @@
-// The content of an INI file, for the calls that read and change it: each line is kept as it is,
+// The content of an INI file, for the calls that read and change it: each line is kept verbatim,
 // with its own line end.
 #pragma once
 

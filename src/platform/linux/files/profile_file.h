@@ -13,8 +13,8 @@ namespace korvex::platform {
 // when it cannot be read (ReadWholeFile).
 bool ReadProfile(const std::string& path, ProfileDocument* profile);
 
-// Has `change` change the file (ChangeWholeFile). False with errno set when that fails; the file is
-// then as it was.
+// Changes the file by `change` (ChangeWholeFile). False with errno set when that fails; the file is
+// then unchanged.
 bool UpdateProfile(const std::string& path, const std::function<void(ProfileDocument*)>& change,
     Durability durability = Durability::SYNCED);
 

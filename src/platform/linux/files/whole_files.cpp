@@ -86,7 +86,8 @@ struct FolderLock {
         const int error = errno;
         waitedInVain = file < 0 && error == EWOULDBLOCK;
         if (file >= 0) {
-            GiveToOwnerOf(folder.descriptor, file); // who may wait for it or find it left behind
+            GiveToOwnerOf(
+                folder.descriptor, file); // for others who wait for it or find it left over
             return;
         }
         close(std::exchange(folder.descriptor, -1));
@@ -139,7 +140,7 @@ std::string WriteTemporary(const fs::path& target, int folder, const struct stat
         return {};
     bool written = true;
     if (old != nullptr) {
-        // Only the superuser can give a file away; everyone else's new file stays their own.
+        // Only the superuser can change a file's owner; everyone else's new file stays their own.
         [[maybe_unused]] const int refused = fchown(file.descriptor, old->st_uid, old->st_gid);
         written = fchmod(file.descriptor, old->st_mode & 0777) == 0;
     } else {

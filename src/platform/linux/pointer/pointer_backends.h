@@ -11,7 +11,7 @@ namespace korvex::platform {
 
 struct PointerKind {
     const char* name; // "uinput"
-    // Has the machine's input go there. False, with a reason, when it cannot.
+    // Directs the machine's input there. False, with a reason, when it cannot.
     bool (*use)(const PointerSettings& settings, std::string* reason);
 };
 

@@ -11,7 +11,7 @@ namespace korvex::platform {
 // spoils the next.
 bool IsPointerLogBroken();
 
-// Has the machine's input go to the settings' descriptor as one JSON object a line,
+// Directs the machine's input to the settings' descriptor as one JSON object a line,
 // {"dx":32767,"dy":32767,"flags":32771}, each in one write. The pointer is where the last input
 // that moves has put it. True always.
 bool UseLoggedPointer(const PointerSettings& settings, std::string* reason);

@@ -1,4 +1,4 @@
-// What the ways of pointer input are made with.
+// The settings of a way of pointer input.
 #pragma once
 
 #include <unistd.h>

@@ -56,8 +56,8 @@ struct TouchDevices {
 };
 
 // Desktops keep a touch screen's monitor by its product number. One made of the panel's name stays
-// when the controller is exchanged, and tells two equal panels apart: the hash FNV-1a, folded to 16
-// bits.
+// when the controller is exchanged, and distinguishes two equal panels: the hash FNV-1a, folded to
+// 16 bits.
 int ProductOf(const std::string& panel)
 {
     uint32_t hash = 2166136261;
@@ -103,9 +103,8 @@ std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const std::string
     return made;
 }
 
-// The line's device, with the lock held; null when it cannot be made, which is tried again once a
-// second. Where it is new, the lock is let go meanwhile: who describes the panel may take long, and
-// the other lines' touches go on.
+// The line's device, with the lock held; null when it cannot be made, which is retried once a
+// second. Releases the lock while it describes a new panel, so that other lines are not delayed.
 TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line, std::unique_lock<std::mutex>* lock)
 {
     constexpr std::chrono::seconds RETRY_INTERVAL{1};

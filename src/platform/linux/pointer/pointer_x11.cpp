@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
 constexpr std::chrono::seconds MEASURE_INTERVAL{1};
 
-// Where a monitor was when it was last looked at.
+// Where a monitor was at the last check.
 struct MeasuredMonitor {
     bool present = true;
     MonitorArea area{};
@@ -44,8 +44,8 @@ struct PointerDisplay {
     Clock::time_point lastAttempt;
 };
 
-// The monitor of an output, looked at anew once a second: it may go, and it changes when the screen
-// is turned or set to another mode.
+// The monitor of an output, checked once a second: it may go, and it changes when the screen is
+// turned or set to another mode.
 const MeasuredMonitor* MonitorOf(PointerDisplay* pointer, const std::string& output)
 {
     MeasuredMonitor* monitor = &pointer->monitors[output];

@@ -10,14 +10,14 @@ inline constexpr int32_t MAX_TOUCH_COORDINATE = 65535;
 
 struct TouchState {
     bool touching;
-    int32_t x; // 0 to MAX_TOUCH_COORDINATE; beyond it the nearest counts
+    int32_t x; // 0 to MAX_TOUCH_COORDINATE; clamped
     int32_t y;
 
     bool operator==(const TouchState&) const = default;
 };
 
-// Writes what changes from one state to the next, and SYN_REPORT behind it, in one write; nothing
-// when nothing changes. False when the descriptor does not take it.
+// Writes the changes from one state to the next, then SYN_REPORT, in one write; nothing when
+// nothing changes. False when the descriptor does not take it.
 bool WriteTouch(int descriptor, const TouchState* before, const TouchState* after);
 
 } // namespace korvex::platform

@@ -7,11 +7,11 @@
 
 namespace korvex::platform {
 
-// Makes the line carry bytes as they are, and returns the settings that it had, to be put back.
-// False for what is no terminal.
+// Makes the line carry bytes unchanged, and returns its previous settings, to be put back. False
+// for anything but a terminal.
 bool MakeRaw(int descriptor, termios* before);
 
-// What the DCB shows of a line before anything is set; null settings: of what is no terminal.
+// The DCB of a line before anything is set; null settings: no terminal.
 void DescribeLine(const termios* settings, DCB* dcb);
 
 // Gives the line the settings of a DCB. False, with the last error set, when it does not take them.

@@ -29,7 +29,7 @@ struct TtyName {
     int number;
 };
 
-// What ports are listed by.
+// The order of the ports.
 auto OrderOf(const TtyName* tty)
 {
     const auto place = std::find(FAMILIES.begin(), FAMILIES.end(), tty->family) - FAMILIES.begin();

@@ -13,15 +13,15 @@ inline constexpr int FIRST_OTHER_PORT = 33;
 
 struct ScannedPort {
     // "COM1": ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters (ttyUSB, ttyACM) follow from COM33,
-    // or behind the last UART, and then the ports of other drivers (ttyAMA, ttymxc).
+    // or after the last UART, and then the ports of other drivers (ttyAMA, ttymxc).
     std::string name;
     std::string path; // /dev/ttyS0
     // that of the adapter across runs, below /dev/serial/by-path, where it has one; else `path`
     std::string stablePath;
 };
 
-// The entries of /sys/class/tty that have a device behind them, whatever its driver, in the order
-// of their names; never one that is a kernel console (/proc/consoles).
+// The entries of /sys/class/tty with a device, whatever its driver, in the order of their names;
+// never one that is a kernel console (/proc/consoles).
 std::vector<ScannedPort> ScanSerialPorts(const SystemRoots& roots = {});
 
 // True when the tty is a kernel console.

@@ -31,11 +31,11 @@ using std::chrono::milliseconds;
 // How long a flush may take: the line's longest output queue at 9600 baud is out in less.
 constexpr milliseconds FLUSH_LIMIT{500};
 
-// A pseudo-terminal stays open to others: whoever emulates the device behind it opens it too.
+// A pseudo-terminal stays open to others: the emulator of its device opens it too.
 bool IsPseudoTerminal(int descriptor)
 {
     struct stat status{};
-    // The kernel's devices list gives the terminals of pseudo-terminals the major numbers 136 to
+    // In the kernel's devices list the terminals of pseudo-terminals have the major numbers 136 to
     // 143.
     return fstat(descriptor, &status) == 0 && major(status.st_rdev) >= 136
         && major(status.st_rdev) <= 143;
@@ -91,8 +91,8 @@ void ClaimExclusively(SerialPort* port)
         port->triggerBefore = trigger;
 }
 
-// The number of a pseudo-terminal soon belongs to someone else, a shell say, so such a line is
-// taken again only through a symbolic link that was made anew.
+// The number of a pseudo-terminal soon belongs to someone else, for example a shell, so its line is
+// taken again only through a symbolic link that was made since.
 bool MayReopen(const SerialPort* port)
 {
     struct stat status{};
@@ -169,8 +169,8 @@ bool MarkDisconnected(SerialPort* port)
 {
     port->hangupPending = true;
     if (!port->line->path.empty()) {
-        // An open descriptor would keep the adapter's number taken, and it would come back under
-        // another one.
+        // An open descriptor would keep the adapter's number taken, and it would come back under a
+        // different one.
         ::close(port->descriptor);
         port->descriptor = -1;
         port->terminal = false;

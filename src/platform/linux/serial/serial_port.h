@@ -1,4 +1,4 @@
-// The record behind a serial port's handle, for the calls that work on it.
+// The record of a serial port's handle, for the calls that work on it.
 #pragma once
 
 #include <sys/stat.h>
@@ -28,7 +28,7 @@ struct SerialPort : HandleObject {
     std::shared_ptr<InputLine> line = std::make_shared<InputLine>();
     bool waitedOn = false;      // for input, once or more
     int descriptor = -1;        // -1: the line is gone
-    int wakeDescriptor = -1;    // an eventfd: readable once a pending WaitCommEvent is to end
+    int wakeDescriptor = -1;    // an eventfd: readable once a pending WaitCommEvent must end
     bool hangupPending = false; // the line has gone since the last WaitCommEvent
     bool exclusive = false;     // TIOCEXCL is set
     bool pseudoTerminal = false;
@@ -36,11 +36,11 @@ struct SerialPort : HandleObject {
     // false for a pipe or a socket, which has no settings and nothing to flush
     bool terminal = false;
     termios settingsBefore{};  // of a terminal, put back when the port is closed
-    UartTrigger triggerBefore; // likewise
+    UartTrigger triggerBefore; // the trigger before the port was opened
     DCB dcb{};
     COMMTIMEOUTS timeouts{};
 
-    // What has been fetched from the descriptor and not been read yet: [queueStart, queueEnd).
+    // Bytes that were fetched from the descriptor and not read yet: [queueStart, queueEnd).
     std::array<uint8_t, 4096> queue{};
     size_t queueStart = 0;
     size_t queueEnd = 0;
@@ -51,7 +51,7 @@ struct SerialPort : HandleObject {
     bool woken = false; // the wake descriptor is readable
 };
 
-// Makes a port of an open tty, without locking it; also of a pipe or socket, which then serves as a
+// Makes a port of an open tty, without locking it, or of a pipe or socket, which then serves as a
 // line without settings. Takes the descriptor over. Null, with the descriptor closed, when the
 // system refuses.
 SerialPort* AdoptSerialDescriptor(int descriptor);
@@ -59,7 +59,7 @@ SerialPort* AdoptSerialDescriptor(int descriptor);
 // Opens a tty exclusively. Null, with the last error set, when it cannot be opened.
 SerialPort* OpenSerialPort(const char* path);
 
-// The path that the port behind a handle was opened by; empty for any other handle.
+// The path under which a handle's port was opened; empty for any other handle.
 std::string OpenedPathOf(HANDLE handle);
 
 // Whether the line is there; one that has gone is opened again by its path, and gets its settings

@@ -9,15 +9,15 @@
 
 namespace korvex::platform {
 
-// A UART's setting as it was; `file` is empty where nothing was changed.
+// A UART's previous setting; `file` is empty where nothing was changed.
 struct UartTrigger {
     std::string file;
     std::string before;
 };
 
-// Has the UART behind an open tty hand over each byte as it comes. Nothing changes on a tty without
+// Makes the UART of an open tty hand over each byte as it comes. Nothing changes on a tty without
 // the setting (adapters, pseudo-terminals) or where this process may not write it: root may, and a
-// udev rule can do it in its place.
+// udev rule can do it instead.
 UartTrigger LowerUartTrigger(int descriptor, const SystemRoots& roots = {});
 
 // Puts the setting back.

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr LPCWSTR BOX_CLASS = u"#32770"; // the name that Windows gives dialogs
+constexpr LPCWSTR BOX_CLASS = u"#32770"; // Windows' name of dialogs
 constexpr int MARGIN = 24;
 constexpr int LINE_HEIGHT = 20;
 constexpr int CHARACTER_WIDTH = 9; // enough for the font at its average
@@ -57,8 +57,8 @@ LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM l
     }
     if (message == WM_LBUTTONDOWN)
         box.pressed = IsOnButton(lParam);
-    // A release counts only behind its press: that of the key that started the program comes to the
-    // box too.
+    // A release is valid only after its press: that of the key that started the program comes to
+    // the box too.
     if (message == WM_KEYDOWN && (wParam == VK_RETURN || wParam == VK_ESCAPE || wParam == VK_SPACE))
         box.pressedKey = wParam;
     if (message == WM_CLOSE || (message == WM_LBUTTONUP && box.pressed && IsOnButton(lParam))

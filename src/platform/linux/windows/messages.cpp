@@ -62,7 +62,7 @@ std::optional<MSG> TakePosted()
     return message;
 }
 
-// The message of a window of this thread that is to be painted, until it has been.
+// WM_PAINT for a window of this thread that must be painted, until it has been.
 std::optional<MSG> FindPaint()
 {
     const std::lock_guard guard(Windows()->mutex);
@@ -217,8 +217,8 @@ DWORD MsgWaitForMultipleObjects(
         Fail(ERROR_INVALID_PARAMETER);
         return WAIT_FAILED;
     }
-    // Events and threads have no descriptor, so both are looked at in turn; this is only called on
-    // the way to the process's end.
+    // Events and threads have no descriptor, so both are polled in turn; this is only called on the
+    // way to the process's end.
     constexpr DWORD INTERVAL = 5;
     for (DWORD waited = 0;; waited += INTERVAL) {
         {

@@ -6,17 +6,17 @@
 #include "platform/linux/windows/window_types.h"
 
 // Returns when the window's thread has carried the message out; 0 for a window that is gone.
-// Posting returns at once, and fails for such.
+// Posting returns at once, and fails for a window that is gone.
 LRESULT SendMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
 BOOL PostMessageW(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
 
 // `window` and the message range must be null and 0: every message of the thread, posted ones
-// first, then WM_PAINT for a window that is to be painted, then WM_TIMER for a timer that is due.
-// -1 when the display is lost.
+// first, then WM_PAINT for a window that must be painted, then WM_TIMER for a timer that is due. -1
+// when the display is lost.
 BOOL GetMessageW(MSG* message, HWND window, UINT first, UINT last);
 BOOL TranslateMessage(const MSG* message);
 
-// When the message that the thread has got last was posted, as GetTickCount gives it.
+// When the last message of the thread was posted, in time of GetTickCount.
 LONG GetMessageTime();
 LRESULT DispatchMessageW(const MSG* message);
 
@@ -28,7 +28,7 @@ DWORD MsgWaitForMultipleObjects(
 BOOL PeekMessageW(MSG* message, HWND window, UINT first, UINT last, UINT remove);
 
 // A timer of a window sends it WM_TIMER with its identifier, every so many milliseconds until it is
-// killed or the window is destroyed; setting it again starts it anew. On the window's thread;
+// killed or the window is destroyed; setting it again restarts it. On the window's thread;
 // `procedure` must be null.
 UINT_PTR SetTimer(HWND window, UINT_PTR identifier, UINT milliseconds, void* procedure);
 BOOL KillTimer(HWND window, UINT_PTR identifier);

@@ -17,7 +17,7 @@ enum class Kind { BRUSH, PEN, FONT };
 
 } // namespace
 
-// What can be selected into a device context.
+// An object that can be selected into a device context.
 struct HGDIOBJ__ {
     Kind kind;
     bool isStock;

@@ -5,8 +5,8 @@
 
 #include "platform/linux/windows/window_types.h"
 
-// The window is painted as a whole: areas must be null. WM_PAINT comes when nothing else is to be
-// done, or at once with RDW_UPDATENOW.
+// The window is painted as a whole: areas must be null. WM_PAINT comes when no other message is
+// due, or at once with RDW_UPDATENOW.
 BOOL InvalidateRect(HWND window, const RECT* area, BOOL erase);
 BOOL RedrawWindow(HWND window, const RECT* area, HRGN region, UINT flags);
 
@@ -20,8 +20,8 @@ HDC GetDC(HWND window);
 int ReleaseDC(HWND window, HDC context);
 
 HBRUSH CreateSolidBrush(COLORREF color);
-// A font whose letters are -`height` pixels high (the em square); it is DejaVu Sans, or what the
-// system has in its place, whatever the name.
+// A font whose letters are -`height` pixels high (the em square); it is DejaVu Sans, or the
+// system's substitute, whatever the name.
 HFONT CreateFontW(int height, int width, int escapement, int orientation, int weight, DWORD italic,
     DWORD underline, DWORD strikeOut, DWORD characterSet, DWORD outPrecision, DWORD clipPrecision,
     DWORD quality, DWORD pitchAndFamily, LPCWSTR name);

@@ -15,7 +15,7 @@ const korvex::platform::WindowBackend* korvex::platform::HeadlessBackend()
         [](const WindowView* view) {
             const std::string line = ToUtf8(view->text) + "\n";
             if (view->isStatic && write(STDERR_FILENO, line.data(), line.size()) < 0)
-                return; // nobody is left to be told
+                return; // a failure cannot be reported anywhere
         },
         [](HWND /*window*/) {},
         [](const WindowView* /*view*/) {},

@@ -21,8 +21,9 @@ struct ShownWindow {
 // The connection of the windows' thread.
 struct WindowDisplay {
     Display* display = nullptr;
-    bool broken = false;   // the server went away
-    int monitorEvent = -1; // the type of the event that tells of changed monitors
+    bool broken = false;                      // the server went away
+    std::map<COLORREF, XftColor> colors = {}; // that have been used
+    int monitorEvent = -1;                    // the type of the event of changed monitors
     Atom deleteWindow = 0;
     Atom windowName = 0;
     Atom utf8 = 0;

@@ -16,9 +16,12 @@ XftColor ColorOf(COLORREF color)
         return static_cast<unsigned short>((color >> shift & 0xFF) * FULL);
     };
     const XRenderColor components{component(0), component(8), component(16), 0xFFFF};
-    Display* display = Connection()->display;
+    WindowDisplay* connection = Connection();
+    Display* display = connection->display;
     const int screen = DefaultScreen(display);
-    XftColor found{WhitePixel(display, screen), components};
+    if (const auto known = connection->colors.find(color); known != connection->colors.end())
+        return known->second;
+    XftColor& found = connection->colors[color] = {WhitePixel(display, screen), components};
     XftColorAllocValue(display, DefaultVisual(display, screen), DefaultColormap(display, screen),
         &components, &found);
     return found;
@@ -69,7 +72,7 @@ void DrawFigure(HWND handle, COLORREF fill, bool outlined, Draw draw)
     if (shown == connection->windows.end() || connection->broken)
         return;
     Display* display = connection->display;
-    // its line width 0 gives the pixels that Windows gives
+    // with line width 0 the pixels are those of Windows
     GC context = XCreateGC(display, shown->second.window, 0, nullptr);
     XSetForeground(display, context, XColorOf(fill));
     draw(display, shown->second.window, context, true);

@@ -17,9 +17,9 @@ void SetSizeHints(const WindowDisplay* connection, Window window, const WindowVi
 // Tells the window manager, where there is one, of a top-level window.
 void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view);
 
-// Shows a window that takes a whole monitor. Window managers may put it on another one (the one
-// that is in use, say); what does not come to cover its own is shown without theirs: targets on
-// another monitor than the panel's would be touched for nothing.
+// Shows a window that takes a whole monitor. Window managers may put it on a different one (for
+// example the one in use); a window that does not cover its monitor is shown again without the
+// window manager: targets on the wrong monitor are useless.
 void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown);
 
 // Gives a new window the keyboard where no window manager does.

@@ -23,12 +23,12 @@ bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* are
 // Why a display cannot be used for an output: "has no monitor "X"; its outputs: HDMI-1, DP-2".
 std::string NoMonitorText(_XDisplay* display, const std::string& output);
 
-// The same as FindMonitor on the display of that name (null: the one in DISPLAY), by a connection
-// of its own; also false where that cannot be had.
+// FindMonitor on the display of that name (null: the one in DISPLAY), by a connection of its own;
+// false where that cannot be had.
 bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area);
 
-// Takes over what was found of the machine's own monitor (Screen in machine.h): whether it is
-// there, which the machine's observer is told when it has changed, and then its area. Any thread.
+// Stores the state of the machine's own monitor (Screen in machine.h): whether it is there, of
+// which the machine's handler is notified when it changes, and then its area. Any thread.
 void UpdateScreen(bool present, const MonitorArea& area);
 
 // Tells the machine's observer that the monitor of an output has gone or is back.
