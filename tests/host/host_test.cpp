@@ -108,7 +108,6 @@ TEST(Host, ShowsWhatIsDrivenAndDestroysItsWindowOnlyOnceTheWorkerHasEnded)
     for (MSG message{}; message.message != WM_USER + 1; DispatchMessageW(&message))
         ASSERT_TRUE(GetMessageW(&message, nullptr, 0, 0));
     EXPECT_THAT(windows.texts, Contains("two panels"));
-    SetHostHandlers({});
     int destroyed = 0;
     windows.onDestroy = [worker = Context()->worker, &destroyed] {
         ++destroyed;
@@ -116,6 +115,7 @@ TEST(Host, ShowsWhatIsDrivenAndDestroysItsWindowOnlyOnceTheWorkerHasEnded)
     };
     DestroyHostContext();
     EXPECT_EQ(destroyed, 3) << "window and texts";
+    SetHostHandlers({});
 }
 
 // Two seconds for all sessions, and one more where the worker has taken two.
