@@ -26,7 +26,6 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     calibration/calibration_test.cpp
     discovery/co_installer_test.cpp
     discovery/detection_pass_test.cpp
-    discovery/device_identity_test.cpp
     discovery/enumerator_binding_test.cpp
     host/host_test.cpp
     host/panel_test_test.cpp
@@ -40,8 +39,6 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/port_scan_test.cpp
     platform/profile_test.cpp
     platform/serial_test.cpp
-    platform/threads_test.cpp
-    platform/touch_events_test.cpp
     platform/windows_test.cpp
     console/exactness_test.cpp
     command/calibrate_test.cpp
@@ -53,8 +50,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     command/enumerate_test.cpp
     command/panel_test_command_test.cpp
     command/recording/recordings_test.cpp
-    support/debug_trace_test.cpp
-    support/millisecond_clock_test.cpp)
+    support/debug_trace_test.cpp)
 target_link_libraries(korvex_tests PRIVATE korvex_testing nlohmann_json::nlohmann_json GTest::gmock GTest::gtest_main)
 target_precompile_headers(korvex_tests PRIVATE <gtest/gtest.h> <filesystem> <string> <thread> <vector>)
 target_compile_definitions(korvex_tests PRIVATE SOURCE_FOLDER="${PROJECT_SOURCE_DIR}" RECORDINGS_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/recordings"

@@ -3,7 +3,6 @@
 #include "calibration/calibration.h"
 #include "calibration/defaults.h"
 #include "testing/calibration_data.h"
-#include "testing/temporary_folder.h"
 #include "testing/testing.h"
 
 namespace korvex {
@@ -12,17 +11,13 @@ namespace {
 TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
 {
     const std::string nine = PointLines(MirroredTargetsOf(9));
+    const std::string plain = "orientation 1, 0 points, box 0..1023 0..1023";
     using Row = std::pair<std::string, std::string>;
     for (const auto& [section, loaded] :
-        {
-            Row{"", "orientation 1, 0 points, box 0..1023 0..1023"},
-            Row{"PanelOrient=9\n", "orientation 1, 0 points, box 0..1023 0..1023"},
-            Row{"PanelOrient=0\n", "orientation 1, 0 points, box 0..1023 0..1023"},
-            Row{"PanelOrient=-2\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+        {Row{"", plain}, Row{"PanelOrient=9\n", plain}, Row{"PanelOrient=0\n", plain},
+            Row{"PanelOrient=-2\n", plain},
             Row{"PanelOrient=8\n", "orientation 8, 0 points, box 0..1023 0..1023"},
-            Row{"Mode=7\n", "orientation 1, 0 points, box 0..1023 0..1023"},
-            Row{"Mode=-1\n", "orientation 1, 0 points, box 0..1023 0..1023"},
-            Row{"Mode=26\n", "orientation 1, 0 points, box 0..1023 0..1023"},
+            Row{"Mode=7\n", plain}, Row{"Mode=-1\n", plain}, Row{"Mode=26\n", plain},
             Row{"Mode=16\n", "orientation 4, 16 points, box 0..1023 0..1023"},
             Row{"PanelOrient=6\nMode=9\nSTD_MIN_X=85\nSTD_MAX_X=938\nSTD_MIN_Y=100\nSTD_MAX_Y=900\n"
                     + nine,
@@ -34,8 +29,7 @@ TEST(LoadSettings, RepairsWhatAFileHoldsWrong)
             Row{"STD_MAX_X=99999999999\n", "orientation 1, 0 points, box 0..2147483647 0..1023"},
             // A value is cut to 31 characters, so the last digit is lost.
             Row{"STD_MAX_X=00000000000000000000000000000077\n",
-                "orientation 1, 0 points, box 0..7 0..1023"},
-        }) {
+                "orientation 1, 0 points, box 0..7 0..1023"}}) {
         const TemporaryFolder folder;
         const std::string file = "[Calibration]\n" + section;
         WriteTextFile("Korvex.ini", file);

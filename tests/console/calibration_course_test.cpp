@@ -17,7 +17,12 @@ struct Program {
     CalibrationCourse course{};
     uint32_t now = 0xFFFFF000;
 
-    explicit Program(uint32_t targets = 4) { StartCourse(&course, targets, SCREEN, now); }
+    explicit Program(uint32_t targets = 4, bool hasPanel = true)
+    {
+        StartCourse(&course, targets, SCREEN, now);
+        if (hasPanel)
+            AddPanel(&course, 0, 10, now);
+    }
 };
 
 Point RawAt(POINT pixel)
@@ -42,10 +47,11 @@ CourseTasks Press(Program* program, POINT pixel, int reports = 90, uint32_t pane
     return tasks;
 }
 
-CourseTasks PressTarget(Program* program, uint32_t panel = 0)
+CourseTasks PressTarget(Program* program, uint32_t panel = 0, POINT off = {0, 0})
 {
-    const Point place = GuideTargetPlace(&program->course.guide, program->course.guide.target);
-    return Press(program, PixelOf(SCREEN, place), 90, panel);
+    const CalibrationGuide* guide = &program->course.guide;
+    const POINT place = PixelOf(SCREEN, GuideTargetPlace(guide, guide->target));
+    return Press(program, {place.x + off.x, place.y + off.y}, 90, panel);
 }
 
 CourseTasks PressAllTargets(Program* program)
@@ -71,8 +77,6 @@ CourseTasks WaitFor(Program* program, uint32_t ms)
 TEST(CalibrationCourse, LeadsToASavedCalibrationByTouchesAlone)
 {
     Program program;
-    EXPECT_EQ(program.course.step, CourseStep::SEARCHING);
-    AddPanel(&program.course, 0, 10, program.now);
     EXPECT_EQ(program.course.step, CourseStep::GUIDING) << "while other ports are still asked";
     EXPECT_EQ(FinishSearch(&program.course, program.now), 0U);
     const CourseTasks tasks = PressAllTargets(&program);
@@ -117,7 +121,6 @@ TEST(CalibrationCourse, LeavesEverythingAsItWasHoweverItEnds)
 {
     // A minute without anybody, counted down; a touch begins it anew.
     Program idle;
-    AddPanel(&idle.course, 0, 10, idle.now);
     PressTarget(&idle);
     WaitFor(&idle, PATIENCE_MS - 5000);
     EXPECT_EQ(idle.course.secondsLeft, 5U);
@@ -129,13 +132,11 @@ TEST(CalibrationCourse, LeavesEverythingAsItWasHoweverItEnds)
 
     // A tap on Cancel, as the panel's own calibration has it; a rest there is a touch of the cross.
     Program tapped;
-    AddPanel(&tapped.course, 0, 10, tapped.now);
     EXPECT_EQ(Press(&tapped, MiddleOf(PageButton::CANCEL)) & TASK_END, 0U);
     EXPECT_EQ(Press(&tapped, MiddleOf(PageButton::CANCEL), 12) & TASK_END, TASK_END);
 
     // What was tried is taken back: by Again, by Cancel.
     Program tried;
-    AddPanel(&tried.course, 0, 10, tried.now);
     PressAllTargets(&tried);
     EXPECT_EQ(PressButton(&tried.course, PageButton::AGAIN, tried.now), TASK_TAKE_BACK | TASK_SHOW);
     EXPECT_EQ(tried.course.guide.target, 0U);
@@ -148,23 +149,21 @@ TEST(CalibrationCourse, LeavesEverythingAsItWasHoweverItEnds)
     // Nobody can press a button.
     Program unseen;
     unseen.course.savesUnasked = true;
-    AddPanel(&unseen.course, 0, 10, unseen.now);
     EXPECT_EQ(PressAllTargets(&unseen) & TASK_STORE, TASK_STORE);
     EXPECT_EQ(FinishStore(&unseen.course, false, unseen.now) & (TASK_TAKE_BACK | TASK_END),
         TASK_TAKE_BACK | TASK_END);
     Program another; // has another panel's file
     another.course.savesUnasked = another.course.replacesAnother = true;
-    AddPanel(&another.course, 0, 10, another.now);
     EXPECT_EQ(PressAllTargets(&another) & (TASK_STORE | TASK_END), TASK_END);
-    Program nobody;
+    Program nobody(4, false);
     nobody.course.savesUnasked = true;
+    EXPECT_EQ(WaitFor(&nobody, 2 * PATIENCE_MS) & TASK_END, 0U) << "it still searches";
     EXPECT_EQ(FinishSearch(&nobody.course, nobody.now) & TASK_END, TASK_END);
 }
 
 TEST(CalibrationCourse, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeBack)
 {
     Program program(9);
-    AddPanel(&program.course, 0, 10, program.now);
     AddPanel(&program.course, 1, 12, program.now);
     Press(&program, {500, 500}, 1);
     EXPECT_EQ(program.course.panel, 0U);
@@ -190,7 +189,8 @@ TEST(CalibrationCourse, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeB
     EXPECT_EQ(program.course.panel, 2U);
     // Also while the result of the one before is tried, which is taken back there.
     for (int target = 1; target < 9; ++target)
-        PressTarget(&program, 2);
+        PressTarget(&program, 2, {target == 4 ? 12 : 0, 0});
+    EXPECT_EQ(WorstTarget(&program.course), 4U) << "though it fits";
     LosePanel(&program.course, 2, PanelLoss::PORT);
     AddPanel(&program.course, 3, 10, program.now);
     EXPECT_EQ(Press(&program, {500, 500}, 1, 3) & TASK_TAKE_BACK, TASK_TAKE_BACK);
@@ -204,14 +204,10 @@ TEST(CalibrationCourse, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesTh
         Program program(9);
         program.course.savesUnasked = unasked;
         program.course.accepts = accepts;
-        AddPanel(&program.course, 0, 10, program.now);
         CourseTasks tasks = 0;
         for (int touch = 0; touch < 30 && program.course.step == CourseStep::GUIDING; ++touch) {
-            const Point place
-                = GuideTargetPlace(&program.course.guide, program.course.guide.target);
-            const POINT pixel = PixelOf(SCREEN, place);
-            tasks = program.course.guide.target == 5 ? Press(&program, {pixel.x - 40, pixel.y + 30})
-                                                     : PressTarget(&program);
+            const POINT off = program.course.guide.target == 5 ? POINT{-40, 30} : POINT{0, 0};
+            tasks = PressTarget(&program, 0, off);
         }
         EXPECT_EQ(tasks & (TASK_STORE | TASK_END), !unasked ? 0U : accepts ? TASK_STORE : TASK_END);
         EXPECT_EQ(WorstTarget(&program.course), 5U);
@@ -238,7 +234,6 @@ TEST(CalibrationCourse, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesTh
     }
     // Nobody has touched the crosses where they are: it starts again at the next touch.
     Program program;
-    AddPanel(&program.course, 0, 10, program.now);
     for (int touch = 0; touch < 30 && program.course.step == CourseStep::GUIDING; ++touch)
         Press(&program, {500 + touch % 3, 500});
     EXPECT_EQ(program.course.step, CourseStep::MISFIT);
@@ -262,11 +257,10 @@ TEST(PageLayout, HasRoomForFingersOnScreensOfEverySize)
             EXPECT_EQ(ButtonAt(screen, {area.right - 1, area.bottom - 1}), button);
             for (uint32_t mark = 0; mark < MARK_COUNT; ++mark) {
                 const POINT place = MarkPlace(screen, mark);
-                const bool apart = place.x + RingRadius(screen) <= area.left
-                    || place.x - RingRadius(screen) >= area.right
-                    || place.y + RingRadius(screen) <= area.top
-                    || place.y - RingRadius(screen) >= area.bottom;
-                EXPECT_TRUE(apart) << "mark " << mark;
+                const int reach = RingRadius(screen);
+                EXPECT_TRUE(place.x + reach <= area.left || place.x - reach >= area.right
+                    || place.y + reach <= area.top || place.y - reach >= area.bottom)
+                    << "mark " << mark;
             }
         }
         const int middleRing = screen.y / 2 + RingRadius(screen);

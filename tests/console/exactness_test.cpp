@@ -14,15 +14,6 @@ namespace {
 // Askew by 1.5 degrees, 8 and 6 % too small and off the middle.
 const emulator::Distortion ASKEW{{}, {0.92, 0.94}, 1.5, {1.5, -1}};
 
-emulator::Distortion Uneven()
-{
-    emulator::Distortion distortion = ASKEW;
-    distortion.targetErrors[1] = {0.3, 0.5};
-    distortion.targetErrors[4] = {-0.6, 0.4};
-    distortion.targetErrors[6] = {0.4, -0.3};
-    return distortion;
-}
-
 Point Measured(const emulator::Distortion* distortion, emulator::PanelPoint place,
     emulator::PanelPoint noise = {0, 0})
 {
@@ -80,8 +71,6 @@ Error ErrorOf(const CalibrationData* calib, const emulator::Distortion* distorti
     return error;
 }
 
-constexpr double NOISE = 3; // raw units, standard deviation
-
 struct Seeds {
     int good;      // how many of a hundred stay within the limits
     Error average; // over all
@@ -91,15 +80,13 @@ Seeds TrySeeds(const emulator::Distortion* distortion, uint32_t targets, const E
 {
     Seeds seeds{};
     for (uint32_t seed = 1; seed <= 100; ++seed) {
-        const CalibrationData calib
-            = Calibrate(distortion, emulator::NoiseOf(NOISE, seed), targets);
+        // of 3 raw units, standard deviation
+        const CalibrationData calib = Calibrate(distortion, emulator::NoiseOf(3, seed), targets);
         const Error error = ErrorOf(&calib, distortion);
         seeds.good += error.mean <= limit->mean && error.worst <= limit->worst ? 1 : 0;
         seeds.average
             = {seeds.average.mean + error.mean / 100, seeds.average.worst + error.worst / 100};
     }
-    printf("%u targets: mean %.2f, worst %.2f pixels on average; %d of 100 within %.2f and %.2f\n",
-        targets, seeds.average.mean, seeds.average.worst, seeds.good, limit->mean, limit->worst);
     return seeds;
 }
 
@@ -110,7 +97,10 @@ TEST(Exactness, IsThatOfThePanelWhateverItsNoise)
     EXPECT_GE(TrySeeds(&ASKEW, 4, &LIMIT).good, 95);
     // An uneven panel is measured as exactly as raw coordinates without a fraction can tell; four
     // targets do not suit it.
-    const emulator::Distortion uneven = Uneven();
+    emulator::Distortion uneven = ASKEW;
+    uneven.targetErrors[1] = {0.3, 0.5};
+    uneven.targetErrors[4] = {-0.6, 0.4};
+    uneven.targetErrors[6] = {0.4, -0.3};
     const CalibrationData noiseless = Calibrate(&uneven, {}, 9);
     const Error exact = ErrorOf(&noiseless, &uneven);
     const Error limit{exact.mean + 0.3, exact.worst + 0.8};

@@ -37,9 +37,8 @@ CalibrationData MeasuredPanel(uint32_t count, uint32_t orientation, double uneve
     return calib;
 }
 
-PointsJudgement Judge(CalibrationData calib, const std::function<void(CalibrationData*)>& spoil)
+PointsJudgement Judge(CalibrationData calib)
 {
-    spoil(&calib);
     RepairCalibration(&calib, 10);
     return JudgePoints(&calib, 10);
 }
@@ -64,42 +63,38 @@ TEST(JudgePoints, FindsNothingInARealPanelHoweverItIsTurned)
 TEST(JudgePoints, NamesTheTargetThatWasMeasuredWrongly)
 {
     for (const uint32_t orientation : {1U, 6U}) {
-        const CalibrationData calib = MeasuredPanel(9, orientation, 0.5);
         for (uint32_t target = 0; target < 9; ++target) {
             for (const Point error : {Point{60, 0}, Point{-90, 90}}) {
-                const PointsJudgement judgement = Judge(calib, [&](CalibrationData* spoilt) {
-                    spoilt->advPoints[target] = {spoilt->advPoints[target].x + error.x,
-                        spoilt->advPoints[target].y + error.y};
-                });
+                CalibrationData calib = MeasuredPanel(9, orientation, 0.5);
+                calib.advPoints[target].x += error.x;
+                calib.advPoints[target].y += error.y;
+                const PointsJudgement judgement = Judge(calib);
                 EXPECT_EQ(judgement.fault, PointsFault::UNEVEN) << target << ": " << error;
                 EXPECT_EQ(judgement.target, target) << error;
+                const Residual residual = judgement.residuals[target]; // on the screen's axes
+                EXPECT_TRUE(error.y != 0 || (residual.x > residual.y) == (orientation == 1));
             }
         }
     }
-    using Row = std::tuple<PointsFault, uint32_t, uint32_t, std::function<void(CalibrationData*)>>;
-    for (const auto& [fault, target, other, spoil] :
-        {Row{PointsFault::SAME_PLACE, 3, 7,
-             [](CalibrationData* calib) { calib->advPoints[7] = calib->advPoints[3]; }},
-            Row{PointsFault::ORDER, 4, 5,
-                [](CalibrationData* calib) {
-                    std::swap(calib->advPoints[4], calib->advPoints[5]);
-                }},
-            Row{PointsFault::ORDER, 1, 4,
-                [](CalibrationData* calib) {
-                    std::swap(calib->advPoints[1], calib->advPoints[4]);
-                }},
-            Row{PointsFault::RANGE, NO_TARGET, NO_TARGET, [](CalibrationData* calib) {
-                    for (Point& point : calib->advPoints)
-                        point.x /= 8;
-                }}}) {
-        const PointsJudgement judgement = Judge(MeasuredPanel(9, 1), spoil);
+    using Row = std::tuple<PointsFault, uint32_t, uint32_t>;
+    for (const auto& [fault, target, other] :
+        {Row{PointsFault::SAME_PLACE, 3, 7}, Row{PointsFault::ORDER, 4, 5},
+            Row{PointsFault::ORDER, 1, 4}, Row{PointsFault::RANGE, NO_TARGET, NO_TARGET}}) {
+        CalibrationData calib = MeasuredPanel(9, 1);
+        if (fault == PointsFault::SAME_PLACE)
+            calib.advPoints[other] = calib.advPoints[target];
+        else if (fault == PointsFault::ORDER)
+            std::swap(calib.advPoints[target], calib.advPoints[other]);
+        for (Point& point : calib.advPoints)
+            point.x /= fault == PointsFault::RANGE ? 8 : 1;
+        const PointsJudgement judgement = Judge(calib);
         EXPECT_EQ(judgement.fault, fault);
         EXPECT_EQ(judgement.target, target);
         EXPECT_EQ(judgement.other, other);
     }
-    const PointsJudgement folded = Judge(
-        MeasuredPanel(4, 1), [](CalibrationData* calib) { calib->advPoints[2] = {300, 300}; });
-    EXPECT_EQ(folded.fault, PointsFault::FOLD);
+    CalibrationData folded = MeasuredPanel(4, 1);
+    folded.advPoints[2] = {300, 300};
+    EXPECT_EQ(Judge(folded).fault, PointsFault::FOLD);
 }
 
 } // namespace

@@ -1,18 +1,16 @@
 #include "discovery/enumerator_binding.h"
 
+#include "discovery/model_table.h"
 #include "drivers/enumerator_filter.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/registry.h"
 #include "platform/linux/machine.h"
-#include "testing/recorders.h"
 #include "testing/test_line.h"
 #include "testing/test_machine.h"
 #include "testing/testing.h"
 
 namespace korvex {
 namespace {
-
-using Filters = std::vector<std::u16string>;
 
 constexpr const char* INSTALLED_ALREADY = "\nEnum Driver has already been installed !\n";
 
@@ -42,43 +40,13 @@ struct Binding {
     }
 };
 
-// AlwaysExist, Model and BaudRate of a port; -1 for one that is not there.
-std::vector<int64_t> Parameters(std::u16string_view port)
-{
-    return {RegistryNumber(ParametersOf(port), u"AlwaysExist"),
-        RegistryNumber(ParametersOf(port), u"Model"),
-        RegistryNumber(ParametersOf(port), u"BaudRate")};
-}
-
-TEST(WriteEnumeratorParameters, TouchesOnlyWhatItIsToldTo)
-{
-    const TestMachine machine;
-    const ControllerPointer controller(CreateController());
-    controller->model = MODEL_5200;
-    controller->link.baudRate = 19200;
-    const PortName name{'C', 'O', 'M', '9'};
-    WriteEnumeratorParameters(controller.get(), &name, 1);
-    controller->model = MODEL_7700;
-    WriteEnumeratorParameters(controller.get(), &name, 0);
-    EXPECT_THAT(Parameters(u"COM9"), ElementsAre(0, 0x5200, 19200));
-    controller->model = 0;
-    controller->link.baudRate = 0;
-    WriteEnumeratorParameters(controller.get(), &name, 1);
-    EXPECT_THAT(Parameters(u"COM9"), ElementsAre(1, 0x5200, 19200)) << "what was stored stays";
-    platform::ThisMachine()->folders.state = "/proc/korvex"; // a registry that takes nothing
-    WriteEnumeratorParameters(nullptr, &name, 0);
-    platform::ThisMachine()->folders.state = (machine.folder.path / "state").string();
-    EXPECT_THAT(Parameters(u"COM9"), ElementsAre(1, 0x5200, 19200));
-}
-
 TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
 {
     const TestMachine machine;
     InstallEnumeratorService(false);
     WriteTextFile("KXSERENUM.inf",
-        "[DefaultInstall]\nCopyFiles=Files\n[DefaultInstall.Services]\nAddService = KXSERENUM, "
-        "0x2, "
-        "Service\n[Service]\nServiceBinary=%12%\\KXSERENUM.sys\n");
+        "[DefaultInstall]\nCopyFiles=Files\n[DefaultInstall.Services]\n"
+        "AddService = KXSERENUM, 0x2, Service\n[Service]\nServiceBinary=%12%\\KXSERENUM.sys\n");
     WriteTextFile("KXSERENUM.sys", "driver");
     drivers::RegisterEnumeratorFilter();
     TraceRecorder trace;
@@ -93,67 +61,51 @@ TEST(BindEnumerator, InstallsAMissingBinaryFromTheInfInTheCurrentFolder)
 
 TEST(BindEnumerator, StopsWhereAStepFailsWithinItsTime)
 {
-    enum class Fault {
-        NO_INF,
-        SERVICE_MANAGER,
-        ABSOLUTE_BINARY,
-        FILTER,
-        NAME,
-        RESTART,
-        NO_STATUS,
-        NO_CHILD
-    };
-    struct Row {
-        Fault fault;
-        Filters filters;
-        int64_t alwaysExist;
-        int restarts;
-        uint8_t rebootRequired;
-        std::string lastTrace;
-        int time; // milliseconds that it waits in vain
-    };
-    for (const Row& row : {
-             Row{Fault::NO_INF, {u"OTHER"}, -1, 0, 0, "\n", 1000},
-             Row{Fault::SERVICE_MANAGER, {u"OTHER"}, -1, 0, 0, "\n", 1000},
-             Row{Fault::ABSOLUTE_BINARY, {u"OTHER"}, -1, 0, 0, "\n", 1000},
-             Row{Fault::FILTER, {}, -1, 0, 0, INSTALLED_ALREADY, 0},
-             Row{Fault::NAME, {u"KXSERENUM"}, -1, 1, 0, INSTALLED_ALREADY, 1500},
-             Row{Fault::RESTART, {u"KXSERENUM"}, 1, 1, 1, "System Restart is required !!\n", 0},
-             // the port has gone while it was restarted
-             Row{Fault::NO_STATUS, {}, 1, 1, 0, INSTALLED_ALREADY, 1500},
-             Row{Fault::NO_CHILD, {u"KXSERENUM"}, 1, 1, 0, INSTALLED_ALREADY, 1500},
-         }) {
+    enum Fault { NO_INF, SERVICES, ABSOLUTE_BINARY, FILTER, NAME, RESTART, NO_STATUS, NO_CHILD };
+    using Row = std::tuple<Fault, const char*, int64_t, std::string, int>;
+    // The filters afterwards, AlwaysExist, the last trace, and the milliseconds that it waits in
+    // vain. Without a status the port has gone while it was restarted.
+    for (const auto& [fault, filters, alwaysExist, lastTrace, time] :
+        {Row{NO_INF, "OTHER", -1, "\n", 1000}, Row{SERVICES, "OTHER", -1, "\n", 1000},
+            Row{ABSOLUTE_BINARY, "OTHER", -1, "\n", 1000},
+            Row{FILTER, "", -1, INSTALLED_ALREADY, 0},
+            Row{NAME, "KXSERENUM", -1, INSTALLED_ALREADY, 1500},
+            Row{RESTART, "KXSERENUM", 1, "System Restart is required !!\n", 0},
+            Row{NO_STATUS, "gone", 1, INSTALLED_ALREADY, 1500},
+            Row{NO_CHILD, "KXSERENUM", 1, INSTALLED_ALREADY, 1500}}) {
+        SCOPED_TRACE(fault);
         const TestMachine machine;
         TraceRecorder trace;
         Binding binding;
-        if (row.fault == Fault::FILTER || row.fault == Fault::NAME)
+        if (fault == FILTER || fault == NAME)
             binding.port = platform::AddNode({.instanceId = u"TTY\\SERIALPORT\\locked"});
         platform::NodeTestHooks* hooks = &platform::NodeOf(binding.port)->hooks;
-        hooks->filtersLocked = row.fault == Fault::FILTER;
-        hooks->hardwareKeyLocked = row.fault == Fault::NAME;
-        if (row.fault == Fault::NO_INF)
+        hooks->filtersLocked = fault == FILTER;
+        hooks->hardwareKeyLocked = fault == NAME;
+        if (fault == NO_INF)
             InstallEnumeratorService(false);
-        platform::ThisMachine()->tests.serviceManagerLocked = row.fault == Fault::SERVICE_MANAGER;
-        if (row.fault == Fault::ABSOLUTE_BINARY) {
+        platform::ThisMachine()->tests.serviceManagerLocked = fault == SERVICES;
+        if (fault == ABSOLUTE_BINARY) {
             const std::u16string path = platform::FromNativePath(
                 (machine.folder.path / "windows/system32/drivers/KXSERENUM.sys").string());
             WriteRegistryText(
                 u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM", u"ImagePath", path);
         }
-        if (row.fault == Fault::RESTART)
+        if (fault == RESTART)
             platform::SetStatus(binding.port, DN_NEED_RESTART);
-        if (row.fault == Fault::NO_STATUS)
+        if (fault == NO_STATUS)
             platform::SetFilterDriver(u"KXSERENUM", platform::RemoveNode);
-        const auto taken = binding.Bind().count();
-        const int fault = static_cast<int>(row.fault);
-        const platform::DeviceNode* port = platform::NodeOf(binding.port); // null: it has gone
-        EXPECT_EQ(port == nullptr ? Filters{} : port->upperFilters, row.filters) << fault;
-        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"AlwaysExist"), row.alwaysExist) << fault;
-        EXPECT_EQ(hooks->restarts, row.restarts) << fault;
-        EXPECT_EQ(binding.controller->rebootRequired, row.rebootRequired) << fault;
-        EXPECT_EQ(DeviceIdOf(binding.controller.get()), "(none)") << fault;
-        EXPECT_EQ(trace.texts.back(), row.lastTrace) << fault;
-        EXPECT_THAT(taken, AllOf(Ge(row.time), Lt(row.time + 450))) << fault;
+        EXPECT_THAT(binding.Bind().count(), AllOf(Ge(time), Lt(time + 450)));
+        const platform::DeviceNode* port = platform::NodeOf(binding.port);
+        EXPECT_EQ(port == nullptr            ? "gone"
+                : port->upperFilters.empty() ? ""
+                                             : platform::ToUtf8(port->upperFilters.front()),
+            filters);
+        EXPECT_EQ(RegistryNumber(ParametersOf(u"COM3"), u"AlwaysExist"), alwaysExist);
+        EXPECT_EQ(hooks->restarts, fault < NAME ? 0 : 1);
+        EXPECT_EQ(binding.controller->rebootRequired, fault == RESTART ? 1 : 0);
+        EXPECT_EQ(DeviceIdOf(binding.controller.get()), "(none)");
+        EXPECT_EQ(trace.texts.back(), lastTrace);
     }
 }
 
@@ -176,6 +128,39 @@ TEST(BindEnumerator, WaitsForALateChildButNotBeyondAStopWithinItsTime)
     EXPECT_LT(stopped.Bind().count(), 100);
     EXPECT_EQ(DeviceIdOf(stopped.controller.get()), "(none)");
     CloseHandle(stopped.controller->stopEvent);
+}
+
+TEST(BusKindFromHardwareId, LooksAtTheFirstEntryOnly)
+{
+    using Row = std::pair<std::vector<std::u16string>, uint8_t>;
+    for (const auto& [hardwareIds, bus] : {Row{{u"USB\\KVX7700", u"SERENUM\\KVX7700"}, BUS_USB},
+             Row{{u"serenum\\kvx7700"}, BUS_SERIAL_ENUMERATOR},
+             Row{{u"HID\\KVX7700", u"USB\\KVX7700"}, BUS_UNKNOWN}, Row{{}, BUS_UNKNOWN},
+             Row{{u"US"}, BUS_UNKNOWN}, Row{{u"USB" + std::u16string(255, u'x')}, BUS_USB},
+             Row{{u"USB" + std::u16string(256, u'x')}, BUS_UNKNOWN}}) { // the list no longer fits
+        const TestMachine machine;
+        Element element(
+            platform::AddNode({.instanceId = u"ROOT\\X\\1", .hardwareIds = hardwareIds}));
+        EXPECT_EQ(BusKindFromHardwareId(element.devices, &element.data), bus);
+    }
+}
+
+TEST(IsEnumeratorBound, NeedsTheFirstFilterAndANodeWithoutProblem)
+{
+    using Row = std::tuple<std::vector<std::u16string>, ULONG, bool>;
+    for (const auto& [filters, status, bound] : {Row{{}, 0, false}, Row{{u"KXSERENUM"}, 0, true},
+             Row{{u"kxserenum", u"other"}, 0, true}, Row{{u"other", u"KXSERENUM"}, 0, false},
+             Row{{u"KXSERENUM2"}, 0, false}, Row{{u"KXSERENUM"}, DN_HAS_PROBLEM, false},
+             Row{{u"KXSERENUM"}, DN_NEED_RESTART, true}}) {
+        const TestMachine machine;
+        const DEVINST port = platform::AddSerialPort(u"COM3", "/dev/null", "pci-1");
+        Element element(port);
+        platform::NodeOf(port)->upperFilters = filters;
+        platform::SetStatus(port, status);
+        EXPECT_EQ(IsEnumeratorBound(element.devices, &element.data), bound);
+        platform::RemoveNode(port);
+        EXPECT_FALSE(IsEnumeratorBound(element.devices, &element.data)) << "the device is gone";
+    }
 }
 
 } // namespace

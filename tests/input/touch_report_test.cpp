@@ -8,15 +8,6 @@ namespace {
 
 using emulator::Bytes;
 
-// A stream, and the raw points of the reports that are accepted out of it.
-struct Stream {
-    const char* what;
-    uint32_t model;
-    uint32_t resolutionBits;
-    Bytes bytes;
-    std::vector<Point> reports;
-};
-
 std::vector<Point> ReadAll(const TestLine* line)
 {
     std::vector<Point> points;
@@ -48,13 +39,14 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
     const Bytes seven{0xFF, 1, 2, 3, 4};                     // 130, 388
     // what is left of it must not show in a report that is cut off
     const Bytes rejected{0xFF, 0x80, 5, 6, 7};
-    for (const Stream& stream : {
+    // A stream, and the raw points of the reports that are accepted out of it.
+    using Stream = std::tuple<const char*, uint32_t, uint32_t, Bytes, std::vector<Point>>;
+    for (const auto& [what, model, resolutionBits, bytes, reports] : {
              Stream{"two in a row", MODEL_5200, 10, good + good, {{512, 256}, {512, 256}}},
              Stream{"as of model 5460", MODEL_5460, 10, good, {{512, 256}}},
              Stream{"a corrupt one between", MODEL_5200, 10, good + corrupt + good,
                  {{512, 256}, {512, 256}}},
-             Stream{"at the 10-bit limit", MODEL_5200, 10, outside + good, {{512, 256}}},
-             Stream{"at the 10-bit limit downward", MODEL_5200, 10, below + good, {{512, 256}}},
+             Stream{"at the 10-bit limits", MODEL_5200, 10, outside + below + good, {{512, 256}}},
              Stream{"within 12 bits", MODEL_5200, 12, outside + beyond + below + good,
                  {{1024, 0}, {0, 1024}, {512, 256}}},
              Stream{"stray bytes in front", MODEL_5200, 10, Bytes{0x01, 0x02, 0x03} + good + good,
@@ -68,16 +60,19 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
              Stream{"a model without a rule", MODEL_4400, 10, good, {}},
              Stream{"5 bytes with noise", MODEL_7700, 10, rejected + Bytes{0x12, 0x34} + seven,
                  {{130, 388}}},
+             Stream{"5 bytes, one of them too large", MODEL_7700, 10,
+                 Bytes{0xFF, 1, 0x80, 3, 4, 0xFF, 1, 2, 0x80, 4, 0xFF, 1, 2, 3, 0x80} + seven,
+                 {{130, 388}}},
              Stream{"5 bytes, a restart in the middle", MODEL_7700, 10,
                  rejected + Bytes{0xFF, 0x01, 0xBF, 3, 4, 5, 6}, {{388, 646}}},
              Stream{"5 bytes, cut off by silence", MODEL_7700, 10, rejected + Bytes{0xFF, 0x01},
                  {{128, 0}}},
          }) {
         const TestLine line;
-        line.Know(stream.model, stream.resolutionBits);
+        line.Know(model, resolutionBits);
         line.controller->running = 1;
-        SendBytes(line.emulator.get(), stream.bytes);
-        EXPECT_EQ(ReadAll(&line), stream.reports) << stream.what;
+        SendBytes(line.emulator.get(), bytes);
+        EXPECT_EQ(ReadAll(&line), reports) << what;
     }
 }
 

@@ -1,28 +1,23 @@
-#include "platform/linux/pointer/pointer.h"
+#include "platform/linux/machine.h"
 
+#include <linux/input.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
 
-#include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_log.h"
 #include "platform/linux/pointer/pointer_x11.h"
-#include "testing/process.h"
-#include "testing/recorders.h"
+#include "platform/linux/pointer/touch_events.h"
 #include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
-using platform::ThisMachine;
-
 bool Send(int dx, int dy, DWORD flags)
 {
     INPUT input{};
-    input.type = INPUT_MOUSE;
-    input.mi.dx = dx;
-    input.mi.dy = dy;
-    input.mi.dwFlags = flags;
+    input.mi = {dx, dy, 0, flags, 0, 0};
     return SendInput(1, &input, sizeof(input)) == 1;
 }
 
@@ -54,10 +49,50 @@ TEST(Pointer, FollowsWhatIsLoggedUntilNobodyReadsIt)
     close(ends[0]);
     EXPECT_FALSE(Send(1, 1, 0x8001)) << "nobody reads the log any more";
     close(ends[1]);
-    ThisMachine()->pointer.send = nullptr;
+    platform::ThisMachine()->pointer.send = nullptr;
     EXPECT_FALSE(Send(1, 1, 0x8001)) << "no output at all";
-    INPUT input{};
-    EXPECT_EQ(SendInput(1, &input, 1), 0U) << "a record of another size";
+}
+
+using Event = std::array<int, 3>; // type, code and value
+
+// The events of each write behind the socket that takes the place of the kernel's device, which
+// keeps writes apart.
+std::vector<std::vector<Event>> WritesOn(int end)
+{
+    std::vector<std::vector<Event>> writes;
+    std::array<input_event, 8> events{};
+    for (ssize_t bytes = 0; (bytes = read(end, events.data(), sizeof(events))) > 0;) {
+        writes.emplace_back();
+        for (size_t i = 0; i < static_cast<size_t>(bytes) / sizeof(input_event); ++i)
+            writes.back().push_back({events[i].type, events[i].code, events[i].value});
+    }
+    return writes;
+}
+
+TEST(WriteTouch, WritesEachChangeOnceInOneWriteWithOneReport)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends.data()), 0);
+    platform::TouchState state{false, 0, 0};
+    for (const platform::TouchState& next :
+        {platform::TouchState{true, 100, 200}, platform::TouchState{true, 100, 200},
+            platform::TouchState{true, 101, 200}, platform::TouchState{true, 101, -5},
+            platform::TouchState{true, 70000, -9}, platform::TouchState{true, 65540, -9},
+            platform::TouchState{false, 65540, -9}, platform::TouchState{true, 65540, -9}}) {
+        EXPECT_TRUE(WriteTouch(ends[1], &state, &next));
+        state = next;
+    }
+    const auto touch = [](int on) { return Event{EV_KEY, BTN_TOUCH, on}; };
+    const auto x = [](int place) { return Event{EV_ABS, ABS_X, place}; };
+    const auto y = [](int place) { return Event{EV_ABS, ABS_Y, place}; };
+    const Event report{EV_SYN, SYN_REPORT, 0};
+    EXPECT_EQ(WritesOn(ends[0]),
+        (std::vector<std::vector<Event>>{{touch(1), x(100), y(200), report}, {x(101), report},
+            {y(0), report}, {x(65535), report}, {touch(0), report}, {touch(1), report}}));
+    const platform::TouchState other{false, 1, 1};
+    EXPECT_FALSE(WriteTouch(-1, &state, &other));
+    for (const int end : ends)
+        close(end);
 }
 
 TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
@@ -77,7 +112,7 @@ TEST(Pointer, MovesTheServersPointerAndSurvivesTheServer)
     while (Send(1, 1, 0x8001)) { }
     POINT point{};
     EXPECT_FALSE(GetCursorPos(&point));
-    ThisMachine()->pointer = {};
+    platform::ThisMachine()->pointer = {};
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "platform/linux/serial/port_scan.h"
 
-#include "testing/temporary_folder.h"
 #include "testing/testing.h"
 
 namespace korvex::platform {
@@ -28,10 +27,8 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
     AddTty("ttyS1", true, "4\n");
     AddTty("ttyS2", true, "0\n"); // a UART that does not exist
     AddTty("ttyS3", false);
-    AddTty("ttyS10", true);
-    AddTty("ttyACM0", true);
-    AddTty("ttyUSB1", true);
-    AddTty("ttyUSB0", true);
+    for (const char* name : {"ttyS10", "ttyS32", "ttyACM0", "ttyUSB1", "ttyUSB0"})
+        AddTty(name, true);
     fs::create_directories("dev/serial/by-path");
     fs::create_symlink("../../ttyUSB1", "dev/serial/by-path/pci-usb-0:2");
     fs::create_directories("proc");
@@ -43,9 +40,9 @@ TEST(ScanSerialPorts, NamesThePortsThatHaveADeviceAndLeavesConsolesOut)
         found.push_back(port.name + " " + port.path + " " + port.stablePath);
     EXPECT_EQ(found,
         (Texts{"COM2 dev/ttyS1 dev/ttyS1", "COM11 dev/ttyS10 dev/ttyS10",
-            "COM33 dev/ttyUSB0 dev/ttyUSB0", "COM34 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2",
-            "COM35 dev/ttyACM0 dev/ttyACM0", "COM36 dev/ttyAMA0 dev/ttyAMA0",
-            "COM37 dev/ttymxc1 dev/ttymxc1"}));
+            "COM33 dev/ttyS32 dev/ttyS32", "COM34 dev/ttyUSB0 dev/ttyUSB0",
+            "COM35 dev/ttyUSB1 dev/serial/by-path/pci-usb-0:2", "COM36 dev/ttyACM0 dev/ttyACM0",
+            "COM37 dev/ttyAMA0 dev/ttyAMA0", "COM38 dev/ttymxc1 dev/ttymxc1"}));
     EXPECT_TRUE(ScanSerialPorts({"nowhere", "dev", "proc"}).empty());
 
     EXPECT_TRUE(IsKernelConsole("dev/ttyS0", {.proc = "proc"}));

@@ -7,36 +7,29 @@
 #include "platform/linux/windows/window_headless.h"
 #include "platform/linux/windows/window_x11.h"
 #include "platform/win32.h"
-#include "testing/recorders.h"
 #include "testing/screen.h"
-#include "testing/temporary_folder.h"
 #include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
-// A screen on which somebody releases Return, and some time later presses and releases it.
-int turns = 0;
-HWND box = nullptr;
-
-bool ReleasePressRelease()
-{
-    if (++turns == 1)
-        PostMessageW(box, WM_KEYUP, VK_RETURN, 0);
-    else if (turns == 5) {
-        PostMessageW(box, WM_KEYDOWN, VK_RETURN, 0);
-        PostMessageW(box, WM_KEYUP, VK_RETURN, 0);
-    } else {
-        PostMessageW(box, WM_USER, 0, 0);
-    }
-    return true;
-}
-
 TEST(MessageBoxW, IsNotDismissedByTheReleaseOfAKeyThatWasPressedBeforeIt)
 {
+    static int turns = 0;
+    static HWND box = nullptr;
     platform::WindowBackend backend = *platform::HeadlessBackend();
     backend.interactive = true;
-    backend.pump = ReleasePressRelease;
+    // Somebody releases Return, and some time later presses and releases it.
+    backend.pump = [] {
+        PostMessageW(box,
+            ++turns == 1     ? WM_KEYUP
+                : turns == 5 ? WM_KEYDOWN
+                             : WM_USER,
+            VK_RETURN, 0);
+        if (turns == 5)
+            PostMessageW(box, WM_KEYUP, VK_RETURN, 0);
+        return true;
+    };
     backend.create = [](const platform::WindowView* view) {
         box = view->parent == nullptr ? view->handle : box;
         return true;
@@ -47,16 +40,13 @@ TEST(MessageBoxW, IsNotDismissedByTheReleaseOfAKeyThatWasPressedBeforeIt)
     platform::ResetMachine();
 }
 
-// A window over the whole of the machine's screen, in one colour.
-HWND ShowScreenOf(COLORREF color)
+// A green window over the whole of the machine's screen.
+HWND ShowScreen()
 {
+    static HBRUSH brush = CreateSolidBrush(0x0000FF00);
     WNDCLASSW plain{};
     plain.lpfnWndProc = DefWindowProcW;
     plain.lpszClassName = u"plain";
-    static HBRUSH brush = nullptr; // the class of the last call uses it
-    if (brush != nullptr)
-        DeleteObject(brush);
-    brush = CreateSolidBrush(color);
     plain.hbrBackground = brush;
     RegisterClassW(&plain);
     HWND window
@@ -73,7 +63,7 @@ TEST(Windows, HaveTheirColoursOnDisplaysOf16Bits)
     platform::ThisMachine()->windows.backend
         = platform::X11Backend(screen.server.name.c_str(), &reason);
     ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;
-    HWND window = ShowScreenOf(0x0000FF00);
+    HWND window = ShowScreen();
     EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 512, 384) == 0x07E0; }))
         << "green of 5, 6 and 5 bits";
     DestroyWindow(window);
@@ -107,7 +97,7 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
             }
             ASSERT_NE(platform::ThisMachine()->windows.backend, nullptr) << reason;
             EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 1024);
-            HWND window = ShowScreenOf(0x00FF0000);
+            HWND window = ShowScreen();
             const std::string geometry = RunProgram({"xdotool", "search", "--sync", "--onlyvisible",
                                                         "--name", "^plain$", "getwindowgeometry"})
                                              .output;
@@ -131,10 +121,10 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
 
 // Where the pointer is after an input to the middle, on the whole screen; nowhere when the input
 // fails.
-std::string PointerAfterInput(const std::string& display)
+std::string PointerAfterInput(const std::string& display, DWORD flags = MOVE)
 {
     INPUT input{};
-    input.mi = {32768, 32768, 0, MOVE, 0, 0};
+    input.mi = {32768, 32768, 0, flags, 0, 0};
     if (SendInput(1, &input, sizeof(input)) != 1)
         return "nowhere";
     return RunProgram({"env", "DISPLAY=" + display, "xdotool", "getmouselocation"})
@@ -157,13 +147,14 @@ TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
     EXPECT_EQ(PointerAfterInput(display.name), "x:1536 y:38") << "the primary monitor";
     platform::SetLineOfThread(
         std::make_shared<platform::InputLine>(platform::InputLine{"/dev/left"}));
-    EXPECT_EQ(PointerAfterInput(display.name), "x:512 y:384");
+    EXPECT_EQ(PointerAfterInput(display.name, PRESS), "x:512 y:384");
     POINT position{};
     EXPECT_TRUE(GetCursorPos(&position));
     EXPECT_EQ(position.x, -512) << "of the machine's monitor";
 
     RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--off"});
     EXPECT_TRUE(WaitUntil([&] { return PointerAfterInput(display.name) == "nowhere"; }));
+    EXPECT_NE(PointerAfterInput(display.name, RELEASE), "nowhere") << "no button stays pressed";
     RunProgram({"xrandr", "--display", display.name, "--output", "DUMMY0", "--mode", "1024x768",
         "--left-of", "DUMMY1"});
     EXPECT_TRUE(WaitUntil([&] { return PointerAfterInput(display.name) == "x:512 y:384"; }));

@@ -1,5 +1,6 @@
 // What nearly every test uses: GoogleTest and its matchers, the everyday headers of the standard
-// library, and the names of both, so that a test says `Process` and `HasSubstr` as they are.
+// library, programs, recorders and folders, and the names of all, so that a test says `Process` and
+// `HasSubstr` as they are.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -19,8 +20,9 @@
 #include <utility>
 #include <vector>
 
-namespace korvex::testing {
-}
+#include "testing/process.h"
+#include "testing/recorders.h"
+#include "testing/temporary_folder.h"
 
 namespace korvex {
 
