@@ -158,8 +158,8 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     // Not the runtime's panel, where another port is named.
     const auto silent = StartSilentEmulator();
     PlaceLink("silent", silent.get());
-    const RunResult nobody = RunProgram(
-        {KORVEX, "calibrate", "--port", "silent", "--state", "state", "--windows", "none"});
+    const RunResult nobody
+        = RunKorvex({"calibrate", "--port", "silent", "--state", "state", "--windows", "none"});
     EXPECT_EQ(nobody.exitCode, 4);
     EXPECT_THAT(nobody.error, HasSubstr("no controller was found"));
 

@@ -67,14 +67,11 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
 TEST(KorvexRecord, WritesNoWordsIntoItsFileWhenStandardErrorIsClosed)
 {
     const PanelFolder folder;
-    const std::string port = folder.Tty();
     EXPECT_EQ(
-        RunProgram({"sh", "-c", "exec " + KORVEX + " record touches --seconds 0 " + port + " 2>&-"})
-            .exitCode,
-        0);
-    const std::string text = ReadTextFile("touches");
-    EXPECT_THAT(text, AllOf(StartsWith("korvex-recording 1\n"), Not(HasSubstr(port))));
-    EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + " drive --pointer log " + port + " >&-"}).error,
+        RunProgram({"sh", "-c", KORVEX + " record touches --seconds 0 panel 2>&-"}).exitCode, 0);
+    EXPECT_THAT(ReadTextFile("touches"),
+        AllOf(StartsWith("korvex-recording 1\n"), Not(HasSubstr("panel"))));
+    EXPECT_EQ(RunProgram({"sh", "-c", KORVEX + " drive --pointer log panel >&-"}).error,
         "korvex drive: cannot write to standard output\n");
 }
 

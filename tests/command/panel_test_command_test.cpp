@@ -56,8 +56,8 @@ TEST(JudgeStored, KeepsAGoodCalibrationThatABadOneReplaces)
 TEST(KorvexPanelTest, SaysWhenThereIsNoPanel)
 {
     const TemporaryFolder folder;
-    const Texts command{KORVEX_COMMAND, "paneltest", "--state", "state", "--port",
-        "COM3=" + (folder.path / "missing").string(), "--trace", "trace.txt"};
+    const Texts command{
+        KORVEX, "paneltest", "--state", "state", "--port", "COM3=missing", "--trace", "trace.txt"};
     const RunResult printed
         = RunProgram(Joined(command, {"--windows", "none", "--pointer", "log"}));
     EXPECT_EQ(printed.exitCode, 4);
