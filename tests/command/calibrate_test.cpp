@@ -1,51 +1,31 @@
 // `korvex calibrate`, as a person or a script starts it: on a port of its own, through a runtime,
 // with a window and without.
-#include <csignal>
-#include <cstdlib>
+
 #include <nlohmann/json.hpp>
 
-#include "emulator/gestures.h"
-#include "testing/process.h"
-#include "testing/screen.h"
-#include "testing/temporary_folder.h"
-#include "testing/test_line.h"
-#include "testing/testing.h"
+#include "testing/command.h"
 
 namespace korvex {
 namespace {
 
 using Json = nlohmann::json;
 
-const std::string KORVEX = KORVEX_COMMAND;
 const std::string SETTINGS = "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\nSTD_MIN_X=3\n";
 
-// A panel that is too small and askew, on the link "panel" of the current folder, where a
-// calibration is.
-struct Panel {
-    TemporaryFolder folder;
-    emulator::EmulatorPointer emulator;
+// A panel that is too small and askew.
+EmulatorPointer StartAskew(uint32_t bits = 10)
+{
+    return StartEmulator(
+        {.resolutionBits = bits, .distortion = {.scale = {0.85, 0.85}, .rotation = 2}});
+}
 
-    Panel()
-    {
-        WriteTextFile("Korvex.ini", SETTINGS);
-        setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
-        PlugIn();
-    }
-
-    void PlugIn()
-    {
-        emulator = emulator::StartEmulator({.distortion = {.scale = {0.85, 0.85}, .rotation = 2}});
-        PlaceLink("panel", emulator.get());
-    }
+struct Panel : PanelFolder {
+    Panel() : PanelFolder(StartAskew()) { WriteTextFile("Korvex.ini", SETTINGS); }
 };
 
 void Press(const Panel* panel, double x, double y)
 {
-    std::string error;
-    EXPECT_EQ(RunGesture(panel->emulator.get(),
-                  "press " + std::to_string(x) + " " + std::to_string(y) + " 1000", &error),
-        emulator::GestureResult::DONE)
-        << error;
+    PressAt(panel->panel.get(), x, y, milliseconds(1000));
 }
 
 // Reads states until one is `state`; what stood there with it.
@@ -78,20 +58,18 @@ TEST(KorvexCalibrate, IsAutomatedWithoutAScreenAndSurvivesAnUnplugging)
 {
     Panel panel;
     Process calibration({KORVEX, "calibrate", "panel", "--windows", "none", "--json"});
-    const Json first = AwaitState(&calibration, "touch");
-    EXPECT_EQ(first.dump(),
+    EXPECT_EQ(AwaitState(&calibration, "touch").dump(),
         R"({"height":768,"of":9,"state":"touch","target":1,"width":1024,"x":20,"y":15})");
-    std::string error;
-    RunGesture(panel.emulator.get(), "press 2 2 100", &error);
+    PressAt(panel.panel.get(), 2, 2, milliseconds(100));
     EXPECT_THAT(AwaitState(&calibration, "again").value("reason", ""), HasSubstr("lifted before"));
     PressTargets(&panel, &calibration, 3);
     EXPECT_EQ(ReadTextFile("Korvex.ini"), SETTINGS);
 
     AwaitState(&calibration, "touch");
     std::filesystem::remove("panel");
-    HangUp(panel.emulator.get());
+    HangUp(panel.panel.get());
     EXPECT_EQ(AwaitState(&calibration, "gone")["target"], 4);
-    panel.PlugIn();
+    panel.Put(StartAskew());
     PressTargets(&panel, &calibration, 6);
     const Json end = AwaitState(&calibration, "end");
     EXPECT_EQ(end["saved"], true);
@@ -121,21 +99,23 @@ TEST(KorvexCalibrate, LeavesEverythingAsItWasWhenItCannotSaveOrIsEnded)
     EXPECT_EQ(WaitForExit(&doubtful), 7);
     EXPECT_EQ(ReadTextFile("Korvex.ini"), SETTINGS);
 
+    Process refused({KORVEX, "calibrate", "panel", "--windows", "none", "--json", "--points", "4"});
+    PressTargets(&panel, &refused, 3);
     std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_read);
-    const RunResult readOnly = RunProgram({KORVEX, "calibrate", "panel", "--windows", "none"});
-    EXPECT_EQ(readOnly.exitCode, 1);
-    EXPECT_THAT(readOnly.error, HasSubstr("The calibration could not be saved: "));
-    std::filesystem::permissions("Korvex.ini", std::filesystem::perms::owner_all);
-
-    EXPECT_EQ(RunProgram({KORVEX, "calibrate", "nowhere", "--windows", "none"}).exitCode, 3);
-    EXPECT_EQ(RunProgram({KORVEX, "calibrate", "panel", "--points", "5"}).exitCode, 2);
-    // All ports are asked, one without a controller.
-    const auto silent = StartSilentEmulator();
-    PlaceLink("silent", silent.get());
-    const RunResult nobody = RunProgram(
-        {KORVEX, "calibrate", "--port", "COM3=silent", "--state", "state", "--windows", "none"});
-    EXPECT_EQ(nobody.exitCode, 4);
-    EXPECT_THAT(nobody.error, HasSubstr("no controller was found"));
+    PressTargets(&panel, &refused, 1);
+    EXPECT_EQ(AwaitState(&refused, "end")["saved"], false);
+    EXPECT_EQ(WaitForExit(&refused), 1);
+    // Said beforehand: of the file, and of a folder in which there can be none.
+    ASSERT_EQ(chown(".", 65534, 65534), 0);
+    for (const std::string reason : {"it cannot be read and written", "created: Permission"}) {
+        const RunResult unsaved = RunProgram({"setpriv", "--bounding-set", "-dac_override", KORVEX,
+            "calibrate", "panel", "--windows", "none"});
+        EXPECT_EQ(unsaved.exitCode, 1);
+        EXPECT_THAT(unsaved.error,
+            AllOf(HasSubstr("The calibration could not be saved: "), HasSubstr(reason)));
+        std::filesystem::remove("Korvex.ini");
+    }
+    EXPECT_EQ(RunKorvex({"calibrate", "nowhere", "--windows", "none"}).exitCode, 3);
 }
 
 TEST(KorvexCalibrate, ShowsItsCrossesOnTheMonitorThatIsNamed)
@@ -152,6 +132,12 @@ TEST(KorvexCalibrate, ShowsItsCrossesOnTheMonitorThatIsNamed)
                 HasSubstr("Width: 1024"), HasSubstr("Height: 768")));
         EXPECT_EQ(EndBySignal(&calibration, SIGTERM), 7);
     }
+    // That of the touches from one port.
+    Process drive({KORVEX, "drive", "panel", "--monitor", "panel=DUMMY0"});
+    EXPECT_NE(ReadLineWith(drive.error, "controller"), "");
+    Press(&panel, 50, 50);
+    EXPECT_TRUE(WaitUntil(
+        [] { return RunProgram({"xdotool", "getmouselocation"}).output.starts_with("x:51"); }));
     unsetenv("DISPLAY");
 }
 
@@ -159,7 +145,8 @@ TEST(KorvexCalibrate, ShowsItsCrossesOnTheMonitorThatIsNamed)
 // for the pointer as well.
 TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
 {
-    const Panel panel;
+    Panel panel;
+    panel.Put(StartAskew(12));
     const Screen screen;
     std::filesystem::create_directory("drive");
     WriteTextFile("drive/Korvex.ini", SETTINGS);
@@ -168,9 +155,21 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     EXPECT_THAT(ReadLineWith(drive.error, "panel"), HasSubstr("controller 5200"));
     const std::string settings = (panel.folder.path / "drive/Korvex.ini").string();
 
-    // Killed while a result is tried: the old calibration maps again.
+    // Not the runtime's panel, where another port is named.
+    const auto silent = StartSilentEmulator();
+    PlaceLink("silent", silent.get());
+    const RunResult nobody
+        = RunKorvex({"calibrate", "--port", "silent", "--state", "state", "--windows", "none"});
+    EXPECT_EQ(nobody.exitCode, 4);
+    EXPECT_THAT(nobody.error, HasSubstr("no controller was found"));
+
+    // Another controller is calibrated from the start, by its own measure.
     Process killed({KORVEX, "calibrate", "--points", "4", "--json"});
+    PressTargets(&panel, &killed, 1);
+    panel.Put(StartAskew());
+    EXPECT_EQ(AwaitState(&killed, "gone")["target"], 2);
     PressTargets(&panel, &killed, 4);
+    // Killed while a result is tried: the old calibration maps again.
     EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; })) << "Save";
     Press(&panel, 50, 50);
     const auto isAt = [&screen](int x, int y) {
@@ -196,12 +195,12 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     Press(&panel, 90, 90);
     EXPECT_TRUE(isAt(921, 691));
     // Undone, once.
-    EXPECT_THAT(RunProgram({KORVEX, "calibrate", "--undo"}).error, HasSubstr(settings));
+    EXPECT_THAT(RunKorvex({"calibrate", "--undo"}).error, HasSubstr(settings));
     Press(&panel, 90, 90);
     EXPECT_TRUE(isAt(847, 653));
     EXPECT_THAT(ReadTextFile(settings), HasSubstr("Mode=0\n"));
     for (const std::string name : {"panel", "elsewhere"}) {
-        const RunResult none = RunProgram({KORVEX, "calibrate", "--undo", name});
+        const RunResult none = RunKorvex({"calibrate", "--undo", name});
         EXPECT_EQ(none.exitCode, 1);
         EXPECT_THAT(none.error, HasSubstr("no earlier calibration is kept"));
     }

@@ -5,26 +5,19 @@
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
-#include "testing/process.h"
+#include "testing/command.h"
 #include "testing/recorders.h"
-#include "testing/temporary_folder.h"
-#include "testing/test_line.h"
-#include "testing/testing.h"
 
 namespace korvex {
 namespace {
 
 using command::ReturnedPort;
-using emulator::EmulatorOptions;
-using emulator::EmulatorPointer;
 using std::chrono::steady_clock;
 
 // A session whose adapter is pulled out, and put back with the same or another controller.
-struct SessionOnAdapter {
-    TemporaryFolder folder;
+struct SessionOnAdapter : PanelFolder {
     TraceRecorder trace;
     InputRecorder recorder;
-    EmulatorPointer panel;
     ReturnedPort returned{};
     ControllerPointer controller{CreateController()};
     std::thread finger;
@@ -32,7 +25,7 @@ struct SessionOnAdapter {
     // Identified, or driven by its stored model where it does not answer a command (`silentCode`).
     explicit SessionOnAdapter(const EmulatorOptions& options, int silentCode, bool asks = true,
         uint32_t byteTimeoutMs = 10)
-        : panel(StartSilentEmulator(options, silentCode))
+        : PanelFolder(StartSilentEmulator(options, silentCode))
     {
         const auto decide = [](TouchController* driven, ReadResult result, const Packet* report) {
             return DecidePortReturn(
@@ -40,8 +33,6 @@ struct SessionOnAdapter {
         };
         if (asks)
             SetHostHandlers({.portReturned = decide});
-        WriteTextFile("Korvex.ini", "[Calibration]\nSTD_MAX_X=1024\nSTD_MAX_Y=1024\n");
-        PlaceLink("panel", panel.get());
         controller->observed = &returned;
         LinkInit(&controller->link, OpenPort("panel"), LINK_SERIAL, 0);
         controller->link.byteTimeoutMs = byteTimeoutMs;
@@ -74,31 +65,25 @@ struct SessionOnAdapter {
     }
 
     // How often it was asked as a 6-byte controller at its rate.
-    size_t Askings() const
+    ptrdiff_t Askings() const
     {
-        const std::vector<emulator::ReceivedCommand> commands = ReceivedCommands(panel.get());
-        return static_cast<size_t>(
-            std::count_if(commands.begin(), commands.end(), [](const auto& command) {
-                return command.bytes.front() == COMMAND_WAKE && command.bytes.size() == 6
-                    && command.baudRate == 19200;
-            }));
+        const auto commands = ReceivedCommands(panel.get());
+        return std::count_if(commands.begin(), commands.end(), [](const auto& command) {
+            return command.bytes.front() == COMMAND_WAKE && command.bytes.size() == 6
+                && command.baudRate == 19200;
+        });
     }
-};
-
-struct Replacement {
-    EmulatorOptions options;
-    int silentCode; // unanswered before and after
 };
 
 constexpr milliseconds FINGER{800};
 
 TEST(PortReturn, KeepsItsControllerWhateverThatLeavesUnanswered)
 {
-    for (const auto& [options, silentCode] : {Replacement{{}, 0},
-             Replacement{{}, COMMAND_RESOLUTION}, Replacement{{}, COMMAND_FIRMWARE_IDENTITY},
-             Replacement{{}, COMMAND_FIRMWARE_VERSION}, Replacement{{.resolutionBits = 12}, 0},
-             Replacement{{.modelNumber = 5460, .resolutionBits = 12}, 0},
-             Replacement{{.model = 0x7700}, 0}}) {
+    // and the command that it does not answer, before and after
+    for (const auto& [options, silentCode] : std::vector<std::pair<EmulatorOptions, int>>{{{}, 0},
+             {{}, COMMAND_RESOLUTION}, {{}, COMMAND_FIRMWARE_IDENTITY},
+             {{}, COMMAND_FIRMWARE_VERSION}, {{.resolutionBits = 12}, 0},
+             {{.modelNumber = 5460, .resolutionBits = 12}, 0}, {{.model = 0x7700}, 0}}) {
         SessionOnAdapter session(options, silentCode);
         const auto start = session.Return(StartSilentEmulator(options, silentCode), FINGER);
         ASSERT_FALSE(session.recorder.WaitFor(1).empty()) << options.model << ' ' << silentCode;
@@ -117,7 +102,7 @@ TEST(PortReturn, EndsTheSessionForAnotherControllerWithoutAnInput)
             {{.model = 0x5460}, {}}, {{}, {.resolutionBits = 12}}, {{}, {.baudRate = 9600}},
             {{}, {.model = 0x7700}}}) {
         SessionOnAdapter session(before, 0, true, PATIENT_BYTE_TIMEOUT_MS);
-        session.Return(emulator::StartEmulator(after), FINGER);
+        session.Return(StartEmulator(after), FINGER);
         EXPECT_EQ(WaitForSingleObject(session.controller->readerThread, 20000), WAIT_OBJECT_0)
             << after.model << ' ' << after.baudRate << ' ' << after.resolutionBits;
         session.finger.join();
@@ -129,14 +114,14 @@ TEST(PortReturn, EndsTheSessionForAnotherControllerWithoutAnInput)
 TEST(PortReturn, AsksNothingWithoutAHandler)
 {
     SessionOnAdapter session({}, 0, false);
-    const auto start = session.Return(emulator::StartEmulator({}), FINGER);
+    const auto start = session.Return(StartEmulator({}), FINGER);
     ASSERT_FALSE(session.recorder.WaitFor(1).empty());
     EXPECT_LT(steady_clock::now() - start, milliseconds(1000));
     session.finger.join();
     TouchAt(session.panel.get(), 50, 50);
     SendBytes(session.panel.get(), {0x70, 0});
     EXPECT_TRUE(ReceivedCommands(session.panel.get()).empty());
-    session.Return(emulator::StartEmulator({}), milliseconds(0));
+    session.Return(StartEmulator({}), milliseconds(0));
     EXPECT_EQ(session.recorder.WaitFor(0).back().flags, RELEASE);
 }
 
@@ -151,9 +136,12 @@ TEST(PortReturn, DrivesAControllerThatAnswersNothingFromItsFirstWholeTouchOn)
         PressAt(session.panel.get(), 75, 75, milliseconds(50));
     EXPECT_FALSE(session.recorder.WaitFor(0).empty()) << "within 1.5 s of the return";
     EXPECT_EQ(session.controller->portGone, 0);
-    const size_t asked = session.Askings();
+    const ptrdiff_t asked = session.Askings();
     EXPECT_TRUE(AwaitReader(session.controller.get()));
     EXPECT_EQ(session.Askings(), asked + 2) << "with the search for any controller";
+    DCB line{};
+    GetCommState(session.controller->link.handle, &line);
+    EXPECT_EQ(line.BaudRate, 19200U) << "its reports can be read";
     EXPECT_GE(steady_clock::now() - start, milliseconds(2000));
     const size_t inputs = session.recorder.WaitFor(0).size();
     TouchAt(session.panel.get(), 25, 25);
