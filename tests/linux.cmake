@@ -75,7 +75,7 @@ gtest_discover_tests(korvex_tests TEST_FILTER "-${timed}${not_under_qemu}" PROPE
 # The DLL itself, under Wine, from the Windows build.
 set(KORVEX_WINDOWS_BUILD "" CACHE PATH "Where KORVEX.dll and its test programs have been built")
 if(KORVEX_WINDOWS_BUILD)
-    add_executable(korvex_dll_tests windows/dll_test.cpp windows/wine.cpp)
+    add_executable(korvex_dll_tests windows/dll_test.cpp)
     target_link_libraries(korvex_dll_tests PRIVATE korvex_testing GTest::gmock GTest::gtest_main)
     target_compile_definitions(korvex_dll_tests PRIVATE KORVEX_WINDOWS_BUILD="${KORVEX_WINDOWS_BUILD}"
         WINE_COMMAND="${PROJECT_SOURCE_DIR}/scripts/wine" MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")
