@@ -10,13 +10,8 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 
 add_library(korvex_testing STATIC
-    testing/installation.cpp
     testing/process.cpp
-    testing/recorders.cpp
-    testing/screen.cpp
-    testing/test_line.cpp
-    testing/test_machine.cpp
-    testing/window_recorder.cpp)
+    testing/screen.cpp)
 target_include_directories(korvex_testing PUBLIC . ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(korvex_testing PUBLIC korvex_all)
 target_compile_definitions(korvex_testing PUBLIC
@@ -76,7 +71,7 @@ gtest_discover_tests(korvex_tests TEST_FILTER "-${timed}${not_under_qemu}" PROPE
 # The DLL itself, under Wine, from the Windows build.
 set(KORVEX_WINDOWS_BUILD "" CACHE PATH "Where KORVEX.dll and its test programs have been built")
 if(KORVEX_WINDOWS_BUILD)
-    add_executable(korvex_dll_tests windows/dll_test.cpp windows/wine.cpp testing/temporary_folder.cpp testing/calibration_data.cpp)
+    add_executable(korvex_dll_tests windows/dll_test.cpp)
     target_link_libraries(korvex_dll_tests PRIVATE korvex_testing GTest::gmock GTest::gtest_main)
     target_compile_definitions(korvex_dll_tests PRIVATE KORVEX_WINDOWS_BUILD="${KORVEX_WINDOWS_BUILD}"
         WINE_COMMAND="${PROJECT_SOURCE_DIR}/scripts/wine" MODEM_LINES_SOURCE="${CMAKE_CURRENT_SOURCE_DIR}/windows/modem_lines.c")

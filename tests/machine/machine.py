@@ -9,7 +9,6 @@ import socket
 import subprocess
 import threading
 import time
-import tty
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILT = os.path.join(ROOT, "build", "linux")
@@ -47,6 +46,7 @@ class Controller:
                                             stdout=output, stderr=output)
         self.script = os.open(script, os.O_RDWR)
         wait_until(lambda: os.path.exists(self.path), 20, f"the emulated controller {name}")
+        self.backend = {"type": "serial", "data": {"device": os.path.realpath(self.path)}}
 
     def gesture(self, *lines):
         os.write(self.script, "".join(line + "\n" for line in lines).encode())
@@ -64,28 +64,12 @@ class Controller:
 class Recorder:
     """A device that says nothing and keeps every byte that comes."""
 
-    def __init__(self):
-        self.line, terminal = os.openpty()
-        tty.setraw(terminal)
-        os.set_blocking(self.line, False)
-        self.terminal = terminal  # held, so that nothing is lost before another one opens it
-        self.path = os.ttyname(terminal)
-        self.bytes = b""
+    def __init__(self, path):
+        self.backend = {"type": "file", "data": {"out": path}}
 
     def received(self):
-        try:
-            while True:
-                self.bytes += os.read(self.line, 4096)
-        except BlockingIOError:
-            return self.bytes
-
-    def clear(self):
-        self.received()
-        self.bytes = b""
-
-    def end(self):
-        os.close(self.line)
-        os.close(self.terminal)
+        with open(self.backend["data"]["out"], "rb") as file:
+            return file.read()
 
 
 class Monitor:
@@ -118,6 +102,9 @@ class Monitor:
         self.execute("device_del", id=device)
         self.wait_event("DEVICE_DELETED")
 
+    def add_backend(self, name, device):
+        self.execute("chardev-add", id=name, backend=device.backend)
+
     def wait_event(self, name):
         while name not in self.events:
             self.events.append(json.loads(self.file.readline()).get("event"))
@@ -126,11 +113,11 @@ class Monitor:
 class Line:
     """A line of output of a process in the guest."""
 
-    def __init__(self, name, message):
+    def __init__(self, name, time, line=None, ended=None):
         self.name = name
-        self.time = message["time"]
-        self.text = message.get("line")
-        self.ended = message.get("ended")  # exit code, of the last "line" of a process
+        self.time = time
+        self.text = line
+        self.ended = ended  # exit code, of the last "line" of a process
 
 
 class Guest:
@@ -141,8 +128,7 @@ class Guest:
         self.socket.connect(path)
         self.changed = threading.Condition()
         self.lines = []
-        self.answers = {}
-        self.next_id = 0
+        self.runs = 0
         self.gone = False
         threading.Thread(target=self.receive, daemon=True).start()
 
@@ -150,14 +136,11 @@ class Guest:
         try:
             for text in self.socket.makefile("r"):
                 try:
-                    message = json.loads(text)
+                    line = Line(**json.loads(text))
                 except ValueError:  # begun when the machine was reset
                     continue
                 with self.changed:
-                    if "name" in message:
-                        self.lines.append(Line(message["name"], message))
-                    else:
-                        self.answers[message["id"]] = message
+                    self.lines.append(line)
                     self.changed.notify_all()
         except OSError:
             pass
@@ -172,35 +155,30 @@ class Guest:
             expect(condition(), f"{'the machine has ended while waiting' if self.gone else f'waited {limit} s in vain'} for {text}")
             return condition()
 
-    def post(self, **request):
-        """Sends a request whose answer nobody waits for; its number."""
-        self.next_id += 1
-        self.socket.sendall(json.dumps({"id": self.next_id, **request}).encode() + b"\n")
-        return self.next_id
-
-    def request(self, limit, **request):
-        number = self.post(**request)
-        self.wait(lambda: number in self.answers, limit, f"an answer to {request}")
-        return self.answers.pop(number)
+    def send(self, **request):
+        self.socket.sendall(json.dumps(request).encode() + b"\n")
 
     def run(self, command, limit=30, code=0):
-        """Runs a shell command and returns its output; it has to end with this exit code (None: any)."""
-        answer = self.request(limit + 10, run=command, seconds=limit)
-        expect(code is None or answer["code"] == code, f"'{command}' ended with {answer['code']}: {answer['output']}")
-        return answer["output"].strip()
+        """Runs a shell command and returns its output; it has to end with this exit code."""
+        self.runs += 1
+        since, name = self.mark(), f"run-{self.runs}"
+        self.send(name=name, start=command)
+        ended = self.wait_end(name, limit + 10, since)
+        output = "\n".join(line.text for line in self.find(name, "", since)).strip()
+        expect(ended == code, f"'{command}' ended with {ended}: {output}")
+        return output
 
     def start(self, name, command):
-        """Starts a process whose lines are kept under a name of its own; returns its number."""
-        expect(not any(line.name == name for line in self.lines), f"the name {name} is taken")
-        return int(self.request(30, start=command, name=name)["output"])
+        """Starts a process whose lines are kept under a name of its own."""
+        self.send(name=name, start="exec " + command)
 
-    def stop(self, name, number=signal.SIGTERM, group=False):
+    def stop(self, name, number=signal.SIGTERM):
         """Ends a process by a signal and returns its exit code."""
-        self.request(30, kill=int(number), name=name, group=group)
+        self.send(name=name, kill=int(number))
         return self.wait_end(name)
 
-    def wait_end(self, name, limit=30):
-        return self.wait(lambda: [line for line in self.lines if line.name == name and line.ended is not None], limit,
+    def wait_end(self, name, limit=30, since=0):
+        return self.wait(lambda: [line for line in self.lines[since:] if line.name == name and line.ended is not None], limit,
                          f"the end of '{name}'")[0].ended
 
     def mark(self):
@@ -263,9 +241,7 @@ class Machine:
         shutil.copytree(GUEST, content)
         packages = [name for name in os.listdir(os.path.join(ROOT, "build")) if re.fullmatch(r"korvex_.*\.deb", name)]
         expect(len(packages) == 1, "no package is there: run scripts/package first")
-        package = os.path.join(ROOT, "build", packages[0])
-        shutil.copy(package, content)
-        make_next_version(package, os.path.join(self.folder, "next"), os.path.join(content, "next.deb"))
+        shutil.copy(os.path.join(ROOT, "build", packages[0]), content)
         shutil.copy(os.path.join(BUILT, "tests", "korvex_machine_probe"), content)
         image = os.path.join(self.folder, "case.img")
         subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", content, image, "64M"], check=True, stdout=subprocess.DEVNULL)
@@ -273,11 +249,8 @@ class Machine:
 
     def change_uart(self, controller):
         """Puts another controller behind the 16550A; None: one without power."""
-        backend = serial_backend(controller) if controller else {"type": "null", "data": {}}
+        backend = controller.backend if controller else {"type": "null", "data": {}}
         self.monitor.execute("chardev-change", id="uart0", backend=backend)
-
-    def unplug(self):
-        self.monitor.remove("adapter")
 
     def plug(self, controller=None):
         """Plugs the adapter in, with another controller behind it where one is given."""
@@ -285,21 +258,18 @@ class Machine:
             self.next_backend += 1
             old, self.backend = self.backend, f"adapter{self.next_backend}"
             self.monitor.execute("chardev-remove", id=old)
-            self.monitor.execute("chardev-add", id=self.backend, backend=serial_backend(controller))
+            self.monitor.add_backend(self.backend, controller)
         self.plug_adapter("adapter", self.backend, 1, "LEFT")
 
     def plug_adapter(self, name, backend, socket, serial):
         """Plugs an adapter in that may be one more, with a serial number, in one of the sockets from 1 on."""
         self.monitor.execute("device_add", driver="usb-serial", id=name, chardev=backend, port=str(socket), serial=serial)
 
-    def add_backend(self, name, device):
-        self.monitor.execute("chardev-add", id=name, backend=serial_backend(device))
-
     def reset(self, meanwhile):
         """Starts the machine again, with its disks as they are; `meanwhile` is done while nothing runs there."""
         since = self.guest.mark()
         self.monitor.events.clear()
-        self.guest.post(run="systemctl --no-block reboot", seconds=30)  # which may end the agent before it can answer
+        self.guest.start(f"reboot-{since}", "systemctl --no-block reboot")
         self.monitor.wait_event("RESET")
         meanwhile()
         self.guest.wait_line("machine", "ready", since, limit=180)
@@ -307,26 +277,3 @@ class Machine:
     def kill(self):
         self.process.kill()
         self.process.wait()
-
-    def end(self):
-        """Shuts the machine down."""
-        try:
-            self.guest.socket.sendall(b'{"end": true}\n')
-            self.process.wait(20)
-        except (OSError, subprocess.TimeoutExpired):
-            self.kill()
-
-
-def serial_backend(controller):
-    return {"type": "serial", "data": {"device": os.path.realpath(controller.path)}}
-
-
-def make_next_version(package, folder, next_package):
-    """The same package under a higher version."""
-    subprocess.run(["dpkg-deb", "-R", package, folder], check=True)
-    control = os.path.join(folder, "DEBIAN", "control")
-    with open(control) as file:
-        text = file.read()
-    with open(control, "w") as file:
-        file.write(re.sub(r"(?m)^Version: .*$", r"\g<0>.1", text))
-    subprocess.run(["dpkg-deb", "--root-owner-group", "-Znone", "-b", folder, next_package], check=True, stdout=subprocess.DEVNULL)

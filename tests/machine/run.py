@@ -1,7 +1,6 @@
 """Runs cases on one machine: run.py [--check] [CASE...]; with --check it only looks whether there are such cases."""
 import glob
 import os
-import shutil
 import sys
 import tempfile
 import time
@@ -33,31 +32,27 @@ def main():
     names = arguments[only_check:] or list(CASES)
     if names == ["--short"]:
         names = SHORT
-    for name in names:
-        if name not in CASES:
-            print(f"test-machine: '{name}' is none of {', '.join(CASES)}", file=sys.stderr)
-            return 2
-    if only_check:
-        return 0
-    folder = tempfile.mkdtemp(prefix="korvex-machine-")
+    unknown = [name for name in names if name not in CASES]
+    if unknown:
+        print(f"test-machine: '{unknown[0]}' is none of {', '.join(CASES)}", file=sys.stderr)
+    if unknown or only_check:
+        return 2 if unknown else 0
     passed = 0
-    setting = Setting(folder)
-    try:
-        start = time.monotonic()
-        setting.boot(names[0] in NAMED)
-        print(f"== the machine has booted after {time.monotonic() - start:.0f} s", flush=True)
-        for name in names:
-            if not run_case(setting, name):
-                break
-            passed += 1
-    except Failure as fault:
-        print(f"-- the machine does not come up: {fault}")
-    finally:
-        if passed < len(names):
-            for console in glob.glob(os.path.join(folder, "machine*", "console.log")):
-                print("-- the guest's console:\n" + open(console, errors="replace").read()[-5000:])
-        setting.end()
-        shutil.rmtree(folder, ignore_errors=True)
+    with tempfile.TemporaryDirectory(prefix="korvex-machine-", ignore_cleanup_errors=True) as folder:
+        setting = Setting(folder)
+        try:
+            start = time.monotonic()
+            setting.boot(names[0] in NAMED)
+            print(f"== the machine has booted after {time.monotonic() - start:.0f} s", flush=True)
+            while passed < len(names) and run_case(setting, names[passed]):
+                passed += 1
+        except Failure as fault:
+            print(f"-- the machine does not come up: {fault}")
+        finally:
+            if passed < len(names):
+                for console in glob.glob(os.path.join(folder, "machine*", "console.log")):
+                    print("-- the guest's console:\n" + open(console, errors="replace").read()[-5000:])
+            setting.end()
     print(f"== {passed} of {len(names)} cases on the machine held")
     return 0 if passed == len(names) else 1
 

@@ -6,8 +6,10 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "platform/linux/machine.h"
 #include "platform/win32.h"
 
 namespace korvex::testing {
@@ -24,15 +26,35 @@ struct SentInput {
 
     bool operator==(const SentInput&) const = default;
 };
-std::ostream& operator<<(std::ostream& stream, const SentInput& input);
+
+inline std::ostream& operator<<(std::ostream& stream, const SentInput& input)
+{
+    return stream << "(" << input.dx << ", " << input.dy << ", flags " << std::hex << input.flags
+                  << std::dec << (input.more ? ", more" : "") << ")";
+}
 
 // Takes the machine's pointer input while it lives.
 struct InputRecorder {
-    InputRecorder();
-    ~InputRecorder();
+    InputRecorder()
+    {
+        platform::ThisMachine()->pointer.send = [this](const INPUT* input) {
+            const std::lock_guard guard(mutex);
+            const bool more = input->type != INPUT_MOUSE || input->mi.mouseData != 0
+                || input->mi.time != 0 || input->mi.dwExtraInfo != 0;
+            inputs.push_back({input->mi.dx, input->mi.dy, input->mi.dwFlags, more});
+            changed.notify_all();
+            return true;
+        };
+    }
+    ~InputRecorder() { platform::ThisMachine()->pointer.send = nullptr; }
 
     // The inputs so far, after waiting for `count` of them (10 s at most).
-    std::vector<SentInput> WaitFor(size_t count);
+    std::vector<SentInput> WaitFor(size_t count)
+    {
+        std::unique_lock lock(mutex);
+        changed.wait_for(lock, std::chrono::seconds(10), [&] { return inputs.size() >= count; });
+        return inputs;
+    }
 
     std::mutex mutex;
     std::condition_variable changed;
@@ -41,8 +63,12 @@ struct InputRecorder {
 
 // Takes the machine's debugger texts while it lives.
 struct TraceRecorder {
-    TraceRecorder();
-    ~TraceRecorder();
+    TraceRecorder()
+    {
+        platform::ThisMachine()->trace
+            = [this](std::string_view text) { texts.emplace_back(text); };
+    }
+    ~TraceRecorder() { platform::ThisMachine()->trace = nullptr; }
     TraceRecorder(const TraceRecorder&) = delete;
     TraceRecorder& operator=(const TraceRecorder&) = delete;
 

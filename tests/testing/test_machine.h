@@ -2,42 +2,89 @@
 // service in it.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
+#include "drivers/enumerator_filter.h"
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/port_nodes.h"
+#include "platform/linux/devices/registry.h"
+#include "platform/linux/machine.h"
 #include "platform/win32.h"
 #include "testing/temporary_folder.h"
 
 namespace korvex::testing {
 
+// Registers the enumerator's service; with a binary in its place or without.
+inline void InstallEnumeratorService(bool withBinary)
+{
+    drivers::InstallEnumeratorService();
+    if (!withBinary)
+        std::filesystem::remove("windows/system32/drivers/KXSERENUM.sys");
+}
+
 struct TestMachine {
     TemporaryFolder folder; // current, with the state folder "state" in it
 
-    TestMachine();
-    ~TestMachine();
+    TestMachine()
+    {
+        platform::Machine* machine = platform::ThisMachine();
+        machine->folders.state = (folder.path / "state").string();
+        machine->folders.windows = (folder.path / "windows").string();
+        std::filesystem::create_directory("state");
+        platform::ClearDeviceTree();
+        InstallEnumeratorService(true);
+    }
+    ~TestMachine()
+    {
+        platform::ClearDeviceTree();
+        platform::ResetMachine();
+    }
 };
-
-// Registers the enumerator's service; with a binary in its place or without.
-void InstallEnumeratorService(bool withBinary);
 
 // A device's element in a set, as the library's routines take it.
 struct Element {
     HDEVINFO devices;
     SP_DEVINFO_DATA data;
 
-    explicit Element(DEVINST node);
-    ~Element();
+    explicit Element(DEVINST node)
+        : devices(SetupDiGetClassDevsW(nullptr, platform::InstanceIdOf(node).c_str(), nullptr,
+              DIGCF_ALLCLASSES | DIGCF_PRESENT))
+        , data{sizeof(SP_DEVINFO_DATA), {}, node, 0}
+    {
+    }
+    ~Element() { SetupDiDestroyDeviceInfoList(devices); }
     Element(const Element&) = delete;
     Element& operator=(const Element&) = delete;
 };
 
 // A number in the registry, by the whole path of its key; -1 when there is none.
-int64_t RegistryNumber(std::u16string_view key, const WCHAR* name);
+inline int64_t RegistryNumber(std::u16string_view path, const WCHAR* name)
+{
+    HKEY key = platform::OpenRegistryPath(path);
+    DWORD number = 0;
+    DWORD type = 0;
+    DWORD size = sizeof(number);
+    const LONG result
+        = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size);
+    RegCloseKey(key);
+    return result == ERROR_SUCCESS && type == REG_DWORD ? int64_t{number} : -1;
+}
 
-void WriteRegistryText(std::u16string_view key, const WCHAR* name, const std::u16string& text);
+inline void WriteRegistryText(
+    std::u16string_view path, const WCHAR* name, const std::u16string& text)
+{
+    HKEY key = platform::OpenRegistryPath(path);
+    RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+        static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
+    RegCloseKey(key);
+}
 
 // Where the enumerator's parameters of a port are.
-std::u16string ParametersOf(std::u16string_view port);
+inline std::u16string ParametersOf(std::u16string_view port)
+{
+    return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\"
+        + std::u16string(port);
+}
 
 } // namespace korvex::testing

@@ -7,6 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/core/text.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/windows/window_headless.h"
 #include "platform/win32.h"
 
 namespace korvex::testing {
@@ -20,19 +23,47 @@ struct Figure {
 
     bool operator==(const Figure&) const = default;
 };
-std::ostream& operator<<(std::ostream& stream, const Figure& figure);
+
+inline std::ostream& operator<<(std::ostream& stream, const Figure& figure)
+{
+    return stream << figure.kind << " " << figure.x << "," << figure.y << " +-" << figure.halfWidth
+                  << " #" << std::hex << figure.fill;
+}
 
 // Shows the machine's windows while it lives; one at a time.
 struct WindowRecorder {
+    static inline WindowRecorder* current = nullptr;
     std::vector<std::string> texts;           // of the status text, in order
     std::vector<Figure> figures;              // drawn since they were last taken
     std::function<void()> onDraw = [] { };    // before each figure
     std::function<void()> onDestroy = [] { }; // before a window goes
+    platform::WindowBackend backend = *platform::HeadlessBackend();
 
-    WindowRecorder();
-    ~WindowRecorder();
+    WindowRecorder()
+    {
+        current = this;
+        backend.changeText = [](const platform::WindowView* view) {
+            current->texts.push_back(platform::ToUtf8(view->text));
+        };
+        backend.destroy = [](HWND /*window*/) { current->onDestroy(); };
+        backend.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
+            current->Record('R', bounds, fill);
+        };
+        backend.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
+            current->Record('E', bounds, fill);
+        };
+        platform::ThisMachine()->windows.backend = &backend;
+    }
+    ~WindowRecorder() { platform::ThisMachine()->windows.backend = nullptr; }
     WindowRecorder(const WindowRecorder&) = delete;
     WindowRecorder& operator=(const WindowRecorder&) = delete;
+
+    void Record(char kind, RECT bounds, COLORREF fill)
+    {
+        onDraw();
+        figures.push_back({kind, (bounds.left + bounds.right) / 2, (bounds.top + bounds.bottom) / 2,
+            (bounds.right - bounds.left) / 2, fill});
+    }
 
     std::vector<Figure> TakeFigures() { return std::exchange(figures, {}); }
 };
