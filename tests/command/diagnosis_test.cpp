@@ -206,8 +206,8 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
                 "STD_MAX_Y=7\nSTD_\x1bMAXX=900\n",
                 {"'Mode=5' is none of 0, 4, 9, 16 and 25", "'PanelOrient=9' is not between 1 and 8",
                     "'STD_MIN_X=-2147483648' is not between",
-                    "'STD_MAX_X=wide' is not a whole number, and counts as 0",
-                    "STD_MIN_Y and STD_MAX_Y leave the standard box without extent",
+                    "'STD_MAX_X=wide' is not a whole number and is read as 0",
+                    "STD_MIN_Y and STD_MAX_Y make the standard box empty",
                     "'STD_?MAXX=900' is not read: there is no such key"},
                 1},
             Row{"Mode=4\n" + corners, {"ADV_03_X is missing"}, 1},
@@ -217,7 +217,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
                 "900\nADV_02_Y=2\nADV_03_Y=3\n",
                 {"the calibration points take less than a fifth of the panel"}, 1},
             Row{"STD_MIN_X=400\nSTD_MAX_X=500\n",
-                {"STD_MIN_X and STD_MAX_X leave less than a fifth of the panel"}, 1},
+                {"STD_MIN_X and STD_MAX_X span less than a fifth of the panel"}, 1},
             Row{std::string("S\0T\0D\0\n\0", 8), {"it is UTF-16 without the mark at its start"}, 1},
             Row{"[Option]\nSTD_MAX_X=900\n", {"it has no section [Calibration]"}, 1}}) {
         WriteTextFile(

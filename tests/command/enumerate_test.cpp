@@ -50,9 +50,9 @@ TEST(KorvexEnum, SendsNoByteToAPortThatIsNotNamed)
     EXPECT_THAT(unknown.error, HasSubstr("there is no port 'left'; see 'korvex ports'"));
     HANDLE held = OpenPort(TerminalPath(installation.second.get()));
     Process command(installation.Unseen({"enum", "--port", "COM4"}));
-    EXPECT_EQ(ReadLineWith(command.error, "left out"),
+    EXPECT_EQ(ReadLineWith(command.error, "skipped"),
         "korvex enum: '" + TerminalPath(installation.second.get())
-            + "' is left out: korvex_tests (process " + std::to_string(getpid()) + ") is using it");
+            + "' is skipped: korvex_tests (process " + std::to_string(getpid()) + ") is using it");
     EXPECT_NE(ReadLineWith(command.error,
                   "no controller was found on any port that was asked; nothing is driven"),
         "");
