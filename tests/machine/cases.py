@@ -83,7 +83,7 @@ class Setting:
     def drive(self, path, pointer="log"):
         """Starts `korvex drive` on a line and waits until it drives it; the process's name."""
         name = self.korvex("drive", f"drive {path} --pointer {pointer}")
-        self.guest.wait_line(name, "controller .* baud", limit=LONG)
+        self.guest.wait_line(name, ": controller .* baud", limit=LONG)
         return name
 
     def end(self):
