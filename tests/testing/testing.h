@@ -20,9 +20,11 @@
 #include <utility>
 #include <vector>
 
+#include "testing/temporary_folder.h"
+#ifndef _WIN32 // where portable tests run
 #include "testing/process.h"
 #include "testing/recorders.h"
-#include "testing/temporary_folder.h"
+#endif
 
 namespace korvex {
 

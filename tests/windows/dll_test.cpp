@@ -1,7 +1,6 @@
 // KORVEX.dll itself, on 32-bit Wine, with an emulated controller on a pseudo-terminal.
 
 #include "emulator/gestures.h"
-#include "testing/process.h"
 #include "testing/screen.h"
 #include "testing/testing.h"
 #include "windows/wine.h"

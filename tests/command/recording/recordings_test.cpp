@@ -1,8 +1,6 @@
 // Recorded lines, each of which must come out as the inputs that stand beside it.
 
 #include "command/recording/recording.h"
-#include "testing/process.h"
-#include "testing/temporary_folder.h"
 #include "testing/testing.h"
 
 namespace korvex {
