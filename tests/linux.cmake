@@ -42,8 +42,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     runtime/port_return_test.cpp
     command/diagnosis_test.cpp
     command/documents_test.cpp
-    command/enumerate_test.cpp
-    command/panel_test_command_test.cpp
+    command/detection_test.cpp
     command/recording/recordings_test.cpp
     support/debug_trace_test.cpp)
 target_link_libraries(korvex_tests PRIVATE korvex_testing nlohmann_json::nlohmann_json GTest::gmock GTest::gtest_main)
