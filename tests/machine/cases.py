@@ -274,6 +274,7 @@ def unplugging(setting):
 
     expect(guest.stop(name) == 0 and guest.stop(other) == 0, "drive did not end with 0")
 
+    setting.replace_adapter("--model", "5460")  # which is asked for longer: last of all
     commands = len(setting.adapter.received())
     name = setting.korvex("drive", f"drive {link} --pointer log")
     wait_until(lambda: len(setting.adapter.received()) > commands, LONG, "the first command of an identification")
