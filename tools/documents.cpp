@@ -183,8 +183,9 @@ std::string BashCompletion(const Program& program)
         AddCases(
             {.name = "", .group = "", .help = "", .options = program.options}, &values, &others);
     else
-        others += "    *) options=\"--help --help-all --version\"; COMPREPLY=($(compgen -W \""
-            + names + "\" -- \"$word\")) ;;\n";
+        others
+            += R"bash(    *) options="--help --help-all --version"; COMPREPLY=($(compgen -W ")bash"
+            + names + R"bash(" -- "$word")) ;;)bash" + "\n";
     std::string function = "_" + program.name;
     std::replace(function.begin(), function.end(), '-', '_');
     return "# Completion of " + program.name + "(1) for bash.\n" + (names.empty() ? "" : HELPERS)

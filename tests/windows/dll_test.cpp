@@ -255,17 +255,22 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         return std::make_unique<Process>(Windows({"start", "C:\\" + menu + entry + ".lnk"}));
     };
     // Each finds the controller, and shows its first target.
-    using Row = std::tuple<const char*, std::string, int, int, unsigned long>;
-    for (const auto& [entry, title, x, y, colour] :
-        {Row{"Calibration", "Korvex Calibration", 65, 60, 0xDCDCDC},
-            Row{"Panel test", TITLE, 20, 15, 0x808080}}) {
-        const auto started = startEntry(entry);
-        EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, x, y) == colour; })) << entry;
+    struct Row {
+        const char* entry;
+        std::string title;
+        int x, y;
+        unsigned long colour;
+    };
+    for (const Row& row : {Row{"Calibration", "Korvex Calibration", 65, 60, 0xDCDCDC},
+             Row{"Panel test", TITLE, 20, 15, 0x808080}}) {
+        const auto started = startEntry(row.entry);
+        EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, row.x, row.y) == row.colour; }))
+            << row.entry;
         // over the files that it uses; they go at the next start, 3010 in a byte
         EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S"})).exitCode, 3010 & 0xFF);
         // Not by Escape: Wine would tell the next window that it has been released.
-        PressCloseButton(&screen, WaitForWindow(title));
-        EXPECT_TRUE(WaitUntil([&] { return !HasWindow(title); })) << entry;
+        PressCloseButton(&screen, WaitForWindow(row.title));
+        EXPECT_TRUE(WaitUntil([&] { return !HasWindow(row.title); })) << row.entry;
     }
     WriteTextFile(
         drive / "ProgramData/Korvex/Korvex.ini", "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
