@@ -1,10 +1,9 @@
 #include "emulator/controller.h"
 
-#include <charconv>
-#include <system_error>
-
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <system_error>
 
 namespace korvex::emulator {
 

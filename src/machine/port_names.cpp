@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 // Where a name may stand for a tty, the panels' names first.
 constexpr const char* OTHER_FOLDERS[] = {"/dev/", "/dev/serial/by-id/", "/dev/serial/by-path/"};
 
-bool IsTty(const std::string& path)
+bool IsDevice(const std::string& path)
 {
     std::error_code error;
     return fs::is_character_file(path, error);
@@ -35,7 +35,7 @@ std::string UartPath(const std::string& port)
         || number >= platform::FIRST_OTHER_PORT)
         return "";
     std::string path = "/dev/ttyS" + std::to_string(number - 1);
-    return IsTty(path) ? path : "";
+    return IsDevice(path) ? path : "";
 }
 
 } // namespace
@@ -48,7 +48,7 @@ std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& p
     }
     if (port.find('/') != std::string::npos || port.empty())
         return port;
-    if (IsTty(PANEL_FOLDER + port))
+    if (IsDevice(PANEL_FOLDER + port))
         return PANEL_FOLDER + port;
     for (const platform::ScannedPort& scanned : platform::ScanSerialPorts()) {
         if (scanned.name == port)
@@ -58,7 +58,7 @@ std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& p
         return uart;
     std::error_code error;
     for (const char* folder : OTHER_FOLDERS) {
-        if (!fs::exists(port, error) && IsTty(folder + port))
+        if (!fs::exists(port, error) && IsDevice(folder + port))
             return folder + port;
     }
     return port;
