@@ -1,5 +1,5 @@
-// The subcommands of `korvex`, each in the source that stands before it. The command's main calls them, once,
-// when the options are read and the machine is set up as the command's declaration says
+// The subcommands of `korvex`, each in the source that stands before it. The command's main calls
+// them, once, when the options are read and the machine is set up as the command's declaration says
 // (command_table.h). What goes wrong is said on standard error; the result is the exit code.
 #pragma once
 
