@@ -44,9 +44,10 @@ TEST(KorvexCommand, IsNotHeldUpByAReaderWhoDoesNotRead)
         Process process({"sh", "-c", "exec " + KORVEX + " " + command + " panel >pipe"});
         EXPECT_NE(ReadLineWith(process.error, "controller 5200"), "");
         TouchAt(folder.panel.get(), 50, 50);
+        int status = 0;
         // well before it would be ended in any case; ThreadSanitizer alone takes a second to end
-        EXPECT_LT(
-            TimeOf([&] { EXPECT_EQ(EndBySignal(&process, SIGTERM), exitCode); }).count(), 2200);
+        EXPECT_LT(TimeOf([&] { status = EndBySignal(&process, SIGTERM); }).count(), 2200);
+        EXPECT_EQ(status, exitCode);
         EXPECT_THAT(ReadAll(process.error), HasSubstr(last))
             << "it was ended before its last words";
     }

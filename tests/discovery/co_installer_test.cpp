@@ -28,7 +28,11 @@ std::string ValueText(std::u16string_view path, const WCHAR* name)
     return "type " + std::to_string(type) + ", " + std::to_string(size) + " bytes, " + text + "; ";
 }
 
-struct System : platform::OperatingSystem {
+struct System {
+    unsigned majorVersion;
+    unsigned minorVersion;
+    bool isServer = false;
+    bool isTabletPc = false;
     bool hasTabletService = false;
 };
 
@@ -50,7 +54,8 @@ struct Installer {
         , element(node)
     {
         platform::Machine* computer = platform::ThisMachine();
-        computer->os = system;
+        computer->os
+            = {system.majorVersion, system.minorVersion, system.isServer, system.isTabletPc};
         computer->folders.system = (machine.folder.path / "system32").string();
         std::filesystem::create_directories(computer->folders.system);
         if (settings)
