@@ -50,7 +50,7 @@ set_target_properties(korvex_emulator PROPERTIES OUTPUT_NAME korvex-emulator)
 target_link_libraries(korvex_emulator PRIVATE korvex_emulator_library)
 
 # Everything of the command but its main, which the tests link too.
-add_library(korvex_all STATIC host/preparation.cpp)
+add_library(korvex_all STATIC host/machine_hook.cpp)
 target_link_libraries(korvex_all PUBLIC korvex_core korvex_console korvex_platform korvex_process
     korvex_machine korvex_commands korvex_emulator_library)
 add_executable(korvex_command command/main.cpp)

@@ -5,7 +5,7 @@ target_compile_definitions(korvex_options INTERFACE _WIN32_WINNT=0x0501) # Windo
 
 string(REPLACE "." "," KORVEX_VERSION_NUMBERS "${PROJECT_VERSION},0")
 configure_file(host/korvex.rc.in korvex.rc @ONLY)
-add_library(korvex SHARED host/dll_main.cpp host/preparation.cpp host/korvex.def ${CMAKE_CURRENT_BINARY_DIR}/korvex.rc)
+add_library(korvex SHARED host/dll_main.cpp host/machine_hook.cpp host/korvex.def ${CMAKE_CURRENT_BINARY_DIR}/korvex.rc)
 target_link_libraries(korvex PRIVATE korvex_core setupapi cfgmgr32 gdi32)
 set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/korvex.rc PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/host/korvex.manifest)
 set_target_properties(korvex PROPERTIES OUTPUT_NAME KORVEX PREFIX "" LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/host/korvex.def)
@@ -17,7 +17,7 @@ add_custom_command(TARGET korvex POST_BUILD VERBATIM
 
 # KxConsole.exe, the calibration program, of the same code; it needs no DLL of ours.
 configure_file(console/kxconsole.rc.in kxconsole.rc @ONLY)
-add_executable(kxconsole WIN32 console/main.cpp host/preparation.cpp ${CMAKE_CURRENT_BINARY_DIR}/kxconsole.rc)
+add_executable(kxconsole WIN32 console/main.cpp host/machine_hook.cpp ${CMAKE_CURRENT_BINARY_DIR}/kxconsole.rc)
 target_link_libraries(kxconsole PRIVATE korvex_core korvex_console setupapi cfgmgr32 gdi32)
 target_compile_options(kxconsole PRIVATE -fno-exceptions -fno-rtti) # or the C++ runtime comes in, which calls what Windows XP lacks
 set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/kxconsole.rc PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/console/kxconsole.manifest)

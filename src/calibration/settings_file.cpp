@@ -9,7 +9,7 @@ namespace korvex {
 
 namespace {
 
-constexpr const WCHAR* SECTION = TEXT("Calibration");
+constexpr const WCHAR* CALIBRATION_SECTION = TEXT("Calibration");
 
 int32_t Read(const SettingsPath* path, const SettingKey& key)
 {
@@ -21,7 +21,7 @@ void Write(const SettingsPath* path, const SettingKey& key, int32_t number)
 {
     SettingText value{};
     FormatBounded(value.data(), value.size(), TEXT("%d"), number);
-    WritePrivateProfileStringW(SECTION, key.name, value.data(), path->data());
+    WritePrivateProfileStringW(CALIBRATION_SECTION, key.name, value.data(), path->data());
 }
 
 void WriteValues(const SettingsPath* path, const CalibrationData* calib)
@@ -60,7 +60,7 @@ bool LocateCalibrationFile(SettingsPath* path)
 
 int32_t ReadSetting(const SettingsPath* path, const SettingKey* key, SettingText* text)
 {
-    GetPrivateProfileStringW(SECTION, key->name, key->fallback, text->data(),
+    GetPrivateProfileStringW(CALIBRATION_SECTION, key->name, key->fallback, text->data(),
         static_cast<DWORD>(text->size()), path->data());
     return ParseInteger(text->data());
 }

@@ -150,7 +150,7 @@ bool HasWords(const std::vector<std::string>& words)
 
 // The parser's error as a message. A wrong word comes before what is missing, which the parser
 // reports first: it explains more.
-std::string FaultOf(const CLI::App* app, const CLI::ParseError& error)
+std::string DescribeFault(const CLI::App* app, const CLI::ParseError& error)
 {
     const bool hasCommand = app->get_parent() != nullptr;
     const std::string name
@@ -246,7 +246,7 @@ CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         const bool isProgram = chosen() == &app || HasWords(app.remaining());
         line.command = isProgram ? "" : chosen()->get_name();
-        line.fault = FaultOf(isProgram ? &app : chosen(), error);
+        line.fault = DescribeFault(isProgram ? &app : chosen(), error);
     }
     line.exitCode = line.fault.empty() ? 0 : EXIT_USAGE_ERROR;
     return line;

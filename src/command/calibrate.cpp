@@ -25,9 +25,9 @@
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/serial/serial_port.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
+#include "process/shutdown.h"
 #include "runtime/calibration_history.h"
 #include "runtime/opened_controller.h"
 #include "runtime/settings_state.h"
@@ -95,12 +95,12 @@ bool StoreOwn(uint32_t panel, const CalibrationData* points, SourceText* reason)
     const CalibrationData used = UsedCalibration(panel);
     const CalibrationData replaced = ReplacedCalibration(&used, bits);
     if (!OwnPanels().store(panel, points, reason)) {
-        if (const std::string fault = SavingFault(); !fault.empty())
+        if (const std::string fault = WhyNotWritable(); !fault.empty())
             SetWords(reason, fault);
         return false;
     }
     const CalibrationData saved = CopyCalibration(controller);
-    const std::string fault = KeepReplaced(PortOf(controller), &replaced, &saved, bits);
+    const std::string fault = StoreReplaced(PortOf(controller), &replaced, &saved, bits);
     if (!fault.empty())
         Warning("the previous calibration is not kept: " + fault);
     return true;
@@ -211,7 +211,7 @@ int CalibrateAny(const Options* options)
         refusedPort.reason = reason;
     };
     AskKnownControllers();
-    if (IsEndRequested())
+    if (IsShutdownRequested())
         return EXIT_LEFT;
     StartHost(HOST_DETECT | HOST_PANEL_TEST);
     const int exitCode = Calibrate(options, OwnSource(SearchedPanels()));
@@ -242,7 +242,7 @@ int RunCalibrate(const Options* options)
     if (!driven.empty())
         return Calibrate(options, UseRemotePanels(std::move(driven)));
     WatchOwnPanels(EndWithoutWorker);
-    if (const std::string fault = SavingFault(); !CanSave(options, fault)) {
+    if (const std::string fault = WhyNotWritable(); !CanSave(options, fault)) {
         if (!unasked.empty()) // it may be driven, and need no file here
             Error(unasked);
         return EXIT_FAULT;

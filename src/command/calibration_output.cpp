@@ -9,9 +9,9 @@
 #include "control/json_line.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/windows/messages.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
+#include "process/shutdown.h"
 
 namespace korvex::command {
 
@@ -32,86 +32,86 @@ struct Progress {
 
 Progress progress;
 
-void PrintJson(const Json& line)
+void PrintEvent(const Json& line)
 {
     progress.outputLost = !WriteOutput(LineOf(line)) || progress.outputLost;
 }
 
-void Print(const CalibrationCourse* course, const std::string& state, const std::string& reason)
+void Print(const CalibrationFlow* flow, const std::string& state, const std::string& reason)
 {
-    const uint32_t target = course->guide.target;
+    const uint32_t target = flow->targets.current;
     if (state == progress.state && target == progress.target)
         return;
     progress.state = state;
     progress.target = target;
-    const POINT pixel = PixelOf(course->screen, GuideTargetPlace(&course->guide, target));
+    const POINT pixel = PixelOf(flow->screen, TargetPlace(&flow->targets, target));
     if (progress.json) {
-        Json line{{"target", target + 1}, {"of", course->guide.calib.pointCount}, {"x", pixel.x},
-            {"y", pixel.y}, {"width", course->screen.x}, {"height", course->screen.y},
+        Json line{{"target", target + 1}, {"of", flow->targets.calib.pointCount}, {"x", pixel.x},
+            {"y", pixel.y}, {"width", flow->screen.x}, {"height", flow->screen.y},
             {"state", state}};
         if (!reason.empty())
             line["reason"] = reason;
-        PrintJson(line);
+        PrintEvent(line);
     }
     if (progress.words)
         fprintf(stderr, "target %u of %u at %d, %d: %s%s%s\n", target + 1,
-            course->guide.calib.pointCount, pixel.x, pixel.y, state.c_str(),
+            flow->targets.calib.pointCount, pixel.x, pixel.y, state.c_str(),
             reason.empty() ? "" : ": ", reason.c_str());
 }
 
-void PrintTarget(const CalibrationCourse* course)
+void PrintTarget(const CalibrationFlow* flow)
 {
-    const CalibrationGuide* guide = &course->guide;
-    const std::string reason = platform::ToUtf8(ReasonText(guide->reason));
-    switch (guide->step) {
-    case GuideStep::SAMPLING:
-        return Print(course, "sampling", "");
-    case GuideStep::TAKEN:
-        return Print(course, "taken", "");
-    case GuideStep::LIFTING:
-        return Print(course, "again", reason);
+    const CalibrationTargets* targets = &flow->targets;
+    const std::string reason = platform::ToUtf8(ReasonText(targets->reason));
+    switch (targets->step) {
+    case TargetStep::SAMPLING:
+        return Print(flow, "sampling", "");
+    case TargetStep::TAKEN:
+        return Print(flow, "taken", "");
+    case TargetStep::LIFTING:
+        return Print(flow, "again", reason);
     default:
-        if (guide->reason != GuideReason::NONE && progress.state != "again"
+        if (targets->reason != RetakeReason::NONE && progress.state != "again"
             && progress.state != "touch")
-            Print(course, "again", reason);
-        return Print(course, "touch", "");
+            Print(flow, "again", reason);
+        return Print(flow, "touch", "");
     }
 }
 
-std::vector<double> Residuals(const CalibrationCourse* course)
+std::vector<double> Residuals(const CalibrationFlow* flow)
 {
     std::vector<double> residuals;
-    for (uint32_t target = 0; target < course->guide.calib.pointCount; ++target)
-        residuals.push_back(std::round(ResidualPixels(course, target) * 100) / 100);
+    for (uint32_t target = 0; target < flow->targets.calib.pointCount; ++target)
+        residuals.push_back(std::round(ResidualPixels(flow, target) * 100) / 100);
     return residuals;
 }
 
-std::string AccuracyName(const CalibrationCourse* course)
+std::string AccuracyName(const CalibrationFlow* flow)
 {
-    return platform::ToUtf8(AccuracyText(AccuracyOf(course, DistanceOff(course))));
+    return platform::ToUtf8(AccuracyText(AccuracyOf(flow, DistanceOff(flow))));
 }
 
 // Which target does not fit the others, and how far it is off; of four each is as far.
-std::string DoubtText(const CalibrationCourse* course)
+std::string DoubtText(const CalibrationFlow* flow)
 {
-    const uint32_t target = WorstTarget(course);
-    const std::string name = course->guide.judgement.target != NO_TARGET
+    const uint32_t target = WorstTarget(flow);
+    const std::string name = flow->targets.judgement.target != NO_TARGET
         ? "target " + std::to_string(target + 1)
         : "one of the targets";
     return name + " was touched "
-        + Formatted("%.1f", ResidualPercent(&course->guide.judgement, target))
+        + Formatted("%.1f", ResidualPercent(&flow->targets.judgement, target))
         + " % of the screen from where the others predict it";
 }
 
 // Prints that a result can be tried.
-void PrintTrying(const CalibrationCourse* course)
+void PrintTrying(const CalibrationFlow* flow)
 {
     if (progress.json && progress.state != "try") {
         Json line{
-            {"state", "try"}, {"accuracy", AccuracyName(course)}, {"residuals", Residuals(course)}};
-        if (IsDoubtful(course))
-            line["reason"] = DoubtText(course);
-        PrintJson(line);
+            {"state", "try"}, {"accuracy", AccuracyName(flow)}, {"residuals", Residuals(flow)}};
+        if (IsDoubtful(flow))
+            line["reason"] = DoubtText(flow);
+        PrintEvent(line);
     }
     progress.state = "try";
 }
@@ -120,52 +120,52 @@ void PrintTrying(const CalibrationCourse* course)
 void PrintFault(const std::string& state, const WCHAR* reason)
 {
     if (progress.json && progress.state != state)
-        PrintJson({{"state", state}, {"reason", platform::ToUtf8(reason)}});
+        PrintEvent({{"state", state}, {"reason", platform::ToUtf8(reason)}});
     progress.state = state;
 }
 
 // Why nothing was saved; empty where the person has ended it.
-std::string EndReason(const CalibrationCourse* course, const PageWords* words)
+std::string EndReason(const CalibrationFlow* flow, const PageWords* words)
 {
-    const bool isAlone = course->savesUnasked && !course->accepts;
+    const bool isAlone = flow->savesUnasked && !flow->accepts;
     if (progress.nobody)
         return "no controller was found on any port that was asked";
     if (words->reason[0] != 0)
         return platform::ToUtf8(words->reason.data());
-    if (IsDoubtful(course))
-        return isAlone ? DoubtText(course) + ACCEPT_SAVES : "";
-    if (course->guide.step == GuideStep::MISFIT)
-        return platform::ToUtf8(FaultText(course->guide.judgement.fault));
-    if (course->guide.step == GuideStep::REVIEW && isAlone && course->replacesAnother)
+    if (IsDoubtful(flow))
+        return isAlone ? DoubtText(flow) + ACCEPT_SAVES : "";
+    if (flow->targets.step == TargetStep::MISFIT)
+        return platform::ToUtf8(FaultText(flow->targets.judgement.fault));
+    if (flow->targets.step == TargetStep::REVIEW && isAlone && flow->replacesAnother)
         return "the file has the calibration of " + platform::ToUtf8(words->file.other.data())
             + ACCEPT_SAVES;
     return "";
 }
 
 // The result, once there is one.
-void PrintEnd(const CalibrationCourse* course, const PageWords* words)
+void PrintEnd(const CalibrationFlow* flow, const PageWords* words)
 {
-    const bool saved = course->step == CourseStep::SAVED;
-    const bool undone = course->step == CourseStep::UNDONE;
+    const bool saved = flow->step == FlowStep::SAVED;
+    const bool undone = flow->step == FlowStep::UNDONE;
     const bool judged
-        = course->guide.step == GuideStep::REVIEW || course->guide.step == GuideStep::MISFIT;
+        = flow->targets.step == TargetStep::REVIEW || flow->targets.step == TargetStep::MISFIT;
     const std::string file = platform::ToUtf8(words->file.path.data());
-    const std::string reason = saved || undone ? "" : EndReason(course, words);
+    const std::string reason = saved || undone ? "" : EndReason(flow, words);
     if (progress.json) {
         Json line{{"saved", saved}, {"file", file}};
         if (undone)
             line["undone"] = true;
         if (judged && !undone) {
-            line["accuracy"] = AccuracyName(course);
-            line["residuals"] = Residuals(course);
+            line["accuracy"] = AccuracyName(flow);
+            line["residuals"] = Residuals(flow);
         }
         if (!reason.empty())
             line["reason"] = reason;
-        PrintJson(line);
+        PrintEvent(line);
     }
     if (saved)
-        Notice("saved in '" + file + "'; accuracy: " + AccuracyName(course) + " ("
-            + Formatted("%.1f", DistanceOff(course)) + " pixels)");
+        Notice("saved in '" + file + "'; accuracy: " + AccuracyName(flow) + " ("
+            + Formatted("%.1f", DistanceOff(flow)) + " pixels)");
     else if (undone)
         Notice("the last save in '" + file + "' is undone");
     else
@@ -181,29 +181,28 @@ void StartCalibrationOutput(const Options* options)
         = {options->json, options->windows == "none" && !options->json, "", 0, false, false, false};
 }
 
-void PrintCalibration(const CalibrationCourse* course, const PageWords* words)
+void PrintCalibration(const CalibrationFlow* flow, const PageWords* words)
 {
-    progress.nobody = progress.nobody || course->step == CourseStep::NOBODY;
-    const bool isOver
-        = IsOver(course) || (course->step == CourseStep::NOBODY && course->savesUnasked);
-    if (LossOf(course) != PanelLoss::NONE && !isOver)
-        Print(course, "gone", "");
-    else if (course->step == CourseStep::GUIDING)
-        PrintTarget(course);
-    else if (course->step == CourseStep::TRYING && !course->savesUnasked)
-        PrintTrying(course);
-    else if (course->step == CourseStep::MISFIT && !course->savesUnasked)
-        PrintFault("misfit", FaultText(course->guide.judgement.fault));
-    else if (course->step == CourseStep::NOT_SAVED && !course->savesUnasked)
+    progress.nobody = progress.nobody || flow->step == FlowStep::NOBODY;
+    const bool isOver = IsOver(flow) || (flow->step == FlowStep::NOBODY && flow->savesUnasked);
+    if (LossOf(flow) != PanelLoss::NONE && !isOver)
+        Print(flow, "gone", "");
+    else if (flow->step == FlowStep::MEASURING)
+        PrintTarget(flow);
+    else if (flow->step == FlowStep::TRYING && !flow->savesUnasked)
+        PrintTrying(flow);
+    else if (flow->step == FlowStep::MISFIT && !flow->savesUnasked)
+        PrintFault("misfit", FaultText(flow->targets.judgement.fault));
+    else if (flow->step == FlowStep::NOT_SAVED && !flow->savesUnasked)
         PrintFault("notSaved", words->reason.data());
-    else if (course->step == CourseStep::NOT_UNDONE)
+    else if (flow->step == FlowStep::NOT_UNDONE)
         PrintFault("notUndone", words->reason.data());
-    const bool isDone = course->step == CourseStep::SAVED || course->step == CourseStep::UNDONE;
+    const bool isDone = flow->step == FlowStep::SAVED || flow->step == FlowStep::UNDONE;
     progress.notSaved = words->reason[0] != 0 && !isDone;
     if (isDone)
         SetOverdueExitCode(EXIT_DONE);
     if (isOver && progress.state != "end")
-        PrintEnd(course, words);
+        PrintEnd(flow, words);
     if (isOver)
         progress.state = "end";
 }
@@ -212,11 +211,11 @@ int CalibrationExitCode(bool saved)
 {
     if (platform::IsDisplayLost() && !saved) {
         if (progress.json)
-            PrintJson({{"saved", false}, {"reason", "the display is lost"}});
+            PrintEvent({{"saved", false}, {"reason", "the display is lost"}});
         Error("the display is lost; nothing was changed");
         return EXIT_FAULT;
     }
-    if (progress.outputLost && !IsEndRequested()) {
+    if (progress.outputLost && !IsShutdownRequested()) {
         return OutputFailed();
     }
     if (saved)

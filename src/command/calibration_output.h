@@ -11,7 +11,7 @@ namespace korvex::command {
 void StartCalibrationOutput(const Options* options);
 
 // Prints what has changed since the last call.
-void PrintCalibration(const CalibrationCourse* course, const PageWords* words);
+void PrintCalibration(const CalibrationFlow* flow, const PageWords* words);
 
 // The command's exit code, with a line where the display or standard output was lost.
 int CalibrationExitCode(bool saved);

@@ -24,7 +24,7 @@ bool IsPortName(std::string_view name)
 }
 
 // PORT, or NAME=PATH; a path may have an equals sign too.
-bool TakePort(const std::string& value, Options* options)
+bool ParsePort(const std::string& value, Options* options)
 {
     const size_t equals = value.find('=');
     if (equals == std::string::npos || value.find('/') < equals) {
@@ -40,7 +40,7 @@ bool TakePort(const std::string& value, Options* options)
     return IsPortName(given.name) && !given.path.empty() && !taken;
 }
 
-bool TakeVersion(const std::string& value, Options* options)
+bool ParseVersion(const std::string& value, Options* options)
 {
     const char* end = value.data() + value.size();
     const auto [dot, majorError] = std::from_chars(value.data(), end, options->osMajor);
@@ -50,7 +50,7 @@ bool TakeVersion(const std::string& value, Options* options)
     return minorError == std::errc{} && rest == end;
 }
 
-bool TakeSeconds(const std::string& value, Options* options)
+bool ParseSeconds(const std::string& value, Options* options)
 {
     double number = 0;
     const char* end = value.data() + value.size();
@@ -59,14 +59,14 @@ bool TakeSeconds(const std::string& value, Options* options)
     return error == std::errc{} && rest == end && number >= 0 && number <= MAX_SECONDS;
 }
 
-bool TakeInstance(const std::string& value, Options* options)
+bool ParseInstance(const std::string& value, Options* options)
 {
     options->instance = value;
     const size_t last = value.rfind('\\');
     return last != std::string::npos && last > 0 && last + 1 < value.size();
 }
 
-bool TakeMonitor(const std::string& value, Options* options)
+bool ParseMonitor(const std::string& value, Options* options)
 {
     const size_t equals = value.rfind('=');
     if (equals == std::string::npos) {
@@ -82,24 +82,24 @@ bool TakeMonitor(const std::string& value, Options* options)
 }
 
 // Where a command shows one window, and calibrates one panel.
-bool TakeOneMonitor(const std::string& value, Options* options)
+bool ParseOneMonitor(const std::string& value, Options* options)
 {
-    return TakeMonitor(value, options) && options->portMonitors.empty();
+    return ParseMonitor(value, options) && options->portMonitors.empty();
 }
 
-bool TakePoints(const std::string& value, Options* options)
+bool ParsePoints(const std::string& value, Options* options)
 {
     options->points = value == "4" ? 4 : 9;
     return true;
 }
 
-bool TakeSpeed(const std::string& value, Options* options)
+bool ParseSpeed(const std::string& value, Options* options)
 {
     options->fullSpeed = value == "full";
     return true;
 }
 
-bool TakeArgument(const std::string& value, Options* options)
+bool StoreArgument(const std::string& value, Options* options)
 {
     options->arguments.push_back(value);
     return true;
@@ -119,7 +119,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
     const auto take = [options](bool (*routine)(const std::string&, Options*)) -> StoreValue {
         return [routine, options](const std::string& value) { return routine(value, options); };
     };
-    const StoreValue argument = take(TakeArgument);
+    const StoreValue argument = take(StoreArgument);
 
     const Option single{.name = "--single",
         .help = "do nothing if another one runs in this session",
@@ -130,7 +130,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
         = "use only this port, by any of its names: the panel's, COM3, ttyUSB0, or a path. "
           "COM3=/dev/ttyUSB0 names a port and replaces the system's list of ports. May be given "
           "several times. ttyS0 is COM1, ttyS1 COM2 and so on; USB adapters start at COM33",
-        .store = take(TakePort),
+        .store = take(ParsePort),
         .expected = "a port, such as COM3, or NAME=PATH, such as COM3=/dev/ttyS2, each once",
         .completion = Completion::PORTS,
         .repeatable = true};
@@ -160,7 +160,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
         .help = "the monitor for windows and touches on the X display, by its output (HDMI-1), "
                 "instead of the primary one; with PORT, for the touches from that port. May be "
                 "given several times",
-        .store = take(TakeMonitor),
+        .store = take(ParseMonitor),
         .expected = "an output, such as HDMI-1, or PORT=OUTPUT, each port once",
         .completion = Completion::OUTPUTS,
         .repeatable = true};
@@ -181,7 +181,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
     const Option seconds{.name = "--seconds",
         .value = "N",
         .help = "stop after N seconds",
-        .store = take(TakeSeconds),
+        .store = take(ParseSeconds),
         .expected = "a number from 0 to 86400"};
     const Option panelPort{.name = "PORT",
         .help = "the serial port, by any of its names: the panel's, COM3, ttyUSB0, or a path",
@@ -198,7 +198,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
         "the monitor for windows and touches on the X display, by its output (HDMI-1), instead of "
         "the primary one");
     oneMonitor.value = "OUTPUT";
-    oneMonitor.store = take(TakeOneMonitor);
+    oneMonitor.store = take(ParseOneMonitor);
     oneMonitor.expected = "an output, such as HDMI-1: its window is on one monitor";
     const Option file{
         .name = "FILE", .store = argument, .completion = Completion::FILES, .required = true};
@@ -218,7 +218,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              = {{.name = "--points",
                     .help = "number of crosses: 9 (default) also correct an uneven panel; 4 are "
                             "enough for one that is only askew, turned or off-centre",
-                    .store = take(TakePoints),
+                    .store = take(ParsePoints),
                     .choices = {"9", "4"}},
                  {.name = "--accept",
                      .help = "without a window, save even if a cross does not fit the others, and "
@@ -324,7 +324,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .options = {pointer, monitor, quietTrace,
                  {.name = "--speed",
                      .help = "with the pauses of the recording (default), or as fast as possible",
-                     .store = take(TakeSpeed),
+                     .store = take(ParseSpeed),
                      .choices = {"recorded", "full"}}}},
             .machine = {SetUpQuietTrace, SetUpPointer},
             .run = RunReplay,
@@ -356,13 +356,13 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
                              .value = "ID",
                              .help = "the device, for example USB\\KVX5200\\1; it is plugged in if "
                                      "it is not there",
-                             .store = take(TakeInstance),
+                             .store = take(ParseInstance),
                              .expected = "a device instance ID, such as USB\\KVX5200\\1",
                              .required = true},
                  {.name = "--os",
                      .value = "VERSION",
                      .help = "the version of Windows (default 5.1)",
-                     .store = take(TakeVersion),
+                     .store = take(ParseVersion),
                      .expected = "MAJOR.MINOR, such as 6.1"},
                  {.name = "--server",
                      .help = "a server edition of Windows",

@@ -16,7 +16,7 @@ struct KorvexCommand {
     int (*run)(const Options*) = nullptr;
     // what a missing --pointer means; null: as the session has it, and where it has none "log"
     const char* pointer = nullptr;
-    // SIGINT and SIGTERM are what it waits for (end_request.h); else they have their default action
+    // SIGINT and SIGTERM are what it waits for (shutdown.h); else they have their default action
     bool endsCleanly = false;
 };
 

@@ -23,9 +23,9 @@
 #include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
+#include "process/shutdown.h"
 #include "runtime/control_server.h"
 #include "runtime/running_sessions.h"
 #include "support/bounded_text.h"
@@ -204,7 +204,7 @@ int RunPanelTest(const Options* options)
         .detectionDone = [] { nobody = !found; },
         .panelTestState = HandleState});
     AskKnownControllers();
-    if (IsEndRequested())
+    if (IsShutdownRequested())
         return EXIT_DONE;
     platform::ThisMachine()->onExit = [](int exitCode) {
         exitCode = EntryExitCode(exitCode);

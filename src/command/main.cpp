@@ -11,10 +11,10 @@
 #include "cli/command_line.h"
 #include "command/command_table.h"
 #include "machine/machine_setup.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
+#include "process/shutdown.h"
 
 namespace korvex::command {
 
@@ -43,12 +43,12 @@ int FlushOutput(int exitCode)
 int Run(const KorvexCommand& command, const Options* options)
 {
     if (command.endsCleanly) {
-        if (!WatchForEnd()) {
+        if (!WatchForShutdown()) {
             Error("cannot start a thread or open a descriptor for the shutdown");
             return EXIT_FAULT;
         }
     } else {
-        AllowEndSignals();
+        AllowShutdownSignals();
     }
     int exitCode = EXIT_DONE;
     try {
@@ -68,14 +68,14 @@ int Run(const KorvexCommand& command, const Options* options)
 int RunCommand(int argc, char** argv)
 {
     OpenMissingDescriptors();
-    BlockEndSignals();
+    BlockShutdownSignals();
     signal(SIGPIPE, SIG_IGN); // a reader of the output that has gone away shows as a failed write
     Options options;
     const std::vector<KorvexCommand> commands = KorvexCommands(&options);
     const CommandLine line = ReadCommandLine(KorvexProgram(commands), argc, argv);
     SetMessagePrefix(line.command.empty() ? "korvex" : "korvex " + line.command);
     if (!line.output.empty() || !line.fault.empty()) {
-        AllowEndSignals();
+        AllowShutdownSignals();
         fputs(line.output.c_str(), stdout);
         if (!line.fault.empty())
             Error(line.fault);

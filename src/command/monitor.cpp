@@ -21,10 +21,10 @@
 #include "machine/port_names.h"
 #include "platform/linux/pointer/pixels.h"
 #include "platform/linux/x11/monitors.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
+#include "process/shutdown.h"
 #include "process/terminal.h"
 #include "runtime/opened_controller.h"
 #include "runtime/port_return.h"
@@ -317,16 +317,16 @@ int Watch(std::vector<Watched>* all, const Options* options)
     for (;;) {
         const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
         if (!WriteOutput(Changes(all, options, &view, elapsed))) {
-            if (IsEndRequested())
+            if (IsShutdownRequested())
                 return EXIT_DONE;
             return OutputFailed();
         }
         const bool over = options->seconds
             && std::chrono::duration<double>(elapsed).count() >= *options->seconds;
-        if (over || WaitForEnd(TICK) || WasKeyPressed(&keys, 'q'))
+        if (over || WaitForShutdown(TICK) || WasKeyPressed(&keys, 'q'))
             return EXIT_DONE;
         if (const int exitCode = GoOnWatching(all, options);
-            exitCode != EXIT_DONE || IsEndRequested())
+            exitCode != EXIT_DONE || IsShutdownRequested())
             return exitCode;
     }
 }
@@ -344,7 +344,7 @@ int RunMonitor(const Options* options)
         if (exitCode != EXIT_DONE || (all.back().controller == nullptr && !all.back().remote))
             break;
     }
-    if (all.size() == options->arguments.size() && exitCode == EXIT_DONE && !IsEndRequested())
+    if (all.size() == options->arguments.size() && exitCode == EXIT_DONE && !IsShutdownRequested())
         exitCode = Watch(&all, options);
     std::vector<TouchController*> controllers;
     for (Watched& watched : all) {

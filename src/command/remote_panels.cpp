@@ -91,7 +91,7 @@ std::optional<Point> PositionIn(const Json& event, const char* key)
     return event.is_object() && event.contains(key) ? PointFrom(event.at(key)) : std::nullopt;
 }
 
-void TakeEvent(size_t panel, const Json& event)
+void HandleEvent(size_t panel, const Json& event)
 {
     const std::string kind = TextIn(event, "event");
     const std::optional<Point> raw = PositionIn(event, "raw");
@@ -112,8 +112,8 @@ void ListenToAll()
     for (;;) {
         std::vector<pollfd> polled{{remotes.wake, POLLIN, 0}};
         for (size_t panel = 0; panel < remotes.panels.size(); ++panel) {
-            while (const std::optional<std::string> line = TakeLine(&remotes.panels[panel].events))
-                TakeEvent(panel, ParseAnswer(*line));
+            while (const std::optional<std::string> line = PopLine(&remotes.panels[panel].events))
+                HandleEvent(panel, ParseAnswer(*line));
             // poll passes -1 over
             polled.push_back({remotes.panels[panel].events.socket, POLLIN, 0});
         }
@@ -205,7 +205,7 @@ void Attempt(uint32_t panel, const CalibrationData* points)
         {{"do", "try"}, {"calibration", PointsOf(points)}, {"force", true}});
 }
 
-void TakeBack(uint32_t panel)
+void Revert(uint32_t panel)
 {
     AskFor(&remotes.panels[panel], {{"do", "takeBack"}});
 }
@@ -236,7 +236,7 @@ PanelSource UseRemotePanels(std::vector<RemotePanel> panels)
         const std::string title = PanelTitle(panel.state.path) + ", " + panel.state.controller;
         remotes.panels.push_back({std::move(panel), title, "", {}, {}});
     }
-    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
+    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, Revert, Store, Undo};
 }
 
 } // namespace korvex::command

@@ -59,7 +59,7 @@ std::vector<std::string> RowOf(const PanelState& panel)
         std::to_string(counters.rejected), panel.reading.touching ? "now" : AgeOf(panel.lastTouch)};
 }
 
-void PrintJson(const std::vector<RuntimeStatus>* all)
+void PrintAllJson(const std::vector<RuntimeStatus>* all)
 {
     Json list = Json::array();
     const auto add = [&list](Json panel, const char* state, int process) {
@@ -100,7 +100,7 @@ int RunStatus(const Options* options)
 {
     const std::vector<RuntimeStatus> all = AskStatuses();
     if (options->json)
-        PrintJson(&all);
+        PrintAllJson(&all);
     else
         PrintTable(&all);
     const bool any = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {

@@ -1,9 +1,9 @@
-// The page of the calibration: what a course looks like on the screen.
+// The page of the calibration: what a calibration looks like on the screen.
 #pragma once
 
 #include <array>
 
-#include "console/calibration_course.h"
+#include "console/calibration_flow.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
 
@@ -11,7 +11,7 @@ namespace korvex {
 
 using PageLine = std::array<WCHAR, 2 * TEXT_CAPACITY>;
 
-// Texts of the page that the course does not know.
+// Texts of the page that the flow does not know.
 struct PageWords {
     SourceText panel;  // that is calibrated, for people; empty: none yet
     PanelFile file;    // that Save changes
@@ -25,20 +25,20 @@ struct PageText {
     PageLine more;
 };
 
-// Says where the course is.
-PageText DescribeStep(const CalibrationCourse* course, const PageWords* words);
+// Says where the flow is.
+PageText DescribeStep(const CalibrationFlow* flow, const PageWords* words);
 
 // Why a target is asked for again, or the panel cannot be calibrated so; empty where there is no
 // reason.
-const WCHAR* ReasonText(GuideReason reason);
+const WCHAR* ReasonText(RetakeReason reason);
 const WCHAR* FaultText(PointsFault fault);
 
 // "very good"
 const WCHAR* AccuracyText(Accuracy accuracy);
 
 // Draws all of it, the parts that change while a finger rests, or what a free touch leaves.
-void PaintPage(const CalibrationCourse* course, const PageWords* words, HDC device);
-void PaintRing(const CalibrationCourse* course, HDC device);
-void PaintTouch(const CalibrationCourse* course, HDC device);
+void PaintPage(const CalibrationFlow* flow, const PageWords* words, HDC device);
+void PaintRing(const CalibrationFlow* flow, HDC device);
+void PaintTouch(const CalibrationFlow* flow, HDC device);
 
 } // namespace korvex

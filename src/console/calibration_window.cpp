@@ -18,7 +18,7 @@ constexpr DWORD POINTER_GRACE_MS = 500;
 struct Program {
     const CalibrationSetup* setup;
     HWND window;
-    CalibrationCourse course;
+    CalibrationFlow flow;
     PageWords words;
     uint32_t describedPanel; // by `words`
     DWORD touchedMs;         // when a panel reported last; meaningless before that
@@ -43,7 +43,7 @@ bool IsPointerOfPanel()
 
 void DescribePanel()
 {
-    const uint32_t panel = program.course.panel;
+    const uint32_t panel = program.flow.panel;
     if (panel == program.describedPanel || panel == NO_PANEL)
         return;
     program.describedPanel = panel;
@@ -51,8 +51,8 @@ void DescribePanel()
     source->describe(panel, &program.words.panel);
     program.words.file = {};
     source->describeFile(panel, &program.words.file);
-    program.course.replacesAnother = program.words.file.other[0] != 0;
-    program.course.canUndo = program.words.file.previous[0] != 0;
+    program.flow.replacesAnother = program.words.file.other[0] != 0;
+    program.flow.canUndo = program.words.file.previous[0] != 0;
 }
 
 template <typename Paint>
@@ -61,11 +61,11 @@ void PaintNow(Paint paint)
     HDC device = GetDC(program.window);
     if (device == nullptr)
         return;
-    paint(&program.course, device);
+    paint(&program.flow, device);
     ReleaseDC(program.window, device);
 }
 
-void Show(CourseTasks tasks)
+void Show(FlowTasks tasks)
 {
     if ((tasks & TASK_SHOW) != 0)
         InvalidateRect(program.window, nullptr, TRUE);
@@ -75,28 +75,27 @@ void Show(CourseTasks tasks)
         PaintNow(PaintTouch);
 }
 
-void CarryOut(CourseTasks tasks)
+void CarryOut(FlowTasks tasks)
 {
     const PanelSource* source = &program.setup->source;
-    CalibrationCourse* course = &program.course;
+    CalibrationFlow* flow = &program.flow;
     if ((tasks & TASK_ATTEMPT) != 0) {
-        if (course->step == CourseStep::TRYING)
+        if (flow->step == FlowStep::TRYING)
             program.words.reason[0] = 0; // of an earlier result
-        source->attempt(course->tried, &course->guide.calib);
+        source->attempt(flow->tried, &flow->targets.calib);
     }
-    if ((tasks & TASK_TAKE_BACK) != 0)
-        source->takeBack(course->tried);
+    if ((tasks & TASK_REVERT) != 0)
+        source->revert(flow->tried);
     DescribePanel();
     if (tasks != 0 && program.setup->changed != nullptr)
-        program.setup->changed(course, &program.words);
+        program.setup->changed(flow, &program.words);
     if ((tasks & TASK_STORE) != 0) {
-        const bool stored
-            = source->store(course->tried, &course->guide.calib, &program.words.reason);
-        CarryOut(FinishStore(course, stored, GetTickCount()));
+        const bool stored = source->store(flow->tried, &flow->targets.calib, &program.words.reason);
+        CarryOut(FinishStore(flow, stored, GetTickCount()));
     }
     if ((tasks & TASK_UNDO) != 0) {
-        const bool undone = source->undo(course->tried, &program.words.reason);
-        CarryOut(FinishUndo(course, undone, GetTickCount()));
+        const bool undone = source->undo(flow->tried, &program.words.reason);
+        CarryOut(FinishUndo(flow, undone, GetTickCount()));
     }
     if ((tasks & TASK_BELL) != 0)
         MessageBeep(MB_OK);
@@ -104,37 +103,37 @@ void CarryOut(CourseTasks tasks)
     program.ended = program.ended || (tasks & TASK_END) != 0;
 }
 
-CourseTasks TakeTouch(WPARAM place, LPARAM touch)
+FlowTasks HandleTouch(WPARAM place, LPARAM touch)
 {
     program.touched = true;
     program.touchedMs = GetTickCount();
     // The time of its arrival, not of its handling here.
-    return TakeReport(&program.course, PanelOfPlace(place), RawOfTouch(touch), MappedOfPlace(place),
+    return HandleReport(&program.flow, PanelOfPlace(place), RawOfTouch(touch), MappedOfPlace(place),
         IsTouching(touch), static_cast<uint32_t>(GetMessageTime()));
 }
 
-CourseTasks TakeKey(WPARAM key)
+FlowTasks HandleKey(WPARAM key)
 {
-    const bool canSave = HasButton(&program.course, PageButton::SAVE);
+    const bool canSave = HasButton(&program.flow, PageButton::SAVE);
     const std::array<std::pair<WPARAM, PageButton>, 5> keys{{{VK_ESCAPE, PageButton::CANCEL},
         {VK_RETURN, canSave ? PageButton::SAVE : PageButton::AGAIN}, {'A', PageButton::AGAIN},
         {'W', PageButton::RETAKE}, {'U', PageButton::UNDO}}};
     for (const auto& [one, button] : keys) {
         if (key == one)
-            return PressButton(&program.course, button, GetTickCount());
+            return PressButton(&program.flow, button, GetTickCount());
     }
     return 0;
 }
 
-CourseTasks TakeMouse(bool pressed, LPARAM position)
+FlowTasks HandleMouse(bool pressed, LPARAM position)
 {
     const POINT place{
         static_cast<int16_t>(position & 0xFFFF), static_cast<int16_t>(position >> 16 & 0xFFFF)};
     const PageButton button
-        = IsPointerOfPanel() ? PageButton::NONE : ButtonAt(program.course.screen, place);
+        = IsPointerOfPanel() ? PageButton::NONE : ButtonAt(program.flow.screen, place);
     const bool clicked = !pressed && button != PageButton::NONE && button == program.mousePressed;
     program.mousePressed = pressed ? button : PageButton::NONE;
-    return clicked ? PressButton(&program.course, button, GetTickCount()) : 0;
+    return clicked ? PressButton(&program.flow, button, GetTickCount()) : 0;
 }
 
 void Paint()
@@ -143,8 +142,8 @@ void Paint()
     HDC device = BeginPaint(program.window, &paint);
     if (device == nullptr)
         return;
-    program.course.screen = ScreenSize();
-    PaintPage(&program.course, &program.words, device);
+    program.flow.screen = ScreenSize();
+    PaintPage(&program.flow, &program.words, device);
     EndPaint(program.window, &paint);
 }
 
@@ -152,41 +151,41 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
 {
     if (window != program.window)
         return DefWindowProcW(window, message, wParam, lParam);
-    CalibrationCourse* course = &program.course;
+    CalibrationFlow* flow = &program.flow;
     const auto panel = static_cast<uint32_t>(wParam);
     switch (message) {
     case WM_PANEL_CAME:
         program.describedPanel = NO_PANEL; // it may be a different one now
-        CarryOut(AddPanel(course, panel, static_cast<uint32_t>(lParam), GetTickCount()));
+        CarryOut(AddPanel(flow, panel, static_cast<uint32_t>(lParam), GetTickCount()));
         return 0;
     case WM_PANEL_GONE:
-        CarryOut(LosePanel(course, panel, static_cast<PanelLoss>(lParam)));
+        CarryOut(LosePanel(flow, panel, static_cast<PanelLoss>(lParam)));
         return 0;
     case WM_PANEL_BACK:
-        CarryOut(RegainPanel(course, panel, GetTickCount()));
+        CarryOut(RegainPanel(flow, panel, GetTickCount()));
         return 0;
     case WM_PANEL_TOUCH:
-        CarryOut(TakeTouch(wParam, lParam));
+        CarryOut(HandleTouch(wParam, lParam));
         return 0;
     case WM_SEARCH_DONE:
         program.setup->source.explainNobody(&program.words.nobody);
-        CarryOut(FinishSearch(course, GetTickCount()));
+        CarryOut(FinishSearch(flow, GetTickCount()));
         return 0;
     case WM_TIMER:
-        CarryOut(TakeTime(course, GetTickCount()));
+        CarryOut(HandleTime(flow, GetTickCount()));
         return 0;
     case WM_KEYDOWN:
-        CarryOut(TakeKey(wParam));
+        CarryOut(HandleKey(wParam));
         return 0;
     case WM_LBUTTONDOWN:
     case WM_LBUTTONUP:
-        CarryOut(TakeMouse(message == WM_LBUTTONDOWN, lParam));
+        CarryOut(HandleMouse(message == WM_LBUTTONDOWN, lParam));
         return 0;
     case WM_PAINT:
         Paint();
         return 0;
     case WM_CLOSE:
-        CarryOut(PressButton(course, PageButton::CANCEL, GetTickCount()));
+        CarryOut(PressButton(flow, PageButton::CANCEL, GetTickCount()));
         program.ended = true;
         return 0;
     default:
@@ -196,7 +195,7 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
 
 void CreateCalibrationWindow(HBRUSH background)
 {
-    const POINT screen = program.course.screen;
+    const POINT screen = program.flow.screen;
     WNDCLASSW windowClass{};
     windowClass.lpfnWndProc = CalibrationWindowProc;
     windowClass.hInstance = GetModuleHandleW(nullptr);
@@ -215,10 +214,10 @@ bool RunCalibration(const CalibrationSetup* setup)
     program = {};
     program.setup = setup;
     program.describedPanel = NO_PANEL;
-    StartCourse(&program.course, setup->targetCount, ScreenSize(), GetTickCount());
-    program.course.savesUnasked = setup->savesUnasked;
-    program.course.accepts = setup->accepts;
-    program.course.hasKeyboard = setup->hasKeyboard;
+    StartFlow(&program.flow, setup->targetCount, ScreenSize(), GetTickCount());
+    program.flow.savesUnasked = setup->savesUnasked;
+    program.flow.accepts = setup->accepts;
+    program.flow.hasKeyboard = setup->hasKeyboard;
     HBRUSH background = CreateSolidBrush(BACKGROUND);
     CreateCalibrationWindow(background);
     if (program.window != nullptr) {
@@ -234,7 +233,7 @@ bool RunCalibration(const CalibrationSetup* setup)
         DestroyWindow(program.window);
     }
     DeleteObject(background);
-    return program.course.step == CourseStep::SAVED || program.course.step == CourseStep::UNDONE;
+    return program.flow.step == FlowStep::SAVED || program.flow.step == FlowStep::UNDONE;
 }
 
 } // namespace korvex

@@ -18,7 +18,7 @@ struct CalibrationSetup {
     bool hasKeyboard; // whose keys are shown
 
     // Called after each change, on the window's thread; may be null.
-    void (*changed)(const CalibrationCourse* course, const PageWords* words);
+    void (*changed)(const CalibrationFlow* flow, const PageWords* words);
 };
 
 // Runs the calibration and its messages on the calling thread: true when the result is saved, or

@@ -154,7 +154,7 @@ void Attempt(uint32_t panel, const CalibrationData* points)
     InstallCalibration(controller, &merged);
 }
 
-void TakeBack(uint32_t panel)
+void Revert(uint32_t panel)
 {
     TouchController* controller = OwnPanel(panel);
     if (controller != nullptr && panels.all[panel].attempted)
@@ -193,7 +193,7 @@ void WatchOwnPanels(void (*workerRefused)())
 
 PanelSource OwnPanels()
 {
-    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, TakeBack, Store, Undo};
+    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, Revert, Store, Undo};
 }
 
 PanelSource SearchedPanels()

@@ -30,7 +30,7 @@ inline constexpr const WCHAR* TEXT_TAKEN_MORE = TEXT("Lift your finger.");
 inline constexpr const WCHAR* TEXT_LIFT = TEXT("Lift your finger");
 inline constexpr const WCHAR* TEXT_AGAIN = TEXT("Touch this cross again");
 
-// Why a target is asked for again, by GuideReason.
+// Why a target is asked for again, by RetakeReason.
 inline constexpr std::array<const WCHAR*, 5> REASON_TEXTS{TEXT(""),
     TEXT("The finger was lifted before the ring was full."),
     TEXT("The finger moved, or something else touches the screen."),

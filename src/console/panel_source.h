@@ -94,7 +94,7 @@ struct PanelSource {
 
     // Has the panel's touches mapped by these points from now on, and as before again.
     void (*attempt)(uint32_t panel, const CalibrationData* points);
-    void (*takeBack)(uint32_t panel);
+    void (*revert)(uint32_t panel);
 
     // Stores the points, whole or not at all: true when the file has them. Else why not.
     bool (*store)(uint32_t panel, const CalibrationData* points, SourceText* reason);

@@ -22,8 +22,8 @@ void AddSockets(const std::string& folder, std::vector<std::string>* paths)
 {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
-        std::error_code unseen;
-        if (entry.is_socket(unseen))
+        std::error_code ignored;
+        if (entry.is_socket(ignored))
             paths->push_back(entry.path().string());
     }
     if (error == std::errc::permission_denied) // the client reports it when it connects

@@ -29,7 +29,7 @@ std::optional<std::string> NextLine(
 {
     const steady_clock::time_point end = steady_clock::now() + limit;
     for (;;) {
-        if (std::optional<std::string> line = TakeLine(client); line)
+        if (std::optional<std::string> line = PopLine(client); line)
             return line;
         const auto left
             = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now())
@@ -107,7 +107,7 @@ bool Receive(ControlClient* client)
     return count > 0;
 }
 
-std::optional<std::string> TakeLine(ControlClient* client)
+std::optional<std::string> PopLine(ControlClient* client)
 {
     const size_t length = client->received.find('\n');
     if (length == std::string::npos)

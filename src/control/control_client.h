@@ -35,7 +35,7 @@ std::optional<Json> Ask(
 bool Receive(ControlClient* client);
 
 // The next line without its end; none when it has not come yet.
-std::optional<std::string> TakeLine(ControlClient* client);
+std::optional<std::string> PopLine(ControlClient* client);
 
 // The panels that a runtime drives and waits for.
 struct RuntimeStatus {

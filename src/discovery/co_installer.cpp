@@ -17,7 +17,7 @@ namespace {
 
 using Text = std::array<WCHAR, TEXT_CAPACITY>;
 
-constexpr const WCHAR* SECTION = TEXT("Option");
+constexpr const WCHAR* OPTION_SECTION = TEXT("Option");
 constexpr const WCHAR* REPORT_MODE_KEY = TEXT("TouchReport");
 constexpr const WCHAR* SUSPEND_KEY = TEXT("SelSuspend");
 constexpr const WCHAR* TABLET_VALUE = TEXT("TabletPC");
@@ -43,7 +43,7 @@ SettingsFile FindSettingsFile()
 // A value of the section "Option"; the result is its length.
 DWORD ReadOption(const SettingsFile* file, const WCHAR* key, const WCHAR* fallback, Text* value)
 {
-    return GetPrivateProfileStringW(SECTION, key, fallback, value->data(),
+    return GetPrivateProfileStringW(OPTION_SECTION, key, fallback, value->data(),
         static_cast<DWORD>(value->size()), file->path.data());
 }
 

@@ -66,7 +66,7 @@ bool ParseTargetError(std::string_view text, EmulatorOptions* options)
     std::string_view target;
     std::string_view error;
     uint32_t number = 0;
-    return Split(text, '=', &target, &error) && ParseNumber(target, TARGET_COUNT, &number)
+    return Split(text, '=', &target, &error) && ParseNumber(target, PANEL_TARGET_COUNT, &number)
         && number > 0 && SplitPair(error, &options->distortion.targetErrors[number - 1]);
 }
 

@@ -12,16 +12,16 @@ struct PanelPoint {
     double y;
 };
 
-inline constexpr size_t TARGET_COUNT = 9;
+inline constexpr size_t PANEL_TARGET_COUNT = 9;
 
 // The places that the panel test asks for, row by row from the top left.
-inline constexpr std::array<PanelPoint, TARGET_COUNT> TARGETS{
+inline constexpr std::array<PanelPoint, PANEL_TARGET_COUNT> TARGETS{
     {{2, 2}, {50, 2}, {98, 2}, {2, 50}, {50, 50}, {98, 50}, {2, 98}, {50, 98}, {98, 98}}};
 
 // Applied in this order.
 struct Distortion {
     // what is added at each target; in between, what lies between
-    std::array<PanelPoint, TARGET_COUNT> targetErrors{};
+    std::array<PanelPoint, PANEL_TARGET_COUNT> targetErrors{};
     PanelPoint scale{1, 1}; // about the panel's middle
     // of the axes about the middle, in degrees clockwise
     double rotation = 0;

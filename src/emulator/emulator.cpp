@@ -55,7 +55,7 @@ struct Emulator { // NOLINT(cert-msc32-c,cert-msc51-cpp): the noise of a seed is
 namespace {
 
 // Takes the fault that applies to the command, counting it down.
-std::optional<AnswerFaultKind> TakeFault(Emulator* emulator, const Bytes& command)
+std::optional<AnswerFaultKind> PopFault(Emulator* emulator, const Bytes& command)
 {
     for (AnswerFault& fault : emulator->options.answerFaults) {
         const bool applies = fault.count != 0 && (fault.code < 0 || fault.code == command[0])
@@ -76,7 +76,7 @@ Bytes AnswerTo(Emulator* emulator, const Bytes& command)
         return {};
     Bytes answer{command[0]};
     answer.insert(answer.end(), data->begin(), data->end());
-    const std::optional<AnswerFaultKind> fault = TakeFault(emulator, command);
+    const std::optional<AnswerFaultKind> fault = PopFault(emulator, command);
     if (fault == AnswerFaultKind::SILENCE)
         return {};
     if (fault == AnswerFaultKind::WRONG_ECHO)
@@ -131,7 +131,7 @@ void Receive(Emulator* emulator, const Bytes& bytes, bool whole)
 
 // Takes the packets that are whole out of `pending`. A packet that is not intact is a piece left
 // from another: it ends where the next command starts.
-void TakePackets(Emulator* emulator, Bytes* pending)
+void HandlePackets(Emulator* emulator, Bytes* pending)
 {
     const auto length = static_cast<ptrdiff_t>(PacketBytes(emulator->options));
     while (std::ssize(*pending) >= length) {
@@ -147,7 +147,7 @@ void TakePackets(Emulator* emulator, Bytes* pending)
 
 // A host takes a late answer for silence, so answers come before everything else, where the system
 // grants that.
-void TakePriority()
+void RaisePriority()
 {
     const sched_param priority{sched_get_priority_min(SCHED_RR)};
     pthread_setschedparam(pthread_self(), SCHED_RR, &priority);
@@ -155,7 +155,7 @@ void TakePriority()
 
 void Serve(Emulator* emulator, int master)
 {
-    TakePriority();
+    RaisePriority();
     Bytes pending;
     std::array<pollfd, 2> polled{
         pollfd{master, POLLIN, 0}, pollfd{emulator->stopDescriptor, POLLIN, 0}};
@@ -173,7 +173,7 @@ void Serve(Emulator* emulator, int master)
         const ssize_t count = read(master, block.data(), block.size());
         if (count > 0)
             pending.insert(pending.end(), block.begin(), block.begin() + count);
-        TakePackets(emulator, &pending);
+        HandlePackets(emulator, &pending);
     }
 }
 

@@ -105,7 +105,7 @@ void ShowResult(PanelTestContext* context)
 
 // A tick: takes the panel's report as the touch of the current target, or of the check after the
 // last one.
-void TakeSample(PanelTestContext* context, WPARAM timer)
+void StoreSample(PanelTestContext* context, WPARAM timer)
 {
     KillTimer(context->window, timer);
     TouchController* controller = MostRecentController();
@@ -247,7 +247,7 @@ LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, L
             BeginTest(context);
         return 0;
     case WM_TIMER:
-        TakeSample(context, wParam);
+        StoreSample(context, wParam);
         return 0;
     case WM_PAINT:
         Paint(context);

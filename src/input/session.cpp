@@ -21,7 +21,7 @@ constexpr DWORD CANCEL_GRACE_MS = 20; // after this long the waker helps
 
 using CancelRoutine = BOOL(WINAPI*)(HANDLE);
 
-void Tell(TouchController* controller, SessionEvent event)
+void Notify(TouchController* controller, SessionEvent event)
 {
     if (Handlers().sessionEvent != nullptr)
         Handlers().sessionEvent(controller, event);
@@ -30,13 +30,13 @@ void Tell(TouchController* controller, SessionEvent event)
 void EndTouch(TouchController* controller)
 {
     if (ReleaseContact(controller))
-        Tell(controller, SessionEvent::TOUCHED);
+        Notify(controller, SessionEvent::TOUCHED);
 }
 
 void SetPortGone(TouchController* controller, bool gone)
 {
     if (controller->portGone.exchange(gone ? 1 : 0) != (gone ? 1 : 0))
-        Tell(controller, gone ? SessionEvent::PORT_GONE : SessionEvent::PORT_BACK);
+        Notify(controller, gone ? SessionEvent::PORT_GONE : SessionEvent::PORT_BACK);
 }
 
 // After a failed wait: waits alone fail on some drivers. The port has failed where the read before
@@ -63,7 +63,7 @@ void Inject(TouchController* controller, const Packet* report)
     if (controller->injectEnabled == 1)
         InjectReport(controller, report->data());
     SetPortGone(controller, false);
-    Tell(controller, SessionEvent::TOUCHED);
+    Notify(controller, SessionEvent::TOUCHED);
 }
 
 // Waits for input; whether the port has failed, after a pause without which one that has gone would
@@ -91,7 +91,7 @@ unsigned __stdcall ReaderLoop(void* argument)
         if (controller->running != 1)
             break;
         if (result == ReadResult::REJECTED)
-            Tell(controller, SessionEvent::REJECTED);
+            Notify(controller, SessionEvent::REJECTED);
         PortReturn decision = PortReturn::LEFT;
         if (returned && !controller->link.readFailed) {
             decision = DecideReturn(controller, result, &report);
@@ -107,7 +107,7 @@ unsigned __stdcall ReaderLoop(void* argument)
         }
     }
     EndTouch(controller); // no button stays pressed after a session
-    Tell(controller, SessionEvent::ENDED);
+    Notify(controller, SessionEvent::ENDED);
     SetEvent(controller->stoppedEvent);
     return result == ReadResult::REPORT ? 1 : 0;
 }
@@ -153,7 +153,7 @@ bool StartSession(TouchController* controller)
     controller->hasFileCalibration = LoadSettings(controller) ? 1 : 0;
     controller->stoppedEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     controller->wakeEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    Tell(controller, SessionEvent::STARTED);
+    Notify(controller, SessionEvent::STARTED);
     if (controller->stoppedEvent != nullptr && controller->wakeEvent != nullptr)
         controller->readerThread = StartThread(ReaderLoop, controller);
     return controller->readerThread != nullptr;
@@ -168,7 +168,7 @@ bool StopSession(TouchController* controller)
 
 void RequestSessionStop(TouchController* controller)
 {
-    Tell(controller, SessionEvent::ENDING);
+    Notify(controller, SessionEvent::ENDING);
     controller->running = 0;
     if (controller->wakeEvent != nullptr)
         SetEvent(controller->wakeEvent);

@@ -89,7 +89,7 @@ uint32_t ReadMemory(TouchController* controller, uint32_t address, BoardMemory* 
     return access.bytes;
 }
 
-void TakeBoardCalibration(TouchController* controller, const BoardMemory* memory)
+void AdoptBoardCalibration(TouchController* controller, const BoardMemory* memory)
 {
     const auto valueAt = [controller, memory](uint32_t address) {
         return static_cast<int32_t>(DecodeCoord(controller, &(*memory)[address], true));
@@ -269,7 +269,7 @@ bool ReadBoardCalibration(TouchController* controller)
         if (failures == ATTEMPTS)
             return false;
     }
-    TakeBoardCalibration(controller, &memory);
+    AdoptBoardCalibration(controller, &memory);
     return true;
 }
 

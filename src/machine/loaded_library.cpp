@@ -3,7 +3,7 @@
 
 #include <mutex>
 
-#include "host/preparation.h"
+#include "host/machine_hook.h"
 #include "machine/machine_setup.h"
 #include "process/message.h"
 #include "process/options.h"

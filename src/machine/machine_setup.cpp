@@ -28,10 +28,10 @@
 #include "platform/linux/serial/port_scan.h"
 #include "platform/linux/windows/window_headless.h"
 #include "platform/linux/windows/window_x11.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/service_manager.h"
+#include "process/shutdown.h"
 
 namespace korvex::command {
 
@@ -269,7 +269,7 @@ int SetUpPointer(const Options* options)
         return OutputFailed();
     }
     const platform::PointerKind* kind = platform::FindPointerKind(options->pointer);
-    if (!kind->use({.nameOfPanel = PanelNameOf, .endDescriptor = EndDescriptor()}, &reason)) {
+    if (!kind->use({.nameOfPanel = PanelNameOf, .endDescriptor = ShutdownDescriptor()}, &reason)) {
         const bool isRefused = options->pointer == "uinput";
         Error("no pointer input: " + reason
             + (isRefused ? "; members of the group \"korvex-input\" may open it, by the udev rule "
@@ -297,7 +297,7 @@ int SetUpWindows(const Options* options)
     }
     if (!reason.empty())
         Warning("windows: " + reason);
-    machine->windows.closeSignals = EndDescriptor();
+    machine->windows.closeSignals = ShutdownDescriptor();
     return EXIT_DONE;
 }
 

@@ -24,7 +24,7 @@ bool WasInputLost(const Options* options);
 // Pointer input.
 int SetUpPointer(const Options* options);
 
-// How windows are shown, and the request for the end (end_request.h) as what closes them.
+// How windows are shown, and the request for the end (shutdown.h) as what closes them.
 int SetUpWindows(const Options* options);
 
 // The version of Windows that the machine reports.

@@ -8,7 +8,7 @@
 #include "platform/linux/devices/device_tree.h"
 #include "platform/linux/devices/port_nodes.h"
 #include "platform/linux/serial/port_scan.h"
-#include "process/end_request.h"
+#include "process/shutdown.h"
 #include "support/bounded_text.h"
 #include "support/owned.h"
 
@@ -57,7 +57,7 @@ std::string ModelText(uint32_t model)
 void AskKnownControllers()
 {
     for (const PortState& port : AllPorts()) {
-        if (port.model == 0 || IsEndRequested())
+        if (port.model == 0 || IsShutdownRequested())
             continue;
         PortName name{};
         CopyBounded(name.data(), name.size(), platform::FromUtf8(port.name).c_str());

@@ -12,9 +12,9 @@
 #include "cli/text_layout.h"
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/service_manager.h"
+#include "process/shutdown.h"
 
 namespace korvex::command {
 
@@ -79,7 +79,7 @@ bool WriteOutput(std::string_view text)
 {
     while (!text.empty()) {
         std::array<pollfd, 2> polled{
-            pollfd{STDOUT_FILENO, POLLOUT, 0}, pollfd{EndDescriptor(), POLLIN, 0}};
+            pollfd{STDOUT_FILENO, POLLOUT, 0}, pollfd{ShutdownDescriptor(), POLLIN, 0}};
         if (poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR)
             return false;
         if (polled[1].revents != 0)

@@ -144,7 +144,7 @@ CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolu
     return replaced;
 }
 
-std::string KeepReplaced(const std::string& port, const CalibrationData* replaced,
+std::string StoreReplaced(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits)
 {
     const Json calibration = CalibrationJson(replaced);
@@ -174,7 +174,7 @@ std::string UndoSave(const std::string& port, const std::string& until, Calibrat
     RepairCalibration(&undone, HIGH_RESOLUTION_BITS);
     ParseCalibration(latest["calibration"], restored); // it was parsed before, so it can be
     if (!WriteCalibrationFile(restored)) {
-        const std::string fault = SavingFault();
+        const std::string fault = WhyNotWritable();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;
     }
     // Where that cannot be written, the next undo brings back the same one.

@@ -30,7 +30,7 @@ CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolu
 
 // Adds the calibration that a save for the panel on `port` has just replaced by `saved`. Empty, or
 // why it is not kept.
-std::string KeepReplaced(const std::string& port, const CalibrationData* replaced,
+std::string StoreReplaced(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits);
 
 // Saves the latest of them in the settings file, and takes it out of the history: `restored`, with

@@ -40,7 +40,7 @@ system_clock::time_point ChangeOf(const std::string& path)
                        std::chrono::file_clock::to_sys(time));
 }
 
-Json StateOf(const RunningSession* session)
+Json StateReply(const RunningSession* session)
 {
     PanelState state = session->state;
     state.calibration.changed = ChangeOf(state.calibration.file);
@@ -48,7 +48,7 @@ Json StateOf(const RunningSession* session)
     return ToJson(state);
 }
 
-Json FaultOf(const std::string& text)
+Json ErrorReply(const std::string& text)
 {
     return {{"error", text}};
 }
@@ -83,7 +83,7 @@ std::optional<RunningSession> SessionOf(const Json& request, std::string* fault)
     return std::nullopt;
 }
 
-void TakeBack(const SessionKey& key, Conversation* conversation)
+void Revert(const SessionKey& key, Conversation* conversation)
 {
     const auto tried = conversation->tried.find(key);
     if (tried == conversation->tried.end())
@@ -99,7 +99,7 @@ Json DoStatus(
 {
     Json panels = Json::array();
     for (const RunningSession& session : RunningSessions())
-        panels.push_back(StateOf(&session));
+        panels.push_back(StateReply(&session));
     Json awaited = Json::array();
     for (const PendingPanel& panel : PendingPanels())
         awaited.push_back(ToJson(panel));
@@ -140,7 +140,7 @@ Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation
     const CalibrationHistory history = ReadCalibrationHistory();
     return {{"panel", session->state.panel},
         {"calibration", CalibrationJson(&session->calibration)}, {"file", SettingsFilePath()},
-        {"savingFault", SavingFault()}, {"otherPanel", ReplacedPanel(session, &history)},
+        {"savingFault", WhyNotWritable()}, {"otherPanel", ReplacedPanel(session, &history)},
         {"previous", history.previous}};
 }
 
@@ -152,7 +152,7 @@ bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
         return false;
     const bool yields = conversation->isRoot && !found->second->isRoot;
     if (yields)
-        TakeBack(key, found->second);
+        Revert(key, found->second);
     return !yields;
 }
 
@@ -174,10 +174,10 @@ Json DoTry(const Json& request, const RunningSession* session, Conversation* con
 {
     const SessionKey key = KeyOf(session);
     if (IsTriedByAnother(key, conversation))
-        return FaultOf(TRIED_BY_ANOTHER);
+        return ErrorReply(TRIED_BY_ANOTHER);
     CalibrationData wanted = session->calibration;
     if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
-        return FaultOf(fault);
+        return ErrorReply(fault);
     std::string fault;
     const bool used = UseSession(key, [&](TouchController* controller) {
         const CalibrationData merged = MergeCalibration(controller, &wanted);
@@ -189,8 +189,8 @@ Json DoTry(const Json& request, const RunningSession* session, Conversation* con
         InstallCalibration(controller, &merged);
     });
     if (!fault.empty())
-        return FaultOf(fault);
-    return used ? Json::object() : FaultOf(HAS_ENDED);
+        return ErrorReply(fault);
+    return used ? Json::object() : ErrorReply(HAS_ENDED);
 }
 
 Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversation* conversation)
@@ -198,7 +198,7 @@ Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversa
     const SessionKey key = KeyOf(session);
     const auto found = triedSessions.find(key);
     if (found != triedSessions.end() && (found->second == conversation || conversation->isRoot))
-        TakeBack(key, found->second);
+        Revert(key, found->second);
     return Json::object();
 }
 
@@ -219,22 +219,22 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
 {
     const SessionKey key = KeyOf(session);
     if (IsTriedByAnother(key, conversation))
-        return FaultOf(TRIED_BY_ANOTHER);
+        return ErrorReply(TRIED_BY_ANOTHER);
     CalibrationData stored = session->calibration;
     if (request.contains("calibration")) {
         CalibrationData wanted = session->calibration;
         if (const std::string fault = ReadCalibration(request, &wanted); !fault.empty())
-            return FaultOf(fault);
+            return ErrorReply(fault);
         std::string fault;
         if (!UseSession(key, [&](TouchController* controller) {
                 stored = MergeCalibration(controller, &wanted);
                 fault = RefusalOf(request, &stored, controller);
             }))
-            return FaultOf(HAS_ENDED);
+            return ErrorReply(HAS_ENDED);
         if (!fault.empty())
-            return FaultOf(fault);
+            return ErrorReply(fault);
     } else if (!conversation->tried.contains(key)) {
-        return FaultOf("'calibration' is missing, and none is being tried");
+        return ErrorReply("'calibration' is missing, and none is being tried");
     }
     const auto tried = conversation->tried.find(key);
     const CalibrationData replaced = ReplacedCalibration(
@@ -242,7 +242,7 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
         session->state.resolutionBits);
     const std::string file = SettingsFilePath();
     if (!WriteCalibrationFile(&stored)) {
-        const std::string fault = SavingFault();
+        const std::string fault = WhyNotWritable();
         return {{"stored", false}, {"file", file},
             {"error",
                 fault.empty() ? "'" + file
@@ -252,7 +252,7 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     UseCalibration(key, &stored, conversation);
     Notice(PanelTitle(key.path), "the calibration has changed, and is stored in '" + file + "'");
     const std::string fault
-        = KeepReplaced(key.path, &replaced, &stored, session->state.resolutionBits);
+        = StoreReplaced(key.path, &replaced, &stored, session->state.resolutionBits);
     if (!fault.empty())
         Warning(PanelTitle(key.path), "the previous calibration is not kept: " + fault);
     return {{"stored", true}, {"file", file}};
@@ -264,7 +264,7 @@ Json DoUndo(const Json& request, const RunningSession* session, Conversation* co
 {
     const SessionKey key = KeyOf(session);
     if (IsTriedByAnother(key, conversation))
-        return FaultOf(TRIED_BY_ANOTHER);
+        return ErrorReply(TRIED_BY_ANOTHER);
     CalibrationData restored{};
     if (const std::string fault = UndoSave(key.path, TextIn(request, "until"), &restored);
         !fault.empty())
@@ -292,13 +292,13 @@ Json CarryOut(const Json& request, const std::string& name, Conversation* conver
     const auto* found = std::find_if(REQUESTS.begin(), REQUESTS.end(),
         [&name](const Request& known) { return known.name == name; });
     if (found == REQUESTS.end())
-        return FaultOf("'" + name + "' is not a request of this protocol");
+        return ErrorReply("'" + name + "' is not a request of this protocol");
     std::string fault;
     std::optional<RunningSession> session;
     if (found->ofPanel || request.contains("panel"))
         session = SessionOf(request, &fault);
     if (!fault.empty())
-        return FaultOf(fault);
+        return ErrorReply(fault);
     return found->carryOut(request, session ? &*session : nullptr, conversation);
 }
 
@@ -313,7 +313,7 @@ std::string Answer(std::string_view line, Conversation* conversation)
 {
     const Json request = Json::parse(line, nullptr, false);
     if (!request.is_object())
-        return LineOf(FaultOf("this is not a JSON object"));
+        return LineOf(ErrorReply("this is not a JSON object"));
     const auto found = request.find("do");
     const std::string name
         = found != request.end() && found->is_string() ? found->get<std::string>() : "";
@@ -321,11 +321,11 @@ std::string Answer(std::string_view line, Conversation* conversation)
     if (request.contains("id")) {
         const Json& id = request["id"];
         if (!id.is_string() && !id.is_number()) // a deep one would need a deep stack
-            return LineOf(FaultOf("'id' is neither a text nor a number"));
+            return LineOf(ErrorReply("'id' is neither a text nor a number"));
         answer["id"] = id;
     }
     answer.update(
-        name.empty() ? FaultOf("'do' is missing") : CarryOut(request, name, conversation));
+        name.empty() ? ErrorReply("'do' is missing") : CarryOut(request, name, conversation));
     return LineOf(answer);
 }
 
@@ -335,7 +335,7 @@ bool ListensTo(const Conversation* conversation, const PanelEvent* event)
         && (conversation->listensTo.empty() || conversation->listensTo == event->path);
 }
 
-std::string EventLine(const PanelEvent* event)
+std::string FormatEvent(const PanelEvent* event)
 {
     const Json panel = event->panel;
     switch (event->kind) {
@@ -354,10 +354,10 @@ std::string EventLine(const PanelEvent* event)
     }
 }
 
-void TakeBackAll(Conversation* conversation)
+void RevertAll(Conversation* conversation)
 {
     while (!conversation->tried.empty())
-        TakeBack(SessionKey(conversation->tried.begin()->first), conversation);
+        Revert(SessionKey(conversation->tried.begin()->first), conversation);
 }
 
 } // namespace korvex::command

@@ -27,10 +27,10 @@ std::string Greeting();
 std::string Answer(std::string_view line, Conversation* conversation);
 
 // The line for an event, and whether a client listens to it.
-std::string EventLine(const PanelEvent* event);
+std::string FormatEvent(const PanelEvent* event);
 bool ListensTo(const Conversation* conversation, const PanelEvent* event);
 
 // Takes back what the client has tried and not stored.
-void TakeBackAll(Conversation* conversation);
+void RevertAll(Conversation* conversation);
 
 } // namespace korvex::command

@@ -182,8 +182,8 @@ void PassEventsOn(Server* server)
     // Read it even when nobody listens: a count that is left keeps poll from waiting.
     if (eventfd_read(server->events, &count) != 0 || !server->listening)
         return;
-    for (const PanelEvent& event : TakePanelEvents()) {
-        const std::string line = EventLine(&event);
+    for (const PanelEvent& event : PopPanelEvents()) {
+        const std::string line = FormatEvent(&event);
         for (Client& client : server->clients) {
             if (ListensTo(&client.conversation, &event))
                 Send(&client, line);
@@ -198,7 +198,7 @@ void DropClients(Server* server)
             ++client;
             continue;
         }
-        TakeBackAll(&client->conversation);
+        RevertAll(&client->conversation);
         close(client->socket);
         client = server->clients.erase(client);
     }
@@ -211,7 +211,7 @@ void EndOldTries(Server* server)
 {
     for (Client& client : server->clients) {
         if (steady_clock::now() - client.lastAsked >= TRY_LIMIT)
-            TakeBackAll(&client.conversation);
+            RevertAll(&client.conversation);
     }
 }
 

@@ -19,10 +19,10 @@
 #include "platform/linux/core/text.h"
 #include "platform/linux/serial/port_scan.h"
 #include "platform/win32.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/service_manager.h"
+#include "process/shutdown.h"
 #include "runtime/running_sessions.h"
 
 namespace korvex::command {
@@ -65,7 +65,7 @@ Opening Open(const std::string& path, TouchController** controller)
         return {EXIT_DONE, "", false};
     }
     ReleaseController(opened);
-    if (IsEndRequested())
+    if (IsShutdownRequested())
         return {EXIT_DONE, "", false};
     return {EXIT_NO_CONTROLLER,
         "no controller answers on '" + path + "', neither at 19200 nor at 9600 baud", true};
@@ -93,7 +93,7 @@ TouchController* ControllerOn(HANDLE port)
         return nullptr;
     }
     LinkInit(&controller->link, port, LINK_SERIAL, 0);
-    controller->stopEvent = EndEvent();
+    controller->stopEvent = ShutdownEvent();
     return controller;
 }
 
@@ -113,7 +113,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
         const std::string path = PathOfPort(options->givenPorts, port);
         const Opening opening = Open(path, controller);
         if (path != awaited || !opening.mayCome)
-            NoteAwaited(awaited, "");
+            NotePending(awaited, "");
         awaited = path;
         if (!opening.mayCome) {
             if (!opening.fault.empty())
@@ -125,8 +125,8 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;
-        NoteAwaited(path, opening.fault);
-        if (WaitForEnd(pause))
+        NotePending(path, opening.fault);
+        if (WaitForShutdown(pause))
             return EXIT_DONE;
     }
 }
@@ -159,9 +159,9 @@ bool WaitForEndOf(TouchController* controller)
         // Then the end is polled for in between.
     }
     const int interval = watcher.joinable() ? -1 : ENDED_INTERVAL_MS;
-    std::array awaited{pollfd{EndDescriptor(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
+    std::array awaited{pollfd{ShutdownDescriptor(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
     while (poll(awaited.data(), awaited.size(), interval) <= 0 && !HasReaderEnded(controller)) { }
-    const bool requested = IsEndRequested();
+    const bool requested = IsShutdownRequested();
     RequestSessionStop(controller);
     JoinSession(controller, SESSION_STOP_LIMIT_MS);
     if (!HasReaderEnded(controller)) {

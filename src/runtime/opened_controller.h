@@ -15,7 +15,7 @@ namespace korvex::command {
 HANDLE OpenPort(const std::string& path);
 
 // A new record for the controller on an open port, which is closed with it; the end request
-// (end_request.h) stops its exchanges. Null when out of memory; the port is then closed.
+// (shutdown.h) stops its exchanges. Null when out of memory; the port is then closed.
 TouchController* ControllerOn(HANDLE port);
 
 // Opens the port, by any of its names (port_names.h), and identifies the controller on it, which is

@@ -97,7 +97,7 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
     std::string path = SettingsFilePath();
     if (controller->hasFileCalibration == 1)
         return path;
-    const std::string fault = SavingFault();
+    const std::string fault = WhyNotWritable();
     struct stat status{};
     if (path.empty() || lstat(path.c_str(), &status) == 0)
         Warning(title,
@@ -107,7 +107,7 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
 }
 
 // Says once that panels share their calibration.
-void TellOfSharing(Sessions* sessions)
+void ReportSharing(Sessions* sessions)
 {
     size_t running = 0;
     for (const auto& [path, entry] : sessions->entries)
@@ -134,7 +134,7 @@ PanelState Describe(const TouchController* controller)
     return state;
 }
 
-void Keep(PanelEvent event)
+void AddEvent(PanelEvent event)
 {
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->eventsMutex);
@@ -164,17 +164,17 @@ void Start(TouchController* controller)
     entry->returned = {};
     controller->observed = entry;
     sessions->awaited.erase(state.path);
-    TellOfSharing(sessions);
+    ReportSharing(sessions);
     if (const std::string notice = std::exchange(sessions->notice, ""); !notice.empty())
         Notice(notice);
     if (sessions->listening)
-        Keep({PanelEvent::Kind::BEGAN, state.panel, state.path, 0, {}, {}, false});
+        AddEvent({PanelEvent::Kind::BEGAN, state.panel, state.path, 0, {}, {}, false});
 }
 
-void KeepTouch(TouchController* controller, Entry* entry, uint32_t sequence)
+void AddTouchEvent(TouchController* controller, Entry* entry, uint32_t sequence)
 {
     const PanelReading reading = ReadingOf(controller);
-    Keep({PanelEvent::Kind::TOUCH, entry->state.panel, entry->state.path, sequence, reading.raw,
+    AddEvent({PanelEvent::Kind::TOUCH, entry->state.panel, entry->state.path, sequence, reading.raw,
         reading.mapped, reading.touching});
 }
 
@@ -215,12 +215,12 @@ bool ReleaseForNoise(TouchController* controller, NoiseWatch* noise)
     return now - noise->alone >= NOISE_LIMIT && ReleaseContact(controller);
 }
 
-void TakeTouch(TouchController* controller, Entry* entry)
+void HandleTouch(TouchController* controller, Entry* entry)
 {
     entry->lastTouchMs = MillisecondsOf(system_clock::now());
     const uint32_t sequence = ++entry->sequence;
     if (AllSessions()->listening)
-        KeepTouch(controller, entry, sequence);
+        AddTouchEvent(controller, entry, sequence);
     entry->noise.last = {};
     JudgeNoise(controller, entry);
 }
@@ -236,8 +236,8 @@ void End(Entry* entry)
 {
     Close(entry);
     if (AllSessions()->listening)
-        Keep({PanelEvent::Kind::ENDED, entry->state.panel, entry->state.path, entry->sequence, {},
-            {}, false});
+        AddEvent({PanelEvent::Kind::ENDED, entry->state.panel, entry->state.path, entry->sequence,
+            {}, {}, false});
 }
 
 void ChangePort(Entry* entry, bool gone)
@@ -255,7 +255,7 @@ void ChangePort(Entry* entry, bool gone)
     NotifyServiceManager(
         "STATUS=" + entry->title + ": " + (gone ? "the port has gone" : entry->state.controller));
     if (sessions->listening)
-        Keep({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->state.panel,
+        AddEvent({gone ? PanelEvent::Kind::GONE : PanelEvent::Kind::BACK, entry->state.panel,
             entry->state.path, entry->sequence, {}, {}, false});
 }
 
@@ -293,11 +293,11 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
         return;
     switch (event) {
     case SessionEvent::TOUCHED:
-        TakeTouch(controller, entry);
+        HandleTouch(controller, entry);
         break;
     case SessionEvent::REJECTED:
         if (ReleaseForNoise(controller, &entry->noise))
-            TakeTouch(controller, entry);
+            HandleTouch(controller, entry);
         JudgeNoise(controller, entry);
         break;
     case SessionEvent::PORT_GONE:
@@ -342,7 +342,7 @@ void NoticeAtFirstSession(const std::string& text)
     AllSessions()->notice = text;
 }
 
-void NoteAwaited(const std::string& path, const std::string& reason)
+void NotePending(const std::string& path, const std::string& reason)
 {
     const PendingPanel awaited{PanelNameOf(path), path, reason};
     Sessions* sessions = AllSessions();
@@ -393,7 +393,7 @@ void ListenToSessions(int descriptor)
     sessions->events.clear();
 }
 
-std::vector<PanelEvent> TakePanelEvents()
+std::vector<PanelEvent> PopPanelEvents()
 {
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->eventsMutex);

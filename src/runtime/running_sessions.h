@@ -36,7 +36,7 @@ void NoticeAtFirstSession(const std::string& text);
 
 // Takes note that a port's controller is waited for, until a session starts there or the reason is
 // empty.
-void NoteAwaited(const std::string& path, const std::string& reason);
+void NotePending(const std::string& path, const std::string& reason);
 
 std::vector<PendingPanel> PendingPanels();
 
@@ -77,7 +77,7 @@ void ListenToSessions(int descriptor);
 
 // Takes what has come since. Up to 512 events are kept; of more the oldest are lost, which the
 // sequence shows.
-std::vector<PanelEvent> TakePanelEvents();
+std::vector<PanelEvent> PopPanelEvents();
 
 // "controller 5200, firmware 1.2.3, 10 bits, 19200 baud". Before its session runs: the link is then
 // its reader's.

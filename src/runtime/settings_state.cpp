@@ -40,7 +40,7 @@ std::string SettingsFilePath()
     return LocateCalibrationFile(&path) ? platform::ToNativePath(path.data()) : "";
 }
 
-std::string SavingFault()
+std::string WhyNotWritable()
 {
     SettingsPath path{};
     std::error_code error;

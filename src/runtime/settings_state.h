@@ -10,6 +10,6 @@ std::string SettingsFilePath();
 
 // Why the file that is there is not used or cannot be saved; empty when it is and can, or can be
 // created where it is missing.
-std::string SavingFault();
+std::string WhyNotWritable();
 
 } // namespace korvex::command

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "calibration/mapping.h"
-#include "console/calibration_guide.h"
+#include "console/calibration_targets.h"
 #include "emulator/distortion.h"
 #include "emulator/noise.h"
 #include "testing/testing.h"
@@ -24,28 +24,29 @@ Point Measured(const emulator::Distortion* distortion, emulator::PanelPoint plac
 
 // Calibrates as a person does, target by target, a second each.
 CalibrationData Calibrate(
-    const emulator::Distortion* distortion, const emulator::Noise& noise, uint32_t targets)
+    const emulator::Distortion* distortion, const emulator::Noise& noise, uint32_t targetCount)
 {
-    CalibrationGuide guide{};
+    CalibrationTargets targets{};
     std::mt19937 random(noise.seed);
     uint32_t now = 0;
-    StartGuide(&guide, targets, 10);
+    StartTargets(&targets, targetCount, 10);
     for (int touch = 0;
-        touch < 40 && guide.step != GuideStep::REVIEW && guide.step != GuideStep::MISFIT; ++touch) {
-        const Point target = GuideTargetPlace(&guide, guide.target);
+        touch < 40 && targets.step != TargetStep::REVIEW && targets.step != TargetStep::MISFIT;
+        ++touch) {
+        const Point target = TargetPlace(&targets, targets.current);
         const emulator::PanelPoint place{target.x * 100 / 65536.0, target.y * 100 / 65536.0};
         constexpr int REPORTS = 100;
         for (int i = 0; i < REPORTS; ++i) {
             now += 10;
             const bool lifting = i + emulator::LIFT_REPORTS >= REPORTS;
-            TakeGuideReport(&guide,
+            HandleTargetReport(&targets,
                 Measured(distortion, place, emulator::NextNoise(&noise, lifting, &random)), true,
                 now);
         }
-        TakeGuideReport(&guide, Measured(distortion, place), false, now);
+        HandleTargetReport(&targets, Measured(distortion, place), false, now);
     }
-    EXPECT_EQ(guide.step, GuideStep::REVIEW) << "seed " << noise.seed;
-    return guide.calib;
+    EXPECT_EQ(targets.step, TargetStep::REVIEW) << "seed " << noise.seed;
+    return targets.calib;
 }
 
 struct Error {

@@ -1,5 +1,5 @@
 # Programs for Windows: the tests that need no machine, and a caller of the DLL for those that run it under Wine.
-add_executable(korvex_portable_tests ${PORTABLE_TESTS} ${PROJECT_SOURCE_DIR}/src/host/preparation.cpp)
+add_executable(korvex_portable_tests ${PORTABLE_TESTS} ${PROJECT_SOURCE_DIR}/src/host/machine_hook.cpp)
 target_include_directories(korvex_portable_tests PRIVATE . ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(korvex_portable_tests PRIVATE korvex_core korvex_console setupapi cfgmgr32 gdi32 GTest::gmock GTest::gtest_main)
 target_link_options(korvex_portable_tests PRIVATE -static)

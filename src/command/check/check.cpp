@@ -27,10 +27,10 @@
 #include "platform/linux/pointer/pointer_uinput.h"
 #include "platform/linux/pointer/pointer_x11.h"
 #include "platform/linux/serial/port_scan.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
+#include "process/shutdown.h"
 #include "runtime/opened_controller.h"
 #include "runtime/running_sessions.h"
 #include "runtime/settings_state.h"
@@ -127,7 +127,7 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
 {
     const std::string stored = port->model == 0 ? "" : ModelText(port->model);
     if (!IdentifyController(controller)) {
-        if (IsEndRequested())
+        if (IsShutdownRequested())
             return false; // it was not asked everything
         const std::string known = stored.empty() ? "" : ", though a " + stored + " is known here";
         const uint32_t baudRate = AnsweringBaudRate(controller);
@@ -311,7 +311,7 @@ std::string JsonOf(const Findings* findings)
 // False, with a message, when standard output fails.
 bool Print(const std::string& text)
 {
-    if (WriteOutput(text) || IsEndRequested())
+    if (WriteOutput(text) || IsShutdownRequested())
         return true;
     OutputFailed();
     return false;
@@ -341,7 +341,7 @@ int RunCheck(const Options* options)
             "there is no serial port; plug the adapter in, or name one with '--port'"});
     std::vector<Listener> listeners;
     for (const PortState& port : ports) {
-        if (IsEndRequested())
+        if (IsShutdownRequested())
             break;
         CheckPort(options, &port, &findings, &listeners);
     }
@@ -352,9 +352,9 @@ int RunCheck(const Options* options)
     for (Listener& listener : listeners)
         listener.before = CountedBy(&listener);
     const double seconds = options->seconds.value_or(LISTENING_SECONDS);
-    if (!listeners.empty() && seconds > 0 && !IsEndRequested()) {
+    if (!listeners.empty() && seconds > 0 && !IsShutdownRequested()) {
         fprintf(stderr, "Touch each panel now, all over (%g s)\n", seconds);
-        WaitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(
+        WaitForShutdown(std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::duration<double>(seconds)));
     }
     for (Listener& listener : listeners) {

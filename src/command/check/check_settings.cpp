@@ -258,7 +258,7 @@ void CheckSettingsIn(const std::string& folder, const std::string& subject, Find
 
 void CheckSettings(Findings* findings)
 {
-    const std::string fault = SavingFault();
+    const std::string fault = WhyNotWritable();
     if (!fault.empty())
         Add(findings, Severity::FAULT, fault);
     SettingsPath path{};

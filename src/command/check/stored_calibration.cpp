@@ -39,7 +39,7 @@ SettingsBefore LookAtSettings()
     SettingsBefore before;
     before.path = SettingsFilePath();
     before.content = ContentOf(before.path);
-    before.savingFault = SavingFault();
+    before.savingFault = WhyNotWritable();
     Findings findings;
     CheckSettings(&findings);
     before.good = before.content.has_value() && !HasFault(&findings);

@@ -15,10 +15,10 @@
 #include "command/subcommands.h"
 #include "input/session.h"
 #include "platform/linux/machine.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
+#include "process/shutdown.h"
 #include "runtime/opened_controller.h"
 
 namespace korvex::command {
@@ -54,7 +54,7 @@ void Write(Recorder* recorder, const std::string& line)
         || (fputs(line.c_str(), recorder->file) != EOF && fflush(recorder->file) == 0))
         return;
     recorder->failed = true;
-    RequestEnd();
+    RequestShutdown();
 }
 
 void RecordBytes(
@@ -67,7 +67,7 @@ void RecordBytes(
     const bool command = std::this_thread::get_id() == recorder->commandThread
         || std::exchange(recorder->asking, sent);
     const char* kind = sent ? "sent" : command ? "answer" : "report";
-    Write(recorder, EventLine(TimeOf(recorder), kind, bytes, count));
+    Write(recorder, FormatRecorded(TimeOf(recorder), kind, bytes, count));
 }
 
 // Waits for the end, for the time that is given, or for the session's own end: then true.
@@ -79,7 +79,7 @@ bool AwaitEnd(const Options* options, const TouchController* controller)
     for (const Clock::time_point start = Clock::now();;) {
         const std::chrono::duration<double> left = limit - (Clock::now() - start);
         if (left.count() <= 0
-            || WaitForEnd(left < INTERVAL ? std::chrono::ceil<milliseconds>(left) : INTERVAL))
+            || WaitForShutdown(left < INTERVAL ? std::chrono::ceil<milliseconds>(left) : INTERVAL))
             return false;
         if (HasReaderEnded(controller))
             return true;

@@ -18,7 +18,7 @@ constexpr std::string_view FORMAT = "korvex-recording ";
 constexpr std::string_view VERSION = "1";
 
 // Takes the next word off the text; empty at its end.
-std::string_view TakeWord(std::string_view* text)
+std::string_view PopWord(std::string_view* text)
 {
     text->remove_prefix(std::min(text->find_first_not_of(" \t\r"), text->size()));
     const std::string_view word = text->substr(0, text->find_first_of(" \t\r"));
@@ -55,7 +55,7 @@ std::optional<std::chrono::microseconds> Time(std::string_view text)
 
 bool ParseBytes(std::string_view text, std::vector<uint8_t>* bytes)
 {
-    for (std::string_view word = TakeWord(&text); !word.empty(); word = TakeWord(&text)) {
+    for (std::string_view word = PopWord(&text); !word.empty(); word = PopWord(&text)) {
         const std::optional<uint32_t> byte
             = word.size() == 2 ? Number(word, 16, 0xFF) : std::nullopt;
         if (!byte)
@@ -68,24 +68,23 @@ bool ParseBytes(std::string_view text, std::vector<uint8_t>* bytes)
 // "5200 firmware 1.2.3 resolution 10 baud 19200"
 bool ParseController(std::string_view text, emulator::EmulatorOptions* controller)
 {
-    controller->model = Number(TakeWord(&text), 16, 0xFFFF).value_or(0);
-    const bool firmware
-        = TakeWord(&text) == "firmware" && ParseFirmware(TakeWord(&text), controller);
-    const bool resolution = TakeWord(&text) == "resolution";
-    controller->resolutionBits = Number(TakeWord(&text), 10, 12).value_or(0);
-    const bool baud = TakeWord(&text) == "baud";
-    controller->baudRate = Number(TakeWord(&text), 10, 19200).value_or(0);
+    controller->model = Number(PopWord(&text), 16, 0xFFFF).value_or(0);
+    const bool firmware = PopWord(&text) == "firmware" && ParseFirmware(PopWord(&text), controller);
+    const bool resolution = PopWord(&text) == "resolution";
+    controller->resolutionBits = Number(PopWord(&text), 10, 12).value_or(0);
+    const bool baud = PopWord(&text) == "baud";
+    controller->baudRate = Number(PopWord(&text), 10, 19200).value_or(0);
     const auto* known = std::find_if(DRIVEN_MODELS.begin(), DRIVEN_MODELS.end(),
         [controller](const DrivenModel& driven) { return driven.model == controller->model; });
     const bool bits = known != DRIVEN_MODELS.end()
         && (controller->resolutionBits == LOW_RESOLUTION_BITS
             || (controller->resolutionBits == HIGH_RESOLUTION_BITS && known->hasHighResolution));
     const bool rate = controller->baudRate == 19200 || controller->baudRate == 9600;
-    return bits && firmware && resolution && baud && rate && TakeWord(&text).empty();
+    return bits && firmware && resolution && baud && rate && PopWord(&text).empty();
 }
 
 // Takes what the controller's memory holds from the answer to a command that asks for it.
-void TakeMemory(
+void ParseMemory(
     const std::vector<uint8_t>* command, const std::vector<uint8_t>* answer, Recording* recording)
 {
     const size_t length = ReportLengthOf(recording->controller.model);
@@ -113,13 +112,13 @@ struct ParserState {
 // Reads an event into the recording; empty, or what is wrong with it.
 std::string ParseEvent(std::string_view line, ParserState* state, Recording* recording)
 {
-    const std::optional<std::chrono::microseconds> time = Time(TakeWord(&line));
+    const std::optional<std::chrono::microseconds> time = Time(PopWord(&line));
     if (!time)
         return "a time in seconds is missing";
     if (*time < state->time)
         return "the time is before that of the line above";
     state->time = *time;
-    const std::string_view kind = TakeWord(&line);
+    const std::string_view kind = PopWord(&line);
     if (kind == "controller") {
         if (recording->controller.model != 0)
             return "a second controller";
@@ -141,7 +140,7 @@ std::string ParseEvent(std::string_view line, ParserState* state, Recording* rec
         state->answer.clear();
     } else {
         state->answer.insert(state->answer.end(), report.bytes.begin(), report.bytes.end());
-        TakeMemory(&state->command, &state->answer, recording);
+        ParseMemory(&state->command, &state->answer, recording);
     }
     return "";
 }
@@ -165,10 +164,10 @@ bool ParseRecording(std::string_view text, Recording* recording, std::string* er
         text.remove_prefix(std::min(line.size() + 1, text.size()));
         ++number;
         std::string_view rest = line;
-        const std::string_view word = TakeWord(&rest);
+        const std::string_view word = PopWord(&rest);
         if (number == 1) {
             const bool named = line.starts_with(FORMAT);
-            const std::string_view version = TakeWord(&rest);
+            const std::string_view version = PopWord(&rest);
             if (!named)
                 fault = "not a recording";
             else if (version != VERSION)
@@ -194,7 +193,7 @@ std::string FirstRecordingLine()
     return line;
 }
 
-std::string EventLine(
+std::string FormatRecorded(
     std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count)
 {
     std::string line = TimeText(time);

@@ -42,7 +42,7 @@ bool ParseRecording(std::string_view text, Recording* recording, std::string* er
 
 // The lines of a recording, each with its line end.
 std::string FirstRecordingLine();
-std::string EventLine(
+std::string FormatRecorded(
     std::chrono::microseconds time, std::string_view kind, const uint8_t* bytes, size_t count);
 std::string ControllerLine(std::chrono::microseconds time, const TouchController* controller);
 

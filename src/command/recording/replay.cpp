@@ -15,10 +15,10 @@
 #include "control/panel_state.h"
 #include "emulator/emulator.h"
 #include "platform/linux/files/whole_files.h"
-#include "process/end_request.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
+#include "process/shutdown.h"
 #include "runtime/opened_controller.h"
 
 namespace korvex::command {
@@ -41,7 +41,7 @@ PlayResult Play(const Recording* recording, bool fullSpeed, emulator::Emulator* 
         const Clock::time_point due = start + (report.time - recording->reports.front().time);
         while (Clock::now() < due && !fullSpeed) {
             // Rounded up, so that the wait does not end before its time.
-            if (WaitForEnd(std::chrono::ceil<milliseconds>(due - Clock::now())))
+            if (WaitForShutdown(std::chrono::ceil<milliseconds>(due - Clock::now())))
                 return PlayResult::ENDED;
         }
         if (!SendBytes(panel, report.bytes))
@@ -61,7 +61,7 @@ void AwaitSilence(const TouchController* controller, const std::string& terminal
     PanelCounters before{};
     do {
         before = count();
-        if (WaitForEnd(LONGEST_REPORT))
+        if (WaitForShutdown(LONGEST_REPORT))
             break;
     } while (!(count() == before) || (ioctl(line, FIONREAD, &waiting) == 0 && waiting > 0));
     if (line >= 0)

@@ -15,7 +15,7 @@ namespace {
 
 thread_local IoCancellation* currentCancellation = nullptr;
 
-std::optional<timespec> TimeLeft(std::optional<Clock::time_point> deadline)
+std::optional<timespec> TimeUntil(std::optional<Clock::time_point> deadline)
 {
     if (!deadline)
         return std::nullopt;
@@ -83,7 +83,7 @@ IoWait WaitForIo(
     std::array<pollfd, 3> polled{pollfd{descriptor, events, 0}, pollfd{wakeDescriptor, POLLIN, 0},
         pollfd{currentCancellation == nullptr ? -1 : currentCancellation->descriptor, POLLIN, 0}};
     for (;;) {
-        const std::optional<timespec> left = TimeLeft(deadline);
+        const std::optional<timespec> left = TimeUntil(deadline);
         const int ready = ppoll(polled.data(), polled.size(), left ? &*left : nullptr, nullptr);
         if (ready < 0 && errno == EINTR)
             continue;

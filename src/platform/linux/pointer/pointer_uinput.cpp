@@ -28,29 +28,29 @@ namespace {
 
 constexpr const char* UINPUT = "/dev/uinput";
 
-struct TouchDevice {
+struct KernelDevice {
     int descriptor = -1;
     libevdev_uinput* device = nullptr;
     TouchState state{false, 0, 0};
 
-    TouchDevice() = default;
-    ~TouchDevice()
+    KernelDevice() = default;
+    ~KernelDevice()
     {
         if (device != nullptr)
             libevdev_uinput_destroy(device);
         if (descriptor >= 0)
             close(descriptor);
     }
-    TouchDevice(const TouchDevice&) = delete;
-    TouchDevice& operator=(const TouchDevice&) = delete;
+    KernelDevice(const KernelDevice&) = delete;
+    KernelDevice& operator=(const KernelDevice&) = delete;
 };
 
-struct TouchDevices {
+struct KernelDevices {
     std::function<std::string(const std::string& path)> nameOfPanel;
 
     std::mutex mutex; // guards the rest
     // null: it could not be made yet
-    std::map<const InputLine*, std::unique_ptr<TouchDevice>> devices;
+    std::map<const InputLine*, std::unique_ptr<KernelDevice>> devices;
     std::chrono::steady_clock::time_point lastAttempt;
     POINT position{0, 0}; // in absolute coordinates
 };
@@ -86,9 +86,9 @@ libevdev* Describe(const std::string& panel)
 }
 
 // Null when the system refuses.
-std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const std::string& panel)
+std::unique_ptr<KernelDevice> MakeDevice(const InputLine* line, const std::string& panel)
 {
-    auto made = std::make_unique<TouchDevice>();
+    auto made = std::make_unique<KernelDevice>();
     made->descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (made->descriptor < 0)
         return nullptr;
@@ -105,7 +105,8 @@ std::unique_ptr<TouchDevice> MakeDevice(const InputLine* line, const std::string
 
 // The line's device, with the lock held; null when it cannot be made, which is retried once a
 // second. Releases the lock while it describes a new panel, so that other lines are not delayed.
-TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line, std::unique_lock<std::mutex>* lock)
+KernelDevice* DeviceOf(
+    KernelDevices* all, const InputLine* line, std::unique_lock<std::mutex>* lock)
 {
     constexpr std::chrono::seconds RETRY_INTERVAL{1};
     const auto known = all->devices.find(line);
@@ -117,20 +118,20 @@ TouchDevice* DeviceOf(TouchDevices* all, const InputLine* line, std::unique_lock
     all->lastAttempt = std::chrono::steady_clock::now();
     lock->unlock();
     const std::string panel = all->nameOfPanel(line->path);
-    std::unique_ptr<TouchDevice> made = MakeDevice(line, panel);
+    std::unique_ptr<KernelDevice> made = MakeDevice(line, panel);
     if (const auto& told = ThisMachine()->observers.deviceRefused; made == nullptr && first && told)
         told(line->path, errno);
     lock->lock();
     return (all->devices[line] = std::move(made)).get();
 }
 
-bool Send(TouchDevices* all, const INPUT* input)
+bool Send(KernelDevices* all, const INPUT* input)
 {
     const InputLine* line = LineOfThread().get();
     std::unique_lock lock(all->mutex);
     if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
         all->position = {input->mi.dx, input->mi.dy};
-    TouchDevice* device = line == nullptr ? nullptr : DeviceOf(all, line, &lock);
+    KernelDevice* device = line == nullptr ? nullptr : DeviceOf(all, line, &lock);
     if (device == nullptr)
         return false;
     TouchState next = device->state;
@@ -150,7 +151,7 @@ bool UseInputDevices(const PointerSettings& settings, std::string* reason)
 {
     if (!CanMakeInputDevices(reason))
         return false;
-    const auto all = std::make_shared<TouchDevices>();
+    const auto all = std::make_shared<KernelDevices>();
     all->nameOfPanel = settings.nameOfPanel;
     ThisMachine()->pointer = {
         .send = [all](const INPUT* input) { return Send(all.get(), input); },

@@ -51,7 +51,7 @@ void ServeSent()
     }
 }
 
-std::optional<MSG> TakePosted()
+std::optional<MSG> PopPosted()
 {
     MessageQueue* queue = ThisQueue().get();
     const std::lock_guard guard(Windows()->mutex);
@@ -75,7 +75,7 @@ std::optional<MSG> FindPaint()
 
 // The message of a timer of this thread that is due; else how long it is until the next one, -1:
 // there is none.
-std::optional<MSG> TakeTimer(int* wait)
+std::optional<MSG> PopTimer(int* wait)
 {
     const std::lock_guard guard(Windows()->mutex);
     const auto now = steady_clock::now();
@@ -181,11 +181,11 @@ BOOL GetMessageW(MSG* message, HWND /*window*/, UINT /*first*/, UINT /*last*/)
             return -1;
         }
         int wait = -1;
-        auto found = korvex::platform::TakePosted();
+        auto found = korvex::platform::PopPosted();
         if (!found)
             found = korvex::platform::FindPaint();
         if (!found)
-            found = korvex::platform::TakeTimer(&wait);
+            found = korvex::platform::PopTimer(&wait);
         if (found) {
             *message = *found;
             korvex::platform::messageTime = message->time;

@@ -117,7 +117,7 @@ void HandleEvent(const WindowDisplay* connection, XEvent* event)
                 InvalidateRect(handle, nullptr, TRUE);
             return;
         case MapNotify:
-            TakeFocusAlone(connection, &shown);
+            FocusUnmanaged(connection, &shown);
             return;
         case KeyPress:
         case KeyRelease:

@@ -139,7 +139,7 @@ void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown)
     XFlush(connection->display);
 }
 
-void TakeFocusAlone(const WindowDisplay* connection, const ShownWindow* shown)
+void FocusUnmanaged(const WindowDisplay* connection, const ShownWindow* shown)
 {
     Window window = shown->window;
     Atom type = 0;

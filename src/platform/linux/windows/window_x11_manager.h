@@ -23,6 +23,6 @@ void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView*
 void ShowOverMonitor(WindowDisplay* connection, ShownWindow* shown);
 
 // Gives a new window the keyboard where no window manager does.
-void TakeFocusAlone(const WindowDisplay* connection, const ShownWindow* shown);
+void FocusUnmanaged(const WindowDisplay* connection, const ShownWindow* shown);
 
 } // namespace korvex::platform

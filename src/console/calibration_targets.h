@@ -16,7 +16,7 @@ namespace korvex {
 
 inline constexpr uint32_t MAX_TARGETS = 9;
 
-enum class GuideStep : uint8_t {
+enum class TargetStep : uint8_t {
     WAITING,  // the target waits for a finger
     SAMPLING, // it is being touched
     TAKEN,    // it is taken, and measured on until the finger is lifted
@@ -26,7 +26,7 @@ enum class GuideStep : uint8_t {
 };
 
 // Why a target is asked for again.
-enum class GuideReason : uint8_t {
+enum class RetakeReason : uint8_t {
     NONE,
     LIFTED_EARLY, // before the ring was full
     SLID,         // the finger has not rested, or something else touches the panel as well
@@ -35,7 +35,7 @@ enum class GuideReason : uint8_t {
 };
 
 // The change that a report has made, for the page.
-enum class GuideChange : uint8_t {
+enum class TargetChange : uint8_t {
     NONE,
     BEGUN,    // a target is being touched
     PROGRESS, // its ring has grown
@@ -45,10 +45,10 @@ enum class GuideChange : uint8_t {
     FINISHED, // it has been lifted from the last one: REVIEW or MISFIT
 };
 
-struct CalibrationGuide {
-    GuideStep step;
-    GuideReason reason; // of the target that waits, or of the finger that must be lifted
-    uint32_t target;    // the current one, from 0
+struct CalibrationTargets {
+    TargetStep step;
+    RetakeReason reason; // of the target that waits, or of the finger that must be lifted
+    uint32_t current;     // the target that is touched now, from 0
     uint32_t resolutionBits;
     // the targets' raw positions in advPoints; whole, with orientation and reference points, from
     // REVIEW on
@@ -72,19 +72,20 @@ struct CalibrationGuide {
 
 // Begins with the first of 4 or 9 targets (any other number means 9), in target order, for a
 // controller of that resolution.
-void StartGuide(CalibrationGuide* guide, uint32_t targetCount, uint32_t resolutionBits);
+void StartTargets(CalibrationTargets* targets, uint32_t targetCount, uint32_t resolutionBits);
 
 // Handles a report of the controller, or the end of a touch that was sent instead. Times are those
 // of a millisecond clock that may wrap.
-GuideChange TakeGuideReport(CalibrationGuide* guide, Point raw, bool touching, uint32_t nowMs);
+TargetChange HandleTargetReport(
+    CalibrationTargets* targets, Point raw, bool touching, uint32_t nowMs);
 
 // Asks for one target again, in REVIEW or MISFIT; then the points are judged again.
-void RetakeTarget(CalibrationGuide* guide, uint32_t target);
+void RetakeTarget(CalibrationTargets* targets, uint32_t target);
 
 // Forgets the touch that is going on: its controller is gone.
-void ForgetGuideTouch(CalibrationGuide* guide);
+void ForgetTargetTouch(CalibrationTargets* targets);
 
 // The place of a target on the screen, in output units (0 to 65535), as the mapping takes it.
-Point GuideTargetPlace(const CalibrationGuide* guide, uint32_t target);
+Point TargetPlace(const CalibrationTargets* targets, uint32_t target);
 
 } // namespace korvex

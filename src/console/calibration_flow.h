@@ -1,13 +1,13 @@
 // The calibration program from its start to its end: panels come and go, one of them is led through
-// the targets (calibration_guide.h), its result is tried and saved, or everything stays unchanged.
-// It knows no window, no controller and no clock: events come with their time, and each routine
-// returns the tasks that they lead to. One thread.
+// the targets (calibration_targets.h), its result is tried and saved, or everything stays
+// unchanged. It knows no window, no controller and no clock: events come with their time, and each
+// routine returns the tasks that they lead to. One thread.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-#include "console/calibration_guide.h"
+#include "console/calibration_targets.h"
 #include "console/page_layout.h"
 #include "console/panel_source.h"
 
@@ -23,10 +23,10 @@ inline constexpr uint32_t ATTEMPT_INTERVAL_MS = 20000;
 inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that all is saved
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
-enum class CourseStep : uint8_t {
+enum class FlowStep : uint8_t {
     SEARCHING,  // no panel is known yet
     NOBODY,     // and none was found
-    GUIDING,    // the targets (guide.step)
+    MEASURING,  // the targets (targets.step)
     MISFIT,     // their points cannot be right: it starts again at the next touch
     TRYING,     // they map; the panel is touched as one likes
     ASKING,     // the same, and whether Save may replace the calibration of another panel
@@ -38,20 +38,19 @@ enum class CourseStep : uint8_t {
 };
 
 // Tasks for the caller, in this order; bits.
-using CourseTasks = uint32_t;
-inline constexpr CourseTasks TASK_ATTEMPT = 1;   // have guide.calib map, on the panel `tried`
-inline constexpr CourseTasks TASK_TAKE_BACK = 2; // have what mapped there before map again
-// store guide.calib, and say how it went (FinishStore)
-inline constexpr CourseTasks TASK_STORE = 4;
-inline constexpr CourseTasks TASK_BELL = 8;        // a target is taken, or something else is heard
-inline constexpr CourseTasks TASK_SHOW = 16;       // show everything again
-inline constexpr CourseTasks TASK_SHOW_RING = 32;  // the ring has grown
-inline constexpr CourseTasks TASK_SHOW_TOUCH = 64; // the free touch has moved
-inline constexpr CourseTasks TASK_END = 128;       // of the program
-inline constexpr CourseTasks TASK_UNDO
-    = 256; // undo the last store, and say how it went (FinishUndo)
+using FlowTasks = uint32_t;
+inline constexpr FlowTasks TASK_ATTEMPT = 1; // have targets.calib map, on the panel `tried`
+inline constexpr FlowTasks TASK_REVERT = 2;  // have what mapped there before map again
+// store targets.calib, and say how it went (FinishStore)
+inline constexpr FlowTasks TASK_STORE = 4;
+inline constexpr FlowTasks TASK_BELL = 8;        // a target is taken, or something else is heard
+inline constexpr FlowTasks TASK_SHOW = 16;       // show everything again
+inline constexpr FlowTasks TASK_SHOW_RING = 32;  // the ring has grown
+inline constexpr FlowTasks TASK_SHOW_TOUCH = 64; // the free touch has moved
+inline constexpr FlowTasks TASK_END = 128;       // of the program
+inline constexpr FlowTasks TASK_UNDO = 256; // undo the last store, and say how it went (FinishUndo)
 
-struct CoursePanel {
+struct FlowPanel {
     bool known;
     PanelLoss loss;
     uint32_t resolutionBits;
@@ -60,16 +59,16 @@ struct CoursePanel {
 // How exact a calibration is: within 0.5, 1 and 2 % of the screen's shorter side, or not.
 enum class Accuracy : uint8_t { VERY_GOOD, GOOD, FAIR, POOR };
 
-struct CalibrationCourse {
-    CourseStep step;
+struct CalibrationFlow {
+    FlowStep step;
     bool savesUnasked; // nobody can press a button: all targets taken, and a passed check, save
     bool accepts;      // and so does a target that does not fit, or another panel's file
     bool hasKeyboard;
     uint32_t targetCount;
     POINT screen; // its size, in pixels; changed with it
-    std::array<CoursePanel, MAX_PANELS> panels;
+    std::array<FlowPanel, MAX_PANELS> panels;
     uint32_t panel; // that is calibrated: the one that was touched first; NO_PANEL: none yet
-    CalibrationGuide guide;
+    CalibrationTargets targets;
     uint32_t tried; // the panel whose result is tried, or was last
     uint32_t attemptedMs;
 
@@ -93,58 +92,57 @@ struct CalibrationCourse {
     uint32_t secondsLeft; // that are counted down; 0: none are
 };
 
-void StartCourse(CalibrationCourse* course, uint32_t targetCount, POINT screen, uint32_t nowMs);
+void StartFlow(CalibrationFlow* flow, uint32_t targetCount, POINT screen, uint32_t nowMs);
 
 // A panel was found, lost, or is back. One that is added again under its number is a new panel.
-CourseTasks AddPanel(
-    CalibrationCourse* course, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
-CourseTasks LosePanel(CalibrationCourse* course, uint32_t panel, PanelLoss loss);
-CourseTasks RegainPanel(CalibrationCourse* course, uint32_t panel, uint32_t nowMs);
-CourseTasks FinishSearch(CalibrationCourse* course, uint32_t nowMs);
+FlowTasks AddPanel(CalibrationFlow* flow, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
+FlowTasks LosePanel(CalibrationFlow* flow, uint32_t panel, PanelLoss loss);
+FlowTasks RegainPanel(CalibrationFlow* flow, uint32_t panel, uint32_t nowMs);
+FlowTasks FinishSearch(CalibrationFlow* flow, uint32_t nowMs);
 
 // A report of a panel, and where its own calibration maps it to, in output units. Those of other
 // panels than the one that is calibrated are ignored, except while the first target waits, or the
 // panel is lost.
-CourseTasks TakeReport(CalibrationCourse* course, uint32_t panel, Point raw, Point mapped,
-    bool touching, uint32_t nowMs);
+FlowTasks HandleReport(
+    CalibrationFlow* flow, uint32_t panel, Point raw, Point mapped, bool touching, uint32_t nowMs);
 
 // A button, by mouse, key or touch; one that is not there now changes nothing. CANCEL is always
 // there.
-CourseTasks PressButton(CalibrationCourse* course, PageButton button, uint32_t nowMs);
+FlowTasks PressButton(CalibrationFlow* flow, PageButton button, uint32_t nowMs);
 
 // Results of TASK_STORE and TASK_UNDO.
-CourseTasks FinishStore(CalibrationCourse* course, bool stored, uint32_t nowMs);
-CourseTasks FinishUndo(CalibrationCourse* course, bool undone, uint32_t nowMs);
+FlowTasks FinishStore(CalibrationFlow* flow, bool stored, uint32_t nowMs);
+FlowTasks FinishUndo(CalibrationFlow* flow, bool undone, uint32_t nowMs);
 
 // Advances the clock; called a few times a second.
-CourseTasks TakeTime(CalibrationCourse* course, uint32_t nowMs);
+FlowTasks HandleTime(CalibrationFlow* flow, uint32_t nowMs);
 
 // True while a result is tried: TRYING, ASKING, NOT_SAVED and NOT_UNDONE.
-bool IsTrying(const CalibrationCourse* course);
+bool IsTrying(const CalibrationFlow* flow);
 
 // Which buttons are there now.
-bool HasButton(const CalibrationCourse* course, PageButton button);
+bool HasButton(const CalibrationFlow* flow, PageButton button);
 
 // True when all is done: SAVED, UNDONE and LEFT.
-bool IsOver(const CalibrationCourse* course);
+bool IsOver(const CalibrationFlow* flow);
 
 // True when a target lies so far from where the others predict it that the points are saved only
 // by somebody who sees that.
-bool IsDoubtful(const CalibrationCourse* course);
+bool IsDoubtful(const CalibrationFlow* flow);
 
 // Why the panel that is calibrated, or all of them, report nothing; NONE: it is there.
-PanelLoss LossOf(const CalibrationCourse* course);
+PanelLoss LossOf(const CalibrationFlow* flow);
 
 // From TRYING and MISFIT on: how far a target lies from where the others predict it, in pixels,
 // and the first target to touch again: the one that does not fit, else the one that lies farthest
 // off.
-double ResidualPixels(const CalibrationCourse* course, uint32_t target);
-uint32_t WorstTarget(const CalibrationCourse* course);
+double ResidualPixels(const CalibrationFlow* flow, uint32_t target);
+uint32_t WorstTarget(const CalibrationFlow* flow);
 
 // The distance of touches from where they should land, in pixels: the worst of the touched marks,
 // before that (HasTouchedMarks) the worst residual. And the rating of a distance.
-bool HasTouchedMarks(const CalibrationCourse* course);
-double DistanceOff(const CalibrationCourse* course);
-Accuracy AccuracyOf(const CalibrationCourse* course, double pixels);
+bool HasTouchedMarks(const CalibrationFlow* flow);
+double DistanceOff(const CalibrationFlow* flow);
+Accuracy AccuracyOf(const CalibrationFlow* flow, double pixels);
 
 } // namespace korvex

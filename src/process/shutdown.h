@@ -11,33 +11,33 @@ namespace korvex::command {
 
 // Blocks these signals in this thread and in those that it starts. Must be the first call of the
 // program.
-void BlockEndSignals();
+void BlockShutdownSignals();
 
 // Unblocks the signals; one that is pending takes its default action now.
-void AllowEndSignals();
+void AllowShutdownSignals();
 
 // Takes the first of the signals from now on, on a thread of its own, as the end request. A process
 // that has not ended 2.8 s after the first one, whatever holds it, is ended then with EXIT_DONE.
 // False when the system refuses what that needs; once per process.
-bool WatchForEnd();
+bool WatchForShutdown();
 
 // The exit code of a process that ends so, in place of EXIT_DONE.
 void SetOverdueExitCode(int exitCode);
 
-// Requests the shutdown without a signal: EndEvent is set, the windows are not closed, and there is
-// no limit. Any thread.
-void RequestEnd();
+// Requests the shutdown without a signal: ShutdownEvent is set, the windows are not closed, and
+// there is no limit. Any thread.
+void RequestShutdown();
 
-bool IsEndRequested();
+bool IsShutdownRequested();
 
-// Is set with the request; not owned. Null before WatchForEnd.
-HANDLE EndEvent();
+// Is set with the request; not owned. Null before WatchForShutdown.
+HANDLE ShutdownEvent();
 
 // Becomes readable with the signal and stays so, for poll; nobody may read it. -1 before
-// WatchForEnd.
-int EndDescriptor();
+// WatchForShutdown.
+int ShutdownDescriptor();
 
 // Waits for the request for at most `limit`. True when it has come.
-bool WaitForEnd(std::chrono::milliseconds limit);
+bool WaitForShutdown(std::chrono::milliseconds limit);
 
 } // namespace korvex::command

@@ -1,4 +1,4 @@
-#include "process/end_request.h"
+#include "process/shutdown.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -39,7 +39,7 @@ sigset_t EndSignals()
 }
 
 // Takes the signals. The thread ends with the process.
-void TakeSignals()
+void AwaitSignals()
 {
     const sigset_t signals = EndSignals();
     int signal = 0;
@@ -54,7 +54,7 @@ void TakeSignals()
 
 } // namespace
 
-void BlockEndSignals()
+void BlockShutdownSignals()
 {
     struct sigaction hangup{};
     hangupIgnored = sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler == SIG_IGN;
@@ -62,20 +62,20 @@ void BlockEndSignals()
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-void AllowEndSignals()
+void AllowShutdownSignals()
 {
     const sigset_t signals = EndSignals();
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-bool WatchForEnd()
+bool WatchForShutdown()
 {
     watch.event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     watch.descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (watch.event == nullptr || watch.descriptor < 0)
         return false;
     try {
-        std::thread(TakeSignals).detach();
+        std::thread(AwaitSignals).detach();
     } catch (const std::system_error&) {
         return false;
     }
@@ -87,27 +87,27 @@ void SetOverdueExitCode(int exitCode)
     overdueExitCode = exitCode;
 }
 
-void RequestEnd()
+void RequestShutdown()
 {
     SetEvent(watch.event);
 }
 
-bool IsEndRequested()
+bool IsShutdownRequested()
 {
-    return WaitForEnd(std::chrono::milliseconds(0));
+    return WaitForShutdown(std::chrono::milliseconds(0));
 }
 
-HANDLE EndEvent()
+HANDLE ShutdownEvent()
 {
     return watch.event;
 }
 
-int EndDescriptor()
+int ShutdownDescriptor()
 {
     return watch.descriptor;
 }
 
-bool WaitForEnd(std::chrono::milliseconds limit)
+bool WaitForShutdown(std::chrono::milliseconds limit)
 {
     return WaitForSingleObject(watch.event, static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0;
 }
