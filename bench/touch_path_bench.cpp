@@ -293,7 +293,7 @@ void BM_EventWritesPerInput(benchmark::State& state)
     state.counters["writes_per_input"] = static_cast<double>(writes) / INPUTS;
 }
 
-// What the command holds in memory, with so many controllers driven.
+// The memory of the command while it drives so many controllers.
 void BM_ResidentMemory(benchmark::State& state)
 {
     std::vector<emulator::EmulatorPointer> emulators;

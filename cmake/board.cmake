@@ -10,7 +10,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
 set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
 
-# What the build runs of itself, it runs under qemu.
+# Programs of the build run under qemu.
 set(CMAKE_CROSSCOMPILING_EMULATOR ${QEMU} -L ${CMAKE_SYSROOT})
 
 # Packages: where Debian has libraries, and where dpkg-shlibdeps finds those of the architecture.

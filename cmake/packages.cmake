@@ -45,7 +45,7 @@ else()
     configure_file(packages/linux/debian/changelog.in changelog.Debian @ONLY)
     configure_file(packages/linux/korvex.1.in korvex.1 @ONLY)
     configure_file(packages/linux/korvex-emulator.1.in korvex-emulator.1 @ONLY)
-    # What Debian has compressed is the same whenever it is made.
+    # gzip as Debian requires it, without a time stamp, so that two builds are identical.
     foreach(text ${PROJECT_BINARY_DIR}/korvex.1 ${PROJECT_BINARY_DIR}/korvex-emulator.1
             ${PROJECT_SOURCE_DIR}/packages/linux/korvex.ini.5
             ${PROJECT_BINARY_DIR}/changelog.Debian ${PROJECT_SOURCE_DIR}/CHANGELOG.md)

@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     if (!stored
         && (after.advPoints != before.advPoints || after.stdMaxX != before.stdMaxX
             || after.orientation != before.orientation))
-        abort(); // a client has left something behind
+        abort(); // a client has left something over
     command::HandleSessionEvent(controller, SessionEvent::ENDING);
     ReleaseController(controller);
     return 0;

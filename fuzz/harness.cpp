@@ -14,7 +14,7 @@ namespace korvex::fuzz {
 
 namespace {
 
-// The port behind every memory line. Its device is at its end from the start; what can be read is
+// The port of every memory line. Its device is at its end from the start; what can be read is
 // in the port's own queue.
 platform::SerialPort* ThePort()
 {

@@ -1,4 +1,4 @@
-// What the fuzz targets share.
+// Shared by the fuzz targets.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +29,8 @@ struct Input {
 // A record of one of the models, by the input's first byte.
 TouchController* TakeController(Input* input);
 
-// A line in memory: what was given is read from it, then it has hung up, so that no read waits; it
-// takes every write. One at a time.
+// A line in memory: the given bytes are read from it, then it has hung up, so that no read waits;
+// it takes every write. One at a time.
 struct MemoryLine {
     TouchController* controller;
 
@@ -49,7 +49,7 @@ void AnswerCommands(const MemoryLine* line, Input* input);
 
 bool IsUsedUp(const MemoryLine* line);
 
-// Debugger texts go nowhere, and pointer input only counts.
+// Debugger texts go nowhere, and pointer input is only counted.
 void SilenceMachine();
 
 } // namespace korvex::fuzz

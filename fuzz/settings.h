@@ -1,5 +1,5 @@
-// What every calibration must hold that was loaded from a settings file, for the targets that load
-// one.
+// Conditions that every calibration loaded from a settings file must meet, for the targets that
+// load one.
 #pragma once
 
 #include <unistd.h>

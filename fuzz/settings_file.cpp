@@ -1,5 +1,5 @@
 // A settings file with any content, in memory: it is read and written back without a change, and a
-// value that is set is found again, with everything else as it was.
+// value that is set is found again, with everything else unchanged.
 
 #include <algorithm>
 #include <cstdlib>

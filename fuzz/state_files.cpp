@@ -1,4 +1,4 @@
-// Any registry.ini and, behind a zero byte, any devices.ini in the state folder: both are read, and
+// Any registry.ini and, after a zero byte, any devices.ini in the state folder: both are read, and
 // what is written then is found again.
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-# Where the tests start the two commands; those of another processor through scripts that run them under qemu.
+# The commands that the tests start; those of another processor are scripts that run them under qemu.
 set(command_folder $<TARGET_FILE_DIR:korvex_command>)
 if(CMAKE_CROSSCOMPILING)
     set(command_folder ${CMAKE_CURRENT_BINARY_DIR}/qemu)
@@ -54,7 +54,7 @@ add_dependencies(korvex_tests korvex_command korvex_emulator)
 # Tests whose name says "Within" measure real time: nothing runs beside them.
 set(timed "*Within*")
 if(CMAKE_CROSSCOMPILING)
-    # Not under qemu: its speed is another, it is what the system sees running in place of a program, and it needs descriptors of its own.
+    # Not under qemu: it has a different speed, the system sees it instead of the program, and it uses descriptors of its own.
     string(CONCAT not_under_qemu ":SaveCalibrationFile.LeavesTheOldOrTheNewCalibrationWhenItIsKilled"
         ":KorvexEnum.SendsNoByteToAPortThatIsNotNamed:KorvexEnum.IsNeverUpSilentlyWithTooFewDescriptors")
 else()

@@ -11,7 +11,7 @@ namespace korvex::command {
 
 namespace {
 
-// A text as roff prints it as it is.
+// A text escaped so that roff prints it verbatim.
 std::string Roff(std::string_view text)
 {
     std::string roff;
@@ -95,10 +95,11 @@ std::string ManOptions(const Program& program)
         list += ManEntry(name, entry.value, text);
     }
     list += ".TP\n.B \\-h\\fR, \\fB\\-\\-help\nShow what the program does and takes";
-    if (!program.commands.empty())
-        list += ", or the command before it; \"" + program.name + " help COMMAND\" does the same.\n"
-            + ManEntry("--help-all", "", "List the commands that do what Windows would do as well");
-    return list + ".\n.TP\n.B \\-v\\fR, \\fB\\-\\-version\nShow the version.\n";
+    list += program.commands.empty()
+        ? ".\n"
+        : ", or the command before it; \"" + program.name + " help COMMAND\" does the same.\n"
+            + ManEntry("--help-all", "", "Also list the commands that do what Windows would do.");
+    return list + ".TP\n.B \\-v\\fR, \\fB\\-\\-version\nShow the version.\n";
 }
 
 void ReplaceSection(std::string* page, const std::string& title, const std::string& text)

@@ -84,7 +84,7 @@ bool MapFourPoint(const CalibrationData* calib, Point* point)
     const int32_t x = point->x;
     const int32_t y = point->y;
 
-    // Where the top and the bottom edge pass this X: their work X there, and their raw Y.
+    // The points of the top and the bottom edge at this X: their work X and their raw Y.
     const int32_t topX = InterpolateLinear(topLeft.x, topRight.x, TARGET_LOW, TARGET_HIGH, x);
     const int32_t bottomX
         = InterpolateLinear(bottomLeft.x, bottomRight.x, TARGET_LOW, TARGET_HIGH, x);

@@ -10,7 +10,7 @@
 
 namespace korvex {
 
-// Where the targets lie on each axis of the work space: 2 %, 50 % and 98 % of 4096.
+// The targets on each axis of the work space: 2 %, 50 % and 98 % of 4096.
 inline constexpr int32_t TARGET_LOW = 82;
 inline constexpr int32_t TARGET_MIDDLE = 2048;
 inline constexpr int32_t TARGET_HIGH = 4014;

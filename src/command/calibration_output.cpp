@@ -22,7 +22,7 @@ constexpr const char* ACCEPT_SAVES = "; '--accept' saves all the same";
 // The last state that was printed, so that each is printed once.
 struct Progress {
     bool json;
-    bool words; // each state on standard error: nobody sees a window
+    bool words; // each state on standard error, because there is no window
     std::string state;
     uint32_t target;
     bool nobody;     // there was no panel

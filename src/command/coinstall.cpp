@@ -30,7 +30,7 @@ struct Device {
 };
 
 // Takes the device of the machine with this instance ID; where there is none, a touch device may be
-// plugged in, whose hardware ID is what comes before the last "\". False when there is none.
+// plugged in, whose hardware ID is the part before the last "\". False when there is none.
 bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* device)
 {
     if (platform::FindNode(instanceId) == 0 && !mayPlugIn)

@@ -81,7 +81,7 @@ bool ParseMonitor(const std::string& value, Options* options)
     return !taken && !given.port.empty() && !given.output.empty();
 }
 
-// Where a command shows one window, and calibrates one panel.
+// For commands that show one window, or calibrate one panel.
 bool ParseOneMonitor(const std::string& value, Options* options)
 {
     return ParseMonitor(value, options) && options->portMonitors.empty();

@@ -68,8 +68,8 @@ bool Listen(Remote* remote, ControlClient&& client)
     return false;
 }
 
-// Finds the process that drives the panel now, once a second. Where the process or the controller
-// has changed, the calibration takes it for a new panel.
+// Finds the process that drives the panel now, once a second. If the process or the controller has
+// changed, the calibration takes it for a new panel.
 void FindAgain(size_t panel)
 {
     Remote* remote = &remotes.panels[panel];
@@ -153,8 +153,8 @@ void End()
     }
 }
 
-// Asks the runtime, over a new connection where the previous one has ended. Where nothing answers
-// in time, the request may take effect all the same: an answer with "error" says so.
+// Asks the runtime, over a new connection if the previous one has ended. If nothing answers in
+// time, the request may still take effect: an answer with "error" says so.
 Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
 {
     request["panel"] = remote->panel.state.path;

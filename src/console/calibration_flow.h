@@ -18,7 +18,7 @@ inline constexpr uint32_t PATIENCE_MS = 60000;
 // while panels are searched: many ports, seconds each
 inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000;
 inline constexpr uint32_t LAST_SECONDS = 15; // of it, that are counted down
-// a runtime takes a result back that nobody asks it to try again within a minute
+// a runtime reverts a result unless it is asked to try it again within a minute
 inline constexpr uint32_t ATTEMPT_INTERVAL_MS = 20000;
 inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that all is saved
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
@@ -61,7 +61,7 @@ enum class Accuracy : uint8_t { VERY_GOOD, GOOD, FAIR, POOR };
 
 struct CalibrationFlow {
     FlowStep step;
-    bool savesUnasked; // nobody can press a button: all targets taken, and a passed check, save
+    bool savesUnasked; // without buttons: all targets taken, and a passed check, save
     bool accepts;      // and so does a target that does not fit, or another panel's file
     bool hasKeyboard;
     uint32_t targetCount;
@@ -87,7 +87,7 @@ struct CalibrationFlow {
     std::array<double, MARK_COUNT> distances;
 
     uint32_t askedMs;      // since when it is ASKING
-    uint32_t lastActionMs; // somebody was there
+    uint32_t lastActionMs; // of a touch, a key or a button
     uint32_t savedMs;
     uint32_t secondsLeft; // that are counted down; 0: none are
 };
@@ -126,8 +126,8 @@ bool HasButton(const CalibrationFlow* flow, PageButton button);
 // True when all is done: SAVED, UNDONE and LEFT.
 bool IsOver(const CalibrationFlow* flow);
 
-// True when a target lies so far from where the others predict it that the points are saved only
-// by somebody who sees that.
+// True when a target lies so far from where the others predict it that the points are saved only by
+// a person who sees that.
 bool IsDoubtful(const CalibrationFlow* flow);
 
 // Why the panel that is calibrated, or all of them, report nothing; NONE: it is there.

@@ -184,7 +184,7 @@ void PaintButtons(const CalibrationFlow* flow, HDC device)
         constexpr int NAME_UNITS = WORDS_UNITS - 1;
         const int lines = flow->hasKeyboard ? NAME_UNITS + SMALL_UNITS : NAME_UNITS;
         area.top
-            += (area.bottom - area.top - lines * unit * 6 / 5) / 2; // with what is between lines
+            += (area.bottom - area.top - lines * unit * 6 / 5) / 2; // with the space between lines
         Write(device, flow->screen, label.name, {NAME_UNITS, FW_BOLD, WHITE_PAPER, DT_WORDBREAK},
             &area);
         if (flow->hasKeyboard)

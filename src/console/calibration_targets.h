@@ -1,7 +1,7 @@
 // The targets of a calibration: which one waits for a finger, what a touch on it is worth, and
-// whether the points fit each other in the end. Where a target lies too far from where the others
-// predict it (JudgePoints), the outlier is asked for again. Where that changes nothing all
-// suspects are, of four targets all: the wrong one can be another than the one that stands out.
+// whether the points fit each other in the end. If a target lies too far from where the others
+// predict it (JudgePoints), the outlier is asked for again. If that changes nothing, all suspects
+// are, of four targets all: the wrong one can be another than the one that stands out.
 // It knows no window, no controller and no clock: reports come with their time. One thread at a
 // time.
 #pragma once
@@ -48,7 +48,7 @@ enum class TargetChange : uint8_t {
 struct CalibrationTargets {
     TargetStep step;
     RetakeReason reason; // of the target that waits, or of the finger that must be lifted
-    uint32_t current;     // the target that is touched now, from 0
+    uint32_t current;    // the target that is touched now, from 0
     uint32_t resolutionBits;
     // the targets' raw positions in advPoints; whole, with orientation and reference points, from
     // REVIEW on

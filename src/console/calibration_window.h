@@ -13,7 +13,7 @@ inline constexpr const WCHAR* CALIBRATION_CLASS = TEXT("kxCalibration"); // of t
 struct CalibrationSetup {
     PanelSource source;
     uint32_t targetCount; // 4 or 9; any other number means 9
-    bool savesUnasked;    // nobody can press a button
+    bool savesUnasked;    // there are no buttons
     bool accepts;     // saves unasked also what does not fit, and over another panel's calibration
     bool hasKeyboard; // whose keys are shown
 

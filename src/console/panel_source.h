@@ -1,4 +1,4 @@
-// Where the calibration gets its touches from: the sessions of this process (own_panels.h), or
+// The source of the calibration's touches: the sessions of this process (own_panels.h), or
 // those of a runtime that drives the panel.
 #pragma once
 

@@ -27,7 +27,7 @@ uint32_t TargetAt(uint32_t side, uint32_t row, uint32_t column)
     return side == 2 && row == 1 ? 3 - column : side * row + column;
 }
 
-// Where a target is on the screen, from -1 to 1 on each axis.
+// The place of a target on the screen, from -1 to 1 on each axis.
 Place PlaceOf(uint32_t side, uint32_t target)
 {
     const uint32_t row = target / side;

@@ -159,7 +159,7 @@ command::Program EmulatorProgram(Settings* settings)
         .options = {
             {.name = "--link",
                 .value = "PATH",
-                .help = "leave a symbolic link to the terminal at PATH",
+                .help = "make PATH a symbolic link to the terminal",
                 .store = StoreText(&settings->link),
                 .expected = "a path",
                 .completion = Completion::FILES},
@@ -169,14 +169,14 @@ command::Program EmulatorProgram(Settings* settings)
                 .choices = models},
             {.name = "--identity",
                 .value = "NUMBER",
-                .help = "the model number that the firmware gives (default: that of the model)",
+                .help = "the model number that the firmware reports (default: that of --model)",
                 .store =
                     [=](const std::string& text) {
                         return ParseNumber(text, 65535, &options->modelNumber);
                     },
                 .expected = "a number from 0 to 65535"},
             {.name = "--baud",
-                .help = "the rate at which it answers (default 19200)",
+                .help = "the baud rate at which it answers (default 19200)",
                 .store = number(&options->baudRate, 10),
                 .choices = {"19200", "9600"}},
             {.name = "--resolution",
@@ -190,12 +190,12 @@ command::Program EmulatorProgram(Settings* settings)
                 .expected = "MAJOR.MINOR.BUILD, such as 1.2.3"},
             {.name = "--memory",
                 .value = "HEX",
-                .help = "the start of the board memory, two digits a byte (default all zero)",
+                .help = "the start of the board memory, two digits per byte (default all zero)",
                 .store = parse(ParseMemory),
-                .expected = "hexadecimal digits, two a byte"},
+                .expected = "hexadecimal digits, two per byte"},
             {.name = "--fault",
                 .value = "KIND[=COUNT]",
-                .help = "spoil the next COUNT answers, or all, in this way: silence, wrong-echo, "
+                .help = "make the next COUNT answers, or all, faulty: silence, wrong-echo, "
                         "corruption or noise; may be given several times",
                 .store = parse(ParseFault),
                 .expected = "silence, wrong-echo, corruption or noise, and perhaps =COUNT",
@@ -207,7 +207,7 @@ command::Program EmulatorProgram(Settings* settings)
                     [=](const std::string& text) {
                         return ParseHex(text, &options->reportFault.noiseBefore);
                     },
-                .expected = "hexadecimal digits, two a byte"},
+                .expected = "hexadecimal digits, two per byte"},
             {.name = "--report-gap",
                 .value = "BYTE,MS",
                 .help = "pause for MS milliseconds after each report's first BYTE bytes",
@@ -215,12 +215,12 @@ command::Program EmulatorProgram(Settings* settings)
                 .expected = "a number from 0 to 5, and milliseconds"},
             {.name = "--scale",
                 .value = "X,Y",
-                .help = "the panel measures touches stretched by these factors about its middle",
+                .help = "scale measured positions about the panel's centre by these factors",
                 .store = pair(&options->distortion.scale),
                 .expected = "two numbers"},
             {.name = "--rotate",
                 .value = "DEGREES",
-                .help = "then turned clockwise about its middle",
+                .help = "rotate measured positions clockwise about the centre, after --scale",
                 .store =
                     [=](const std::string& text) {
                         return ParseDecimal(text, &options->distortion.rotation);
@@ -228,25 +228,26 @@ command::Program EmulatorProgram(Settings* settings)
                 .expected = "a number"},
             {.name = "--offset",
                 .value = "X,Y",
-                .help = "then shifted by these percentages of its size",
+                .help = "shift measured positions by these percentages of the panel's size, "
+                        "after --rotate",
                 .store = pair(&options->distortion.offset),
                 .expected = "two numbers"},
             {.name = "--target-error",
                 .value = "N=X,Y",
-                .help = "and at the panel test's target N (1 to 9, row by row) off by these; may "
-                        "be given several times",
+                .help = "shift them further at the panel test's target N (1 to 9, row by row); "
+                        "may be given several times",
                 .store = parse(ParseTargetError),
                 .expected = "a target from 1 to 9, and two numbers",
                 .repeatable = true},
             {.name = "--noise",
                 .value = "UNITS[,SEED]",
-                .help = "measurements have noise of this standard deviation (raw units), and "
-                        "outliers",
+                .help = "add noise of this standard deviation (raw units), and outliers, to the "
+                        "measured positions",
                 .store = parse(ParseNoise),
                 .expected = "a number, and perhaps a whole one"},
             {.name = "--script",
                 .value = "FILE",
-                .help = "carry out the gestures in FILE (\"-\": standard input), one a line",
+                .help = "perform the gestures in FILE (\"-\": standard input), one per line",
                 .store = StoreText(&settings->script),
                 .expected = "a path",
                 .completion = Completion::FILES},

@@ -28,7 +28,7 @@ struct Distortion {
     PanelPoint offset{0, 0};
 };
 
-// Where the panel measures a touch.
+// The place at which the panel measures a touch.
 PanelPoint Distort(const Distortion* distortion, PanelPoint touch);
 
 } // namespace korvex::emulator

@@ -28,7 +28,7 @@ constexpr int MARKER_RING_RADIUS = 10;
 
 constexpr int32_t RAW_RANGE_WITHOUT_CONTROLLER = 1024;
 
-// Where the targets lie on each axis of the screen, and the part of it from the first to the last.
+// The targets on each axis of the screen, and the part of it from the first to the last.
 constexpr std::array TARGET_PERCENT{2, 50, 98};
 constexpr double TARGET_EXTENT = 0.96;
 

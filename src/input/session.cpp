@@ -67,7 +67,7 @@ void Inject(TouchController* controller, const Packet* report)
 }
 
 // Waits for input; whether the port has failed, after a pause without which one that has gone would
-// make the loop spin. Where a wait fails but reads work, the read's own time-outs pace it.
+// make the loop spin. If a wait fails but reads work, the read's own time-outs pace it.
 bool AwaitInput(TouchController* controller)
 {
     if (LinkWaitInput(&controller->link) || !HasPortFailed(controller) || controller->running != 1)
@@ -179,7 +179,7 @@ void JoinSession(TouchController* controller, uint32_t limitMs)
 {
     if (controller->stoppedEvent == nullptr)
         return;
-    // The thread ends right after the event, which nobody sets where none could be created.
+    // The thread ends right after the event, which is never set if it could not be created.
     const HANDLE end
         = controller->readerThread != nullptr ? controller->readerThread : controller->stoppedEvent;
     const DWORD start = GetTickCount();

@@ -1,4 +1,4 @@
-// Whether somebody can press keys.
+// Whether there is a keyboard.
 #pragma once
 
 namespace korvex::command {

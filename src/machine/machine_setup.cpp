@@ -80,7 +80,7 @@ constexpr const char* UINPUT_RULE = "/usr/lib/udev/rules.d/72-korvex.rules";
 // A port of the machine, its path that is opened.
 using Port = platform::ScannedPort;
 
-// A port that is given as a path or any other of its names.
+// A port selected by a path or another of its names.
 Port GivenPortOf(const Options* options, const GivenPort& given, const std::vector<Port>& scanned)
 {
     const std::string path = PathOfPort(options->givenPorts, given.path);

@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Where a name may stand for a tty, the panels' names first.
+// Folders in which a name may stand for a tty, the panels' names first.
 constexpr const char* OTHER_FOLDERS[] = {"/dev/", "/dev/serial/by-id/", "/dev/serial/by-path/"};
 
 bool IsDevice(const std::string& path)

@@ -27,7 +27,7 @@ std::string PanelNameOf(const std::string& path);
 // known.
 std::string PanelTitle(const std::string& path);
 
-// Where a path leads now, without links; where it leads nowhere, the path itself.
+// The target of a path now, without links; the path itself if it leads nowhere.
 std::string TtyOf(const std::string& path);
 
 // The tty itself behind a link of udev's, "/dev/ttyUSB0"; any other path as it is.

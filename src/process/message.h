@@ -1,5 +1,5 @@
-// Messages for the operator: a line each on standard error, after its priority as sd-daemon(3) has
-// it where that is the journal; any thread, lines do not mix. And the output of commands.
+// Messages for the operator: one line each on standard error, after its priority (sd-daemon(3)) if
+// that is the journal; any thread, lines do not mix. And the output of commands.
 #pragma once
 
 #include <string>

@@ -6,7 +6,7 @@
 namespace korvex::command {
 
 // Tells it how the unit is doing, in assignments, one a line, as sd_notify(3) has them: "READY=1",
-// "STATUS=..." and so on. Does nothing where nobody asked for it (NOTIFY_SOCKET), and does not
+// "STATUS=..." and so on. Does nothing unless asked for (NOTIFY_SOCKET), and does not
 // wait. Any thread.
 void NotifyServiceManager(const std::string& assignments);
 

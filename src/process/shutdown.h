@@ -33,7 +33,7 @@ bool IsShutdownRequested();
 // Is set with the request; not owned. Null before WatchForShutdown.
 HANDLE ShutdownEvent();
 
-// Becomes readable with the signal and stays so, for poll; nobody may read it. -1 before
+// Becomes readable with the signal and stays so, for poll; do not read it. -1 before
 // WatchForShutdown.
 int ShutdownDescriptor();
 

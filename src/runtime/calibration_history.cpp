@@ -177,7 +177,7 @@ std::string UndoSave(const std::string& port, const std::string& until, Calibrat
         const std::string fault = WhyNotWritable();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;
     }
-    // Where that cannot be written, the next undo brings back the same one.
+    // If that cannot be written, the next undo restores the same one again.
     ChangeHistory([&](CalibrationHistory* changed) {
         if (hasFile)
             AddVersion(&changed->undone,

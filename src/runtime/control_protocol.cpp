@@ -120,8 +120,8 @@ Json DoSilence(
     return Json::object();
 }
 
-// The panel whose calibration a store for the session's panel would replace; empty: none. Where
-// that is not known, all panels of the runtime use the file.
+// The panel whose calibration a store for the session's panel would replace; empty: none. If that
+// is not known, all panels of the runtime use the file.
 std::string ReplacedPanel(const RunningSession* session, const CalibrationHistory* history)
 {
     const std::vector<RunningSession> sessions = RunningSessions();

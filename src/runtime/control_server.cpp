@@ -114,7 +114,7 @@ void Receive(Client* client)
     }
 }
 
-// Has events kept as long as somebody listens.
+// Makes sessions keep events while a client listens.
 void UpdateListening(Server* server)
 {
     const bool listening = std::any_of(server->clients.begin(), server->clients.end(),
@@ -179,7 +179,7 @@ void Welcome(Server* server)
 void PassEventsOn(Server* server)
 {
     eventfd_t count = 0;
-    // Read it even when nobody listens: a count that is left keeps poll from waiting.
+    // Read it even if no client listens: a count that is left keeps poll from waiting.
     if (eventfd_read(server->events, &count) != 0 || !server->listening)
         return;
     for (const PanelEvent& event : PopPanelEvents()) {
@@ -269,8 +269,7 @@ bool ServeOnce(Server* server)
 // Binds the socket under the first name that no living process has. False with errno set.
 bool Bind(Server* server, const std::string& folder, const std::string& name)
 {
-    // against the user's other processes; one that is held up in there holds up nobody else for
-    // long
+    // against the user's other processes; one that hangs in there delays no other client for long
     const int lock = platform::OpenLockFile(folder + "/.lock", NAMES_LIMIT);
     if (lock < 0)
         return false;

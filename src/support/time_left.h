@@ -7,7 +7,7 @@
 
 namespace korvex {
 
-// The milliseconds that are left of `limit` since GetTickCount gave `start`; 0 when it is over.
+// The milliseconds that are left of `limit` since GetTickCount returned `start`; 0 when it is over.
 inline DWORD TimeLeft(DWORD start, DWORD limit)
 {
     return limit - std::min<DWORD>(GetTickCount() - start, limit);

@@ -99,7 +99,7 @@ TEST(DetectOrientation, LooksAtThreeCorners)
 }
 
 // Calibration values come from a file that anyone can edit: with whatever numbers, extremes among
-// them, the steps end as an independent calculation of the same rules does, which has given the
+// them, the steps end as an independent calculation of the same rules does, which produced the
 // number below.
 TEST(MapPoint, AgreesWithAnIndependentCalculationForAnyCalibration)
 {

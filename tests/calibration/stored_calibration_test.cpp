@@ -1,4 +1,4 @@
-// What the settings file makes of a calibration, and back. Runs on Windows too.
+// A calibration into the settings file, and back. Runs on Windows too.
 
 #include "calibration/calibration.h"
 #include "calibration/defaults.h"

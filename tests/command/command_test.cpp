@@ -16,7 +16,7 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
 {
     const TemporaryFolder folder;
     WriteTextFile("plain", "");
-    ASSERT_EQ(mkfifo("fifo", 0600), 0); // nobody reads it
+    ASSERT_EQ(mkfifo("fifo", 0600), 0); // it is never read
     const auto silent = StartSilentEmulator();
     PlaceLink("silent", silent.get());
     unsetenv("DISPLAY");
@@ -120,7 +120,7 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
     }
 }
 
-// What the service manager gets of a unit, message by message.
+// The messages that the service manager receives from a unit.
 std::string NextNotification(int socket)
 {
     std::array<char, 512> text{};

@@ -34,7 +34,7 @@ TEST(KorvexEnum, DrivesEveryControllerAlsoWhenOneIsPulledOut)
     EXPECT_THAT(ReadTextFile("trace.txt"), HasSubstr("Detect Korvex 5200 with Baud Rate 19200"));
 }
 
-// What is on another port may be no controller at all.
+// Another port may have no controller at all.
 TEST(KorvexEnum, SendsNoByteToAPortThatIsNotNamed)
 {
     const Installation installation;
@@ -255,7 +255,7 @@ TEST(KorvexPanelTest, PrintsItsStatesWithoutAScreenAndStoresNothingWhenItEndsEar
     EXPECT_EQ(EndBySignal(&unsaved, SIGTERM), 1);
 }
 
-// What is stored afterwards, and what then becomes of what was there before.
+// The stored calibration afterwards, and whether the previous one is kept.
 TEST(JudgeStored, KeepsAGoodCalibrationThatABadOneReplaces)
 {
     const TemporaryFolder folder;

@@ -113,7 +113,7 @@ TEST(KorvexRecord, KeepsWhatReplayPlaysAtEitherSpeed)
     EXPECT_THAT(RunKorvex({"replay", "broken"}).error, HasSubstr("cannot play 'broken': line 2: "));
 }
 
-// What the check prints, with these words.
+// The output of the check with these arguments.
 RunResult Check(const Texts& words)
 {
     return RunKorvex(Joined({"check", "--state", "state"}, words));
@@ -168,7 +168,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithReportsAndBindings)
         EXPECT_EQ(EndBySignal(&enumerate, SIGINT), 0);
     }
     folder.Put(StartEmulator({}));
-    // behind a note, where ModemManager runs
+    // after a note, if ModemManager runs
     const std::string binding = "FAULT  COM1      a 7700 is known here, but a 5200 answers; ";
     for (const auto& [report, line] :
         std::vector<std::pair<emulator::Bytes, std::string>>{
@@ -244,7 +244,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithTheSettings)
     unsetenv("SSH_CONNECTION");
 }
 
-// What nothing says to be a panel's may be another device's.
+// A port on which no panel is known may have a different device.
 TEST(KorvexCheck, AsksAPortThatIsNamedOrKnown)
 {
     const command::Options all;

@@ -38,7 +38,7 @@ FlowTasks Report(Program* program, POINT pixel, bool touching = true, uint32_t p
     return HandleReport(&program->flow, panel, RawAt(pixel), mapped, touching, program->now);
 }
 
-// Holds a finger there for some reports, and lifts it: all that is to be done.
+// Holds a finger there for some reports, and lifts it: all tasks that follow.
 FlowTasks Press(Program* program, POINT pixel, int reports = 90, uint32_t panel = 0)
 {
     FlowTasks tasks = 0;
@@ -100,7 +100,7 @@ TEST(CalibrationFlow, LeadsToASavedCalibrationByTouchesAlone)
         Report(&program, i < 10 ? MarkPlace(SCREEN, 2) : POINT{SCREEN.x / 3, SCREEN.y / 3});
     Report(&program, mark, false);
     EXPECT_LT(program.flow.distances[2], 0);
-    // A button counts where the touch begins and ends on it.
+    // A button is pressed if the touch begins and ends on it.
     for (int i = 0; i < 10; ++i)
         Report(&program, MiddleOf(PageButton::CANCEL));
     EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & (TASK_STORE | TASK_REVERT), 0U);
@@ -118,7 +118,7 @@ TEST(CalibrationFlow, LeadsToASavedCalibrationByTouchesAlone)
 
 TEST(CalibrationFlow, LeavesEverythingAsItWasHoweverItEnds)
 {
-    // A minute without anybody, counted down; a touch begins it anew.
+    // A minute without a touch, counted down; a touch restarts it.
     Program idle;
     PressTarget(&idle);
     WaitFor(&idle, PATIENCE_MS - 5000);
@@ -134,7 +134,7 @@ TEST(CalibrationFlow, LeavesEverythingAsItWasHoweverItEnds)
     EXPECT_EQ(Press(&tapped, MiddleOf(PageButton::CANCEL)) & TASK_END, 0U);
     EXPECT_EQ(Press(&tapped, MiddleOf(PageButton::CANCEL), 12) & TASK_END, TASK_END);
 
-    // What was tried is taken back: by Again, by Cancel.
+    // A tried result is reverted by Again and by Cancel.
     Program tried;
     PressAllTargets(&tried);
     EXPECT_EQ(PressButton(&tried.flow, PageButton::AGAIN, tried.now), TASK_REVERT | TASK_SHOW);
@@ -180,7 +180,7 @@ TEST(CalibrationFlow, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeBac
     PressTarget(&program, 1);
     EXPECT_EQ(program.flow.targets.current, 2U);
 
-    // In its place another one comes: what was touched is not its own.
+    // Another panel replaces it: the touches so far are not its own.
     LosePanel(&program.flow, 1, PanelLoss::PORT);
     AddPanel(&program.flow, 2, 10, program.now);
     EXPECT_EQ(program.flow.targets.current, 2U) << "until that one is touched";

@@ -36,7 +36,7 @@ struct System {
     bool hasTabletService = false;
 };
 
-constexpr DWORD FOREIGN_FLAG = 0x8; // of the installation, as somebody else has set it
+constexpr DWORD FOREIGN_FLAG = 0x8; // of the installation, set by another program
 
 // A machine with a touch device that is being installed.
 struct Installer {
@@ -77,7 +77,7 @@ struct Installer {
         return kxCoInstaller(function, element.devices, &element.data, &context);
     }
 
-    // What has come of the calls so far.
+    // The outcome of the calls so far.
     std::string State() const
     {
         std::string text;
@@ -125,7 +125,7 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
         const char16_t* bus;
         int suspendOn;
         int tabletBefore; // what the driver finds before the installation
-        int mode;         // what it is told in the end
+        int mode;         // the mode that is set in the end
     };
     for (const Row& row : {
              // Without a settings file the system alone decides.
@@ -143,16 +143,16 @@ TEST(CoInstaller, SettlesReportModeAndSuspendBySystemAndSettings)
              // A file without the keys asks for mouse mode and no suspend.
              Row{seven, "", USB, 0, 0, MOUSE},
              Row{seven, "[Calibration]\nMode=9\n", SERIAL, 0, 0, MOUSE},
-             // What it asks for is granted before the installation, after it only where the system
-             // can take tablet reports.
+             // Its values apply before the installation, after it only if the system can take
+             // tablet reports.
              Row{vista, option("TouchReport=2\nSelSuspend=5"), USB, 1, 1, TABLET},
              Row{xp, option("TouchReport=2"), USB, 0, 1, MOUSE},
              Row{xpTablet, option("TouchReport=2"), SERIAL, 0, 1, TABLET},
              Row{{4, 0, false, true}, option("TouchReport=2"), USB, 0, 1, TABLET},
              Row{ten, option("TouchReport=1\nSelSuspend=1"), SERIAL, 1, 0, MOUSE},
              Row{xpTablet, option("TouchReport=1"), USB, 0, 0, MOUSE},
-             // What it does not say leaves the system's choice before the installation, and after
-             // it only where it is empty.
+             // Missing values leave the system's choice before the installation, after it only if
+             // they are empty.
              Row{seven, option("TouchReport=3"), USB, 0, 1, MOUSE},
              Row{xp, option("TouchReport=3"), USB, 0, 0, MOUSE},
              Row{seven, option("TouchReport="), USB, 0, 1, TABLET},

@@ -1,5 +1,4 @@
-// Whole passes over a machine with emulated controllers: what they find, say, start and leave
-// behind.
+// Whole passes over a machine with emulated controllers: what they find, say, start and leave.
 
 #include "discovery/detection_pass.h"
 
@@ -160,8 +159,8 @@ TEST(DetectControllers, FindsBindsAndStartsNewControllersAndKnowsThemTheNextTime
     EXPECT_EQ(host.Detect(PASS_DETECT), -1) << "a stopped pass posts nothing";
 }
 
-// The controller on a bound port may have been exchanged since: the refresh finds out, and the same
-// run probes afresh. A port that is in use says nothing of it.
+// The controller on a bound port may have been replaced since: the refresh notices, and the same
+// run probes again. A port that is in use says nothing of it.
 TEST(DetectControllers, NoticesAnExchangedController)
 {
     using Row = std::tuple<EmulatorOptions, bool, bool>;

@@ -28,7 +28,7 @@ TouchController* AddController()
     return controller;
 }
 
-// The worker holds its detecting pass back until it knows whom to tell; a stop ends that wait.
+// The worker waits with its detecting pass until it knows its window; a stop ends that wait.
 TEST(StartHost, DetectsForThePanelTestOnlyOnceTheTargetIsInPlace)
 {
     const TestMachine machine;
@@ -103,7 +103,7 @@ TEST(Host, ShowsWhatIsDrivenAndDestroysItsWindowOnlyOnceTheWorkerHasEnded)
     WindowRecorder windows;
     SetHostHandlers(
         {.statusDetail = [](WCHAR* text, size_t size) { CopyBounded(text, size, u"two panels"); }});
-    StartHost(HOST_DETECT); // the worker pauses for a second behind the first pass
+    StartHost(HOST_DETECT); // the worker pauses for a second after the first pass
     RefreshStatusDetail();
     for (MSG message{}; message.message != WM_USER + 1; DispatchMessageW(&message))
         ASSERT_TRUE(GetMessageW(&message, nullptr, 0, 0));
@@ -123,7 +123,7 @@ TEST(DestroyHostContext, StopsStuckSessionsWithinItsLimitAlsoBesideAStuckWorker)
 {
     for (const int limit : {2000, 3000}) {
         StartHost(0);
-        static HostContext* context = nullptr; // beside such a worker nothing is freed
+        static HostContext* context = nullptr; // beside that worker nothing is freed
         context = Context();
         context->worker = limit == 2000 ? nullptr : CreateEventW(nullptr, FALSE, FALSE, nullptr);
         std::array<TouchController*, 2> controllers{AddController(), AddController()};

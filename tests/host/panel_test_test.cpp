@@ -58,7 +58,7 @@ struct RunningTest {
         controllers[1 - which]->report.lastReportMs = NowMs() - 10000;
     }
 
-    // What the timer does, which must be running.
+    // A tick of the timer, which must be running.
     void Tick() const
     {
         EXPECT_TRUE(KillTimer(context->window, 0));
@@ -119,7 +119,7 @@ TEST(PanelTest, DrawsEveryState)
     EXPECT_EQ(test.Repaint().at(0), white);
     for (uint32_t target = 0; target < TARGET_COUNT; ++target)
         test.Tick();
-    // What the last two ticks drew: the ninth target over eight dots, then nine dots.
+    // The figures of the last two ticks: the ninth target over eight dots, then nine dots.
     const std::vector<Figure> drawn = test.windows.TakeFigures();
     std::vector<Figure> expected{white};
     expected.insert(expected.end(), 8, dot);
@@ -152,7 +152,7 @@ TEST(PanelTest, ColorsTheScreenByTheQualityUpToItsLimits)
         RunningTest test(bits);
         const int32_t range = 1 << bits;
         for (uint32_t target = 0; target <= TARGET_COUNT; ++target) {
-            // The smallest output position that gives the raw one.
+            // The smallest output position that maps to the raw one.
             const int32_t far = (extent * OUTPUT_RANGE + range - 1) / range;
             test.Touch(0, target == 4 ? far : 0, target == 2 ? far : 0);
             test.Tick();

@@ -111,7 +111,7 @@ TEST(Session, TurnsGesturesIntoInputInOrder)
         EXPECT_EQ(snapshot.lastY, 32767);
         EXPECT_EQ(snapshot.lastStatus, model == MODEL_7700 ? 0xBFU : 0x30U);
         EXPECT_LE(snapshot.lastReportMs - before, MillisecondsSince1601() - before);
-        TouchAt(session.panel, 0, 0); // the next touch begins anew
+        TouchAt(session.panel, 0, 0); // the next touch starts again
         expected.push_back({0, 0, PRESS});
         session.Expect(expected);
     }
@@ -121,7 +121,7 @@ TEST(Session, MapsWithTheModeThatIsSetAndInjectsOnlyWhileThatIsEnabled)
 {
     const std::string settings = "[Calibration]\nMode=9\n" + PointLines(TargetsOf(9));
     RunningSession session(MODEL_5200, settings.c_str());
-    TouchAt(session.panel, 0, 0); // beyond the screen, which is sent as it is
+    TouchAt(session.panel, 0, 0); // beyond the screen, sent unchanged
     session.recorder.WaitFor(1);
     session.controller->injectEnabled = 0;
     TouchAt(session.panel, 50, 50);
@@ -174,7 +174,7 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
     AwaitReader(session.controller);
     HangUp(session.panel);
     const std::vector<SentInput> released{{16383, 16383, PRESS}, {16383, 16383, RELEASE}};
-    session.Expect(released); // no button stays pressed behind the port
+    session.Expect(released); // no button stays pressed when the port is gone
     const clock_t before = clock();
     std::this_thread::sleep_for(milliseconds(500));
     EXPECT_LT(clock() - before, CLOCKS_PER_SEC / 20) << "of CPU time in half a second";

@@ -51,8 +51,8 @@ TEST(ReadReport, FindsTheReportsInEveryStream)
                  {{1024, 0}, {0, 1024}, {512, 256}}},
              Stream{"stray bytes in front", MODEL_5200, 10, Bytes{0x01, 0x02, 0x03} + good + good,
                  {{512, 256}}},
-             // A stray byte that looks like a status byte takes the report behind it along; the
-             // data bytes there are no new start.
+             // A stray byte that looks like a status byte takes the report after it along; the data
+             // bytes there are no new start.
              Stream{"a false start", MODEL_5200, 10,
                  Bytes{0, 0, 0, 0, 0, 0, 0x31} + good + good + good, {{512, 256}, {512, 256}}},
              Stream{"nothing made up of a cut one", MODEL_5200, 10,

@@ -152,8 +152,7 @@ TEST(QueryResolution, RefusesAnswersOtherThanTenAndTwelve)
     EXPECT_EQ(line.controller->resolutionBits, 10U);
 }
 
-// Two failures at each of two addresses, one behind the other: what counts is three in a row at
-// one.
+// Two failures at each of two addresses, one after the other: the limit is three in a row at one.
 TEST(ReadBoardCalibration, ReadsEveryByteAndSurvivesTwoFailures)
 {
     for (const uint32_t model : {MODEL_5200, MODEL_7700}) {

@@ -45,7 +45,7 @@ TEST(LinkInit, SetsThePortUpForTheController)
     DCB configured{};
     EXPECT_TRUE(GetCommState(link->handle, &configured));
     EXPECT_EQ(BytesOf(configured), BytesOf(dcb));
-    SerialSetBaud(link, 12345); // the port has no such rate
+    SerialSetBaud(link, 12345); // the port does not have that rate
     EXPECT_EQ(link->baudRate, 12345U);
     EXPECT_TRUE(GetCommState(link->handle, &configured));
     EXPECT_EQ(configured.BaudRate, 4800U);

@@ -323,7 +323,7 @@ def xorg(setting):
 def power_cut(setting):
     """The power goes while calibrations are saved: the file is whole, and not older than the last save that has returned."""
     guest = setting.guest
-    # By this option a file that was not flushed is empty where it has taken another one's place.
+    # With this option a file that was not flushed is empty after it has replaced another.
     guest.run("mkdir -p /data && mount -o noauto_da_alloc /dev/vdc /data")
     name = setting.name("save")
     guest.start(name, "sh -c 'cd /data && exec /case/korvex_machine_probe'")

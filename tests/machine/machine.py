@@ -232,7 +232,7 @@ class Machine:
             self.guest = Guest(os.path.join(folder, "agent"))
             self.guest.wait_line("machine", "ready", limit=180)
         except Exception:
-            self.kill()  # nobody else knows of it yet
+            self.kill()  # no other thread knows of it yet
             raise
 
     def case_image(self):

@@ -55,8 +55,8 @@ TEST(Pointer, FollowsWhatIsLoggedUntilNobodyReadsIt)
 
 using Event = std::array<int, 3>; // type, code and value
 
-// The events of each write behind the socket that takes the place of the kernel's device, which
-// keeps writes apart.
+// The events of each write to the socket that stands in for the kernel's device and keeps writes
+// apart.
 std::vector<std::vector<Event>> WritesOn(int end)
 {
     std::vector<std::vector<Event>> writes;

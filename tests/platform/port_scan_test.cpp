@@ -7,8 +7,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A tty as the kernel shows it: its entry in /sys/class/tty, with a device behind it or without,
-// and its node in /dev.
+// A tty as the kernel shows it: its entry in /sys/class/tty, with or without a device, and its node
+// in /dev.
 void AddTty(const std::string& name, bool withDevice, const char* type = nullptr)
 {
     fs::create_directories("sys/class/tty/" + name + (withDevice ? "/device" : ""));

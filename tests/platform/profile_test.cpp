@@ -148,8 +148,8 @@ TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
     EXPECT_EQ(EntriesOf("."), 1);
 }
 
-// Links that lead to what is no file, or that someone else has put there, even into a folder of
-// theirs, could destroy what is not the runtime's.
+// Links that lead to something other than a file, or that another user has made, even in a folder
+// of theirs, could destroy files that are not the runtime's.
 TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
 {
     const TemporaryFolder folder;
@@ -251,7 +251,7 @@ TEST(SaveCalibrationFile, LeavesTheOldOrTheNewCalibrationWhenItIsKilled)
             ASSERT_EQ(read(saved[0], &byte, 1), 1) << i;
         const ControllerPointer reader = Unconnected();
         const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(37 * i);
-        do { // a session that starts meanwhile
+        do { // a session that starts in between
             ASSERT_TRUE(LoadCalibrationFile(reader.get())) << i;
             ASSERT_NE(OneValue(&reader->calib), -1) << i;
         } while (std::chrono::steady_clock::now() < end);

@@ -54,7 +54,8 @@ TEST(SerialPort, SetsTheTerminalUpAndPutsItsSettingsBack)
     ASSERT_TRUE(GetCommState(port, &dcb));
     EXPECT_EQ(dcb.BaudRate, 38400U);
     dcb.BaudRate = 9600;
-    dcb.fRtsControl = RTS_CONTROL_DISABLE; // a pseudo-terminal has no such line, which is no error
+    dcb.fRtsControl
+        = RTS_CONTROL_DISABLE; // a pseudo-terminal does not have that line, which is no error
     EXPECT_TRUE(SetCommState(port, &dcb));
     const termios during = SettingsOf(emulator.get());
     EXPECT_EQ(cfgetospeed(&during), B9600);

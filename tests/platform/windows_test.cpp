@@ -119,7 +119,7 @@ TEST(Windows, CoverTheMonitorThatTheMetricsTellOfWhateverManagesThem)
     platform::ResetMachine();
 }
 
-// Where the pointer is after an input to the middle, on the whole screen; nowhere when the input
+// The place of the pointer on the whole screen after an input to the middle; nowhere when the input
 // fails.
 std::string PointerAfterInput(const std::string& display, DWORD flags = MOVE)
 {

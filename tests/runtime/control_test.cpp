@@ -175,7 +175,7 @@ TEST(Control, TellsAListenerOfItsPanelAlone)
     EXPECT_THAT(ReadLine(client.socket), HasSubstr(R"("mapped":[49151,49151])"));
 }
 
-// What a person sees of a panel that a runtime drives: with the touches going on.
+// The commands about a panel that a runtime drives, while touches go on.
 TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
 {
     DrivenPanel driven;
@@ -231,7 +231,7 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
     DrivenPanel driven;
     const Client listener(driven.socket);
     EXPECT_EQ(Ask(&listener, LISTEN), R"({"re":"listen"})");
-    // A full line; the inputs are read so that nobody waits for this test.
+    // A full line; the inputs are read so that nothing waits for this test.
     std::thread inputs([&] { ReadAll(driven.drive->output); });
     std::thread finger([&] {
         std::string error;
@@ -293,7 +293,7 @@ TEST(Control, WakesAnIdleRuntimeNotOnceWithinASecond)
     {
         const Client client(driven.socket);
         Ask(&client, LISTEN);
-        // Events come while it takes the runtime some time to read that nobody listens any more.
+        // Events come until the runtime has read that no client listens any more.
         std::string silence = R"({"do":"silence")";
         for (int i = 0; i < 6000; ++i)
             silence += ",\"k" + std::to_string(i) + "\":0";
@@ -340,7 +340,7 @@ TEST(Control, HasAPlaceForWhoAsksWhateverOthersTrickle)
     })) << status.error;
     EXPECT_THAT(Ask(&crowd.front(), ""), HasSubstr("not a JSON"))
         << "who tries one keeps its place";
-    crowd.emplace_back(driven.socket); // in the place of the one that had to go
+    crowd.emplace_back(driven.socket); // instead of the one that was disconnected
     for (const Client& client : crowd)
         Say(&client, "\n{\"do\":\"listen\"}\n");
     EXPECT_TRUE(WaitUntil([&] {
@@ -385,7 +385,7 @@ TEST(Control, TellsTheJournalOfNoiseLossReturnAndExchange)
         "<4>panel (" + driven.Tty() + "): another controller answers there");
     for (const std::string event : {"touch", "gone", "back", "gone", "ended", "began"})
         EXPECT_THAT(ReadLine(client.socket), HasSubstr("\"event\":\"" + event));
-    // What was tried on the one before is not put back on this one.
+    // A result tried on the previous controller must not be restored on this one.
     const auto box = [&client] {
         return Json::parse(Ask(&client, R"({"do":"calibration"})"))["calibration"]["box"].dump();
     };
@@ -448,7 +448,7 @@ TEST(Control, LiftsAFingerThatNothingButNoiseFollows)
     noise.join();
 }
 
-// Whoever can make a socket where clients look may answer anything; deep values overflow the stack
+// A foreign program's socket where clients look may answer anything; deep values overflow the stack
 // when they are copied.
 TEST(ParseAnswer, TakesNothingDeepAndNoControlCharacters)
 {

@@ -53,7 +53,7 @@ struct SessionOnAdapter : PanelFolder {
         SetHostHandlers({});
     }
 
-    // Puts another one in the panel's place, with a finger on it for so long from before on. The
+    // Replaces the controller, with a finger on the panel for so long from before on. The
     // time of the return.
     steady_clock::time_point Return(EmulatorPointer next, milliseconds touch)
     {
@@ -125,7 +125,7 @@ TEST(PortReturn, AsksNothingWithoutAHandler)
     EXPECT_EQ(session.recorder.WaitFor(0).back().flags, RELEASE);
 }
 
-// Asked at once, behind the touch that was there, and once after 2 s of silence.
+// Asked at once, after the touch that was there, and once after 2 s of silence.
 TEST(PortReturn, DrivesAControllerThatAnswersNothingFromItsFirstWholeTouchOn)
 {
     SessionOnAdapter session({}, 0);

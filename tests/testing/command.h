@@ -1,4 +1,4 @@
-// What tests of the commands and of the runtime use, and what they begin with.
+// Shared by the tests of the commands and of the runtime.
 #pragma once
 
 #include <sys/stat.h>
@@ -28,7 +28,7 @@ inline RunResult RunKorvex(const std::vector<std::string>& words)
     return RunProgram(Joined({KORVEX}, words));
 }
 
-// What a person has who has one panel: a folder, which is current, with a calibration that maps
+// The set-up of a user with one panel: a folder, which is current, with a calibration that maps
 // plainly, and an emulated controller on its link "panel". No display is set, and the session is
 // the test's own.
 struct PanelFolder {

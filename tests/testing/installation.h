@@ -1,4 +1,4 @@
-// What a person has who runs `korvex`: two controllers on COM3 and COM4, and a folder, which is
+// The set-up of a user of `korvex`: two controllers on COM3 and COM4, and a folder, which is
 // current, with a calibration that maps plainly. No display is set, and the session is the test's
 // own.
 #pragma once

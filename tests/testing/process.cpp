@@ -22,7 +22,7 @@ namespace {
 
 constexpr int LIMIT_MS = 10000;
 
-// What a test drives must not become input of the desktop of whoever runs it.
+// Input of a test must not reach the desktop of the user who runs it.
 [[maybe_unused]] const bool leftTheDesktop
     = unsetenv("WAYLAND_DISPLAY") == 0 && unsetenv("XDG_SESSION_TYPE") == 0;
 

@@ -26,7 +26,7 @@ struct Process {
 // The next line without its end; empty when there is none within 10 s.
 std::string ReadLine(int descriptor);
 
-// Reads lines until one contains `text`, and gives it; empty when none does.
+// Reads lines until one contains `text`, and returns it; empty when none does.
 std::string ReadLineWith(int descriptor, const std::string& text);
 
 // Everything up to the end of what a program prints.
@@ -46,7 +46,7 @@ int64_t ProcessorTime(pid_t process);
 // Looks every 2 ms whether the condition holds; false when it does not within 10 s.
 bool WaitUntil(const std::function<bool()>& condition);
 
-// The words of a command with more behind them.
+// The words of a command, and more words after them.
 std::vector<std::string> Joined(
     std::vector<std::string> words, const std::vector<std::string>& more);
 

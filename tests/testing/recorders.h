@@ -1,4 +1,4 @@
-// What the library sends out, kept for a test to look at: pointer input and debugger texts.
+// Recorders of what the library sends out: pointer input and debugger texts.
 #pragma once
 
 #include <chrono>
@@ -72,7 +72,7 @@ struct TraceRecorder {
     TraceRecorder(const TraceRecorder&) = delete;
     TraceRecorder& operator=(const TraceRecorder&) = delete;
 
-    std::vector<std::string> texts; // by the thread that records; look at them after it has ended
+    std::vector<std::string> texts; // by the thread that records; read them after it has ended
 };
 
 } // namespace korvex::testing

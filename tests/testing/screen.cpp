@@ -42,7 +42,7 @@ unsigned long PixelAt(const Screen* screen, int x, int y)
 
 unsigned long WaitForWindow(const std::string& title)
 {
-    // The search fails where another window goes meanwhile.
+    // The search fails if another window is closed during it.
     RunResult search{};
     WaitUntil([&] {
         search = RunProgram(

@@ -1,4 +1,4 @@
-// An X server without a screen, looked at from outside. DISPLAY names it while it lives.
+// An X server without a screen, observed from outside. DISPLAY names it while it lives.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace korvex::testing {
 
 struct Screen {
     DisplayServer server;
-    // a connection; it also keeps the server from starting anew when a program leaves
+    // a connection; it also keeps the server from restarting when a program disconnects
     _XDisplay* display;
 
     explicit Screen(const std::string& size = "1024x768x24");
@@ -33,10 +33,10 @@ unsigned long PixelAt(const Screen* screen, int x, int y);
 // The visible window with this title, once there is one; 0 when none comes within 10 s.
 unsigned long WaitForWindow(const std::string& title);
 
-// Whether there is such a window now.
+// Whether there is a window of that name now.
 bool HasWindow(const std::string& title);
 
-// What a window manager does when a window's close button is pressed.
+// Closes a window as a window manager does when its close button is pressed.
 void PressCloseButton(const Screen* screen, unsigned long window);
 
 } // namespace korvex::testing

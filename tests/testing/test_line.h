@@ -90,7 +90,7 @@ inline bool AwaitReader(const TouchController* controller)
     });
 }
 
-// Makes `name` a link to the terminal, as udev does for an adapter, in place of what is there.
+// Makes `name` a link to the terminal, as udev does for an adapter, replacing what is there.
 inline void PlaceLink(const char* name, const emulator::Emulator* emulator)
 {
     std::filesystem::remove(name);

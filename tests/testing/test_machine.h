@@ -15,7 +15,7 @@
 
 namespace korvex::testing {
 
-// Registers the enumerator's service; with a binary in its place or without.
+// Registers the enumerator's service, with its binary or without.
 inline void InstallEnumeratorService(bool withBinary)
 {
     drivers::InstallEnumeratorService();
@@ -80,7 +80,7 @@ inline void WriteRegistryText(
     RegCloseKey(key);
 }
 
-// Where the enumerator's parameters of a port are.
+// The registry key of the enumerator's parameters of a port.
 inline std::u16string ParametersOf(std::u16string_view port)
 {
     return u"HKLM\\SYSTEM\\CurrentControlSet\\Services\\KXSERENUM\\Parameters\\"

@@ -1,4 +1,4 @@
-// What nearly every test uses: GoogleTest and its matchers, the everyday headers of the standard
+// Shared by nearly every test: GoogleTest and its matchers, the everyday headers of the standard
 // library, programs, recorders and folders, and the names of all, so that a test says `Process` and
 // `HasSubstr` as they are.
 #pragma once

@@ -27,7 +27,7 @@ struct Dll : Test {
         EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen) == PointerState{255, 383, false}; }));
     }
 
-    // Keeps what the screen shows beside the DLL, to be looked at.
+    // Keeps a picture of the screen beside the DLL, for people.
     static void Photograph(const std::string& name)
     {
         EXPECT_EQ(
@@ -37,7 +37,7 @@ struct Dll : Test {
     void DetectAndClose(const emulator::EmulatorOptions& options, int64_t limit) const;
 };
 
-// What the entries ask Windows for, call by call.
+// The calls of Windows that the entries make.
 const std::string SETUP_CLASS = "RegisterClassW \"kxSetup\" style 8, extra 0+0, arrow cursor, "
                                 "background FFFFFF, menu none program\r\n";
 const std::string PANEL_TEST_CALLS = SETUP_CLASS
@@ -74,7 +74,7 @@ void Dll::DetectAndClose(const emulator::EmulatorOptions& options, int64_t limit
     EXPECT_EQ(ReadLineWith(watcher.output, "up"), "up 255 383\r");
 
     const int64_t before = ProcessorTime(process.pid);
-    std::this_thread::sleep_for(milliseconds(1000)); // what a silent port costs meanwhile
+    std::this_thread::sleep_for(milliseconds(1000)); // the cost of a silent port in that time
     EXPECT_LE(ProcessorTime(process.pid) - before, limit) << "milliseconds";
 
     PressCloseButton(&screen, window);
@@ -111,7 +111,7 @@ TEST_F(Dll, PanelTestStoresACalibrationAndShowsItsResult)
         AllOf(HasSubstr("Mode=9"), AnyOf(HasSubstr("ADV_04_X=511"), HasSubstr("ADV_04_X=512"))));
     RunProgram({"xdotool", "key", "Escape"});
     EXPECT_EQ(WaitForExit(&process), 0);
-    // Each target is drawn behind a redraw of all, and each tick is asked for: nine targets, and
+    // Each target is drawn after a redraw of all, and each tick is asked for: nine targets, and
     // the check after the last.
     std::string ticks;
     for (int i = 0; i < 10; ++i)
@@ -268,7 +268,7 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
             << row.entry;
         // over the files that it uses; they go at the next start, 3010 in a byte
         EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S"})).exitCode, 3010 & 0xFF);
-        // Not by Escape: Wine would tell the next window that it has been released.
+        // Not by Escape: Wine would send its release to the next window.
         PressCloseButton(&screen, WaitForWindow(row.title));
         EXPECT_TRUE(WaitUntil([&] { return !HasWindow(row.title); })) << row.entry;
     }
@@ -291,7 +291,7 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
 TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)
 {
     using Row = std::tuple<const char*, int, int, int>;
-    // Wine's win7 gives itself out for a server. The last row's mouse settings would stay for the
+    // Wine's win7 reports itself as a server. The last row's mouse settings would stay for the
     // next one.
     for (const auto& [system, suspend, tabletBefore, tabletAfter] :
         {Row{"vista", 1, 1, 1}, Row{"win7", 1, 0, 1}, Row{"winxp", 0, 0, 0}}) {

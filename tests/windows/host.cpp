@@ -170,7 +170,7 @@ void RegisterPort(const std::wstring& number)
     SetupDiCreateDeviceInterfaceW(devices, &element, &COM_PORT_INTERFACE, nullptr, 0, nullptr);
     const std::wstring name = L"COM" + number;
     SetValue(key, L"", L"PortName", REG_SZ, name.c_str(), (name.size() + 1) * sizeof(WCHAR));
-    // What the plug-and-play manager writes for a device that is present.
+    // The registry values that the plug-and-play manager writes for a device that is present.
     const std::wstring portInterface = L"{86E0D1E0-8089-11D0-9CE4-08003E301F73}";
     const DWORD linked = 1;
     SetValue(HKEY_LOCAL_MACHINE,
@@ -249,7 +249,7 @@ void StorePath(DWORD type, size_t units, const std::wstring& text)
     while (value.size() < units)
         value += text.size() > 1 ? text + L'\0' : text;
     value.resize(units);
-    // Windows takes a zero behind the last unit for a terminator that was not counted
+    // Windows takes a zero after the last unit for a terminator that was not counted
     value += L'#';
     SetValue(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Korvex", L"Path", type, value.c_str(),
         units * sizeof(WCHAR));

@@ -122,7 +122,8 @@ std::string SubjectOf(const PortState* port)
     return port->panel.empty() ? port->name : port->panel;
 }
 
-// Whether what answers on the port can be driven, and is what the port is bound to.
+// Whether the controller that answers on the port can be driven, and is the one that the port is
+// bound to.
 bool CheckController(const PortState* port, TouchController* controller, Findings* findings)
 {
     const std::string stored = port->model == 0 ? "" : ModelText(port->model);

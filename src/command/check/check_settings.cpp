@@ -103,7 +103,7 @@ bool IsKnownKey(std::u16string_view name)
     return known;
 }
 
-// `used` is what the runtime makes of the value.
+// `used` is the value as the runtime reads it.
 void CheckPointCount(const SettingsPath* path, uint32_t used, Findings* findings)
 {
     const Setting count = ReadSettingOf(path, &SETTING_POINT_COUNT);
@@ -158,7 +158,7 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
         AddFault(findings, PointsFaultText(&judgement));
 }
 
-// Lines of the file that the runtime does not read, but somebody meant.
+// Lines of the file that look like settings but that the runtime does not read.
 void CheckLines(const std::string& path, Findings* findings)
 {
     platform::ProfileDocument file;

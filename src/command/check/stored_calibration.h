@@ -1,5 +1,5 @@
 // The calibration that a panel test has stored in "Korvex.ini", judged as `korvex check` would: a
-// test that nobody touched must not cost the previous calibration.
+// test without touches must not cost the previous calibration.
 #pragma once
 
 #include <optional>

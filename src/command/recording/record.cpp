@@ -70,7 +70,7 @@ void RecordBytes(
     Write(recorder, FormatRecorded(TimeOf(recorder), kind, bytes, count));
 }
 
-// Waits for the end, for the time that is given, or for the session's own end: then true.
+// Waits for the shutdown, for the given time, or for the end of the session: then true.
 bool AwaitEnd(const Options* options, const TouchController* controller)
 {
     constexpr milliseconds INTERVAL{100};

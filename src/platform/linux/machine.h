@@ -63,7 +63,8 @@ struct PointerBackend {
     // Sends an input record, one call at a time; false when it could not be sent. Empty: none can.
     std::function<bool(const INPUT* input)> send = {};
 
-    // Where the pointer is; false when that is not known. On the windows' thread, beside inputs.
+    // The position of the pointer; false when that is not known. On the windows' thread, beside
+    // inputs.
     std::function<bool(POINT* position)> position = {};
 
     // A thread begins to wait for a line's input, once for each line; a line is closed.

@@ -30,7 +30,7 @@ DeviceSet* SetOf(HDEVINFO devices)
     return static_cast<DeviceSet*>(devices);
 }
 
-// False, with the last error set, for an element that is none; null is one that nobody wants.
+// False, with the last error set, for an element that is none; null is one that is not wanted.
 bool FillElement(SP_DEVINFO_DATA* element, DEVINST node)
 {
     if (element == nullptr)

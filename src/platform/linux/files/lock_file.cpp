@@ -21,7 +21,7 @@ bool IsOwnLock(int descriptor)
     struct stat status{};
     if (fstat(descriptor, &status) != 0)
         return false;
-    // With a second name it would be another file that somebody has linked there.
+    // With a second name it would be a different file that was linked there.
     const bool own = S_ISREG(status.st_mode) && (status.st_mode & OTHERS) == 0
         && status.st_nlink <= 1 && (status.st_uid == geteuid() || geteuid() == 0);
     if (!own)

@@ -13,7 +13,7 @@ namespace korvex::platform {
 // can open. The superuser locks other users' files too.
 int OpenLockFile(const std::string& path, std::chrono::milliseconds limit = {});
 
-// Whether the path is a folder, not a link to one, that belongs to the user and that nobody else
+// Whether the path is a folder, not a link to one, that belongs to the user and that no other user
 // can write into. Else false with errno set: EPERM for another user's.
 bool IsOwnFolder(const std::string& path);
 

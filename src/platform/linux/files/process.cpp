@@ -45,7 +45,7 @@ std::vector<std::string> SplitParameters(std::string_view text)
 
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LPCWSTR name)
 {
-    static korvex::platform::HandleObject held; // nobody closes it
+    static korvex::platform::HandleObject held; // it is never closed
     const std::string folder = korvex::platform::SessionFolder();
     // the lock is held to the end of the process
     const bool owned = !folder.empty()

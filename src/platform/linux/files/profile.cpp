@@ -39,7 +39,7 @@ void Apply(const std::vector<PendingWrite>& writes, ProfileDocument* profile)
         SetValue(profile, write.section, write.key, write.value ? write.value->c_str() : nullptr);
 }
 
-// The file, with what the thread has written of it.
+// The file, with the values that the thread has written.
 ProfileDocument Read(const std::string& path)
 {
     ProfileDocument profile;

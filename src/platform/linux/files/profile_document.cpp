@@ -43,7 +43,7 @@ bool IsComment(std::u16string_view line)
     return !line.empty() && line.front() == u';';
 }
 
-// Where a key is, or would be.
+// The place of a key, or where it would be inserted.
 struct Place {
     bool sectionFound = false;
     size_t lastEntry = 0; // one past the section's last line that is not blank

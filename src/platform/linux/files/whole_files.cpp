@@ -117,7 +117,7 @@ bool IsTemporaryOf(std::string_view name, std::string_view file)
         && name.find_first_not_of("0123456789-", 1) == std::string_view::npos;
 }
 
-// With the folder's lock held nobody else writes one, so those that are there were left by
+// While the folder's lock is held no other process writes one, so those that are there were left by
 // processes that were killed.
 void RemoveTemporaries(const fs::path& target)
 {

@@ -17,8 +17,8 @@ namespace korvex::platform {
 
 namespace {
 
-// Where a logged pointer is, under a lock of its own: a reader of the log that has stalled must not
-// hold up who asks.
+// The position of a logged pointer, under a lock of its own: a stalled reader of the log must not
+// delay a caller that asks for it.
 std::mutex positionLock;
 POINT loggedPosition{0, 0};
 

@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
 constexpr std::chrono::seconds MEASURE_INTERVAL{1};
 
-// Where a monitor was at the last check.
+// The place of a monitor at the last check.
 struct MeasuredMonitor {
     bool present = true;
     MonitorArea area{};
@@ -166,7 +166,7 @@ void CloseDisplay(PointerDisplay* pointer)
 {
     if (pointer->display != nullptr) {
         if (pointer->pressed && !pointer->broken)
-            // nobody else would release it
+            // nothing else would release it
             XTestFakeButtonEvent(pointer->display, Button1, False, CurrentTime);
         XCloseDisplay(pointer->display);
     }

@@ -32,8 +32,8 @@ bool IsKernelConsole(const std::string& path, const SystemRoots& roots = {});
 // also while the tty is not there.
 std::string GivenPanelNameOf(const std::string& path, const SystemRoots& roots = {});
 
-// True when the administrator wants nobody to ask what is on a tty: it has udev's property
-// ID_KORVEX_IGNORE, and that is not 0.
+// True if no program may ask what is on a tty: its udev property ID_KORVEX_IGNORE is set, and not
+// 0.
 bool IsPortIgnored(const std::string& path);
 
 struct PortProperty {

@@ -7,8 +7,8 @@
 
 namespace korvex::platform {
 
-// Where a window is and what it says, for the backend to show. A backend keeps its own state by the
-// handle.
+// The place and the texts of a window, for the backend to show. A backend keeps its own state by
+// the handle.
 struct WindowView {
     HWND handle;
     HWND parent; // null: top level
@@ -28,7 +28,7 @@ struct FontView {
 };
 
 struct WindowBackend {
-    bool interactive; // there is somebody who can press a button
+    bool interactive; // a user can press a button
 
     bool (*create)(const WindowView* view);
     void (*show)(HWND window);

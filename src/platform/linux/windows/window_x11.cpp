@@ -140,7 +140,7 @@ void HandleEvent(const WindowDisplay* connection, XEvent* event)
     }
 }
 
-// Has the windows that take a whole monitor follow it.
+// Makes the windows that cover a monitor follow it.
 void FollowMonitor(WindowDisplay* connection)
 {
     Machine* machine = ThisMachine();
