@@ -187,7 +187,7 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     Process calibration({KORVEX, "calibrate", "panel", "--points", "4", "--json"});
     PressTargets(&panel, &calibration, 4);
     EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; }));
-    Press(&panel, 30, 79);
+    RunProgram({"xdotool", "key", "Return"});
     EXPECT_EQ(AwaitState(&calibration, "end")["file"], settings);
     EXPECT_EQ(WaitForExit(&calibration), 0);
     EXPECT_THAT(ReadTextFile(settings), AllOf(HasSubstr("Mode=4\n"), HasSubstr("STD_MIN_X=3\n")));

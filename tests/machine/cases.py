@@ -68,11 +68,11 @@ class Setting:
         self.controllers.append(Controller(self.folder, self.name("controller"), *options))
         return self.controllers[-1]
 
-    def korvex(self, stem, arguments):
-        """Starts the command with a calibration that takes the whole raw range; the process's name."""
+    def korvex(self, stem, arguments, session=""):
+        """Starts the command with a calibration that takes the whole raw range, and a session's variables; the process's name."""
         name = self.name(stem)
         self.guest.run("mkdir -p /run/panel && printf '[Calibration]\\nPanelOrient=1\\nMode=0\\n' >/run/panel/Korvex.ini")
-        self.guest.start(name, f"sh -c 'cd /run/panel && exec korvex {arguments}'")
+        self.guest.start(name, f"sh -c 'cd /run/panel && exec env {session} korvex {arguments}'")
         return name
 
     def enumerate(self, *ports):
@@ -80,9 +80,9 @@ class Setting:
         return self.korvex("enum", f"enum --windows none --pointer log --state {self.name('/tmp/state')} "
                            + " ".join(f"--port {port}" for port in ports))
 
-    def drive(self, path, pointer="log"):
+    def drive(self, path, pointer="--pointer log", session=""):
         """Starts `korvex drive` on a line and waits until it drives it; the process's name."""
-        name = self.korvex("drive", f"drive {path} --pointer {pointer}")
+        name = self.korvex("drive", f"drive {path} {pointer}", session)
         self.guest.wait_line(name, ": controller .* baud", limit=LONG)
         return name
 
@@ -306,7 +306,7 @@ def touch_nine_places(setting, client, pattern):
 def xorg(setting):
     """Touches at nine places on both lines reach an X client through the server's own driver for input devices."""
     guest = setting.guest
-    drivers = [setting.drive(path, "uinput") for path in (UART, ADAPTER)]
+    drivers = [setting.drive(path, "--pointer uinput") for path in (UART, ADAPTER)]
     guest.run("modprobe virtio-gpu; udevadm settle")
     server, client = setting.name("xorg"), setting.name("xinput")
     guest.start(server, "Xorg :7 vt3 -noreset -nolisten tcp -logfile /tmp/xorg.log")
@@ -369,7 +369,7 @@ def input_devices(setting):
     expect(not touch_screens(guest), "a touch screen is there before korvex runs")
     link = name_of_link(guest)
     lines = {UART: setting.uart, link: setting.adapter}
-    drivers = {path: setting.drive(path, "uinput") for path in lines}
+    drivers = {path: setting.drive(path, "--pointer uinput") for path in lines}
     wait_until(lambda: len(touch_screens(guest)) == 2, LONG, "two touch screens")
     screens = touch_screens(guest)
     expect(sorted(screens) == ["Korvex touch panel ttyS1", "Korvex touch panel ttyUSB0"], f"the touch screens are {screens}")
@@ -427,7 +427,8 @@ def start_kiosk(setting, command):
 def wayland(setting):
     """Touches at nine places on both lines reach a Wayland client where they were made."""
     guest = setting.guest
-    drivers = [setting.drive(path, "uinput") for path in (UART, ADAPTER)]
+    # As in its session, where XWayland has a display too.
+    drivers = [setting.drive(path, "", "DISPLAY=:0 WAYLAND_DISPLAY=wayland-0") for path in (UART, ADAPTER)]
     seats, kiosk, client = start_kiosk(setting, "wev")
     guest.wait_line(client, "xdg_surface.* configure", limit=LONG)
     tap_until(setting, client, "wl_touch.* up", 50, 50)  # the compositor drops the first touches

@@ -26,19 +26,6 @@ TEST(CreateFileW, TakesEitherSeparatorAndNoFolderOrReadOnlyFileToWrite)
     }
 }
 
-TEST(Events, ResetByThemselvesUnlessManual)
-{
-    for (const bool manual : {false, true}) {
-        HANDLE event = CreateEventW(nullptr, manual ? TRUE : FALSE, manual ? TRUE : FALSE, nullptr);
-        EXPECT_EQ(WaitForSingleObject(event, 0), manual ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
-        EXPECT_TRUE(SetEvent(event));
-        EXPECT_EQ(WaitForSingleObject(event, INFINITE), WAIT_OBJECT_0);
-        EXPECT_EQ(WaitForSingleObject(event, 1), manual ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
-        EXPECT_TRUE(CloseHandle(event));
-    }
-    EXPECT_EQ(WaitForSingleObject(nullptr, INFINITE), WAIT_FAILED) << "at once, not for ever";
-}
-
 TEST(Utf8, LosesNoByteOnTheWayThroughUtf16)
 {
     EXPECT_EQ(platform::FromUtf8("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), u"aé€😀");
