@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     RepairCalibration(&restored, 10);
     CalibrationData saved = restored;
     saved.pointCount = restored.pointCount == 0 ? 4 : 0;
-    const bool kept = command::StoreReplaced("port", &restored, &saved, 10).empty();
+    const bool kept = command::KeepPreviousCalibration("port", &restored, &saved, 10).empty();
     const command::CalibrationHistory after = command::ReadCalibrationHistory();
     if (!kept || after.port != "port" || after.previous.size() > 10 || after.undone.size() > 10
         || after.previous[0]["calibration"] != command::CalibrationJson(&restored))

@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         && (after.advPoints != before.advPoints || after.stdMaxX != before.stdMaxX
             || after.orientation != before.orientation))
         abort(); // a client has left something over
-    command::HandleSessionEvent(controller, SessionEvent::ENDING);
+    command::HandleSessionEvent(controller, SessionEvent::STOPPING);
     ReleaseController(controller);
     return 0;
 }

@@ -11,10 +11,10 @@ namespace korvex {
 // Puts every value right that the mapping could not work with: an unknown orientation becomes 1, an
 // unknown number of points 0, a side of the standard box without extent the middle ten twelfths of
 // the raw span of that resolution. Orientation and reference points are derived from the points
-// where there are any.
+// if there are any.
 void RepairCalibration(CalibrationData* calib, uint32_t resolutionBits);
 
-// The model's defaults, then the settings file or, where there is none, the calibration in the
+// The model's defaults, then the settings file or, if there is none, the calibration in the
 // controller's memory; then every value is put right that the mapping could not work with. True
 // when the values came from the file. Before the reader thread runs.
 bool LoadSettings(TouchController* controller);
@@ -22,8 +22,8 @@ bool LoadSettings(TouchController* controller);
 // Installs the calibration of `source` and saves it to the settings file: pointCount (0, 4, 9, 16
 // or 25), orientation, standard box and the pointCount advPoints (raw units, in target order). With
 // points, orientation and reference points are derived from them. True always. A running session
-// maps each report with the old calibration or with the new one, never with a mix, and calibrated
-// from now on. On the thread that runs the panel test.
+// maps each report by the old calibration or by the new one, never by a mix; mapMode is 1 from now
+// on. On the thread that runs the panel test.
 bool ImportCalibration(TouchController* controller, const CalibrationData* source);
 
 // The controller's calibration with the values of `source`, as ImportCalibration would install it,

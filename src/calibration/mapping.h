@@ -1,4 +1,4 @@
-// The way of one raw touch point to the point that is sent as pointer input: a calibration stage
+// How a raw touch point becomes the point that is sent as pointer input: a calibration stage
 // into the work space (4096 x 4096), then an output stage onto the output span. Integer arithmetic
 // that wraps (wrapping.h), no allocation, no calls of the platform; nothing is written into the
 // calibration. Every routine changes the point in place.

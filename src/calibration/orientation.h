@@ -9,7 +9,7 @@ namespace korvex {
 
 inline constexpr uint32_t MAX_ORIENTATION = 8;
 
-// Whether with that code the panel's axes are swapped against the screen's.
+// True if the code swaps the panel's axes.
 constexpr bool SwapsAxes(uint32_t orientation)
 {
     return orientation >= 5 && orientation <= MAX_ORIENTATION;
@@ -25,10 +25,10 @@ constexpr uint32_t SideOf(size_t pointCount)
     return 0;
 }
 
-// The point after the transform of the block's orientation code, with W the work span (4096):
-//   1 (x, y)    2 (x, W - y)    3 (W - x, y)    4 (W - x, W - y)    5 (y, x)    6 (y, W - x)    7
-//   (W - y, x)    8 (W - y, W - x)
-// Any other code leaves the point as it is.
+// The point after the transform of the calibration's orientation code; W is the work span (4096):
+//   1 (x, y)    2 (x, W - y)    3 (W - x, y)    4 (W - x, W - y)
+//   5 (y, x)    6 (y, W - x)    7 (W - y, x)    8 (W - y, W - x)
+// Any other code leaves the point unchanged.
 Point TransformPoint(const CalibrationData* calib, Point point);
 
 // Replaces the point by its transform.

@@ -71,13 +71,13 @@ bool ReadCalibrationFile(CalibrationData* calib);
 bool LoadCalibrationFile(TouchController* controller);
 
 // Writes orientation, pointCount, standard box and pointCount advPoints (at most 25), creating the
-// file where it is missing and leaving every other line alone. What fails is not reported.
+// file if it is missing and leaving every other line alone. What fails is not reported.
 bool SaveCalibrationFile(TouchController* controller);
 
 // Writes the same of `calib`. True when the file, read again, has all of it.
 bool WriteCalibrationFile(const CalibrationData* calib);
 
-// Gives the path of the settings file in the system folder, into a buffer of TEXT_CAPACITY units;
+// Returns the path of the settings file in the system folder, into a buffer of TEXT_CAPACITY units;
 // true when the file can be opened for reading. The path is filled either way.
 bool LocateSettingsFile(WCHAR* path);
 

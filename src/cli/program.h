@@ -17,9 +17,9 @@ using StoreValue = std::function<bool(const std::string& value)>;
 // An option, or an argument of a command.
 struct Option {
     std::string name;       // "--port"; of an argument "PORT"
-    std::string value = {}; // the placeholder of its value, where that is not its choices
+    std::string value = {}; // the placeholder of its value, if that is not its choices
     std::string help = {};
-    StoreValue store = {};                 // called for each value; once with "" where it has none
+    StoreValue store = {};                 // called for each value; once with "" if it has none
     std::string expected = {};             // what a valid value is
     std::vector<std::string> choices = {}; // the only valid values; empty: `store` decides
     Completion completion = Completion::NOTHING;

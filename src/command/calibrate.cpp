@@ -67,7 +67,7 @@ struct RefusedPort {
 
 RefusedPort refusedPort;
 
-void ExplainNobody(SourceText* text)
+void ExplainNoneFound(SourceText* text)
 {
     const std::lock_guard guard(refusedPort.mutex);
     SetWords(text, refusedPort.reason);
@@ -86,21 +86,21 @@ void DescribeOwnFile(uint32_t panel, PanelFile* file)
         SetWords(&file->previous, TextIn(history.previous[0], "until"));
 }
 
-bool StoreOwn(uint32_t panel, const CalibrationData* points, SourceText* reason)
+bool SaveOwn(uint32_t panel, const CalibrationData* points, SourceText* reason)
 {
     TouchController* controller = OwnPanel(panel);
     if (controller == nullptr)
         return false;
     const auto bits = static_cast<uint32_t>(controller->resolutionBits);
     const CalibrationData used = UsedCalibration(panel);
-    const CalibrationData replaced = ReplacedCalibration(&used, bits);
-    if (!OwnPanels().store(panel, points, reason)) {
-        if (const std::string fault = WhyNotWritable(); !fault.empty())
+    const CalibrationData replaced = PreviousCalibration(&used, bits);
+    if (!OwnPanels().save(panel, points, reason)) {
+        if (const std::string fault = SettingsFault(); !fault.empty())
             SetWords(reason, fault);
         return false;
     }
     const CalibrationData saved = CopyCalibration(controller);
-    const std::string fault = StoreReplaced(PortOf(controller), &replaced, &saved, bits);
+    const std::string fault = KeepPreviousCalibration(PortOf(controller), &replaced, &saved, bits);
     if (!fault.empty())
         Warning("the previous calibration is not kept: " + fault);
     return true;
@@ -125,8 +125,8 @@ PanelSource OwnSource(PanelSource sessions)
 {
     sessions.describe = DescribeOwn;
     sessions.describeFile = DescribeOwnFile;
-    sessions.explainNobody = ExplainNobody;
-    sessions.store = StoreOwn;
+    sessions.explainNoneFound = ExplainNoneFound;
+    sessions.save = SaveOwn;
     sessions.undo = UndoOwn;
     return sessions;
 }
@@ -139,7 +139,7 @@ bool CanSave(const Options* options, const std::string& fault)
     return fault.empty();
 }
 
-// Why a runtime could not store a calibration; empty where it can, or does not say.
+// Why a runtime could not store a calibration; empty if it can, or does not say.
 std::string SavingFaultOf(RemotePanel* panel)
 {
     const std::optional<Json> answer
@@ -155,7 +155,7 @@ int CalibratePort(const Options* options, const std::string& port, const std::st
     if (exitCode == EXIT_NO_PORT && !unasked.empty())
         Error(unasked);
     if (controller == nullptr)
-        return exitCode == EXIT_DONE ? EXIT_LEFT : exitCode; // the end was requested
+        return exitCode == EXIT_DONE ? EXIT_NOT_SAVED : exitCode; // the end was requested
     exitCode = StartDriving(options, port, controller);
     if (exitCode == EXIT_DONE)
         exitCode = Calibrate(options, OwnSource(OwnPanels()));
@@ -203,7 +203,7 @@ int CalibrateAny(const Options* options)
 {
     if (const int exitCode = SetUpDevicesToAsk(options); exitCode != EXIT_DONE)
         return exitCode;
-    platform::ThisMachine()->observers.portRefused = [](const std::string& path, DWORD error) {
+    platform::ThisMachine()->handlers.portRefused = [](const std::string& path, DWORD error) {
         const std::string reason
             = "'" + ShownPath(path) + "' is skipped: " + PortFailureText(path, error);
         Warning(reason);
@@ -212,7 +212,7 @@ int CalibrateAny(const Options* options)
     };
     AskKnownControllers();
     if (IsShutdownRequested())
-        return EXIT_LEFT;
+        return EXIT_NOT_SAVED;
     StartHost(HOST_DETECT | HOST_PANEL_TEST);
     const int exitCode = Calibrate(options, OwnSource(SearchedPanels()));
     DestroyHostContext();
@@ -224,7 +224,7 @@ int CalibrateAny(const Options* options)
 int RunCalibrate(const Options* options)
 {
     StartCalibrationOutput(options);
-    SetOverdueExitCode(EXIT_LEFT);
+    SetOverdueExitCode(EXIT_NOT_SAVED);
     const std::string port = options->arguments.empty() ? "" : options->arguments[0];
     std::vector<RemotePanel> driven;
     std::string unasked;
@@ -232,7 +232,7 @@ int RunCalibrate(const Options* options)
         driven = FindAllPanels();
     else if (std::optional<RemotePanel> found = port.empty()
             ? std::nullopt
-            : FindRuntime(PathOfPort(options->givenPorts, port), port, &unasked);
+            : FindDrivenPanel(PathOfPort(options->givenPorts, port), port, &unasked);
         found)
         driven.push_back(*std::move(found));
     if (options->undo)
@@ -242,7 +242,7 @@ int RunCalibrate(const Options* options)
     if (!driven.empty())
         return Calibrate(options, UseRemotePanels(std::move(driven)));
     WatchOwnPanels(EndWithoutWorker);
-    if (const std::string fault = WhyNotWritable(); !CanSave(options, fault)) {
+    if (const std::string fault = SettingsFault(); !CanSave(options, fault)) {
         if (!unasked.empty()) // it may be driven, and need no file here
             Error(unasked);
         return EXIT_FAULT;

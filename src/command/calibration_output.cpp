@@ -25,7 +25,7 @@ struct Progress {
     bool words; // each state on standard error, because there is no window
     std::string state;
     uint32_t target;
-    bool nobody;     // there was no panel
+    bool noneFound;  // there was no panel
     bool notSaved;   // a store has failed, and what came after has not changed that
     bool outputLost; // standard output takes no more
 };
@@ -124,11 +124,11 @@ void PrintFault(const std::string& state, const WCHAR* reason)
     progress.state = state;
 }
 
-// Why nothing was saved; empty where the person has ended it.
+// Why nothing was saved; empty if the person has ended it.
 std::string EndReason(const CalibrationFlow* flow, const PageWords* words)
 {
     const bool isAlone = flow->savesUnasked && !flow->accepts;
-    if (progress.nobody)
+    if (progress.noneFound)
         return "no controller was found on any port that was asked";
     if (words->reason[0] != 0)
         return platform::ToUtf8(words->reason.data());
@@ -136,7 +136,7 @@ std::string EndReason(const CalibrationFlow* flow, const PageWords* words)
         return isAlone ? DoubtText(flow) + ACCEPT_SAVES : "";
     if (flow->targets.step == TargetStep::MISFIT)
         return platform::ToUtf8(FaultText(flow->targets.judgement.fault));
-    if (flow->targets.step == TargetStep::REVIEW && isAlone && flow->replacesAnother)
+    if (flow->targets.step == TargetStep::REVIEW && isAlone && flow->overwritesOtherPanel)
         return "the file has the calibration of " + platform::ToUtf8(words->file.other.data())
             + ACCEPT_SAVES;
     return "";
@@ -183,15 +183,15 @@ void StartCalibrationOutput(const Options* options)
 
 void PrintCalibration(const CalibrationFlow* flow, const PageWords* words)
 {
-    progress.nobody = progress.nobody || flow->step == FlowStep::NOBODY;
-    const bool isOver = IsOver(flow) || (flow->step == FlowStep::NOBODY && flow->savesUnasked);
+    progress.noneFound = progress.noneFound || flow->step == FlowStep::NONE_FOUND;
+    const bool isOver = IsOver(flow) || (flow->step == FlowStep::NONE_FOUND && flow->savesUnasked);
     if (LossOf(flow) != PanelLoss::NONE && !isOver)
         Print(flow, "gone", "");
     else if (flow->step == FlowStep::MEASURING)
         PrintTarget(flow);
     else if (flow->step == FlowStep::TRYING && !flow->savesUnasked)
         PrintTrying(flow);
-    else if (flow->step == FlowStep::MISFIT && !flow->savesUnasked)
+    else if (flow->step == FlowStep::IMPOSSIBLE && !flow->savesUnasked)
         PrintFault("misfit", FaultText(flow->targets.judgement.fault));
     else if (flow->step == FlowStep::NOT_SAVED && !flow->savesUnasked)
         PrintFault("notSaved", words->reason.data());
@@ -222,7 +222,7 @@ int CalibrationExitCode(bool saved)
         return EXIT_DONE;
     if (progress.notSaved)
         return EXIT_FAULT;
-    return progress.nobody ? EXIT_NO_CONTROLLER : EXIT_LEFT;
+    return progress.noneFound ? EXIT_NO_CONTROLLER : EXIT_NOT_SAVED;
 }
 
 } // namespace korvex::command

@@ -1,5 +1,5 @@
 // The output of `korvex calibrate`: each state once, as JSON objects on standard output
-// or, where there is no window, in words on standard error; and the result. On the window's thread.
+// or, if there is no window, in words on standard error; and the result. On the window's thread.
 // One calibration a process.
 #pragma once
 

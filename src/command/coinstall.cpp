@@ -29,7 +29,7 @@ struct Device {
     std::shared_ptr<drivers::TouchDevice> driver; // null for one that was there already
 };
 
-// Takes the device of the machine with this instance ID; where there is none, a touch device may be
+// Takes the device of the machine with this instance ID; if there is none, a touch device may be
 // plugged in, whose hardware ID is the part before the last "\". False when there is none.
 bool OpenDeviceOf(const std::u16string& instanceId, bool mayPlugIn, Device* device)
 {
@@ -79,10 +79,10 @@ int RunCoinstall(const Options* options)
         children.emplace_back(child, platform::InstanceIdOf(child));
 
     std::vector<std::string> written;
-    platform::ThisMachine()->observers.registryWritten
+    platform::ThisMachine()->handlers.registryWritten
         = [&written](std::string_view line) { written.emplace_back(line); };
     Call(what == "install" ? DIF_INSTALLDEVICE : DIF_REMOVE, &device);
-    platform::ThisMachine()->observers.registryWritten = nullptr;
+    platform::ThisMachine()->handlers.registryWritten = nullptr;
 
     for (const std::string& line : written)
         printf("registry: %s\n", line.c_str());

@@ -216,8 +216,9 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
                  .completion = Completion::PORTS}},
              .options
              = {{.name = "--points",
-                    .help = "number of crosses: 9 (default) also correct an uneven panel; 4 are "
-                            "enough for one that is only askew, turned or off-centre",
+                    .help
+                    = "number of crosses: 9 (default), which also corrects an uneven panel; 4 "
+                      "is enough for one that is only askew, turned or off-centre",
                     .store = take(ParsePoints),
                     .choices = {"9", "4"}},
                  {.name = "--accept",
@@ -331,8 +332,8 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
             .endsCleanly = true},
         {.syntax = {.name = "paneltest",
              .group = DIAGNOSIS,
-             .help = "test the panel that is touched with nine targets of 5 seconds each, save the "
-                     "result as its calibration in Korvex.ini, and rate it; press Escape to quit",
+             .help = "test a panel: show nine targets for 5 seconds each, save the touched panel's "
+                     "reports as its calibration in Korvex.ini, and rate it; press Escape to quit",
              .options = {single, port, state, pointer, oneMonitor, windows, trace}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunPanelTest,
@@ -374,8 +375,8 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
             .machine = {SetUpTrace, SetUpSystem, SetUpState, SetUpPorts},
             .run = RunCoinstall},
         {.syntax = {.name = "calib",
-             .help = "start the calibration program with a number or a text (after \"--\" when it "
-                     "begins with \"-\" and no digit)",
+             .help = "start the calibration program with a number or a text (after \"--\" if it "
+                     "begins with \"-\" and no digit follows)",
              .arguments = {{.name = "N|TEXT",
                  .help = "the number or text for it",
                  .store = argument,

@@ -14,7 +14,7 @@ struct KorvexCommand {
     Command syntax;
     std::vector<SetUpPart> machine = {}; // what is set up before it runs (machine_setup.h)
     int (*run)(const Options*) = nullptr;
-    // what a missing --pointer means; null: as the session has it, and where it has none "log"
+    // what a missing --pointer means; null: as the session has it, and if it has none "log"
     const char* pointer = nullptr;
     // SIGINT and SIGTERM are what it waits for (shutdown.h); else they have their default action
     bool endsCleanly = false;

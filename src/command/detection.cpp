@@ -34,11 +34,11 @@ namespace korvex::command {
 
 namespace {
 
-// The remedy for a port that the entry cannot open; empty where none is known.
+// The remedy for a port that the entry cannot open; empty if none is known.
 std::string WayAround(const std::string& path, DWORD error)
 {
     const std::string name = PanelNameOf(path);
-    if (error != ERROR_SHARING_VIOLATION || !FindRuntime(path, name))
+    if (error != ERROR_SHARING_VIOLATION || !FindDrivenPanel(path, name))
         return "";
     return "; 'korvex calibrate " + name + "' calibrates the panel while it is driven";
 }
@@ -48,12 +48,12 @@ std::string WayAround(const std::string& path, DWORD error)
 int RunEntry(const Options* options, decltype(&kxENUM) run, decltype(&kxENUMW) runSingle)
 {
     platform::Machine* machine = platform::ThisMachine();
-    machine->observers.portRefused = [run](const std::string& path, DWORD error) {
+    machine->handlers.portRefused = [run](const std::string& path, DWORD error) {
         Warning("'" + ShownPath(path) + "' is skipped: " + PortFailureText(path, error)
             + (run == kxPANELTEST ? WayAround(path, error) : ""));
     };
     static std::string lockFault;
-    machine->observers.mutexRefused = [](const std::string& folder, int error) {
+    machine->handlers.mutexRefused = [](const std::string& folder, int error) {
         lockFault = (folder.empty() ? "a folder of your own" : "'" + folder + "'") + ": "
             + strerror(error);
     };
@@ -96,10 +96,10 @@ void DescribeDriven(WCHAR* text, size_t capacity)
         = sessions.empty() ? "no controller is driven" : std::to_string(sessions.size());
     if (sessions.size() == 1)
         line += " controller: " + sessions[0].state.panel + ", "
-            + (sessions[0].state.reading.gone ? "unplugged" : sessions[0].state.model);
+            + (sessions[0].state.reading.lost ? "unplugged" : sessions[0].state.model);
     for (size_t i = 0; sessions.size() > 1 && i < sessions.size(); ++i)
         line += (i == 0 ? " controllers: " : ", ") + sessions[i].state.panel
-            + (sessions[i].state.reading.gone ? " (unplugged)" : "");
+            + (sessions[i].state.reading.lost ? " (unplugged)" : "");
     CopyBounded(text, capacity, platform::FromUtf8(line).c_str());
 }
 
@@ -110,7 +110,7 @@ void HandleDetectedSession(TouchController* controller, SessionEvent event)
         Notice(
             PanelTitle(platform::OpenedPathOf(controller->link.handle)), DescriptionOf(controller));
     if (event == SessionEvent::STARTED || event == SessionEvent::ENDED
-        || event == SessionEvent::PORT_GONE || event == SessionEvent::PORT_BACK)
+        || event == SessionEvent::PORT_LOST || event == SessionEvent::PORT_RETURNED)
         RefreshStatusDetail();
 }
 
@@ -118,7 +118,7 @@ PortReturn HandleDetectedReturn(
     TouchController* controller, ReadResult result, const Packet* report)
 {
     const PortReturn decision = HandlePortReturn(controller, result, report);
-    if (decision == PortReturn::ANOTHER)
+    if (decision == PortReturn::REPLACED)
         Warning("start enum again to drive it");
     return decision;
 }
@@ -196,12 +196,12 @@ int RunPanelTest(const Options* options)
             u"Touch Panel Utility");
     printsStates = options->windows == "none";
     static std::atomic<bool> found{false};
-    static std::atomic<bool> nobody{false};
+    static std::atomic<bool> noneFound{false};
     SetHostHandlers({.sessionEvent
         = [](TouchController* /*controller*/,
               SessionEvent event) { found = found || event == SessionEvent::STARTED; },
         .workerRefused = EndWithoutWorker,
-        .detectionDone = [] { nobody = !found; },
+        .detectionDone = [] { noneFound = !found; },
         .panelTestState = HandleState});
     AskKnownControllers();
     if (IsShutdownRequested())
@@ -210,7 +210,7 @@ int RunPanelTest(const Options* options)
         exitCode = EntryExitCode(exitCode);
         if (exitCode != EXIT_DONE)
             return exitCode;
-        if (nobody)
+        if (noneFound)
             return EXIT_NO_CONTROLLER;
         return before.savingFault.empty() && !WasWriteRefused() ? JudgeStored(&before) : EXIT_FAULT;
     };

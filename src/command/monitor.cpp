@@ -90,7 +90,7 @@ std::vector<Cell> CellsOf(const Sample* sample, const Screen& screen)
                          platform::PixelOf(mapped.y, screen->height))
                    : "-"},
         {"TOUCH", 5, 1,
-            reading.gone           ? "gone"
+            reading.lost           ? "gone"
                 : reading.touching ? "down"
                                    : "up"},
         {"RATE", 4, 2, std::to_string(sample->rate)},
@@ -145,7 +145,7 @@ std::string TableLine(const Watched* watched, const Layout* layout, bool isTitle
 PortReturn DecideWatchedReturn(TouchController* controller, ReadResult result, const Packet* report)
 {
     return DecidePortReturn(
-        static_cast<ReturnedPort*>(controller->observed), controller, result, report);
+        static_cast<ReturnedPort*>(controller->handlerData), controller, result, report);
 }
 
 // The reports of the last second.
@@ -163,7 +163,7 @@ PanelReading LatestReading(const Watched* watched)
     if (!watched->remote)
         return ReadingOf(watched->controller);
     PanelReading reading = watched->remote->state.reading;
-    reading.gone = reading.gone || watched->remote->runtime.socket < 0;
+    reading.lost = reading.lost || watched->remote->runtime.socket < 0;
     return reading;
 }
 
@@ -171,7 +171,7 @@ Sample SampleOf(Watched* watched)
 {
     const PanelReading reading = LatestReading(watched);
     const uint32_t rate = RateOf(watched, reading.counters.reports);
-    return {reading, reading.gone ? 0 : rate};
+    return {reading, reading.lost ? 0 : rate};
 }
 
 std::string JsonOf(const Watched* watched, milliseconds time, const Screen& screen)
@@ -185,7 +185,7 @@ std::string JsonOf(const Watched* watched, milliseconds time, const Screen& scre
         line["pixel"] = {platform::PixelOf(reading.mapped.x, screen->width),
             platform::PixelOf(reading.mapped.y, screen->height)};
     line.update(
-        {{"touching", reading.touching}, {"gone", reading.gone}, {"rate", watched->shown.rate}});
+        {{"touching", reading.touching}, {"gone", reading.lost}, {"rate", watched->shown.rate}});
     AddCounters(reading.counters, &line);
     return LineOf(line);
 }
@@ -259,7 +259,7 @@ int StartWatching(Watched* watched, const Options* options)
     watched->reports.clear();
     std::string unasked;
     watched->remote
-        = FindRuntime(PathOfPort(options->givenPorts, watched->port), watched->port, &unasked);
+        = FindDrivenPanel(PathOfPort(options->givenPorts, watched->port), watched->port, &unasked);
     if (watched->remote) {
         Notice(watched->port,
             watched->remote->state.controller + ", driven by process "
@@ -272,7 +272,7 @@ int StartWatching(Watched* watched, const Options* options)
     if (watched->controller == nullptr)
         return exitCode;
     watched->returned = std::make_unique<ReturnedPort>();
-    watched->controller->observed = watched->returned.get();
+    watched->controller->handlerData = watched->returned.get();
     return StartDriving(options, watched->port, watched->controller);
 }
 
@@ -285,7 +285,7 @@ void FollowRuntime(Watched* watched)
                                              : Clock::now() - watched->soughtAt < INTERVAL)
         return;
     watched->soughtAt = Clock::now();
-    if (auto found = FindRuntime(watched->remote->state.path, watched->port); found) {
+    if (auto found = FindDrivenPanel(watched->remote->state.path, watched->port); found) {
         watched->remote = std::move(found);
         watched->reports.clear();
     }

@@ -53,7 +53,7 @@ void Post(UINT message, WPARAM panelOrPlace, LPARAM value)
 
 void PostLoss(size_t panel, PanelLoss loss)
 {
-    Post(WM_PANEL_GONE, panel, static_cast<LPARAM>(loss));
+    Post(WM_PANEL_LOST, panel, static_cast<LPARAM>(loss));
 }
 
 // Has the runtime send what happens on the panel.
@@ -77,12 +77,12 @@ void FindAgain(size_t panel)
         return;
     remote->searchedAt = steady_clock::now();
     std::optional<RemotePanel> found
-        = FindRuntime(remote->panel.state.path, remote->panel.state.panel);
+        = FindDrivenPanel(remote->panel.state.path, remote->panel.state.panel);
     if (!found)
         return;
     if (Listen(remote, std::move(found->runtime)))
         Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(found->state.resolutionBits));
-    if (found->state.reading.gone)
+    if (found->state.reading.lost)
         PostLoss(panel, PanelLoss::PORT);
 }
 
@@ -102,7 +102,7 @@ void HandleEvent(size_t panel, const Json& event)
     else if (kind == "gone" || kind == "ended")
         PostLoss(panel, PanelLoss::PORT);
     else if (kind == "back")
-        Post(WM_PANEL_BACK, panel, 0);
+        Post(WM_PANEL_RETURNED, panel, 0);
     else if (kind == "began")
         Disconnect(&remotes.panels[panel].events); // FindAgain asks what is driven now
 }
@@ -162,7 +162,7 @@ Json AskFor(Remote* remote, Json request, milliseconds limit = ANSWER_LIMIT)
     std::optional<Json> answer = Ask(&remote->panel.runtime, request, limit);
     if (!answer && steady_clock::now() - asked < limit) {
         if (std::optional<RemotePanel> found
-            = FindRuntime(remote->panel.state.path, remote->panel.state.panel);
+            = FindDrivenPanel(remote->panel.state.path, remote->panel.state.panel);
             found)
             remote->panel.runtime = std::move(found->runtime);
         answer = Ask(&remote->panel.runtime, request, limit);
@@ -193,13 +193,13 @@ void DescribeFile(uint32_t panel, PanelFile* file)
     SetWords(&file->previous, remotes.panels[panel].previous);
 }
 
-void ExplainNobody(SourceText* text)
+void ExplainNoneFound(SourceText* text)
 {
     SetWords(text, "The runtime that drove it has ended.");
 }
 
 // The calibration has judged the points, and a person has seen what is wrong with them: so "force".
-void Attempt(uint32_t panel, const CalibrationData* points)
+void TryPoints(uint32_t panel, const CalibrationData* points)
 {
     AskFor(&remotes.panels[panel],
         {{"do", "try"}, {"calibration", PointsOf(points)}, {"force", true}});
@@ -210,7 +210,7 @@ void Revert(uint32_t panel)
     AskFor(&remotes.panels[panel], {{"do", "takeBack"}});
 }
 
-bool Store(uint32_t panel, const CalibrationData* points, SourceText* reason)
+bool Save(uint32_t panel, const CalibrationData* points, SourceText* reason)
 {
     const Json answer = AskFor(&remotes.panels[panel],
         {{"do", "store"}, {"calibration", PointsOf(points)}, {"force", true}}, STORE_LIMIT);
@@ -236,7 +236,7 @@ PanelSource UseRemotePanels(std::vector<RemotePanel> panels)
         const std::string title = PanelTitle(panel.state.path) + ", " + panel.state.controller;
         remotes.panels.push_back({std::move(panel), title, "", {}, {}});
     }
-    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, Revert, Store, Undo};
+    return {Begin, End, Describe, DescribeFile, ExplainNoneFound, TryPoints, Revert, Save, Undo};
 }
 
 } // namespace korvex::command

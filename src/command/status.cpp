@@ -41,14 +41,14 @@ std::string CalibrationText(const PanelCalibration& calibration)
     const bool hasFile = !calibration.file.empty();
     const std::string kind = calibration.hasPoints ? std::to_string(calibration.points) + " points"
         : hasFile                                  ? "standard box"
-                                                   : "factory calibration";
+                                                   : "controller's memory";
     return kind + (hasFile ? ", " + AgeOf(calibration.changed) + " old" : "")
         + (calibration.tried ? ", being tried" : "");
 }
 
 const char* StateText(const PanelState& panel)
 {
-    return panel.reading.gone ? "gone" : "there";
+    return panel.reading.lost ? "lost" : "there";
 }
 
 std::vector<std::string> RowOf(const PanelState& panel)
@@ -70,8 +70,8 @@ void PrintAllJson(const std::vector<RuntimeStatus>* all)
     for (const RuntimeStatus& status : *all) {
         for (const PanelState& panel : status.panels)
             add(ToJson(panel), StateText(panel), status.process);
-        for (const PendingPanel& panel : status.awaited)
-            add(ToJson(panel), "awaited", status.process);
+        for (const PendingPanel& panel : status.pending)
+            add(ToJson(panel), "pending", status.process);
     }
     puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
@@ -83,13 +83,13 @@ void PrintTable(const std::vector<RuntimeStatus>* all)
     for (const RuntimeStatus& status : *all) {
         for (const PanelState& panel : status.panels)
             table.push_back(RowOf(panel));
-        for (const PendingPanel& panel : status.awaited)
-            table.push_back({panel.panel, panel.path, "awaited", "", "", "", "", "", ""});
+        for (const PendingPanel& panel : status.pending)
+            table.push_back({panel.panel, panel.path, "pending", "", "", "", "", "", ""});
     }
     if (table.size() > 1)
         fputs(TextOf(&table).c_str(), stdout);
     for (const RuntimeStatus& status : *all) {
-        for (const PendingPanel& panel : status.awaited)
+        for (const PendingPanel& panel : status.pending)
             printf("%s: %s\n", panel.panel.c_str(), panel.reason.c_str());
     }
 }
@@ -104,16 +104,17 @@ int RunStatus(const Options* options)
     else
         PrintTable(&all);
     const bool any = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {
-        return !status.panels.empty() || !status.awaited.empty();
+        return !status.panels.empty() || !status.pending.empty();
     });
     if (!any) {
-        Error("no running korvex was found (looked in " + ControlFolders() + ")");
+        Error("no running korvex drives a panel or waits for one (looked in " + ControlFolders()
+            + ")");
         return EXIT_NO_CONTROLLER;
     }
     const bool missing = std::any_of(all.begin(), all.end(), [](const RuntimeStatus& status) {
-        return !status.awaited.empty()
+        return !status.pending.empty()
             || std::any_of(status.panels.begin(), status.panels.end(),
-                [](const PanelState& panel) { return panel.reading.gone; });
+                [](const PanelState& panel) { return panel.reading.lost; });
     });
     return missing ? EXIT_PANEL_MISSING : EXIT_DONE;
 }

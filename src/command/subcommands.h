@@ -1,4 +1,4 @@
-// The subcommands of `korvex`, each in the source that stands before it. The command's main calls
+// The subcommands of `korvex`, each after the name of its source file. The command's main calls
 // them, once, when the options are read and the machine is set up as the command's declaration says
 // (command_table.h). What goes wrong is said on standard error; the result is the exit code.
 #pragma once
@@ -8,18 +8,18 @@
 namespace korvex::command {
 
 // detection.cpp: the entries that take the process over, as rundll32 does on Windows. Each ends the
-// process when its window is closed or an end is requested; the result is the exit code where it
-// does not come that far.
+// process when its window is closed or shutdown is requested; the exit code is returned only if the
+// entry could not be started.
 int RunEnumerate(const Options* options);
 int RunPanelTest(const Options* options);
 
-// calibrate.cpp: the calibration of a panel, until it is saved or left.
+// calibrate.cpp: the calibration of a panel, until it is saved or discarded.
 int RunCalibrate(const Options* options);
 
-// drive.cpp: one controller on one port, until an end is requested.
+// drive.cpp: one controller on one port, until shutdown is requested.
 int RunDrive(const Options* options);
 
-// monitor.cpp: what controllers report, live, until the time is over or an end is requested.
+// monitor.cpp: what controllers report, live, until the time is over or shutdown is requested.
 int RunMonitor(const Options* options);
 
 // status.cpp: what the runtimes drive that run now.

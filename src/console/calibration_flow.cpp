@@ -18,7 +18,7 @@ constexpr std::array ACCURACY_PERCENT{0.5, 1.0, 2.0}; // of VERY_GOOD, GOOD and 
 FlowTasks Leave(CalibrationFlow* flow)
 {
     const FlowTasks tasks = IsTrying(flow) ? TASK_REVERT : 0;
-    flow->step = FlowStep::LEFT;
+    flow->step = FlowStep::UNCHANGED;
     return tasks | TASK_SHOW | TASK_END;
 }
 
@@ -53,16 +53,16 @@ FlowTasks JudgeTargets(CalibrationFlow* flow, uint32_t nowMs)
     flow->distances.fill(-1);
     const bool cannotBe = flow->targets.step == TargetStep::MISFIT && !IsDoubtful(flow);
     if (cannotBe)
-        flow->step = FlowStep::MISFIT;
-    const bool mayStore = flow->accepts || !(IsDoubtful(flow) || flow->replacesAnother);
+        flow->step = FlowStep::IMPOSSIBLE;
+    const bool mayStore = flow->accepts || !(IsDoubtful(flow) || flow->overwritesOtherPanel);
     if (flow->savesUnasked && (cannotBe || !mayStore))
         return TASK_BELL | Leave(flow);
     if (cannotBe)
         return TASK_BELL | TASK_SHOW;
     flow->step = FlowStep::TRYING;
     flow->tried = flow->panel;
-    flow->attemptedMs = nowMs;
-    return TASK_ATTEMPT | TASK_BELL | TASK_SHOW | (flow->savesUnasked ? TASK_STORE : 0);
+    flow->triedMs = nowMs;
+    return TASK_TRY | TASK_BELL | TASK_SHOW | (flow->savesUnasked ? TASK_SAVE : 0);
 }
 
 // The places where the touch began and where it is now, in output units: any single report may be
@@ -220,7 +220,7 @@ FlowTasks AddPanel(CalibrationFlow* flow, uint32_t panel, uint32_t resolutionBit
     if (panel >= MAX_PANELS || IsOver(flow))
         return 0;
     flow->panels[panel] = {true, PanelLoss::NONE, resolutionBits};
-    const bool isFirst = flow->step == FlowStep::SEARCHING || flow->step == FlowStep::NOBODY;
+    const bool isFirst = flow->step == FlowStep::SEARCHING || flow->step == FlowStep::NONE_FOUND;
     if (!isFirst && panel != flow->panel)
         return TASK_SHOW;
     flow->lastActionMs = nowMs;
@@ -239,7 +239,7 @@ FlowTasks LosePanel(CalibrationFlow* flow, uint32_t panel, PanelLoss loss)
     return TASK_SHOW;
 }
 
-FlowTasks RegainPanel(CalibrationFlow* flow, uint32_t panel, uint32_t nowMs)
+FlowTasks ReturnPanel(CalibrationFlow* flow, uint32_t panel, uint32_t nowMs)
 {
     if (panel >= MAX_PANELS)
         return 0;
@@ -254,7 +254,7 @@ FlowTasks FinishSearch(CalibrationFlow* flow, uint32_t nowMs)
     if (flow->step != FlowStep::SEARCHING)
         return 0;
     flow->lastActionMs = nowMs;
-    flow->step = FlowStep::NOBODY;
+    flow->step = FlowStep::NONE_FOUND;
     return flow->savesUnasked ? TASK_END : TASK_SHOW;
 }
 
@@ -280,7 +280,7 @@ FlowTasks HandleReport(
         return Leave(flow);
     if (flow->step == FlowStep::MEASURING)
         return tasks | HandleMeasuredReport(flow, raw, touching, nowMs);
-    return flow->step == FlowStep::MISFIT && !touching && hasTouched ? MeasureTargets(flow) : 0;
+    return flow->step == FlowStep::IMPOSSIBLE && !touching && hasTouched ? MeasureTargets(flow) : 0;
 }
 
 FlowTasks PressButton(CalibrationFlow* flow, PageButton button, uint32_t nowMs)
@@ -290,10 +290,10 @@ FlowTasks PressButton(CalibrationFlow* flow, PageButton button, uint32_t nowMs)
         return 0;
     switch (button) {
     case PageButton::SAVE:
-        if (!flow->replacesAnother)
-            return TASK_STORE;
+        if (!flow->overwritesOtherPanel)
+            return TASK_SAVE;
         if (flow->step == FlowStep::ASKING)
-            return nowMs - flow->askedMs >= ASKING_MS ? TASK_STORE : 0;
+            return nowMs - flow->askedMs >= ASKING_MS ? TASK_SAVE : 0;
         flow->step = FlowStep::ASKING;
         flow->askedMs = nowMs;
         return TASK_SHOW;
@@ -311,7 +311,7 @@ FlowTasks PressButton(CalibrationFlow* flow, PageButton button, uint32_t nowMs)
     }
 }
 
-FlowTasks FinishStore(CalibrationFlow* flow, bool stored, uint32_t nowMs)
+FlowTasks FinishSave(CalibrationFlow* flow, bool stored, uint32_t nowMs)
 {
     flow->step = stored ? FlowStep::SAVED : FlowStep::NOT_SAVED;
     flow->savedMs = nowMs;
@@ -324,12 +324,12 @@ FlowTasks FinishUndo(CalibrationFlow* flow, bool undone, uint32_t nowMs)
 {
     flow->step = undone ? FlowStep::UNDONE : FlowStep::NOT_UNDONE;
     flow->savedMs = nowMs;
-    return undone ? TASK_BELL | TASK_SHOW : TASK_ATTEMPT | TASK_SHOW;
+    return undone ? TASK_BELL | TASK_SHOW : TASK_TRY | TASK_SHOW;
 }
 
 FlowTasks HandleTime(CalibrationFlow* flow, uint32_t nowMs)
 {
-    if (flow->step == FlowStep::LEFT)
+    if (flow->step == FlowStep::UNCHANGED)
         return 0;
     if (IsOver(flow))
         return nowMs - flow->savedMs >= SAVED_SHOWN_MS ? TASK_END : 0;
@@ -342,10 +342,10 @@ FlowTasks HandleTime(CalibrationFlow* flow, uint32_t nowMs)
     const uint32_t shown = left <= LAST_SECONDS ? left : 0;
     const bool changed = shown != flow->secondsLeft;
     flow->secondsLeft = shown;
-    const bool attempts = IsTrying(flow) && nowMs - flow->attemptedMs >= ATTEMPT_INTERVAL_MS;
+    const bool attempts = IsTrying(flow) && nowMs - flow->triedMs >= TRY_INTERVAL_MS;
     if (attempts)
-        flow->attemptedMs = nowMs;
-    return (changed ? TASK_SHOW : 0) | (attempts ? TASK_ATTEMPT : 0);
+        flow->triedMs = nowMs;
+    return (changed ? TASK_SHOW : 0) | (attempts ? TASK_TRY : 0);
 }
 
 bool IsTrying(const CalibrationFlow* flow)
@@ -357,7 +357,7 @@ bool IsTrying(const CalibrationFlow* flow)
 bool IsOver(const CalibrationFlow* flow)
 {
     return flow->step == FlowStep::SAVED || flow->step == FlowStep::UNDONE
-        || flow->step == FlowStep::LEFT;
+        || flow->step == FlowStep::UNCHANGED;
 }
 
 bool IsDoubtful(const CalibrationFlow* flow)
@@ -374,7 +374,7 @@ bool HasButton(const CalibrationFlow* flow, PageButton button)
     case PageButton::RETAKE: // each of four is as far off as the others
         return IsTrying(flow) && flow->targets.calib.pointCount != 4;
     case PageButton::AGAIN:
-        return IsTrying(flow) || flow->step == FlowStep::MISFIT;
+        return IsTrying(flow) || flow->step == FlowStep::IMPOSSIBLE;
     case PageButton::UNDO:
         return IsTrying(flow) && flow->canUndo;
     case PageButton::CANCEL:

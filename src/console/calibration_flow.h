@@ -13,42 +13,43 @@
 
 namespace korvex {
 
-// without a touch, a key or a button, after which it ends with everything unchanged
+// after this long without a touch, a key or a button it ends, with everything unchanged
 inline constexpr uint32_t PATIENCE_MS = 60000;
-// while panels are searched: many ports, seconds each
+// while panels are searched for: many ports, seconds each
 inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000;
-inline constexpr uint32_t LAST_SECONDS = 15; // of it, that are counted down
+inline constexpr uint32_t LAST_SECONDS = 15; // the last of that time, which are counted down
 // a runtime reverts a result unless it is asked to try it again within a minute
-inline constexpr uint32_t ATTEMPT_INTERVAL_MS = 20000;
+inline constexpr uint32_t TRY_INTERVAL_MS = 20000;
 inline constexpr uint32_t SAVED_SHOWN_MS = 1500; // how long it is shown that all is saved
 inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
 enum class FlowStep : uint8_t {
     SEARCHING,  // no panel is known yet
-    NOBODY,     // and none was found
+    NONE_FOUND, // the search is over and found no panel
     MEASURING,  // the targets (targets.step)
-    MISFIT,     // their points cannot be right: it starts again at the next touch
-    TRYING,     // they map; the panel is touched as one likes
+    IMPOSSIBLE, // their points cannot be right: it starts again at the next touch
+    TRYING,     // the new points apply; the panel is touched freely
     ASKING,     // the same, and whether Save may replace the calibration of another panel
-    NOT_SAVED,  // the same, after a store that has failed
+    NOT_SAVED,  // the same, after a save that has failed
     NOT_UNDONE, // the same, after an undo that has failed
     SAVED,
-    UNDONE, // the last save
-    LEFT,   // nothing was changed
+    UNDONE,    // the last save
+    UNCHANGED, // nothing was changed
 };
 
 // Tasks for the caller, in this order; bits.
 using FlowTasks = uint32_t;
-inline constexpr FlowTasks TASK_ATTEMPT = 1; // have targets.calib map, on the panel `tried`
-inline constexpr FlowTasks TASK_REVERT = 2;  // have what mapped there before map again
-// store targets.calib, and say how it went (FinishStore)
-inline constexpr FlowTasks TASK_STORE = 4;
+inline constexpr FlowTasks TASK_TRY = 1;    // map the panel `tried` by targets.calib
+inline constexpr FlowTasks TASK_REVERT = 2; // map that panel by its previous calibration again
+// save targets.calib, and report the result (FinishSave)
+inline constexpr FlowTasks TASK_SAVE = 4;
 inline constexpr FlowTasks TASK_BELL = 8;        // a target is taken, or something else is heard
 inline constexpr FlowTasks TASK_SHOW = 16;       // show everything again
 inline constexpr FlowTasks TASK_SHOW_RING = 32;  // the ring has grown
 inline constexpr FlowTasks TASK_SHOW_TOUCH = 64; // the free touch has moved
-inline constexpr FlowTasks TASK_END = 128;       // of the program
-inline constexpr FlowTasks TASK_UNDO = 256; // undo the last store, and say how it went (FinishUndo)
+inline constexpr FlowTasks TASK_END = 128;       // end the program
+inline constexpr FlowTasks TASK_UNDO
+    = 256; // undo the last save, and report the result (FinishUndo)
 
 struct FlowPanel {
     bool known;
@@ -61,20 +62,20 @@ enum class Accuracy : uint8_t { VERY_GOOD, GOOD, FAIR, POOR };
 
 struct CalibrationFlow {
     FlowStep step;
-    bool savesUnasked; // without buttons: all targets taken, and a passed check, save
-    bool accepts;      // and so does a target that does not fit, or another panel's file
+    bool savesUnasked; // there are no buttons: it saves once all targets are taken and fit
+    bool accepts;      // also saves a result that does not fit, or over another panel's calibration
     bool hasKeyboard;
     uint32_t targetCount;
-    POINT screen; // its size, in pixels; changed with it
+    POINT screen; // its size, in pixels; kept up to date
     std::array<FlowPanel, MAX_PANELS> panels;
     uint32_t panel; // that is calibrated: the one that was touched first; NO_PANEL: none yet
     CalibrationTargets targets;
     uint32_t tried; // the panel whose result is tried, or was last
-    uint32_t attemptedMs;
+    uint32_t triedMs;
 
     // Of the panel that is calibrated.
-    bool replacesAnother; // Save replaces the calibration of another panel
-    bool canUndo;         // an earlier calibration is kept
+    bool overwritesOtherPanel; // Save replaces the calibration of another panel
+    bool canUndo;              // an earlier calibration is kept
 
     // The touch that is going on, in output units: where the new points map it to while they are
     // tried, else where the panel's own calibration does.
@@ -87,7 +88,7 @@ struct CalibrationFlow {
     std::array<double, MARK_COUNT> distances;
 
     uint32_t askedMs;      // since when it is ASKING
-    uint32_t lastActionMs; // of a touch, a key or a button
+    uint32_t lastActionMs; // of the last touch, key or button
     uint32_t savedMs;
     uint32_t secondsLeft; // that are counted down; 0: none are
 };
@@ -97,7 +98,7 @@ void StartFlow(CalibrationFlow* flow, uint32_t targetCount, POINT screen, uint32
 // A panel was found, lost, or is back. One that is added again under its number is a new panel.
 FlowTasks AddPanel(CalibrationFlow* flow, uint32_t panel, uint32_t resolutionBits, uint32_t nowMs);
 FlowTasks LosePanel(CalibrationFlow* flow, uint32_t panel, PanelLoss loss);
-FlowTasks RegainPanel(CalibrationFlow* flow, uint32_t panel, uint32_t nowMs);
+FlowTasks ReturnPanel(CalibrationFlow* flow, uint32_t panel, uint32_t nowMs);
 FlowTasks FinishSearch(CalibrationFlow* flow, uint32_t nowMs);
 
 // A report of a panel, and where its own calibration maps it to, in output units. Those of other
@@ -110,8 +111,8 @@ FlowTasks HandleReport(
 // there.
 FlowTasks PressButton(CalibrationFlow* flow, PageButton button, uint32_t nowMs);
 
-// Results of TASK_STORE and TASK_UNDO.
-FlowTasks FinishStore(CalibrationFlow* flow, bool stored, uint32_t nowMs);
+// Results of TASK_SAVE and TASK_UNDO.
+FlowTasks FinishSave(CalibrationFlow* flow, bool stored, uint32_t nowMs);
 FlowTasks FinishUndo(CalibrationFlow* flow, bool undone, uint32_t nowMs);
 
 // Advances the clock; called a few times a second.

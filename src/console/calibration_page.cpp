@@ -12,15 +12,15 @@ namespace {
 
 // A text as FormatBounded makes it.
 template <typename... Values>
-PageLine Line(const WCHAR* format, Values... values)
+PageTextBuffer Line(const WCHAR* format, Values... values)
 {
-    PageLine line{};
+    PageTextBuffer line{};
     FormatBounded(line.data(), line.size(), format, values...);
     return line;
 }
 
 // With one digit after the point.
-PageLine Pixels(double pixels)
+PageTextBuffer Pixels(double pixels)
 {
     const auto tenths = static_cast<uint32_t>(std::lround(pixels * 10));
     return Line(TEXT("%u.%u"), tenths / 10, tenths % 10);
@@ -42,7 +42,7 @@ void PaintTarget(const CalibrationFlow* flow, HDC device)
 
 void PaintCount(const CalibrationFlow* flow, HDC device, RECT* area)
 {
-    const PageLine count
+    const PageTextBuffer count
         = Line(TEXT_COUNT, flow->targets.current + 1, flow->targets.calib.pointCount);
     Write(device, flow->screen, count.data(), {WORDS_UNITS, FW_BOLD, INK, DT_SINGLELINE}, area);
 }
@@ -111,7 +111,7 @@ void PaintDistance(const CalibrationFlow* flow, uint32_t mark, HDC device)
     const double distance = flow->distances[mark];
     if (distance < 0)
         return;
-    const PageLine text = Line(TEXT_PIXELS, Pixels(distance).data());
+    const PageTextBuffer text = Line(TEXT_PIXELS, Pixels(distance).data());
     const POINT place = MarkPlace(flow->screen, mark);
     const int unit = PageUnit(flow->screen);
     const int reach = RingRadius(flow->screen);
@@ -132,7 +132,7 @@ void PaintResiduals(const CalibrationFlow* flow, HDC device)
     const int unit = PageUnit(flow->screen);
     for (uint32_t target = 0; target < flow->targets.calib.pointCount; ++target) {
         const double residual = ResidualPixels(flow, target);
-        const PageLine text = Line(TEXT_PIXELS, Pixels(residual).data());
+        const PageTextBuffer text = Line(TEXT_PIXELS, Pixels(residual).data());
         const POINT pixel = PixelOf(flow->screen, TargetPlace(&flow->targets, target));
         const bool isMiddle = target == 4; // where a mark is
         constexpr int HALF_WIDTH = 8;
@@ -165,8 +165,8 @@ void PaintButtons(const CalibrationFlow* flow, HDC device)
         const WCHAR* key;
         COLORREF color;
     };
-    const PageLine retake
-        = IsTrying(flow) ? Line(TEXT_RETAKE_BUTTON, WorstTarget(flow) + 1) : PageLine{};
+    const PageTextBuffer retake
+        = IsTrying(flow) ? Line(TEXT_RETAKE_BUTTON, WorstTarget(flow) + 1) : PageTextBuffer{};
     const int unit = PageUnit(flow->screen);
     for (const Label& label :
         {Label{PageButton::SAVE,
@@ -198,19 +198,19 @@ bool PaintCountdown(const CalibrationFlow* flow, HDC device, RECT* area)
 {
     if (flow->secondsLeft == 0 || IsOver(flow))
         return false;
-    const PageLine line = Line(
-        flow->step == FlowStep::NOBODY ? TEXT_CLOSING_UNUSED : TEXT_CLOSING, flow->secondsLeft);
+    const PageTextBuffer line = Line(
+        flow->step == FlowStep::NONE_FOUND ? TEXT_CLOSING_UNUSED : TEXT_CLOSING, flow->secondsLeft);
     Write(device, flow->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, area);
     return true;
 }
 
-// The panel and its file, where there is a result.
+// The panel and its file, if there is a result.
 void PaintFooter(const CalibrationFlow* flow, const PageWords* words, HDC device)
 {
     RECT area = ScreenPart(flow->screen, FOOTER_PERCENT);
     const bool isCounting = PaintCountdown(flow, device, &area);
-    const Words path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
-    const PageLine line = Line(TEXT_FILE, words->file.path.data());
+    const TextStyle path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
+    const PageTextBuffer line = Line(TEXT_FILE, words->file.path.data());
     if (words->file.path[0] != 0)
         Write(device, flow->screen, IsOver(flow) ? words->file.path.data() : line.data(), path,
             &area);
@@ -221,7 +221,7 @@ void PaintFooter(const CalibrationFlow* flow, const PageWords* words, HDC device
 COLORREF TitleColor(const CalibrationFlow* flow)
 {
     const CalibrationTargets* targets = &flow->targets;
-    if (flow->step == FlowStep::MISFIT || flow->step == FlowStep::ASKING
+    if (flow->step == FlowStep::IMPOSSIBLE || flow->step == FlowStep::ASKING
         || flow->step == FlowStep::NOT_SAVED || flow->step == FlowStep::NOT_UNDONE
         || LossOf(flow) != PanelLoss::NONE)
         return RED;
@@ -261,12 +261,12 @@ PageText DescribeStep(const CalibrationFlow* flow, const PageWords* words)
     switch (flow->step) {
     case FlowStep::SEARCHING:
         return MakeText(TEXT_SEARCHING, TEXT_SEARCHING_MORE);
-    case FlowStep::NOBODY:
-        return MakeText(
-            TEXT_NOBODY, words->nobody[0] != 0 ? words->nobody.data() : TEXT_NOBODY_MORE);
+    case FlowStep::NONE_FOUND:
+        return MakeText(TEXT_NONE_FOUND,
+            words->noneFound[0] != 0 ? words->noneFound.data() : TEXT_NONE_FOUND_MORE);
     case FlowStep::MEASURING:
         return DescribeTarget(&flow->targets);
-    case FlowStep::MISFIT:
+    case FlowStep::IMPOSSIBLE:
         return {
             Line(TEXT_MISFIT), Line(TEXT_MISFIT_MORE, FaultText(flow->targets.judgement.fault))};
     case FlowStep::TRYING:

@@ -9,26 +9,26 @@
 
 namespace korvex {
 
-using PageLine = std::array<WCHAR, 2 * TEXT_CAPACITY>;
+using PageTextBuffer = std::array<WCHAR, 2 * TEXT_CAPACITY>;
 
 // Texts of the page that the flow does not know.
 struct PageWords {
-    SourceText panel;  // that is calibrated, for people; empty: none yet
-    PanelFile file;    // that Save changes
-    SourceText reason; // why it has not
-    SourceText nobody; // why there is no panel; empty: not known
+    SourceText panel;     // that is calibrated, for people; empty: none yet
+    PanelFile file;       // that Save changes
+    SourceText reason;    // why it was not saved or undone
+    SourceText noneFound; // why there is no panel; empty: not known
 };
 
 // A few words, and a sentence below them.
 struct PageText {
-    PageLine title;
-    PageLine more;
+    PageTextBuffer title;
+    PageTextBuffer more;
 };
 
 // Says where the flow is.
 PageText DescribeStep(const CalibrationFlow* flow, const PageWords* words);
 
-// Why a target is asked for again, or the panel cannot be calibrated so; empty where there is no
+// Why a target is asked for again, or the panel cannot be calibrated so; empty if there is no
 // reason.
 const WCHAR* ReasonText(RetakeReason reason);
 const WCHAR* FaultText(PointsFault fault);

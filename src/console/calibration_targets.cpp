@@ -133,7 +133,7 @@ TargetChange LeaveTarget(CalibrationTargets* targets)
         return Finish(targets);
     ++targets->current;
     targets->step = TargetStep::WAITING;
-    return TargetChange::NEXT;
+    return TargetChange::LIFTED;
 }
 
 TargetChange MeasureSample(CalibrationTargets* targets, Point raw, uint32_t nowMs)
@@ -204,7 +204,7 @@ TargetChange HandleTargetReport(
         if (touching)
             return TargetChange::NONE;
         targets->step = TargetStep::WAITING;
-        return TargetChange::NEXT;
+        return TargetChange::LIFTED;
     default:
         return TargetChange::NONE;
     }

@@ -1,7 +1,7 @@
 // The targets of a calibration: which one waits for a finger, what a touch on it is worth, and
 // whether the points fit each other in the end. If a target lies too far from where the others
 // predict it (JudgePoints), the outlier is asked for again. If that changes nothing, all suspects
-// are, of four targets all: the wrong one can be another than the one that stands out.
+// are, all four of four: the wrong one need not be the one that stands out.
 // It knows no window, no controller and no clock: reports come with their time. One thread at a
 // time.
 #pragma once
@@ -41,7 +41,7 @@ enum class TargetChange : uint8_t {
     PROGRESS, // its ring has grown
     TAKEN,    // the target is taken: the finger may be lifted
     REFUSED,  // this target, or a different one, is repeated (reason)
-    NEXT,     // the finger has been lifted: a target waits
+    LIFTED,   // the finger has been lifted: a target waits
     FINISHED, // it has been lifted from the last one: REVIEW or MISFIT
 };
 

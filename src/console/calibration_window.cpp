@@ -51,7 +51,7 @@ void DescribePanel()
     source->describe(panel, &program.words.panel);
     program.words.file = {};
     source->describeFile(panel, &program.words.file);
-    program.flow.replacesAnother = program.words.file.other[0] != 0;
+    program.flow.overwritesOtherPanel = program.words.file.other[0] != 0;
     program.flow.canUndo = program.words.file.previous[0] != 0;
 }
 
@@ -79,19 +79,19 @@ void CarryOut(FlowTasks tasks)
 {
     const PanelSource* source = &program.setup->source;
     CalibrationFlow* flow = &program.flow;
-    if ((tasks & TASK_ATTEMPT) != 0) {
+    if ((tasks & TASK_TRY) != 0) {
         if (flow->step == FlowStep::TRYING)
             program.words.reason[0] = 0; // of an earlier result
-        source->attempt(flow->tried, &flow->targets.calib);
+        source->tryPoints(flow->tried, &flow->targets.calib);
     }
     if ((tasks & TASK_REVERT) != 0)
         source->revert(flow->tried);
     DescribePanel();
     if (tasks != 0 && program.setup->changed != nullptr)
         program.setup->changed(flow, &program.words);
-    if ((tasks & TASK_STORE) != 0) {
-        const bool stored = source->store(flow->tried, &flow->targets.calib, &program.words.reason);
-        CarryOut(FinishStore(flow, stored, GetTickCount()));
+    if ((tasks & TASK_SAVE) != 0) {
+        const bool saved = source->save(flow->tried, &flow->targets.calib, &program.words.reason);
+        CarryOut(FinishSave(flow, saved, GetTickCount()));
     }
     if ((tasks & TASK_UNDO) != 0) {
         const bool undone = source->undo(flow->tried, &program.words.reason);
@@ -158,17 +158,17 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
         program.describedPanel = NO_PANEL; // it may be a different one now
         CarryOut(AddPanel(flow, panel, static_cast<uint32_t>(lParam), GetTickCount()));
         return 0;
-    case WM_PANEL_GONE:
+    case WM_PANEL_LOST:
         CarryOut(LosePanel(flow, panel, static_cast<PanelLoss>(lParam)));
         return 0;
-    case WM_PANEL_BACK:
-        CarryOut(RegainPanel(flow, panel, GetTickCount()));
+    case WM_PANEL_RETURNED:
+        CarryOut(ReturnPanel(flow, panel, GetTickCount()));
         return 0;
     case WM_PANEL_TOUCH:
         CarryOut(HandleTouch(wParam, lParam));
         return 0;
     case WM_SEARCH_DONE:
-        program.setup->source.explainNobody(&program.words.nobody);
+        program.setup->source.explainNoneFound(&program.words.noneFound);
         CarryOut(FinishSearch(flow, GetTickCount()));
         return 0;
     case WM_TIMER:

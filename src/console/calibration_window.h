@@ -1,5 +1,5 @@
 // The calibration program's window: over the whole screen, from its start until the result is saved
-// or left.
+// or discarded.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ struct CalibrationSetup {
     PanelSource source;
     uint32_t targetCount; // 4 or 9; any other number means 9
     bool savesUnasked;    // there are no buttons
-    bool accepts;     // saves unasked also what does not fit, and over another panel's calibration
+    bool accepts;     // also saves a result that does not fit, or over another panel's calibration
     bool hasKeyboard; // whose keys are shown
 
     // Called after each change, on the window's thread; may be null.
@@ -22,8 +22,8 @@ struct CalibrationSetup {
 };
 
 // Runs the calibration and its messages on the calling thread: true when the result is saved, or
-// the last save undone; false when everything is unchanged, even if because the display is lost or
-// there is no window. Once per process.
+// the last save undone; false when everything is unchanged, also if the display is lost or there is
+// no window. Once per process.
 bool RunCalibration(const CalibrationSetup* setup);
 
 } // namespace korvex

@@ -14,10 +14,10 @@
 namespace {
 
 constexpr int EXIT_SAVED = 0;
-constexpr int EXIT_LEFT = 7;
+constexpr int EXIT_NOT_SAVED = 7;
 constexpr DWORD CLOSE_LIMIT_MS = 5000; // a detection needs 3 s at most
 
-// N of "-calibration N"; 0 where there is none.
+// N of "-calibration N"; 0 if there is none.
 uint32_t NumberOfTargets()
 {
     int count = 0;
@@ -35,7 +35,7 @@ uint32_t NumberOfTargets()
 
 HWND DetectionWindow()
 {
-    return FindWindowW(korvex::SETUP_CLASS, korvex::WINDOW_TITLE);
+    return FindWindowW(korvex::STATUS_CLASS, korvex::WINDOW_TITLE);
 }
 
 // Closes the window of a running detection, which has the ports, and waits for the end of its
@@ -127,27 +127,28 @@ int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*
         HWND page = FindWindowW(korvex::CALIBRATION_CLASS, nullptr);
         SetForegroundWindow(
             page != nullptr ? page : FindWindowW(TEXT("#32770"), korvex::TEXT_TITLE));
-        return EXIT_LEFT;
+        return EXIT_NOT_SAVED;
     }
     if (FindWindowW(korvex::PANEL_TEST_CLASS, nullptr) != nullptr) {
         MessageBoxW(nullptr, korvex::TEXT_PANEL_TEST, korvex::TEXT_TITLE,
             MB_OK | MB_ICONWARNING | MB_TOPMOST | MB_SETFOREGROUND);
-        return EXIT_LEFT;
+        return EXIT_NOT_SAVED;
     }
     HWND detection = DetectionWindow();
     if (detection != nullptr) {
         constexpr UINT QUESTION = MB_OKCANCEL | MB_ICONQUESTION | MB_TOPMOST | MB_SETFOREGROUND;
         if (MessageBoxW(nullptr, korvex::TEXT_DETECTION, korvex::TEXT_TITLE, QUESTION) != IDOK)
-            return EXIT_LEFT;
+            return EXIT_NOT_SAVED;
         if (!CloseDetection(detection)) {
             MessageBoxW(nullptr, korvex::TEXT_DETECTION_STAYS, korvex::TEXT_TITLE,
                 MB_OK | MB_ICONWARNING | MB_TOPMOST);
             if (DetectionWindow() != nullptr)
-                return EXIT_LEFT; // it has not been closed by now either
+                return EXIT_NOT_SAVED; // it has not been closed by now either
         }
     }
     const bool saved = Calibrate(NumberOfTargets());
     if (detection != nullptr)
         StartDetection();
-    ExitProcess(saved ? EXIT_SAVED : EXIT_LEFT); // a thread that could not be ended may still run
+    ExitProcess(
+        saved ? EXIT_SAVED : EXIT_NOT_SAVED); // a thread that could not be ended may still run
 }

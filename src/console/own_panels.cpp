@@ -17,8 +17,8 @@ namespace {
 
 struct Panel {
     TouchController* controller; // null: its session is ending
-    CalibrationData before;      // an attempt
-    bool attempted;
+    CalibrationData before;      // before a try
+    bool isTried;
 };
 
 // The sessions in the order in which they were started.
@@ -72,14 +72,14 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
             PackTouch(touch.raw, touch.touching));
         break;
     }
-    case SessionEvent::PORT_GONE:
+    case SessionEvent::PORT_LOST:
     case SessionEvent::ENDED:
-        Post(WM_PANEL_GONE, *panel, static_cast<LPARAM>(PanelLoss::PORT));
+        Post(WM_PANEL_LOST, *panel, static_cast<LPARAM>(PanelLoss::PORT));
         break;
-    case SessionEvent::PORT_BACK:
-        Post(WM_PANEL_BACK, *panel, 0);
+    case SessionEvent::PORT_RETURNED:
+        Post(WM_PANEL_RETURNED, *panel, 0);
         break;
-    case SessionEvent::ENDING:
+    case SessionEvent::STOPPING:
         panels.all[*panel].controller = nullptr;
         break;
     default:
@@ -105,7 +105,7 @@ void Begin(HWND window)
         if (controller != nullptr)
             Post(WM_PANEL_CAME, panel, static_cast<LPARAM>(controller->resolutionBits));
         if (controller != nullptr && controller->portGone == 1)
-            Post(WM_PANEL_GONE, panel, static_cast<LPARAM>(PanelLoss::PORT));
+            Post(WM_PANEL_LOST, panel, static_cast<LPARAM>(PanelLoss::PORT));
     }
 }
 
@@ -137,19 +137,19 @@ void DescribeFile(uint32_t /*panel*/, PanelFile* file)
     CopyBounded(file->path.data(), file->path.size(), located.data());
 }
 
-void ExplainNobody(SourceText* text)
+void ExplainNoneFound(SourceText* text)
 {
     CopyBounded(text->data(), text->size(), TEXT(""));
 }
 
-void Attempt(uint32_t panel, const CalibrationData* points)
+void TryPoints(uint32_t panel, const CalibrationData* points)
 {
     TouchController* controller = OwnPanel(panel);
     if (controller == nullptr)
         return;
-    if (!panels.all[panel].attempted)
+    if (!panels.all[panel].isTried)
         panels.all[panel].before = CopyCalibration(controller);
-    panels.all[panel].attempted = true;
+    panels.all[panel].isTried = true;
     const CalibrationData merged = WithPoints(controller, points);
     InstallCalibration(controller, &merged);
 }
@@ -157,12 +157,12 @@ void Attempt(uint32_t panel, const CalibrationData* points)
 void Revert(uint32_t panel)
 {
     TouchController* controller = OwnPanel(panel);
-    if (controller != nullptr && panels.all[panel].attempted)
+    if (controller != nullptr && panels.all[panel].isTried)
         InstallCalibration(controller, &panels.all[panel].before);
-    panels.all[panel].attempted = false;
+    panels.all[panel].isTried = false;
 }
 
-bool Store(uint32_t panel, const CalibrationData* points, SourceText* reason)
+bool Save(uint32_t panel, const CalibrationData* points, SourceText* reason)
 {
     TouchController* controller = OwnPanel(panel);
     CopyBounded(reason->data(), reason->size(), TEXT("The file cannot be written."));
@@ -193,7 +193,7 @@ void WatchOwnPanels(void (*workerRefused)())
 
 PanelSource OwnPanels()
 {
-    return {Begin, End, Describe, DescribeFile, ExplainNobody, Attempt, Revert, Store, Undo};
+    return {Begin, End, Describe, DescribeFile, ExplainNoneFound, TryPoints, Revert, Save, Undo};
 }
 
 PanelSource SearchedPanels()
@@ -206,7 +206,7 @@ PanelSource SearchedPanels()
 CalibrationData UsedCalibration(uint32_t panel)
 {
     TouchController* controller = OwnPanel(panel);
-    const bool isCopied = panel < MAX_PANELS && panels.all[panel].attempted;
+    const bool isCopied = panel < MAX_PANELS && panels.all[panel].isTried;
     return isCopied             ? panels.all[panel].before
         : controller == nullptr ? CalibrationData{}
                                 : CopyCalibration(controller);

@@ -9,7 +9,7 @@ namespace korvex {
 // the pointer. `workerRefused` is called where a detection has no thread; null: nothing is.
 void WatchOwnPanels(void (*workerRefused)());
 
-// The source that they are. `end` leaves the sessions running; who has started them stops them.
+// The source that they are. `end` leaves the sessions running; whoever started them stops them.
 PanelSource OwnPanels();
 
 // The source of panels that a host's detection finds (StartHost, HOST_PANEL_TEST), with

@@ -33,7 +33,7 @@ struct SelectedFont {
 
 } // namespace
 
-void Write(HDC device, POINT screen, const WCHAR* text, Words words, RECT* area)
+void Write(HDC device, POINT screen, const WCHAR* text, TextStyle words, RECT* area)
 {
     if (*text == 0)
         return;

@@ -22,7 +22,7 @@ inline constexpr int WORDS_UNITS = 5;
 inline constexpr int SMALL_UNITS = 3;
 
 // How a text looks.
-struct Words {
+struct TextStyle {
     int units; // the letters' height, in page units
     int weight;
     COLORREF color;
@@ -34,7 +34,7 @@ void PrepareDevice(HDC device);
 
 // Writes a text centred at the top of the area on a screen of that size, and takes its height off
 // the area. An empty text changes nothing.
-void Write(HDC device, POINT screen, const WCHAR* text, Words words, RECT* area);
+void Write(HDC device, POINT screen, const WCHAR* text, TextStyle words, RECT* area);
 
 void Disc(HDC device, POINT middle, int radius, COLORREF color);
 

@@ -21,7 +21,7 @@ enum class PageButton : uint8_t {
 // One hundredth of the screen's shorter side, at least one pixel.
 int PageUnit(POINT screen);
 
-// A place in parts of 65536 of the screen, in pixels.
+// The pixel of a place that is given in 1/65536 of the screen.
 POINT PixelOf(POINT screen, Point place);
 
 // How far the ring of a target reaches, and how far from a mark a touch still means it, in pixels.
@@ -35,7 +35,7 @@ inline constexpr std::array PAGE_BUTTONS{
     PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL, PageButton::RETAKE, PageButton::UNDO};
 RECT ButtonArea(POINT screen, PageButton button);
 
-// The button at a place; NONE where there is none.
+// The button at a place; NONE if there is none.
 PageButton ButtonAt(POINT screen, POINT place);
 
 // Areas for words: in the upper half, above the row of dots that shows how many targets are taken,

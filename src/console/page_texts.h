@@ -12,8 +12,8 @@ inline constexpr const WCHAR* TEXT_TITLE = TEXT("Korvex Calibration"); // of the
 inline constexpr const WCHAR* TEXT_SEARCHING = TEXT("Looking for touch screens");
 inline constexpr const WCHAR* TEXT_SEARCHING_MORE
     = TEXT("This takes a few seconds for each serial port.");
-inline constexpr const WCHAR* TEXT_NOBODY = TEXT("No touch screen was found");
-inline constexpr const WCHAR* TEXT_NOBODY_MORE
+inline constexpr const WCHAR* TEXT_NONE_FOUND = TEXT("No touch screen was found");
+inline constexpr const WCHAR* TEXT_NONE_FOUND_MORE
     = TEXT("Check its cable and power, then start again.");
 inline constexpr const WCHAR* TEXT_GONE = TEXT("Touch screen disconnected");
 inline constexpr const WCHAR* TEXT_GONE_MORE = TEXT("Reconnect it to continue.");

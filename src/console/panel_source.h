@@ -12,13 +12,13 @@
 
 namespace korvex {
 
-// Panels are counted in the order in which they come.
+// Panels are numbered in the order in which they are found.
 inline constexpr uint32_t MAX_PANELS = 16;
 
 // The messages that a source posts to the window, with the panel's number in wParam.
-inline constexpr UINT WM_PANEL_CAME = WM_USER + 1; // lParam: its resolution, in bits
-inline constexpr UINT WM_PANEL_GONE = WM_USER + 2; // lParam: a PanelLoss
-inline constexpr UINT WM_PANEL_BACK = WM_USER + 3; // its port works again
+inline constexpr UINT WM_PANEL_CAME = WM_USER + 1;     // lParam: its resolution, in bits
+inline constexpr UINT WM_PANEL_LOST = WM_USER + 2;     // lParam: a PanelLoss
+inline constexpr UINT WM_PANEL_RETURNED = WM_USER + 3; // its port works again
 inline constexpr UINT WM_PANEL_TOUCH
     = WM_USER + 4; // a report; wParam: PackPlace; lParam: PackTouch
 inline constexpr UINT WM_SEARCH_DONE = WM_USER + 5; // all ports have been asked; no panel in wParam
@@ -69,12 +69,12 @@ constexpr Point MappedOfPlace(WPARAM packed)
 
 using SourceText = std::array<WCHAR, TEXT_CAPACITY>;
 
-// The file that a store changes.
+// The file that a save changes.
 struct PanelFile {
     SourceText path;
     SourceText other;    // whose calibration it has; empty: no other panel's
-    SourceText previous; // when the one that Undo brings back was replaced
-                         // last; empty: none is kept
+    SourceText previous; // until when the calibration that Undo restores was in use; empty: none is
+                         // kept
 };
 
 // All of it on the window's thread.
@@ -90,16 +90,16 @@ struct PanelSource {
     void (*describeFile)(uint32_t panel, PanelFile* file);
 
     // Why no panel was found, where something is known of it; else empty.
-    void (*explainNobody)(SourceText* text);
+    void (*explainNoneFound)(SourceText* text);
 
-    // Has the panel's touches mapped by these points from now on, and as before again.
-    void (*attempt)(uint32_t panel, const CalibrationData* points);
+    // Maps the panel's touches by these points from now on; `revert` restores the previous mapping.
+    void (*tryPoints)(uint32_t panel, const CalibrationData* points);
     void (*revert)(uint32_t panel);
 
     // Stores the points, whole or not at all: true when the file has them. Else why not.
-    bool (*store)(uint32_t panel, const CalibrationData* points, SourceText* reason);
+    bool (*save)(uint32_t panel, const CalibrationData* points, SourceText* reason);
 
-    // Restores the calibration that the last store replaced: true when the file has it. Else why
+    // Restores the calibration that the last save replaced: true when the file has it. Else why
     // not.
     bool (*undo)(uint32_t panel, SourceText* reason);
 };

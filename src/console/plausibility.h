@@ -35,13 +35,13 @@ struct PointsJudgement {
     uint32_t target; // from 0, in target order; NO_TARGET where none can be named
     uint32_t other;  // the second one of SAME_PLACE and ORDER
     // How far each target lies from where the others predict it, by the smooth map that fits those
-    // best. 0 where there is no such map.
+    // best. 0 if there is no such map.
     std::array<Residual, MAX_CALIBRATION_POINTS> residuals;
     // The targets that lie more than MAX_RESIDUAL_PERCENT off, whatever `fault` is: a bit for each.
     // One that was touched wrongly makes others suspect.
     uint32_t suspects;
-    // The suspect without which the others fit best. Of four targets each fits as well without: the
-    // last one. NO_TARGET where there are no suspects.
+    // The suspect without which the others fit best. With four targets the others fit equally well
+    // without any one of them: then the last target. NO_TARGET if there are no suspects.
     uint32_t outlier;
 };
 

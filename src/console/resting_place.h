@@ -17,9 +17,9 @@ struct TouchSamples {
 
 void AddSample(TouchSamples* samples, Point place);
 
-// The mean of samples `begin` to `end` - 1, at least one, without the outliers: noise never takes a
-// sample as far from the median as they lie. Each axis for itself. A distance of `minOutlier` is
-// none yet. On one thread.
+// The mean of samples `begin` to `end` - 1 (at least one), without outliers: samples farther from
+// the median than noise reaches, and farther than `minOutlier`. Each axis is computed separately.
+// One thread.
 Point RestingPlace(const TouchSamples* samples, uint32_t begin, uint32_t end, int32_t minOutlier);
 
 } // namespace korvex

@@ -33,7 +33,7 @@ std::string ControlFolders();
 // The address of a path; false, with errno set, when it is too long for one.
 bool ControlAddressOf(const std::string& path, sockaddr_un* address);
 
-// A connection to the socket; -1 with errno set where there is none (ECONNREFUSED: its process has
+// A connection to the socket; -1 with errno set if there is none (ECONNREFUSED: its process has
 // died).
 int ConnectTo(const sockaddr_un* address);
 

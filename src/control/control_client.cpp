@@ -172,7 +172,7 @@ std::vector<RuntimeStatus> AskStatuses()
     return all;
 }
 
-std::optional<RemotePanel> FindRuntime(
+std::optional<RemotePanel> FindDrivenPanel(
     const std::string& path, const std::string& name, std::string* unasked)
 {
     for (const std::string& socket : ControlSockets()) {

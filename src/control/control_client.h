@@ -41,7 +41,7 @@ std::optional<std::string> PopLine(ControlClient* client);
 struct RuntimeStatus {
     int process;
     std::vector<PanelState> panels;
-    std::vector<PendingPanel> awaited;
+    std::vector<PendingPanel> pending;
 };
 
 // Asks for it; none as in Ask.
@@ -71,10 +71,10 @@ struct RemotePanel {
 // The runtime that drives the controller on a port, connected; none if no runtime that can be asked
 // does. The panel's name, which may be empty, finds it even if the port is lost. `unasked`, which
 // may be null, then has the sockets that cannot be asked, and why; empty: none.
-std::optional<RemotePanel> FindRuntime(
+std::optional<RemotePanel> FindDrivenPanel(
     const std::string& path, const std::string& name, std::string* unasked = nullptr);
 
-// All panels that runtimes drive which can be asked, each with a connection of its own.
+// All panels of all runtimes that can be asked, each with a connection of its own.
 std::vector<RemotePanel> FindAllPanels();
 
 // Asks for the panel's state again: false, with the connection closed, when the runtime does not

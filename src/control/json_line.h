@@ -28,7 +28,7 @@ Json TimeJson(std::chrono::system_clock::time_point time);
 // The time that the text has; the epoch for any other value.
 std::chrono::system_clock::time_point TimeFrom(const Json& value);
 
-// The text that an object has by a key; empty where it has none.
+// The text that an object has by a key; empty if it has none.
 std::string TextIn(const Json& object, const char* key);
 
 Json PointJson(Point point);

@@ -17,7 +17,7 @@ uint32_t CountFrom(const Json& value)
     return value.get<uint32_t>();
 }
 
-// The values that must be there are asked for by at() and get(), which throw where they are not, or
+// The values that must be there are asked for by at() and get(), which throw if they are not, or
 // of another kind.
 PanelState StateFrom(const Json& json)
 {
@@ -75,7 +75,7 @@ Json ToJson(const PanelState& state)
 {
     const PanelCalibration& calibration = state.calibration;
     Json json{{"panel", state.panel}, {"path", state.path}, {"tty", state.tty},
-        {"gone", state.reading.gone}, {"noisy", state.noisy}, {"model", state.model},
+        {"gone", state.reading.lost}, {"noisy", state.noisy}, {"model", state.model},
         {"firmware", state.firmware}, {"resolutionBits", state.resolutionBits},
         {"baudRate", state.baudRate}, {"controller", state.controller},
         {"since", TimeJson(state.since)}, {"lastTouch", TimeJson(state.lastTouch)},

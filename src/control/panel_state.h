@@ -1,5 +1,5 @@
-// A driven panel's state: as its runtime knows it, sends it to clients, and they show it. The one
-// place that knows the keys.
+// A driven panel's state: as a runtime sends it and clients show it. The JSON keys are defined only
+// here.
 #pragma once
 
 #include <array>
@@ -61,7 +61,7 @@ void AddCounters(const PanelCounters& counters, Json* object);
 
 // The latest report of a panel, and its counters.
 struct PanelReading {
-    bool gone; // its port has failed, and the controller has not answered since
+    bool lost; // its port has failed, and the controller has not answered since
     bool touching;
     Point raw;    // of the last report
     Point mapped; // of it, in output units
@@ -92,7 +92,7 @@ struct PanelState {
     uint32_t baudRate;
     std::chrono::system_clock::time_point since;     // the session runs
     std::chrono::system_clock::time_point lastTouch; // the epoch: it was never touched
-    bool noisy; // of the last minute's packets more than one in a hundred were spoiled
+    bool noisy; // more than 1 % of the last minute's packets were rejected
     PanelReading reading;
     PanelCalibration calibration;
 };

@@ -12,7 +12,7 @@ namespace korvex {
 // "SelectiveSuspendEnabled", "SelectiveSuspendOn" and "TabletPC", as the system and the section
 // "Option" of the settings file in the system folder say. After it, NO_ERROR: settles mouse or
 // tablet mode, writes "TabletPC" again, applies the double-click settings of mouse mode, requests a
-// restart where one is needed, and sends the driver the mode.
+// restart if one is needed, and sends the driver the mode.
 DWORD HandleInstallDevice(HDEVINFO devices, SP_DEVINFO_DATA* element, BOOL postProcessing);
 
 // DIF_REMOVE, before the removal: removes every child of the device. NO_ERROR.

@@ -9,7 +9,7 @@
 
 namespace korvex {
 
-// Installs the filter where it is missing, makes it the port's only upper filter, stores the
+// Installs the filter if it is missing, makes it the port's only upper filter, stores the
 // parameters, restarts the port and waits for the child node that the filter presents: up to 1 s
 // after an installation and up to 1.5 s for the child; a stop of the host ends the waits. Sets the
 // record's rebootRequired and, once the child has come, its deviceId.

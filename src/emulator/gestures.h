@@ -21,7 +21,7 @@ inline constexpr std::string_view GESTURE_HELP
                      5 s apart, and in the end the panel at 70 %, 30 %; for the host's only port, or
                      the last one that it probes
   wait MS            do nothing for MS milliseconds
-  send HEX...        send these bytes as they are
+  send HEX...        send these bytes unchanged
   hangup             close the line
   quit               end the emulator
 )";

@@ -38,9 +38,9 @@ void CreateStatusWindow(HostContext* context)
     constexpr int HEIGHT = 100;
     constexpr int TEXT_TOP = 20;
     constexpr int TEXT_HEIGHT = 36;
-    context->statusWindow
-        = CreateWindowExW(0, SETUP_CLASS, WINDOW_TITLE, WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX,
-            0, 0, WIDTH, HEIGHT, nullptr, nullptr, context->moduleHandle, nullptr);
+    context->statusWindow = CreateWindowExW(0, STATUS_CLASS, WINDOW_TITLE,
+        WS_OVERLAPPED | WS_SYSMENU | WS_MINIMIZEBOX, 0, 0, WIDTH, HEIGHT, nullptr, nullptr,
+        context->moduleHandle, nullptr);
     auto identifier = std::bit_cast<HMENU>(uintptr_t{1});
     context->statusText = CreateWindowExW(0, TEXT("STATIC"), TEXT(""),
         WS_CHILD | WS_VISIBLE | SS_CENTER, 0, TEXT_TOP, WIDTH, TEXT_HEIGHT, context->statusWindow,
@@ -161,7 +161,7 @@ BOOL RegisterSetupClass(HostContext* context)
     setupClass.hIcon = context->icon;
     setupClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     setupClass.hbrBackground = context->backgroundBrush;
-    setupClass.lpszClassName = SETUP_CLASS;
+    setupClass.lpszClassName = STATUS_CLASS;
     RegisterClassW(&setupClass);
     return TRUE;
 }

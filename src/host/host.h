@@ -1,5 +1,5 @@
 // The host of a detection or panel test entry: the context with everything that detection finds,
-// the status window, the detection worker, and the end of it all. On the entry's thread, which owns
+// the status window, the detection worker, and their shutdown. On the entry's thread, which owns
 // the window and runs the message loop, unless a routine says otherwise.
 #pragma once
 
@@ -20,7 +20,7 @@ inline constexpr uint32_t HOST_PANEL_TEST = 0x4;
 inline constexpr const WCHAR* WINDOW_TITLE = TEXT("Korvex Touch Solutions");
 inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 
-inline constexpr const WCHAR* SETUP_CLASS = TEXT("kxSetup"); // of the status window
+inline constexpr const WCHAR* STATUS_CLASS = TEXT("kxSetup"); // of the status window
 
 // Creates the process's context and, as the flags say, status window and worker. TRUE always;
 // without memory for the context nothing is started, and FindHostContext finds none.

@@ -3,9 +3,9 @@
 
 namespace korvex {
 
-// Nothing: Windows is there, and a program of ours has set its machine up. libkorvex.so, whose
-// callers have set up nothing, brings another definition, which then takes this one's place. From
-// any thread.
+// Does nothing here: Windows needs no set-up, and the command sets its machine up itself.
+// libkorvex.so replaces this definition by one that sets the machine up
+// (machine/loaded_library.cpp). Any thread.
 void PrepareMachine();
 
 } // namespace korvex

@@ -61,7 +61,7 @@ BOOL ShowTarget(PanelTestContext* context);
 // screen, in pixels.
 POINT TargetPosition(uint32_t index);
 
-// Sets the block's standard box to the extent of its pointCount advPoints. 0 always.
+// Sets the calibration's standard box to the extent of its pointCount advPoints. 0 always.
 int PointSpan(CalibrationData* calib);
 
 // How much of the raw span the standard box takes, in percent of the part that lies between the

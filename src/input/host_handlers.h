@@ -19,34 +19,36 @@ enum class SessionEvent : uint8_t {
     // a valid report has come, or a touch has ended without one; on the reader's thread, as the
     // following ones
     TOUCHED,
-    REJECTED,  // packets have been rejected, and no report was found after them
-    PORT_GONE, // the port has failed
-    PORT_BACK, // it works again, and the controller on it has answered or reported where one asks
-    ENDED,     // its reader has ended: the last event on that thread
+    REJECTED,      // packets have been rejected, and no report was found after them
+    PORT_LOST,     // the port has failed
+    PORT_RETURNED, // it works again, and the controller on it has answered or reported (if
+                   // portReturned is set)
+    ENDED,         // its reader has ended: the last event on that thread
     // it is asked to stop: do not use the record after this call returns; on the thread that stops
     // it
-    ENDING,
+    STOPPING,
 };
 
 // The decision on a session whose port has failed and works again.
 enum class PortReturn : uint8_t {
-    SAME,    // its own controller has answered: it goes on
-    ANOTHER, // another controller has answered: it ends
-    UNKNOWN, // its reports are injected, and it is asked about again after the next read
-    HELD,    // as UNKNOWN, but the report that was read is dropped
-    LEFT,    // it goes on, and the port is back with its first report
+    SAME,       // its own controller has answered: it goes on
+    REPLACED,   // another controller has answered: the session ends
+    UNKNOWN,    // its reports are injected, and it is asked about again after the next read
+    HELD,       // as UNKNOWN, but the report that was read is dropped
+    UNANSWERED, // it goes on, and the port is back with its first report
 };
 
 // Routines that the library calls when something happens. A null one is not called, and input goes
 // to the system.
 struct HostHandlers {
-    // An event of any session of this process, on the thread that the event names. ENDING may come
-    // beside one of the reader's events, and more than once.
+    // An event of any session of this process, on the thread that the event names. STOPPING may
+    // come beside one of the reader's events, and more than once.
     void (*sessionEvent)(TouchController* controller, SessionEvent event) = nullptr;
 
     // A session's port has failed and works again, and a read has ended with `result`, with
     // `report` where that is REPORT. On the session's reader thread, after each read until it
-    // returns SAME, ANOTHER or LEFT; only within this call may the link be used. Null: as SAME.
+    // returns SAME, REPLACED or UNANSWERED; only within this call may the link be used. Null: as
+    // SAME.
     PortReturn (*portReturned)(TouchController* controller, ReadResult result, const Packet* report)
         = nullptr;
 

@@ -10,7 +10,7 @@ namespace korvex {
 
 // Maps the report's point, records it as the controller's last report, and sends one mouse input
 // where the contact state asks for it: press and move when a touch begins, move while it lasts,
-// release without a move when it ends. True when an input was sent. A point that a kernel
+// release without a move when it ends. True when an input was sent. A point that the calibration
 // extrapolates beyond 0 to 65535 is sent unchanged. On the session's reader thread.
 bool InjectReport(TouchController* controller, const uint8_t* report);
 

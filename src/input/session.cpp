@@ -36,7 +36,7 @@ void EndTouch(TouchController* controller)
 void SetPortGone(TouchController* controller, bool gone)
 {
     if (controller->portGone.exchange(gone ? 1 : 0) != (gone ? 1 : 0))
-        Notify(controller, gone ? SessionEvent::PORT_GONE : SessionEvent::PORT_BACK);
+        Notify(controller, gone ? SessionEvent::PORT_LOST : SessionEvent::PORT_RETURNED);
 }
 
 // After a failed wait: waits alone fail on some drivers. The port has failed where the read before
@@ -92,12 +92,12 @@ unsigned __stdcall ReaderLoop(void* argument)
             break;
         if (result == ReadResult::REJECTED)
             Notify(controller, SessionEvent::REJECTED);
-        PortReturn decision = PortReturn::LEFT;
+        PortReturn decision = PortReturn::UNANSWERED;
         if (returned && !controller->link.readFailed) {
             decision = DecideReturn(controller, result, &report);
             returned = decision == PortReturn::UNKNOWN || decision == PortReturn::HELD;
         }
-        if (decision == PortReturn::ANOTHER)
+        if (decision == PortReturn::REPLACED)
             break;
         if (result == ReadResult::REPORT) {
             if (decision != PortReturn::HELD)
@@ -168,7 +168,7 @@ bool StopSession(TouchController* controller)
 
 void RequestSessionStop(TouchController* controller)
 {
-    Notify(controller, SessionEvent::ENDING);
+    Notify(controller, SessionEvent::STOPPING);
     controller->running = 0;
     if (controller->wakeEvent != nullptr)
         SetEvent(controller->wakeEvent);

@@ -1,7 +1,8 @@
 // Touch reports: packets of reportLength bytes with a status byte and the raw coordinates.
-//   6-byte family:  status  x low  x high  y low  y high  checksum      status 0x7n touching, 0x3n
-//   not (model 0x2400: 0x4n) model 0x7700:   status  x high 7 bits  x low 7  y high 7  y low 7
-//   status 0xFF touching, 0xBF not
+//   6-byte format:  status  x low  x high  y low  y high  checksum
+//                   status 0x7n touching, 0x3n not touching (model 0x2400: 0x4n)
+//   model 0x7700:   status  x high 7 bits  x low 7  y high 7  y low 7
+//                   status 0xFF touching, 0xBF not touching
 #pragma once
 
 #include <cstdint>

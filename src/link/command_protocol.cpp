@@ -76,7 +76,7 @@ uint32_t ReadMemory(TouchController* controller, uint32_t address, BoardMemory* 
 {
     const MemoryAccess access = MemoryAccessOf(controller->model);
     Packet command = CommandPacket(access.firstCode);
-    if (access.codeCounts) {
+    if (access.codePerAddress) {
         command[0] = LowByte(access.firstCode + address / access.bytes);
     } else {
         command[2] = LowByte(address);

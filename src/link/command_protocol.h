@@ -1,7 +1,8 @@
 // The command protocol of serial controllers: a command packet goes out, one packet of the same
-// length comes back whose first byte repeats the command's code. Two families: 6-byte packets whose
-// last byte is a checksum, and 5-byte packets (model 0x7700) whose data bytes have 7 bits. Runs on
-// the detecting thread, before the session's reader thread exists. Results are true for success.
+// length comes back whose first byte repeats the command's code. Two packet formats: 6-byte packets
+// whose last byte is a checksum, and 5-byte packets (model 0x7700) whose data bytes have 7 bits.
+// Runs on the detecting thread, before the session's reader thread exists. Results are true for
+// success.
 #pragma once
 
 #include <array>
@@ -60,7 +61,7 @@ bool ProbeBaud(TouchController* controller);
 bool ProbeBaudAt(TouchController* controller, uint32_t baudRate);
 
 // Asks a model 0x5200 for its resolution; every other model has 10 bits. On false resolutionBits is
-// 10, and answers.resolutionBits what it was.
+// 10, and answers.resolutionBits is unchanged.
 bool QueryResolution(TouchController* controller);
 
 // Reads the firmware version, and turns model 0x5200 into 0x5460 where the controller says so. On
@@ -75,13 +76,13 @@ bool QueryModelNumber(TouchController* controller);
 inline constexpr uint32_t MODEL_NUMBER_5200 = 5200;
 inline constexpr uint32_t MODEL_NUMBER_5460 = 5460;
 
-// How the memory of a family is read: so many bytes an answer.
+// How the memory is read with one packet format, and how many bytes each answer carries.
 struct MemoryAccess {
     uint8_t firstCode; // COMMAND_READ_MEMORY or COMMAND_READ_MEMORY_7700
     uint32_t bytes;
-    uint32_t offset; // of these bytes in the answer
-    bool
-        codeCounts; // each answer's bytes have a code of their own; else the command has an address
+    uint32_t offset;     // of these bytes in the answer
+    bool codePerAddress; // each answer's bytes have a code of their own; else the command has an
+                         // address
 };
 
 constexpr MemoryAccess MemoryAccessOf(uint32_t model)

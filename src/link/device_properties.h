@@ -25,7 +25,7 @@ SP_DEVICE_INTERFACE_DETAIL_DATA_W* ReadInterfaceDetail(
 
 // Calls `visit(devices, element, path)` for each present interface of the class, in order, those of
 // one device only when `deviceId` is not null: with the set, the interface's device in it, and the
-// interface's path, null where that cannot be read. Ends early, and returns true, when a call
+// interface's path, null if that cannot be read. Ends early, and returns true, when a call
 // returns true.
 template <typename Visit>
 bool VisitInterfaces(const GUID* interfaceClass, const WCHAR* deviceId, Visit visit)

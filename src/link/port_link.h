@@ -21,8 +21,8 @@ bool LinkWrite(PortLink* link, const uint8_t* bytes, uint32_t count);
 
 // Reads exactly `count` bytes into `buffer`, one byte per call of the system, so that no later byte
 // is taken from the port. Gives up at the `count`-th empty wait of byteTimeoutMs, counted over the
-// whole call and not in a row: a controller may pause between bytes, but not for longer than a
-// packet of that length is worth waiting for. On false the bytes received so far are at the start
+// whole call, not consecutively: a controller may pause between bytes, but all pauses together may
+// last only `count` times byteTimeoutMs. On false the bytes received so far are at the start
 // of `buffer`, and the link's readFailed distinguishes a port that refused the read from a silent
 // one. A count of 0 succeeds.
 bool LinkRead(PortLink* link, uint8_t* buffer, uint32_t count);

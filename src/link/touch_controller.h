@@ -52,7 +52,7 @@ struct PortLink {
     // milliseconds that a read waits for one byte; 10 once the port is configured
     uint32_t byteTimeoutMs;
     uint32_t baudRate; // 19200 or 9600; 0 after a probe that found no rate
-    // a read was refused by the port, which silence is not; stays until its user clears it
+    // the port refused a read (silence does not set it); stays set until the link's user clears it
     bool readFailed = false;
 };
 
@@ -175,8 +175,8 @@ struct TouchController {
     std::atomic<uint8_t> portGone;
     ControllerAnswers answers;
     uint8_t hasFileCalibration; // 1: the session's calibration was loaded from the settings file
-    // whatever the handler of session events (input/host_handlers.h) keeps of this one
-    void* observed;
+    // data that the program's handlers (input/host_handlers.h) keep for this controller
+    void* handlerData;
 };
 
 // A new record with every field zero and its lock initialised. Null when out of memory. Any

@@ -135,7 +135,7 @@ bool IsTty(const std::string& path)
 }
 
 // The ports that --port selects, each once; all where it selects none. Nothing, with a message,
-// where one is missing.
+// if one is missing.
 std::optional<std::vector<Port>> PortsOf(const Options* options)
 {
     std::vector<Port> ports = AllPortsOf(options, platform::ScanSerialPorts());
@@ -256,11 +256,11 @@ int SetUpPointer(const Options* options)
             }
             return std::string();
         };
-    machine->observers.monitorChanged = [](const std::string& output, bool present) {
+    machine->handlers.monitorChanged = [](const std::string& output, bool present) {
         Warning("the monitor of output '" + (output.empty() ? std::string("(primary)") : output)
             + "' is " + (present ? "back" : "gone; touches for it are dropped until it is back"));
     };
-    machine->observers.deviceRefused = [](const std::string& path, int error) {
+    machine->handlers.deviceRefused = [](const std::string& path, int error) {
         Warning("no touch screen for '" + path + "': " + strerror(error) + "; retrying");
     };
     std::string reason;
@@ -268,7 +268,7 @@ int SetUpPointer(const Options* options)
         && (fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY) { // it was closed
         return OutputFailed();
     }
-    const platform::PointerKind* kind = platform::FindPointerKind(options->pointer);
+    const platform::NamedPointerBackend* kind = platform::FindPointerKind(options->pointer);
     if (!kind->use({.nameOfPanel = PanelNameOf, .endDescriptor = ShutdownDescriptor()}, &reason)) {
         const bool isRefused = options->pointer == "uinput";
         Error("no pointer input: " + reason
@@ -334,7 +334,7 @@ int SetUpState(const Options* options)
 {
     const std::string fault = PrepareState(options);
     if (fault.empty()) {
-        platform::ThisMachine()->observers.fileNotWritten = [](const std::string& path, int error) {
+        platform::ThisMachine()->handlers.fileNotWritten = [](const std::string& path, int error) {
             const std::lock_guard guard(refusedFiles.mutex);
             if (refusedFiles.paths.insert(path).second)
                 Error("cannot write '" + path + "': " + WriteFaultText(error));

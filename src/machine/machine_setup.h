@@ -24,7 +24,7 @@ bool WasInputLost(const Options* options);
 // Pointer input.
 int SetUpPointer(const Options* options);
 
-// How windows are shown, and the request for the end (shutdown.h) as what closes them.
+// How windows are shown, and that a shutdown request (shutdown.h) closes them.
 int SetUpWindows(const Options* options);
 
 // The version of Windows that the machine reports.
@@ -47,7 +47,7 @@ int SetUpPorts(const Options* options);
 // ID_KORVEX_IGNORE for.
 int SetUpDevicesToAsk(const Options* options);
 
-// As SetUpDevices, but only to look at the ports: without any change on the disk.
+// As SetUpDevicesToAsk, but only to look at the ports: changes nothing on the disk.
 int SetUpKnownDevices(const Options* options);
 
 } // namespace korvex::command

@@ -13,7 +13,7 @@ namespace korvex::command {
 inline constexpr const char* PANEL_FOLDER = "/dev/korvex/";
 
 // The path to open for a port that is called so, by the names that were given (--port) and those
-// that the system knows; the text itself where nothing has that name. It is best a link that udev
+// that the system knows; the text itself if nothing has that name. It is best a link that udev
 // makes for the adapter, which leads to it also when it has come back under another number.
 std::string PathOfPort(const std::vector<GivenPort>& given, const std::string& port);
 
@@ -27,10 +27,10 @@ std::string PanelNameOf(const std::string& path);
 // known.
 std::string PanelTitle(const std::string& path);
 
-// The target of a path now, without links; the path itself if it leads nowhere.
+// The tty that a path leads to now, with links resolved; the path itself if it leads nowhere.
 std::string TtyOf(const std::string& path);
 
-// The tty itself behind a link of udev's, "/dev/ttyUSB0"; any other path as it is.
+// The tty itself that a link of udev's leads to, "/dev/ttyUSB0"; any other path unchanged.
 std::string ShownPath(const std::string& path);
 
 } // namespace korvex::command

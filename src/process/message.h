@@ -25,7 +25,7 @@ void Notice(const std::string& text);
 void Notice(const std::string& subject, const std::string& text);
 
 // Writes all of the text to standard output, waiting for its reader no longer than until a signal
-// requests the end (shutdown.h). False when that came first, or it cannot be written.
+// requests shutdown (shutdown.h). False when that came first, or it cannot be written.
 bool WriteOutput(std::string_view text);
 
 // Says that standard output takes nothing; the exit code for that.

@@ -43,7 +43,7 @@ struct Options {
     std::vector<std::string> arguments;
 };
 
-// A variable of the environment; empty where it is not set.
+// A variable of the environment; empty if it is not set.
 std::string EnvironmentText(const char* name);
 
 // True when an X display is named in the environment.

@@ -16,18 +16,18 @@ namespace korvex::command {
 
 namespace {
 
-constexpr timespec END_LIMIT{2, 800'000'000};
+constexpr timespec SHUTDOWN_LIMIT{2, 800'000'000};
 
-struct EndWatch {
+struct ShutdownWatch {
     HANDLE event = nullptr;
     int descriptor = -1; // an eventfd, written once and never read
 };
 
-EndWatch watch;
+ShutdownWatch watch;
 std::atomic<int> overdueExitCode{EXIT_DONE};
 bool hangupIgnored = false; // when the process started, as under nohup(1)
 
-sigset_t EndSignals()
+sigset_t ShutdownSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
@@ -41,12 +41,12 @@ sigset_t EndSignals()
 // Takes the signals. The thread ends with the process.
 void AwaitSignals()
 {
-    const sigset_t signals = EndSignals();
+    const sigset_t signals = ShutdownSignals();
     int signal = 0;
     while (sigwait(&signals, &signal) != 0) { }
     SetEvent(watch.event);
     eventfd_write(watch.descriptor, 1);
-    timespec left = END_LIMIT;
+    timespec left = SHUTDOWN_LIMIT;
     while (nanosleep(&left, &left) != 0) { }
     RestoreTerminal();
     _exit(overdueExitCode);
@@ -58,13 +58,13 @@ void BlockShutdownSignals()
 {
     struct sigaction hangup{};
     hangupIgnored = sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler == SIG_IGN;
-    const sigset_t signals = EndSignals();
+    const sigset_t signals = ShutdownSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 void AllowShutdownSignals()
 {
-    const sigset_t signals = EndSignals();
+    const sigset_t signals = ShutdownSignals();
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 

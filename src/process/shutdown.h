@@ -16,16 +16,16 @@ void BlockShutdownSignals();
 // Unblocks the signals; one that is pending takes its default action now.
 void AllowShutdownSignals();
 
-// Takes the first of the signals from now on, on a thread of its own, as the end request. A process
-// that has not ended 2.8 s after the first one, whatever holds it, is ended then with EXIT_DONE.
-// False when the system refuses what that needs; once per process.
+// From now on a thread of its own takes the first of these signals as the shutdown request. A
+// process that has not ended 2.8 s after the first one, whatever holds it, is ended then with
+// EXIT_DONE. False when the system refuses what that needs; once per process.
 bool WatchForShutdown();
 
-// The exit code of a process that ends so, in place of EXIT_DONE.
+// The exit code of a process that is ended for being overdue, in place of EXIT_DONE.
 void SetOverdueExitCode(int exitCode);
 
 // Requests the shutdown without a signal: ShutdownEvent is set, the windows are not closed, and
-// there is no limit. Any thread.
+// there is no time limit. Any thread.
 void RequestShutdown();
 
 bool IsShutdownRequested();

@@ -5,7 +5,7 @@
 
 namespace korvex::command {
 
-// The columns of standard output; 0 where it is no terminal, or has no size.
+// The columns of standard output; 0 if it is no terminal, or has no size.
 size_t TerminalColumns();
 
 // While it lives, keys come one by one, unseen, where that is wanted and standard input is the

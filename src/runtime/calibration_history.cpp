@@ -30,7 +30,7 @@ std::string HistoryPath()
     return path.empty() ? path : path + ".previous";
 }
 
-// An earlier calibration, reduced to its known members; null where it is none.
+// An earlier calibration, reduced to its known members; null if it is none.
 Json VersionOf(const Json& json)
 {
     CalibrationData calib{};
@@ -136,7 +136,7 @@ std::string OtherPanelOf(const CalibrationHistory* history, const std::string& p
     return isSame ? "" : PanelTitle(history->port);
 }
 
-CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolutionBits)
+CalibrationData PreviousCalibration(const CalibrationData* used, uint32_t resolutionBits)
 {
     CalibrationData replaced = *used;
     if (ReadCalibrationFile(&replaced))
@@ -144,7 +144,7 @@ CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolu
     return replaced;
 }
 
-std::string StoreReplaced(const std::string& port, const CalibrationData* replaced,
+std::string KeepPreviousCalibration(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits)
 {
     const Json calibration = CalibrationJson(replaced);
@@ -174,7 +174,7 @@ std::string UndoSave(const std::string& port, const std::string& until, Calibrat
     RepairCalibration(&undone, HIGH_RESOLUTION_BITS);
     ParseCalibration(latest["calibration"], restored); // it was parsed before, so it can be
     if (!WriteCalibrationFile(restored)) {
-        const std::string fault = WhyNotWritable();
+        const std::string fault = SettingsFault();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;
     }
     // If that cannot be written, the next undo restores the same one again.

@@ -17,26 +17,26 @@ struct CalibrationHistory {
     Json undone; // what undos have replaced
 };
 
-// Reads the file; empty where there is none that can be read.
+// Reads the file; empty if there is none that can be read.
 CalibrationHistory ReadCalibrationHistory();
 
-// The panel whose calibration the settings file has and its port, for people; empty where that is
+// The panel whose calibration the settings file has and its port, for people; empty if that is
 // the one on `port`, or not known.
 std::string OtherPanelOf(const CalibrationHistory* history, const std::string& port);
 
-// The calibration that a save will replace: that of the settings file, without one `used`, which
-// maps the panel's touches now.
-CalibrationData ReplacedCalibration(const CalibrationData* used, uint32_t resolutionBits);
+// The calibration that a save will replace: that of the settings file; if there is no file, `used`,
+// the one that maps the panel's touches now.
+CalibrationData PreviousCalibration(const CalibrationData* used, uint32_t resolutionBits);
 
 // Adds the calibration that a save for the panel on `port` has just replaced by `saved`. Empty, or
 // why it is not kept.
-std::string StoreReplaced(const std::string& port, const CalibrationData* replaced,
+std::string KeepPreviousCalibration(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits);
 
-// Saves the latest of them in the settings file, and takes it out of the history: `restored`, with
-// nothing derived (MergeCalibration). Only where that was in use until `until`, unless that is
-// empty, and where the last save was for the panel on `port`, unless that is empty. Empty, or why
-// nothing has changed.
+// Saves the latest kept calibration in the settings file again, removes it from the history, and
+// stores it in `restored` with nothing derived (MergeCalibration). Refuses if `until` is given and
+// it was not in use until then, or if `port` is given and the last save was for another panel.
+// Empty, or why nothing has changed.
 std::string UndoSave(const std::string& port, const std::string& until, CalibrationData* restored);
 
 } // namespace korvex::command

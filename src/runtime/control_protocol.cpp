@@ -140,7 +140,7 @@ Json DoRead(const Json& /*request*/, const RunningSession* session, Conversation
     const CalibrationHistory history = ReadCalibrationHistory();
     return {{"panel", session->state.panel},
         {"calibration", CalibrationJson(&session->calibration)}, {"file", SettingsFilePath()},
-        {"savingFault", WhyNotWritable()}, {"otherPanel", ReplacedPanel(session, &history)},
+        {"savingFault", SettingsFault()}, {"otherPanel", ReplacedPanel(session, &history)},
         {"previous", history.previous}};
 }
 
@@ -159,7 +159,7 @@ bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
 constexpr const char* TRIED_BY_ANOTHER = "another client is trying a calibration of this panel";
 constexpr const char* HAS_ENDED = "the session has ended";
 
-// Why a calibration is not taken; empty where it is, or where its client insists.
+// Why a calibration is not taken; empty if it is, or where its client insists.
 std::string RefusalOf(
     const Json& request, const CalibrationData* calib, const TouchController* controller)
 {
@@ -237,12 +237,12 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
         return ErrorReply("'calibration' is missing, and none is being tried");
     }
     const auto tried = conversation->tried.find(key);
-    const CalibrationData replaced = ReplacedCalibration(
+    const CalibrationData replaced = PreviousCalibration(
         tried == conversation->tried.end() ? &session->calibration : &tried->second,
         session->state.resolutionBits);
     const std::string file = SettingsFilePath();
     if (!WriteCalibrationFile(&stored)) {
-        const std::string fault = WhyNotWritable();
+        const std::string fault = SettingsFault();
         return {{"stored", false}, {"file", file},
             {"error",
                 fault.empty() ? "'" + file
@@ -252,7 +252,7 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
     UseCalibration(key, &stored, conversation);
     Notice(PanelTitle(key.path), "the calibration has changed, and is stored in '" + file + "'");
     const std::string fault
-        = StoreReplaced(key.path, &replaced, &stored, session->state.resolutionBits);
+        = KeepPreviousCalibration(key.path, &replaced, &stored, session->state.resolutionBits);
     if (!fault.empty())
         Warning(PanelTitle(key.path), "the previous calibration is not kept: " + fault);
     return {{"stored", true}, {"file", file}};
@@ -339,7 +339,7 @@ std::string FormatEvent(const PanelEvent* event)
 {
     const Json panel = event->panel;
     switch (event->kind) {
-    case PanelEvent::Kind::BEGAN:
+    case PanelEvent::Kind::STARTED:
         return LineOf({{"event", "began"}, {"panel", panel}});
     case PanelEvent::Kind::TOUCH:
         return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence},

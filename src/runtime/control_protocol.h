@@ -16,7 +16,7 @@ struct Conversation {
     bool listens = false;
     std::string listensTo;                       // a port's path; empty: to all
     std::map<SessionKey, CalibrationData> tried; // the calibration before the client's first try
-    bool isRoot = false;                         // it may take back what others try
+    bool isRoot = false;                         // it may revert what others try
 };
 
 // The first line of a connection.
@@ -30,7 +30,7 @@ std::string Answer(std::string_view line, Conversation* conversation);
 std::string FormatEvent(const PanelEvent* event);
 bool ListensTo(const Conversation* conversation, const PanelEvent* event);
 
-// Takes back what the client has tried and not stored.
+// Reverts what the client has tried and not stored.
 void RevertAll(Conversation* conversation);
 
 } // namespace korvex::command

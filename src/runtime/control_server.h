@@ -1,4 +1,4 @@
-// The control socket: a runtime answers there who and what it drives (control_protocol.h). A thread
+// The control socket: here a runtime says what it drives (control_protocol.h). A thread
 // of its own serves it, so that no client costs the touches anything.
 #pragma once
 

@@ -14,7 +14,7 @@ namespace korvex::command {
 // no serial port.
 HANDLE OpenPort(const std::string& path);
 
-// A new record for the controller on an open port, which is closed with it; the end request
+// A new record for the controller on an open port, which is closed with it; the shutdown request
 // (shutdown.h) stops its exchanges. Null when out of memory; the port is then closed.
 TouchController* ControllerOn(HANDLE port);
 
@@ -33,7 +33,7 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
 // on no touch is lost. EXIT_FAULT after another line there when the system refuses a thread.
 int StartDriving(const Options* options, const std::string& port, TouchController* controller);
 
-// Waits until the end is requested, and then stops the running session: true; or until the session
+// Waits until shutdown is requested, then stops the running session: true; or until the session
 // has ended by itself: false.
 bool WaitForEndOf(TouchController* controller);
 

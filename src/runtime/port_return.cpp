@@ -16,28 +16,28 @@ PortReturn Compare(uint32_t before, uint32_t now)
 {
     if (before == 0 || before == now)
         return PortReturn::SAME;
-    return now == 0 ? PortReturn::UNKNOWN : PortReturn::ANOTHER;
+    return now == 0 ? PortReturn::UNKNOWN : PortReturn::REPLACED;
 }
 
 // Compares two controllers, of which `asked` has answered. Among reports answers can be lost: then
-// it is UNKNOWN where one is missing.
+// it is UNKNOWN if one is missing.
 PortReturn CompareControllers(
     const TouchController* asked, const TouchController* controller, bool amongReports)
 {
     if (asked->reportLength != controller->reportLength
         || asked->link.baudRate != controller->link.baudRate)
-        return PortReturn::ANOTHER;
+        return PortReturn::REPLACED;
     const PortReturn model = Compare(controller->answers.modelNumber, asked->answers.modelNumber);
     const PortReturn resolution
         = Compare(controller->answers.resolutionBits, asked->answers.resolutionBits);
-    if (model == PortReturn::ANOTHER || resolution == PortReturn::ANOTHER)
-        return PortReturn::ANOTHER;
+    if (model == PortReturn::REPLACED || resolution == PortReturn::REPLACED)
+        return PortReturn::REPLACED;
     const bool complete = model == PortReturn::SAME && resolution == PortReturn::SAME;
     return complete || !amongReports ? PortReturn::SAME : PortReturn::UNKNOWN;
 }
 
 // Asks as the session's controller was asked when it was identified, and where that does not answer
-// and `search` is set, for any controller at any rate. UNKNOWN where nothing answers.
+// and `search` is set, for any controller at any rate. UNKNOWN if nothing answers.
 PortReturn Ask(const TouchController* controller, bool amongReports, bool search)
 {
     TouchController asked{}; // its lock is never used
@@ -56,7 +56,7 @@ PortReturn Ask(const TouchController* controller, bool amongReports, bool search
     }
     const PortReturn answer
         = answers ? CompareControllers(&asked, controller, amongReports) : PortReturn::UNKNOWN;
-    if (answer == PortReturn::ANOTHER)
+    if (answer == PortReturn::REPLACED)
         DebugTrace(TEXT("Korvex %X answers in place of %X, Session ends\n"),
             asked.answers.modelNumber == MODEL_NUMBER_5460 ? MODEL_5460 : asked.model,
             controller->model);
@@ -97,7 +97,7 @@ PortReturn DecidePortReturn(
         if (now - port->heard < SILENCE)
             return PortReturn::UNKNOWN;
         answer = Ask(controller, false, true);
-        return answer == PortReturn::UNKNOWN ? PortReturn::LEFT : answer;
+        return answer == PortReturn::UNKNOWN ? PortReturn::UNANSWERED : answer;
     }
     return answer;
 }

@@ -56,7 +56,7 @@ struct Entry {
     TouchController* controller = nullptr; // null once the session is asked to stop
     std::atomic<int64_t> lastTouchMs = 0;  // since the epoch
     std::atomic<uint32_t> sequence = 0;
-    std::atomic<bool> noisy = false; // of the last minute's packets too many were spoiled
+    std::atomic<bool> noisy = false; // too many of the last minute's packets were rejected
     NoiseWatch noise;                // the reader's own, as is the next one
     ReturnedPort returned{};
 };
@@ -64,7 +64,7 @@ struct Entry {
 struct Sessions {
     std::mutex mutex; // guards the entries and what they say of a session
     std::map<std::string, Entry> entries;
-    std::map<std::string, PendingPanel> awaited; // by path
+    std::map<std::string, PendingPanel> pending; // by path
     bool sharingTold = false;
     std::string notice; // for the first session's start; empty: none, or reported
 
@@ -87,7 +87,7 @@ int64_t MillisecondsOf(system_clock::time_point time)
 
 Entry* EntryOf(TouchController* controller)
 {
-    return static_cast<Entry*>(controller->observed);
+    return static_cast<Entry*>(controller->handlerData);
 }
 
 // The file that the session's calibration was loaded from; empty: the controller's own memory, and
@@ -97,7 +97,7 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
     std::string path = SettingsFilePath();
     if (controller->hasFileCalibration == 1)
         return path;
-    const std::string fault = WhyNotWritable();
+    const std::string fault = SettingsFault();
     struct stat status{};
     if (path.empty() || lstat(path.c_str(), &status) == 0)
         Warning(title,
@@ -162,13 +162,13 @@ void Start(TouchController* controller)
     entry->noise = {};
     entry->noisy = false;
     entry->returned = {};
-    controller->observed = entry;
-    sessions->awaited.erase(state.path);
+    controller->handlerData = entry;
+    sessions->pending.erase(state.path);
     ReportSharing(sessions);
     if (const std::string notice = std::exchange(sessions->notice, ""); !notice.empty())
         Notice(notice);
     if (sessions->listening)
-        AddEvent({PanelEvent::Kind::BEGAN, state.panel, state.path, 0, {}, {}, false});
+        AddEvent({PanelEvent::Kind::STARTED, state.panel, state.path, 0, {}, {}, false});
 }
 
 void AddTouchEvent(TouchController* controller, Entry* entry, uint32_t sequence)
@@ -194,7 +194,7 @@ void JudgeNoise(TouchController* controller, Entry* entry)
     if (packets >= MIN_PACKETS && noisy != entry->noisy) {
         entry->noisy = noisy;
         const std::string share = std::to_string(rejected) + " of the last minute's "
-            + std::to_string(packets) + " packets were spoiled";
+            + std::to_string(packets) + " packets were rejected";
         if (noisy)
             Warning(entry->title, share + "; check cable, grounding and what else is on the line");
         else
@@ -300,9 +300,9 @@ void HandleSessionEvent(TouchController* controller, SessionEvent event)
             HandleTouch(controller, entry);
         JudgeNoise(controller, entry);
         break;
-    case SessionEvent::PORT_GONE:
-    case SessionEvent::PORT_BACK:
-        ChangePort(entry, event == SessionEvent::PORT_GONE);
+    case SessionEvent::PORT_LOST:
+    case SessionEvent::PORT_RETURNED:
+        ChangePort(entry, event == SessionEvent::PORT_LOST);
         break;
     case SessionEvent::ENDED:
         End(entry);
@@ -317,9 +317,9 @@ PortReturn HandlePortReturn(TouchController* controller, ReadResult result, cons
 {
     Entry* entry = EntryOf(controller);
     if (entry == nullptr)
-        return PortReturn::LEFT;
+        return PortReturn::UNANSWERED;
     const PortReturn decision = DecidePortReturn(&entry->returned, controller, result, report);
-    if (decision == PortReturn::ANOTHER)
+    if (decision == PortReturn::REPLACED)
         Warning(PanelTitle(entry->state.path), "another controller answers there");
     return decision;
 }
@@ -344,23 +344,23 @@ void NoticeAtFirstSession(const std::string& text)
 
 void NotePending(const std::string& path, const std::string& reason)
 {
-    const PendingPanel awaited{PanelNameOf(path), path, reason};
+    const PendingPanel pending{PanelNameOf(path), path, reason};
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
     if (reason.empty())
-        sessions->awaited.erase(path);
+        sessions->pending.erase(path);
     else
-        sessions->awaited[path] = awaited;
+        sessions->pending[path] = pending;
 }
 
 std::vector<PendingPanel> PendingPanels()
 {
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
-    std::vector<PendingPanel> awaited;
-    for (const auto& [path, panel] : sessions->awaited)
-        awaited.push_back(panel);
-    return awaited;
+    std::vector<PendingPanel> pending;
+    for (const auto& [path, panel] : sessions->pending)
+        pending.push_back(panel);
+    return pending;
 }
 
 SessionKey KeyOf(const RunningSession* session)

@@ -1,5 +1,5 @@
-// The sessions of this process, for the control server and the journal. It is their only access to
-// a controller, which ends as soon as the session is asked to stop.
+// The sessions of this process, for the control server and the journal. They reach a controller
+// only through this list, and only until the session is asked to stop.
 #pragma once
 
 #include <chrono>
@@ -15,14 +15,15 @@
 
 namespace korvex::command {
 
-// The handler of session events (input/host_handlers.h) that keeps this account.
+// The handler of session events (input/host_handlers.h) that keeps the list of sessions.
 void HandleSessionEvent(TouchController* controller, SessionEvent event);
 
 // The handler of returned ports (HostHandlers::portReturned) beside it. A different controller on
 // the port ends the session, and the journal says so.
 PortReturn HandlePortReturn(TouchController* controller, ReadResult result, const Packet* report);
 
-// A running session at one moment. Whether a client tries a calibration is the protocol's to know.
+// A running session at one moment. Whether a client tries a calibration is known only to
+// control_protocol.h.
 struct RunningSession {
     PanelState state;
     CalibrationData calibration;
@@ -60,9 +61,9 @@ bool UseSession(const SessionKey& key, const std::function<void(TouchController*
 // Takes note that the session's calibration is now that of a file.
 void NoteStoredCalibration(const SessionKey& key, const std::string& file);
 
-// An event on a panel, as its subscriber gets it.
+// An event on a panel, as a client receives it.
 struct PanelEvent {
-    enum class Kind : uint8_t { BEGAN, TOUCH, GONE, BACK, ENDED } kind;
+    enum class Kind : uint8_t { STARTED, TOUCH, GONE, BACK, ENDED } kind;
     std::string panel;
     std::string path;
     uint32_t sequence; // number of the session's touch events so far, sent or not

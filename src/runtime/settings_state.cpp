@@ -40,7 +40,7 @@ std::string SettingsFilePath()
     return LocateCalibrationFile(&path) ? platform::ToNativePath(path.data()) : "";
 }
 
-std::string WhyNotWritable()
+std::string SettingsFault()
 {
     SettingsPath path{};
     std::error_code error;

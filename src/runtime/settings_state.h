@@ -8,8 +8,7 @@ namespace korvex::command {
 // The file's native path; empty when it is too long for the runtime.
 std::string SettingsFilePath();
 
-// Why the file that is there is not used or cannot be saved; empty when it is and can, or can be
-// created where it is missing.
-std::string WhyNotWritable();
+// Why an existing file is not used, or why the file cannot be saved or created; empty if neither.
+std::string SettingsFault();
 
 } // namespace korvex::command

@@ -26,8 +26,8 @@ inline constexpr uint32_t TEXT_TRUNCATED = 0x8007007A;
 // UTF-16 string (null: "(null)"), %c one UTF-16 unit, %d and %i signed, %u, %x and %X unsigned
 // 32-bit integers, %% a percent sign; the flags "-", "+", " ", "0" and "#", a width and a precision
 // (either may be "*") as in C. A text that does not fit is cut to capacity - 1 units:
-// TEXT_TRUNCATED. Any other conversion ends the text there with that result. A string with a
-// precision is read no further than that.
+// TEXT_TRUNCATED. An unknown conversion ends the text there, also with TEXT_TRUNCATED. A string
+// with a precision is read no further than that.
 uint32_t FormatBounded(WCHAR* destination, size_t capacity, const WCHAR* format, ...);
 
 // Copies `source`, cut to capacity - 1 units (TEXT_TRUNCATED) where it is longer.

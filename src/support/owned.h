@@ -7,8 +7,8 @@
 
 namespace korvex {
 
-// Gives `value` back with CLOSE at the end of its life. CLOSE leaves the values alone that name
-// nothing (null, INVALID_HANDLE_VALUE).
+// Releases `value` with CLOSE at the end of its life. CLOSE ignores values that name nothing (null,
+// INVALID_HANDLE_VALUE).
 template <typename T, auto CLOSE>
 struct Owned {
     T value;

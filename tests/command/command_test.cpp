@@ -143,7 +143,7 @@ TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
     EXPECT_EQ(NextNotification(manager), "READY=1");
     EXPECT_EQ(
         NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
-    EXPECT_THAT(RunKorvex({"status"}).output, HasSubstr("panel  panel  awaited"));
+    EXPECT_THAT(RunKorvex({"status"}).output, HasSubstr("panel  panel  pending"));
     Process emulator({EMULATOR, "--link", "panel", "--script", "-"});
     EXPECT_THAT(NextNotification(manager),
         AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));

@@ -175,7 +175,7 @@ TEST(KorvexCheck, FindsWhatIsWrongWithReportsAndBindings)
             {{}, "note   COM1      it was not touched, so"},
             {ReportOf(folder.panel.get(), true, 512, 512), "ok     COM1      reports: 1, all good"},
             {{0x70, 0, 4, 0, 2, 0x89}, "FAULT  COM1      it measures beyond its 10 bits"},
-            {{0x70, 0, 2, 0, 2, 0}, "FAULT  COM1      spoiled packets: 1, good"}}) {
+            {{0x70, 0, 2, 0, 2, 0}, "FAULT  COM1      rejected packets: 1, good"}}) {
         Process check(
             {KORVEX, "check", "--state", "state", "--seconds", "1", "--port", "COM1=panel"});
         EXPECT_NE(ReadLineWith(check.error, "Touch each panel now"), "");

@@ -80,7 +80,7 @@ TEST(CalibrationFlow, LeadsToASavedCalibrationByTouchesAlone)
     EXPECT_EQ(program.flow.step, FlowStep::MEASURING) << "while other ports are still asked";
     EXPECT_EQ(FinishSearch(&program.flow, program.now), 0U);
     const FlowTasks tasks = PressAllTargets(&program);
-    EXPECT_EQ(tasks & (TASK_ATTEMPT | TASK_BELL | TASK_STORE), TASK_ATTEMPT | TASK_BELL)
+    EXPECT_EQ(tasks & (TASK_TRY | TASK_BELL | TASK_SAVE), TASK_TRY | TASK_BELL)
         << "nothing is stored unasked";
     EXPECT_EQ(program.flow.step, FlowStep::TRYING);
     EXPECT_LT(ResidualPixels(&program.flow, 0), 1);
@@ -103,14 +103,14 @@ TEST(CalibrationFlow, LeadsToASavedCalibrationByTouchesAlone)
     // A button is pressed if the touch begins and ends on it.
     for (int i = 0; i < 10; ++i)
         Report(&program, MiddleOf(PageButton::CANCEL));
-    EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & (TASK_STORE | TASK_REVERT), 0U);
+    EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & (TASK_SAVE | TASK_REVERT), 0U);
     Report(&program, {30, 700});
-    EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, TASK_STORE)
+    EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_SAVE, TASK_SAVE)
         << "after an outlier";
-    EXPECT_EQ(FinishStore(&program.flow, false, program.now) & TASK_END, 0U);
+    EXPECT_EQ(FinishSave(&program.flow, false, program.now) & TASK_END, 0U);
     EXPECT_EQ(program.flow.step, FlowStep::NOT_SAVED);
-    EXPECT_EQ(PressButton(&program.flow, PageButton::SAVE, program.now), TASK_STORE) << "once more";
-    FinishStore(&program.flow, true, program.now);
+    EXPECT_EQ(PressButton(&program.flow, PageButton::SAVE, program.now), TASK_SAVE) << "once more";
+    FinishSave(&program.flow, true, program.now);
     EXPECT_EQ(WaitFor(&program, SAVED_SHOWN_MS - 1) & TASK_END, 0U);
     EXPECT_EQ(WaitFor(&program, 1) & TASK_END, TASK_END);
     EXPECT_EQ(program.flow.step, FlowStep::SAVED);
@@ -127,7 +127,7 @@ TEST(CalibrationFlow, LeavesEverythingAsItWasHoweverItEnds)
     WaitFor(&idle, 1000);
     EXPECT_EQ(idle.flow.secondsLeft, 0U);
     EXPECT_EQ(WaitFor(&idle, PATIENCE_MS) & TASK_END, TASK_END);
-    EXPECT_EQ(idle.flow.step, FlowStep::LEFT);
+    EXPECT_EQ(idle.flow.step, FlowStep::UNCHANGED);
 
     // A tap on Cancel, as the panel's own calibration has it; a rest there is a touch of the cross.
     Program tapped;
@@ -148,12 +148,12 @@ TEST(CalibrationFlow, LeavesEverythingAsItWasHoweverItEnds)
     // Nobody can press a button.
     Program unseen;
     unseen.flow.savesUnasked = true;
-    EXPECT_EQ(PressAllTargets(&unseen) & TASK_STORE, TASK_STORE);
-    EXPECT_EQ(FinishStore(&unseen.flow, false, unseen.now) & (TASK_REVERT | TASK_END),
+    EXPECT_EQ(PressAllTargets(&unseen) & TASK_SAVE, TASK_SAVE);
+    EXPECT_EQ(FinishSave(&unseen.flow, false, unseen.now) & (TASK_REVERT | TASK_END),
         TASK_REVERT | TASK_END);
     Program another; // has another panel's file
-    another.flow.savesUnasked = another.flow.replacesAnother = true;
-    EXPECT_EQ(PressAllTargets(&another) & (TASK_STORE | TASK_END), TASK_END);
+    another.flow.savesUnasked = another.flow.overwritesOtherPanel = true;
+    EXPECT_EQ(PressAllTargets(&another) & (TASK_SAVE | TASK_END), TASK_END);
     Program nobody(4, false);
     nobody.flow.savesUnasked = true;
     EXPECT_EQ(WaitFor(&nobody, 2 * PATIENCE_MS) & TASK_END, 0U) << "it still searches";
@@ -176,7 +176,7 @@ TEST(CalibrationFlow, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeBac
     LosePanel(&program.flow, 1, PanelLoss::RUNTIME);
     EXPECT_EQ(LossOf(&program.flow), PanelLoss::RUNTIME);
     EXPECT_EQ(program.flow.targets.step, TargetStep::WAITING) << "its touch is forgotten";
-    RegainPanel(&program.flow, 1, program.now);
+    ReturnPanel(&program.flow, 1, program.now);
     PressTarget(&program, 1);
     EXPECT_EQ(program.flow.targets.current, 2U);
 
@@ -208,21 +208,21 @@ TEST(CalibrationFlow, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesThat
             const POINT off = program.flow.targets.current == 5 ? POINT{-40, 30} : POINT{0, 0};
             tasks = PressTarget(&program, 0, off);
         }
-        EXPECT_EQ(tasks & (TASK_STORE | TASK_END), !unasked ? 0U : accepts ? TASK_STORE : TASK_END);
+        EXPECT_EQ(tasks & (TASK_SAVE | TASK_END), !unasked ? 0U : accepts ? TASK_SAVE : TASK_END);
         EXPECT_EQ(WorstTarget(&program.flow), 5U);
         if (unasked)
             continue;
         EXPECT_TRUE(IsDoubtful(&program.flow));
         PressButton(&program.flow, PageButton::RETAKE, program.now);
         EXPECT_EQ(program.flow.targets.current, 5U);
-        EXPECT_EQ(PressTarget(&program) & TASK_ATTEMPT, TASK_ATTEMPT);
+        EXPECT_EQ(PressTarget(&program) & TASK_TRY, TASK_TRY);
         EXPECT_FALSE(IsDoubtful(&program.flow));
-        program.flow.replacesAnother = true;
-        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, 0U);
-        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_STORE, 0U) << "a bounce";
+        program.flow.overwritesOtherPanel = true;
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_SAVE, 0U);
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5) & TASK_SAVE, 0U) << "a bounce";
         WaitFor(&program, 1000);
-        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 2) & TASK_STORE, 0U) << "noise";
-        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5), TASK_STORE | TASK_SHOW_TOUCH);
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 2) & TASK_SAVE, 0U) << "noise";
+        EXPECT_EQ(Press(&program, MiddleOf(PageButton::SAVE), 5), TASK_SAVE | TASK_SHOW_TOUCH);
         EXPECT_EQ(Press(&program, MiddleOf(PageButton::UNDO), 5) & TASK_UNDO, 0U);
         program.flow.canUndo = true;
         EXPECT_EQ(Press(&program, MiddleOf(PageButton::UNDO), 5) & TASK_UNDO, TASK_UNDO);
@@ -235,7 +235,7 @@ TEST(CalibrationFlow, SavesWhatDoesNotFitOrIsAnotherPanelsOnlyForWhoeverSeesThat
     Program program;
     for (int touch = 0; touch < 30 && program.flow.step == FlowStep::MEASURING; ++touch)
         Press(&program, {500 + touch % 3, 500});
-    EXPECT_EQ(program.flow.step, FlowStep::MISFIT);
+    EXPECT_EQ(program.flow.step, FlowStep::IMPOSSIBLE);
     EXPECT_FALSE(HasButton(&program.flow, PageButton::SAVE));
     Press(&program, {10, 10}, 5);
     EXPECT_EQ(program.flow.step, FlowStep::MEASURING);

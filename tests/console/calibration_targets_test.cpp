@@ -43,7 +43,7 @@ TargetChange Press(Panel* panel, Point raw, int reports = 200)
     for (int i = 0; i < 150 && change == TargetChange::TAKEN; ++i)
         EXPECT_EQ(Report(panel, {raw.x + 40, raw.y}, true), TargetChange::NONE);
     const TargetChange lifted = Report(panel, raw, false);
-    return lifted == TargetChange::NEXT ? change : lifted;
+    return lifted == TargetChange::LIFTED ? change : lifted;
 }
 
 TargetChange PressTarget(Panel* panel, uint32_t target)

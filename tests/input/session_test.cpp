@@ -35,8 +35,8 @@ struct RunningSession {
     {
         WriteTextFile("Korvex.ini", settings);
         line.Know(model);
-        platform::ThisMachine()->observers.lineBytes = [this](platform::LineDirection direction,
-                                                           const uint8_t* /*bytes*/, size_t count) {
+        platform::ThisMachine()->handlers.lineBytes = [this](platform::LineDirection direction,
+                                                          const uint8_t* /*bytes*/, size_t count) {
             if (direction == platform::LineDirection::RECEIVED && (received += count) == endAt)
                 controller->running = 0;
         };
@@ -47,7 +47,7 @@ struct RunningSession {
     ~RunningSession()
     {
         StopSession(controller);
-        platform::ThisMachine()->observers.lineBytes = nullptr;
+        platform::ThisMachine()->handlers.lineBytes = nullptr;
     }
 
     void Send(const emulator::Bytes& bytes)

@@ -140,7 +140,7 @@ TEST(X11Pointer, GoesToTheMonitorOfTheMachineOrOfTheLine)
     Texts told;
     machine->screen.outputOfLine
         = [](const std::string& path) { return path == "/dev/left" ? "DUMMY0" : ""; };
-    machine->observers.monitorChanged = [&told](const std::string& output, bool present) {
+    machine->handlers.monitorChanged = [&told](const std::string& output, bool present) {
         told.push_back(output + (present ? " back" : " gone"));
     };
     ASSERT_TRUE(platform::UseX11Pointer({.display = display.name.c_str()}, &reason)) << reason;

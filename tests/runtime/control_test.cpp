@@ -367,10 +367,10 @@ TEST(Control, TellsTheJournalOfNoiseLossReturnAndExchange)
     send(98, {});
     send(2, {0x70, 0, 2, 0, 2, 0});
     EXPECT_THAT(ReadLine(driven.drive->error),
-        StartsWith("<4>panel (" + tty + "): 2 of the last minute's 102 packets were spoiled; "));
+        StartsWith("<4>panel (" + tty + "): 2 of the last minute's 102 packets were rejected; "));
     send(98, {});
     EXPECT_THAT(ReadLine(driven.drive->error),
-        AllOf(StartsWith("<5>"), HasSubstr(" 200 packets were spoiled: the line is good again")));
+        AllOf(StartsWith("<5>"), HasSubstr(" 200 packets were rejected: the line is good again")));
     EXPECT_EQ(Ask(&client, Try(512)), TRIED);
     HangUp(driven.panel.get());
     EXPECT_EQ(ReadLine(driven.drive->error), "<4>panel (" + tty + "): the port has gone");
@@ -406,7 +406,7 @@ TEST(Control, TellsTheJournalWhyACalibrationFileIsNotUsed)
              {"truncate -s 2M", "it is larger than a megabyte"},
              {"mv Korvex.ini a; ln -s a Korvex.ini; chown -h 65534", "it is a link of another"}}) {
         const DrivenPanel driven(change + " Korvex.ini; ");
-        EXPECT_THAT(RunKorvex({"status"}).output, HasSubstr("factory calibration"));
+        EXPECT_THAT(RunKorvex({"status"}).output, HasSubstr("controller's memory"));
         EXPECT_THAT(driven.said,
             AllOf(HasSubstr("' is not used: " + reason),
                 HasSubstr("; the calibration in the controller's own")));

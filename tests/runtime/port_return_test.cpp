@@ -29,11 +29,11 @@ struct SessionOnAdapter : PanelFolder {
     {
         const auto decide = [](TouchController* driven, ReadResult result, const Packet* report) {
             return DecidePortReturn(
-                static_cast<ReturnedPort*>(driven->observed), driven, result, report);
+                static_cast<ReturnedPort*>(driven->handlerData), driven, result, report);
         };
         if (asks)
             SetHostHandlers({.portReturned = decide});
-        controller->observed = &returned;
+        controller->handlerData = &returned;
         LinkInit(&controller->link, OpenPort("panel"), LINK_SERIAL, 0);
         controller->link.byteTimeoutMs = byteTimeoutMs;
         if (!IdentifyController(controller.get())) {

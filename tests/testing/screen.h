@@ -1,4 +1,4 @@
-// An X server without a screen, observed from outside. DISPLAY names it while it lives.
+// An X server without a screen, handlerData from outside. DISPLAY names it while it lives.
 #pragma once
 
 #include <string>

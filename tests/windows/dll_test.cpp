@@ -38,9 +38,9 @@ struct Dll : Test {
 };
 
 // The calls of Windows that the entries make.
-const std::string SETUP_CLASS = "RegisterClassW \"kxSetup\" style 8, extra 0+0, arrow cursor, "
-                                "background FFFFFF, menu none program\r\n";
-const std::string PANEL_TEST_CALLS = SETUP_CLASS
+const std::string STATUS_CLASS = "RegisterClassW \"kxSetup\" style 8, extra 0+0, arrow cursor, "
+                                 "background FFFFFF, menu none program\r\n";
+const std::string PANEL_TEST_CALLS = STATUS_CLASS
     + "RegisterClassW \"kxPanelTest\" style 8, extra 0+0, arrow cursor, background FFFFFF, menu "
       "none program\r\n"
       "CreateWindowExW 0 \"kxPanelTest\" \"Korvex Touch Solutions\" 80000000 0 0 1024 768 none 0 "
@@ -129,7 +129,7 @@ TEST_F(Dll, SingleEntriesKeepEachOtherOutBehindTheStatedWindow)
     PressCloseButton(&screen, window);
     EXPECT_EQ(WaitForExit(&process), 0);
     EXPECT_EQ(ReadAll(process.output),
-        MUTEX + SETUP_CLASS
+        MUTEX + STATUS_CLASS
             + "CreateWindowExW 0 \"kxSetup\" \"Korvex Touch Solutions\" A0000 0 0 300 100 none 0 "
               "program null\r\n"
               "CreateWindowExW 0 \"STATIC\" \"\" 50000001 0 20 300 36 kxSetup 1 program null\r\n"

@@ -84,7 +84,7 @@ void CheckDisplay(Findings* findings)
     const bool hasDevices = platform::CanMakeInputDevices(&reason);
     if (hasDevices && (!HasDisplay() || IsWaylandSession()))
         findings->push_back(
-            {Severity::FINE, "display", "touches go to touch screen devices of the kernel"});
+            {Severity::OK, "display", "touches go to touch screen devices of the kernel"});
     else if (!HasDisplay())
         findings->push_back({Severity::FAULT, "display",
             "no X display is named in DISPLAY, and " + reason + "; " + DisplayCure()
@@ -101,7 +101,7 @@ void CheckDisplay(Findings* findings)
         findings->push_back({Severity::FAULT, "display",
             "the X display is that of the computer that you come from; " + DisplayCure()});
     else
-        findings->push_back({Severity::FINE, "display", "the X display takes pointer input"});
+        findings->push_back({Severity::OK, "display", "the X display takes pointer input"});
 }
 
 // The rate at which something answers that was not identified: the last candidate's or that of the
@@ -160,7 +160,7 @@ bool CheckController(const PortState* port, TouchController* controller, Finding
         return true;
     }
     findings->push_back(
-        {Severity::FINE, SubjectOf(port), "'" + port->path + "', " + DescriptionOf(controller)});
+        {Severity::OK, SubjectOf(port), "'" + port->path + "', " + DescriptionOf(controller)});
     return true;
 }
 
@@ -216,9 +216,9 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
             "'" + port->path + "' is skipped: its udev property ID_KORVEX_IGNORE is set"});
         return;
     }
-    if (std::optional<RemotePanel> remote = FindRuntime(port->path, port->panel); remote) {
-        const bool gone = remote->state.reading.gone;
-        findings->push_back({gone ? Severity::FAULT : Severity::FINE, subject,
+    if (std::optional<RemotePanel> remote = FindDrivenPanel(port->path, port->panel); remote) {
+        const bool gone = remote->state.reading.lost;
+        findings->push_back({gone ? Severity::FAULT : Severity::OK, subject,
             "'" + port->path + "', " + remote->state.controller + ", driven by process "
                 + std::to_string(remote->process)
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and "
@@ -272,19 +272,19 @@ void CheckReports(const Listener* listener, Findings* findings)
                   "asked for its resolution again"});
     else if (bad > 0)
         findings->push_back({Severity::FAULT, listener->name,
-            "spoiled packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
+            "rejected packets: " + std::to_string(bad) + ", good ones: " + std::to_string(reports)
                 + "; check cable, grounding and what else is on the line"});
     else if (reports == 0)
         findings->push_back({Severity::NOTE, listener->name,
             "it was not touched, so its reports were not checked"});
     else
         findings->push_back(
-            {Severity::FINE, listener->name, "reports: " + std::to_string(reports) + ", all good"});
+            {Severity::OK, listener->name, "reports: " + std::to_string(reports) + ", all good"});
 }
 
 const char* NameOf(Severity severity)
 {
-    return severity == Severity::FINE ? "ok" : severity == Severity::NOTE ? "note" : "FAULT";
+    return severity == Severity::OK ? "ok" : severity == Severity::NOTE ? "note" : "FAULT";
 }
 
 std::string TextOf(const Findings* findings)
@@ -360,7 +360,7 @@ int RunCheck(const Options* options)
     }
     for (Listener& listener : listeners) {
         if (listener.remote && !RefreshState(&*listener.remote))
-            listener.remote = FindRuntime(listener.remote->state.path, "");
+            listener.remote = FindDrivenPanel(listener.remote->state.path, "");
         if (listener.controller == nullptr && !listener.remote)
             heard.push_back({Severity::NOTE, listener.name,
                 "the runtime that drives it has ended, or answers no more"});

@@ -99,7 +99,7 @@ struct NamedPanel {
     bool hasFolder = false;
     std::optional<PanelUnit> unit;
     std::optional<PanelState> driven;    // its state, from the runtime that drives it
-    std::optional<PendingPanel> awaited; // what its runtime waits for
+    std::optional<PendingPanel> pending; // the port that its runtime waits for
     std::string unasked;                 // why its unit's socket cannot be asked
     bool isRefused = false;              // because of missing rights
 };
@@ -163,9 +163,9 @@ void AddRuntimes(NamedPanels* panels)
             if (isUnits || panels->contains(panel.panel))
                 (*panels)[panel.panel].driven = panel;
         }
-        for (const PendingPanel& panel : runtime.status->awaited) {
+        for (const PendingPanel& panel : runtime.status->pending) {
             if (isUnits || panels->contains(panel.panel))
-                (*panels)[panel.panel].awaited = panel;
+                (*panels)[panel.panel].pending = panel;
         }
     }
 }
@@ -257,11 +257,11 @@ void CheckRuntime(const PanelCheck* check)
                 + "; root and members of the group \"korvex\" can");
     else if (!panel->unasked.empty())
         Add(check, Severity::FAULT, "its runtime cannot be asked, " + panel->unasked);
-    if (panel->awaited && HasAdapter(check->name))
-        Add(check, Severity::FAULT, panel->awaited->reason);
+    if (panel->pending && HasAdapter(check->name))
+        Add(check, Severity::FAULT, panel->pending->reason);
     if (panel->driven && panel->driven->noisy)
         Add(check, Severity::FAULT,
-            "more than one in a hundred of the last minute's packets were spoiled; check cable, "
+            "more than 1 % of the last minute's packets were rejected; check cable, "
             "grounding and what else uses the port");
 }
 

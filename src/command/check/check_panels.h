@@ -9,7 +9,7 @@ namespace korvex::command {
 
 // Adds the faults of each panel that a udev rule, a unit, a folder below /var/lib/korvex or a
 // control socket knows: its name, its adapter, its unit, its runtime, and the calibration in its
-// folder. False where no panel is known so.
+// folder. False if no panel is known so.
 bool CheckPanels(Findings* findings);
 
 // Whether the settings of a panel are in its own folder, where CheckPanels checks them.

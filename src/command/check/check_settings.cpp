@@ -201,7 +201,7 @@ void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings
     CheckPoints(path, &used, findings);
     CheckLines(SettingsFilePath(), findings);
     if (!HasFault(findings))
-        Add(findings, Severity::FINE,
+        Add(findings, Severity::OK,
             "'" + SettingsFilePath() + "', "
                 + (MapsByPoints(&used) ? std::to_string(used.pointCount) + " calibration points"
                                        : "the standard box"));
@@ -258,7 +258,7 @@ void CheckSettingsIn(const std::string& folder, const std::string& subject, Find
 
 void CheckSettings(Findings* findings)
 {
-    const std::string fault = WhyNotWritable();
+    const std::string fault = SettingsFault();
     if (!fault.empty())
         Add(findings, Severity::FAULT, fault);
     SettingsPath path{};
@@ -276,7 +276,7 @@ void CheckSettings(Findings* findings)
                   "run korvex calibrate)");
     if (!fault.empty()) // a good word would contradict it
         std::erase_if(
-            ofValues, [](const Finding& finding) { return finding.severity == Severity::FINE; });
+            ofValues, [](const Finding& finding) { return finding.severity == Severity::OK; });
     findings->insert(findings->end(), ofValues.begin(), ofValues.end());
 }
 

@@ -7,9 +7,9 @@
 
 namespace korvex::command {
 
-// Adds whether the file is used and can be saved, and each value in it that is no number, that the
-// runtime reads otherwise than it is written, or that makes the mapping useless. What the runtime
-// does is asked of the routines that it does it with.
+// Adds whether the file is used and can be saved, and each value in it that is not a number, that
+// the runtime reads differently from what is written, or that makes the mapping useless. Uses the
+// runtime's own reading routines.
 void CheckSettings(Findings* findings);
 
 // Checks the file in another folder, that of the panel `subject`.

@@ -7,7 +7,7 @@
 
 namespace korvex::command {
 
-enum class Severity { FINE, NOTE, FAULT };
+enum class Severity { OK, NOTE, FAULT };
 
 struct Finding {
     Severity severity;

@@ -39,7 +39,7 @@ SettingsBefore LookAtSettings()
     SettingsBefore before;
     before.path = SettingsFilePath();
     before.content = ContentOf(before.path);
-    before.savingFault = WhyNotWritable();
+    before.savingFault = SettingsFault();
     Findings findings;
     CheckSettings(&findings);
     before.good = before.content.has_value() && !HasFault(&findings);

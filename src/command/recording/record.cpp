@@ -88,7 +88,7 @@ bool AwaitEnd(const Options* options, const TouchController* controller)
 
 int Record(const Options* options, Recorder* recorder)
 {
-    platform::ThisMachine()->observers.lineBytes
+    platform::ThisMachine()->handlers.lineBytes
         = [recorder](platform::LineDirection direction, const uint8_t* bytes, size_t count) {
               RecordBytes(recorder, direction, bytes, count);
           };

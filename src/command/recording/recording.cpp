@@ -93,7 +93,7 @@ void ParseMemory(
         return;
     const MemoryAccess access = MemoryAccessOf(recording->controller.model);
     uint32_t address = (*command)[2];
-    if (access.codeCounts)
+    if (access.codePerAddress)
         address = access.bytes * static_cast<uint8_t>(command->front() - access.firstCode);
     else if (command->front() != access.firstCode)
         return;

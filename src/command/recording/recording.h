@@ -1,4 +1,4 @@
-// Recordings of a serial line: text, one event a line, behind a first line with the format's name
+// Recordings of a serial line: text, one event per line, after a first line with the format's name
 // and version:
 //
 //   korvex-recording 1
@@ -12,7 +12,7 @@
 // "sent" and "answer" hold the bytes of the identification and of all other commands and answers,
 // "controller" what was identified, once, and "report" bytes that the session read, as they came
 // in: in whole reports, in pieces of one, or several at once. Bytes are two hexadecimal digits.
-// Empty lines do not count.
+// Empty lines are ignored.
 #pragma once
 
 #include <chrono>

@@ -32,7 +32,7 @@ HANDLE OpenPortOf(const InterfaceOptions* port, DWORD access, DWORD shareMode)
 {
     HANDLE handle = OpenPath(port->nativePath, access, shareMode);
     const DWORD error = GetLastError();
-    if (const auto& tell = ThisMachine()->observers.portRefused;
+    if (const auto& tell = ThisMachine()->handlers.portRefused;
         handle == INVALID_HANDLE_VALUE && tell) {
         tell(port->nativePath, error);
         SetLastError(error);

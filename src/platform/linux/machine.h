@@ -57,8 +57,8 @@ struct WindowSettings {
     int closeSignals = -1;
 };
 
-// How pointer input leaves the machine; a way of it (pointer/pointer_backends.h) fills all of it
-// in.
+// How pointer input leaves the machine. A pointer back end (pointer/pointer_backends.h) fills in
+// all members.
 struct PointerBackend {
     // Sends an input record, one call at a time; false when it could not be sent. Empty: none can.
     std::function<bool(const INPUT* input)> send = {};
@@ -73,7 +73,7 @@ struct PointerBackend {
 };
 
 // Handlers of events; called on the thread on which the event happens.
-struct Observers {
+struct EventHandlers {
     // A serial port could not be opened by its interface, with the error of CreateFileW.
     std::function<void(const std::string& path, DWORD error)> portRefused;
 
@@ -114,7 +114,7 @@ struct Machine {
     // Receives each debugger text (UTF-8), one call at a time. Empty: standard error.
     std::function<void(std::string_view text)> trace;
 
-    Observers observers;
+    EventHandlers handlers;
     TestSwitches tests;
 
     // Called last before the process ends, with the exit code; its result replaces the code.

@@ -16,7 +16,7 @@ bool WriteWhole(int descriptor, std::string_view content);
 // than `limit` bytes; part of it may then have been read.
 bool ReadWhole(int descriptor, size_t limit, std::string* content);
 
-// As with the attribute of that name on Windows, which binds administrators too.
+// True if nobody has write permission: read-only as on Windows, for administrators too.
 bool IsReadOnly(const struct stat* status);
 
 } // namespace korvex::platform

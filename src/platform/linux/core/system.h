@@ -11,7 +11,7 @@ struct OSVERSIONINFOW {
     DWORD dwMinorVersion;
 };
 
-// As it starts so does OSVERSIONINFOW.
+// Begins with the members of OSVERSIONINFOW.
 struct OSVERSIONINFOEXW {
     DWORD dwOSVersionInfoSize;
     DWORD dwMajorVersion;

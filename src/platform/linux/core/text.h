@@ -19,7 +19,7 @@ std::string ToUtf8(std::u16string_view text);
 std::u16string FromNativePath(std::string_view path);
 std::string ToNativePath(std::u16string_view path);
 
-// The parts of the text that `end` closes, and the rest where it is not empty.
+// Splits the text at each `end`; a last part without `end` counts only if it is not empty.
 std::vector<std::u16string> Split(std::u16string_view text, char16_t end);
 
 // The text with its ASCII and Latin-1 letters in one case, and equality without regard to theirs.

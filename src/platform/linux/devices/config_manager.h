@@ -1,4 +1,4 @@
-// The configuration manager: where a device node is in the tree, and how it does.
+// The configuration manager: where a device node is in the tree, and its status.
 #pragma once
 
 #include "platform/linux/devices/setup_types.h"

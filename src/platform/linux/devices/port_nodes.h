@@ -18,8 +18,8 @@ namespace korvex::platform {
 DEVINST AddSerialPort(
     std::u16string_view name, const std::string& nativePath, const std::string& stablePath);
 
-// Sets a node's upper filters. False when the state folder cannot keep them; they count until the
-// end of the process all the same.
+// Sets a node's upper filters. False when the state folder cannot keep them; they still apply until
+// the process ends.
 bool StoreUpperFilters(DEVINST node, std::vector<std::u16string> filters);
 
 // Makes a filter present a child below a port: the one with this instance ID, or none. False when
@@ -34,7 +34,8 @@ bool ForgetPort(DEVINST port);
 void RemoveNode(DEVINST node);
 
 // The one driver that can be a port's first upper filter: `start` is called when its port is
-// restarted or enumerated, without the tree's lock. The name is a constant's.
+// restarted or enumerated, without the tree's lock. The name must stay valid until the process
+// ends.
 void SetFilterDriver(std::u16string_view service, void (*start)(DEVINST port));
 
 // Makes the driver of the node's first upper filter examine the port. Called without the tree's

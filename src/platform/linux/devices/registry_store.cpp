@@ -177,7 +177,7 @@ bool WriteRegistryValues(std::u16string_view path, const std::vector<NamedValue>
     };
     if (RegistryFile().empty() || !UpdateProfile(RegistryFile(), change, Durability::DEFERRED))
         return false;
-    const auto& told = ThisMachine()->observers.registryWritten;
+    const auto& told = ThisMachine()->handlers.registryWritten;
     for (const NamedValue& value : *values) {
         if (told)
             told(ToUtf8(std::u16string(path)

@@ -39,7 +39,7 @@ std::optional<RegistryValue> ReadRegistryValue(std::u16string_view path, std::u1
 // A text value; empty when there is none or it is no text.
 std::u16string ReadRegistryText(std::u16string_view path, std::u16string_view name);
 
-// Creates the key where it is missing and sets its values, in one go, and notifies the machine of
+// Creates the key if it is missing and sets its values, in one go, and notifies the machine of
 // each. False when that cannot be written; nothing is then changed.
 bool WriteRegistryValues(std::u16string_view path, const std::vector<NamedValue>* values);
 bool WriteRegistryText(

@@ -7,7 +7,7 @@
 
 namespace korvex::platform {
 
-// Opens and locks the file, and creates it, empty and of mode 0600, where it is missing. The lock
+// Opens and locks the file, and creates it, empty and of mode 0600, if it is missing. The lock
 // is held until the descriptor is closed; its holder may remove the file before. -1 with errno set:
 // EWOULDBLOCK while another process holds it and `limit` is over, EPERM for a file that other users
 // can open. The superuser locks other users' files too.

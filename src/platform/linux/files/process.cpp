@@ -53,7 +53,7 @@ HANDLE CreateMutexW(SECURITY_ATTRIBUTES* /*security*/, BOOL /*initialOwner*/, LP
                folder + "/korvex-" + korvex::platform::ToUtf8(name) + ".lock")
             >= 0;
     const int error = owned ? 0 : errno;
-    const auto& told = korvex::platform::ThisMachine()->observers.mutexRefused;
+    const auto& told = korvex::platform::ThisMachine()->handlers.mutexRefused;
     if (error != 0 && error != EWOULDBLOCK && told)
         told(folder, error);
     SetLastError(owned ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);

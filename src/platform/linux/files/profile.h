@@ -1,10 +1,10 @@
 // Private profile (INI) files, by the rules that Windows documents for them: section and key names
 // match without regard to case, the first match wins, blanks around names and values and one pair
-// of quotes around a value do not count, a line that starts with ";" is a comment. Files are UTF-16
+// of quotes around a value are ignored, a line that starts with ";" is a comment. Files are UTF-16
 // where a byte order mark says so, else 8-bit text (UTF-8 here).
 //
 // A thread's reads of a file between its opening (CreateFileW) and the next come from one state of
-// the file, so that who opens and then reads sees no half of a change. A thread's writes to a file
+// the file, so that a reader never sees half of a change. A thread's writes to a file
 // wait until they are flushed, and then reach the disk together: another process, and a crash, sees
 // all of them or none.
 #pragma once

@@ -24,7 +24,7 @@ std::u16string_view Trim(std::u16string_view text);
 // The document of a file's bytes.
 ProfileDocument ParseProfile(std::string_view content);
 
-// The file's bytes of a document.
+// The bytes of the file for a document.
 std::string FormatProfile(const ProfileDocument* profile);
 
 // The value of a key by the rules of profile.h.
@@ -35,7 +35,7 @@ std::optional<std::u16string> FindValue(
 void SetValue(ProfileDocument* profile, std::u16string_view section, std::u16string_view key,
     const WCHAR* value);
 
-// Adds an empty section where there is none of that name.
+// Adds an empty section if there is none of that name.
 void AddSection(ProfileDocument* profile, std::u16string_view section);
 
 // Removes the section with all its lines.

@@ -247,7 +247,7 @@ bool ChangeWholeFile(const std::string& path,
     if (Change(path, change, durability))
         return true;
     const int error = errno;
-    if (const auto& told = ThisMachine()->observers.fileNotWritten)
+    if (const auto& told = ThisMachine()->handlers.fileNotWritten)
         told(path, error);
     return FailWith(error);
 }

@@ -30,11 +30,11 @@ bool FollowTrustedLinks(const std::string& path, std::string* target);
 // Replaces the file's content by the result of `change`, which is called with the present content
 // (empty when the file is missing), under a lock in the folder (lock_file.h): written beside the
 // file, then renamed over it. Without a result, or with the same content, nothing is written.
-// A symbolic link stays, and its target is replaced (FollowTrustedLinks). Owner and permissions
-// stay; a new file gets its folder's owner. A file without write permission is not replaced
-// (EACCES). Temporary files of killed processes are removed.
-// False with errno set (EBUSY: another process has held the lock for 2 s), and the machine notified
-// (fileNotWritten); the file is then unchanged.
+// A symbolic link stays, and the file that it leads to is replaced (FollowTrustedLinks). Owner and
+// permissions stay; a new file gets its folder's owner. A file without write permission is not
+// replaced (EACCES). Temporary files of killed processes are removed. False with errno set (EBUSY:
+// another process has held the lock for 2 s), and the machine notified (fileNotWritten); the file
+// is then unchanged.
 bool ChangeWholeFile(const std::string& path,
     const std::function<std::optional<std::string>(std::string_view content)>& change,
     Durability durability);

@@ -18,16 +18,16 @@ bool DropInput(const PointerSettings& /*settings*/, std::string* /*reason*/)
     return true;
 }
 
-constexpr std::array KINDS{PointerKind{"x11", UseX11Pointer},
-    PointerKind{"uinput", UseInputDevices}, PointerKind{"log", UseLoggedPointer},
-    PointerKind{"none", DropInput}};
+constexpr std::array KINDS{NamedPointerBackend{"x11", UseX11Pointer},
+    NamedPointerBackend{"uinput", UseInputDevices}, NamedPointerBackend{"log", UseLoggedPointer},
+    NamedPointerBackend{"none", DropInput}};
 
 } // namespace
 
-const PointerKind* FindPointerKind(const std::string& name)
+const NamedPointerBackend* FindPointerKind(const std::string& name)
 {
-    const auto* const found = std::find_if(
-        KINDS.begin(), KINDS.end(), [&name](const PointerKind& kind) { return name == kind.name; });
+    const auto* const found = std::find_if(KINDS.begin(), KINDS.end(),
+        [&name](const NamedPointerBackend& kind) { return name == kind.name; });
     return found == KINDS.end() ? nullptr : found;
 }
 
@@ -35,7 +35,7 @@ std::vector<std::string> PointerNames()
 {
     std::vector<std::string> names;
     names.reserve(KINDS.size());
-    for (const PointerKind& kind : KINDS)
+    for (const NamedPointerBackend& kind : KINDS)
         names.emplace_back(kind.name);
     return names;
 }

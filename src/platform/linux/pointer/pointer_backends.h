@@ -1,4 +1,4 @@
-// The ways that pointer input can go. A new one is a file that fills in the machine's
+// The pointer back ends. A new one is a file that fills in the machine's
 // PointerBackend (machine.h), and its row here.
 #pragma once
 
@@ -9,14 +9,14 @@
 
 namespace korvex::platform {
 
-struct PointerKind {
+struct NamedPointerBackend {
     const char* name; // "uinput"
     // Directs the machine's input there. False, with a reason, when it cannot.
     bool (*use)(const PointerSettings& settings, std::string* reason);
 };
 
 // The one of that name; null when there is none.
-const PointerKind* FindPointerKind(const std::string& name);
+const NamedPointerBackend* FindPointerKind(const std::string& name);
 
 // The names of all, in the order of the help.
 std::vector<std::string> PointerNames();

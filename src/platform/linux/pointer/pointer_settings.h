@@ -1,4 +1,4 @@
-// The settings of a way of pointer input.
+// The settings of the pointer back ends.
 #pragma once
 
 #include <unistd.h>

@@ -119,7 +119,7 @@ KernelDevice* DeviceOf(
     lock->unlock();
     const std::string panel = all->nameOfPanel(line->path);
     std::unique_ptr<KernelDevice> made = MakeDevice(line, panel);
-    if (const auto& told = ThisMachine()->observers.deviceRefused; made == nullptr && first && told)
+    if (const auto& told = ThisMachine()->handlers.deviceRefused; made == nullptr && first && told)
         told(line->path, errno);
     lock->lock();
     return (all->devices[line] = std::move(made)).get();

@@ -10,7 +10,7 @@ namespace korvex::platform {
 
 // Directs the machine's input to devices made through /dev/uinput: that of a line is made when a
 // thread first waits for the line's input, or sends some, and goes when the line is closed. The
-// settings' `describe` names it. False with a reason when devices cannot be made. The pointer is
+// settings' `nameOfPanel` names it. False with a reason when devices cannot be made. The pointer is
 // where the last input that moves has put it.
 bool UseInputDevices(const PointerSettings& settings, std::string* reason);
 

@@ -1,10 +1,10 @@
-// Serial communications on a tty or pseudo-terminal. A port is opened with CreateFileW (files.h),
-// exclusively, so with share mode 0: a second open fails with ERROR_SHARING_VIOLATION. It is read
-// and written with ReadFile and WriteFile under the time-outs set here. A handle has one user at a
-// time; only SetCommMask and CancelSynchronousIo (threads.h) may be called beside a pending wait.
-// Once the far end is gone, reads, writes and waits fail at once with ERROR_DEVICE_NOT_CONNECTED.
-// Each of these calls checks whether the port has come back: then it goes on, with the settings,
-// mask and time-outs that were set.
+// Serial communications on a tty or pseudo-terminal. A port is opened with CreateFileW
+// (create_file.h), exclusively (share mode 0): a second open fails with ERROR_SHARING_VIOLATION. It
+// is read and written with ReadFile and WriteFile under the time-outs set here. A handle has one
+// user at a time; only SetCommMask and CancelSynchronousIo (threads.h) may be called beside a
+// pending wait. Once the far end is gone, reads, writes and waits fail at once with
+// ERROR_DEVICE_NOT_CONNECTED. Each of these calls checks whether the port has come back: then it
+// goes on, with the settings, mask and time-outs that were set.
 #pragma once
 
 #include "platform/linux/core/types.h"
@@ -28,6 +28,6 @@ BOOL SetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts);
 BOOL SetCommMask(HANDLE handle, DWORD mask);
 
 // Waits, without limit, until input has arrived; returns at once while input is queued. Fails once
-// after each loss of the line, even if it is back, and at once where no event has been asked for.
+// after each loss of the line, even if it is back, and at once if no event has been asked for.
 BOOL WaitCommEvent(HANDLE handle, DWORD* event, OVERLAPPED* overlapped);
 BOOL PurgeComm(HANDLE handle, DWORD flags);

@@ -106,7 +106,7 @@ bool MayReopen(const SerialPort* port)
 
 void ShowBytes(LineDirection direction, const uint8_t* bytes, size_t count)
 {
-    if (const auto& watcher = ThisMachine()->observers.lineBytes)
+    if (const auto& watcher = ThisMachine()->handlers.lineBytes)
         watcher(direction, bytes, count);
 }
 

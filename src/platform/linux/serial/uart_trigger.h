@@ -9,7 +9,7 @@
 
 namespace korvex::platform {
 
-// A UART's previous setting; `file` is empty where nothing was changed.
+// A UART's previous setting; `file` is empty if nothing was changed.
 struct UartTrigger {
     std::string file;
     std::string before;

@@ -49,7 +49,7 @@ LRESULT CALLBACK BoxProcedure(HWND window, UINT message, WPARAM wParam, LPARAM l
     if (message == WM_PAINT) {
         PAINTSTRUCT paint{};
         HDC context = BeginPaint(window, &paint);
-        // where there is no window manager, the only frame
+        // if there is no window manager, the only frame
         Rectangle(context, 0, 0, box.width, box.height);
         Rectangle(context, box.button.left, box.button.top, box.button.right, box.button.bottom);
         EndPaint(window, &paint);

@@ -1,6 +1,6 @@
-// Painting in windows, and what is painted with. A device context outlines with a black pen, one
-// pixel wide, or with none, fills with the brush that is selected into it, at first white, and
-// writes in the font that is, at first the system's. On the windows' thread.
+// Painting in windows. A device context outlines figures with a black pen, one pixel wide, or with
+// none; fills them with the selected brush (white by default); and writes in the selected font (the
+// system's by default). On the windows' thread.
 #pragma once
 
 #include "platform/linux/windows/window_types.h"
@@ -35,7 +35,7 @@ int SetBkMode(HDC context, int mode);               // text is transparent whate
 
 // Figures inside (left, top) to (right - 1, bottom - 1), filled, and outlined by the pen. A pie is
 // the part of an ellipse that lies counterclockwise between the rays from its middle through (x1,
-// y1) and (x2, y2); all of it where they are one.
+// y1) and (x2, y2); the whole ellipse if both rays are the same.
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
 BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2);
@@ -44,8 +44,8 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
 int FillRect(HDC context, const RECT* area, HBRUSH brush);
 
 // Writes a terminated text (`count` -1) into an area, from its top on: DT_CENTER, DT_WORDBREAK
-// (else lines end at "\n" alone); DT_PATH_ELLIPSIS leaves the middle of a line out that is too
-// wide. The height of the text; what does not fit is not cut.
+// (else lines end at "\n" alone); DT_PATH_ELLIPSIS omits the middle of a line that is too wide. The
+// height of the text; what does not fit is not cut.
 int DrawTextW(HDC context, LPCWSTR text, int count, RECT* area, UINT format);
 
 namespace korvex::platform {

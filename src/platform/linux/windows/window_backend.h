@@ -44,8 +44,8 @@ struct WindowBackend {
     void (*pie)(
         HWND window, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
 
-    // Text in one line, in pixels: how wide one is, how high each is, and one whose top left is
-    // given.
+    // Text in one line, in pixels: its width, the height of a line, and drawing it with its top
+    // left corner at a place.
     int (*textWidth)(FontView font, const std::u16string& text);
     int (*lineHeight)(FontView font);
     void (*text)(

@@ -8,8 +8,8 @@
 namespace korvex::platform {
 
 // Shows windows on the X display of that name (null: the one in DISPLAY), whose size becomes that
-// of the machine's screen. Null, with a reason, when it cannot be used. A reason with windows: they
-// have no text.
+// of the machine's screen. Null, with a reason, when it cannot be used. If there is a reason as
+// well as a backend, windows are shown without text.
 const WindowBackend* X11Backend(const char* name, std::string* reason);
 
 } // namespace korvex::platform

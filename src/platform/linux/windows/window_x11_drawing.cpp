@@ -8,7 +8,7 @@ namespace {
 
 constexpr FontView STATIC_FONT{14, false};
 
-// The colour on the display; white where it has none left.
+// The colour on the display; white if it has none left.
 XftColor ColorOf(COLORREF color)
 {
     constexpr unsigned FULL = 0x101; // from 8 bits to 16

@@ -28,7 +28,7 @@ void SetOwner(const WindowDisplay* connection, Window window)
         reinterpret_cast<const unsigned char*>(&process), 1);
 }
 
-// Asks a window manager, where there is one, for the whole screen.
+// Asks a window manager, if there is one, for the whole screen.
 void AskForFullScreen(const WindowDisplay* connection, Window window)
 {
     Atom fullScreen = XInternAtom(connection->display, "_NET_WM_STATE_FULLSCREEN", False);

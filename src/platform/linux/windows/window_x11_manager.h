@@ -14,7 +14,7 @@ void SetTitle(const WindowDisplay* connection, Window window, const std::u16stri
 // Tells the window manager of a window's fixed size, and where it is.
 void SetSizeHints(const WindowDisplay* connection, Window window, const WindowView* view);
 
-// Tells the window manager, where there is one, of a top-level window.
+// Tells the window manager, if there is one, of a top-level window.
 void IntroduceWindow(WindowDisplay* connection, Window window, const WindowView* view);
 
 // Shows a window that takes a whole monitor. Window managers may put it on a different one (for

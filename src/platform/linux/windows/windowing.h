@@ -6,7 +6,7 @@
 
 ATOM RegisterClassW(const WNDCLASSW* windowClass);
 
-// The classes that were registered, and "STATIC", a line of text. Of the styles two count: with
+// The classes that were registered, and "STATIC", a line of text. Only two styles matter: with
 // WS_POPUP the window takes the whole screen without a frame; a frame has a minimise button with
 // WS_MINIMIZEBOX.
 HWND CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR title, DWORD style, int x,

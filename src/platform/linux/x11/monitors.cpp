@@ -93,7 +93,7 @@ void UpdateScreen(bool present, const MonitorArea& area)
 
 void NotifyMonitorChange(const std::string& output, bool present)
 {
-    if (const auto& notify = ThisMachine()->observers.monitorChanged; notify)
+    if (const auto& notify = ThisMachine()->handlers.monitorChanged; notify)
         notify(output, present);
 }
 

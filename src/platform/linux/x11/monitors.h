@@ -15,7 +15,7 @@ struct MonitorArea {
     int height;
 };
 
-// The monitor of an output, "HDMI-1"; with an empty name the primary one, and where none is primary
+// The monitor of an output, "HDMI-1"; with an empty name the primary one, and if none is primary
 // the first; the whole screen of a server that knows no monitors. False for an output that has
 // none, or when the server does not answer.
 bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* area);
@@ -24,14 +24,14 @@ bool FindMonitor(_XDisplay* display, const std::string& output, MonitorArea* are
 std::string NoMonitorText(_XDisplay* display, const std::string& output);
 
 // FindMonitor on the display of that name (null: the one in DISPLAY), by a connection of its own;
-// false where that cannot be had.
+// false if that cannot be had.
 bool MeasureMonitor(const char* display, const std::string& output, MonitorArea* area);
 
 // Stores the state of the machine's own monitor (Screen in machine.h): whether it is there, of
 // which the machine's handler is notified when it changes, and then its area. Any thread.
 void UpdateScreen(bool present, const MonitorArea& area);
 
-// Tells the machine's observer that the monitor of an output has gone or is back.
+// Notifies the machine's handler that the monitor of an output has gone or is back.
 void NotifyMonitorChange(const std::string& output, bool present);
 
 } // namespace korvex::platform
