@@ -1,12 +1,15 @@
 # The platform layer, libkorvex, the command `korvex` and the emulator.
-find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED GLOBAL)
-pkg_check_modules(X11 REQUIRED IMPORTED_TARGET GLOBAL x11 xtst xft xrandr libevdev libudev)
+pkg_check_modules(INPUT REQUIRED IMPORTED_TARGET GLOBAL libevdev libudev)
+if(KORVEX_X11)
+    pkg_check_modules(X11 REQUIRED IMPORTED_TARGET GLOBAL x11>=1.7 xtst xft xrandr)
+endif()
 find_package(CLI11 REQUIRED GLOBAL)
 find_package(nlohmann_json 3 REQUIRED GLOBAL)
 
+target_compile_definitions(korvex_options INTERFACE KORVEX_UDEV_RULES="${KORVEX_UDEV_RULES_FULL_DIR}")
 add_library(korvex_platform OBJECT)
-target_link_libraries(korvex_platform PUBLIC korvex_options Threads::Threads PkgConfig::X11)
+target_link_libraries(korvex_platform PUBLIC korvex_options Threads::Threads PkgConfig::INPUT $<TARGET_NAME_IF_EXISTS:PkgConfig::X11>)
 # For the builds that compile everything; the plain one does without, because clang-tidy reads its
 # commands.
 target_precompile_headers(korvex_platform PRIVATE
@@ -35,8 +38,9 @@ endforeach()
 set(map ${PROJECT_SOURCE_DIR}/packages/linux/korvex.map)
 add_library(korvex_library SHARED machine/loaded_library.cpp)
 target_link_libraries(korvex_library PRIVATE korvex_core korvex_platform korvex_process korvex_machine)
-set_target_properties(korvex_library PROPERTIES OUTPUT_NAME korvex VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+set_target_properties(korvex_library PROPERTIES OUTPUT_NAME korvex EXPORT_NAME korvex VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${map})
+target_include_directories(korvex_library INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_options(korvex_library PRIVATE -Wl,--version-script=${map})
 if(NOT KORVEX_SANITIZE) # clang has a sanitizer's routines in the program alone
     target_link_options(korvex_library PRIVATE -Wl,--no-undefined)

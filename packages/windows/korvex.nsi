@@ -1,6 +1,7 @@
 ; korvex-setup.exe: programs and texts in a folder of programs, the registry's "Path", start menu entries, and an uninstaller. With /S it
 ; asks nothing; /D=FOLDER, as the last word, names another folder. makensis runs in the folder of the files, with VERSION defined.
 Unicode true
+!include FileFunc.nsh
 !include LogicLib.nsh
 !include WinMessages.nsh
 
@@ -25,6 +26,13 @@ ManifestSupportedOS all
 ManifestDPIAware true
 AllowSkipFiles off
 SetCompressor /SOLID lzma
+SetDateSave off ; so that two builds are the same
+Icon "${ICON}"
+UninstallIcon "${ICON}"
+!ifdef SIGN
+!finalize '${SIGN} "%1"'
+!uninstfinalize '${SIGN} "%1"'
+!endif
 VIProductVersion "${VERSION}.0"
 VIAddVersionKey ProductName Korvex
 VIAddVersionKey FileDescription "Korvex setup"
@@ -151,8 +159,8 @@ Section
     ${EndIf}
     CreateDirectory "${MENU}"
     SetOutPath "${DATA}" ; where the entries start
-    CreateShortcut "${MENU}\Touch detection.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxENUM'
-    CreateShortcut "${MENU}\Panel test.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxPANELTEST'
+    CreateShortcut "${MENU}\Touch detection.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxENUM' "$INSTDIR\KxConsole.exe"
+    CreateShortcut "${MENU}\Panel test.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxPANELTEST' "$INSTDIR\KxConsole.exe"
     ; Not through kxCALIB, which opens the registry key for writing: for that administrator's rights are needed.
     CreateShortcut "${MENU}\Calibration.lnk" "$INSTDIR\KxConsole.exe" "-calibration 9"
 
@@ -163,6 +171,9 @@ Section
     WriteRegStr HKLM "${UNINSTALL_KEY}" InstallLocation "$INSTDIR"
     WriteRegStr HKLM "${UNINSTALL_KEY}" UninstallString '"$INSTDIR\uninstall.exe"'
     WriteRegStr HKLM "${UNINSTALL_KEY}" QuietUninstallString '"$INSTDIR\uninstall.exe" /S'
+    WriteRegStr HKLM "${UNINSTALL_KEY}" DisplayIcon "$INSTDIR\KxConsole.exe"
+    ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
+    WriteRegDWORD HKLM "${UNINSTALL_KEY}" EstimatedSize $0
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoModify 1
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoRepair 1
     ; With the rights of who is logged in, not with the installer's.

@@ -75,7 +75,7 @@ bool CanKeepChanges(const std::string& folder)
 }
 
 // Gives /dev/uinput to the group "korvex-input".
-constexpr const char* UINPUT_RULE = "/usr/lib/udev/rules.d/72-korvex.rules";
+constexpr const char* UINPUT_RULE = KORVEX_UDEV_RULES "/72-korvex.rules";
 
 // A port of the machine, its path that is opened.
 using Port = platform::ScannedPort;

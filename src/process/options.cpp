@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "platform/linux/pointer/pointer_uinput.h"
+#include "platform/linux/windows/window_x11.h"
 
 namespace korvex::command {
 
@@ -17,7 +18,7 @@ std::string EnvironmentText(const char* name)
 
 bool HasDisplay()
 {
-    return !EnvironmentText("DISPLAY").empty();
+    return platform::HasX11() && !EnvironmentText("DISPLAY").empty();
 }
 
 bool IsWaylandSession()

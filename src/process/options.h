@@ -46,7 +46,7 @@ struct Options {
 // A variable of the environment; empty if it is not set.
 std::string EnvironmentText(const char* name);
 
-// True when an X display is named in the environment.
+// True when an X display is named in the environment, and the program can use one.
 bool HasDisplay();
 
 // True in a Wayland session, where an X display reaches X programs only.

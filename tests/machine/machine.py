@@ -11,7 +11,7 @@ import threading
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-BUILT = os.path.join(ROOT, "build", "linux")
+BUILT = os.path.join(ROOT, "build", "release")
 IMAGES = os.path.join(ROOT, "build", "machine")
 GUEST = os.path.join(ROOT, "tests", "machine", "guest")
 

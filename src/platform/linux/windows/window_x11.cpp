@@ -180,6 +180,11 @@ bool Pump()
 
 } // namespace
 
+bool HasX11()
+{
+    return true;
+}
+
 const WindowBackend* X11Backend(const char* name, std::string* reason)
 {
     static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase,

@@ -1,0 +1,17 @@
+# The folders that programs and units name. Those of systemd and udev are asked of pkg-config, below the prefix of this installation.
+include(GNUInstallDirs)
+function(ask_folder variable module name default rest)
+    execute_process(COMMAND ${PKG_CONFIG_EXECUTABLE} --define-variable=prefix= --define-variable=rootprefix= --variable=${name} ${module}
+        OUTPUT_VARIABLE folder OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+    string(REGEX REPLACE "^/+" "" folder "${folder}")
+    if(NOT folder)
+        set(folder ${default})
+    endif()
+    set(${variable} ${folder}${rest} CACHE STRING "Where it is installed, below the prefix unless absolute")
+endfunction()
+ask_folder(KORVEX_SYSTEM_UNIT_DIR systemd systemdsystemunitdir lib/systemd/system "")
+ask_folder(KORVEX_USER_UNIT_DIR systemd systemduserunitdir lib/systemd/user "")
+ask_folder(KORVEX_SYSUSERS_DIR systemd sysusersdir lib/sysusers.d "")
+ask_folder(KORVEX_UDEV_RULES_DIR udev udevdir lib/udev /rules.d)
+set(KORVEX_UDEV_RULES_FULL_DIR ${KORVEX_UDEV_RULES_DIR})
+cmake_path(ABSOLUTE_PATH KORVEX_UDEV_RULES_FULL_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX})
