@@ -1,4 +1,4 @@
-# What is installed, and the packages: .deb files of the Linux build, a .zip of the Windows build. scripts/package makes both.
+# What is installed, and the packages: .deb files of the Linux build, a .zip of the Windows build. scripts/package makes them.
 set(CPACK_PACKAGE_NAME korvex)
 set(CPACK_PACKAGE_VENDOR Korvex)
 set(CPACK_PACKAGE_CONTACT "The Korvex developers <korvex@localhost>")

@@ -67,6 +67,15 @@ else()
 endif()
 gtest_discover_tests(korvex_tests TEST_FILTER "-${timed}${not_under_qemu}" PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 30)
 
+# The library itself.
+if(NOT CMAKE_CROSSCOMPILING)
+    add_executable(korvex_library_program library/program.cpp)
+    target_link_libraries(korvex_library_program PRIVATE korvex_options korvex_library)
+    add_test(NAME Library.SetsUpItsMachineAndTakesCalls COMMAND setarch -R $<TARGET_FILE:korvex_library_program>)
+    set_property(TEST Library.SetsUpItsMachineAndTakesCalls PROPERTY ENVIRONMENT DISPLAY= XDG_STATE_HOME=${CMAKE_CURRENT_BINARY_DIR}/library-state
+        TSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/thread_sanitizer.supp)
+endif()
+
 # The DLL itself, under Wine, from the Windows build.
 set(KORVEX_WINDOWS_BUILD "" CACHE PATH "Where KORVEX.dll and its test programs have been built")
 if(KORVEX_WINDOWS_BUILD)
