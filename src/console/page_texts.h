@@ -1,4 +1,4 @@
-// Every word on the page of the calibration.
+// Texts of the calibration page and its buttons.
 #pragma once
 
 #include <array>

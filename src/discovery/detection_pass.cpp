@@ -46,7 +46,7 @@ bool IsStopped(const Pass* pass)
     return WaitForSingleObject(pass->context->stopEvent, 0) == WAIT_OBJECT_0;
 }
 
-HANDLE OpenPort(const Port* port)
+HANDLE OpenListedPort(const Port* port)
 {
     return CreateFileW(
         port->path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -152,7 +152,7 @@ void RefreshPort(const Pass* pass, const Port* port)
 
 void DetectNewController(Pass* pass, const Port* port)
 {
-    HANDLE handle = OpenPort(port);
+    HANDLE handle = OpenListedPort(port);
     if (handle == INVALID_HANDLE_VALUE) {
         OutputDebugStringW(TEXT("Create File Error!!\n"));
         return;
@@ -190,7 +190,7 @@ void DetectChildController(Pass* pass, const Port* port, uint32_t model, WCHAR* 
     const uint32_t number = ReadPortNumber(port->devices, port->element);
     ShowStatus(pass->context, TEXT("Detecting COM%d"), number);
 
-    HANDLE handle = OpenPort(port);
+    HANDLE handle = OpenListedPort(port);
     if (handle == INVALID_HANDLE_VALUE) { // the touch driver has it
         QueryDriverIdentity(controller, childId);
         if (controller->usbInfoA == 0 && controller->usbInfoB == 0 && controller->usbInfoC == 0)
