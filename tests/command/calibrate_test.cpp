@@ -187,6 +187,9 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
     Process calibration({KORVEX, "calibrate", "panel", "--points", "4", "--json"});
     PressTargets(&panel, &calibration, 4);
     EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; }));
+    Press(&panel, 50, 50);
+    PressAt(panel.panel.get(), 69, 81, milliseconds(20)); // as the pointer's it would press Cancel
+    EXPECT_TRUE(isAt(706, 622));
     RunProgram({"xdotool", "key", "Return"});
     EXPECT_EQ(AwaitState(&calibration, "end")["file"], settings);
     EXPECT_EQ(WaitForExit(&calibration), 0);

@@ -145,8 +145,10 @@ TEST(KorvexDrive, WaitsForItsControllerAndTellsTheServiceManager)
         NextNotification(manager), "STATUS=Waiting: cannot open 'panel': there is no such port");
     EXPECT_THAT(RunKorvex({"status"}).output, HasSubstr("panel  panel  pending"));
     Process emulator({EMULATOR, "--link", "panel", "--script", "-"});
-    EXPECT_THAT(NextNotification(manager),
-        AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));
+    std::string status = NextNotification(manager);
+    while (status.find("no controller answers") != std::string::npos) // on a busy machine
+        status = NextNotification(manager);
+    EXPECT_THAT(status, AllOf(StartsWith("STATUS=panel (/dev/pts/"), HasSubstr("controller 5200")));
     WriteLine(&emulator, "ready");
     WriteLine(&emulator, "touch 50 50");
     EXPECT_NE(ReadLine(drive.output), "");

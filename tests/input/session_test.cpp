@@ -184,6 +184,12 @@ TEST(Session, NeitherSpinsNorBlocksAStopWithinAHangUp)
         << "for whoever else waits on its thread, though it has ended a pause";
     EXPECT_EQ(session.recorder.WaitFor(0), released) << "once";
     EXPECT_GT(session.controller->counters.failedWaits, 2U);
+    // Reads that fail with another error, as those of Windows' drivers do.
+    const ControllerPointer failing = Unconnected();
+    LinkInit(&failing->link, CreateEventW(nullptr, TRUE, FALSE, nullptr), LINK_SERIAL, 1);
+    ASSERT_TRUE(StartSession(failing.get()));
+    EXPECT_TRUE(WaitUntil([&] { return failing->counters.failedWaits > 1; }));
+    StopSession(failing.get());
 }
 
 // As on a driver that knows no wait: what a finger does not say for a while is no end of its touch.

@@ -676,6 +676,8 @@ def named_replacement(setting):
     wait_driven(guest, "left", "5460")
     touch_panel(setting, "door", setting.uart)
     touch_panel(setting, "left", setting.adapter)
+    screens = guest.run("cat /sys/class/input/event*/device/name | grep -c 'Korvex touch panel left'")
+    expect(screens == "1", f"{screens} touch screens of the panel are there after the exchange")
     expect([show(guest, panel, "MainPID") for panel in ("door", "left")] == processes, "a unit was started anew")
     return "5200 without power at first, 5460 in place of 7700"
 

@@ -148,8 +148,7 @@ TEST(WritePrivateProfileStringW, KeepsTheOldContentWhenTheNewDoesNotFit)
     EXPECT_EQ(EntriesOf("."), 1);
 }
 
-// Links that lead to something other than a file, or that another user has made, even in a folder
-// of theirs, could destroy files that are not the runtime's.
+// Links to something other than a file, or of another user, could destroy files of others.
 TEST(WritePrivateProfileStringW, WritesThroughNoLinkToADeviceOrOfSomeoneElse)
 {
     const TemporaryFolder folder;

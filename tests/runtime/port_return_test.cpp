@@ -129,12 +129,13 @@ TEST(PortReturn, AsksNothingWithoutAHandler)
 TEST(PortReturn, DrivesAControllerThatAnswersNothingFromItsFirstWholeTouchOn)
 {
     SessionOnAdapter session({}, 0);
-    const auto start = session.Return(StartSilentEmulator(), milliseconds(400));
+    const auto start = session.Return(StartSilentEmulator(), milliseconds(600));
     session.finger.join();
     EXPECT_THAT(session.recorder.WaitFor(0), ElementsAre()) << "it was there already";
     while (session.recorder.WaitFor(0).empty() && steady_clock::now() - start < milliseconds(1500))
         PressAt(session.panel.get(), 75, 75, milliseconds(50));
-    EXPECT_FALSE(session.recorder.WaitFor(0).empty()) << "within 1.5 s of the return";
+    ASSERT_FALSE(session.recorder.WaitFor(0).empty()) << "within 1.5 s of the return";
+    EXPECT_EQ(session.recorder.WaitFor(0).front().dx, 49151) << "nothing of the touch before";
     EXPECT_EQ(session.controller->portGone, 0);
     const ptrdiff_t asked = session.Askings();
     EXPECT_TRUE(AwaitReader(session.controller.get()));

@@ -193,10 +193,12 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     const std::string windows = RunProgram({"xdotool", "search", "--name", title}).output;
     EXPECT_EQ(std::count(windows.begin(), windows.end(), '\n'), 1) << "the first is shown";
     std::string error;
+    const int pointer = PointerOf(&screen).x;
     for (const char* target :
         {"press 2 2 1000", "press 98 2 1000", "press 98 98 1000", "press 2 98 1000"})
         RunGesture(emulator.get(), target, &error);
     EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, 240, 640) == 0x288C32; })) << "the button";
+    EXPECT_EQ(PointerOf(&screen).x, pointer) << "the touches of a calibration move no mouse";
     Photograph("calibration.png");
     EXPECT_FALSE(std::filesystem::exists("Korvex.ini"));
     RunGesture(emulator.get(), "press 31 79 300", &error);

@@ -76,7 +76,8 @@ int Replay(const Options* options, const Recording* recording)
         return EXIT_FAULT;
     }
     TouchController* controller = nullptr;
-    int exitCode = OpenController(options, TerminalPath(panel.get()), &controller);
+    // Again and again: on a busy machine the emulator can answer too late.
+    int exitCode = AwaitController(options, TerminalPath(panel.get()), &controller);
     if (controller == nullptr)
         return exitCode;
     exitCode = StartDriving(options, options->arguments[0], controller);
