@@ -3,8 +3,8 @@
 
 #include "discovery/co_installer.h"
 #include "host/host.h"
-#include "host/panel_test.h"
 #include "host/machine_hook.h"
+#include "host/panel_test.h"
 #include "korvex/korvex.h"
 #include "platform/win32.h"
 #include "support/bounded_text.h"
