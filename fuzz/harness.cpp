@@ -52,7 +52,7 @@ MemoryLine::MemoryLine(TouchController* user) : controller(user)
 
 MemoryLine::~MemoryLine()
 {
-    platform::ThisMachine()->observers.lineBytes = nullptr;
+    platform::ThisMachine()->handlers.lineBytes = nullptr;
     controller->link.handle = INVALID_HANDLE_VALUE; // the port stays for the next one
     ReleaseController(controller);
 }
@@ -72,7 +72,7 @@ void Give(const MemoryLine* /*line*/, Input* input, size_t count)
 void AnswerCommands(const MemoryLine* line, Input* input)
 {
     constexpr uint8_t LONGEST_ANSWER = 31;
-    platform::ThisMachine()->observers.lineBytes
+    platform::ThisMachine()->handlers.lineBytes
         = [line, input](platform::LineDirection direction, const uint8_t*, size_t) {
               if (direction == platform::LineDirection::SENT)
                   Give(line, input, input->Take<uint8_t>() & LONGEST_ANSWER);
