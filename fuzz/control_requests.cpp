@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         stored = stored || object.value("stored", false);
         line.clear();
     }
-    command::TakeBackAll(&conversation);
+    command::RevertAll(&conversation);
     const CalibrationData after = CopyCalibration(controller);
     if (!stored
         && (after.advPoints != before.advPoints || after.stdMaxX != before.stdMaxX
