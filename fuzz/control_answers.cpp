@@ -41,8 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
             if (!command::PanelStateFrom(command::ToJson(status->panels[i])))
                 abort(); // sent on, it must be understood again
         }
-        for (size_t i = 0; status && i < status->awaited.size(); ++i)
-            ExpectPlain(status->awaited[i].reason);
+        for (size_t i = 0; status && i < status->pending.size(); ++i)
+            ExpectPlain(status->pending[i].reason);
     }
     close(ends[1]);
     return 0;
