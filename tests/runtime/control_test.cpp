@@ -218,7 +218,7 @@ TEST(Control, ServesStatusMonitorAndCheckOfAPortThatIsHeld)
     EXPECT_NE(ReadLineWith(monitor.output, R"("gone":true)"), "");
     EXPECT_EQ(RunKorvex({"status"}).exitCode, 4);
     EXPECT_TRUE(std::filesystem::exists(driven.socket)) << "which is in nobody's way";
-    Process again({KORVEX, "drive", "--pointer", "log", "panel"});
+    Process again({KORVEX, "drive", "--wait", "--pointer", "log", "panel"});
     EXPECT_THAT(ReadLineWith(monitor.output, R"("gone":false)"), HasSubstr(R"("rate":0)"))
         << "the monitor has left the port to the runtime";
     EXPECT_EQ(command::ControlSockets(), Texts{driven.socket});
