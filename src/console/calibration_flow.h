@@ -124,7 +124,7 @@ bool IsTrying(const CalibrationFlow* flow);
 // Which buttons are there now.
 bool HasButton(const CalibrationFlow* flow, PageButton button);
 
-// True when all is done: SAVED, UNDONE and LEFT.
+// True when all is done: SAVED, UNDONE and UNCHANGED.
 bool IsOver(const CalibrationFlow* flow);
 
 // True when a target lies so far from where the others predict it that the points are saved only by
@@ -134,7 +134,7 @@ bool IsDoubtful(const CalibrationFlow* flow);
 // Why the panel that is calibrated, or all of them, report nothing; NONE: it is there.
 PanelLoss LossOf(const CalibrationFlow* flow);
 
-// From TRYING and MISFIT on: how far a target lies from where the others predict it, in pixels,
+// From TRYING and IMPOSSIBLE on: how far a target lies from where the others predict it, in pixels,
 // and the first target to touch again: the one that does not fit, else the one that lies farthest
 // off.
 double ResidualPixels(const CalibrationFlow* flow, uint32_t target);
