@@ -8,6 +8,7 @@
 #include "command/subcommands.h"
 #include "machine/machine_setup.h"
 #include "platform/linux/pointer/pointer_backends.h"
+#include "platform/linux/pointer/smoothing.h"
 #include "process/exit_codes.h"
 
 namespace korvex::command {
@@ -16,6 +17,9 @@ namespace {
 
 constexpr const char* EVERY_DAY = "Every day";
 constexpr const char* DIAGNOSIS = "Diagnosis";
+
+constexpr unsigned MIN_HOLD_RIGHT_MS = 200;
+constexpr unsigned MAX_HOLD_RIGHT_MS = 10000;
 
 bool IsPortName(std::string_view name)
 {
@@ -79,6 +83,14 @@ bool ParseMonitor(const std::string& value, Options* options)
         [&given](const PortMonitor& other) { return other.port == given.port; });
     options->portMonitors.push_back(given);
     return !taken && !given.port.empty() && !given.output.empty();
+}
+
+bool ParseHoldRight(const std::string& value, Options* options)
+{
+    const char* end = value.data() + value.size();
+    const auto [rest, error] = std::from_chars(value.data(), end, options->holdRightMs);
+    return error == std::errc{} && rest == end && options->holdRightMs >= MIN_HOLD_RIGHT_MS
+        && options->holdRightMs <= MAX_HOLD_RIGHT_MS;
 }
 
 // For commands that show one window, or calibrate one panel.
@@ -164,6 +176,18 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
         .expected = "an output, such as HDMI-1, or PORT=OUTPUT, each port once",
         .completion = Completion::OUTPUTS,
         .repeatable = true};
+    const Option smooth{.name = "--smooth",
+        .help = "smooth the touches of a noisy panel: a finger at rest holds still, single reports "
+                "far off are dropped (default off; korvex check names the setting that a panel "
+                "needs)",
+        .store = StoreText(&options->smooth),
+        .choices = platform::SmoothingNames()};
+    const Option holdRight{.name = "--hold-right",
+        .value = "MS",
+        .help = "make a right click of a finger that is held still for MS milliseconds; every "
+                "other press is then sent only when the finger moves on or is lifted",
+        .store = take(ParseHoldRight),
+        .expected = "a number from 200 to 10000"};
     const Option windows{.name = "--windows",
         .help = "show windows on the X display (default if DISPLAY is set), or print their text on "
                 "standard error",
@@ -269,7 +293,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
                      "or SIGINT, SIGTERM or SIGHUP arrives. Ports are searched once: drive --wait "
                      "waits for a controller that comes later. What was found on a port is "
                      "remembered for the next start",
-             .options = {single, port, state, pointer, monitor, windows, trace}},
+             .options = {single, port, state, pointer, monitor, smooth, holdRight, windows, trace}},
             .machine = {SetUpTrace, SetUpPointer, SetUpWindows, SetUpDevicesToAsk},
             .run = RunEnumerate,
             .endsCleanly = true},
@@ -278,7 +302,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .help = "like enum, for the one controller on a serial port, without a window and "
                      "without bindings",
              .arguments = {panelPort},
-             .options = {wait, pointer, monitor, trace}},
+             .options = {wait, pointer, monitor, smooth, holdRight, trace}},
             .machine = {SetUpTrace, SetUpPointer},
             .run = RunDrive,
             .endsCleanly = true},
@@ -322,7 +346,7 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .group = DIAGNOSIS,
              .help = "play a recording to a session, through a pseudo-terminal",
              .arguments = {WithHelp(file, "the recording")},
-             .options = {pointer, monitor, quietTrace,
+             .options = {pointer, monitor, smooth, holdRight, quietTrace,
                  {.name = "--speed",
                      .help = "with the pauses of the recording (default), or as fast as possible",
                      .store = take(ParseSpeed),

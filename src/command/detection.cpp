@@ -20,6 +20,7 @@
 #include "machine/port_state.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/pointer.h"
 #include "platform/linux/serial/serial_port.h"
 #include "platform/linux/windows/messages.h"
 #include "platform/win32.h"
@@ -175,6 +176,7 @@ int RunEnumerate(const Options* options)
     const bool isSeen = options->windows != "none"; // else the lines on standard error say it
     SetHostHandlers({.sessionEvent = HandleDetectedSession,
         .portReturned = HandleDetectedReturn,
+        .touchAbandoned = platform::AbandonTouch,
         .workerRefused = EndWithoutWorker,
         .detectionDone = HandleDetectionDone,
         .statusDetail = isSeen ? DescribeDriven : nullptr});

@@ -4,6 +4,7 @@
 #include "command/subcommands.h"
 #include "input/host_handlers.h"
 #include "machine/port_names.h"
+#include "platform/linux/pointer/pointer.h"
 #include "process/exit_codes.h"
 #include "process/options.h"
 #include "process/service_manager.h"
@@ -40,7 +41,9 @@ int Drive(const Options* options, const std::string& port)
 int RunDrive(const Options* options)
 {
     const std::string& port = options->arguments[0];
-    SetHostHandlers({.sessionEvent = HandleSessionEvent, .portReturned = HandlePortReturn});
+    SetHostHandlers({.sessionEvent = HandleSessionEvent,
+        .portReturned = HandlePortReturn,
+        .touchAbandoned = platform::AbandonTouch});
     StartControl("drive-" + PanelNameOf(PathOfPort(options->givenPorts, port)));
     NotifyServiceManager("READY=1");
     const int exitCode = Drive(options, port);

@@ -52,6 +52,10 @@ struct HostHandlers {
     PortReturn (*portReturned)(TouchController* controller, ReadResult result, const Packet* report)
         = nullptr;
 
+    // A touch ends that no report has ended: its port has failed, its session stops, or nothing but
+    // noise follows. Its release is about to be sent; on the session's reader thread.
+    void (*touchAbandoned)() = nullptr;
+
     // Sends an input instead of the system; false when it could not be sent. On the sessions'
     // reader threads.
     bool (*input)(const INPUT* input) = nullptr;

@@ -62,6 +62,8 @@ bool ReleaseContact(TouchController* controller)
         const LockGuard guard(&controller->lock);
         controller->touch.touching = false;
     }
+    if (Handlers().touchAbandoned != nullptr)
+        Handlers().touchAbandoned();
     // The reader alone writes the last point.
     Send(controller, {controller->report.lastX, controller->report.lastY}, MOUSEEVENTF_LEFTUP);
     return true;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
@@ -25,6 +26,7 @@
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_backends.h"
 #include "platform/linux/pointer/pointer_log.h"
+#include "platform/linux/pointer/smoothing.h"
 #include "platform/linux/serial/port_scan.h"
 #include "platform/linux/windows/window_headless.h"
 #include "platform/linux/windows/window_x11.h"
@@ -242,6 +244,8 @@ int SetUpPointer(const Options* options)
 {
     platform::Machine* machine = platform::ThisMachine();
     machine->screen.output = options->monitor;
+    machine->touches = {.smoothing = platform::FindSmoothingLevel(options->smooth),
+        .rightHold = std::chrono::milliseconds(options->holdRightMs)};
     for (const PortMonitor& given : options->portMonitors) {
         std::error_code error;
         const std::string path = PathOfPort(options->givenPorts, given.port);

@@ -24,6 +24,8 @@ struct Options {
     std::string pointer;                    // --pointer: "x11", "uinput", "log" or "none"
     std::string monitor;                    // --monitor OUTPUT; empty: the primary one
     std::vector<PortMonitor> portMonitors;  // --monitor PORT=OUTPUT
+    std::string smooth;                     // --smooth: "off" or empty, "low", "medium", "high"
+    unsigned holdRightMs = 0;               // --hold-right; 0: not given
     std::string windows;                    // --windows: "x11" or "none"
     std::string traceFile;                  // --trace; empty: not given
     std::optional<double> seconds;          // --seconds

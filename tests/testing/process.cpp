@@ -179,7 +179,7 @@ RunResult RunProgram(const std::vector<std::string>& command)
 }
 
 DisplayServer::DisplayServer(const std::string& screen)
-    : server({"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp"})
+    : server({"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-listen", "tcp"})
     , name(":" + ReadLine(server.output))
 {
 }
@@ -210,7 +210,7 @@ Section "Screen"
 EndSection
 )");
     return {"Xorg", "-displayfd", "1", "-config", "monitors.conf", "-noreset", "-logfile",
-        "monitors.log", "-sharevts", "-novtswitch", "-nolisten", "tcp"};
+        "monitors.log", "-sharevts", "-novtswitch", "-listen", "tcp"};
 }
 
 TwoMonitors::TwoMonitors() : server(DummyServerCommand()), name(":" + ReadLine(server.output))

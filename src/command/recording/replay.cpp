@@ -14,7 +14,9 @@
 #include "command/subcommands.h"
 #include "control/panel_state.h"
 #include "emulator/emulator.h"
+#include "input/host_handlers.h"
 #include "platform/linux/files/whole_files.h"
+#include "platform/linux/pointer/pointer.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
@@ -117,6 +119,7 @@ std::string ReadText(const std::string& path, std::string* text)
 
 int RunReplay(const Options* options)
 {
+    SetHostHandlers({.touchAbandoned = platform::AbandonTouch});
     const std::string& path = options->arguments[0];
     std::string text;
     if (const std::string fault = ReadText(path, &text); !fault.empty()) {

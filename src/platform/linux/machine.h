@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,6 +16,7 @@
 
 namespace korvex::platform {
 
+struct SmoothingLevel;
 struct WindowBackend;
 
 enum class LineDirection { SENT, RECEIVED };
@@ -55,6 +57,12 @@ struct WindowSettings {
     const WindowBackend* backend = nullptr;
     // a descriptor that becomes and stays readable when the windows must close; -1: none
     int closeSignals = -1;
+};
+
+// What becomes of touches before they reach the pointer back end.
+struct TouchSettings {
+    const SmoothingLevel* smoothing = nullptr; // null: they are not smoothed
+    std::chrono::milliseconds rightHold{0};    // for a right click (right_hold.h); 0: there is none
 };
 
 // How pointer input leaves the machine. A pointer back end (pointer/pointer_backends.h) fills in
@@ -109,6 +117,7 @@ struct Machine {
     OperatingSystem os;
     Screen screen;
     WindowSettings windows;
+    TouchSettings touches;
     PointerBackend pointer;
 
     // Receives each debugger text (UTF-8), one call at a time. Empty: standard error.

@@ -5,9 +5,18 @@
 #include "platform/linux/core/types.h"
 
 // Sends `count` records of absolute mouse input (0 to 65535 across the screen, clamped) in order
-// and returns how many were sent. A record without MOUSEEVENTF_MOVE does not move the pointer. Any
-// thread.
+// and returns how many were sent. A record without MOUSEEVENTF_MOVE does not move the pointer.
+// What the machine's TouchSettings keep back counts as sent. Any thread; those settings see one
+// touch on each.
 UINT SendInput(UINT count, INPUT* inputs, int size);
+
+namespace korvex::platform {
+
+// The calling thread's touch ends without being lifted, and its release is about to be sent: a
+// press that is kept back is dropped.
+void AbandonTouch();
+
+} // namespace korvex::platform
 
 // The pointer in pixels; fails when the display cannot be asked.
 BOOL GetCursorPos(POINT* point);

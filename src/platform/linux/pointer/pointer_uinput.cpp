@@ -31,7 +31,8 @@ constexpr const char* UINPUT = "/dev/uinput";
 struct KernelDevice {
     int descriptor = -1;
     libevdev_uinput* device = nullptr;
-    TouchState state{false, 0, 0};
+    TouchState state{false, 0, 0};            // of a touch screen
+    std::unique_ptr<KernelDevice> right = {}; // the device of its right clicks; null: none
 
     KernelDevice() = default;
     ~KernelDevice()
@@ -67,26 +68,38 @@ int ProductOf(const std::string& panel)
     return static_cast<int>(std::max<uint32_t>(folded, 1));
 }
 
-// A direct touch screen, and no mouse button: with one, desktops take it for a mouse.
-libevdev* Describe(const std::string& panel)
+enum class DeviceKind : uint8_t { TOUCH_SCREEN, RIGHT_BUTTON };
+
+// A direct touch screen has no mouse button: with one, desktops take it for a mouse. So right
+// clicks have a device of their own, a mouse with absolute axes, which desktops only take for one
+// when it has a left button too.
+libevdev* Describe(const std::string& panel, DeviceKind kind)
 {
     libevdev* description = libevdev_new();
     if (description == nullptr)
         return nullptr;
+    const bool isScreen = kind == DeviceKind::TOUCH_SCREEN;
     input_absinfo axis{};
     axis.maximum = MAX_TOUCH_COORDINATE;
-    libevdev_set_name(description, ("Korvex touch panel " + panel).c_str());
+    const std::string name = (isScreen ? "Korvex touch panel " : "Korvex right button ") + panel;
+    libevdev_set_name(description, name.c_str());
     libevdev_set_id_bustype(description, BUS_RS232);
     libevdev_set_id_product(description, ProductOf(panel));
-    libevdev_enable_property(description, INPUT_PROP_DIRECT);
-    libevdev_enable_event_code(description, EV_KEY, BTN_TOUCH, nullptr);
+    if (isScreen) {
+        libevdev_enable_property(description, INPUT_PROP_DIRECT);
+        libevdev_enable_event_code(description, EV_KEY, BTN_TOUCH, nullptr);
+    } else {
+        libevdev_enable_event_code(description, EV_KEY, BTN_LEFT, nullptr);
+        libevdev_enable_event_code(description, EV_KEY, BTN_RIGHT, nullptr);
+    }
     libevdev_enable_event_code(description, EV_ABS, ABS_X, &axis);
     libevdev_enable_event_code(description, EV_ABS, ABS_Y, &axis);
     return description;
 }
 
 // Null when the system refuses.
-std::unique_ptr<KernelDevice> MakeDevice(const InputLine* line, const std::string& panel)
+std::unique_ptr<KernelDevice> MakeDevice(
+    const InputLine* line, const std::string& panel, DeviceKind kind)
 {
     auto made = std::make_unique<KernelDevice>();
     made->descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -95,7 +108,7 @@ std::unique_ptr<KernelDevice> MakeDevice(const InputLine* line, const std::strin
     // libevdev does not carry the physical path; it stays when it is set before.
     ioctl(made->descriptor, UI_SET_PHYS, line->path.c_str());
     const std::unique_ptr<libevdev, void (*)(libevdev*)> description(
-        Describe(panel), libevdev_free);
+        Describe(panel, kind), libevdev_free);
     if (description == nullptr
         || libevdev_uinput_create_from_device(description.get(), made->descriptor, &made->device)
             != 0)
@@ -118,11 +131,29 @@ KernelDevice* DeviceOf(
     all->lastAttempt = std::chrono::steady_clock::now();
     lock->unlock();
     const std::string panel = all->nameOfPanel(line->path);
-    std::unique_ptr<KernelDevice> made = MakeDevice(line, panel);
+    std::unique_ptr<KernelDevice> made = MakeDevice(line, panel, DeviceKind::TOUCH_SCREEN);
+    if (made != nullptr && ThisMachine()->touches.rightHold.count() > 0) {
+        made->right = MakeDevice(line, panel, DeviceKind::RIGHT_BUTTON);
+        if (made->right == nullptr)
+            made = nullptr;
+    }
     if (const auto& told = ThisMachine()->handlers.deviceRefused; made == nullptr && first && told)
         told(line->path, errno);
     lock->lock();
     return (all->devices[line] = std::move(made)).get();
+}
+
+bool WriteRightButton(const KernelDevice* right, const MOUSEINPUT* input)
+{
+    const auto write = [right](unsigned type, unsigned code, int value) {
+        return libevdev_uinput_write_event(right->device, type, code, value) == 0;
+    };
+    const auto place
+        = [](LONG coordinate) { return std::clamp<LONG>(coordinate, 0, MAX_TOUCH_COORDINATE); };
+    return right != nullptr && write(EV_ABS, ABS_X, place(input->dx))
+        && write(EV_ABS, ABS_Y, place(input->dy))
+        && write(EV_KEY, BTN_RIGHT, (input->dwFlags & MOUSEEVENTF_RIGHTDOWN) != 0 ? 1 : 0)
+        && write(EV_SYN, SYN_REPORT, 0);
 }
 
 bool Send(KernelDevices* all, const INPUT* input)
@@ -134,11 +165,15 @@ bool Send(KernelDevices* all, const INPUT* input)
     KernelDevice* device = line == nullptr ? nullptr : DeviceOf(all, line, &lock);
     if (device == nullptr)
         return false;
+    if ((input->mi.dwFlags & (MOUSEEVENTF_RIGHTDOWN | MOUSEEVENTF_RIGHTUP)) != 0)
+        return WriteRightButton(device->right.get(), &input->mi);
     TouchState next = device->state;
     if ((input->mi.dwFlags & MOUSEEVENTF_MOVE) != 0)
         next = {next.touching, input->mi.dx, input->mi.dy};
     if ((input->mi.dwFlags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
         next.touching = (input->mi.dwFlags & MOUSEEVENTF_LEFTDOWN) != 0;
+    if (!next.touching && !device->state.touching)
+        return true; // a touch screen has no pointer to move
     if (!WriteTouch(device->descriptor, &device->state, &next))
         return false;
     device->state = next;

@@ -138,6 +138,9 @@ bool SendToServer(PointerDisplay* pointer, const INPUT* input)
         XTestFakeButtonEvent(display, Button1, False, CurrentTime);
     if ((flags & (MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_LEFTUP)) != 0)
         pointer->pressed = (flags & MOUSEEVENTF_LEFTDOWN) != 0;
+    if ((flags & (MOUSEEVENTF_RIGHTDOWN | MOUSEEVENTF_RIGHTUP)) != 0)
+        XTestFakeButtonEvent(
+            display, Button3, (flags & MOUSEEVENTF_RIGHTDOWN) != 0 ? True : False, CurrentTime);
     XFlush(display);
     return !pointer->broken;
 }
