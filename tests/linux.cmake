@@ -34,6 +34,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/port_scan_test.cpp
     platform/profile_test.cpp
     platform/serial_test.cpp
+    platform/smoothing_test.cpp
     platform/windows_test.cpp
     console/exactness_test.cpp
     command/calibrate_test.cpp

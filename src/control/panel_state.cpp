@@ -36,6 +36,8 @@ PanelState StateFrom(const Json& json)
     state.since = TimeFrom(json.value("since", Json()));
     state.lastTouch = TimeFrom(json.value("lastTouch", Json()));
     state.noisy = json.value("noisy", Json()) == true;
+    state.smooth = TextIn(json, "smooth");
+    state.restNoise = static_cast<uint32_t>(NumberOf(json.value("restNoise", Json())).value_or(0));
     state.reading = {json.at("gone").get<bool>(), json.at("touching").get<bool>(),
         PointFrom(json.at("raw")).value(), PointFrom(json.at("mapped")).value(), {}};
     for (const PanelCounter& counter : PANEL_COUNTERS)
@@ -71,16 +73,22 @@ PanelReading ReadingOf(TouchController* controller)
         CountersOf(controller)};
 }
 
+void AddTouchToRestNoise(RestNoise* noise, TouchController* controller)
+{
+    const PanelReading reading = ReadingOf(controller);
+    AddToRestNoise(noise, reading.touching, reading.mapped);
+}
+
 Json ToJson(const PanelState& state)
 {
     const PanelCalibration& calibration = state.calibration;
     Json json{{"panel", state.panel}, {"path", state.path}, {"tty", state.tty},
-        {"gone", state.reading.lost}, {"noisy", state.noisy}, {"model", state.model},
-        {"firmware", state.firmware}, {"resolutionBits", state.resolutionBits},
-        {"baudRate", state.baudRate}, {"controller", state.controller},
-        {"since", TimeJson(state.since)}, {"lastTouch", TimeJson(state.lastTouch)},
-        {"touching", state.reading.touching}, {"raw", PointJson(state.reading.raw)},
-        {"mapped", PointJson(state.reading.mapped)}};
+        {"gone", state.reading.lost}, {"noisy", state.noisy}, {"restNoise", state.restNoise},
+        {"smooth", state.smooth}, {"model", state.model}, {"firmware", state.firmware},
+        {"resolutionBits", state.resolutionBits}, {"baudRate", state.baudRate},
+        {"controller", state.controller}, {"since", TimeJson(state.since)},
+        {"lastTouch", TimeJson(state.lastTouch)}, {"touching", state.reading.touching},
+        {"raw", PointJson(state.reading.raw)}, {"mapped", PointJson(state.reading.mapped)}};
     AddCounters(state.reading.counters, &json);
     json["calibration"]
         = {{"kind", calibration.hasPoints ? "points" : "box"}, {"points", calibration.points},

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "control/json_line.h"
+#include "input/rest_noise.h"
 #include "link/touch_controller.h"
 
 namespace korvex::command {
@@ -73,6 +74,9 @@ struct PanelReading {
 // Takes the reading of a session. Any thread.
 PanelReading ReadingOf(TouchController* controller);
 
+// Adds a session's latest report. On its reader thread.
+void AddTouchToRestNoise(RestNoise* noise, TouchController* controller);
+
 struct PanelCalibration {
     bool hasPoints;   // they map; else the standard box
     uint32_t points;  // how many there are
@@ -92,7 +96,9 @@ struct PanelState {
     uint32_t baudRate;
     std::chrono::system_clock::time_point since;     // the session runs
     std::chrono::system_clock::time_point lastTouch; // the epoch: it was never touched
-    bool noisy; // more than 1 % of the last minute's packets were rejected
+    bool noisy;         // more than 1 % of the last minute's packets were rejected
+    std::string smooth; // the runtime's setting: "medium"; empty: unknown
+    uint32_t restNoise; // standard deviation of a resting finger's place, output units; 0: unknown
     PanelReading reading;
     PanelCalibration calibration;
 };
@@ -108,7 +114,7 @@ Json ToJson(const PanelState& state);
 Json ToJson(const PendingPanel& panel);
 
 // The state that a runtime has sent, which is not trusted; none where something is missing, or of
-// another kind. Firmware, rate, times, noise and file may be missing.
+// another kind. Firmware, rate, times, noises and file may be missing.
 std::optional<PanelState> PanelStateFrom(const Json& json);
 std::optional<PendingPanel> PendingPanelFrom(const Json& json);
 

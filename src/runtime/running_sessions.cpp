@@ -15,6 +15,8 @@
 #include "input/pointer_injection.h"
 #include "machine/port_names.h"
 #include "machine/port_state.h"
+#include "platform/linux/machine.h"
+#include "platform/linux/pointer/smoothing.h"
 #include "platform/linux/serial/serial_port.h"
 #include "process/message.h"
 #include "process/service_manager.h"
@@ -57,8 +59,9 @@ struct Entry {
     std::atomic<int64_t> lastTouchMs = 0;  // since the epoch
     std::atomic<uint32_t> sequence = 0;
     std::atomic<bool> noisy = false; // too many of the last minute's packets were rejected
-    NoiseWatch noise;                // the reader's own, as is the next one
+    NoiseWatch noise;                // the reader's own, as are the next ones
     ReturnedPort returned{};
+    RestNoise restNoise{};
 };
 
 struct Sessions {
@@ -131,6 +134,8 @@ PanelState Describe(const TouchController* controller)
     state.resolutionBits = static_cast<uint32_t>(controller->resolutionBits);
     state.baudRate = controller->link.baudRate;
     state.since = system_clock::now();
+    const platform::SmoothingLevel* smoothing = platform::ThisMachine()->touches.smoothing;
+    state.smooth = smoothing == nullptr ? "off" : smoothing->name;
     return state;
 }
 
@@ -162,6 +167,8 @@ void Start(TouchController* controller)
     entry->noise = {};
     entry->noisy = false;
     entry->returned = {};
+    entry->restNoise.deviation = 0;
+    entry->restNoise.known = entry->restNoise.count = 0;
     controller->handlerData = entry;
     sessions->pending.erase(state.path);
     ReportSharing(sessions);
@@ -223,6 +230,7 @@ void HandleTouch(TouchController* controller, Entry* entry)
         AddTouchEvent(controller, entry, sequence);
     entry->noise.last = {};
     JudgeNoise(controller, entry);
+    AddTouchToRestNoise(&entry->restNoise, controller);
 }
 
 // Nobody gets at the controller from here on.
@@ -274,6 +282,7 @@ RunningSession Snapshot(Entry* entry)
     PanelState* state = &session.state;
     state->lastTouch = system_clock::time_point(std::chrono::milliseconds(entry->lastTouchMs));
     state->noisy = entry->noisy;
+    state->restNoise = entry->restNoise.deviation;
     state->reading = ReadingOf(entry->controller);
     state->calibration.hasPoints = MapsByPoints(&session.calibration);
     state->calibration.points = session.calibration.pointCount;

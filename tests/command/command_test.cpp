@@ -6,6 +6,7 @@
 
 #include "emulator/command_options.h"
 #include "testing/command.h"
+#include "testing/screen.h"
 
 namespace korvex {
 namespace {
@@ -118,6 +119,36 @@ TEST(KorvexDrive, DrivesThePointerUntilASignal)
         EXPECT_EQ(WaitForExit(&emulator), 0);
         EXPECT_FALSE(std::filesystem::is_symlink("port")) << "the link goes with the emulator";
     }
+}
+
+// Judged by xev.
+TEST(KorvexDrive, MakesARightClickOfAHeldFingerAndNoneOfALostOne)
+{
+    const TemporaryFolder folder;
+    const Screen screen;
+    Process events({"stdbuf", "-oL", "xev", "-geometry", "1024x768+0+0", "-event", "button"});
+    ASSERT_NE(WaitForWindow("Event Tester"), 0UL);
+    Process emulator({EMULATOR, "--link", "port", "--script", "-"});
+    EXPECT_NE(ReadLine(emulator.output), "");
+    Process drive({KORVEX, "drive", "--wait", "port", "--pointer", "x11", "--hold-right", "300",
+        "--smooth", "medium"});
+    EXPECT_NE(ReadLineWith(drive.error, "controller 5200"), "");
+    for (const char* line : {"press 50 50 600", "press 25 25 50", "touch 75 75", "hangup"})
+        WriteLine(&emulator, line);
+    const auto next = [&] {
+        std::string line;
+        for (int i = 0; i < 3 && line.empty(); ++i) // an empty line comes before each event
+            line = ReadLineWith(events.output, "state 0x");
+        return line;
+    };
+    EXPECT_THAT(next(), HasSubstr("state 0x0, button 3"));
+    EXPECT_THAT(next(), HasSubstr("state 0x400, button 3"));
+    EXPECT_THAT(next(), HasSubstr("state 0x0, button 1"));
+    EXPECT_THAT(next(), HasSubstr("state 0x100, button 1"));
+    EXPECT_NE(ReadLineWith(drive.error, "the port has gone"), "");
+    EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+    EndBySignal(&events, SIGTERM);
+    EXPECT_THAT(ReadAll(events.output), Not(HasSubstr("state 0x")));
 }
 
 // The messages that the service manager receives from a unit.

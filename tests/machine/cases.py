@@ -408,7 +408,24 @@ def input_devices(setting):
     expect(not touch_screens(guest), "a touch screen is left")
     for watcher in watchers.values():
         guest.stop(watcher)
-    return "two touch screens for udev and libinput"
+
+    # Right clicks have a device of their own; the other one stays a touch screen.
+    drive = setting.drive(UART, "--pointer uinput --hold-right 300")
+    wait_until(lambda: len(touch_screens(guest)) == 1, LONG, "a touch screen")
+    node = touch_screens(guest).popitem()[1]
+    mouse = guest.run("grep -l 'Korvex right button ttyS1' /sys/class/input/event*/device/name").split("/")[4]
+    guest.run("udevadm settle")
+    watcher = watch_input(setting, f"{node} --device /dev/input/{mouse}")
+    since = guest.mark()
+    setting.uart.gesture("press 30 70 500", "press 60 20 100")
+    line = guest.wait_line(watcher, "POINTER_MOTION_ABSOLUTE|TOUCH_DOWN|POINTER_BUTTON", since)
+    expect(near(re.search(r"([\d.]+)/ *([\d.]+)\s*$", line.text).groups(), 30, 70), f"the right click is at {line.text}")
+    guest.wait_line(watcher, "POINTER_BUTTON .*BTN_RIGHT.* pressed", since)
+    guest.wait_line(watcher, "POINTER_BUTTON .*BTN_RIGHT.* released", since)
+    expect_percent(guest, watcher, since, 60, 20)
+    guest.stop(drive)
+    guest.stop(watcher)
+    return "two touch screens for udev and libinput, and a right button"
 
 
 def start_kiosk(setting, command):

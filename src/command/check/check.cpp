@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -17,6 +18,8 @@
 #include "command/subcommands.h"
 #include "control/control_client.h"
 #include "control/json_line.h"
+#include "input/host_handlers.h"
+#include "input/rest_noise.h"
 #include "input/session.h"
 #include "link/command_protocol.h"
 #include "link/port_link.h"
@@ -26,6 +29,7 @@
 #include "platform/linux/machine.h"
 #include "platform/linux/pointer/pointer_uinput.h"
 #include "platform/linux/pointer/pointer_x11.h"
+#include "platform/linux/pointer/smoothing.h"
 #include "platform/linux/serial/port_scan.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
@@ -47,7 +51,8 @@ struct Listener {
     std::string name;
     TouchController* controller;
     std::optional<RemotePanel> remote;
-    PanelCounters before{}; // when it began to be listened to
+    std::unique_ptr<RestNoise> restNoise; // of a session of this process
+    PanelCounters before{};               // when it began to be listened to
 };
 
 PanelCounters CountedBy(const Listener* listener)
@@ -224,7 +229,7 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
                 + (gone ? "; its port has gone, or its controller does not answer: check cable and "
                           "power"
                         : "")});
-        listeners->push_back({subject, nullptr, std::move(remote), {}});
+        listeners->push_back({subject, nullptr, std::move(remote), nullptr, {}});
         CheckItsSettings(&listeners->back(), findings);
         CheckIntruders(port, findings);
         return;
@@ -249,14 +254,34 @@ void CheckPort(const Options* options, const PortState* port, Findings* findings
         return;
     }
     const bool drivable = CheckController(port, controller, findings);
+    auto restNoise = std::make_unique<RestNoise>();
+    controller->handlerData = restNoise.get();
     if (drivable && StartSession(controller)) {
-        listeners->push_back({subject, controller, {}, {}});
+        listeners->push_back({subject, controller, {}, std::move(restNoise), {}});
         return;
     }
     if (drivable)
         findings->push_back({Severity::FAULT, subject,
             "cannot start a thread for the session; end other programs"});
     ReleaseController(controller);
+}
+
+// How far a resting finger wanders, and the setting that holds it still.
+void CheckRestNoise(const Listener* listener, Findings* findings)
+{
+    const uint32_t noise = listener->remote ? listener->remote->state.restNoise
+                                            : listener->restNoise->deviation.load();
+    if (noise == 0)
+        return;
+    const double part = noise / 65536.0;
+    const std::string used = listener->remote ? listener->remote->state.smooth : "";
+    const std::string advised = platform::SmoothingFor(part);
+    const std::string text = Formatted("rest noise: %.2f %% of the screen", part * 100);
+    if (advised == "off" || advised == used)
+        findings->push_back({Severity::OK, listener->name, text});
+    else
+        findings->push_back({Severity::NOTE, listener->name,
+            text + "; 'drive --smooth " + advised + "' holds a resting finger still"});
 }
 
 // The counters of a session while it listened.
@@ -280,6 +305,7 @@ void CheckReports(const Listener* listener, Findings* findings)
     else
         findings->push_back(
             {Severity::OK, listener->name, "reports: " + std::to_string(reports) + ", all good"});
+    CheckRestNoise(listener, findings);
 }
 
 const char* NameOf(Severity severity)
@@ -322,6 +348,10 @@ bool Print(const std::string& text)
 
 int RunCheck(const Options* options)
 {
+    SetHostHandlers({.sessionEvent = [](TouchController* controller, SessionEvent event) {
+        if (event == SessionEvent::TOUCHED)
+            AddTouchToRestNoise(static_cast<RestNoise*>(controller->handlerData), controller);
+    }});
     const std::string stateFault = PrepareState(options);
     if (const int exitCode = SetUpPorts(options); exitCode != EXIT_DONE)
         return exitCode;

@@ -15,16 +15,18 @@ constexpr std::array LEVELS{
     SmoothingLevel{"high", 0.024, 0.028, 0.8, 40.0},
 };
 
-constexpr double PANEL_WIDTH = 65536;   // in absolute coordinates
-constexpr double SPEED_CUTOFF = 1.0;    // Hz, as the paper recommends
-constexpr double REST_SPEED = 0.05;     // panels a second
-constexpr double REST_SECONDS = 0.1;    // a finger this long slower than that has come to rest
-constexpr double OFFSET_CUTOFF = 4.0;   // Hz, with which the offset of a hold fades
-constexpr double HELD_STEPS = 5;        // that a slow finger needs at least to leave its hold
-constexpr double QUICK_RADIUS = 2.5;    // hold radii, which a quick one is away in two reports
-constexpr double QUICK_COSINE = 0.9;    // of the angle between the two, at least
-constexpr uint32_t ANCHOR_REPORTS = 8;  // the first ones, which show where the finger rests
-constexpr double SHORTEST_STEP = 0.001; // seconds between two reports, for the filters
+constexpr double PANEL_WIDTH = 65536;      // in absolute coordinates
+constexpr double SPEED_CUTOFF = 1.0;       // Hz, as the paper recommends
+constexpr double REST_SPEED = 0.05;        // panels a second
+constexpr double REST_SECONDS = 0.1;       // a finger this long slower than that has come to rest
+constexpr double OFFSET_CUTOFF = 6.0;      // Hz, with which the offset of a hold fades
+constexpr double HELD_STEPS = 5;           // that a slow finger needs at least to leave its hold
+constexpr double QUICK_RADIUS = 2.5;       // hold radii, which a quick one is away in two reports
+constexpr double QUICK_COSINE = 0.9;       // of the angle between the two, at least
+constexpr uint32_t ANCHOR_REPORTS = 8;     // the first ones, which show where the finger rests
+constexpr double LEAST_DEVIATION = 0.0006; // of a noise that is not felt: half a pixel in 1024
+constexpr double HELD_DEVIATIONS = 3;      // that a hold radius must have
+constexpr double SHORTEST_STEP = 0.001;    // seconds between two reports, for the filters
 constexpr double LONGEST_STEP = 0.1;
 
 PanelPlace operator+(PanelPlace a, PanelPlace b)
@@ -174,6 +176,17 @@ std::vector<std::string> SmoothingNames()
     for (const SmoothingLevel& level : LEVELS)
         names.emplace_back(level.name);
     return names;
+}
+
+const char* SmoothingFor(double deviation)
+{
+    if (deviation < LEAST_DEVIATION)
+        return "off";
+    const auto* const found
+        = std::find_if(LEVELS.begin(), LEVELS.end() - 1, [deviation](const SmoothingLevel& level) {
+              return HELD_DEVIATIONS * deviation <= level.holdRadius;
+          });
+    return found->name;
 }
 
 bool SmoothInput(SmoothedTouch* touch, const SmoothingLevel& level, MOUSEINPUT* input,

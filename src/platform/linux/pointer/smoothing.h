@@ -39,6 +39,10 @@ const SmoothingLevel* FindSmoothingLevel(const std::string& name);
 // The names of all, "off" first.
 std::vector<std::string> SmoothingNames();
 
+// The name of the weakest level under which a resting finger holds still whose place has that
+// standard deviation on each axis, a part of the panel; "off" where it needs none.
+const char* SmoothingFor(double deviation);
+
 // A panel's touch as it is smoothed. One thread. Zero: no touch.
 struct SmoothedTouch {
     std::chrono::steady_clock::time_point last; // time of the report before
