@@ -2,7 +2,7 @@
 find_package(Threads REQUIRED GLOBAL)
 pkg_check_modules(INPUT REQUIRED IMPORTED_TARGET GLOBAL libevdev libudev)
 if(KORVEX_X11)
-    pkg_check_modules(X11 REQUIRED IMPORTED_TARGET GLOBAL x11>=1.7 xtst xft xrandr)
+    pkg_check_modules(X11 REQUIRED IMPORTED_TARGET GLOBAL x11>=1.7 xtst xrandr cairo-xlib pangocairo)
 endif()
 find_package(CLI11 REQUIRED GLOBAL)
 find_package(nlohmann_json 3 REQUIRED GLOBAL)

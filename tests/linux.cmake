@@ -36,6 +36,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     platform/serial_test.cpp
     platform/smoothing_test.cpp
     platform/windows_test.cpp
+    console/calibration_page_test.cpp
     console/exactness_test.cpp
     command/calibrate_test.cpp
     command/command_test.cpp

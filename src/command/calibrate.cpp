@@ -1,6 +1,8 @@
-#include <cstdio>
+#include <algorithm>
+#include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +26,7 @@
 #include "machine/port_state.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/serial/port_scan.h"
 #include "platform/linux/serial/serial_port.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
@@ -59,18 +62,58 @@ void DescribeOwn(uint32_t panel, SourceText* text)
     SetWords(text, title);
 }
 
-// Why ports were skipped: the last reason, for the page, whose user may not see standard error.
-struct RefusedPort {
+// Why ports could not be asked, by their paths, for the page, whose user may not see standard
+// error.
+struct RefusedPorts {
     std::mutex mutex;
-    std::string reason;
+    std::map<std::string, std::string> reasons; // of the last search
+    std::set<std::string> told;                 // that standard error has
 };
 
-RefusedPort refusedPort;
+RefusedPorts refusedPorts;
+
+// Why a port has no panel: in short, for a line of the page.
+std::string ReasonOf(const PortState& port)
+{
+    const std::lock_guard guard(refusedPorts.mutex);
+    const auto refused = refusedPorts.reasons.find(port.path);
+    return refused != refusedPorts.reasons.end() ? refused->second : "no controller answers";
+}
 
 void ExplainNoneFound(SourceText* text)
 {
-    const std::lock_guard guard(refusedPort.mutex);
-    SetWords(text, refusedPort.reason);
+    constexpr size_t SHOWN_PORTS = 6; // that have room on the page
+    std::vector<std::string> lines;
+    for (const PortState& port : AllPorts())
+        lines.push_back(ShownPath(port.path) + ": " + ReasonOf(port));
+    for (const platform::ScannedPort& port : platform::ScanSerialPorts()) {
+        if (platform::IsPortIgnored(port.path))
+            lines.push_back(ShownPath(port.path) + ": it is never asked (ID_KORVEX_IGNORE)");
+    }
+    if (lines.empty())
+        lines.emplace_back("There is no serial port.");
+    std::string all;
+    for (size_t i = 0; i < std::min(lines.size(), SHOWN_PORTS); ++i)
+        all += (i > 0 ? "\n" : "") + lines[i];
+    SetWords(text, all);
+}
+
+// Panels that are searched for, with the ports that have come.
+const Options* searchOptions;
+
+PanelSource SearchedSource(const Options* options)
+{
+    searchOptions = options;
+    PanelSource source = SearchedPanels();
+    source.search = [](HWND window) {
+        AddNewDevicesToAsk(searchOptions);
+        {
+            const std::lock_guard guard(refusedPorts.mutex);
+            refusedPorts.reasons.clear();
+        }
+        SearchedPanels().search(window);
+    };
+    return source;
 }
 
 void DescribeOwnFile(uint32_t panel, PanelFile* file)
@@ -204,17 +247,17 @@ int CalibrateAny(const Options* options)
     if (const int exitCode = SetUpDevicesToAsk(options); exitCode != EXIT_DONE)
         return exitCode;
     platform::ThisMachine()->handlers.portRefused = [](const std::string& path, DWORD error) {
-        const std::string reason
-            = "'" + ShownPath(path) + "' is skipped: " + PortFailureText(path, error);
-        Warning(reason);
-        const std::lock_guard guard(refusedPort.mutex);
-        refusedPort.reason = reason;
+        const std::string reason = PortFailureText(path, error);
+        const std::lock_guard guard(refusedPorts.mutex);
+        refusedPorts.reasons[path] = reason;
+        if (refusedPorts.told.insert(path).second)
+            Warning("'" + ShownPath(path) + "' is skipped: " + reason);
     };
     AskKnownControllers();
     if (IsShutdownRequested())
         return EXIT_NOT_SAVED;
     StartHost(HOST_DETECT | HOST_PANEL_TEST);
-    const int exitCode = Calibrate(options, OwnSource(SearchedPanels()));
+    const int exitCode = Calibrate(options, OwnSource(SearchedSource(options)));
     DestroyHostContext();
     ExitProcess(static_cast<UINT>(exitCode)); // a thread that could not be ended may still run
 }

@@ -33,8 +33,9 @@ bool CanStartProgram()
     const std::string folder = platform::ToNativePath(
         platform::ReadRegistryText(PROGRAM_FOLDER_KEY, PROGRAM_FOLDER_VALUE));
     if (folder.empty()) {
-        Error("the folder of " + std::string(CALIBRATION_PROGRAM)
-            + " is not known; store it with 'korvex set-path'");
+        Error(std::string("the folder of ")
+                .append(CALIBRATION_PROGRAM)
+                .append(" is not known; store it with 'korvex set-path'"));
         return false;
     }
     const std::string program = folder + "/" + CALIBRATION_PROGRAM;

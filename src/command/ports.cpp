@@ -21,7 +21,8 @@ std::string AskedBy(const Options* options, const PortState* port)
 {
     if (port->ignored)
         return "none";
-    return std::string("enum paneltest calibrate") + (IsPanelPort(options, port) ? " check" : "");
+    return IsPanelPort(options, port) ? "enum paneltest calibrate check"
+                                      : "enum paneltest calibrate";
 }
 
 // The process that drives the controller on a port now, and the model.

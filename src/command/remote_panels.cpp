@@ -236,7 +236,8 @@ PanelSource UseRemotePanels(std::vector<RemotePanel> panels)
         const std::string title = PanelTitle(panel.state.path) + ", " + panel.state.controller;
         remotes.panels.push_back({std::move(panel), title, "", {}, {}});
     }
-    return {Begin, End, Describe, DescribeFile, ExplainNoneFound, TryPoints, Revert, Save, Undo};
+    return {Begin, nullptr, End, Describe, DescribeFile, ExplainNoneFound, TryPoints, Revert, Save,
+        Undo};
 }
 
 } // namespace korvex::command

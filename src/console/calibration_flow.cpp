@@ -251,9 +251,10 @@ FlowTasks ReturnPanel(CalibrationFlow* flow, uint32_t panel, uint32_t nowMs)
 
 FlowTasks FinishSearch(CalibrationFlow* flow, uint32_t nowMs)
 {
-    if (flow->step != FlowStep::SEARCHING)
+    if (flow->step != FlowStep::SEARCHING && flow->step != FlowStep::NONE_FOUND)
         return 0;
     flow->lastActionMs = nowMs;
+    flow->searchedMs = nowMs;
     flow->step = FlowStep::NONE_FOUND;
     return flow->savesUnasked ? TASK_END : TASK_SHOW;
 }
@@ -333,6 +334,12 @@ FlowTasks HandleTime(CalibrationFlow* flow, uint32_t nowMs)
         return 0;
     if (IsOver(flow))
         return nowMs - flow->savedMs >= SAVED_SHOWN_MS ? TASK_END : 0;
+    if (flow->step == FlowStep::NONE_FOUND) {
+        if (nowMs - flow->searchedMs < SEARCH_INTERVAL_MS)
+            return 0;
+        flow->searchedMs = nowMs;
+        return TASK_SEARCH;
+    }
     const uint32_t idle = nowMs - flow->lastActionMs;
     if (flow->step == FlowStep::SEARCHING && idle < SEARCH_PATIENCE_MS)
         return 0;

@@ -17,6 +17,8 @@ namespace korvex {
 inline constexpr uint32_t PATIENCE_MS = 60000;
 // while panels are searched for: many ports, seconds each
 inline constexpr uint32_t SEARCH_PATIENCE_MS = 600000;
+// between two searches while there is no panel
+inline constexpr uint32_t SEARCH_INTERVAL_MS = 10000;
 inline constexpr uint32_t LAST_SECONDS = 15; // the last of that time, which are counted down
 // a runtime reverts a result unless it is asked to try it again within a minute
 inline constexpr uint32_t TRY_INTERVAL_MS = 20000;
@@ -25,7 +27,7 @@ inline constexpr uint32_t NO_PANEL = UINT32_MAX;
 
 enum class FlowStep : uint8_t {
     SEARCHING,  // no panel is known yet
-    NONE_FOUND, // the search is over and found no panel
+    NONE_FOUND, // the search is over and found no panel; it is repeated
     MEASURING,  // the targets (targets.step)
     IMPOSSIBLE, // their points cannot be right: it starts again at the next touch
     TRYING,     // the new points apply; the panel is touched freely
@@ -50,6 +52,7 @@ inline constexpr FlowTasks TASK_SHOW_TOUCH = 64; // the free touch has moved
 inline constexpr FlowTasks TASK_END = 128;       // end the program
 inline constexpr FlowTasks TASK_UNDO
     = 256; // undo the last save, and report the result (FinishUndo)
+inline constexpr FlowTasks TASK_SEARCH = 512; // search for panels again (FinishSearch)
 
 struct FlowPanel {
     bool known;
@@ -89,6 +92,7 @@ struct CalibrationFlow {
 
     uint32_t askedMs;      // since when it is ASKING
     uint32_t lastActionMs; // of the last touch, key or button
+    uint32_t searchedMs;   // when the last search has begun or ended
     uint32_t savedMs;
     uint32_t secondsLeft; // that are counted down; 0: none are
 };

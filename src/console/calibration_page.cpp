@@ -26,18 +26,37 @@ PageTextBuffer Pixels(double pixels)
     return Line(TEXT("%u.%u"), tenths / 10, tenths % 10);
 }
 
-void PaintTarget(const CalibrationFlow* flow, HDC device)
+// How much of the target is taken: the ring around it, or where that is cut by the edge of the
+// screen, a bar in the middle.
+void PaintProgress(const CalibrationFlow* flow, POINT middle, HDC device)
 {
     const bool taken = flow->targets.step == TargetStep::TAKEN;
+    const uint32_t percent = taken ? 100 : flow->targets.progress;
+    const COLORREF color = taken ? GREEN : BLUE;
+    if (!IsRingCut(flow->screen, middle)) {
+        const int radius = RingRadius(flow->screen);
+        Disc(device, middle, radius, TRACK);
+        Sector(device, middle, radius, percent, color);
+        Disc(device, middle, radius * 2 / 3, WHITE_PAPER);
+        return;
+    }
+    RECT bar = ProgressBar(flow->screen);
+    const LONG height = bar.bottom - bar.top;
+    RoundBar(device, bar, height, TRACK);
+    bar.right
+        = bar.left + std::max(height, (bar.right - bar.left) * static_cast<LONG>(percent) / 100);
+    if (percent > 0)
+        RoundBar(device, bar, height, color);
+}
+
+void PaintTarget(const CalibrationFlow* flow, HDC device)
+{
+    constexpr int REACH_UNITS = 6;
+    const COLORREF color = flow->targets.step == TargetStep::TAKEN ? GREEN : INK;
     const POINT middle = PixelOf(flow->screen, TargetPlace(&flow->targets, flow->targets.current));
-    const int radius = RingRadius(flow->screen);
-    const int unit = PageUnit(flow->screen);
-    Disc(device, middle, radius, taken ? GREEN : TRACK);
-    if (!taken)
-        Sector(device, middle, radius, flow->targets.progress, BLUE);
-    Disc(device, middle, radius * 2 / 3, WHITE_PAPER);
-    Cross(device, middle, radius, std::max(1, unit / 4), taken ? GREEN : INK);
-    Disc(device, middle, std::max(2, unit / 2), taken ? GREEN : RED);
+    PaintProgress(flow, middle, device);
+    Cross(device, middle, Units(flow->screen, REACH_UNITS), Units(flow->screen, 1) / 4, color);
+    Disc(device, middle, Units(flow->screen, 1) / 2, color == INK ? RED : color);
 }
 
 void PaintCount(const CalibrationFlow* flow, HDC device, RECT* area)
@@ -105,42 +124,27 @@ PageText DescribeResult(const CalibrationFlow* flow)
         Line(HasTouchedMarks(flow) ? TEXT_TRY_MARKS : TEXT_TRY_FIT, Pixels(distance).data())};
 }
 
-// A distance below its mark, or beside it where the screen ends.
+// How far off the last touch of a mark was.
 void PaintDistance(const CalibrationFlow* flow, uint32_t mark, HDC device)
 {
     const double distance = flow->distances[mark];
     if (distance < 0)
         return;
     const PageTextBuffer text = Line(TEXT_PIXELS, Pixels(distance).data());
-    const POINT place = MarkPlace(flow->screen, mark);
-    const int unit = PageUnit(flow->screen);
-    const int reach = RingRadius(flow->screen);
-    const bool isLow = place.y > flow->screen.y / 2;
-    RECT area{place.x - 2 * reach, place.y + (isLow ? -reach - 2 * unit : reach - 3 * unit),
-        place.x + 2 * reach, 0};
-    area.bottom = area.top + 5 * unit;
-    constexpr int HALF_WIDTH = 9;
-    Bar(device, place.x - HALF_WIDTH * unit, area.top, place.x + HALF_WIDTH * unit, area.bottom,
-        WHITE_PAPER);
+    RECT area = DistanceArea(flow->screen, mark);
+    Bar(device, area.left, area.top, area.right, area.bottom, WHITE_PAPER);
     Write(device, flow->screen, text.data(),
-        {WORDS_UNITS - 1, FW_BOLD, ColorOf(AccuracyOf(flow, distance)), DT_SINGLELINE}, &area);
+        {SMALL_UNITS, FW_BOLD, ColorOf(AccuracyOf(flow, distance)), DT_SINGLELINE}, &area);
 }
 
 // How far each cross lies from where the others predict it, small and where it was.
 void PaintResiduals(const CalibrationFlow* flow, HDC device)
 {
-    const int unit = PageUnit(flow->screen);
     for (uint32_t target = 0; target < flow->targets.calib.pointCount; ++target) {
         const double residual = ResidualPixels(flow, target);
         const PageTextBuffer text = Line(TEXT_PIXELS, Pixels(residual).data());
-        const POINT pixel = PixelOf(flow->screen, TargetPlace(&flow->targets, target));
-        const bool isMiddle = target == 4; // where a mark is
-        constexpr int HALF_WIDTH = 8;
-        const LONG x
-            = std::clamp<LONG>(pixel.x, HALF_WIDTH * unit, flow->screen.x - HALF_WIDTH * unit);
-        const LONG y = std::clamp<LONG>(
-            isMiddle ? pixel.y - 7 * unit : pixel.y, 2 * unit, flow->screen.y - 2 * unit);
-        RECT area{x - HALF_WIDTH * unit, y - 2 * unit, x + HALF_WIDTH * unit, y + 2 * unit};
+        RECT area = ResidualArea(
+            flow->screen, PixelOf(flow->screen, TargetPlace(&flow->targets, target)));
         const Accuracy accuracy = AccuracyOf(flow, residual);
         const COLORREF color = accuracy == Accuracy::VERY_GOOD ? FAINT : ColorOf(accuracy);
         Write(device, flow->screen, text.data(), {SMALL_UNITS, FW_NORMAL, color, DT_SINGLELINE},
@@ -150,9 +154,10 @@ void PaintResiduals(const CalibrationFlow* flow, HDC device)
 
 void PaintMarks(const CalibrationFlow* flow, HDC device)
 {
-    const int unit = PageUnit(flow->screen);
+    constexpr int REACH_UNITS = 4;
     for (uint32_t mark = 0; mark < MARK_COUNT; ++mark) {
-        Cross(device, MarkPlace(flow->screen, mark), 4 * unit, std::max(1, unit / 4), INK);
+        Cross(device, MarkPlace(flow->screen, mark), Units(flow->screen, REACH_UNITS),
+            Units(flow->screen, 1) / 4, INK);
         PaintDistance(flow, mark, device);
     }
 }
@@ -167,7 +172,6 @@ void PaintButtons(const CalibrationFlow* flow, HDC device)
     };
     const PageTextBuffer retake
         = IsTrying(flow) ? Line(TEXT_RETAKE_BUTTON, WorstTarget(flow) + 1) : PageTextBuffer{};
-    const int unit = PageUnit(flow->screen);
     for (const Label& label :
         {Label{PageButton::SAVE,
              flow->step == FlowStep::ASKING ? TEXT_REPLACE_BUTTON : TEXT_SAVE_BUTTON, TEXT_SAVE_KEY,
@@ -180,12 +184,11 @@ void PaintButtons(const CalibrationFlow* flow, HDC device)
             continue;
         RECT area = ButtonArea(flow->screen, label.button);
         const bool pressed = flow->touching && flow->pressed == label.button;
-        Bar(device, area.left, area.top, area.right, area.bottom, pressed ? INK : label.color);
-        constexpr int NAME_UNITS = WORDS_UNITS - 1;
-        const int lines = flow->hasKeyboard ? NAME_UNITS + SMALL_UNITS : NAME_UNITS;
-        area.top
-            += (area.bottom - area.top - lines * unit * 6 / 5) / 2; // with the space between lines
-        Write(device, flow->screen, label.name, {NAME_UNITS, FW_BOLD, WHITE_PAPER, DT_WORDBREAK},
+        RoundBar(device, area, Units(flow->screen, 3), pressed ? INK : label.color);
+        const int lines = flow->hasKeyboard ? WORDS_UNITS + SMALL_UNITS : WORDS_UNITS;
+        // with the space between lines
+        area.top += (area.bottom - area.top - Units(flow->screen, lines * 6) / 5) / 2;
+        Write(device, flow->screen, label.name, {WORDS_UNITS, FW_BOLD, WHITE_PAPER, DT_WORDBREAK},
             &area);
         if (flow->hasKeyboard)
             Write(device, flow->screen, label.key,
@@ -198,24 +201,20 @@ bool PaintCountdown(const CalibrationFlow* flow, HDC device, RECT* area)
 {
     if (flow->secondsLeft == 0 || IsOver(flow))
         return false;
-    const PageTextBuffer line = Line(
-        flow->step == FlowStep::NONE_FOUND ? TEXT_CLOSING_UNUSED : TEXT_CLOSING, flow->secondsLeft);
+    const PageTextBuffer line = Line(TEXT_CLOSING, flow->secondsLeft);
     Write(device, flow->screen, line.data(), {SMALL_UNITS, FW_BOLD, RED, DT_WORDBREAK}, area);
     return true;
 }
 
-// The panel and its file, if there is a result.
+// The file of a result, after the seconds that are left.
 void PaintFooter(const CalibrationFlow* flow, const PageWords* words, HDC device)
 {
-    RECT area = ScreenPart(flow->screen, FOOTER_PERCENT);
-    const bool isCounting = PaintCountdown(flow, device, &area);
-    const TextStyle path{SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS};
+    RECT area = FooterArea(flow->screen);
+    PaintCountdown(flow, device, &area);
     const PageTextBuffer line = Line(TEXT_FILE, words->file.path.data());
     if (words->file.path[0] != 0)
-        Write(device, flow->screen, IsOver(flow) ? words->file.path.data() : line.data(), path,
-            &area);
-    if (!isCounting)
-        Write(device, flow->screen, words->panel.data(), path, &area);
+        Write(device, flow->screen, IsOver(flow) ? words->file.path.data() : line.data(),
+            {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS}, &area);
 }
 
 COLORREF TitleColor(const CalibrationFlow* flow)
@@ -262,8 +261,7 @@ PageText DescribeStep(const CalibrationFlow* flow, const PageWords* words)
     case FlowStep::SEARCHING:
         return MakeText(TEXT_SEARCHING, TEXT_SEARCHING_MORE);
     case FlowStep::NONE_FOUND:
-        return MakeText(TEXT_NONE_FOUND,
-            words->noneFound[0] != 0 ? words->noneFound.data() : TEXT_NONE_FOUND_MORE);
+        return {Line(TEXT_NONE_FOUND), Line(TEXT_NONE_FOUND_MORE, words->noneFound.data())};
     case FlowStep::MEASURING:
         return DescribeTarget(&flow->targets);
     case FlowStep::IMPOSSIBLE:
@@ -290,14 +288,16 @@ void PaintPage(const CalibrationFlow* flow, const PageWords* words, HDC device)
 {
     PrepareDevice(device);
     const PageText text = DescribeStep(flow, words);
-    RECT head = ScreenPart(flow->screen, HEAD_PERCENT);
+    RECT head = HeadArea(flow->screen);
+    Write(device, flow->screen, words->panel.data(),
+        {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS}, &head);
     Write(device, flow->screen, text.title.data(),
         {TITLE_UNITS, FW_BOLD, TitleColor(flow), DT_WORDBREAK}, &head);
-    head.top += PageUnit(flow->screen);
+    head.top += Units(flow->screen, 1);
     Write(
         device, flow->screen, text.more.data(), {WORDS_UNITS, FW_NORMAL, INK, DT_WORDBREAK}, &head);
     const bool hasResult = IsTrying(flow) || IsOver(flow);
-    RECT count = ScreenPart(flow->screen, COUNT_PERCENT);
+    RECT count = CountArea(flow->screen);
     const bool isCounting = !hasResult && PaintCountdown(flow, device, &count);
     if (flow->step == FlowStep::MEASURING && LossOf(flow) == PanelLoss::NONE) {
         if (!isCounting)
@@ -329,7 +329,7 @@ void PaintTouch(const CalibrationFlow* flow, HDC device)
         PaintButtons(flow, device);
         return;
     }
-    Disc(device, flow->touch, std::max(2, PageUnit(flow->screen) / 2), BLUE);
+    Disc(device, flow->touch, Units(flow->screen, 1) / 2, BLUE);
     for (uint32_t mark = 0; mark < MARK_COUNT; ++mark)
         PaintDistance(flow, mark, device);
 }

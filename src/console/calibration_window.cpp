@@ -97,6 +97,8 @@ void CarryOut(FlowTasks tasks)
         const bool undone = source->undo(flow->tried, &program.words.reason);
         CarryOut(FinishUndo(flow, undone, GetTickCount()));
     }
+    if ((tasks & TASK_SEARCH) != 0 && source->search != nullptr)
+        source->search(program.window);
     if ((tasks & TASK_BELL) != 0)
         MessageBeep(MB_OK);
     Show(tasks);

@@ -193,13 +193,19 @@ void WatchOwnPanels(void (*workerRefused)())
 
 PanelSource OwnPanels()
 {
-    return {Begin, End, Describe, DescribeFile, ExplainNoneFound, TryPoints, Revert, Save, Undo};
+    return {Begin, nullptr, End, Describe, DescribeFile, ExplainNoneFound, TryPoints, Revert, Save,
+        Undo};
 }
 
 PanelSource SearchedPanels()
 {
     PanelSource source = OwnPanels();
     source.begin = BeginSearched;
+    source.search = [](HWND window) {
+        DestroyHostContext();
+        StartHost(HOST_DETECT | HOST_PANEL_TEST);
+        SetNotifyTarget(window, WM_SEARCH_DONE);
+    };
     return source;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numbers>
 
 namespace korvex {
@@ -37,7 +36,7 @@ void Write(HDC device, POINT screen, const WCHAR* text, TextStyle words, RECT* a
 {
     if (*text == 0)
         return;
-    const SelectedFont font(device, std::max(8, words.units * PageUnit(screen)), words.weight);
+    const SelectedFont font(device, std::max(8, Units(screen, words.units)), words.weight);
     SetTextColor(device, words.color);
     area->top += DrawTextW(device, text, -1, area, words.format | DT_CENTER | DT_NOPREFIX);
 }
@@ -70,12 +69,20 @@ void Bar(HDC device, int left, int top, int right, int bottom, COLORREF color)
     FillRect(device, &area, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
 }
 
+void RoundBar(HDC device, const RECT& area, int diameter, COLORREF color)
+{
+    SetDCBrushColor(device, color);
+    RoundRect(device, area.left, area.top, area.right, area.bottom, diameter, diameter);
+}
+
 void Stroke(HDC device, POINT from, POINT to, int radius, COLORREF color)
 {
-    const LONG steps = std::max<LONG>({1, std::abs(to.x - from.x), std::abs(to.y - from.y)});
-    for (LONG i = 0; i <= steps; ++i)
-        Disc(device, {from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps},
-            radius, color);
+    HPEN pen = CreatePen(PS_SOLID, 2 * radius + 1, color);
+    const HGDIOBJ before = SelectObject(device, pen);
+    MoveToEx(device, from.x, from.y, nullptr);
+    LineTo(device, to.x, to.y);
+    SelectObject(device, before);
+    DeleteObject(pen);
 }
 
 void CheckMark(HDC device, POINT middle, int size, COLORREF color)

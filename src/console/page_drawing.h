@@ -17,8 +17,8 @@ inline constexpr COLORREF AMBER = 0x000078C8;
 inline constexpr COLORREF RED = 0x001E28BE;
 
 // Heights of letters, in page units.
-inline constexpr int TITLE_UNITS = 7;
-inline constexpr int WORDS_UNITS = 5;
+inline constexpr int TITLE_UNITS = 6;
+inline constexpr int WORDS_UNITS = 4;
 inline constexpr int SMALL_UNITS = 3;
 
 // How a text looks.
@@ -41,8 +41,9 @@ void Disc(HDC device, POINT middle, int radius, COLORREF color);
 // `percent` of a disc, clockwise from the top.
 void Sector(HDC device, POINT middle, int radius, uint32_t percent, COLORREF color);
 
-// A filled rectangle without its right and bottom edge.
+// A filled rectangle without its right and bottom edge, and one with round corners.
 void Bar(HDC device, int left, int top, int right, int bottom, COLORREF color);
+void RoundBar(HDC device, const RECT& area, int diameter, COLORREF color);
 
 // A thick line with round ends.
 void Stroke(HDC device, POINT from, POINT to, int radius, COLORREF color);

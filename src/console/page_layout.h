@@ -18,8 +18,9 @@ enum class PageButton : uint8_t {
     UNDO,   // the last save
 };
 
-// One hundredth of the screen's shorter side, at least one pixel.
-int PageUnit(POINT screen);
+// The pixels of so many page units, each one hundredth of the screen's shorter side; at least one
+// pixel.
+int Units(POINT screen, int count);
 
 // The pixel of a place that is given in 1/65536 of the screen.
 POINT PixelOf(POINT screen, Point place);
@@ -27,9 +28,21 @@ POINT PixelOf(POINT screen, Point place);
 // How far the ring of a target reaches, and how far from a mark a touch still means it, in pixels.
 int RingRadius(POINT screen);
 
+// Whether the ring around a place is cut by the edge of the screen.
+bool IsRingCut(POINT screen, POINT place);
+
+// The progress bar in the middle of the screen, which such a target has instead.
+RECT ProgressBar(POINT screen);
+
 // Marks to be touched when all targets are taken.
 inline constexpr uint32_t MARK_COUNT = 5;
 POINT MarkPlace(POINT screen, uint32_t mark);
+
+// Where the distance of the last touch from a mark is written.
+RECT DistanceArea(POINT screen, uint32_t mark);
+
+// Where the residual of the target at a place is written.
+RECT ResidualArea(POINT screen, POINT place);
 
 inline constexpr std::array PAGE_BUTTONS{
     PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL, PageButton::RETAKE, PageButton::UNDO};
@@ -38,14 +51,11 @@ RECT ButtonArea(POINT screen, PageButton button);
 // The button at a place; NONE if there is none.
 PageButton ButtonAt(POINT screen, POINT place);
 
-// Areas for words: in the upper half, above the row of dots that shows how many targets are taken,
-// and at the bottom.
-inline constexpr RECT HEAD_PERCENT{17, 14, 83, 39};
-inline constexpr RECT COUNT_PERCENT{15, 62, 85, 68};
-inline constexpr RECT FOOTER_PERCENT{18, 88, 82, 99};
-
-// An area in percent of the screen.
-RECT ScreenPart(POINT screen, const RECT& percent);
+// Areas for words, as wide as targets, marks and their numbers allow: above the middle; above the
+// row of dots that shows how many targets are taken; and below the buttons.
+RECT HeadArea(POINT screen);
+RECT CountArea(POINT screen);
+RECT FooterArea(POINT screen);
 
 // The middle of one of those dots, and its radius.
 POINT DotPlace(POINT screen, uint32_t target, uint32_t targetCount);

@@ -14,7 +14,7 @@ inline constexpr const WCHAR* TEXT_SEARCHING_MORE
     = TEXT("This takes a few seconds for each serial port.");
 inline constexpr const WCHAR* TEXT_NONE_FOUND = TEXT("No touch screen was found");
 inline constexpr const WCHAR* TEXT_NONE_FOUND_MORE
-    = TEXT("Check its cable and power, then start again.");
+    = TEXT("Check its cable and power. This continues when one is found.\n%s");
 inline constexpr const WCHAR* TEXT_GONE = TEXT("Touch screen disconnected");
 inline constexpr const WCHAR* TEXT_GONE_MORE = TEXT("Reconnect it to continue.");
 inline constexpr const WCHAR* TEXT_NO_RUNTIME = TEXT("Touch input has stopped");
@@ -75,7 +75,6 @@ inline constexpr const WCHAR* TEXT_PIXELS = TEXT("%s px");
 inline constexpr const WCHAR* TEXT_FILE = TEXT("Save writes %s");
 inline constexpr const WCHAR* TEXT_CLOSING
     = TEXT("Closing in %u s without saving. Touch to continue.");
-inline constexpr const WCHAR* TEXT_CLOSING_UNUSED = TEXT("Closing in %u s.");
 
 inline constexpr const WCHAR* TEXT_SAVE_BUTTON = TEXT("Save");
 inline constexpr const WCHAR* TEXT_REPLACE_BUTTON = TEXT("Replace");

@@ -82,6 +82,10 @@ struct PanelSource {
     // Begins to post to the window: first WM_PANEL_CAME for each panel that is there.
     void (*begin)(HWND window);
 
+    // Searches again, after a WM_SEARCH_DONE without panels, for those that have come; posts
+    // another one at the end. Null: panels are found as they come.
+    void (*search)(HWND window);
+
     // Nothing is posted after it.
     void (*end)();
 
@@ -89,7 +93,7 @@ struct PanelSource {
     void (*describe)(uint32_t panel, SourceText* text);
     void (*describeFile)(uint32_t panel, PanelFile* file);
 
-    // Why no panel was found, where something is known of it; else empty.
+    // Why no panel was found, where something is known of it, a line for each port; else empty.
     void (*explainNoneFound)(SourceText* text);
 
     // Maps the panel's touches by these points from now on; `revert` restores the previous mapping.

@@ -18,6 +18,7 @@
 
 #include "drivers/enumerator_filter.h"
 #include "machine/port_names.h"
+#include "machine/port_state.h"
 #include "platform/linux/core/descriptors.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/devices/port_nodes.h"
@@ -382,6 +383,17 @@ int SetUpDevicesToAsk(const Options* options)
                 + "' is skipped: its udev property ID_KORVEX_IGNORE is set");
     }
     return EXIT_DONE;
+}
+
+void AddNewDevicesToAsk(const Options* options)
+{
+    const std::vector<PortState> known = AllPorts();
+    for (const Port& port : PortsOf(options).value_or(std::vector<Port>())) {
+        const bool isKnown = std::any_of(known.begin(), known.end(),
+            [&port](const PortState& other) { return other.path == port.path; });
+        if (!isKnown && !platform::IsPortIgnored(port.path))
+            AddPort(port);
+    }
 }
 
 int SetUpKnownDevices(const Options* options)

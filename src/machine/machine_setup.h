@@ -47,6 +47,9 @@ int SetUpPorts(const Options* options);
 // ID_KORVEX_IGNORE for.
 int SetUpDevicesToAsk(const Options* options);
 
+// After SetUpDevicesToAsk: adds the ports that have come since.
+void AddNewDevicesToAsk(const Options* options);
+
 // As SetUpDevicesToAsk, but only to look at the ports: changes nothing on the disk.
 int SetUpKnownDevices(const Options* options);
 

@@ -49,9 +49,8 @@ struct WindowRecorder {
         backend.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
             current->Record('R', bounds, fill);
         };
-        backend.ellipse = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
-            current->Record('E', bounds, fill);
-        };
+        backend.pie = [](HWND /*window*/, RECT bounds, double /*start*/, double /*extent*/,
+                          COLORREF fill, bool /*outlined*/) { current->Record('E', bounds, fill); };
         platform::ThisMachine()->windows.backend = &backend;
     }
     ~WindowRecorder() { platform::ThisMachine()->windows.backend = nullptr; }

@@ -2,10 +2,7 @@
 
 #include <cmath>
 #include <numbers>
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "platform/linux/core/last_error.h"
 #include "platform/linux/windows/messages.h"
@@ -21,8 +18,8 @@ enum class Kind { BRUSH, PEN, FONT };
 struct HGDIOBJ__ {
     Kind kind;
     bool isStock;
-    COLORREF color;                       // of a brush
-    bool draws = false;                   // a pen does
+    COLORREF color;                       // of a brush or a pen
+    int width = 0;                        // of a pen; 0: it draws nothing
     korvex::platform::FontView font = {}; // of a font
 };
 
@@ -35,9 +32,9 @@ constexpr int SYSTEM_FONT_HEIGHT = 14;
 HGDIOBJ__ whiteBrush{Kind::BRUSH, true, WHITE};
 HGDIOBJ__ grayBrush{Kind::BRUSH, true, GRAY};
 HGDIOBJ__ contextBrush{Kind::BRUSH, true, WHITE}; // its colour is the device context's
-HGDIOBJ__ blackPen{Kind::PEN, true, 0, true};
+HGDIOBJ__ blackPen{Kind::PEN, true, 0, 1};
 HGDIOBJ__ nullPen{Kind::PEN, true, 0};
-HGDIOBJ__ systemFont{Kind::FONT, true, 0, false, {SYSTEM_FONT_HEIGHT, false}};
+HGDIOBJ__ systemFont{Kind::FONT, true, 0, 0, {SYSTEM_FONT_HEIGHT, false}};
 
 } // namespace
 
@@ -48,13 +45,13 @@ struct HDC__ {
     HGDIOBJ font = &systemFont;
     COLORREF dcBrushColor = WHITE;
     COLORREF textColor = 0;
+    POINT position{0, 0}; // where a line begins
 };
 
 namespace {
 
 using korvex::platform::Backend;
 using korvex::platform::FindWindow;
-using korvex::platform::FontView;
 using korvex::platform::Windows;
 
 COLORREF FillColor(HDC context, const HGDIOBJ__* brush)
@@ -86,38 +83,6 @@ double AngleOf(RECT bounds, int x, int y)
         = std::atan2((bounds.top + bounds.bottom) / 2.0 - y, x - (bounds.left + bounds.right) / 2.0)
         * 180 / std::numbers::pi;
     return angle < 0 ? angle + 360 : angle;
-}
-
-// The lines of a text in a width; a word that is wider has one of its own.
-std::vector<std::u16string> LinesOf(
-    std::u16string_view text, FontView font, int width, bool breaksWords)
-{
-    std::vector<std::u16string> lines(1);
-    while (!text.empty()) {
-        const size_t end = text.find_first_of(u" \n");
-        const std::u16string word(text.substr(0, end));
-        const std::u16string longer = lines.back().empty() ? word : lines.back() + u" " + word;
-        if (breaksWords && !lines.back().empty() && Backend()->textWidth(font, longer) > width)
-            lines.push_back(word);
-        else
-            lines.back() = longer;
-        if (end == std::u16string_view::npos)
-            break;
-        if (text[end] == u'\n')
-            lines.emplace_back();
-        text.remove_prefix(end + 1);
-    }
-    return lines;
-}
-
-// A text in one line that lacks its middle where it is wider.
-std::u16string Shortened(const std::u16string& text, FontView font, int width)
-{
-    std::u16string shown = text;
-    for (size_t left = text.size(); left > 2 && Backend()->textWidth(font, shown) > width; --left)
-        shown
-            = text.substr(0, left / 2) + u"..." + text.substr(text.size() - (left - left / 2 - 1));
-    return shown;
 }
 
 } // namespace
@@ -179,13 +144,18 @@ HBRUSH CreateSolidBrush(COLORREF color)
     return new HGDIOBJ__{Kind::BRUSH, false, color};
 }
 
+HPEN CreatePen(int /*style*/, int width, COLORREF color)
+{
+    return new HGDIOBJ__{Kind::PEN, false, color, width};
+}
+
 HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientation*/, int weight,
     DWORD /*italic*/, DWORD /*underline*/, DWORD /*strikeOut*/, DWORD /*characterSet*/,
     DWORD /*outPrecision*/, DWORD /*clipPrecision*/, DWORD /*quality*/, DWORD /*pitchAndFamily*/,
     LPCWSTR /*name*/)
 {
-    return new HGDIOBJ__{Kind::FONT, false, 0, false,
-        {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}};
+    return new HGDIOBJ__{
+        Kind::FONT, false, 0, 0, {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}};
 }
 
 HGDIOBJ GetStockObject(int object)
@@ -235,15 +205,38 @@ int SetBkMode(HDC /*context*/, int /*mode*/)
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom)
 {
     Backend()->rectangle(context->window, {left, top, right, bottom},
-        FillColor(context, context->brush), context->pen->draws);
+        FillColor(context, context->brush), context->pen->width > 0);
+    return TRUE;
+}
+
+BOOL RoundRect(HDC context, int left, int top, int right, int bottom, int diameter, int /*height*/)
+{
+    Backend()->roundRectangle(
+        context->window, {left, top, right, bottom}, diameter, FillColor(context, context->brush));
     return TRUE;
 }
 
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom)
 {
-    Backend()->ellipse(context->window, {left, top, right, bottom},
-        FillColor(context, context->brush), context->pen->draws);
+    constexpr double FULL_TURN = 360;
+    Backend()->pie(context->window, {left, top, right, bottom}, 0, FULL_TURN,
+        FillColor(context, context->brush), context->pen->width > 0);
     return TRUE;
+}
+
+BOOL MoveToEx(HDC context, int x, int y, POINT* before)
+{
+    if (before != nullptr)
+        *before = context->position;
+    context->position = {x, y};
+    return TRUE;
+}
+
+BOOL LineTo(HDC context, int x, int y)
+{
+    Backend()->line(
+        context->window, context->position, {x, y}, context->pen->width, context->pen->color);
+    return MoveToEx(context, x, y, nullptr);
 }
 
 BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2)
@@ -252,7 +245,7 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
     const double start = AngleOf(bounds, x1, y1);
     const double extent = AngleOf(bounds, x2, y2) - start;
     Backend()->pie(context->window, bounds, start, extent <= 0 ? extent + 360 : extent,
-        FillColor(context, context->brush), context->pen->draws);
+        FillColor(context, context->brush), context->pen->width > 0);
     return TRUE;
 }
 
@@ -264,20 +257,6 @@ int FillRect(HDC context, const RECT* area, HBRUSH brush)
 
 int DrawTextW(HDC context, LPCWSTR text, int /*count*/, RECT* area, UINT format)
 {
-    const FontView font = context->font->font;
-    const int lineHeight = Backend()->lineHeight(font);
-    const int width = area->right - area->left;
-    const std::vector<std::u16string> lines = (format & DT_PATH_ELLIPSIS) != 0
-        ? std::vector{Shortened(text, font, width)}
-        : LinesOf(text, font, width, (format & DT_WORDBREAK) != 0);
-    const int height = lineHeight * static_cast<int>(lines.size());
-    int y = area->top;
-    for (const std::u16string& line : lines) {
-        const int x = (format & DT_CENTER) != 0
-            ? area->left + (width - Backend()->textWidth(font, line)) / 2
-            : area->left;
-        Backend()->text(context->window, x, y, font, context->textColor, line);
-        y += lineHeight;
-    }
-    return height;
+    return Backend()->text(
+        context->window, area, context->font->font, context->textColor, text, format);
 }

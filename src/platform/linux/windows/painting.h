@@ -1,8 +1,9 @@
 // Painting in windows. A device context outlines figures with a black pen, one pixel wide, or with
-// none; fills them with the selected brush (white by default); and writes in the selected font (the
-// system's by default). On the windows' thread.
+// none (these have smooth edges); fills them with the selected brush (white by default); and writes
+// in the selected font (the system's by default). On the windows' thread.
 #pragma once
 
+#include "platform/linux/core/input.h"
 #include "platform/linux/windows/window_types.h"
 
 // The window is painted as a whole: areas must be null. WM_PAINT comes when no other message is
@@ -20,6 +21,7 @@ HDC GetDC(HWND window);
 int ReleaseDC(HWND window, HDC context);
 
 HBRUSH CreateSolidBrush(COLORREF color);
+HPEN CreatePen(int style, int width, COLORREF color); // PS_SOLID; for lines
 // A font whose letters are -`height` pixels high (the em square); it is DejaVu Sans, or the
 // system's substitute, whatever the name.
 HFONT CreateFontW(int height, int width, int escapement, int orientation, int weight, DWORD italic,
@@ -40,12 +42,20 @@ BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
 BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2);
 
+// A filled rectangle without an outline whose corners are quarters of circles of that diameter.
+BOOL RoundRect(HDC context, int left, int top, int right, int bottom, int diameter, int height);
+
+// A line from where the last one ended, or where MoveToEx has been, with round ends.
+BOOL MoveToEx(HDC context, int x, int y, POINT* before);
+BOOL LineTo(HDC context, int x, int y);
+
 // Without an outline, and without the right and the bottom edge.
 int FillRect(HDC context, const RECT* area, HBRUSH brush);
 
 // Writes a terminated text (`count` -1) into an area, from its top on: DT_CENTER, DT_WORDBREAK
 // (else lines end at "\n" alone); DT_PATH_ELLIPSIS omits the middle of a line that is too wide. The
-// height of the text; what does not fit is not cut.
+// height of the text; what does not fit is not cut. With DT_CALCRECT nothing
+// is written, and the area becomes that of the text.
 int DrawTextW(HDC context, LPCWSTR text, int count, RECT* area, UINT format);
 
 namespace korvex::platform {

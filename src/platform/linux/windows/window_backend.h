@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "platform/linux/core/input.h"
 #include "platform/linux/windows/window_types.h"
 
 namespace korvex::platform {
@@ -37,19 +38,17 @@ struct WindowBackend {
 
     // Painting, as painting.h has it: the background, and figures that are filled with a colour and
     // may be outlined in black. A pie's angles are degrees counterclockwise from the right, its
-    // extent up to 360.
+    // extent up to 360. Lines have round ends.
     void (*erase)(const WindowView* view);
     void (*rectangle)(HWND window, RECT bounds, COLORREF fill, bool outlined);
-    void (*ellipse)(HWND window, RECT bounds, COLORREF fill, bool outlined);
+    void (*roundRectangle)(HWND window, RECT bounds, int diameter, COLORREF fill);
     void (*pie)(
         HWND window, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
+    void (*line)(HWND window, POINT from, POINT to, int width, COLORREF color);
 
-    // Text in one line, in pixels: its width, the height of a line, and drawing it with its top
-    // left corner at a place.
-    int (*textWidth)(FontView font, const std::u16string& text);
-    int (*lineHeight)(FontView font);
-    void (*text)(
-        HWND window, int x, int y, FontView font, COLORREF color, const std::u16string& text);
+    // Writes a text as DrawTextW does, or with DT_CALCRECT measures it. Its height.
+    int (*text)(HWND window, RECT* area, FontView font, COLORREF color, const std::u16string& text,
+        UINT format);
 
     void (*beep)();
 

@@ -39,6 +39,7 @@ using HRGN = struct HRGN__*;
 using HGDIOBJ = struct HGDIOBJ__*;
 using HBRUSH = HGDIOBJ;
 using HFONT = HGDIOBJ;
+using HPEN = HGDIOBJ;
 
 struct RECT {
     LONG left;
@@ -54,6 +55,7 @@ struct PAINTSTRUCT {
 inline constexpr int WHITE_BRUSH = 0;
 inline constexpr int GRAY_BRUSH = 2;
 inline constexpr int NULL_PEN = 8;
+inline constexpr int PS_SOLID = 0;
 inline constexpr int DC_BRUSH = 18; // of the colour that SetDCBrushColor has set
 inline constexpr int FW_NORMAL = 400;
 inline constexpr int FW_BOLD = 700;
@@ -62,6 +64,7 @@ inline constexpr int TRANSPARENT = 1;
 inline constexpr UINT DT_CENTER = 0x0001;
 inline constexpr UINT DT_WORDBREAK = 0x0010;
 inline constexpr UINT DT_SINGLELINE = 0x0020;
+inline constexpr UINT DT_CALCRECT = 0x0400;
 inline constexpr UINT DT_PATH_ELLIPSIS = 0x4000;
 inline constexpr UINT DT_NOPREFIX = 0x0800;
 inline constexpr UINT RDW_INVALIDATE = 0x0001;

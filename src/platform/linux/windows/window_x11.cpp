@@ -188,7 +188,7 @@ bool HasX11()
 const WindowBackend* X11Backend(const char* name, std::string* reason)
 {
     static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase,
-        DrawRectangle, DrawEllipse, DrawPie, TextWidth, LineHeight, DrawWords, Beep,
+        DrawRectangle, DrawRoundRectangle, DrawPie, DrawLine, DrawWords, Beep,
         [] { return ConnectionNumber(Connection()->display); }, Pump};
     WindowDisplay* connection = Connection();
     connection->display = OpenDisplay(name, &connection->broken, reason);
@@ -214,7 +214,8 @@ const WindowBackend* X11Backend(const char* name, std::string* reason)
     connection->deleteWindow = XInternAtom(connection->display, "WM_DELETE_WINDOW", False);
     connection->windowName = XInternAtom(connection->display, "_NET_WM_NAME", False);
     connection->utf8 = XInternAtom(connection->display, "UTF8_STRING", False);
-    if (!CanDrawText())
+    connection->hasFonts = CanDrawText();
+    if (!connection->hasFonts)
         *reason = "no font can be opened, so they are without text; install fonts-dejavu-core";
     return &BACKEND;
 }

@@ -2,11 +2,9 @@
 // the windows' thread only.
 #pragma once
 
-#include <X11/Xft/Xft.h>
 #include <X11/Xlib.h>
 
 #include <map>
-#include <utility>
 
 #include "platform/linux/windows/window_backend.h"
 
@@ -21,15 +19,13 @@ struct ShownWindow {
 // The connection of the windows' thread.
 struct WindowDisplay {
     Display* display = nullptr;
-    bool broken = false;                      // the server went away
-    std::map<COLORREF, XftColor> colors = {}; // that have been used
-    int monitorEvent = -1;                    // the type of the event of changed monitors
+    bool broken = false;   // the server went away
+    int monitorEvent = -1; // the type of the event of changed monitors
     Atom deleteWindow = 0;
     Atom windowName = 0;
     Atom utf8 = 0;
     Cursor arrow = 0;
-    // those that have been used, by height and boldness; null: there is none
-    std::map<std::pair<int, bool>, XftFont*> fonts;
+    bool hasFonts = false;
     std::map<HWND, ShownWindow> windows;
 };
 

@@ -1,5 +1,7 @@
-// Painting in the windows on an X display: the painting of WindowBackend. Nothing happens to a
-// window that is not shown, and once the server has gone away.
+// Painting in the windows on an X display: the painting of WindowBackend. Outlined figures are
+// drawn by the X server, whose pixels are those of Windows; everything else through cairo, with
+// smooth edges, and text through pango. Nothing happens to a window that is not shown, and once the
+// server has gone away.
 #pragma once
 
 #include <string>
@@ -19,12 +21,11 @@ void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown);
 
 void Erase(const WindowView* view);
 void DrawRectangle(HWND handle, RECT bounds, COLORREF fill, bool outlined);
-void DrawEllipse(HWND handle, RECT bounds, COLORREF fill, bool outlined);
+void DrawRoundRectangle(HWND handle, RECT bounds, int diameter, COLORREF fill);
 void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
-int TextWidth(FontView font, const std::u16string& text);
-int LineHeight(FontView font);
-void DrawWords(
-    HWND handle, int x, int y, FontView font, COLORREF color, const std::u16string& text);
+void DrawLine(HWND handle, POINT from, POINT to, int width, COLORREF color);
+int DrawWords(HWND handle, RECT* area, FontView font, COLORREF color, const std::u16string& text,
+    UINT format);
 void Beep();
 
 } // namespace korvex::platform
