@@ -288,7 +288,7 @@ void PaintPage(const CalibrationFlow* flow, const PageWords* words, HDC device)
 {
     PrepareDevice(device);
     const PageText text = DescribeStep(flow, words);
-    RECT head = HeadArea(flow->screen);
+    RECT head = HeadArea(flow->screen, IsTrying(flow));
     Write(device, flow->screen, words->panel.data(),
         {SMALL_UNITS, FW_NORMAL, FAINT, DT_SINGLELINE | DT_PATH_ELLIPSIS}, &head);
     Write(device, flow->screen, text.title.data(),

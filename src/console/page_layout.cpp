@@ -132,16 +132,16 @@ PageButton ButtonAt(POINT screen, POINT place)
     return found == PAGE_BUTTONS.end() ? PageButton::NONE : *found;
 }
 
-RECT HeadArea(POINT screen)
+RECT HeadArea(POINT screen, bool hasMarks)
 {
-    // Where the screen is high, below the marks and over its whole width; else between them. Never
-    // on the cross or the residual at the top, or the ring in the middle.
+    // Where the screen is high, below the marks; else between them. Never on the cross or the
+    // residual at the top, or the ring in the middle.
     constexpr int LEAST_UNITS = 34;
     const LONG belowMarks = Part(screen.y, MARK_TOP) + Units(screen, 8 + LINE_UNITS);
     const LONG bottom = screen.y / 2 - Units(screen, RING_UNITS + GAP_UNITS);
-    if (bottom - belowMarks >= Units(screen, LEAST_UNITS))
-        return {Units(screen, 4), belowMarks, screen.x - Units(screen, 4), bottom};
-    return {SideWidth(screen), Units(screen, 9), screen.x - SideWidth(screen), bottom};
+    const bool isHigh = bottom - belowMarks >= Units(screen, LEAST_UNITS);
+    const LONG left = isHigh || !hasMarks ? Units(screen, 4) : SideWidth(screen);
+    return {left, isHigh ? belowMarks : Units(screen, 9), screen.x - left, bottom};
 }
 
 RECT CountArea(POINT screen)

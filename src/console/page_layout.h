@@ -51,9 +51,10 @@ RECT ButtonArea(POINT screen, PageButton button);
 // The button at a place; NONE if there is none.
 PageButton ButtonAt(POINT screen, POINT place);
 
-// Areas for words, as wide as targets, marks and their numbers allow: above the middle; above the
-// row of dots that shows how many targets are taken; and below the buttons.
-RECT HeadArea(POINT screen);
+// Areas for words, as wide as targets, marks and their numbers allow: above the middle, with the
+// marks or without; above the row of dots that shows how many targets are taken; and below the
+// buttons.
+RECT HeadArea(POINT screen, bool hasMarks);
 RECT CountArea(POINT screen);
 RECT FooterArea(POINT screen);
 

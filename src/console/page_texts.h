@@ -23,7 +23,7 @@ inline constexpr const WCHAR* TEXT_NO_RUNTIME_MORE = TEXT(
 
 inline constexpr const WCHAR* TEXT_TOUCH = TEXT("Touch the cross");
 inline constexpr const WCHAR* TEXT_TOUCH_FIRST
-    = TEXT("Rest your finger on the middle of the cross until the ring is full.");
+    = TEXT("Rest your finger on the middle of the cross until the bar is full.");
 inline constexpr const WCHAR* TEXT_HOLD = TEXT("Hold still");
 inline constexpr const WCHAR* TEXT_TAKEN = TEXT("Good");
 inline constexpr const WCHAR* TEXT_TAKEN_MORE = TEXT("Lift your finger.");
@@ -32,7 +32,7 @@ inline constexpr const WCHAR* TEXT_AGAIN = TEXT("Touch this cross again");
 
 // Why a target is asked for again, by RetakeReason.
 inline constexpr std::array<const WCHAR*, 5> REASON_TEXTS{TEXT(""),
-    TEXT("The finger was lifted before the ring was full."),
+    TEXT("The finger was lifted too early."),
     TEXT("The finger moved, or something else touches the screen."),
     TEXT("Another cross was touched there."),
     TEXT("Touch it once more, to compare it with the others.")};

@@ -73,12 +73,6 @@ PanelReading ReadingOf(TouchController* controller)
         CountersOf(controller)};
 }
 
-void AddTouchToRestNoise(RestNoise* noise, TouchController* controller)
-{
-    const PanelReading reading = ReadingOf(controller);
-    AddToRestNoise(noise, reading.touching, reading.mapped);
-}
-
 Json ToJson(const PanelState& state)
 {
     const PanelCalibration& calibration = state.calibration;

@@ -10,7 +10,6 @@
 #include <string>
 
 #include "control/json_line.h"
-#include "input/rest_noise.h"
 #include "link/touch_controller.h"
 
 namespace korvex::command {
@@ -73,9 +72,6 @@ struct PanelReading {
 
 // Takes the reading of a session. Any thread.
 PanelReading ReadingOf(TouchController* controller);
-
-// Adds a session's latest report. On its reader thread.
-void AddTouchToRestNoise(RestNoise* noise, TouchController* controller);
 
 struct PanelCalibration {
     bool hasPoints;   // they map; else the standard box

@@ -12,6 +12,7 @@
 
 #include "calibration/mapping.h"
 #include "cli/text_layout.h"
+#include "console/rest_noise.h"
 #include "input/pointer_injection.h"
 #include "machine/port_names.h"
 #include "machine/port_state.h"

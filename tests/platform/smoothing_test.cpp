@@ -1,6 +1,6 @@
 #include "platform/linux/pointer/smoothing.h"
 
-#include "input/rest_noise.h"
+#include "console/rest_noise.h"
 #include "platform/linux/pointer/right_hold.h"
 #include "testing/noisy_touch.h"
 #include "testing/testing.h"

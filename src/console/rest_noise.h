@@ -29,4 +29,7 @@ struct RestNoise {
 // and single reports that are far off add little.
 void AddToRestNoise(RestNoise* noise, bool touching, Point place);
 
+// Adds a session's latest report. On its reader thread.
+void AddTouchToRestNoise(RestNoise* noise, TouchController* controller);
+
 } // namespace korvex

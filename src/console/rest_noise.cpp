@@ -1,6 +1,8 @@
-#include "input/rest_noise.h"
+#include "console/rest_noise.h"
 
 #include <algorithm>
+
+#include "input/session.h"
 
 namespace korvex {
 
@@ -39,6 +41,14 @@ void AddToRestNoise(RestNoise* noise, bool touching, Point place)
     auto* const middle = noise->differences.begin() + RestNoise::REPORTS;
     std::nth_element(noise->differences.begin(), middle, noise->differences.end());
     noise->deviation = static_cast<uint32_t>(*middle * uint64_t{1000} / MEDIAN_PER_DEVIATION);
+}
+
+void AddTouchToRestNoise(RestNoise* noise, TouchController* controller)
+{
+    ReportSnapshot report{};
+    LiveTouch touch{};
+    TakeLiveSnapshot(controller, &report, &touch);
+    AddToRestNoise(noise, touch.touching, {report.lastX, report.lastY});
 }
 
 } // namespace korvex
