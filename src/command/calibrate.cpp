@@ -17,6 +17,7 @@
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
 #include "console/page_texts.h"
+#include "console/try_window.h"
 #include "control/control_client.h"
 #include "host/host.h"
 #include "machine/keyboard.h"
@@ -26,6 +27,7 @@
 #include "machine/port_state.h"
 #include "platform/linux/core/text.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/pointer/smoothing.h"
 #include "platform/linux/serial/port_scan.h"
 #include "platform/linux/serial/serial_port.h"
 #include "process/exit_codes.h"
@@ -39,12 +41,27 @@ namespace korvex::command {
 
 namespace {
 
-int Calibrate(const Options* options, const PanelSource& source)
+bool tries; // the command is `try`: it begins with the other page
+
+// The pages, each until the other is asked for.
+int ShowPages(const Options* options, const PanelSource& source)
 {
     const bool unseen = options->windows == "none";
     const CalibrationSetup setup{
         source, options->points, unseen, options->accept, HasKeyboard(), PrintCalibration};
-    return CalibrationExitCode(RunCalibration(&setup));
+    const TrySetup trySetup{source, platform::SmoothingFor};
+    CalibrationEnd end = CalibrationEnd::TRY;
+    if (!tries)
+        end = RunCalibration(&setup);
+    while (end == CalibrationEnd::TRY) {
+        if (RunTry(&trySetup) == TryEnd::DONE) {
+            if (platform::IsDisplayLost())
+                Error("the display is lost");
+            return platform::IsDisplayLost() ? EXIT_FAULT : EXIT_DONE;
+        }
+        end = RunCalibration(&setup);
+    }
+    return CalibrationExitCode(end == CalibrationEnd::SAVED);
 }
 
 std::string PortOf(const TouchController* controller)
@@ -198,10 +215,10 @@ int CalibratePort(const Options* options, const std::string& port, const std::st
     if (exitCode == EXIT_NO_PORT && !unasked.empty())
         Error(unasked);
     if (controller == nullptr)
-        return exitCode == EXIT_DONE ? EXIT_NOT_SAVED : exitCode; // the end was requested
+        return exitCode == EXIT_DONE && !tries ? EXIT_NOT_SAVED : exitCode; // the end was requested
     exitCode = StartDriving(options, port, controller);
     if (exitCode == EXIT_DONE)
-        exitCode = Calibrate(options, OwnSource(OwnPanels()));
+        exitCode = ShowPages(options, OwnSource(OwnPanels()));
     const std::vector controllers{controller};
     return EndControllers(&controllers, exitCode);
 }
@@ -255,9 +272,9 @@ int CalibrateAny(const Options* options)
     };
     AskKnownControllers();
     if (IsShutdownRequested())
-        return EXIT_NOT_SAVED;
+        return tries ? EXIT_DONE : EXIT_NOT_SAVED;
     StartHost(HOST_DETECT | HOST_PANEL_TEST);
-    const int exitCode = Calibrate(options, OwnSource(SearchedSource(options)));
+    const int exitCode = ShowPages(options, OwnSource(SearchedSource(options)));
     DestroyHostContext();
     ExitProcess(static_cast<UINT>(exitCode)); // a thread that could not be ended may still run
 }
@@ -267,7 +284,7 @@ int CalibrateAny(const Options* options)
 int RunCalibrate(const Options* options)
 {
     StartCalibrationOutput(options);
-    SetOverdueExitCode(EXIT_NOT_SAVED);
+    SetOverdueExitCode(tries ? EXIT_DONE : EXIT_NOT_SAVED);
     const std::string port = options->arguments.empty() ? "" : options->arguments[0];
     std::vector<RemotePanel> driven;
     std::string unasked;
@@ -280,17 +297,27 @@ int RunCalibrate(const Options* options)
         driven.push_back(*std::move(found));
     if (options->undo)
         return driven.empty() ? UndoHere(options, port, unasked) : UndoDriven(std::move(driven));
-    if (driven.size() == 1 && !CanSave(options, SavingFaultOf(driven.data())))
+    if (driven.size() == 1 && !tries && !CanSave(options, SavingFaultOf(driven.data())))
         return EXIT_FAULT;
     if (!driven.empty())
-        return Calibrate(options, UseRemotePanels(std::move(driven)));
+        return ShowPages(options, UseRemotePanels(std::move(driven)));
     WatchOwnPanels(EndWithoutWorker);
-    if (const std::string fault = SettingsFault(); !CanSave(options, fault)) {
+    if (const std::string fault = SettingsFault(); !tries && !CanSave(options, fault)) {
         if (!unasked.empty()) // it may be driven, and need no file here
             Error(unasked);
         return EXIT_FAULT;
     }
     return port.empty() ? CalibrateAny(options) : CalibratePort(options, port, unasked);
+}
+
+int RunTryPage(const Options* options)
+{
+    if (options->windows == "none") {
+        Error("it needs an X display, and none is named in DISPLAY");
+        return EXIT_NO_DISPLAY;
+    }
+    tries = true;
+    return RunCalibrate(options);
 }
 
 } // namespace korvex::command

@@ -268,6 +268,23 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
             .run = RunCalibrate,
             .pointer = "none", // the touches are the calibration's
             .endsCleanly = true},
+        {.syntax = {.name = "try",
+             .group = EVERY_DAY,
+             .help
+             = "touch and draw on a panel, and see its positions, rate, rest noise, edges and "
+               "untouched areas; changes nothing. Without PANEL, whichever panel is touched",
+             .arguments = {{.name = "PANEL",
+                 .help = "the panel's name, or another name of its port: COM3, ttyUSB0, or a path",
+                 .store = argument,
+                 .completion = Completion::PORTS}},
+             .options = {WithHelp(oneMonitor,
+                             "the monitor of the panel, by its output (HDMI-1), instead of the "
+                             "primary one"),
+                 port, state, quietTrace}},
+            .machine = {SetUpQuietTrace, SetUpPointer, SetUpWindows},
+            .run = RunTryPage,
+            .pointer = "none", // the touches are the page's
+            .endsCleanly = true},
         {.syntax = {.name = "check",
              .group = EVERY_DAY,
              .help = "check display, named panels, their units and calibrations, ports and "

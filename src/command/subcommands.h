@@ -15,6 +15,7 @@ int RunPanelTest(const Options* options);
 
 // calibrate.cpp: the calibration of a panel, until it is saved or discarded.
 int RunCalibrate(const Options* options);
+int RunTryPage(const Options* options);
 
 // drive.cpp: one controller on one port, until shutdown is requested.
 int RunDrive(const Options* options);

@@ -80,8 +80,7 @@ Point EndOf(const TouchSamples* samples)
 
 PageButton ButtonAtPlace(const CalibrationFlow* flow, Point place)
 {
-    const PageButton button = ButtonAt(flow->screen, PixelOf(flow->screen, place));
-    return HasButton(flow, button) ? button : PageButton::NONE;
+    return ShownButtonAt(flow, PixelOf(flow->screen, place));
 }
 
 // A report of a touch: where it is mapped to.
@@ -105,17 +104,20 @@ PageButton HandleLift(CalibrationFlow* flow)
     return pressed;
 }
 
-// Whether the report ends a tap on Cancel, which is no touch of a target: too short, and off all of
-// them, by the panel's own calibration.
-bool IsCancelled(CalibrationFlow* flow, Point mapped, bool touching)
+// Cancel or Try, where the report ends a tap on it, which is no touch of a target: too short, and
+// off all of them, by the panel's own calibration. Else NONE.
+PageButton LeavingButton(CalibrationFlow* flow, Point mapped, bool touching)
 {
     if (touching) {
         AddPlace(flow, mapped);
-        return false;
+        return PageButton::NONE;
     }
     const bool isShort
         = flow->step != FlowStep::MEASURING || flow->targets.step == TargetStep::SAMPLING;
-    return HandleLift(flow) == PageButton::CANCEL && isShort;
+    const PageButton pressed = HandleLift(flow);
+    return isShort && (pressed == PageButton::CANCEL || pressed == PageButton::TRY)
+        ? pressed
+        : PageButton::NONE;
 }
 
 FlowTasks HandleMeasuredReport(CalibrationFlow* flow, Point raw, bool touching, uint32_t nowMs)
@@ -277,8 +279,10 @@ FlowTasks HandleReport(
     if (IsTrying(flow))
         return HandleFreeReport(flow, raw, touching, nowMs);
     const bool hasTouched = flow->touching;
-    if (IsCancelled(flow, mapped, touching))
+    if (const PageButton left = LeavingButton(flow, mapped, touching); left != PageButton::NONE) {
+        flow->isTryWanted = left == PageButton::TRY;
         return Leave(flow);
+    }
     if (flow->step == FlowStep::MEASURING)
         return tasks | HandleMeasuredReport(flow, raw, touching, nowMs);
     return flow->step == FlowStep::IMPOSSIBLE && !touching && hasTouched ? MeasureTargets(flow) : 0;
@@ -308,6 +312,7 @@ FlowTasks PressButton(CalibrationFlow* flow, PageButton button, uint32_t nowMs)
     case PageButton::UNDO:
         return TASK_REVERT | TASK_UNDO;
     default:
+        flow->isTryWanted = button == PageButton::TRY;
         return Leave(flow);
     }
 }
@@ -386,9 +391,20 @@ bool HasButton(const CalibrationFlow* flow, PageButton button)
         return IsTrying(flow) && flow->canUndo;
     case PageButton::CANCEL:
         return !IsOver(flow);
+    case PageButton::TRY: // before the first target; also while it is being touched
+        return flow->step == FlowStep::MEASURING && !flow->savesUnasked
+            && flow->targets.current == 0 && flow->targets.asked == 0;
     default:
         return false;
     }
+}
+
+PageButton ShownButtonAt(const CalibrationFlow* flow, POINT place)
+{
+    PageButton button = ButtonAt(flow->screen, place);
+    if (button == PageButton::SAVE && HasButton(flow, PageButton::TRY))
+        button = PageButton::TRY;
+    return HasButton(flow, button) ? button : PageButton::NONE;
 }
 
 PanelLoss LossOf(const CalibrationFlow* flow)

@@ -68,6 +68,7 @@ struct CalibrationFlow {
     bool savesUnasked; // there are no buttons: it saves once all targets are taken and fit
     bool accepts;      // also saves a result that does not fit, or over another panel's calibration
     bool hasKeyboard;
+    bool isTryWanted; // it has ended by TRY
     uint32_t targetCount;
     POINT screen; // its size, in pixels; kept up to date
     std::array<FlowPanel, MAX_PANELS> panels;
@@ -127,6 +128,9 @@ bool IsTrying(const CalibrationFlow* flow);
 
 // Which buttons are there now.
 bool HasButton(const CalibrationFlow* flow, PageButton button);
+
+// The button that is there now at a place, in pixels; NONE: there is none.
+PageButton ShownButtonAt(const CalibrationFlow* flow, POINT place);
 
 // True when all is done: SAVED, UNDONE and UNCHANGED.
 bool IsOver(const CalibrationFlow* flow);

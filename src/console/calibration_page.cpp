@@ -176,6 +176,7 @@ void PaintButtons(const CalibrationFlow* flow, HDC device)
         {Label{PageButton::SAVE,
              flow->step == FlowStep::ASKING ? TEXT_REPLACE_BUTTON : TEXT_SAVE_BUTTON, TEXT_SAVE_KEY,
              IsDoubtful(flow) ? AMBER : GREEN},
+            Label{PageButton::TRY, TEXT_TRY_BUTTON, TEXT_TRY_KEY, BLUE},
             Label{PageButton::AGAIN, TEXT_AGAIN_BUTTON, TEXT_AGAIN_KEY, BLUE},
             Label{PageButton::CANCEL, TEXT_CANCEL_BUTTON, TEXT_CANCEL_KEY, FAINT},
             Label{PageButton::RETAKE, retake.data(), TEXT_RETAKE_KEY, BLUE},

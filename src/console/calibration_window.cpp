@@ -9,7 +9,6 @@ namespace korvex {
 
 namespace {
 
-constexpr COLORREF BACKGROUND = 0x00FFFFFF;
 constexpr UINT_PTR TIME_TIMER = 1;
 constexpr UINT TIME_INTERVAL_MS = 250;
 constexpr DWORD POINTER_GRACE_MS = 500;
@@ -117,9 +116,9 @@ FlowTasks HandleTouch(WPARAM place, LPARAM touch)
 FlowTasks HandleKey(WPARAM key)
 {
     const bool canSave = HasButton(&program.flow, PageButton::SAVE);
-    const std::array<std::pair<WPARAM, PageButton>, 5> keys{{{VK_ESCAPE, PageButton::CANCEL},
+    const std::array<std::pair<WPARAM, PageButton>, 6> keys{{{VK_ESCAPE, PageButton::CANCEL},
         {VK_RETURN, canSave ? PageButton::SAVE : PageButton::AGAIN}, {'A', PageButton::AGAIN},
-        {'W', PageButton::RETAKE}, {'U', PageButton::UNDO}}};
+        {'W', PageButton::RETAKE}, {'U', PageButton::UNDO}, {'T', PageButton::TRY}}};
     for (const auto& [one, button] : keys) {
         if (key == one)
             return PressButton(&program.flow, button, GetTickCount());
@@ -132,7 +131,7 @@ FlowTasks HandleMouse(bool pressed, LPARAM position)
     const POINT place{
         static_cast<int16_t>(position & 0xFFFF), static_cast<int16_t>(position >> 16 & 0xFFFF)};
     const PageButton button
-        = IsPointerOfPanel() ? PageButton::NONE : ButtonAt(program.flow.screen, place);
+        = IsPointerOfPanel() ? PageButton::NONE : ShownButtonAt(&program.flow, place);
     const bool clicked = !pressed && button != PageButton::NONE && button == program.mousePressed;
     program.mousePressed = pressed ? button : PageButton::NONE;
     return clicked ? PressButton(&program.flow, button, GetTickCount()) : 0;
@@ -195,14 +194,14 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
     }
 }
 
-void CreateCalibrationWindow(HBRUSH background)
+void CreateCalibrationWindow()
 {
     const POINT screen = program.flow.screen;
     WNDCLASSW windowClass{};
     windowClass.lpfnWndProc = CalibrationWindowProc;
     windowClass.hInstance = GetModuleHandleW(nullptr);
     windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.hbrBackground = background;
+    windowClass.hbrBackground = static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH));
     windowClass.lpszClassName = CALIBRATION_CLASS;
     RegisterClassW(&windowClass);
     program.window = CreateWindowExW(WS_EX_TOPMOST, CALIBRATION_CLASS, TEXT_TITLE, WS_POPUP, 0, 0,
@@ -211,7 +210,7 @@ void CreateCalibrationWindow(HBRUSH background)
 
 } // namespace
 
-bool RunCalibration(const CalibrationSetup* setup)
+CalibrationEnd RunCalibration(const CalibrationSetup* setup)
 {
     program = {};
     program.setup = setup;
@@ -220,8 +219,7 @@ bool RunCalibration(const CalibrationSetup* setup)
     program.flow.savesUnasked = setup->savesUnasked;
     program.flow.accepts = setup->accepts;
     program.flow.hasKeyboard = setup->hasKeyboard;
-    HBRUSH background = CreateSolidBrush(BACKGROUND);
-    CreateCalibrationWindow(background);
+    CreateCalibrationWindow();
     if (program.window != nullptr) {
         ShowWindow(program.window, SW_SHOW);
         SetTimer(program.window, TIME_TIMER, TIME_INTERVAL_MS, nullptr);
@@ -234,8 +232,11 @@ bool RunCalibration(const CalibrationSetup* setup)
         setup->source.end();
         DestroyWindow(program.window);
     }
-    DeleteObject(background);
-    return program.flow.step == FlowStep::SAVED || program.flow.step == FlowStep::UNDONE;
+    if (program.flow.isTryWanted)
+        return CalibrationEnd::TRY;
+    return program.flow.step == FlowStep::SAVED || program.flow.step == FlowStep::UNDONE
+        ? CalibrationEnd::SAVED
+        : CalibrationEnd::UNCHANGED;
 }
 
 } // namespace korvex

@@ -21,9 +21,14 @@ struct CalibrationSetup {
     void (*changed)(const CalibrationFlow* flow, const PageWords* words);
 };
 
-// Runs the calibration and its messages on the calling thread: true when the result is saved, or
-// the last save undone; false when everything is unchanged, also if the display is lost or there is
-// no window. Once per process.
-bool RunCalibration(const CalibrationSetup* setup);
+enum class CalibrationEnd : uint8_t {
+    UNCHANGED,
+    SAVED, // or the last save is undone
+    TRY,   // everything is unchanged, and the touch screen should be tried (try_window.h)
+};
+
+// Runs the calibration and its messages on the calling thread. UNCHANGED also if the display is
+// lost, or there is no window.
+CalibrationEnd RunCalibration(const CalibrationSetup* setup);
 
 } // namespace korvex

@@ -1,10 +1,12 @@
 // KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it:
-// KxConsole.exe -calibration N.
+// KxConsole.exe -calibration N; with -try it begins with the page on which the touch screen is
+// tried.
 #include <array>
 
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
 #include "console/page_texts.h"
+#include "console/try_window.h"
 #include "host/host.h"
 #include "host/panel_test.h"
 #include "platform/win32.h"
@@ -17,20 +19,27 @@ constexpr int EXIT_SAVED = 0;
 constexpr int EXIT_NOT_SAVED = 7;
 constexpr DWORD CLOSE_LIMIT_MS = 5000; // a detection needs 3 s at most
 
-// N of "-calibration N"; 0 if there is none.
-uint32_t NumberOfTargets()
+struct CommandLine {
+    uint32_t targets; // N of "-calibration N"; 0 if there is none
+    bool tries;       // "-try"
+};
+
+CommandLine ReadCommandLine()
 {
     int count = 0;
     LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
-    int32_t number = 0;
-    for (int i = 1; words != nullptr && i + 1 < count; ++i) {
-        if (CompareStringW(
-                LOCALE_INVARIANT, NORM_IGNORECASE, words[i], -1, TEXT("-calibration"), -1)
-            == CSTR_EQUAL)
-            number = korvex::ParseInteger(words[i + 1]);
+    CommandLine line{};
+    const auto is = [](LPCWSTR word, LPCWSTR option) {
+        return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, word, -1, option, -1)
+            == CSTR_EQUAL;
+    };
+    for (int i = 1; words != nullptr && i < count; ++i) {
+        if (i + 1 < count && is(words[i], TEXT("-calibration")))
+            line.targets = static_cast<uint32_t>(korvex::ParseInteger(words[i + 1]));
+        line.tries = line.tries || is(words[i], TEXT("-try"));
     }
     LocalFree(static_cast<HLOCAL>(words));
-    return static_cast<uint32_t>(number);
+    return line;
 }
 
 HWND DetectionWindow()
@@ -106,15 +115,22 @@ bool HasKeyboard()
     return false;
 }
 
-bool Calibrate(uint32_t targets)
+// The pages, each until the other is asked for: true when a calibration was saved at last.
+bool ShowPages(uint32_t targets, bool tries)
 {
     korvex::WatchOwnPanels(nullptr);
     korvex::StartHost(korvex::HOST_DETECT | korvex::HOST_PANEL_TEST);
     const korvex::CalibrationSetup setup{
         korvex::SearchedPanels(), targets, false, false, HasKeyboard(), nullptr};
-    const bool saved = korvex::RunCalibration(&setup);
+    const korvex::TrySetup trySetup{setup.source, nullptr};
+    auto end = korvex::CalibrationEnd::TRY;
+    if (!tries)
+        end = korvex::RunCalibration(&setup);
+    while (end == korvex::CalibrationEnd::TRY
+        && korvex::RunTry(&trySetup) == korvex::TryEnd::CALIBRATE)
+        end = korvex::RunCalibration(&setup);
     korvex::DestroyHostContext();
-    return saved;
+    return end == korvex::CalibrationEnd::SAVED || end == korvex::CalibrationEnd::TRY;
 }
 
 } // namespace
@@ -146,7 +162,8 @@ int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*
                 return EXIT_NOT_SAVED; // it has not been closed by now either
         }
     }
-    const bool saved = Calibrate(NumberOfTargets());
+    const CommandLine line = ReadCommandLine();
+    const bool saved = ShowPages(line.targets, line.tries);
     if (detection != nullptr)
         StartDetection();
     ExitProcess(

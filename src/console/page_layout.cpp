@@ -47,6 +47,14 @@ RECT AreaAround(POINT screen, POINT middle, int halfWidth, int halfHeight)
     return {x - halfWidth, y - halfHeight, x + halfWidth, y + halfHeight};
 }
 
+template <typename Buttons>
+PageButton FindButton(const Buttons& buttons, POINT screen, POINT place)
+{
+    const auto* found = std::find_if(buttons.begin(), buttons.end(),
+        [&](PageButton button) { return IsInside(ButtonArea(screen, button), place); });
+    return found == buttons.end() ? PageButton::NONE : *found;
+}
+
 } // namespace
 
 int Units(POINT screen, int count)
@@ -112,8 +120,10 @@ RECT ButtonArea(POINT screen, PageButton button)
         int column;
         int columns;
     };
-    static constexpr std::array<Place, 6> PLACES{{{}, {LOWER_ROW, 0, 3}, {LOWER_ROW, 1, 3},
-        {LOWER_ROW, 2, 3}, {UPPER_ROW, 0, 2}, {UPPER_ROW, 1, 2}}}; // by PageButton
+    // by PageButton
+    static constexpr std::array<Place, 10> PLACES{{{}, {LOWER_ROW, 0, 3}, {LOWER_ROW, 1, 3},
+        {LOWER_ROW, 2, 3}, {UPPER_ROW, 0, 2}, {UPPER_ROW, 1, 2}, {LOWER_ROW, 0, 3},
+        {LOWER_ROW, 0, 3}, {LOWER_ROW, 1, 3}, {LOWER_ROW, 2, 3}}};
     const Place place = PLACES[static_cast<size_t>(button)];
     // between the marks, and not wider than a hand has to reach
     const int width = std::min<int>(screen.x - 2 * SideWidth(screen), Units(screen, 140));
@@ -127,9 +137,12 @@ RECT ButtonArea(POINT screen, PageButton button)
 
 PageButton ButtonAt(POINT screen, POINT place)
 {
-    const auto* found = std::find_if(PAGE_BUTTONS.begin(), PAGE_BUTTONS.end(),
-        [&](PageButton button) { return IsInside(ButtonArea(screen, button), place); });
-    return found == PAGE_BUTTONS.end() ? PageButton::NONE : *found;
+    return FindButton(PAGE_BUTTONS, screen, place);
+}
+
+PageButton TryButtonAt(POINT screen, POINT place)
+{
+    return FindButton(TRY_BUTTONS, screen, place);
 }
 
 RECT HeadArea(POINT screen, bool hasMarks)

@@ -1,4 +1,5 @@
-// Layout of the calibration page for any screen size.
+// Layout of the calibration page, and of the one on which the touch screen is tried, for any screen
+// size.
 #pragma once
 
 #include <array>
@@ -16,6 +17,11 @@ enum class PageButton : uint8_t {
     CANCEL,
     RETAKE, // the worst target alone
     UNDO,   // the last save
+    TRY,    // leaves the calibration for the page on which the touch screen is tried
+    // of that page
+    CLEAR,
+    CALIBRATE,
+    DONE,
 };
 
 // The pixels of so many page units, each one hundredth of the screen's shorter side; at least one
@@ -46,10 +52,13 @@ RECT ResidualArea(POINT screen, POINT place);
 
 inline constexpr std::array PAGE_BUTTONS{
     PageButton::SAVE, PageButton::AGAIN, PageButton::CANCEL, PageButton::RETAKE, PageButton::UNDO};
+inline constexpr std::array TRY_BUTTONS{PageButton::CLEAR, PageButton::CALIBRATE, PageButton::DONE};
 RECT ButtonArea(POINT screen, PageButton button);
 
-// The button at a place; NONE if there is none.
+// The button of the calibration's page, or of the other one, at a place; NONE if there is none.
+// TRY is where SAVE is.
 PageButton ButtonAt(POINT screen, POINT place);
+PageButton TryButtonAt(POINT screen, POINT place);
 
 // Areas for words, as wide as targets, marks and their numbers allow: above the middle, with the
 // marks or without; above the row of dots that shows how many targets are taken; and below the

@@ -88,6 +88,21 @@ inline constexpr const WCHAR* TEXT_RETAKE_KEY = TEXT("W");
 inline constexpr const WCHAR* TEXT_UNDO_BUTTON = TEXT("Undo last save");
 inline constexpr const WCHAR* TEXT_UNDO_KEY = TEXT("U");
 
+inline constexpr const WCHAR* TEXT_TRY_BUTTON = TEXT("Try it");
+inline constexpr const WCHAR* TEXT_TRY_KEY = TEXT("T");
+
+// Of the page on which the touch screen is tried.
+inline constexpr const WCHAR* TEXT_TRY_TITLE = TEXT("Touch and draw");
+inline constexpr const WCHAR* TEXT_TRY_PLACE = TEXT("raw %d, %d: at %u.%u %%, %u.%u %%");
+inline constexpr const WCHAR* TEXT_TRY_RATE = TEXT("%u reports per second");
+inline constexpr const WCHAR* TEXT_TRY_NOISE = TEXT("rest noise: %u.%u px");
+inline constexpr const WCHAR* TEXT_TRY_NOISE_ADVICE
+    = TEXT("rest noise: %u.%u px; --smooth %s holds a resting finger still");
+inline constexpr const WCHAR* TEXT_TRY_OFF = TEXT("%u.%u px");
+inline constexpr const WCHAR* TEXT_CLEAR_BUTTON = TEXT("Clear");
+inline constexpr const WCHAR* TEXT_CALIBRATE_BUTTON = TEXT("Calibrate");
+inline constexpr const WCHAR* TEXT_DONE_BUTTON = TEXT("Done");
+
 // On Windows, where a detection window has the ports.
 inline constexpr const WCHAR* TEXT_DETECTION
     = TEXT("Touch detection is running and has the touch screen.\n\nIt is closed for the "

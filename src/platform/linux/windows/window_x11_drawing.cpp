@@ -53,6 +53,10 @@ void Finish(const CairoPointer& drawing)
 LayoutPointer LayoutOf(FontView font, const std::u16string& text)
 {
     PangoContext* context = pango_font_map_create_context(pango_cairo_font_map_get_default());
+    cairo_font_options_t* options = cairo_font_options_create();
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT); // letters keep their shape
+    pango_cairo_context_set_font_options(context, options);
+    cairo_font_options_destroy(options);
     LayoutPointer layout(pango_layout_new(context));
     g_object_unref(context);
     PangoFontDescription* description = pango_font_description_from_string("DejaVu Sans, Sans");
