@@ -18,6 +18,10 @@ _korvex() {
     "calibrate --port") COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")); return ;;
     "calibrate --state") COMPREPLY=($(compgen -d -- "$word")); return ;;
     "calibrate --trace") COMPREPLY=($(compgen -f -- "$word")); return ;;
+    "try --monitor") COMPREPLY=($(compgen -W "$(_korvex_outputs)" -- "$word")); return ;;
+    "try --port") COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")); return ;;
+    "try --state") COMPREPLY=($(compgen -d -- "$word")); return ;;
+    "try --trace") COMPREPLY=($(compgen -f -- "$word")); return ;;
     "check --port") COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")); return ;;
     "check --state") COMPREPLY=($(compgen -d -- "$word")); return ;;
     "check --trace") COMPREPLY=($(compgen -f -- "$word")); return ;;
@@ -68,6 +72,7 @@ _korvex() {
     esac
     case $command in
     calibrate) options="--help --points --accept --undo --monitor --windows --json --port --state --trace"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
+    try) options="--help --monitor --port --state --trace"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
     check) options="--help --probe --port --state --trace --json --seconds" ;;
     status) options="--help --json" ;;
     enum) options="--help --single --port --state --pointer --monitor --smooth --hold-right --windows --trace" ;;
@@ -81,7 +86,7 @@ _korvex() {
     coinstall) options="--help --instance --os --server --tablet-pc --port --state --trace"; COMPREPLY=($(compgen -W "install remove" -- "$word")) ;;
     calib) options="--help --state" ;;
     set-path) options="--help --state"; COMPREPLY=($(compgen -d -- "$word")) ;;
-    *) options="--help --help-all --version"; COMPREPLY=($(compgen -W "calibrate check status enum drive monitor ports record replay paneltest unbind coinstall calib set-path" -- "$word")) ;;
+    *) options="--help --help-all --version"; COMPREPLY=($(compgen -W "calibrate try check status enum drive monitor ports record replay paneltest unbind coinstall calib set-path" -- "$word")) ;;
     esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))

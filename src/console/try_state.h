@@ -1,6 +1,6 @@
-// What a touch screen is seen to do while it is tried: strokes, touches of the marks, how often and
-// how evenly it reports, and where on the screen it has been touched. It knows no window and no
-// clock. One thread.
+// A touch screen while it is tried: strokes, touches of the marks, the rate and the noise of its
+// reports, and the areas of the screen that have been touched. It knows no window and no clock. One
+// thread.
 #pragma once
 
 #include <array>

@@ -21,7 +21,7 @@ int SetUpQuietTrace(const Options* options);
 // Says on standard error that printed input was lost, once; true when some was.
 bool WasInputLost(const Options* options);
 
-// Pointer input, and what becomes of touches before.
+// Pointer input, and changes to touches before it.
 int SetUpPointer(const Options* options);
 
 // How windows are shown, and that a shutdown request (shutdown.h) closes them.

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "testing/command.h"
+#include "testing/screen.h"
 
 namespace korvex {
 namespace {
@@ -208,6 +209,43 @@ TEST(KorvexCalibrate, WorksThroughTheRuntimeThatDrivesThePanel)
         EXPECT_THAT(none.error, HasSubstr("no earlier calibration is kept"));
     }
     EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
+}
+
+TEST(KorvexTry, ShowsTouchesAndChangesNothingAloneAndThroughARuntime)
+{
+    const PanelFolder panel;
+    const std::string settings
+        = "[Calibration]\nSTD_MIN_X=0\nSTD_MAX_X=1023\nSTD_MIN_Y=0\nSTD_MAX_Y=1023\n";
+    WriteTextFile("Korvex.ini", settings);
+    const Screen screen;
+    const auto press
+        = [&](double x, double y) { PressAt(panel.panel.get(), x, y, milliseconds(200)); };
+    const auto isDrawn = [&] { return PixelAt(&screen, 512, 307) == 0x1464C8; };
+    for (const bool driven : {false, true}) {
+        const std::string words = driven ? " drive panel --pointer none" : " --version";
+        Process drive({"sh", "-c", "exec " + KORVEX + words});
+        EXPECT_NE(ReadLineWith(driven ? drive.error : drive.output, driven ? "5200" : "."), "");
+        Process page({KORVEX, "try", "panel"});
+        ASSERT_NE(WaitForWindow("Touch and draw"), 0UL);
+        EXPECT_TRUE(WaitUntil([&] {
+            press(50, 40);
+            return isDrawn();
+        }));
+        press(27, 81);
+        EXPECT_TRUE(WaitUntil([&] { return !isDrawn(); })) << "Clear";
+        press(50, 81);
+        ASSERT_NE(WaitForWindow("Korvex Calibration"), 0UL);
+        EXPECT_TRUE(WaitUntil([&] {
+            press(27, 81);
+            return HasWindow("Touch and draw");
+        })) << "Try it";
+        EXPECT_TRUE(WaitUntil([&] {
+            press(73, 81);
+            return !HasWindow("Touch and draw");
+        })) << "Done";
+        EXPECT_EQ(WaitForExit(&page), 0);
+        EXPECT_EQ(ReadTextFile("Korvex.ini"), settings);
+    }
 }
 
 } // namespace

@@ -23,7 +23,7 @@ void RunCommand(PanelFolder* folder, std::string command)
     folder->Put(StartEmulator({}));
     for (const auto& [pattern, text] :
         Pairs{{"^ *korvex", KORVEX}, {" +#.*", ""}, {"--link [^ ]+", "--link emulated"},
-            {"/dev/tty\\w+|/tmp/panel|\\b(left|right)\\b", "panel"},
+            {"/dev/tty\\w+|/tmp/panel", "panel"}, {" (left|right)\\b", " panel"},
             // no input device here: what it makes would be the desktop's of whoever runs the tests
             {"uinput", "log"}})
         command = std::regex_replace(command, std::regex(pattern), text);
@@ -39,7 +39,7 @@ void RunCommand(PanelFolder* folder, std::string command)
     if (Has(command, "korvex-emulator ")) {
         EXPECT_NE(ReadLine(process.output), "");
         EXPECT_EQ(EndBySignal(&process, SIGTERM), 0);
-    } else if (Has(command, "korvex (enum|paneltest|calibrate|drive|monitor|record)\\b")) {
+    } else if (Has(command, "korvex (enum|paneltest|calibrate|try|drive|monitor|record)\\b")) {
         EXPECT_TRUE(WaitForQuietHost(folder->panel.get(), milliseconds(200), milliseconds(10000)));
         EXPECT_EQ(EndBySignal(&process, SIGINT), Has(command, "korvex calibrate") ? 7 : 0)
             << "7: nothing was calibrated";

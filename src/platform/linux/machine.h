@@ -59,7 +59,7 @@ struct WindowSettings {
     int closeSignals = -1;
 };
 
-// What becomes of touches before they reach the pointer back end.
+// Changes to touches before they reach the pointer back end.
 struct TouchSettings {
     const SmoothingLevel* smoothing = nullptr; // null: they are not smoothed
     std::chrono::milliseconds rightHold{0};    // for a right click (right_hold.h); 0: there is none

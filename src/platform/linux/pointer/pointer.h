@@ -6,8 +6,8 @@
 
 // Sends `count` records of absolute mouse input (0 to 65535 across the screen, clamped) in order
 // and returns how many were sent. A record without MOUSEEVENTF_MOVE does not move the pointer.
-// What the machine's TouchSettings keep back counts as sent. Any thread; those settings see one
-// touch on each.
+// Records that the machine's TouchSettings hold back count as sent. Any thread; for those settings
+// each has one touch.
 UINT SendInput(UINT count, INPUT* inputs, int size);
 
 namespace korvex::platform {
