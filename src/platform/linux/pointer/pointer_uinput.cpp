@@ -59,16 +59,23 @@ struct KernelDevices {
 // Desktops keep a touch screen's monitor by its product number. One made of the panel's name stays
 // when the controller is exchanged, and distinguishes two equal panels: the hash FNV-1a, folded to
 // 16 bits.
-int ProductOf(const std::string& panel)
+int ProductOf(const std::string& name)
 {
     uint32_t hash = 2166136261;
-    for (const char unit : panel)
+    for (const char unit : name)
         hash = (hash ^ static_cast<uint8_t>(unit)) * 16777619;
     const uint32_t folded = (hash >> 16 ^ hash) & 0xFFFF;
     return static_cast<int>(std::max<uint32_t>(folded, 1));
 }
 
 enum class DeviceKind : uint8_t { TOUCH_SCREEN, RIGHT_BUTTON };
+
+// The physical path of a panel's device stays, like the product number, when the controller or its
+// port is another.
+std::string PathOf(const std::string& panel, DeviceKind kind)
+{
+    return "korvex/" + panel + (kind == DeviceKind::TOUCH_SCREEN ? "/input0" : "/input1");
+}
 
 // A direct touch screen has no mouse button: with one, desktops take it for a mouse. So right
 // clicks have a device of their own, a mouse with absolute axes, which desktops only take for one
@@ -84,7 +91,7 @@ libevdev* Describe(const std::string& panel, DeviceKind kind)
     const std::string name = (isScreen ? "Korvex touch panel " : "Korvex right button ") + panel;
     libevdev_set_name(description, name.c_str());
     libevdev_set_id_bustype(description, BUS_RS232);
-    libevdev_set_id_product(description, ProductOf(panel));
+    libevdev_set_id_product(description, ProductOf(isScreen ? panel : name));
     if (isScreen) {
         libevdev_enable_property(description, INPUT_PROP_DIRECT);
         libevdev_enable_event_code(description, EV_KEY, BTN_TOUCH, nullptr);
@@ -98,15 +105,14 @@ libevdev* Describe(const std::string& panel, DeviceKind kind)
 }
 
 // Null when the system refuses.
-std::unique_ptr<KernelDevice> MakeDevice(
-    const InputLine* line, const std::string& panel, DeviceKind kind)
+std::unique_ptr<KernelDevice> MakeDevice(const std::string& panel, DeviceKind kind)
 {
     auto made = std::make_unique<KernelDevice>();
     made->descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (made->descriptor < 0)
         return nullptr;
     // libevdev does not carry the physical path; it stays when it is set before.
-    ioctl(made->descriptor, UI_SET_PHYS, line->path.c_str());
+    ioctl(made->descriptor, UI_SET_PHYS, PathOf(panel, kind).c_str());
     const std::unique_ptr<libevdev, void (*)(libevdev*)> description(
         Describe(panel, kind), libevdev_free);
     if (description == nullptr
@@ -131,9 +137,9 @@ KernelDevice* DeviceOf(
     all->lastAttempt = std::chrono::steady_clock::now();
     lock->unlock();
     const std::string panel = all->nameOfPanel(line->path);
-    std::unique_ptr<KernelDevice> made = MakeDevice(line, panel, DeviceKind::TOUCH_SCREEN);
+    std::unique_ptr<KernelDevice> made = MakeDevice(panel, DeviceKind::TOUCH_SCREEN);
     if (made != nullptr && ThisMachine()->touches.rightHold.count() > 0) {
-        made->right = MakeDevice(line, panel, DeviceKind::RIGHT_BUTTON);
+        made->right = MakeDevice(panel, DeviceKind::RIGHT_BUTTON);
         if (made->right == nullptr)
             made = nullptr;
     }
