@@ -288,18 +288,24 @@ def unplugging(setting):
     return told
 
 
-def touch_nine_places(setting, client, pattern):
-    """Touches both panels, and expects a client on the whole screen to print each place."""
-    guest = setting.guest
-    width, height = map(int, guest.run("head -n 1 /sys/class/drm/card0-*/modes").split("x"))
-    for controller, y, x in itertools.product((setting.uart, setting.adapter), (10, 50, 90), (5, 50, 95)):
-        since = guest.mark()
-        controller.gesture(f"touch {x} {y}", "lift")
+def touch_places(setting, controller, client, pattern, area, mirrored=False):
+    """Touches a panel at nine places, and expects a client to print each in an area: its left edge, width and height."""
+    left, width, height = area
+    for y, x in itertools.product((10, 50, 90), (5, 50, 95)):
+        since = setting.guest.mark()
+        controller.gesture(f"touch {abs(100 * mirrored - x)} {abs(100 * mirrored - y)}", "lift")
 
         def arrived():
-            places = [re.search(pattern, line.text).groups() for line in guest.find(client, pattern, since)]
-            return any(near(place, x * width / 100, y * height / 100, width / 200) for place in places)
-        guest.wait(arrived, 30, f"a touch at {x}, {y} % of {width} x {height} in the client")
+            places = [re.search(pattern, line.text).groups() for line in setting.guest.find(client, pattern, since)]
+            return any(near(place, left + x * width / 100, y * height / 100, width / 200) for place in places)
+        setting.guest.wait(arrived, 30, f"a touch at {x}, {y} % of {width} x {height} in '{client}'")
+
+
+def touch_nine_places(setting, client, pattern):
+    """Touches both panels, and expects a client on the whole screen to print each place."""
+    width, height = map(int, setting.guest.run("head -n 1 /sys/class/drm/card0-Virtual-1/modes").split("x"))
+    for controller in (setting.uart, setting.adapter):
+        touch_places(setting, controller, client, pattern, (0, width, height))
     return f"nine places on both lines, on {width} x {height}"
 
 
@@ -428,16 +434,16 @@ def input_devices(setting):
     return "two touch screens for udev and libinput, and a right button"
 
 
-def start_kiosk(setting, command):
-    """Starts a Wayland compositor of a user of its own with one client; the names of what is to be stopped, and of what the client prints."""
-    seats, kiosk, client = setting.name("seatd"), setting.name("cage"), setting.name("client")
+def start_kiosk(setting, compositor):
+    """Starts a Wayland compositor of a user of its own; the names of what is to be stopped, and of what it prints."""
+    seats, kiosk, client = setting.name("seatd"), setting.name("kiosk"), setting.name("client")
     log = f"/tmp/{client}.log"
     setting.guest.run("id touch >/dev/null 2>&1 || useradd -m -G video,input,korvex touch; modprobe virtio-gpu; udevadm settle; "
                       f"install -d -o touch -m 700 /run/touch; : >{log}; chown touch {log}")
     setting.guest.start(seats, "seatd -g video")
     setting.guest.start(client, f"tail -n +1 -F {log}")
-    setting.guest.start(kiosk, "openvt -c 2 -f -w -- su touch -c 'XDG_RUNTIME_DIR=/run/touch LIBSEAT_BACKEND=seatd WLR_RENDERER=pixman "
-                               f"WLR_LIBINPUT_NO_DEVICES=1 cage -d -- stdbuf -oL {command} >{log} 2>&1'")
+    setting.guest.start(kiosk, "openvt -c 2 -f -s -w -- su touch -c 'XDG_RUNTIME_DIR=/run/touch LIBSEAT_BACKEND=seatd WLR_RENDERER=pixman "
+                               f"WLR_LIBINPUT_NO_DEVICES=1 {compositor} >{log} 2>&1'")
     return seats, kiosk, client
 
 
@@ -446,7 +452,7 @@ def wayland(setting):
     guest = setting.guest
     # As in its session, where XWayland has a display too.
     drivers = [setting.drive(path, "", "DISPLAY=:0 WAYLAND_DISPLAY=wayland-0") for path in (UART, ADAPTER)]
-    seats, kiosk, client = start_kiosk(setting, "wev")
+    seats, kiosk, client = start_kiosk(setting, "cage -d -- stdbuf -oL wev")
     guest.wait_line(client, "xdg_surface.* configure", limit=LONG)
     tap_until(setting, client, "wl_touch.* up", 50, 50)  # the compositor drops the first touches
     held = touch_nine_places(setting, client, r"wl_touch.* down.* x, y: ([\d.]+), ([\d.]+)")
@@ -601,7 +607,7 @@ def named_calibration(setting):
     """A panel that its unit drives is calibrated on a Wayland screen, by its touches alone, and maps by that at once."""
     guest = setting.guest
     wait_driven(guest, "left", "")
-    seats, kiosk, client = start_kiosk(setting, "korvex calibrate --points 4 --json")
+    seats, kiosk, client = start_kiosk(setting, "cage -d -- stdbuf -oL korvex calibrate --points 4 --json")
     for target, (x, y) in enumerate(((2, 2), (98, 2), (98, 98), (2, 98)), 1):
         guest.wait_line(client, f'"target":{target},.*"state":"touch"', limit=LONG)
         setting.adapter.gesture(f"press {x} {y} 1000")
@@ -618,6 +624,57 @@ def named_calibration(setting):
     wait_driven(guest, "left", "")
     touch_panel(setting, "left", setting.adapter)
     return "four targets of a panel that was mirrored both ways, and back"
+
+
+def touch_monitors(setting, pattern, left, door):
+    """Touches two panels, and expects each on its monitor, which is a client and an area there, and nothing in the other one's client."""
+    for controller, (client, *area), other in ((setting.adapter, left, door), (setting.uart, door, left)):
+        since = setting.guest.mark()
+        touch_places(setting, controller, client, pattern, area, controller is setting.adapter)
+        expect(client == other[0] or not setting.guest.find(other[0], pattern, since), f"touches in '{client}' came to '{other[0]}' too")
+
+
+def monitors(setting):
+    """Two panels act each on its own of two monitors: under Wayland compositors by one line in the rule of its port, with its right clicks,
+    and under sway and X, the other way round, by what the desktop has for it."""
+    guest = setting.guest
+    guest.run("mkdir -p /etc/korvex; echo 'KORVEX_OPTIONS=--hold-right 300' >/etc/korvex/door.env; systemctl restart korvex@door; "
+              "modprobe virtio-gpu; udevadm settle; echo on >/sys/class/drm/card0-Virtual-2/status")
+    wait_driven(guest, "door", "5200")
+    wait_driven(guest, "left", "7700")
+    for command in ("sway -c /case/sway.conf", "weston --use-pixman --socket=wayland-1 -c /case/weston.ini"):
+        seats, kiosk, log = start_kiosk(setting, command)
+        guest.run("until test -S /run/touch/wayland-1; do sleep 0.2; done", limit=LONG)
+        first, second = [(setting.name(name), 0, *size) for name, size in (("weston-eventdemo", (1280, 800)), ("wev", (1024, 768)))]
+        for client, _, width, height in (first, second):
+            guest.start(client, f"env XDG_RUNTIME_DIR=/run/touch WAYLAND_DISPLAY=wayland-1 WAYLAND_DEBUG=1 {client.rsplit('-', 1)[0]}")
+            guest.wait_line(client, rf"xdg_toplevel.*\.configure\({width}, {height}", limit=LONG)
+        place = r"wl_touch.*\.down\(.*, ([\d.]+), ([\d.]+)\)"
+        tap_until(setting, first[0], place, 50, 50)
+        touch_monitors(setting, place, first, second)
+        setting.uart.gesture("press 60 20 500", "press 30 70 500")  # by the first weston learns that it has a pointer
+        guest.wait_line(second[0], r"wl_pointer.*, 307\.\d+, 53[78]\.\d+\)")
+        if command.startswith("sway"):
+            for panel, monitor in (("65082:Korvex_touch_panel_left", 2), ("38620:Korvex_touch_panel_door", 1)):
+                guest.run(f"SWAYSOCK=$(ls /run/touch/sway-ipc.*) swaymsg 'input \"0:{panel}\" map_to_output Virtual-{monitor}'")
+            touch_monitors(setting, place, second, first)
+        guest.run(f"pkill -x {command.split()[0]}")
+        guest.wait_end(kiosk)
+        for name in (seats, log):
+            guest.stop(name)
+
+    server, client = setting.name("xorg"), setting.name("xinput")
+    guest.start(server, "Xorg :7 vt3 -noreset -nolisten tcp -logfile /tmp/xorg.log")
+    wait_until(lambda: guest.run("DISPLAY=:7 xinput list | grep -c 'Korvex touch panel'; true") == "2", LONG, "both touch screens in Xorg")
+    guest.run("export DISPLAY=:7; xrandr --output Virtual-1 --mode 1280x800 --output Virtual-2 --mode 1024x768 --right-of Virtual-1; "
+              "xinput map-to-output 'Korvex touch panel left' Virtual-2; xinput map-to-output 'Korvex touch panel door' Virtual-1")
+    guest.start(client, "env DISPLAY=:7 stdbuf -oL xinput test-xi2 --root")
+    tap_until(setting, client, r"\(TouchEnd\)", 50, 50)
+    touch_monitors(setting, r"^ *root: ([\d.]+)/([\d.]+)", (client, 1280, 1024, 768), (client, 0, 1280, 800))
+    for name in (client, server):
+        guest.stop(name)
+    guest.run("echo detect >/sys/class/drm/card0-Virtual-2/status; rm -r /etc/korvex; systemctl restart korvex@door")
+    return "sway and weston by the rule, sway and Xorg the other way round"
 
 
 def check_truth(setting):
@@ -744,7 +801,7 @@ def named_update(setting):
 
 SHORT = ["named-boot", "identification", "unplugging", "input-devices"]
 # Those with panels that have names, which their units drive; the others have none. The first needs no start of its own.
-NAMED_CASES = (named_boot, named_arrival, named_calibration, named_exchange, named_replacement, named_update)
+NAMED_CASES = (named_boot, named_arrival, named_calibration, monitors, named_exchange, named_replacement, named_update)
 OTHER_CASES = (identification, unplugging, input_devices, wayland, xorg, power_cut)
 CASES = {case.__name__.replace("_", "-"): case for case in (*NAMED_CASES, *OTHER_CASES)}
 NAMED = [name for name in CASES if CASES[name] in NAMED_CASES]

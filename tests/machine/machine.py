@@ -220,7 +220,7 @@ class Machine:
              "-serial", f"file:{self.console}",
              "-chardev", f"serial,id=uart0,path={os.path.realpath(uart.path)}",
              "-device", "isa-serial,chardev=uart0,index=1,id=uart",
-             "-device", "qemu-xhci", "-device", "virtio-gpu-pci",
+             "-device", "qemu-xhci", "-device", "virtio-gpu-pci,max_outputs=2,edid=off",
              "-chardev", f"serial,id=adapter0,path={os.path.realpath(adapter.path)}",
              "-device", "usb-serial,chardev=adapter0,id=adapter,port=1,serial=LEFT",
              "-device", "virtio-serial-pci", "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
