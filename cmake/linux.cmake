@@ -7,6 +7,8 @@ endif()
 find_package(CLI11 REQUIRED GLOBAL)
 find_package(nlohmann_json 3 REQUIRED GLOBAL)
 
+# For all: the rooms share a precompiled header, and newer pkg-config files of pango ask for it.
+target_compile_options(korvex_options INTERFACE -pthread)
 target_compile_definitions(korvex_options INTERFACE KORVEX_UDEV_RULES="${KORVEX_UDEV_RULES_FULL_DIR}")
 add_library(korvex_platform OBJECT)
 target_link_libraries(korvex_platform PUBLIC korvex_options Threads::Threads PkgConfig::INPUT $<TARGET_NAME_IF_EXISTS:PkgConfig::X11>)

@@ -257,6 +257,7 @@ FlowTasks FinishSearch(CalibrationFlow* flow, uint32_t nowMs)
         return 0;
     flow->lastActionMs = nowMs;
     flow->searchedMs = nowMs;
+    flow->isSearching = false;
     flow->step = FlowStep::NONE_FOUND;
     return flow->savesUnasked ? TASK_END : TASK_SHOW;
 }
@@ -340,9 +341,9 @@ FlowTasks HandleTime(CalibrationFlow* flow, uint32_t nowMs)
     if (IsOver(flow))
         return nowMs - flow->savedMs >= SAVED_SHOWN_MS ? TASK_END : 0;
     if (flow->step == FlowStep::NONE_FOUND) {
-        if (nowMs - flow->searchedMs < SEARCH_INTERVAL_MS)
+        if (flow->isSearching || nowMs - flow->searchedMs < SEARCH_INTERVAL_MS)
             return 0;
-        flow->searchedMs = nowMs;
+        flow->isSearching = true;
         return TASK_SEARCH;
     }
     const uint32_t idle = nowMs - flow->lastActionMs;

@@ -93,7 +93,8 @@ struct CalibrationFlow {
 
     uint32_t askedMs;      // since when it is ASKING
     uint32_t lastActionMs; // of the last touch, key or button
-    uint32_t searchedMs;   // when the last search has begun or ended
+    bool isSearching;      // again: TASK_SEARCH was returned, and its result has not come
+    uint32_t searchedMs;   // when the last search ended
     uint32_t savedMs;
     uint32_t secondsLeft; // that are counted down; 0: none are
 };

@@ -158,6 +158,17 @@ TEST(CalibrationFlow, LeavesEverythingAsItWasHoweverItEnds)
     nobody.flow.savesUnasked = true;
     EXPECT_EQ(WaitFor(&nobody, 2 * PATIENCE_MS) & TASK_END, 0U) << "it still searches";
     EXPECT_EQ(FinishSearch(&nobody.flow, nobody.now) & TASK_END, TASK_END);
+
+    CalibrationFlow waiting{};
+    StartFlow(&waiting, 9, SCREEN, 0);
+    FinishSearch(&waiting, 0);
+    EXPECT_EQ(HandleTime(&waiting, SEARCH_INTERVAL_MS - 1), 0U);
+    EXPECT_EQ(HandleTime(&waiting, SEARCH_INTERVAL_MS), TASK_SEARCH);
+    EXPECT_EQ(HandleTime(&waiting, 10 * SEARCH_INTERVAL_MS), 0U) << "a search takes long";
+    FinishSearch(&waiting, 10 * SEARCH_INTERVAL_MS);
+    EXPECT_EQ(HandleTime(&waiting, 11 * SEARCH_INTERVAL_MS), TASK_SEARCH);
+    AddPanel(&waiting, 0, 10, 0);
+    EXPECT_EQ(waiting.step, FlowStep::MEASURING);
 }
 
 TEST(CalibrationFlow, ListensToThePanelThatWasTouchedFirstAndWaitsForItToComeBack)
