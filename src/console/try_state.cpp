@@ -32,10 +32,10 @@ void CountReport(TryState* state, uint32_t nowMs)
 void MarkPlaces(TryState* state)
 {
     const Point place = state->mapped;
-    const std::array<bool, static_cast<size_t>(TryEdge::COUNT)> near{place.x < EDGE_REACH,
+    const std::array<bool, static_cast<size_t>(TryEdge::COUNT)> isNear{place.x < EDGE_REACH,
         place.y < EDGE_REACH, place.x >= FULL - EDGE_REACH, place.y >= FULL - EDGE_REACH};
-    for (size_t edge = 0; edge < near.size(); ++edge)
-        state->reached[edge] = state->reached[edge] || near[edge];
+    for (size_t edge = 0; edge < isNear.size(); ++edge)
+        state->reached[edge] = state->reached[edge] || isNear[edge];
     const int32_t column = place.x * TRY_COLUMNS / FULL;
     const int32_t row = place.y * TRY_ROWS / FULL;
     state->touched[static_cast<size_t>(row * TRY_COLUMNS + column)] = true;
