@@ -633,7 +633,7 @@ def monitors(setting):
         tap_until(setting, left[0], place, 50, 50)
         touch_monitors(setting, place, left, door)
         if compositor != "labwc":  # which has no such line for mice
-            setting.uart.gesture("press 60 20 500", "press 30 70 500")  # by the first weston learns that it has a pointer
+            setting.uart.gesture("press 60 20 1500", "press 30 70 1500")  # by the first weston learns that it has a pointer
             guest.wait_line(door[0], r"wl_pointer.*, 3[08]\d\.\d+, 5[356]\d\.\d+\)")
         guest.run(f"pkill -x {compositor}")
         guest.wait_end(kiosk)
