@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #include "link/touch_controller.h"
@@ -22,7 +23,7 @@ struct RestNoise {
     uint32_t known; // of the last two
     std::array<Point, 2> last;
     uint32_t count;
-    std::array<uint32_t, 2 * REPORTS> differences;
+    std::array<uint32_t, size_t{2} * REPORTS> differences;
 };
 
 // Adds a report: its place in output units. A finger need not rest: an even movement adds nothing,
