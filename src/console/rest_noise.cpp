@@ -29,8 +29,8 @@ void AddToRestNoise(RestNoise* noise, bool touching, Point place)
     }
     if (noise->known == 2) {
         const auto [before, last] = noise->last;
-        noise->differences[2 * noise->count] = DifferenceOf(before.x, last.x, place.x);
-        noise->differences[2 * noise->count + 1] = DifferenceOf(before.y, last.y, place.y);
+        noise->differences[size_t{2} * noise->count] = DifferenceOf(before.x, last.x, place.x);
+        noise->differences[size_t{2} * noise->count + 1] = DifferenceOf(before.y, last.y, place.y);
         ++noise->count;
     }
     noise->known = std::min<uint32_t>(noise->known + 1, 2);

@@ -38,7 +38,7 @@ void MarkPlaces(TryState* state)
         state->reached[edge] = state->reached[edge] || isNear[edge];
     const int32_t column = place.x * TRY_COLUMNS / FULL;
     const int32_t row = place.y * TRY_ROWS / FULL;
-    state->touched[static_cast<size_t>(row * TRY_COLUMNS + column)] = true;
+    state->touched[TryArea(column, row)] = true;
 }
 
 void AddToStroke(TryState* state)

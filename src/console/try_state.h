@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "console/page_layout.h"
@@ -15,6 +16,12 @@ namespace korvex {
 
 inline constexpr int TRY_COLUMNS = 16; // areas of the screen
 inline constexpr int TRY_ROWS = 10;
+
+// The index of an area, row by row.
+constexpr size_t TryArea(int column, int row)
+{
+    return static_cast<size_t>(row) * TRY_COLUMNS + static_cast<size_t>(column);
+}
 
 enum class TryEdge : uint8_t { LEFT, TOP, RIGHT, BOTTOM, COUNT };
 
@@ -45,7 +52,7 @@ struct TryState {
     // of the last touch of each mark, in pixels; below 0: it was not touched
     std::array<double, MARK_COUNT> distances;
     std::array<bool, static_cast<size_t>(TryEdge::COUNT)> reached; // edges
-    std::array<bool, size_t{TRY_COLUMNS} * TRY_ROWS> touched;      // areas, row by row
+    std::array<bool, size_t{TRY_COLUMNS} * TRY_ROWS> touched;      // areas (TryArea)
 
     // The strokes; of very many the first are dropped.
     static constexpr uint32_t MAX_STROKE_POINTS = 8192;

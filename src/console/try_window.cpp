@@ -108,7 +108,7 @@ void PaintAreas(HDC device)
     const TryState* state = &program.state;
     for (int row = 0; row < TRY_ROWS; ++row) {
         for (int column = 0; column < TRY_COLUMNS; ++column) {
-            if (!state->touched[static_cast<size_t>(row * TRY_COLUMNS + column)])
+            if (!state->touched[TryArea(column, row)])
                 Disc(device,
                     {state->screen.x * (2 * column + 1) / (2 * TRY_COLUMNS),
                         state->screen.y * (2 * row + 1) / (2 * TRY_ROWS)},
