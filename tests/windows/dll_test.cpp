@@ -187,7 +187,7 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     ASSERT_NE(WaitForWindow(title), 0U) << "the question";
     RunProgram({"xdotool", "key", "Return"});
     EXPECT_EQ(WaitForExit(&detection), 0);
-    ASSERT_TRUE(WaitUntil([&] { return PixelAt(&screen, 65, 60) == 0xDCDCDC; })) << "the cross";
+    ASSERT_TRUE(WaitUntil([&] { return PixelAt(&screen, 512, 384) == 0xDCDCDC; })) << "the bar";
     Process second(Windows({"KxConsole.exe", "-calibration", "4"}));
     EXPECT_EQ(WaitForExit(&second), 7);
     const std::string windows = RunProgram({"xdotool", "search", "--name", title}).output;
@@ -263,7 +263,7 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         int x, y;
         unsigned long colour;
     };
-    for (const Row& row : {Row{"Calibration", "Korvex Calibration", 65, 60, 0xDCDCDC},
+    for (const Row& row : {Row{"Calibration", "Korvex Calibration", 512, 384, 0xDCDCDC},
              Row{"Panel test", TITLE, 20, 15, 0x808080}}) {
         const auto started = startEntry(row.entry);
         EXPECT_TRUE(WaitUntil([&] { return PixelAt(&screen, row.x, row.y) == row.colour; }))
