@@ -4,12 +4,12 @@
 #include <utility>
 
 #include "console/page_texts.h"
+#include "console/page_window.h"
 
 namespace korvex {
 
 namespace {
 
-constexpr UINT_PTR TIME_TIMER = 1;
 constexpr UINT TIME_INTERVAL_MS = 250;
 constexpr DWORD POINTER_GRACE_MS = 500;
 
@@ -194,20 +194,6 @@ LRESULT CALLBACK CalibrationWindowProc(HWND window, UINT message, WPARAM wParam,
     }
 }
 
-void CreateCalibrationWindow()
-{
-    const POINT screen = program.flow.screen;
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = CalibrationWindowProc;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.hbrBackground = static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH));
-    windowClass.lpszClassName = CALIBRATION_CLASS;
-    RegisterClassW(&windowClass);
-    program.window = CreateWindowExW(WS_EX_TOPMOST, CALIBRATION_CLASS, TEXT_TITLE, WS_POPUP, 0, 0,
-        screen.x, screen.y, nullptr, nullptr, windowClass.hInstance, nullptr);
-}
-
 } // namespace
 
 CalibrationEnd RunCalibration(const CalibrationSetup* setup)
@@ -219,19 +205,8 @@ CalibrationEnd RunCalibration(const CalibrationSetup* setup)
     program.flow.savesUnasked = setup->savesUnasked;
     program.flow.accepts = setup->accepts;
     program.flow.hasKeyboard = setup->hasKeyboard;
-    CreateCalibrationWindow();
-    if (program.window != nullptr) {
-        ShowWindow(program.window, SW_SHOW);
-        SetTimer(program.window, TIME_TIMER, TIME_INTERVAL_MS, nullptr);
-        setup->source.begin(program.window);
-        MSG message{};
-        while (!program.ended && GetMessageW(&message, nullptr, 0, 0) > 0) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-        setup->source.end();
-        DestroyWindow(program.window);
-    }
+    RunPage({CALIBRATION_CLASS, TEXT_TITLE, CalibrationWindowProc, TIME_INTERVAL_MS}, setup->source,
+        &program.window, &program.ended);
     if (program.flow.isTryWanted)
         return CalibrationEnd::TRY;
     return program.flow.step == FlowStep::SAVED || program.flow.step == FlowStep::UNDONE

@@ -7,6 +7,7 @@
 #include "console/calibration_flow.h"
 #include "console/page_drawing.h"
 #include "console/page_texts.h"
+#include "console/page_window.h"
 #include "console/try_state.h"
 #include "support/bounded_text.h"
 
@@ -14,7 +15,6 @@ namespace korvex {
 
 namespace {
 
-constexpr UINT_PTR NUMBERS_TIMER = 1;
 constexpr UINT NUMBERS_INTERVAL_MS = 200; // in which the numbers are written again
 
 using Text = std::array<WCHAR, 2 * TEXT_CAPACITY>;
@@ -26,6 +26,8 @@ struct Program {
     TryState state;
     SourceText panel;
     SourceText noneFound;
+    bool isSearching; // again
+    DWORD searchedMs; // when the last search ended
     PageButton mousePressed;
     bool hasChanged; // numbers, since they were written
     bool ended;
@@ -251,6 +253,8 @@ void HandlePanel(UINT message, uint32_t panel, LPARAM value)
     TryState* state = &program.state;
     if (message == WM_SEARCH_DONE) {
         state->isSearched = true;
+        program.isSearching = false;
+        program.searchedMs = GetTickCount();
         program.setup->source.explainNoneFound(&program.noneFound);
     } else if (panel < MAX_PANELS) {
         state->known[panel] = true;
@@ -259,6 +263,20 @@ void HandlePanel(UINT message, uint32_t panel, LPARAM value)
         state->touching = state->touching && panel != state->panel;
     }
     InvalidateRect(program.window, nullptr, TRUE);
+}
+
+// While no panel is known.
+void SearchAgain()
+{
+    const TryState* state = &program.state;
+    const bool isKnown
+        = std::find(state->known.begin(), state->known.end(), true) != state->known.end();
+    if (isKnown || !state->isSearched || program.isSearching
+        || program.setup->source.search == nullptr
+        || GetTickCount() - program.searchedMs < SEARCH_INTERVAL_MS)
+        return;
+    program.isSearching = true;
+    program.setup->source.search(program.window);
 }
 
 LRESULT CALLBACK TryWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
@@ -276,6 +294,7 @@ LRESULT CALLBACK TryWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM 
         HandleTouch(wParam, lParam);
         return 0;
     case WM_TIMER:
+        SearchAgain();
         if (program.hasChanged)
             PaintNow(WriteNumbers);
         program.hasChanged = false;
@@ -310,29 +329,10 @@ TryEnd RunTry(const TrySetup* setup)
     program.setup = setup;
     program.panel = {};
     program.ended = false;
-    const POINT screen{GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
-    StartTry(&program.state, screen);
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = TryWindowProc;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.hbrBackground = static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH));
-    windowClass.lpszClassName = TEXT("kxTry");
-    RegisterClassW(&windowClass);
-    program.window = CreateWindowExW(WS_EX_TOPMOST, windowClass.lpszClassName, TEXT_TRY_TITLE,
-        WS_POPUP, 0, 0, screen.x, screen.y, nullptr, nullptr, windowClass.hInstance, nullptr);
-    if (program.window != nullptr) {
-        ShowWindow(program.window, SW_SHOW);
-        SetTimer(program.window, NUMBERS_TIMER, NUMBERS_INTERVAL_MS, nullptr);
-        setup->source.begin(program.window);
-        MSG message{};
-        while (!program.ended && GetMessageW(&message, nullptr, 0, 0) > 0) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-        setup->source.end();
-        DestroyWindow(program.window);
-    }
+    program.isSearching = false;
+    StartTry(&program.state, {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
+    RunPage({TEXT("kxTry"), TEXT_TRY_TITLE, TryWindowProc, NUMBERS_INTERVAL_MS}, setup->source,
+        &program.window, &program.ended);
     return program.ended ? program.end : TryEnd::DONE;
 }
 

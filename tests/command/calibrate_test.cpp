@@ -62,7 +62,8 @@ TEST(KorvexCalibrate, IsAutomatedWithoutAScreenAndSurvivesAnUnplugging)
     EXPECT_EQ(AwaitState(&calibration, "touch").dump(),
         R"({"height":768,"of":9,"state":"touch","target":1,"width":1024,"x":20,"y":15})");
     PressAt(panel.panel.get(), 2, 2, milliseconds(100));
-    EXPECT_THAT(AwaitState(&calibration, "again").value("reason", ""), HasSubstr("lifted too early"));
+    EXPECT_THAT(
+        AwaitState(&calibration, "again").value("reason", ""), HasSubstr("lifted too early"));
     PressTargets(&panel, &calibration, 3);
     EXPECT_EQ(ReadTextFile("Korvex.ini"), SETTINGS);
 

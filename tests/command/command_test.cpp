@@ -133,7 +133,7 @@ TEST(KorvexDrive, MakesARightClickOfAHeldFingerAndNoneOfALostOne)
     Process drive({KORVEX, "drive", "--wait", "port", "--pointer", "x11", "--hold-right", "300",
         "--smooth", "medium"});
     EXPECT_NE(ReadLineWith(drive.error, "controller 5200"), "");
-    for (const char* line : {"press 50 50 600", "press 25 25 50", "touch 75 75", "hangup"})
+    for (const char* line : {"ready", "press 50 50 600", "press 25 25 50"})
         WriteLine(&emulator, line);
     const auto next = [&] {
         std::string line;
@@ -145,6 +145,9 @@ TEST(KorvexDrive, MakesARightClickOfAHeldFingerAndNoneOfALostOne)
     EXPECT_THAT(next(), HasSubstr("state 0x400, button 3"));
     EXPECT_THAT(next(), HasSubstr("state 0x0, button 1"));
     EXPECT_THAT(next(), HasSubstr("state 0x100, button 1"));
+    WriteLine(&emulator, "touch 75 75");
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen).x > 700; })) << "it moves unpressed";
+    WriteLine(&emulator, "hangup");
     EXPECT_NE(ReadLineWith(drive.error, "the port has gone"), "");
     EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
     EndBySignal(&events, SIGTERM);

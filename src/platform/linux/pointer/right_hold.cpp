@@ -1,13 +1,13 @@
 #include "platform/linux/pointer/right_hold.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cmath>
 
 namespace korvex::platform {
 
 namespace {
 
-constexpr int64_t REACH_PERCENT = 2; // of the shorter side
+constexpr double REACH = 0.02; // of the shorter side
 
 MOUSEINPUT At(MOUSEINPUT place, DWORD flags)
 {
@@ -15,13 +15,13 @@ MOUSEINPUT At(MOUSEINPUT place, DWORD flags)
     return place;
 }
 
+// Places that a calibration maps far beyond the screen have room in these numbers too.
 bool HasGone(const MOUSEINPUT& from, const MOUSEINPUT& to, const RightHold& hold)
 {
-    // in pixels x 65536
-    const int64_t x = (int64_t{to.dx} - from.dx) * hold.width;
-    const int64_t y = (int64_t{to.dy} - from.dy) * hold.height;
-    const int64_t reach = int64_t{65536} * std::min(hold.width, hold.height) * REACH_PERCENT / 100;
-    return x * x + y * y > reach * reach;
+    constexpr double FULL = 65536; // across the screen
+    const double x = (static_cast<double>(to.dx) - from.dx) * hold.width / FULL;
+    const double y = (static_cast<double>(to.dy) - from.dy) * hold.height / FULL;
+    return std::hypot(x, y) > REACH * std::min(hold.width, hold.height);
 }
 
 } // namespace
