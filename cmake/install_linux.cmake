@@ -24,6 +24,7 @@ install(FILES ${PROJECT_BINARY_DIR}/korvex@.service DESTINATION ${KORVEX_SYSTEM_
 install(FILES packages/linux/72-korvex.rules DESTINATION ${KORVEX_UDEV_RULES_DIR} COMPONENT runtime)
 install(FILES packages/linux/korvex.sysusers DESTINATION ${KORVEX_SYSUSERS_DIR} RENAME korvex.conf COMPONENT runtime)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+install(FILES packages/linux/panel.conf DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT runtime)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 
 install(TARGETS korvex_library EXPORT korvexTargets LIBRARY COMPONENT library NAMELINK_COMPONENT development)

@@ -76,7 +76,7 @@ _korvex() {
     check) options="--help --probe --port --state --trace --json --seconds" ;;
     status) options="--help --json" ;;
     enum) options="--help --single --port --state --pointer --monitor --smooth --hold-right --windows --trace" ;;
-    drive) options="--help --wait --pointer --monitor --smooth --hold-right --trace"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
+    drive) options="--help --wait --pointer --monitor --smooth --hold-right --trace --show-config"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
     monitor) options="--help --pointer --monitor --trace --seconds --json"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
     ports) options="--help --port --state --json" ;;
     record) options="--help --pointer --trace --seconds"; COMPREPLY=($(compgen -f -- "$word")) ;;

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <numeric>
+#include <sstream>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -25,8 +26,8 @@ std::string ListOf(const std::vector<std::string>& words)
     return list;
 }
 
-// Stores a value; what is wrong with it, or empty.
-std::string StoreOne(const Option& option, const std::string& value)
+// Stores a value; what is wrong with it, or empty. The option is called by `name`.
+std::string StoreOne(const Option& option, const std::string& name, const std::string& value)
 {
     const auto& choices = option.choices;
     std::string expected = choices.empty() ? option.expected : ListOf(choices);
@@ -35,7 +36,7 @@ std::string StoreOne(const Option& option, const std::string& value)
     else if ((choices.empty() || std::find(choices.begin(), choices.end(), value) != choices.end())
         && option.store(value))
         return "";
-    return "invalid value '" + value + "' for '" + option.name + "'"
+    return "invalid value '" + value + "' for '" + name + "'"
         + (expected.empty() ? "" : ": " + expected);
 }
 
@@ -50,15 +51,20 @@ bool IsFlag(const Option& option)
 }
 
 // Stores the values in the parsed line; what is wrong with the first that is not valid, or empty.
-std::string StoreValues(const CLI::App& app, const std::vector<Option>& options)
+std::string StoreValues(
+    const CLI::App& app, const std::vector<Option>& options, std::vector<GivenOption>* given)
 {
     for (const Option& option : options) {
-        const CLI::Option* given = app.get_option(option.name);
-        const std::vector<std::string> flag(given->count() > 0 ? 1 : 0);
-        for (const std::string& value : IsFlag(option) ? flag : given->results()) {
-            if (std::string fault = StoreOne(option, value); !fault.empty())
+        const CLI::Option* parsed = app.get_option(option.name);
+        if (parsed->count() == 0)
+            continue;
+        const bool isFlag = IsFlag(option);
+        for (const std::string& value : isFlag ? std::vector<std::string>{""} : parsed->results()) {
+            if (std::string fault = StoreOne(option, option.name, value); !fault.empty())
                 return fault;
         }
+        given->push_back(
+            {option.name, isFlag ? std::vector<std::string>{"true"} : parsed->results()});
     }
     return "";
 }
@@ -196,7 +202,77 @@ std::vector<std::string> WordsOf(const Program& program, int argc, char** argv)
     return words;
 }
 
+std::string Trimmed(std::string text)
+{
+    return CLI::detail::trim(text);
+}
+
+// Stores the values of a setting; what is wrong with the first that is not valid, or empty.
+std::string StoreSetting(const Option& option, const CLI::ConfigItem& item)
+{
+    if (IsFlag(option)) {
+        const std::string value = item.inputs.size() == 1 ? item.inputs[0] : "";
+        if (value != "true" && value != "false")
+            return "'" + item.name + "' is either true or false";
+        if (value == "true")
+            option.store("");
+        return "";
+    }
+    if (item.inputs.size() != 1 && !option.repeatable)
+        return "'" + item.name + "' takes one value";
+    for (const std::string& value : item.inputs) {
+        if (std::string fault = StoreOne(option, item.name, value); !fault.empty())
+            return fault;
+    }
+    return "";
+}
+
+// Stores what a line of a configuration file has; empty, or what is wrong with it.
+std::string StoreLine(const std::string& line, const std::string& file, size_t number,
+    const std::vector<Option>& options, std::vector<GivenOption>* given)
+{
+    std::istringstream input(line);
+    const std::vector<CLI::ConfigItem> items = CLI::ConfigTOML().from_config(input);
+    if (items.size() != 1 || items[0].name == "--" || !items[0].parents.empty())
+        return "'" + line + "' is not a setting, KEY = VALUE";
+    const CLI::ConfigItem& item = items[0];
+    std::vector<std::string> keys;
+    for (const Option& known : options)
+        keys.push_back(known.name.substr(2));
+    const auto key = std::find(keys.begin(), keys.end(), item.name);
+    if (key == keys.end())
+        return "there is no setting '" + item.name + "'" + NearestOf(item.name, keys, "");
+    const Option& option = options[static_cast<size_t>(key - keys.begin())];
+    const auto earlier = std::find_if(given->begin(), given->end(),
+        [&option](const GivenOption& one) { return one.name == option.name; });
+    if (earlier != given->end() && earlier->file != file)
+        return "";
+    if (earlier != given->end() && !option.repeatable)
+        return "'" + item.name + "' is there twice";
+    std::string fault = StoreSetting(option, item);
+    if (fault.empty())
+        given->push_back({option.name, item.inputs, file, number});
+    return fault;
+}
+
 } // namespace
+
+std::vector<std::string> ReadOptionFile(const std::string& file, std::string_view content,
+    const std::vector<Option>& options, std::vector<GivenOption>* given)
+{
+    std::vector<std::string> faults;
+    std::istringstream lines{std::string(content)};
+    std::string line;
+    for (size_t number = 1; std::getline(lines, line); ++number) {
+        line = Trimmed(line);
+        if (line.empty() || line.front() == '#' || line.front() == ';')
+            continue;
+        const std::string fault = StoreLine(line, file, number, options, given);
+        if (!fault.empty())
+            faults.push_back("'" + file + "', line " + std::to_string(number) + ": " + fault);
+    }
+    return faults;
+}
 
 CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
 {
@@ -232,12 +308,12 @@ CommandLine ReadCommandLine(const Program& program, int argc, char** argv)
         const auto command = std::find_if(program.commands.begin(), program.commands.end(),
             [&chosen](const Command& one) { return one.name == chosen()->get_name(); });
         if (command == program.commands.end()) {
-            line.fault = StoreValues(app, program.options);
+            line.fault = StoreValues(app, program.options, &line.given);
         } else {
             line.command = command->name;
-            line.fault = StoreValues(*chosen(), command->arguments);
+            line.fault = StoreValues(*chosen(), command->arguments, &line.given);
             if (line.fault.empty())
-                line.fault = StoreValues(*chosen(), command->options);
+                line.fault = StoreValues(*chosen(), command->options, &line.given);
         }
     } catch (const CLI::CallForHelp&) {
         line.output = app.help();

@@ -74,23 +74,29 @@ bool ParseMonitor(const std::string& value, Options* options)
 {
     const size_t equals = value.rfind('=');
     if (equals == std::string::npos) {
-        const bool first = options->monitor.empty();
+        if (!options->monitor.empty())
+            return false;
         options->monitor = value;
-        return first && !value.empty();
+        return !value.empty();
     }
     const PortMonitor given{value.substr(0, equals), value.substr(equals + 1)};
     const bool taken = std::any_of(options->portMonitors.begin(), options->portMonitors.end(),
         [&given](const PortMonitor& other) { return other.port == given.port; });
+    if (taken || given.port.empty() || given.output.empty())
+        return false;
     options->portMonitors.push_back(given);
-    return !taken && !given.port.empty() && !given.output.empty();
+    return true;
 }
 
 bool ParseHoldRight(const std::string& value, Options* options)
 {
     const char* end = value.data() + value.size();
-    const auto [rest, error] = std::from_chars(value.data(), end, options->holdRightMs);
-    return error == std::errc{} && rest == end && options->holdRightMs >= MIN_HOLD_RIGHT_MS
-        && options->holdRightMs <= MAX_HOLD_RIGHT_MS;
+    unsigned ms = 0;
+    const auto [rest, error] = std::from_chars(value.data(), end, ms);
+    if (error != std::errc{} || rest != end || ms < MIN_HOLD_RIGHT_MS || ms > MAX_HOLD_RIGHT_MS)
+        return false;
+    options->holdRightMs = ms;
+    return true;
 }
 
 // For commands that show one window, or calibrate one panel.
@@ -317,12 +323,18 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
         {.syntax = {.name = "drive",
              .group = EVERY_DAY,
              .help = "like enum, for the one controller on a serial port, without a window and "
-                     "without bindings",
+                     "without bindings. Options that are not given are read from "
+                     "/etc/korvex/NAME.conf, NAME being the panel's, then from /etc/korvex.conf: "
+                     "\"smooth = medium\"",
              .arguments = {panelPort},
-             .options = {wait, pointer, monitor, smooth, holdRight, trace}},
+             .options = {wait, pointer, monitor, smooth, holdRight, trace,
+                 {.name = "--show-config",
+                     .help = "print these options and where each comes from, and drive nothing",
+                     .store = StoreFlag(&options->showConfig)}}},
             .machine = {SetUpTrace, SetUpPointer},
             .run = RunDrive,
-            .endsCleanly = true},
+            .endsCleanly = true,
+            .hasPanelSettings = true},
         {.syntax = {.name = "monitor",
              .group = DIAGNOSIS,
              .help

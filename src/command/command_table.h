@@ -18,6 +18,7 @@ struct KorvexCommand {
     const char* pointer = nullptr;
     // SIGINT and SIGTERM are what it waits for (shutdown.h); else they have their default action
     bool endsCleanly = false;
+    bool hasPanelSettings = false; // its options can be in files too (panel_settings.h)
 };
 
 // The longest value of --seconds.

@@ -6,11 +6,14 @@
 #include <csignal>
 #include <cstdio>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "cli/command_line.h"
 #include "command/command_table.h"
+#include "command/panel_settings.h"
 #include "machine/machine_setup.h"
+#include "machine/port_names.h"
 #include "process/exit_codes.h"
 #include "process/message.h"
 #include "process/options.h"
@@ -83,9 +86,21 @@ int RunCommand(int argc, char** argv)
     }
     const auto command = std::find_if(commands.begin(), commands.end(),
         [&line](const KorvexCommand& one) { return one.syntax.name == line.command; });
+    std::vector<GivenOption> given = line.given;
+    std::vector<std::string> faults;
+    if (command->hasPanelSettings)
+        faults = ReadPanelSettings(
+            *command, PanelNameOf(PathOfPort(options.givenPorts, options.arguments[0])), &given);
     if (options.pointer.empty() && command->pointer != nullptr)
         options.pointer = command->pointer;
     SetDefaults(&options);
+    for (const std::string& fault : faults)
+        Error(fault);
+    if (options.showConfig) {
+        AllowShutdownSignals();
+        fputs(SettingsText(*command, &options, &given).c_str(), stdout);
+        return FlushOutput(faults.empty() ? EXIT_DONE : EXIT_FAULT);
+    }
     return FlushOutput(Run(*command, &options));
 }
 

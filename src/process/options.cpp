@@ -42,7 +42,9 @@ void SetDefaults(Options* options)
 {
     std::string refused;
     const bool isX = HasDisplay() && !IsWaylandSession();
-    if (options->pointer.empty() && !isX && platform::CanMakeInputDevices(&refused))
+    // The standard output of a unit (NOTIFY_SOCKET in systemd.exec(5)) is no place for touches.
+    const bool isUnit = !HasDisplay() && !EnvironmentText("NOTIFY_SOCKET").empty();
+    if (options->pointer.empty() && !isX && (isUnit || platform::CanMakeInputDevices(&refused)))
         options->pointer = "uinput";
     else if (options->pointer.empty())
         options->pointer = HasDisplay() ? "x11" : "log";

@@ -36,12 +36,13 @@ struct Options {
     std::string instance;                   // --instance
     unsigned osMajor = 0;                   // --os; 0: not given
     unsigned osMinor = 0;
-    bool server = false;   // --server
-    bool tabletPc = false; // --tablet-pc
-    bool single = false;   // --single
-    bool wait = false;     // --wait
-    bool probe = false;    // --probe
-    bool json = false;     // --json
+    bool server = false;     // --server
+    bool tabletPc = false;   // --tablet-pc
+    bool single = false;     // --single
+    bool wait = false;       // --wait
+    bool probe = false;      // --probe
+    bool json = false;       // --json
+    bool showConfig = false; // --show-config
     std::vector<std::string> arguments;
 };
 

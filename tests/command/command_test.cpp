@@ -4,6 +4,8 @@
 
 #include <array>
 
+#include "cli/command_line.h"
+#include "command/command_table.h"
 #include "emulator/command_options.h"
 #include "testing/command.h"
 #include "testing/screen.h"
@@ -152,6 +154,36 @@ TEST(KorvexDrive, MakesARightClickOfAHeldFingerAndNoneOfALostOne)
     EXPECT_EQ(EndBySignal(&drive, SIGTERM), 0);
     EndBySignal(&events, SIGTERM);
     EXPECT_THAT(ReadAll(events.output), Not(HasSubstr("state 0x")));
+}
+
+TEST(OptionFile, TakesWhatIsGoodAndNamesTheLinesThatAreNot)
+{
+    command::Options options;
+    const std::vector<command::KorvexCommand> commands = command::KorvexCommands(&options);
+    const auto drive = std::find_if(commands.begin(), commands.end(),
+        [](const auto& one) { return one.syntax.name == "drive"; });
+    std::vector<command::GivenOption> given{{"--pointer", {"none"}}};
+    const auto read = [&](const std::string& content) {
+        return command::ReadOptionFile("f", content, drive->syntax.options, &given);
+    };
+    EXPECT_THAT(read("# smooth = low\n\n smooth = \"medium\" # quiet\nhold-right=9\n[drive]\nx\n"
+                     "wait\nmonitor = [HDMI-1, left=DP-1]\nmonitor = right=DP-2\nsmoth = low\n"
+                     "smooth = high\npointer = log\nwait = maybe\ntrace = a, b"),
+        ElementsAre("'f', line 4: invalid value '9' for 'hold-right': a number from 200 to 10000",
+            "'f', line 5: '[drive]' is not a setting, KEY = VALUE",
+            "'f', line 6: 'x' is not a setting, KEY = VALUE",
+            "'f', line 10: there is no setting 'smoth'; did you mean 'smooth'?",
+            "'f', line 11: 'smooth' is there twice", "'f', line 13: 'wait' is there twice",
+            "'f', line 14: 'trace' takes one value"));
+    EXPECT_EQ(options.smooth, "medium");
+    EXPECT_EQ(options.monitor, "HDMI-1");
+    EXPECT_EQ(options.portMonitors.size(), 2U);
+    EXPECT_TRUE(options.wait && options.pointer.empty() && options.holdRightMs == 0);
+    EXPECT_THAT(command::ReadOptionFile(
+                    "g", "smooth = low\nhold-right = 300", drive->syntax.options, &given),
+        IsEmpty());
+    EXPECT_EQ(options.smooth, "medium") << "the first file's";
+    EXPECT_EQ(options.holdRightMs, 300U);
 }
 
 // The messages that the service manager receives from a unit.

@@ -615,7 +615,7 @@ def monitors(setting):
     """Two panels act each on its own of two monitors: under weston by the rules of their ports, and, the other way round, by what sway, labwc
     and X have for it."""
     guest = setting.guest
-    guest.run("mkdir -p /etc/korvex; echo 'KORVEX_OPTIONS=--hold-right 300' >/etc/korvex/door.env; systemctl restart korvex@door; "
+    guest.run("printf 'hold-rihgt = 200\nhold-right = 300\n' >/etc/korvex/door.conf; systemctl restart korvex@door; "
               "modprobe virtio-gpu; udevadm settle; echo on >/sys/class/drm/card0-Virtual-2/status")
     wait_driven(guest, "door", "5200")
     wait_driven(guest, "left", "7700")
@@ -650,7 +650,7 @@ def monitors(setting):
     touch_monitors(setting, r"^ *root: ([\d.]+)/([\d.]+)", (client, 1280, 1024, 768), (client, 0, 1280, 800))
     for name in (client, server):
         guest.stop(name)
-    guest.run("echo detect >/sys/class/drm/card0-Virtual-2/status; rm -r /etc/korvex; systemctl restart korvex@door")
+    guest.run("echo detect >/sys/class/drm/card0-Virtual-2/status; rm /etc/korvex/*; systemctl restart korvex@door")
     return f"under {', '.join(compositors)} and Xorg"
 
 
@@ -667,15 +667,21 @@ def check_truth(setting):
         expect(any(text in fault for fault in faults) if text else not faults, f"check calls faults of {panel}: {faults}")
     expect_fault("left", None)
     expect_fault("right", "its adapter is not there")
+    settings = "/etc/korvex/left.conf"
+    expect_fault("left", f"'{settings}', line 2: there is no setting 'smoth'; did you mean 'smooth'?",
+                 f"printf 'hold-right = 800\nsmoth = low\n' >{settings}; echo 'hold-right = 600' >/etc/korvex.conf; systemctl restart korvex@left")
+    expect("hold-right = 800" in guest.run("korvex drive left --show-config 2>&-; true"), "the panel's setting does not come before that of all")
+    expect("line 2: there is no setting" in guest.run("journalctl -b -p err -u korvex@left -o cat"), "the journal does not name the wrong line")
+    guest.run("rm /etc/korvex.conf /etc/korvex/left.conf")
     expect_fault("right", "is none of 0, 4, 9", "sed -i s/Mode=0/Mode=5/ /var/lib/korvex/right/Korvex.ini")
     expect_fault("left", "is stopped", "systemctl stop korvex@left")
-    expect_fault("left", "has failed (exit-code)", "mkdir -p /etc/korvex; echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
+    expect_fault("left", "has failed (exit-code)", "echo KORVEX_OPTIONS=--pointr >/etc/korvex/left.env; ! systemctl start korvex@left")
     name = 'SUBSYSTEM=="tty", KERNEL=="ttyS%d", ENV{ID_KORVEX_PANEL}="%s"'
     expect_fault("names", "the name 'left till', which is not valid",
                  f"printf '%s\n' '{name % (2, 'left till')}' '{name % (3, 'door')}' >{rules}; "
                  "udevadm control --reload; udevadm trigger --settle --subsystem-match=tty")
     expect_fault("door", "udev rules give this name to '/dev/ttyS1' and to '/dev/ttyS3'")
-    guest.run(f"rm -r /etc/korvex {rules}; udevadm control --reload; udevadm trigger --settle --subsystem-match=tty; "
+    guest.run(f"rm /etc/korvex/left.env {rules}; udevadm control --reload; udevadm trigger --settle --subsystem-match=tty; "
               "systemctl restart korvex@left korvex@door")
     wait_driven(guest, "left", "")
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "command/check/check_settings.h"
+#include "command/panel_settings.h"
 #include "control/control_address.h"
 #include "control/control_client.h"
 #include "machine/port_names.h"
@@ -270,11 +271,15 @@ void CheckRuntime(const PanelCheck* check)
 bool CheckPanels(Findings* findings)
 {
     const NamedPanels panels = FindNamedPanels(findings);
+    for (const std::string& fault : SettingsFaults(COMMON_SETTINGS))
+        findings->push_back({Severity::FAULT, "settings", fault});
     for (const auto& [name, panel] : panels) {
         const PanelCheck check{name, &panel, findings};
         CheckAdapter(&check);
         CheckUnit(&check);
         CheckRuntime(&check);
+        for (const std::string& fault : SettingsFaults(SettingsOf(name)))
+            Add(&check, Severity::FAULT, fault);
         if (panel.hasFolder)
             CheckSettingsIn(FolderOf(name), name, findings);
     }
