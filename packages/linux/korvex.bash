@@ -18,6 +18,8 @@ _korvex() {
     "calibrate --port") COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")); return ;;
     "calibrate --state") COMPREPLY=($(compgen -d -- "$word")); return ;;
     "calibrate --trace") COMPREPLY=($(compgen -f -- "$word")); return ;;
+    "name --port") COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")); return ;;
+    "name --trace") COMPREPLY=($(compgen -f -- "$word")); return ;;
     "try --monitor") COMPREPLY=($(compgen -W "$(_korvex_outputs)" -- "$word")); return ;;
     "try --port") COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")); return ;;
     "try --state") COMPREPLY=($(compgen -d -- "$word")); return ;;
@@ -72,9 +74,11 @@ _korvex() {
     esac
     case $command in
     calibrate) options="--help --points --accept --undo --monitor --windows --json --port --state --trace"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
+    calibration) options="--help --json"; COMPREPLY=($(compgen -W "show export import verify history undo" -- "$word")) ;;
+    name) options="--help --yes --port --trace" ;;
     try) options="--help --monitor --port --state --trace"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
     check) options="--help --probe --port --state --trace --json --seconds" ;;
-    status) options="--help --json" ;;
+    status) options="--help --json --metrics" ;;
     enum) options="--help --single --port --state --pointer --monitor --smooth --hold-right --windows --trace" ;;
     drive) options="--help --wait --pointer --monitor --smooth --hold-right --trace --show-config"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
     monitor) options="--help --pointer --monitor --trace --seconds --json"; COMPREPLY=($(compgen -W "$(_korvex_ports)" -f -- "$word")) ;;
@@ -86,7 +90,7 @@ _korvex() {
     coinstall) options="--help --instance --os --server --tablet-pc --port --state --trace"; COMPREPLY=($(compgen -W "install remove" -- "$word")) ;;
     calib) options="--help --state" ;;
     set-path) options="--help --state"; COMPREPLY=($(compgen -d -- "$word")) ;;
-    *) options="--help --help-all --version"; COMPREPLY=($(compgen -W "calibrate try check status enum drive monitor ports record replay paneltest unbind coinstall calib set-path" -- "$word")) ;;
+    *) options="--help --help-all --version"; COMPREPLY=($(compgen -W "calibrate calibration name try check status enum drive monitor ports record replay paneltest unbind coinstall calib set-path" -- "$word")) ;;
     esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))

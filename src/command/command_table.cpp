@@ -274,6 +274,50 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
             .run = RunCalibrate,
             .pointer = "none", // the touches are the calibration's
             .endsCleanly = true},
+        {.syntax = {.name = "calibration",
+             .group = EVERY_DAY,
+             .help
+             = "show a panel's calibration, export it as JSON to FILE (default: standard output), "
+               "import it from FILE (default: standard input) on this machine or another, verify "
+               "that it still is that of FILE, list the earlier ones, or undo the last save. A "
+               "calibration that maps touches to nonsense is not imported. What a running panel "
+               "gets applies at once",
+             .arguments = {{.name = "show|export|import|verify|history|undo",
+                               .help = "what to do",
+                               .store = argument,
+                               .choices = {"show", "export", "import", "verify", "history", "undo"},
+                               .required = true},
+                 {.name = "PANEL",
+                     .help = "the panel's name, or another name of its port while it is driven",
+                     .store = argument,
+                     .completion = Completion::PORTS,
+                     .required = true},
+                 {.name = "FILE",
+                     .help = "of the calibration; - for standard input or output",
+                     .store = argument,
+                     .completion = Completion::FILES}},
+             .options = {json}},
+            .run = RunCalibrationFiles},
+        {.syntax = {.name = "name",
+             .group = EVERY_DAY,
+             .help
+             = "give a panel a name: ask the ports (those of running panels receive nothing), "
+               "wait for its touch, and write the rule by which udev and systemd know it. "
+               "Renames a panel that has one. As root",
+             .arguments = {{.name = "NAME",
+                 .help = "at most 64 letters, digits, - and _",
+                 .store = argument,
+                 .required = true}},
+             .options = {{.name = "--yes",
+                             .help = "ask the ports without a question",
+                             .store = StoreFlag(&options->yes)},
+                 WithHelp(
+                     port, "ask only this port, by any of its names; may be given several times"),
+                 quietTrace}},
+            .machine = {SetUpQuietTrace, SetUpPointer},
+            .run = RunName,
+            .pointer = "none", // the touch tells the panel
+            .endsCleanly = true},
         {.syntax = {.name = "try",
              .group = EVERY_DAY,
              .help
@@ -307,7 +351,10 @@ std::vector<KorvexCommand> KorvexCommands(Options* options)
              .group = EVERY_DAY,
              .help = "list the panels that are being driven: port, controller, since when, "
                      "calibration, counters, last touch",
-             .options = {json}},
+             .options = {json,
+                 {.name = "--metrics",
+                     .help = "print what Prometheus scrapes, in its text format",
+                     .store = StoreFlag(&options->metrics)}}},
             .run = RunStatus},
         {.syntax = {.name = "enum",
              .group = EVERY_DAY,

@@ -108,8 +108,8 @@ void HandleDetectedSession(TouchController* controller, SessionEvent event)
 {
     HandleSessionEvent(controller, event);
     if (event == SessionEvent::STARTED)
-        Notice(
-            PanelTitle(platform::OpenedPathOf(controller->link.handle)), DescriptionOf(controller));
+        Notice(PanelSubjectOf(platform::OpenedPathOf(controller->link.handle), Happening::DRIVEN),
+            DescriptionOf(controller));
     if (event == SessionEvent::STARTED || event == SessionEvent::ENDED
         || event == SessionEvent::PORT_LOST || event == SessionEvent::PORT_RETURNED)
         RefreshStatusDetail();

@@ -88,14 +88,16 @@ int RunCommand(int argc, char** argv)
         [&line](const KorvexCommand& one) { return one.syntax.name == line.command; });
     std::vector<GivenOption> given = line.given;
     std::vector<std::string> faults;
-    if (command->hasPanelSettings)
-        faults = ReadPanelSettings(
-            *command, PanelNameOf(PathOfPort(options.givenPorts, options.arguments[0])), &given);
+    std::string panel;
+    if (command->hasPanelSettings) {
+        panel = PanelNameOf(PathOfPort(options.givenPorts, options.arguments[0]));
+        faults = ReadPanelSettings(*command, panel, &given);
+    }
     if (options.pointer.empty() && command->pointer != nullptr)
         options.pointer = command->pointer;
     SetDefaults(&options);
     for (const std::string& fault : faults)
-        Error(fault);
+        Error({Happening::SETTINGS, panel, panel}, fault);
     if (options.showConfig) {
         AllowShutdownSignals();
         fputs(SettingsText(*command, &options, &given).c_str(), stdout);

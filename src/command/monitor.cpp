@@ -261,7 +261,7 @@ int StartWatching(Watched* watched, const Options* options)
     watched->remote
         = FindDrivenPanel(PathOfPort(options->givenPorts, watched->port), watched->port, &unasked);
     if (watched->remote) {
-        Notice(watched->port,
+        Notice({Happening::DRIVEN, watched->remote->state.panel, watched->port},
             watched->remote->state.controller + ", driven by process "
                 + std::to_string(watched->remote->process));
         return EXIT_DONE;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/text_layout.h"
+#include "command/metrics.h"
 #include "command/subcommands.h"
 #include "control/control_address.h"
 #include "control/control_client.h"
@@ -99,6 +100,10 @@ void PrintTable(const std::vector<RuntimeStatus>* all)
 int RunStatus(const Options* options)
 {
     const std::vector<RuntimeStatus> all = AskStatuses();
+    if (options->metrics) { // which say by themselves what is missing
+        fputs(MetricsText(&all).c_str(), stdout);
+        return EXIT_DONE;
+    }
     if (options->json)
         PrintAllJson(&all);
     else

@@ -17,6 +17,12 @@ int RunPanelTest(const Options* options);
 int RunCalibrate(const Options* options);
 int RunTryPage(const Options* options);
 
+// calibration_files.cpp: calibrations as files, for other machines.
+int RunCalibrationFiles(const Options* options);
+
+// name.cpp: a panel's name, by a rule of the administrator's.
+int RunName(const Options* options);
+
 // drive.cpp: one controller on one port, until shutdown is requested.
 int RunDrive(const Options* options);
 

@@ -55,6 +55,15 @@ Json TimeJson(std::chrono::system_clock::time_point time)
     return text.data();
 }
 
+Json ExactTimeJson(std::chrono::system_clock::time_point time)
+{
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(time - seconds).count();
+    std::string text = TimeJson(seconds).get<std::string>();
+    const std::string digits = std::to_string(1000 + rest).substr(1);
+    return text.replace(text.size() - 1, 1, "." + digits + "Z");
+}
+
 std::chrono::system_clock::time_point TimeFrom(const Json& value)
 {
     constexpr int FIRST_YEAR = 70; // since 1900; a time_point spans about 290 years from 1970

@@ -25,6 +25,9 @@ std::string LineOf(const Json& object);
 // The time in UTC, as ISO 8601 has it, "2026-11-20T10:02:00Z"; null for the epoch.
 Json TimeJson(std::chrono::system_clock::time_point time);
 
+// The same with milliseconds, "2026-11-20T10:02:00.123Z".
+Json ExactTimeJson(std::chrono::system_clock::time_point time);
+
 // The time that the text has; the epoch for any other value.
 std::chrono::system_clock::time_point TimeFrom(const Json& value);
 

@@ -1,5 +1,7 @@
 #include "control/panel_state.h"
 
+#include <algorithm>
+#include <cmath>
 #include <exception>
 #include <stdexcept>
 
@@ -10,6 +12,11 @@ namespace korvex::command {
 namespace {
 
 // A counter, or another number that is none below zero; throws for any other value.
+double PercentFrom(const Json& value)
+{
+    return value.is_number() ? std::clamp(value.get<double>(), 0.0, 100.0) : 0;
+}
+
 uint32_t CountFrom(const Json& value)
 {
     if (!value.is_number_unsigned() || value.get<uint64_t>() > UINT32_MAX)
@@ -37,6 +44,8 @@ PanelState StateFrom(const Json& json)
     state.lastTouch = TimeFrom(json.value("lastTouch", Json()));
     state.noisy = json.value("noisy", Json()) == true;
     state.smooth = TextIn(json, "smooth");
+    state.losses = static_cast<uint32_t>(NumberOf(json.value("losses", Json())).value_or(0));
+    state.returns = static_cast<uint32_t>(NumberOf(json.value("returns", Json())).value_or(0));
     state.restNoise = static_cast<uint32_t>(NumberOf(json.value("restNoise", Json())).value_or(0));
     state.reading = {json.at("gone").get<bool>(), json.at("touching").get<bool>(),
         PointFrom(json.at("raw")).value(), PointFrom(json.at("mapped")).value(), {}};
@@ -44,7 +53,8 @@ PanelState StateFrom(const Json& json)
         state.reading.counters.*counter.value = CountFrom(json.at(counter.key));
     state.calibration = {calibration.at("kind").get<std::string>() == "points",
         CountFrom(calibration.at("points")), TextIn(calibration, "file"),
-        TimeFrom(calibration.value("changed", Json())), calibration.at("tried").get<bool>()};
+        TimeFrom(calibration.value("changed", Json())), calibration.at("tried").get<bool>(),
+        PercentFrom(calibration.value("residual", Json()))};
     return state;
 }
 
@@ -83,11 +93,14 @@ Json ToJson(const PanelState& state)
         {"controller", state.controller}, {"since", TimeJson(state.since)},
         {"lastTouch", TimeJson(state.lastTouch)}, {"touching", state.reading.touching},
         {"raw", PointJson(state.reading.raw)}, {"mapped", PointJson(state.reading.mapped)}};
+    json["losses"] = state.losses;
+    json["returns"] = state.returns;
     AddCounters(state.reading.counters, &json);
     json["calibration"]
         = {{"kind", calibration.hasPoints ? "points" : "box"}, {"points", calibration.points},
             {"file", calibration.file.empty() ? Json() : Json(calibration.file)},
-            {"changed", TimeJson(calibration.changed)}, {"tried", calibration.tried}};
+            {"changed", TimeJson(calibration.changed)}, {"tried", calibration.tried},
+            {"residual", std::round(calibration.residual * 100) / 100}};
     return json;
 }
 

@@ -79,6 +79,7 @@ struct PanelCalibration {
     std::string file; // that it was loaded from or stored in; empty: the controller's own memory
     std::chrono::system_clock::time_point changed; // the file's time; the epoch: none
     bool tried;                                    // by a client
+    double residual; // of the target that fits worst, percent of the screen; 0: no points
 };
 
 struct PanelState {
@@ -95,6 +96,8 @@ struct PanelState {
     bool noisy;         // more than 1 % of the last minute's packets were rejected
     std::string smooth; // the runtime's setting: "medium"; empty: unknown
     uint32_t restNoise; // standard deviation of a resting finger's place, output units; 0: unknown
+    uint32_t losses;    // of the port, while the runtime has run
+    uint32_t returns;   // of it
     PanelReading reading;
     PanelCalibration calibration;
 };

@@ -88,6 +88,25 @@ std::string PanelTitle(const std::string& path)
     return tty == shown ? shown : shown + " (" + tty + ")";
 }
 
+PanelSubject PanelSubjectOf(const std::string& path, Happening happening)
+{
+    return {happening, PanelNameOf(path), PanelTitle(path)};
+}
+
+bool IsPanelName(const std::string& name)
+{
+    constexpr size_t MAX_LENGTH = 64;
+    constexpr const char* VALID
+        = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    return !name.empty() && name.size() <= MAX_LENGTH
+        && name.find_first_not_of(VALID) == std::string::npos;
+}
+
+std::string FolderOfPanel(const std::string& name)
+{
+    return std::string(STATE_FOLDER).append("/").append(name);
+}
+
 std::string TtyOf(const std::string& path)
 {
     std::error_code error;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "process/message.h"
 #include "process/options.h"
 
 namespace korvex::command {
@@ -26,6 +27,17 @@ std::string PanelNameOf(const std::string& path);
 // A panel and its port for people: "left (/dev/ttyUSB0)"; the path alone where nothing else is
 // known.
 std::string PanelTitle(const std::string& path);
+
+// The subject of a line about the panel on a port.
+PanelSubject PanelSubjectOf(const std::string& path, Happening happening);
+
+// Whether a panel may be called so: at most 64 letters, digits, "-" and "_", as 72-korvex.rules has
+// it.
+bool IsPanelName(const std::string& name);
+
+// The folder with a named panel's calibration, "/var/lib/korvex/left".
+inline constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // has them
+std::string FolderOfPanel(const std::string& name);
 
 // The tty that a path leads to now, with links resolved; the path itself if it leads nowhere.
 std::string TtyOf(const std::string& path);

@@ -25,14 +25,53 @@ std::string prefix = "korvex";
 // Those of syslog(3).
 enum class Priority { ERROR = 3, WARNING = 4, NOTICE = 5 };
 
-void Print(Priority priority, const std::string& subject, const std::string& text, bool waits)
+constexpr const char* IdOf(Happening happening)
+{
+    switch (happening) {
+    case Happening::DRIVEN:
+        return "22b53ee25bc34cb59066e2ec8c295a12";
+    case Happening::PENDING:
+        return "e1444a11e2824bf8bd3854001320358b";
+    case Happening::LOST:
+        return "9cc70d6c432d41d4b965130347c8085c";
+    case Happening::RETURNED:
+        return "0940d0f15e4a4cd6ab7373077b4f4102";
+    case Happening::REPLACED:
+        return "3742009ecb2547d18e467fb110a70816";
+    case Happening::NOISY:
+        return "ed3c1430190e42cfb74fd591e4a6656d";
+    case Happening::QUIET:
+        return "5d9b25dad53e4a0087852a50e641b42b";
+    case Happening::CALIBRATED:
+        return "00f5828facad4718b5cf34b5a8cb3626";
+    default:
+        return "4a03a8030efd4ec9bf7a39ee75857f86";
+    }
+}
+
+// Sends the line as an entry of the journal; false if it takes none.
+bool PrintToJournal(
+    Priority priority, const PanelSubject* subject, const std::string& line, bool waits)
+{
+    std::string fields = "PRIORITY=" + std::to_string(static_cast<int>(priority))
+        + "\nSYSLOG_IDENTIFIER=korvex\nMESSAGE=" + line + "\n";
+    if (subject != nullptr)
+        fields
+            += "KORVEX_PANEL=" + subject->panel + "\nMESSAGE_ID=" + IdOf(subject->happening) + "\n";
+    return SendToJournal(fields, waits);
+}
+
+// A line for each message; `subject` null: about the command.
+void Print(Priority priority, const PanelSubject* subject, const std::string& text, bool waits)
 {
     static const bool isJournal = IsStandardErrorJournal();
-    std::string line
-        = isJournal ? "<" + std::to_string(static_cast<int>(priority)) + ">" : std::string();
-    line.append(subject).append(": ").append(text);
+    std::string line = (subject == nullptr ? prefix : subject->title) + ": " + text;
     std::replace(line.begin(), line.end(), '\n', ' ');
     ReplaceControls(&line);
+    if (isJournal && PrintToJournal(priority, subject, line, waits))
+        return;
+    if (isJournal)
+        line.insert(0, "<" + std::to_string(static_cast<int>(priority)) + ">");
     if (!waits) // so much goes whole and without a wait into a pipe that is ready
         line.resize(std::min<size_t>(line.size(), PIPE_BUF - 1));
     line += '\n';
@@ -52,27 +91,32 @@ void SetMessagePrefix(const std::string& command)
 
 void Error(const std::string& text)
 {
-    Print(Priority::ERROR, prefix, text, true);
+    Print(Priority::ERROR, nullptr, text, true);
+}
+
+void Error(const PanelSubject& subject, const std::string& text)
+{
+    Print(Priority::ERROR, &subject, text, true);
 }
 
 void Warning(const std::string& text)
 {
-    Print(Priority::WARNING, prefix, text, false);
+    Print(Priority::WARNING, nullptr, text, false);
 }
 
-void Warning(const std::string& subject, const std::string& text)
+void Warning(const PanelSubject& subject, const std::string& text)
 {
-    Print(Priority::WARNING, subject, text, false);
+    Print(Priority::WARNING, &subject, text, false);
 }
 
 void Notice(const std::string& text)
 {
-    Print(Priority::NOTICE, prefix, text, false);
+    Print(Priority::NOTICE, nullptr, text, false);
 }
 
-void Notice(const std::string& subject, const std::string& text)
+void Notice(const PanelSubject& subject, const std::string& text)
 {
-    Print(Priority::NOTICE, subject, text, false);
+    Print(Priority::NOTICE, &subject, text, false);
 }
 
 bool WriteOutput(std::string_view text)

@@ -1,5 +1,5 @@
-// Messages for the operator: one line each on standard error, after its priority (sd-daemon(3)) if
-// that is the journal; any thread, lines do not mix. And the output of commands.
+// Messages for the operator: one line each on standard error, or in the journal, with fields, if
+// standard error goes there; any thread, lines do not mix. And the output of commands.
 #pragma once
 
 #include <string>
@@ -10,19 +10,39 @@
 
 namespace korvex::command {
 
+// What a line about a panel tells. The journal has a MESSAGE_ID for each (docs/fleet.md).
+enum class Happening {
+    DRIVEN,     // a session has started
+    PENDING,    // no controller answers on its port
+    LOST,       // its port has gone
+    RETURNED,   // and is back
+    REPLACED,   // another controller answers
+    NOISY,      // too many packets are rejected
+    QUIET,      // no longer
+    CALIBRATED, // its calibration has changed
+    SETTINGS,   // its settings or its calibration file are wrong
+};
+
+// The subject of a line.
+struct PanelSubject {
+    Happening happening;
+    std::string panel; // "left"; the journal's field KORVEX_PANEL
+    std::string title; // "left (/dev/ttyUSB0)"
+};
+
 // The subject of lines that have none of their own: "korvex enum". Once, before there are threads.
 void SetMessagePrefix(const std::string& command);
 
 // Why the command, or a part of it, fails. Waits until it is written.
 void Error(const std::string& text);
+void Error(const PanelSubject& subject, const std::string& text);
 
 // Faults that the command survives, and events. The line is lost where the reader of standard error
-// does not take it at once: no touch waits for it. `subject`, "left (/dev/ttyUSB0)" for example,
-// replaces the command's name.
+// does not take it at once: no touch waits for it. The subject replaces the command's name.
 void Warning(const std::string& text);
-void Warning(const std::string& subject, const std::string& text);
+void Warning(const PanelSubject& subject, const std::string& text);
 void Notice(const std::string& text);
-void Notice(const std::string& subject, const std::string& text);
+void Notice(const PanelSubject& subject, const std::string& text);
 
 // Writes all of the text to standard output, waiting for its reader no longer than until a signal
 // requests shutdown (shutdown.h). False when that came first, or it cannot be written.

@@ -42,6 +42,8 @@ struct Options {
     bool wait = false;       // --wait
     bool probe = false;      // --probe
     bool json = false;       // --json
+    bool yes = false;        // --yes
+    bool metrics = false;    // --metrics
     bool showConfig = false; // --show-config
     std::vector<std::string> arguments;
 };

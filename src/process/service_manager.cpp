@@ -12,25 +12,46 @@
 
 namespace korvex::command {
 
-void NotifyServiceManager(const std::string& assignments)
+namespace {
+
+// Sends a datagram to the socket of that name; false if that is not possible, without a wait unless
+// `waits`.
+bool SendDatagram(std::string_view name, const std::string& text, bool waits)
 {
-    const char* path = getenv("NOTIFY_SOCKET");
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string_view name = path == nullptr ? "" : path;
     if (name.empty() || name.size() >= sizeof(address.sun_path))
-        return;
+        return false;
     std::copy(name.begin(), name.end(), address.sun_path);
     if (name.front() == '@')
         address.sun_path[0] = 0; // of the abstract namespace
-    const int connection = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int connection = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (connection < 0)
-        return;
+        return false;
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of every socket address
-    sendto(connection, assignments.data(), assignments.size(), MSG_NOSIGNAL,
-        reinterpret_cast<const sockaddr*>(&address), length);
+    const auto* place = reinterpret_cast<const sockaddr*>(&address);
+    const bool sent = sendto(connection, text.data(), text.size(),
+                          MSG_NOSIGNAL | (waits ? 0 : MSG_DONTWAIT), place, length)
+        >= 0;
     close(connection);
+    return sent;
+}
+
+} // namespace
+
+void NotifyServiceManager(const std::string& assignments)
+{
+    const char* path = getenv("NOTIFY_SOCKET");
+    SendDatagram(path == nullptr ? "" : path, assignments, false);
+}
+
+bool SendToJournal(const std::string& fields, bool waits)
+{
+    struct stat status{};
+    // a pipe that stands in for it has the lines alone
+    return fstat(STDERR_FILENO, &status) == 0 && S_ISSOCK(status.st_mode)
+        && SendDatagram("/run/systemd/journal/socket", fields, waits);
 }
 
 bool IsStandardErrorJournal()

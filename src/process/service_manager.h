@@ -10,6 +10,11 @@ namespace korvex::command {
 // wait. Any thread.
 void NotifyServiceManager(const std::string& assignments);
 
+// Sends an entry to the journal: fields, one a line, as the journal's native protocol has them
+// (systemd.journal-fields(7)). False if it does not take it, without a wait unless `waits`; the
+// line can go to standard error then. Any thread.
+bool SendToJournal(const std::string& fields, bool waits);
+
 // True when standard error goes to the journal (JOURNAL_STREAM in systemd.exec(5)).
 bool IsStandardErrorJournal();
 

@@ -1,5 +1,6 @@
 #include "runtime/calibration_fault.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "calibration/mapping.h"
@@ -35,6 +36,15 @@ std::string PointsFaultText(const PointsJudgement* judgement)
                                               : "target " + name(judgement->target)
                 + " was measured far from where the others predict it";
     }
+}
+
+double WorstResidual(const CalibrationData* calib, uint32_t resolutionBits)
+{
+    double worst = 0;
+    const PointsJudgement judgement = JudgePoints(calib, resolutionBits);
+    for (uint32_t target = 0; target < calib->pointCount; ++target)
+        worst = std::max(worst, ResidualPercent(&judgement, target));
+    return worst;
 }
 
 std::string CalibrationFault(const CalibrationData* calib, uint32_t resolutionBits)

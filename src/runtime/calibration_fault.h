@@ -20,4 +20,8 @@ std::string PointsFaultText(const PointsJudgement* judgement);
 // be derived (MergeCalibration).
 std::string CalibrationFault(const CalibrationData* calib, uint32_t resolutionBits);
 
+// How far the target that fits worst lies from where the others predict it, in percent of the
+// screen; 0 without points. Its reference points must be derived.
+double WorstResidual(const CalibrationData* calib, uint32_t resolutionBits);
+
 } // namespace korvex::command

@@ -1,5 +1,6 @@
 #include "runtime/control_protocol.h"
 
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -150,7 +151,7 @@ bool IsTriedByAnother(const SessionKey& key, const Conversation* conversation)
     const auto found = triedSessions.find(key);
     if (found == triedSessions.end() || found->second == conversation)
         return false;
-    const bool yields = conversation->isRoot && !found->second->isRoot;
+    const bool yields = conversation->user == 0 && found->second->user != 0;
     if (yields)
         Revert(key, found->second);
     return !yields;
@@ -197,13 +198,21 @@ Json DoTakeBack(const Json& /*request*/, const RunningSession* session, Conversa
 {
     const SessionKey key = KeyOf(session);
     const auto found = triedSessions.find(key);
-    if (found != triedSessions.end() && (found->second == conversation || conversation->isRoot))
+    if (found != triedSessions.end() && (found->second == conversation || conversation->user == 0))
         Revert(key, found->second);
     return Json::object();
 }
 
-// Has the file's calibration map from now on, whatever was tried.
-void UseCalibration(const SessionKey& key, const CalibrationData* saved, Conversation* conversation)
+std::string UserName(unsigned id)
+{
+    const passwd* user = getpwuid(id); // on the control thread alone
+    return user == nullptr ? "user " + std::to_string(id) : user->pw_name;
+}
+
+// Has the file's calibration map from now on, whatever was tried. `change` is what was done to the
+// file: "stored" or "undone".
+void UseCalibration(const SessionKey& key, const CalibrationData* saved, const char* change,
+    Conversation* conversation)
 {
     UseSession(key, [saved](TouchController* controller) {
         const CalibrationData merged = MergeCalibration(controller, saved);
@@ -211,7 +220,8 @@ void UseCalibration(const SessionKey& key, const CalibrationData* saved, Convers
     });
     conversation->tried.erase(key);
     triedSessions.erase(key);
-    NoteStoredCalibration(key, SettingsFilePath());
+    NoteCalibrationChange(
+        key, {change, SettingsFilePath(), conversation->process, UserName(conversation->user)});
 }
 
 // Without "calibration" what is being tried is stored.
@@ -249,12 +259,12 @@ Json DoStore(const Json& request, const RunningSession* session, Conversation* c
                         + "' cannot be written: the system refuses it; its disk may be full"
                               : fault}};
     }
-    UseCalibration(key, &stored, conversation);
-    Notice(PanelTitle(key.path), "the calibration has changed, and is stored in '" + file + "'");
+    UseCalibration(key, &stored, "stored", conversation);
     const std::string fault
         = KeepPreviousCalibration(key.path, &replaced, &stored, session->state.resolutionBits);
     if (!fault.empty())
-        Warning(PanelTitle(key.path), "the previous calibration is not kept: " + fault);
+        Warning(PanelSubjectOf(key.path, Happening::SETTINGS),
+            "the previous calibration is not kept: " + fault);
     return {{"stored", true}, {"file", file}};
 }
 
@@ -269,8 +279,7 @@ Json DoUndo(const Json& request, const RunningSession* session, Conversation* co
     if (const std::string fault = UndoSave(key.path, TextIn(request, "until"), &restored);
         !fault.empty())
         return {{"undone", false}, {"error", fault}};
-    UseCalibration(key, &restored, conversation);
-    Notice(PanelTitle(key.path), "the last save of a calibration is undone");
+    UseCalibration(key, &restored, "undone", conversation);
     return {{"undone", true}, {"file", SettingsFilePath()}};
 }
 
@@ -337,21 +346,31 @@ bool ListensTo(const Conversation* conversation, const PanelEvent* event)
 
 std::string FormatEvent(const PanelEvent* event)
 {
-    const Json panel = event->panel;
-    switch (event->kind) {
-    case PanelEvent::Kind::STARTED:
-        return LineOf({{"event", "began"}, {"panel", panel}});
-    case PanelEvent::Kind::TOUCH:
-        return LineOf({{"event", "touch"}, {"panel", panel}, {"sequence", event->sequence},
-            {"raw", PointJson(event->raw)}, {"mapped", PointJson(event->mapped)},
-            {"touching", event->touching}});
-    case PanelEvent::Kind::GONE:
-        return LineOf({{"event", "gone"}, {"panel", panel}});
-    case PanelEvent::Kind::BACK:
-        return LineOf({{"event", "back"}, {"panel", panel}});
-    default:
-        return LineOf({{"event", "ended"}, {"panel", panel}});
-    }
+    const auto nameOf = [](PanelEvent::Kind kind) {
+        switch (kind) {
+        case PanelEvent::Kind::STARTED:
+            return "began";
+        case PanelEvent::Kind::TOUCH:
+            return "touch";
+        case PanelEvent::Kind::GONE:
+            return "gone";
+        case PanelEvent::Kind::BACK:
+            return "back";
+        case PanelEvent::Kind::CALIBRATED:
+            return "calibrated";
+        default:
+            return "ended";
+        }
+    };
+    Json json{{"event", nameOf(event->kind)}, {"panel", event->panel},
+        {"time", ExactTimeJson(event->time)}};
+    if (event->kind == PanelEvent::Kind::TOUCH)
+        json.update({{"sequence", event->sequence}, {"raw", PointJson(event->raw)},
+            {"mapped", PointJson(event->mapped)}, {"touching", event->touching}});
+    if (event->kind == PanelEvent::Kind::CALIBRATED)
+        json.update({{"change", event->change.change}, {"file", event->change.file},
+            {"process", event->change.process}, {"user", event->change.user}});
+    return LineOf(json);
 }
 
 void RevertAll(Conversation* conversation)

@@ -16,7 +16,8 @@ struct Conversation {
     bool listens = false;
     std::string listensTo;                       // a port's path; empty: to all
     std::map<SessionKey, CalibrationData> tried; // the calibration before the client's first try
-    bool isRoot = false;                         // it may revert what others try
+    int process = 0;                             // the client's
+    unsigned user = ~0U;                         // its ID; 0, root, may revert what others try
 };
 
 // The first line of a connection.

@@ -171,8 +171,10 @@ void Welcome(Server* server)
     server->clients.push_back({socket, {}, {}, {}});
     ucred peer{};
     socklen_t size = sizeof(peer);
-    server->clients.back().conversation.isRoot
-        = getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == 0;
+    if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0) {
+        server->clients.back().conversation.process = peer.pid;
+        server->clients.back().conversation.user = peer.uid;
+    }
     Send(&server->clients.back(), Greeting());
 }
 

@@ -121,7 +121,8 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
             return opening.exitCode;
         }
         if (opening.fault != told) {
-            Warning(opening.fault + "; trying again every 2 to 30 s");
+            Warning(PanelSubjectOf(path, Happening::PENDING),
+                opening.fault + "; trying again every 2 to 30 s");
             NotifyServiceManager("STATUS=Waiting: " + opening.fault);
         }
         told = opening.fault;
@@ -134,14 +135,15 @@ int AwaitController(const Options* options, const std::string& port, TouchContro
 int StartDriving(const Options* options, const std::string& port, TouchController* controller)
 {
     // The link is the reader's from the start of the session on.
-    const std::string title = PanelTitle(PathOfPort(options->givenPorts, port));
+    const PanelSubject subject
+        = PanelSubjectOf(PathOfPort(options->givenPorts, port), Happening::DRIVEN);
     const std::string description = DescriptionOf(controller);
     if (!StartSession(controller)) {
         Error("cannot start a thread for the session");
         return EXIT_FAULT;
     }
-    Notice(title, description);
-    NotifyServiceManager("STATUS=" + title + ": " + description);
+    Notice(subject, description);
+    NotifyServiceManager("STATUS=" + subject.title + ": " + description);
     return EXIT_DONE;
 }
 

@@ -21,6 +21,7 @@
 #include "platform/linux/serial/serial_port.h"
 #include "process/message.h"
 #include "process/service_manager.h"
+#include "runtime/calibration_fault.h"
 #include "runtime/port_return.h"
 #include "runtime/settings_state.h"
 
@@ -54,8 +55,10 @@ struct NoiseWatch {
 // One for each port that a session has run on. A later session on the port takes its place: the
 // port is free only when its reader has ended.
 struct Entry {
-    PanelState state{};                    // what lasts as long as the session
-    std::string title;                     // panel and port, for people
+    PanelState state{};               // what lasts as long as the session
+    std::string title;                // panel and port, for people
+    std::atomic<uint32_t> losses = 0; // of the port, in this process
+    std::atomic<uint32_t> returns = 0;
     TouchController* controller = nullptr; // null once the session is asked to stop
     std::atomic<int64_t> lastTouchMs = 0;  // since the epoch
     std::atomic<uint32_t> sequence = 0;
@@ -94,9 +97,14 @@ Entry* EntryOf(TouchController* controller)
     return static_cast<Entry*>(controller->handlerData);
 }
 
+PanelSubject SubjectOf(const Entry* entry, Happening happening)
+{
+    return {happening, entry->state.panel, entry->title};
+}
+
 // The file that the session's calibration was loaded from; empty: the controller's own memory, and
 // if there is a file all the same, the journal says why it is not used.
-std::string LoadedFrom(const TouchController* controller, const std::string& title)
+std::string LoadedFrom(const TouchController* controller, const std::string& opened)
 {
     std::string path = SettingsFilePath();
     if (controller->hasFileCalibration == 1)
@@ -104,7 +112,7 @@ std::string LoadedFrom(const TouchController* controller, const std::string& tit
     const std::string fault = SettingsFault();
     struct stat status{};
     if (path.empty() || lstat(path.c_str(), &status) == 0)
-        Warning(title,
+        Warning(PanelSubjectOf(opened, Happening::SETTINGS),
             (fault.empty() ? "'" + path + "' was not used" : fault)
                 + "; the calibration in the controller's own memory is");
     return {};
@@ -156,7 +164,7 @@ void Start(TouchController* controller)
 {
     PanelState state = Describe(controller);
     const std::string title = PanelTitle(state.path);
-    state.calibration.file = LoadedFrom(controller, title);
+    state.calibration.file = LoadedFrom(controller, state.path);
     Sessions* sessions = AllSessions();
     const std::lock_guard guard(sessions->mutex);
     Entry* entry = &sessions->entries[state.path];
@@ -204,9 +212,10 @@ void JudgeNoise(TouchController* controller, Entry* entry)
         const std::string share = std::to_string(rejected) + " of the last minute's "
             + std::to_string(packets) + " packets were rejected";
         if (noisy)
-            Warning(entry->title, share + "; check cable, grounding and what else is on the line");
+            Warning(SubjectOf(entry, Happening::NOISY),
+                share + "; check cable, grounding and what else is on the line");
         else
-            Notice(entry->title, share + ": the line is good again");
+            Notice(SubjectOf(entry, Happening::QUIET), share + ": the line is good again");
     }
     if (now - noise->marks.back().time >= std::chrono::seconds(1))
         noise->marks.push_back(mark);
@@ -257,10 +266,11 @@ void ChangePort(Entry* entry, bool gone)
         entry->state.tty = TtyOf(entry->state.path);
         entry->title = PanelTitle(entry->state.path);
     }
+    ++(gone ? entry->losses : entry->returns);
     if (gone)
-        Warning(entry->title, "the port has gone");
+        Warning(SubjectOf(entry, Happening::LOST), "the port has gone");
     else
-        Notice(entry->title, "the port is back");
+        Notice(SubjectOf(entry, Happening::RETURNED), "the port is back");
     NotifyServiceManager(
         "STATUS=" + entry->title + ": " + (gone ? "the port has gone" : entry->state.controller));
     if (sessions->listening)
@@ -284,9 +294,12 @@ RunningSession Snapshot(Entry* entry)
     state->lastTouch = system_clock::time_point(std::chrono::milliseconds(entry->lastTouchMs));
     state->noisy = entry->noisy;
     state->restNoise = entry->restNoise.deviation;
+    state->losses = entry->losses;
+    state->returns = entry->returns;
     state->reading = ReadingOf(entry->controller);
     state->calibration.hasPoints = MapsByPoints(&session.calibration);
     state->calibration.points = session.calibration.pointCount;
+    state->calibration.residual = WorstResidual(&session.calibration, session.state.resolutionBits);
     return session;
 }
 
@@ -330,7 +343,8 @@ PortReturn HandlePortReturn(TouchController* controller, ReadResult result, cons
         return PortReturn::UNANSWERED;
     const PortReturn decision = DecidePortReturn(&entry->returned, controller, result, report);
     if (decision == PortReturn::REPLACED)
-        Warning(PanelTitle(entry->state.path), "another controller answers there");
+        Warning(PanelSubjectOf(entry->state.path, Happening::REPLACED),
+            "another controller answers there");
     return decision;
 }
 
@@ -387,11 +401,23 @@ bool UseSession(const SessionKey& key, const std::function<void(TouchController*
     return entry != nullptr;
 }
 
-void NoteStoredCalibration(const SessionKey& key, const std::string& file)
+void NoteCalibrationChange(const SessionKey& key, const CalibrationChange& change)
 {
-    const std::lock_guard guard(AllSessions()->mutex);
-    if (Entry* entry = FindRunning(key); entry != nullptr)
-        entry->state.calibration.file = file;
+    Sessions* sessions = AllSessions();
+    const PanelSubject subject = PanelSubjectOf(key.path, Happening::CALIBRATED);
+    {
+        const std::lock_guard guard(sessions->mutex);
+        if (Entry* entry = FindRunning(key); entry != nullptr)
+            entry->state.calibration.file = change.file;
+    }
+    Notice(subject,
+        (change.change == std::string_view("stored")
+                ? "the calibration has changed, and is stored in '"
+                : "the last save of a calibration is undone in '")
+            + change.file + "', by process " + std::to_string(change.process) + " of "
+            + change.user);
+    if (sessions->listening)
+        AddEvent({PanelEvent::Kind::CALIBRATED, subject.panel, key.path, 0, {}, {}, false, change});
 }
 
 void ListenToSessions(int descriptor)

@@ -58,18 +58,29 @@ SessionKey KeyOf(const RunningSession* session);
 // nothing. Any thread.
 bool UseSession(const SessionKey& key, const std::function<void(TouchController*)>& use);
 
-// Takes note that the session's calibration is now that of a file.
-void NoteStoredCalibration(const SessionKey& key, const std::string& file);
+// A change of a calibration through the control socket.
+struct CalibrationChange {
+    const char* change; // "stored" or "undone"
+    std::string file;   // that has the calibration now
+    int process;        // that asked for it
+    std::string user;   // whose it is
+};
+
+// Takes note that the session's calibration is now that of a file, and reports it: as an event and
+// to the journal.
+void NoteCalibrationChange(const SessionKey& key, const CalibrationChange& change);
 
 // An event on a panel, as a client receives it.
 struct PanelEvent {
-    enum class Kind : uint8_t { STARTED, TOUCH, GONE, BACK, ENDED } kind;
+    enum class Kind : uint8_t { STARTED, TOUCH, GONE, BACK, CALIBRATED, ENDED } kind;
     std::string panel;
     std::string path;
     uint32_t sequence; // number of the session's touch events so far, sent or not
     Point raw;
     Point mapped; // output units
     bool touching;
+    CalibrationChange change = {};
+    std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
 };
 
 // From now on events are kept, and `descriptor` (an eventfd) is written to at each; -1: no more.

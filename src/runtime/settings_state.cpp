@@ -1,5 +1,8 @@
 #include "runtime/settings_state.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -61,6 +64,19 @@ std::string SettingsFault()
             + strerror(errno)
             + "; give yourself permission to write it and its folder, or start in another one";
     return "";
+}
+
+FolderVisit::FolderVisit(const std::string& folder)
+    : before(open(".", O_PATH | O_CLOEXEC))
+    , entered(before >= 0 && chdir(folder.c_str()) == 0)
+{
+}
+
+FolderVisit::~FolderVisit()
+{
+    if (entered && fchdir(before) != 0)
+        entered = false; // it is not there any more
+    close(before);
 }
 
 } // namespace korvex::command

@@ -11,4 +11,15 @@ std::string SettingsFilePath();
 // Why an existing file is not used, or why the file cannot be saved or created; empty if neither.
 std::string SettingsFault();
 
+// Makes a folder the current one, until the end of its scope. Not while other threads use paths.
+struct FolderVisit {
+    int before;
+    bool entered; // else errno is set
+
+    explicit FolderVisit(const std::string& folder);
+    ~FolderVisit();
+    FolderVisit(const FolderVisit&) = delete;
+    FolderVisit& operator=(const FolderVisit&) = delete;
+};
+
 } // namespace korvex::command

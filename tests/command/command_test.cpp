@@ -30,6 +30,8 @@ TEST(KorvexCommand, NamesWhatIsWrongAndSaysSoByItsExitCode)
              Row{{"drive"}, 2, "PORT is required"}, Row{{"drive", "a", "b"}, 2, "argument 'b'"},
              Row{{"drive", "--poiner", "a"}, 2, "'--poiner'; did you mean '--pointer'?"},
              Row{{"drive", "a", "--trace"}, 2, "'--trace' needs a value"},
+             Row{{"name", "left till"}, 2, "'left till' is no name"},
+             Row{{"calibration", "export", "no/where"}, 3, "it is not the name of a panel"},
              Row{{"set-path", "a\nb"}, 2, "invalid value 'a b'"},
              Row{{"ports", "--port", "COM1=a\nb"}, 2, "for '--port': it must be one line"},
              Row{{"ports", "--port", "COM1=a", "--port", "COM2=a"}, 2, "'COM2=a' for '--port'"},

@@ -31,7 +31,7 @@ void RunCommand(PanelFolder* folder, std::string command)
         && !Has(command, "\\bpanel\\b"))
         command += " --port COM3=panel";
     std::optional<Process> runtime;
-    if (Has(command, "korvex status")) { // one runs already
+    if (Has(command, "korvex (status|calibration)\\b")) { // one runs already
         runtime.emplace(Texts{KORVEX, "drive", "--pointer", "none", "panel"});
         EXPECT_NE(ReadLineWith(runtime->error, "controller"), "");
     }

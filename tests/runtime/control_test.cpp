@@ -160,6 +160,49 @@ TEST(Control, ReadsTriesStoresAndTakesBackACalibrationWhileItDrives)
     EXPECT_FALSE(std::filesystem::exists(driven.socket));
 }
 
+// As files, while it drives, and what those who look after many machines see of that.
+TEST(KorvexCalibration, MovesInAndOutOfTheRuntimeThatDrivesThePanel)
+{
+    DrivenPanel driven;
+    const Client client(driven.socket);
+    Ask(&client, LISTEN);
+    const auto run = [](Texts words) {
+        words.insert(words.begin(), "calibration");
+        return RunKorvex(words);
+    };
+    EXPECT_EQ(run({"export", "panel", "old.json"}).exitCode, 0);
+    EXPECT_THAT(Ask(&client, R"({"do":"store","calibration":{"box":[0,0,512,512]}})"),
+        HasSubstr(R"("stored":true)"));
+    const std::string stored = ReadLine(client.socket);
+    EXPECT_THAT(stored, StartsWith(R"({"event":"calibrated","panel":)"));
+    EXPECT_THAT(stored, ContainsRegex(R"("time":"20[-0-9]+T[0-9:]+\.[0-9]+Z")"));
+    EXPECT_THAT(stored, HasSubstr(R"("change":"stored")"));
+    EXPECT_THAT(
+        stored, HasSubstr("\"process\":" + std::to_string(getpid()) + ",\"user\":\"root\""));
+    RunResult result = run({"verify", "panel", "old.json"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.error, HasSubstr("differs: box"));
+    EXPECT_THAT(run({"import", "panel", "old.json"}).output, HasSubstr("it applies now"));
+    EXPECT_EQ(run({"verify", "panel", "old.json"}).exitCode, 0);
+    std::string edited = ReadTextFile("old.json");
+    edited.replace(edited.find("1024"), 4, "1000");
+    WriteTextFile("edited.json", edited);
+    EXPECT_THAT(run({"import", "panel", "edited.json"}).error, HasSubstr("check sum is wrong"));
+    EXPECT_EQ(run({"undo", "panel"}).exitCode, 0);
+    EXPECT_THAT(run({"show", "panel"}).output, HasSubstr("box, 0 to 512 by 0 to 512"));
+    EXPECT_EQ(Json::parse(run({"history", "panel", "--json"}).output).size(), 1U);
+
+    TouchAt(driven.panel.get(), 25, 75);
+    ReadLine(driven.drive->output);
+    HangUp(driven.panel.get());
+    EXPECT_NE(ReadLineWith(driven.drive->error, "has gone"), "");
+    const std::string metrics = RunKorvex({"status", "--metrics"}).output;
+    for (const char* line :
+        {"korvex_panel_up[{].*[}] 0\n", "TYPE korvex_panel_reports_total counter\n",
+            "korvex_panel_reports_total[{].*[}] 1\n", "korvex_panel_losses_total[{].*[}] 1\n"})
+        EXPECT_THAT(metrics, ContainsRegex(line));
+}
+
 TEST(Control, TellsAListenerOfItsPanelAlone)
 {
     const Installation installation;
@@ -259,8 +302,8 @@ TEST(Control, LosesNoTouchWhateverItsClientsDo)
         ReadLine(busy.socket);
     });
     for (int next = 1; next <= 1600 && !HasFailure(); ++next)
-        EXPECT_THAT(
-            ReadLine(listener.socket), HasSubstr("\"sequence\":" + std::to_string(next) + ","));
+        EXPECT_THAT(ReadLineWith(listener.socket, "\"touch\""),
+            HasSubstr("\"sequence\":" + std::to_string(next) + ","));
     finger.join();
     others.join();
     EXPECT_EQ(RunKorvex({"status"}).exitCode, 0) << "it still answers";

@@ -27,9 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* STATE_FOLDER = "/var/lib/korvex"; // a folder each
 constexpr const char* NAME_PROPERTY = "ID_KORVEX_PANEL";
-constexpr size_t MAX_NAME_LENGTH = 64; // as 72-korvex.rules has it
 
 // A unit of the system's service manager that drives a panel, "korvex@left.service".
 struct PanelUnit {
@@ -107,22 +105,9 @@ struct NamedPanel {
 
 using NamedPanels = std::map<std::string, NamedPanel>;
 
-bool IsPanelName(const std::string& name)
-{
-    constexpr const char* VALID
-        = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-    return !name.empty() && name.size() <= MAX_NAME_LENGTH
-        && name.find_first_not_of(VALID) == std::string::npos;
-}
-
 std::string LinkOf(const std::string& panel)
 {
     return PANEL_FOLDER + panel;
-}
-
-std::string FolderOf(const std::string& panel)
-{
-    return std::string(STATE_FOLDER).append("/").append(panel);
 }
 
 bool HasAdapter(const std::string& panel)
@@ -186,7 +171,7 @@ NamedPanels FindNamedPanels(Findings* findings)
         panels.try_emplace(name);
     for (const std::string& name : NamesIn(STATE_FOLDER)) {
         std::error_code error;
-        if (fs::is_directory(FolderOf(name), error))
+        if (fs::is_directory(FolderOfPanel(name), error))
             panels[name].hasFolder = true;
     }
     std::vector<std::string> names;
@@ -227,7 +212,7 @@ void CheckAdapter(const PanelCheck* check)
     else
         Add(check, Severity::FAULT,
             "its adapter is not there: no '" + LinkOf(check->name) + "'; plug it in"
-                + (panel->hasFolder ? ", or remove '" + FolderOf(check->name)
+                + (panel->hasFolder ? ", or remove '" + FolderOfPanel(check->name)
                             + "' if there is no such panel any more"
                                     : ""));
 }
@@ -281,14 +266,14 @@ bool CheckPanels(Findings* findings)
         for (const std::string& fault : SettingsFaults(SettingsOf(name)))
             Add(&check, Severity::FAULT, fault);
         if (panel.hasFolder)
-            CheckSettingsIn(FolderOf(name), name, findings);
+            CheckSettingsIn(FolderOfPanel(name), name, findings);
     }
     return !panels.empty();
 }
 
 bool IsPanelFolder(const std::string& folder, const std::string& panel)
 {
-    return folder == FolderOf(panel);
+    return folder == FolderOfPanel(panel);
 }
 
 } // namespace korvex::command

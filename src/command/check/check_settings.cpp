@@ -207,26 +207,6 @@ void CheckValues(const SettingsPath* path, const CalibrationData* read, Findings
                                        : "the standard box"));
 }
 
-// Makes a folder the current one for a while.
-struct FolderVisit {
-    int before;
-    bool entered;
-
-    explicit FolderVisit(const std::string& folder)
-        : before(open(".", O_PATH | O_CLOEXEC))
-        , entered(before >= 0 && chdir(folder.c_str()) == 0)
-    {
-    }
-    ~FolderVisit()
-    {
-        if (entered && fchdir(before) != 0)
-            entered = false; // it is not there any more
-        close(before);
-    }
-    FolderVisit(const FolderVisit&) = delete;
-    FolderVisit& operator=(const FolderVisit&) = delete;
-};
-
 } // namespace
 
 void CheckSettingsIn(const std::string& folder, const std::string& subject, Findings* findings)

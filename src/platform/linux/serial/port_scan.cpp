@@ -158,21 +158,26 @@ std::vector<PortProperty> PortsWithProperty(const char* property)
     return ports;
 }
 
-bool IsUdevSwitchOn(const std::string& path, const char* property)
+std::string UdevProperty(const std::string& path, const char* property)
 {
     struct stat status{};
     udev* context
         = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) ? udev_new() : nullptr;
     if (context == nullptr)
-        return false;
+        return "";
     udev_device* device = udev_device_new_from_devnum(context, 'c', status.st_rdev);
     const char* value
         = device == nullptr ? nullptr : udev_device_get_property_value(device, property);
-    const std::string_view text = value == nullptr ? "" : value;
-    const bool isOn = !text.empty() && text != "0";
+    std::string text = value == nullptr ? "" : value;
     udev_device_unref(device);
     udev_unref(context);
-    return isOn;
+    return text;
+}
+
+bool IsUdevSwitchOn(const std::string& path, const char* property)
+{
+    const std::string value = UdevProperty(path, property);
+    return !value.empty() && value != "0";
 }
 
 bool IsPortIgnored(const std::string& path)

@@ -44,6 +44,9 @@ struct PortProperty {
 // The ttys for which udev has the property, in the order of their paths.
 std::vector<PortProperty> PortsWithProperty(const char* property);
 
+// The port's property in udev; empty: it has none.
+std::string UdevProperty(const std::string& path, const char* property);
+
 // Whether udev has a property for the port that is neither empty nor "0".
 bool IsUdevSwitchOn(const std::string& path, const char* property);
 
