@@ -236,9 +236,9 @@ std::string StoreLine(const std::string& line, const std::string& file, size_t n
     if (items.size() != 1 || items[0].name == "--" || !items[0].parents.empty())
         return "'" + line + "' is not a setting, KEY = VALUE";
     const CLI::ConfigItem& item = items[0];
-    std::vector<std::string> keys;
-    for (const Option& known : options)
-        keys.push_back(known.name.substr(2));
+    std::vector<std::string> keys(options.size());
+    std::transform(options.begin(), options.end(), keys.begin(),
+        [](const Option& known) { return known.name.substr(2); });
     const auto key = std::find(keys.begin(), keys.end(), item.name);
     if (key == keys.end())
         return "there is no setting '" + item.name + "'" + NearestOf(item.name, keys, "");
@@ -269,7 +269,9 @@ std::vector<std::string> ReadOptionFile(const std::string& file, std::string_vie
             continue;
         const std::string fault = StoreLine(line, file, number, options, given);
         if (!fault.empty())
-            faults.push_back("'" + file + "', line " + std::to_string(number) + ": " + fault);
+            faults.push_back(
+                std::string("'").append(file).append("', line ").append(std::to_string(number))
+                + ": " + fault);
     }
     return faults;
 }

@@ -281,28 +281,32 @@ bool RunSystem(const std::string& command)
     return done;
 }
 
+// Moves a file or folder that is kept by a panel's name.
+void MoveKept(const std::string& from, const std::string& to)
+{
+    std::error_code error;
+    if (!fs::exists(from, error))
+        return;
+    if (fs::exists(to, error)) {
+        Warning("'" + from + "' stays, since there is '" + to + "'");
+        return;
+    }
+    fs::rename(from, to, error);
+    if (error)
+        Warning("'" + from + "' cannot be moved to '" + to + "': " + error.message());
+    else
+        printf("Moved %s to %s.\n", from.c_str(), to.c_str());
+}
+
 // Stops the old name's unit, which still has the port, and moves what is kept by its name.
 void EndOldName(const std::string& old, const std::string& name)
 {
     if (RunSystem("systemctl stop korvex@" + old))
         printf("Stopped korvex@%s.\n", old.c_str());
     const std::string settings = "/etc/korvex/";
-    for (const auto& [from, to] : {std::pair(FolderOfPanel(old), FolderOfPanel(name)),
-             std::pair(settings + old + ".conf", settings + name + ".conf"),
-             std::pair(settings + old + ".env", settings + name + ".env")}) {
-        std::error_code error;
-        if (!fs::exists(from, error))
-            continue;
-        if (fs::exists(to, error)) {
-            Warning("'" + from + "' stays, since there is '" + to + "'");
-            continue;
-        }
-        fs::rename(from, to, error);
-        if (error)
-            Warning("'" + from + "' cannot be moved to '" + to + "': " + error.message());
-        else
-            printf("Moved %s to %s.\n", from.c_str(), to.c_str());
-    }
+    MoveKept(FolderOfPanel(old), FolderOfPanel(name));
+    MoveKept(settings + old + ".conf", settings + name + ".conf");
+    MoveKept(settings + old + ".env", settings + name + ".env");
 }
 
 int GiveName(const Candidate& candidate, const std::string& name)

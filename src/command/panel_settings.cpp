@@ -37,6 +37,20 @@ std::vector<std::string> ReadSettings(
     return faults;
 }
 
+// A setting, "monitor = [HDMI-1, left=DP-1]", and where it was given.
+std::string LineOf(const GivenOption& option)
+{
+    std::string values;
+    for (const std::string& value : option.values)
+        values.append(values.empty() ? "" : ", ").append(value);
+    if (option.values.size() > 1)
+        values = "[" + values + "]";
+    return option.name.substr(2) + " = " + values + "  # "
+        + (option.file.empty() ? "command line"
+                               : option.file + ", line " + std::to_string(option.line))
+        + "\n";
+}
+
 } // namespace
 
 std::string SettingsOf(const std::string& panel)
@@ -69,26 +83,17 @@ std::string SettingsText(
 {
     std::string text;
     for (const Option& option : SettingsFor(command)) {
-        const std::string key = option.name.substr(2);
-        bool any = false;
+        const size_t before = text.size();
         for (const GivenOption& one : *given) {
-            if (one.name != option.name)
-                continue;
-            std::string values;
-            for (const std::string& value : one.values)
-                values += (values.empty() ? "" : ", ") + value;
-            if (one.values.size() > 1)
-                values = "[" + values + "]";
-            text += key + " = " + values + "  # "
-                + (one.file.empty() ? "command line"
-                                    : one.file + ", line " + std::to_string(one.line))
-                + "\n";
-            any = true;
+            if (one.name == option.name)
+                text += LineOf(one);
         }
-        if (!any && option.name == "--pointer")
-            text += "# " + key + " = " + options->pointer + "  # not given\n";
-        else if (!any)
-            text += "# " + key + "  # not given\n";
+        if (text.size() > before)
+            continue;
+        text.append("# ").append(option.name.substr(2));
+        if (option.name == "--pointer")
+            text.append(" = ").append(options->pointer);
+        text += "  # not given\n";
     }
     return text;
 }

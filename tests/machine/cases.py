@@ -782,9 +782,56 @@ def named_update(setting):
     return "dpkg -i, -r, -i, -P"
 
 
+def rename(setting, old, new, command):
+    """Gives the adapter's panel another name by a touch."""
+    guest, name = setting.guest, setting.name("name")
+    guest.start(name, command)
+    guest.wait_line(name, f"Touch the panel that is to be '{new}'", limit=LONG)
+    setting.adapter.gesture("touch 50 50", "lift")
+    expect(guest.wait_end(name, LONG) == 0, f"'{command}' failed: {guest.find(name, '')}")
+    wait_driven(guest, new, "")
+    expect(show(guest, old, "ActiveState") == "inactive", f"{old} is still driven")
+    touch_panel(setting, new, setting.adapter, "left")
+    said = "\n".join(line.text for line in guest.find(name, ""))
+    guest.stop(name)
+    return said
+
+
+def provisioning(setting):
+    """A machine without the package gets it, with names, settings and calibrations, by one command, and two panels act. One is renamed by a
+    touch. The journal and the metrics know the panels."""
+    guest, rules = setting.guest, "71-korvex-panels.rules"
+    guest.run(f"mkdir /run/set; cd /run/set; cp /case/korvex_*.deb /etc/udev/rules.d/{rules} .; echo 'smooth = low' >left.conf; "
+              f"for panel in left door; do korvex calibration export $panel $panel.json; done; dpkg -P korvex; rm /etc/udev/rules.d/{rules}; "
+              "! ls /dev/korvex", limit=LONG)
+    started = time.monotonic()
+    said = guest.run("/case/provision /run/set", limit=LONG)
+    took = time.monotonic() - started
+    expect("left: '/var/lib/korvex/left/Korvex.ini' is the same" in said, f"provision says {said}")
+    for panel, controller in (("left", setting.adapter), ("door", setting.uart)):
+        wait_driven(guest, panel, "")
+        touch_panel(setting, panel, controller)
+    guest.run("sh -c 'echo y | /case/provision /run/set'", limit=LONG)  # again, through the runtimes
+
+    taken = guest.run("korvex name door 2>&1", code=1)
+    expect("has the name 'door'" in taken, f"name says {taken}")
+    said = rename(setting, "left", "front", "sh -c 'echo y | korvex name front'")
+    expect("/etc/korvex/left.conf to /etc/korvex/front.conf" in said and "driven by a runtime" in said, f"name says {said}")
+    expect("smooth = low" in guest.run("korvex drive front --show-config"), "the settings are not those of the new name")
+    guest.run("mkdir -p /var/lib/prometheus/node-exporter; systemctl start korvex-metrics.timer")
+    up = """grep -sxF 'korvex_panel_up{panel="front"} 1' /var/lib/prometheus/node-exporter/korvex.prom; true"""
+    wait_until(lambda: guest.run(up), LONG, "metrics of the panel")
+    expect(guest.run("journalctl -q -b -o cat KORVEX_PANEL=front MESSAGE_ID=22b53ee25bc34cb59066e2ec8c295a12"), "the journal has no field")
+    stored = guest.run("journalctl -q -b -o cat KORVEX_PANEL=door MESSAGE_ID=00f5828facad4718b5cf34b5a8cb3626")
+    expect(re.search("by process [0-9]+ of root", stored), f"the journal says of the calibration {stored}")
+    rename(setting, "front", "left", "korvex name --yes left")
+    guest.run("rm -r /etc/korvex/* /run/set; systemctl stop korvex-metrics.timer")
+    return f"in {took:.0f} s"
+
+
 SHORT = ["named-boot", "identification", "unplugging", "input-devices"]
 # Those with panels that have names, which their units drive; the others have none. The first needs no start of its own.
-NAMED_CASES = (named_boot, named_arrival, named_calibration, monitors, named_exchange, named_replacement, named_update)
+NAMED_CASES = (named_boot, named_arrival, named_calibration, monitors, named_exchange, named_replacement, named_update, provisioning)
 OTHER_CASES = (identification, unplugging, input_devices, wayland, power_cut)
 CASES = {case.__name__.replace("_", "-"): case for case in (*NAMED_CASES, *OTHER_CASES)}
 NAMED = [name for name in CASES if CASES[name] in NAMED_CASES]

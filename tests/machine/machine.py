@@ -242,6 +242,7 @@ class Machine:
         packages = [name for name in os.listdir(os.path.join(ROOT, "build")) if re.fullmatch(r"korvex_.*\.deb", name)]
         expect(len(packages) == 1, "no package is there: run scripts/package first")
         shutil.copy(os.path.join(ROOT, "build", packages[0]), content)
+        shutil.copy(os.path.join(ROOT, "examples", "provision"), content)
         shutil.copy(os.path.join(BUILT, "tests", "korvex_machine_probe"), content)
         image = os.path.join(self.folder, "case.img")
         subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", content, image, "64M"], check=True, stdout=subprocess.DEVNULL)
