@@ -811,7 +811,15 @@ def provisioning(setting):
     for panel, controller in (("left", setting.adapter), ("door", setting.uart)):
         wait_driven(guest, panel, "")
         touch_panel(setting, panel, controller)
-    guest.run("sh -c 'echo y | /case/provision /run/set'", limit=LONG)  # again, through the runtimes
+    guest.run("/case/provision /run/set", limit=LONG)  # again, through the runtimes
+    folder = "/var/lib/korvex/door"  # a panel whose folder is read-only is driven, and keeps its calibration
+    guest.run(f"mount --bind {folder} {folder} && mount -o remount,bind,ro {folder} && systemctl restart korvex@door")
+    wait_driven(guest, "door", "")
+    touch_panel(setting, "door", setting.uart)
+    refused = guest.run("korvex calibration import door /run/set/left.json 2>&1", code=1)
+    expect("Read-only file system" in refused, f"a save that is not possible says {refused}")
+    guest.run(f"systemctl stop korvex@door && umount {folder} && systemctl start korvex@door")
+    wait_driven(guest, "door", "")
 
     taken = guest.run("korvex name door 2>&1", code=1)
     expect("has the name 'door'" in taken, f"name says {taken}")
