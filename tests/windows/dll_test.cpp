@@ -212,6 +212,70 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     EXPECT_TRUE(WaitUntil([] { return !HasWindow(TITLE); }));
 }
 
+// The process of the watcher's detection; 0 when there is none.
+pid_t WatchedDetection(const Wine* wine)
+{
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const std::string words = ReadTextFile(entry.path() / "cmdline");
+        if (words.find(wine->folder.path.filename()) != std::string::npos
+            && words.find("-drive") != std::string::npos)
+            return std::stoi(entry.path().filename());
+    }
+    return 0;
+}
+
+// Wine sends no event of devices or of power, so the test sends them. A closed detection would
+// otherwise be started again after 30 s only.
+TEST_F(Dll, WatcherFindsPanelsThatComeLateAndAsksNoIgnoredPort)
+{
+    const EmulatorPointer scale = emulator::StartEmulator({});
+    wine.PlugIn(scale.get(), "4");
+    Process watcher(Windows({"KxConsole.exe", "-watch", "-panels", "2", "-ignore", "COM4,COM5"}));
+    pid_t detection = 0;
+    const auto hasNext = [&] {
+        pid_t next = 0;
+        const bool came = WaitUntil([&] {
+            next = WatchedDetection(&wine);
+            return next != 0 && next != detection;
+        });
+        detection = next;
+        return came;
+    };
+    const auto tell = [](const char* event) { return RunProgram(Host({"watcher", event})).output; };
+    const auto closeDetection = [&] {
+        tell("close-detection");
+        EXPECT_TRUE(WaitUntil([&] { return WatchedDetection(&wine) == 0; }));
+    };
+    ASSERT_TRUE(hasNext());
+    EXPECT_EQ(tell("look"), "hidden\r\nreturned\r\n");
+    EXPECT_EQ(RunProgram(Windows({"KxConsole.exe", "-watch"})).exitCode, 1) << "a second one";
+    // which the watcher has made
+    WriteTextFile(wine.prefix / "drive_c/ProgramData/Korvex/Korvex.ini",
+        "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
+    closeDetection();
+    tell("wake-up");
+    EXPECT_TRUE(hasNext()) << "a wake-up";
+    closeDetection();
+    const EmulatorPointer emulator = emulator::StartEmulator({});
+    wine.PlugIn(emulator.get());
+    tell("arrival");
+    EXPECT_TRUE(hasNext()) << "a late port";
+    ExpectDriven(emulator.get(), 50, 50); // as Korvex.ini there says
+    DragTo(emulator.get(), 5, 5, 1);
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen).x < 255; }));
+    Lift(emulator.get());
+    tell("end-detection");
+    EXPECT_TRUE(hasNext()) << "a crash";
+    ExpectDriven(emulator.get(), 50, 50);
+    EXPECT_FALSE(hasNext()) << "not under a finger, for the panel that is missing";
+    Lift(emulator.get());
+    EXPECT_TRUE(hasNext()) << "as soon as it is lifted";
+    tell("close");
+    EXPECT_EQ(WaitForExit(&watcher), 0);
+    EXPECT_EQ(WatchedDetection(&wine), 0);
+    EXPECT_THAT(ReceivedCommands(scale.get()), IsEmpty());
+}
+
 // From korvex-setup.exe to a touch and away again, by what it leaves in the start menu, which
 // starts where the calibration stays.
 TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
@@ -238,7 +302,8 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         UnorderedElementsAre("KORVEX.dll", "KxConsole.exe", "README.txt", "CALIBRATION.txt",
             "TROUBLESHOOTING.txt", "CHANGELOG.txt", "uninstall.exe"));
     EXPECT_THAT(namesIn(menu),
-        UnorderedElementsAre("Touch detection.lnk", "Panel test.lnk", "Calibration.lnk"));
+        UnorderedElementsAre("Touch detection.lnk", "Watched touch detection.lnk", "Panel test.lnk",
+            "Calibration.lnk"));
     for (const std::string& name : namesIn(menu)) {
         std::string entry = ReadTextFile(drive / menu / name);
         std::erase(entry, '\0'); // of its UTF-16 text
@@ -251,6 +316,16 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
     EXPECT_THAT(registered(uninstallKey).output,
         HasSubstr(
             "    UninstallString    REG_SZ    \"C:\\Program Files\\Korvex\\uninstall.exe\"\r\n"));
+
+    // off unless asked for; an upgrade keeps it, and what somebody has added
+    const std::string runKey = "Microsoft\\Windows\\CurrentVersion\\Run";
+    EXPECT_THAT(registered(runKey).output, Not(HasSubstr("KxConsole")));
+    EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S", "/AUTOSTART"})).exitCode, 0);
+    const std::string program = "\"C:\\Program Files\\Korvex\\KxConsole.exe\" -watch";
+    EXPECT_THAT(
+        registered(runKey).output, HasSubstr("    Korvex    REG_SZ    " + program + "\r\n"));
+    RunProgram(Windows({"reg", "add", "HKLM\\Software\\" + runKey, "/v", "Korvex", "/d",
+        program + " -ignore COM5", "/f"}));
 
     const auto startEntry = [&](const std::string& entry) {
         // what it starts has its pipes
@@ -274,6 +349,7 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         PressCloseButton(&screen, WaitForWindow(row.title));
         EXPECT_TRUE(WaitUntil([&] { return !HasWindow(row.title); })) << row.entry;
     }
+    EXPECT_THAT(registered(runKey).output, HasSubstr(program + " -ignore COM5\r\n"));
     WriteTextFile(
         drive / "ProgramData/Korvex/Korvex.ini", "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
     const auto detection = startEntry("Touch detection");
@@ -288,6 +364,7 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
     EXPECT_THAT(namesIn("ProgramData/Korvex"), ElementsAre("Korvex.ini"));
     for (const std::string& key : {std::string("Korvex"), uninstallKey})
         EXPECT_NE(registered(key).exitCode, 0);
+    EXPECT_THAT(registered(runKey).output, Not(HasSubstr("KxConsole")));
 }
 
 TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)

@@ -13,7 +13,8 @@
 //   watch-clicks               shows a window "Clicks", and where the first button goes down and up
 //   status-text                the text that the status window shows
 //   watcher EVENT              sends the watcher's window what Windows does when a port arrives or
-//                              it wakes up, or closes it; none: prints what the window is like
+//                              it wakes up; closes it or its detection, ends that; or prints
+//                              what it is like
 #include <windows.h>
 
 #include <cfgmgr32.h>
@@ -238,6 +239,7 @@ void PrintStatusText()
 void TellWatcher(const std::wstring& event)
 {
     HWND watcher = FindWindowW(L"kxWatch", nullptr);
+    HWND detection = FindWindowW(L"kxSetup", nullptr);
     DEV_BROADCAST_DEVICEINTERFACE_W port{};
     port.dbcc_size = sizeof(port);
     port.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
@@ -247,12 +249,15 @@ void TellWatcher(const std::wstring& event)
     else if (event == L"wake-up")
         SendMessageW(watcher, WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC, 0);
     else if (event == L"close")
-        SendMessageW(watcher, WM_CLOSE, 0, 0);
-    else
-        printf("%s\n",
-            watcher == nullptr                      ? "none"
-                : IsWindowVisible(watcher) != FALSE ? "visible"
-                                                    : "hidden");
+        PostMessageW(watcher, WM_CLOSE, 0, 0);
+    else if (event == L"close-detection")
+        PostMessageW(detection, WM_CLOSE, 0, 0);
+    else if (event == L"end-detection") { // as the task manager does
+        DWORD process = 0;
+        GetWindowThreadProcessId(detection, &process);
+        TerminateProcess(OpenProcess(PROCESS_TERMINATE, FALSE, process), 1);
+    } else
+        puts(watcher != nullptr && IsWindowVisible(watcher) == FALSE ? "hidden" : "none");
 }
 
 void ShowClicks()
