@@ -212,18 +212,6 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     EXPECT_TRUE(WaitUntil([] { return !HasWindow(TITLE); }));
 }
 
-// The process of the watcher's detection; 0 when there is none.
-pid_t WatchedDetection(const Wine* wine)
-{
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const std::string words = ReadTextFile(entry.path() / "cmdline");
-        if (words.find(wine->folder.path.filename()) != std::string::npos
-            && words.find("-drive") != std::string::npos)
-            return std::stoi(entry.path().filename());
-    }
-    return 0;
-}
-
 // Wine sends no event of devices or of power, so the test sends them. A closed detection would
 // otherwise be started again after 30 s only.
 TEST_F(Dll, WatcherFindsPanelsThatComeLateAndAsksNoIgnoredPort)
@@ -231,31 +219,25 @@ TEST_F(Dll, WatcherFindsPanelsThatComeLateAndAsksNoIgnoredPort)
     const EmulatorPointer scale = emulator::StartEmulator({});
     wine.PlugIn(scale.get(), "4");
     Process watcher(Windows({"KxConsole.exe", "-watch", "-panels", "2", "-ignore", "COM4,COM5"}));
-    pid_t detection = 0;
-    const auto hasNext = [&] {
-        pid_t next = 0;
-        const bool came = WaitUntil([&] {
-            next = WatchedDetection(&wine);
-            return next != 0 && next != detection;
-        });
-        detection = next;
-        return came;
-    };
     const auto tell = [](const char* event) { return RunProgram(Host({"watcher", event})).output; };
-    const auto closeDetection = [&] {
-        tell("close-detection");
-        EXPECT_TRUE(WaitUntil([&] { return WatchedDetection(&wine) == 0; }));
+    const std::string none = "hidden 0\r\nreturned\r\n";
+    std::string detection = none; // and its watcher, which shows no window
+    const auto hasNext = [&] {
+        const std::string last = detection;
+        return WaitUntil([&] {
+            detection = tell("look");
+            return detection.starts_with("hidden") && detection != none && detection != last;
+        });
     };
     ASSERT_TRUE(hasNext());
-    EXPECT_EQ(tell("look"), "hidden\r\nreturned\r\n");
     EXPECT_EQ(RunProgram(Windows({"KxConsole.exe", "-watch"})).exitCode, 1) << "a second one";
     // which the watcher has made
     WriteTextFile(wine.prefix / "drive_c/ProgramData/Korvex/Korvex.ini",
         "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
-    closeDetection();
+    tell("close-detection");
     tell("wake-up");
     EXPECT_TRUE(hasNext()) << "a wake-up";
-    closeDetection();
+    tell("close-detection");
     const EmulatorPointer emulator = emulator::StartEmulator({});
     wine.PlugIn(emulator.get());
     tell("arrival");
@@ -272,8 +254,8 @@ TEST_F(Dll, WatcherFindsPanelsThatComeLateAndAsksNoIgnoredPort)
     EXPECT_TRUE(hasNext()) << "as soon as it is lifted";
     tell("close");
     EXPECT_EQ(WaitForExit(&watcher), 0);
-    EXPECT_EQ(WatchedDetection(&wine), 0);
-    EXPECT_THAT(ReceivedCommands(scale.get()), IsEmpty());
+    EXPECT_EQ(tell("look"), none);
+    EXPECT_EQ(ReceivedCommands(scale.get()).size(), 0U);
 }
 
 // From korvex-setup.exe to a touch and away again, by what it leaves in the start menu, which

@@ -14,7 +14,7 @@
 //   status-text                the text that the status window shows
 //   watcher EVENT              sends the watcher's window what Windows does when a port arrives or
 //                              it wakes up; closes it or its detection, ends that; or prints
-//                              what it is like
+//                              what it is like, and the detection's process, 0 for none
 #include <windows.h>
 
 #include <cfgmgr32.h>
@@ -240,6 +240,8 @@ void TellWatcher(const std::wstring& event)
 {
     HWND watcher = FindWindowW(L"kxWatch", nullptr);
     HWND detection = FindWindowW(L"kxSetup", nullptr);
+    DWORD process = 0;
+    GetWindowThreadProcessId(detection, &process);
     DEV_BROADCAST_DEVICEINTERFACE_W port{};
     port.dbcc_size = sizeof(port);
     port.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
@@ -250,14 +252,13 @@ void TellWatcher(const std::wstring& event)
         SendMessageW(watcher, WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC, 0);
     else if (event == L"close")
         PostMessageW(watcher, WM_CLOSE, 0, 0);
-    else if (event == L"close-detection")
+    else if (event == L"close-detection") {
         PostMessageW(detection, WM_CLOSE, 0, 0);
-    else if (event == L"end-detection") { // as the task manager does
-        DWORD process = 0;
-        GetWindowThreadProcessId(detection, &process);
+        WaitForSingleObject(OpenProcess(SYNCHRONIZE, FALSE, process), INFINITE);
+    } else if (event == L"end-detection") // as the task manager does
         TerminateProcess(OpenProcess(PROCESS_TERMINATE, FALSE, process), 1);
-    } else
-        puts(watcher != nullptr && IsWindowVisible(watcher) == FALSE ? "hidden" : "none");
+    else
+        printf("%s %lu\n", IsWindowVisible(watcher) != FALSE ? "visible" : "hidden", process);
 }
 
 void ShowClicks()
