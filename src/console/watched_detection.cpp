@@ -67,7 +67,8 @@ int RunWatchedDetection(std::span<const WCHAR* const> words)
     DWORD process = 0;
     GetWindowThreadProcessId(detection.watcher, &process);
     HANDLE watcher = OpenProcess(SYNCHRONIZE, FALSE, process);
-    if (watcher == nullptr)
+    CreateMutexW(nullptr, FALSE, SINGLE_MUTEX); // to the end of the process, as that of the entries
+    if (watcher == nullptr || GetLastError() == ERROR_ALREADY_EXISTS)
         return DETECTION_FAILED;
     SetHostHandlers({
         .sessionEvent = [](TouchController* /*controller*/, SessionEvent /*event*/) { Report(); },

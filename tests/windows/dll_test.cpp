@@ -252,9 +252,13 @@ TEST_F(Dll, WatcherFindsPanelsThatComeLateAndAsksNoIgnoredPort)
     EXPECT_FALSE(hasNext()) << "not under a finger, for the panel that is missing";
     Lift(emulator.get());
     EXPECT_TRUE(hasNext()) << "as soon as it is lifted";
-    tell("close");
+    tell("logoff");
     EXPECT_EQ(WaitForExit(&watcher), 0);
     EXPECT_EQ(tell("look"), none);
+    Process killed(Windows({"KxConsole.exe", "-watch", "-ignore", "COM4"}));
+    EXPECT_TRUE(hasNext());
+    EndBySignal(&killed, SIGKILL);
+    EXPECT_TRUE(WaitUntil([&] { return tell("look") == none; })) << "it ends with its watcher";
     EXPECT_EQ(ReceivedCommands(scale.get()).size(), 0U);
 }
 
@@ -334,9 +338,15 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
     EXPECT_THAT(registered(runKey).output, HasSubstr(program + " -ignore COM5\r\n"));
     WriteTextFile(
         drive / "ProgramData/Korvex/Korvex.ini", "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
+    const auto watched = startEntry("Watched touch detection");
+    ExpectDriven(emulator.get(), 50, 50); // as Korvex.ini there says
+    DragTo(emulator.get(), 5, 5, 1);
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen).x < 255; }));
+    Lift(emulator.get());
+    EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S"})).exitCode, 0) << "it is closed first";
     const auto detection = startEntry("Touch detection");
     ASSERT_NE(WaitForWindow(TITLE), 0U);
-    ExpectDriven(emulator.get(), 50, 50); // as Korvex.ini there says
+    ExpectDriven(emulator.get(), 50, 50);
 
     // While the detection has the DLL; the uninstaller removes itself, by a copy that it starts.
     RunProgram(Windows({"C:\\Program Files\\Korvex\\uninstall.exe", "/S"}));

@@ -12,9 +12,9 @@
 //                              a single letter is repeated
 //   watch-clicks               shows a window "Clicks", and where the first button goes down and up
 //   status-text                the text that the status window shows
-//   watcher EVENT              sends the watcher's window what Windows does when a port arrives or
-//                              it wakes up; closes it or its detection, ends that; or prints
-//                              what it is like, and the detection's process, 0 for none
+//   watcher EVENT              sends the watcher's window what Windows does when a port arrives,
+//                              it wakes up or the user logs off; closes or ends its detection; or
+//                              prints what it is like, and the detection's process, 0 for none
 #include <windows.h>
 
 #include <cfgmgr32.h>
@@ -250,8 +250,8 @@ void TellWatcher(const std::wstring& event)
         SendMessageW(watcher, WM_DEVICECHANGE, DBT_DEVICEARRIVAL, reinterpret_cast<LPARAM>(&port));
     else if (event == L"wake-up")
         SendMessageW(watcher, WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC, 0);
-    else if (event == L"close")
-        PostMessageW(watcher, WM_CLOSE, 0, 0);
+    else if (event == L"logoff")
+        SendMessageW(watcher, WM_ENDSESSION, TRUE, 0);
     else if (event == L"close-detection") {
         PostMessageW(detection, WM_CLOSE, 0, 0);
         WaitForSingleObject(OpenProcess(SYNCHRONIZE, FALSE, process), INFINITE);
