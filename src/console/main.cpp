@@ -10,6 +10,7 @@
 #include "console/try_window.h"
 #include "console/watch.h"
 #include "console/watch_messages.h"
+#include "console/watch_options.h"
 #include "console/watched_detection.h"
 #include "host/host.h"
 #include "host/panel_test.h"
@@ -20,6 +21,7 @@
 namespace {
 
 constexpr int EXIT_SAVED = 0;
+constexpr int EXIT_USAGE = 2;
 constexpr int EXIT_NOT_SAVED = 7;
 constexpr DWORD CLOSE_LIMIT_MS = 5000; // a detection needs 3 s at most
 
@@ -152,14 +154,28 @@ bool ShowPages(uint32_t targets, bool tries)
     return end == korvex::CalibrationEnd::SAVED || end == korvex::CalibrationEnd::TRY;
 }
 
+// Watches, unless the command line has a word that means nothing: that is shown.
+int Watch(const CommandLine& line)
+{
+    const WCHAR* unknown = korvex::FindUnknownWord(line.words);
+    if (unknown == nullptr)
+        return korvex::RunWatch(line.panels);
+    std::array<WCHAR, korvex::TEXT_CAPACITY> text{};
+    korvex::FormatBounded(text.data(), text.size(), korvex::TEXT_UNKNOWN_WORD, unknown);
+    MessageBoxW(nullptr, text.data(), korvex::TEXT_TITLE,
+        MB_OK | MB_ICONWARNING | MB_TOPMOST | MB_SETFOREGROUND);
+    return EXIT_USAGE;
+}
+
 } // namespace
 
 int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*/, int /*show*/)
 {
     const CommandLine line = ReadCommandLine();
-    if (line.drives || line.watches)
-        ExitProcess(static_cast<UINT>(
-            line.drives ? korvex::RunWatchedDetection(line.words) : korvex::RunWatch(line.panels)));
+    if (line.drives)
+        return korvex::RunWatchedDetection(line.words);
+    if (line.watches)
+        return Watch(line);
     // A second one shows the first, its question or its page, and leaves the panel to it.
     const HANDLE mutex = CreateMutexW(nullptr, FALSE, korvex::CALIBRATION_MUTEX);
     if (mutex == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) { // null: it has more rights

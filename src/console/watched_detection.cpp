@@ -3,8 +3,8 @@
 #include <atomic>
 #include <bit>
 
-#include "console/ignored_ports.h"
 #include "console/watch_messages.h"
+#include "console/watch_options.h"
 #include "discovery/device_nodes.h"
 #include "host/host.h"
 #include "input/host_handlers.h"

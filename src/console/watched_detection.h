@@ -11,7 +11,7 @@ namespace korvex {
 
 // Detects and drives, in the current folder, until the status window is closed or the watcher has
 // ended: the process then ends with 0. Ports that the words of the command line ignore
-// (ignored_ports.h) are left alone. Returns DETECTION_FAILED without a watcher, without memory,
+// (watch_options.h) are left alone. Returns DETECTION_FAILED without a watcher, without memory,
 // and if the session has another detection or a panel test.
 // On the program's first thread.
 int RunWatchedDetection(std::span<const WCHAR* const> words);

@@ -2,7 +2,7 @@
 
 #include "console/restart_rule.h"
 
-#include "console/ignored_ports.h"
+#include "console/watch_options.h"
 #include "testing/testing.h"
 
 namespace korvex {
@@ -89,6 +89,11 @@ TEST(IgnoredPorts, GetNoByteHoweverTheyAreWritten)
     EXPECT_EQ(ignored({TEXT("-ignore"), TEXT("7"), TEXT("-panels"), TEXT("5")}), "7?");
     EXPECT_EQ(ignored({TEXT("-ignore"), TEXT("5"), TEXT("-ignore"), TEXT("57")}), "5L?");
     EXPECT_EQ(ignored({TEXT("-ignore")}), "?");
+    for (const WCHAR* word : {TEXT("-ignor"), TEXT("/ignore"), TEXT("COM5"), TEXT("-ignore COM5")})
+        EXPECT_EQ(FindUnknownWord(Words{TEXT("KxConsole"), TEXT("-watch"), word}), word);
+    EXPECT_EQ(FindUnknownWord(Words{TEXT("KxConsole"), TEXT("-panels"), TEXT("2"), TEXT("-WATCH"),
+                  TEXT("-ignore"), TEXT("COM5,"), TEXT("COM7")}),
+        nullptr);
 }
 
 } // namespace

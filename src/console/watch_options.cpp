@@ -1,13 +1,19 @@
-#include "console/ignored_ports.h"
+#include "console/watch_options.h"
 
 #include <cstdint>
 #include <optional>
 
+#include "console/watch_messages.h"
 #include "support/compare_no_case.h"
 
 namespace korvex {
 
 namespace {
+
+bool Is(const WCHAR* word, const WCHAR* option)
+{
+    return EqualsNoCase(word, -1, option, -1);
+}
 
 // The next number in a text, which is then behind it.
 std::optional<uint32_t> TakeNumber(const WCHAR** text)
@@ -31,7 +37,7 @@ bool IgnoresPort(std::span<const WCHAR* const> words, const WCHAR* name)
     bool listing = false;
     for (const WCHAR* word : words) {
         if (word[0] == '-') {
-            listing = EqualsNoCase(word, -1, TEXT("-ignore"), -1);
+            listing = Is(word, TEXT("-ignore"));
             if (listing && !port)
                 return true;
             continue;
@@ -45,6 +51,20 @@ bool IgnoresPort(std::span<const WCHAR* const> words, const WCHAR* name)
         }
     }
     return false;
+}
+
+const WCHAR* FindUnknownWord(std::span<const WCHAR* const> words)
+{
+    bool hasValues = false; // the last option
+    for (const WCHAR* word : words.subspan(words.empty() ? 0 : 1)) {
+        if (Is(word, TEXT("-ignore")) || Is(word, TEXT("-panels")))
+            hasValues = true;
+        else if (Is(word, TEXT("-watch")) || Is(word, DETECTION_OPTION))
+            hasValues = false;
+        else if (word[0] == '-' || !hasValues)
+            return word;
+    }
+    return nullptr;
 }
 
 } // namespace korvex
