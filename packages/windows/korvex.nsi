@@ -1,11 +1,15 @@
 ; korvex-setup.exe: programs and texts in a folder of programs, the registry's "Path", start menu entries, and an uninstaller. With /S it
-; asks nothing; /D=FOLDER, as the last word, names another folder. makensis runs in the folder of the files, with VERSION defined.
+; asks nothing; /AUTOSTART has the watcher start at each logon; /D=FOLDER, as the last word, names another folder. makensis runs in the folder of the files, with VERSION defined.
 Unicode true
 !include FileFunc.nsh
 !include LogicLib.nsh
+!include Sections.nsh
 !include WinMessages.nsh
+!include x64.nsh
 
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\Korvex"
+; What Windows starts at each logon, and kiosk shells as well: programs for everybody.
+!define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
 ; The calibration belongs to the screen, not to whoever has measured it: all entries start here, where every user may write.
 !define DATA "$APPDATA\Korvex"
 !define MENU "$SMPROGRAMS\Korvex"
@@ -41,7 +45,10 @@ VIAddVersionKey ProductVersion "${VERSION}"
 VIAddVersionKey LegalCopyright "The Korvex developers"
 
 Var DetectionClosed
+Var WatcherClosed
+Var WatcherOptions
 
+Page components
 Page directory
 Page instfiles
 UninstPage uninstConfirm
@@ -90,29 +97,35 @@ UninstPage instfiles
     ${EndIf}
 !macroend
 
-; Closes a running detection of this session (DetectionClosed), and waits for the end of its process: so the new DLL is used at once.
-!macro CloseDetection
-    StrCpy $DetectionClosed 0
-    FindWindow $0 kxSetup "Korvex Touch Solutions"
+; Closes the program of this session that has a window of this class, and waits for its end. CLOSED is 1 if there is one, else 0.
+!macro CloseProgram CLASS CLOSED
+    StrCpy ${CLOSED} 0
+    FindWindow $0 ${CLASS} "Korvex Touch Solutions"
     ${If} $0 <> 0
-        StrCpy $DetectionClosed 1
+        StrCpy ${CLOSED} 1
         System::Call 'user32::GetWindowThreadProcessId(p r0, *i .r1)'
         System::Call 'kernel32::OpenProcess(i ${SYNCHRONIZE}, i 0, i r1) p.r1'
         System::Call 'user32::PostMessage(p r0, i ${WM_CLOSE}, p 0, p 0)'
-        System::Call 'kernel32::WaitForSingleObject(p r1, i 5000)'
+        System::Call 'kernel32::WaitForSingleObject(p r1, i 10000)'
         System::Call 'kernel32::CloseHandle(p r1)'
     ${EndIf}
 !macroend
 
-Function .onInit
-    !insertmacro Prepare
-FunctionEnd
+; Closes a running watcher with its detection, and any other detection: so the new files are used at once.
+!macro CloseDetection
+    !insertmacro CloseProgram kxWatch $WatcherClosed
+    !insertmacro CloseProgram kxSetup $DetectionClosed
+!macroend
 
-Function un.onInit
-    !insertmacro Prepare
-FunctionEnd
+; The view of the registry that the shell reads, which on 64-bit Windows is not this program's.
+!macro OpenRunKey
+    ${If} ${RunningX64}
+        SetRegView 64
+    ${EndIf}
+!macroend
 
-Section
+Section Korvex MAIN
+    SectionIn RO
     !insertmacro CloseDetection
     ; One installation at a time: that of another folder goes first.
     ReadRegStr $2 HKLM "${UNINSTALL_KEY}" InstallLocation
@@ -160,6 +173,7 @@ Section
     CreateDirectory "${MENU}"
     SetOutPath "${DATA}" ; where the entries start
     CreateShortcut "${MENU}\Touch detection.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxENUM' "$INSTDIR\KxConsole.exe"
+    CreateShortcut "${MENU}\Watched touch detection.lnk" "$INSTDIR\KxConsole.exe" "-watch"
     CreateShortcut "${MENU}\Panel test.lnk" "$0\rundll32.exe" '"$INSTDIR\KORVEX.dll",kxPANELTEST' "$INSTDIR\KxConsole.exe"
     ; Not through kxCALIB, which opens the registry key for writing: for that administrator's rights are needed.
     CreateShortcut "${MENU}\Calibration.lnk" "$INSTDIR\KxConsole.exe" "-calibration 9"
@@ -176,12 +190,56 @@ Section
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" EstimatedSize $0
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoModify 1
     WriteRegDWORD HKLM "${UNINSTALL_KEY}" NoRepair 1
+    !insertmacro OpenRunKey
+    DeleteRegValue HKLM "${RUN_KEY}" Korvex ; the next section writes it again
+    SetRegView lastused
     ; With the rights of who is logged in, not with the installer's.
-    ${If} $DetectionClosed = 1
-    ${AndIfNot} ${Silent}
-        Exec '"$WINDIR\explorer.exe" "${MENU}\Touch detection.lnk"'
+    ${IfNot} ${Silent}
+        ${If} $WatcherClosed = 1
+            Exec '"$WINDIR\explorer.exe" "${MENU}\Watched touch detection.lnk"'
+        ${ElseIf} $DetectionClosed = 1
+            Exec '"$WINDIR\explorer.exe" "${MENU}\Touch detection.lnk"'
+        ${EndIf}
     ${EndIf}
 SectionEnd
+
+Section /o "Start at each logon" AUTOSTART
+    !insertmacro OpenRunKey
+    WriteRegStr HKLM "${RUN_KEY}" Korvex '"$INSTDIR\KxConsole.exe"$WatcherOptions'
+    SetRegView lastused
+SectionEnd
+
+; An installation that starts at each logon keeps doing so, with the options that somebody has added after the quoted program: ports that
+; are to be left out, for example.
+Function .onInit
+    !insertmacro Prepare
+    StrCpy $WatcherOptions " -watch"
+    !insertmacro OpenRunKey
+    ReadRegStr $0 HKLM "${RUN_KEY}" Korvex
+    SetRegView lastused
+    ${If} $0 != ""
+        !insertmacro SelectSection ${AUTOSTART}
+        StrLen $2 $0
+        ${For} $1 1 $2 ; after the first quote
+            StrCpy $3 $0 1 $1
+            ${If} $3 == '"'
+                IntOp $1 $1 + 1
+                StrCpy $WatcherOptions $0 "" $1
+                ${Break}
+            ${EndIf}
+        ${Next}
+    ${EndIf}
+    ${GetParameters} $1
+    ClearErrors
+    ${GetOptions} $1 /AUTOSTART $2
+    ${IfNot} ${Errors}
+        !insertmacro SelectSection ${AUTOSTART}
+    ${EndIf}
+FunctionEnd
+
+Function un.onInit
+    !insertmacro Prepare
+FunctionEnd
 
 ; Takes away what the installation has put there; Korvex.ini stays.
 Section Uninstall
@@ -193,6 +251,7 @@ Section Uninstall
     ReadRegStr $0 HKLM SOFTWARE\Korvex Path
     ${If} $0 == $INSTDIR
         Delete "${MENU}\Touch detection.lnk"
+        Delete "${MENU}\Watched touch detection.lnk"
         Delete "${MENU}\Panel test.lnk"
         Delete "${MENU}\Calibration.lnk"
         RMDir "${MENU}"
@@ -201,6 +260,9 @@ Section Uninstall
         DeleteRegValue HKLM SOFTWARE\Korvex Path
         DeleteRegKey /ifempty HKLM SOFTWARE\Korvex
         DeleteRegKey HKLM "${UNINSTALL_KEY}"
+        !insertmacro OpenRunKey
+        DeleteRegValue HKLM "${RUN_KEY}" Korvex
+        SetRegView lastused
     ${EndIf}
     !insertmacro TellOfReboot
 SectionEnd

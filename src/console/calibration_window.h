@@ -9,6 +9,8 @@
 namespace korvex {
 
 inline constexpr const WCHAR* CALIBRATION_CLASS = TEXT("kxCalibration"); // of the window
+// which the program holds as long as it may need the ports, on Windows
+inline constexpr const WCHAR* CALIBRATION_MUTEX = TEXT("KorvexCalibration");
 
 struct CalibrationSetup {
     PanelSource source;

@@ -1,12 +1,17 @@
 // KxConsole.exe: the calibration program of Windows, as kxCALIB and kxCALIBW start it:
 // KxConsole.exe -calibration N; with -try it begins with the page on which the touch screen is
-// tried.
+// tried. With -watch it is the watcher of a detection (watch.h).
 #include <array>
+#include <span>
 
 #include "console/calibration_window.h"
 #include "console/own_panels.h"
 #include "console/page_texts.h"
 #include "console/try_window.h"
+#include "console/watch.h"
+#include "console/watch_messages.h"
+#include "console/watch_options.h"
+#include "console/watched_detection.h"
 #include "host/host.h"
 #include "host/panel_test.h"
 #include "platform/win32.h"
@@ -16,12 +21,17 @@
 namespace {
 
 constexpr int EXIT_SAVED = 0;
+constexpr int EXIT_USAGE = 2;
 constexpr int EXIT_NOT_SAVED = 7;
 constexpr DWORD CLOSE_LIMIT_MS = 5000; // a detection needs 3 s at most
 
 struct CommandLine {
-    uint32_t targets; // N of "-calibration N"; 0 if there is none
-    bool tries;       // "-try"
+    uint32_t targets;                    // N of "-calibration N"; 0 if there is none
+    uint32_t panels;                     // N of "-panels N"; 1 if there is none
+    bool tries;                          // "-try"
+    bool watches;                        // "-watch"
+    bool drives;                         // for the watcher
+    std::span<const WCHAR* const> words; // to the end of the process
 };
 
 CommandLine ReadCommandLine()
@@ -29,16 +39,24 @@ CommandLine ReadCommandLine()
     int count = 0;
     LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
     CommandLine line{};
+    line.panels = 1;
     const auto is = [](LPCWSTR word, LPCWSTR option) {
         return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, word, -1, option, -1)
             == CSTR_EQUAL;
     };
-    for (int i = 1; words != nullptr && i < count; ++i) {
-        if (i + 1 < count && is(words[i], TEXT("-calibration")))
+    if (words == nullptr)
+        return line;
+    line.words = {words, static_cast<size_t>(count)};
+    for (int i = 1; i < count; ++i) {
+        const bool hasNumber = i + 1 < count;
+        if (hasNumber && is(words[i], TEXT("-calibration")))
             line.targets = static_cast<uint32_t>(korvex::ParseInteger(words[i + 1]));
+        if (hasNumber && is(words[i], TEXT("-panels")))
+            line.panels = static_cast<uint32_t>(korvex::ParseInteger(words[i + 1]));
         line.tries = line.tries || is(words[i], TEXT("-try"));
+        line.watches = line.watches || is(words[i], TEXT("-watch"));
+        line.drives = line.drives || is(words[i], korvex::DETECTION_OPTION);
     }
-    LocalFree(static_cast<HLOCAL>(words));
     return line;
 }
 
@@ -65,10 +83,13 @@ bool CloseDetection(HWND window)
     return DetectionWindow() == nullptr;
 }
 
-// Starts detection again, by the DLL beside this program, in the current folder, whose Korvex.ini
-// it reads.
+// Starts detection again: the watcher's, or one by the DLL beside this program, in the current
+// folder, whose Korvex.ini it reads.
 void StartDetection()
 {
+    HWND watcher = FindWindowW(korvex::WATCH_CLASS, nullptr);
+    if (watcher != nullptr && PostMessageW(watcher, korvex::WM_DETECTION_WANTED, 0, 0) != FALSE)
+        return;
     std::array<WCHAR, korvex::TEXT_CAPACITY> folder{};
     std::array<WCHAR, 2 * korvex::TEXT_CAPACITY> parameters{};
     std::array<WCHAR, korvex::TEXT_CAPACITY> system{};
@@ -133,12 +154,30 @@ bool ShowPages(uint32_t targets, bool tries)
     return end == korvex::CalibrationEnd::SAVED || end == korvex::CalibrationEnd::TRY;
 }
 
+// Watches, unless the command line has a word that means nothing: that is shown.
+int Watch(const CommandLine& line)
+{
+    const WCHAR* unknown = korvex::FindUnknownWord(line.words);
+    if (unknown == nullptr)
+        return korvex::RunWatch(line.panels);
+    std::array<WCHAR, korvex::TEXT_CAPACITY> text{};
+    korvex::FormatBounded(text.data(), text.size(), korvex::TEXT_UNKNOWN_WORD, unknown);
+    MessageBoxW(nullptr, text.data(), korvex::TEXT_TITLE,
+        MB_OK | MB_ICONWARNING | MB_TOPMOST | MB_SETFOREGROUND);
+    return EXIT_USAGE;
+}
+
 } // namespace
 
 int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*/, int /*show*/)
 {
+    const CommandLine line = ReadCommandLine();
+    if (line.drives)
+        return korvex::RunWatchedDetection(line.words);
+    if (line.watches)
+        return Watch(line);
     // A second one shows the first, its question or its page, and leaves the panel to it.
-    const HANDLE mutex = CreateMutexW(nullptr, FALSE, TEXT("KorvexCalibration"));
+    const HANDLE mutex = CreateMutexW(nullptr, FALSE, korvex::CALIBRATION_MUTEX);
     if (mutex == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) { // null: it has more rights
         HWND page = FindWindowW(korvex::CALIBRATION_CLASS, nullptr);
         SetForegroundWindow(
@@ -162,7 +201,6 @@ int WINAPI WinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, LPSTR /*line*
                 return EXIT_NOT_SAVED; // it has not been closed by now either
         }
     }
-    const CommandLine line = ReadCommandLine();
     const bool saved = ShowPages(line.targets, line.tries);
     if (detection != nullptr)
         StartDetection();

@@ -112,5 +112,7 @@ inline constexpr const WCHAR* TEXT_DETECTION_STAYS
 inline constexpr const WCHAR* TEXT_PANEL_TEST
     = TEXT("The panel test is running and has the touch screen. End it with Escape, then start the "
            "calibration again.");
+inline constexpr const WCHAR* TEXT_UNKNOWN_WORD
+    = TEXT("Touch detection has not been started: \"%s\" is no option of -watch.");
 
 } // namespace korvex

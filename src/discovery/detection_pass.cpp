@@ -19,9 +19,6 @@ namespace korvex {
 
 namespace {
 
-constexpr GUID COM_PORT_CLASS
-    = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
-
 struct Pass {
     HostContext* context;
     uint32_t mode;
@@ -44,6 +41,12 @@ void DetectChildController(Pass* pass, const Port* port, uint32_t model, WCHAR* 
 bool IsStopped(const Pass* pass)
 {
     return WaitForSingleObject(pass->context->stopEvent, 0) == WAIT_OBJECT_0;
+}
+
+bool IsIgnored(const Port* port)
+{
+    return Handlers().ignoresPort != nullptr
+        && Handlers().ignoresPort(port->devices, port->element);
 }
 
 HANDLE OpenListedPort(const Port* port)
@@ -83,7 +86,7 @@ void DetectControllers(HostContext* context, uint32_t mode)
             const Port port{devices, element, path};
             if (IsStopped(&pass))
                 return true;
-            if (path != nullptr)
+            if (path != nullptr && !IsIgnored(&port))
                 VisitPort(&pass, &port);
             return false;
         });

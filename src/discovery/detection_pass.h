@@ -13,6 +13,10 @@ namespace korvex {
 inline constexpr uint32_t PASS_REFRESH = 0;
 inline constexpr uint32_t PASS_DETECT = 2; // finds, identifies and starts the controllers
 
+// The interface class of the ports.
+inline constexpr GUID COM_PORT_CLASS
+    = {0x86E0D1E0, 0x8089, 0x11D0, {0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73}};
+
 // Walks every present COM-port interface once, in order. A detecting pass appends a record per
 // controller to the host's list, starts a session for each serial one, and at its end posts the
 // host's notify message with 1 when a session was started, else 0. Progress goes to the host's

@@ -6,11 +6,11 @@
 
 namespace korvex {
 
-bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name)
+bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name, DWORD access)
 {
     name->fill(0);
     const OwnedKey key(
-        SetupDiOpenDevRegKey(devices, element, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_ALL_ACCESS));
+        SetupDiOpenDevRegKey(devices, element, DICS_FLAG_GLOBAL, 0, DIREG_DEV, access));
     PortName value{};
     DWORD size = sizeof(value);
     if (!IsOpen(key.value)

@@ -13,9 +13,10 @@ namespace korvex {
 inline constexpr size_t PORT_NAME_CAPACITY = 32;
 using PortName = std::array<WCHAR, PORT_NAME_CAPACITY>;
 
-// The port's "PortName" from its hardware key. False, with an empty name, when key or value cannot
-// be read.
-bool ReadPortName(HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name);
+// The port's "PortName" from its hardware key, which is opened with the access rights given. False,
+// with an empty name, when key or value cannot be read: all rights are an administrator's.
+bool ReadPortName(
+    HDEVINFO devices, SP_DEVINFO_DATA* element, PortName* name, DWORD access = KEY_ALL_ACCESS);
 
 // The first child of a device node; 0 when there is none or it cannot be had.
 DEVINST FirstChild(DEVINST node);

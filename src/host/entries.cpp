@@ -30,7 +30,7 @@ static_assert(KX_DIF_INSTALLDEVICE == DIF_INSTALLDEVICE && KX_DIF_REMOVE == DIF_
 // out until the process ends.
 bool IsOnlyInstance()
 {
-    CreateMutexW(nullptr, FALSE, TEXT("kxSetupMUTEX"));
+    CreateMutexW(nullptr, FALSE, korvex::SINGLE_MUTEX);
     return GetLastError() != ERROR_ALREADY_EXISTS;
 }
 

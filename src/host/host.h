@@ -22,6 +22,9 @@ inline constexpr COLORREF WINDOW_BACKGROUND = 0x00FFFFFF; // white
 
 inline constexpr const WCHAR* STATUS_CLASS = TEXT("kxSetup"); // of the status window
 
+// Named mutex of the detection or panel test that keeps others out of the user's session.
+inline constexpr const WCHAR* SINGLE_MUTEX = TEXT("kxSetupMUTEX");
+
 // Creates the process's context and, as the flags say, status window and worker. TRUE always;
 // without memory for the context nothing is started, and FindHostContext finds none.
 BOOL StartHost(uint32_t flags);

@@ -64,6 +64,10 @@ struct HostHandlers {
     // returns. Without it the window stays empty until it is closed.
     void (*workerRefused)() = nullptr;
 
+    // Whether both passes leave this port out: nothing is asked, opened or restarted there. On the
+    // worker's thread.
+    bool (*ignoresPort)(HDEVINFO devices, SP_DEVINFO_DATA* element) = nullptr;
+
     // The detecting pass has asked all ports, and its result is about to be posted; on the worker's
     // thread.
     void (*detectionDone)() = nullptr;

@@ -6,6 +6,7 @@
 #ifdef _WIN32
 #include <windows.h>
 
+#include <dbt.h>
 #include <process.h>
 #include <setupapi.h>
 #include <shellapi.h>

@@ -212,6 +212,56 @@ TEST_F(Dll, CalibrationProgramCalibratesByTouchesAndGivesThePortBack)
     EXPECT_TRUE(WaitUntil([] { return !HasWindow(TITLE); }));
 }
 
+// Wine sends no event of devices or of power, so the test sends them. A closed detection would
+// otherwise be started again after 30 s only.
+TEST_F(Dll, WatcherFindsPanelsThatComeLateAndAsksNoIgnoredPort)
+{
+    const EmulatorPointer scale = emulator::StartEmulator({});
+    wine.PlugIn(scale.get(), "4");
+    Process watcher(Windows({"KxConsole.exe", "-watch", "-panels", "2", "-ignore", "COM4,COM5"}));
+    const auto tell = [](const char* event) { return RunProgram(Host({"watcher", event})).output; };
+    const std::string none = "hidden 0\r\nreturned\r\n";
+    std::string detection = none; // and its watcher, which shows no window
+    const auto hasNext = [&] {
+        const std::string last = detection;
+        return WaitUntil([&] {
+            detection = tell("look");
+            return detection.starts_with("hidden") && detection != none && detection != last;
+        });
+    };
+    ASSERT_TRUE(hasNext());
+    EXPECT_EQ(RunProgram(Windows({"KxConsole.exe", "-watch"})).exitCode, 1) << "a second one";
+    // which the watcher has made
+    WriteTextFile(wine.prefix / "drive_c/ProgramData/Korvex/Korvex.ini",
+        "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
+    tell("close-detection");
+    tell("wake-up");
+    EXPECT_TRUE(hasNext()) << "a wake-up";
+    tell("close-detection");
+    const EmulatorPointer emulator = emulator::StartEmulator({});
+    wine.PlugIn(emulator.get());
+    tell("arrival");
+    EXPECT_TRUE(hasNext()) << "a late port";
+    ExpectDriven(emulator.get(), 50, 50); // as Korvex.ini there says
+    DragTo(emulator.get(), 5, 5, 1);
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen).x < 255; }));
+    Lift(emulator.get());
+    tell("end-detection");
+    EXPECT_TRUE(hasNext()) << "a crash";
+    ExpectDriven(emulator.get(), 50, 50);
+    EXPECT_FALSE(hasNext()) << "not under a finger, for the panel that is missing";
+    Lift(emulator.get());
+    EXPECT_TRUE(hasNext()) << "as soon as it is lifted";
+    tell("logoff");
+    EXPECT_EQ(WaitForExit(&watcher), 0);
+    EXPECT_EQ(tell("look"), none);
+    Process killed(Windows({"KxConsole.exe", "-watch", "-ignore", "COM4"}));
+    EXPECT_TRUE(hasNext());
+    EndBySignal(&killed, SIGKILL);
+    EXPECT_TRUE(WaitUntil([&] { return tell("look") == none; })) << "it ends with its watcher";
+    EXPECT_EQ(ReceivedCommands(scale.get()).size(), 0U);
+}
+
 // From korvex-setup.exe to a touch and away again, by what it leaves in the start menu, which
 // starts where the calibration stays.
 TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
@@ -238,7 +288,8 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         UnorderedElementsAre("KORVEX.dll", "KxConsole.exe", "README.txt", "CALIBRATION.txt",
             "TROUBLESHOOTING.txt", "CHANGELOG.txt", "uninstall.exe"));
     EXPECT_THAT(namesIn(menu),
-        UnorderedElementsAre("Touch detection.lnk", "Panel test.lnk", "Calibration.lnk"));
+        UnorderedElementsAre("Touch detection.lnk", "Watched touch detection.lnk", "Panel test.lnk",
+            "Calibration.lnk"));
     for (const std::string& name : namesIn(menu)) {
         std::string entry = ReadTextFile(drive / menu / name);
         std::erase(entry, '\0'); // of its UTF-16 text
@@ -251,6 +302,16 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
     EXPECT_THAT(registered(uninstallKey).output,
         HasSubstr(
             "    UninstallString    REG_SZ    \"C:\\Program Files\\Korvex\\uninstall.exe\"\r\n"));
+
+    // off unless asked for; an upgrade keeps it, and what somebody has added
+    const std::string runKey = "Microsoft\\Windows\\CurrentVersion\\Run";
+    EXPECT_THAT(registered(runKey).output, Not(HasSubstr("KxConsole")));
+    EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S", "/AUTOSTART"})).exitCode, 0);
+    const std::string program = "\"C:\\Program Files\\Korvex\\KxConsole.exe\" -watch";
+    EXPECT_THAT(
+        registered(runKey).output, HasSubstr("    Korvex    REG_SZ    " + program + "\r\n"));
+    RunProgram(Windows({"reg", "add", "HKLM\\Software\\" + runKey, "/v", "Korvex", "/d",
+        program + " -ignore COM5", "/f"}));
 
     const auto startEntry = [&](const std::string& entry) {
         // what it starts has its pipes
@@ -274,11 +335,18 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
         PressCloseButton(&screen, WaitForWindow(row.title));
         EXPECT_TRUE(WaitUntil([&] { return !HasWindow(row.title); })) << row.entry;
     }
+    EXPECT_THAT(registered(runKey).output, HasSubstr(program + " -ignore COM5\r\n"));
     WriteTextFile(
         drive / "ProgramData/Korvex/Korvex.ini", "[Calibration]\nSTD_MAX_X=2048\nSTD_MAX_Y=1024\n");
+    const auto watched = startEntry("Watched touch detection");
+    ExpectDriven(emulator.get(), 50, 50); // as Korvex.ini there says
+    DragTo(emulator.get(), 5, 5, 1);
+    EXPECT_TRUE(WaitUntil([&] { return PointerOf(&screen).x < 255; }));
+    Lift(emulator.get());
+    EXPECT_EQ(RunProgram(Windows({"korvex-setup.exe", "/S"})).exitCode, 0) << "it is closed first";
     const auto detection = startEntry("Touch detection");
     ASSERT_NE(WaitForWindow(TITLE), 0U);
-    ExpectDriven(emulator.get(), 50, 50); // as Korvex.ini there says
+    ExpectDriven(emulator.get(), 50, 50);
 
     // While the detection has the DLL; the uninstaller removes itself, by a copy that it starts.
     RunProgram(Windows({"C:\\Program Files\\Korvex\\uninstall.exe", "/S"}));
@@ -288,6 +356,7 @@ TEST_F(Dll, SetupInstallsWhatDrivesAControllerAndTakesAllButTheCalibrationAway)
     EXPECT_THAT(namesIn("ProgramData/Korvex"), ElementsAre("Korvex.ini"));
     for (const std::string& key : {std::string("Korvex"), uninstallKey})
         EXPECT_NE(registered(key).exitCode, 0);
+    EXPECT_THAT(registered(runKey).output, Not(HasSubstr("KxConsole")));
 }
 
 TEST_F(Dll, CoInstallerLeavesWhatTheReportedSystemAsksFor)

@@ -12,9 +12,13 @@
 //                              a single letter is repeated
 //   watch-clicks               shows a window "Clicks", and where the first button goes down and up
 //   status-text                the text that the status window shows
+//   watcher EVENT              sends the watcher's window what Windows does when a port arrives,
+//                              it wakes up or the user logs off; closes or ends its detection; or
+//                              prints what it is like, and the detection's process, 0 for none
 #include <windows.h>
 
 #include <cfgmgr32.h>
+#include <dbt.h>
 #include <setupapi.h>
 #include <shellapi.h>
 
@@ -232,6 +236,31 @@ void PrintStatusText()
     printf("%ls\n", text.data());
 }
 
+void TellWatcher(const std::wstring& event)
+{
+    HWND watcher = FindWindowW(L"kxWatch", nullptr);
+    HWND detection = FindWindowW(L"kxSetup", nullptr);
+    DWORD process = 0;
+    GetWindowThreadProcessId(detection, &process);
+    DEV_BROADCAST_DEVICEINTERFACE_W port{};
+    port.dbcc_size = sizeof(port);
+    port.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
+    port.dbcc_classguid = COM_PORT_INTERFACE;
+    if (event == L"arrival")
+        SendMessageW(watcher, WM_DEVICECHANGE, DBT_DEVICEARRIVAL, reinterpret_cast<LPARAM>(&port));
+    else if (event == L"wake-up")
+        SendMessageW(watcher, WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC, 0);
+    else if (event == L"logoff")
+        SendMessageW(watcher, WM_ENDSESSION, TRUE, 0);
+    else if (event == L"close-detection") {
+        PostMessageW(detection, WM_CLOSE, 0, 0);
+        WaitForSingleObject(OpenProcess(SYNCHRONIZE, FALSE, process), INFINITE);
+    } else if (event == L"end-detection") // as the task manager does
+        TerminateProcess(OpenProcess(PROCESS_TERMINATE, FALSE, process), 1);
+    else
+        printf("%s %lu\n", IsWindowVisible(watcher) != FALSE ? "visible" : "hidden", process);
+}
+
 void ShowClicks()
 {
     CreateWindowExW(0, L"STATIC", L"Clicks", WS_POPUP | WS_VISIBLE | SS_NOTIFY, 200, 300, 300, 200,
@@ -268,6 +297,8 @@ int wmain(int argc, wchar_t** argv)
         StorePath(wcstoul(argv[2], nullptr, 10), wcstoul(argv[3], nullptr, 10), argv[4]);
     else if (command == L"watch-clicks")
         ShowClicks();
+    else if (command == L"watcher")
+        TellWatcher(argument);
     else if (command == L"status-text")
         PrintStatusText();
     else if (command == L"install" || command == L"remove")

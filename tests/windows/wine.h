@@ -87,12 +87,12 @@ struct Wine {
         }
     }
 
-    // Makes the emulator's terminal COM3, as a device that SetupAPI lists.
-    void PlugIn(const emulator::Emulator* emulator) const
+    // Makes the emulator's terminal COM3, or another one, as a device that SetupAPI lists.
+    void PlugIn(const emulator::Emulator* emulator, const std::string& number = "3") const
     {
-        RunProgram(Host({"register-port", "3"}));
-        for (const char* name :
-            {"com3", "root#ports#0003#{86e0d1e0-8089-11d0-9ce4-08003e301f73}"}) {
+        RunProgram(Host({"register-port", number}));
+        for (const std::string& name : {"com" + number,
+                 "root#ports#000" + number + "#{86e0d1e0-8089-11d0-9ce4-08003e301f73}"}) {
             std::filesystem::remove(prefix / "dosdevices" / name);
             std::filesystem::create_symlink(TerminalPath(emulator), prefix / "dosdevices" / name);
         }
