@@ -18,6 +18,7 @@
 #include <system_error>
 #include <vector>
 
+#include "cli/text_layout.h"
 #include "command/subcommands.h"
 #include "control/control_client.h"
 #include "input/host_handlers.h"
@@ -76,9 +77,15 @@ std::string ReadRules()
     return rules;
 }
 
+// How a rule gives the name, and how another one asks for it.
 std::string Assignment(const std::string& name)
 {
-    return std::string("ENV{") + NAME_PROPERTY + "}=\"" + name + "\"";
+    return Formatted("ENV{%s}=\"%s\"", NAME_PROPERTY, name.c_str());
+}
+
+std::string Condition(const std::string& name)
+{
+    return Formatted("ENV{%s}==\"%s\"", NAME_PROPERTY, name.c_str());
 }
 
 // Why no panel can get that name; empty if one can.
@@ -92,8 +99,10 @@ std::string NameFault(const std::string& name)
     }
     return ReadRules().find(Assignment(name)) == std::string::npos
         ? ""
-        : std::string("'") + NAME_RULES + "' has a rule for '" + name
-            + "', whose adapter is not there; plug it in, or remove the rule";
+        : Formatted(
+              "'%s' has a rule for '%s', whose adapter is not there; plug it in, or remove the "
+              "rule",
+              NAME_RULES, name.c_str());
 }
 
 // The ports that --port selects, all if it selects none, without those that are never asked.
@@ -223,7 +232,7 @@ std::string MatchOf(const platform::ScannedPort& port)
     };
     const auto match = [&port](const char* property) {
         const std::string value = platform::UdevProperty(port.path, property);
-        return value.empty() ? "" : ", ENV{" + std::string(property) + "}==\"" + value + "\"";
+        return value.empty() ? "" : Formatted(", ENV{%s}==\"%s\"", property, value.c_str());
     };
     if (isAlone("ID_SERIAL_SHORT", "ID_USB_INTERFACE_NUM"))
         return match("ID_SERIAL_SHORT") + match("ID_USB_INTERFACE_NUM");
@@ -231,7 +240,7 @@ std::string MatchOf(const platform::ScannedPort& port)
         return match("ID_PATH");
     const std::string tty = fs::path(TtyOf(port.path)).filename().string();
     const bool isBuiltIn = !tty.starts_with("ttyUSB") && !tty.starts_with("ttyACM");
-    return isBuiltIn ? ", KERNEL==\"" + tty + "\"" : "";
+    return isBuiltIn ? Formatted(", KERNEL==\"%s\"", tty.c_str()) : "";
 }
 
 void ReplaceAll(std::string* text, const std::string& word, const std::string& replacement)
@@ -246,24 +255,24 @@ std::string WriteRule(
     const platform::ScannedPort& port, const std::string& old, const std::string& name)
 {
     const std::string match = old.empty() ? MatchOf(port) : "";
-    const std::string rule = "SUBSYSTEM==\"tty\"" + match + ", " + Assignment(name);
+    const std::string rule
+        = Formatted("SUBSYSTEM==\"tty\"%s, %s", match.c_str(), Assignment(name).c_str());
     if (old.empty() && match.empty())
         return "nothing tells '" + port.path
             + "' from the other adapters: neither a serial number nor a socket of its own";
     if (!old.empty() && ReadRules().find(Assignment(old)) == std::string::npos)
-        return "the name '" + old + "' is given by another file than '" + NAME_RULES
-            + "'; change it there";
+        return Formatted("the name '%s' is given by another file than '%s'; change it there",
+            old.c_str(), NAME_RULES);
     const auto change = [&](std::string_view content) -> std::optional<std::string> {
         std::string rules(content);
         if (old.empty())
             return rules + (rules.empty() || rules.ends_with('\n') ? "" : "\n") + rule + "\n";
         ReplaceAll(&rules, Assignment(old), Assignment(name));
-        ReplaceAll(&rules, std::string(NAME_PROPERTY) + "}==\"" + old + "\"",
-            std::string(NAME_PROPERTY) + "}==\"" + name + "\"");
+        ReplaceAll(&rules, Condition(old), Condition(name));
         return rules;
     };
     if (!platform::ChangeWholeFile(NAME_RULES, change, platform::Durability::SYNCED))
-        return std::string("'") + NAME_RULES + "' cannot be written: " + strerror(errno);
+        return Formatted("'%s' cannot be written: %s", NAME_RULES, strerror(errno));
     if (old.empty())
         printf("Wrote to %s:\n  %s\n", NAME_RULES, rule.c_str());
     else
@@ -340,8 +349,7 @@ int RunName(const Options* options)
         return IsPanelName(name) ? EXIT_FAULT : EXIT_USAGE_ERROR;
     }
     if (!platform::CanChangeWholeFile(NAME_RULES)) {
-        Error(std::string("'") + NAME_RULES + "' cannot be written: " + strerror(errno)
-            + "; start as root");
+        Error(Formatted("'%s' cannot be written: %s; start as root", NAME_RULES, strerror(errno)));
         return EXIT_FAULT;
     }
     std::vector<Candidate> candidates = CandidatesOf(options);
