@@ -48,7 +48,7 @@ add_executable(korvex_tests ${PORTABLE_TESTS}
     command/recording/recordings_test.cpp
     support/debug_trace_test.cpp)
 target_link_libraries(korvex_tests PRIVATE korvex_testing nlohmann_json::nlohmann_json GTest::gmock GTest::gtest_main)
-target_precompile_headers(korvex_tests PRIVATE <gtest/gtest.h> <filesystem> <string> <thread> <vector>)
+target_precompile_headers(korvex_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp> <filesystem> <string> <thread> <vector>)
 target_compile_definitions(korvex_tests PRIVATE SOURCE_FOLDER="${PROJECT_SOURCE_DIR}" RECORDINGS_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/recordings"
     STATUS_WINDOW_SCREENSHOT="${PROJECT_BINARY_DIR}/status-window.png")
 add_dependencies(korvex_tests korvex_command korvex_emulator)

@@ -40,7 +40,8 @@ struct CalibratedPanel {
     std::string file;
     std::chrono::system_clock::time_point changed;
     CalibrationData calibration;
-    Json previous; // calibrations that saves have replaced
+    Json previous;          // calibrations that saves have replaced
+    std::string exportFile; // its whole path; empty: standard output
 };
 
 // The resolution that points were measured at.
@@ -202,13 +203,13 @@ int Show(const Options* options, CalibratedPanel* panel)
     return EXIT_DONE;
 }
 
-int Export(const Options* options, CalibratedPanel* panel)
+int Export(const CalibratedPanel* panel)
 {
-    if (options->arguments.size() < 3 || options->arguments[2] == "-") {
+    const std::string& file = panel->exportFile;
+    if (file.empty()) {
         PrintJson(ExportOf(panel));
         return EXIT_DONE;
     }
-    const std::string& file = options->arguments[2];
     const std::string content = ExportOf(panel).dump(2, ' ', false, Json::error_handler_t::replace);
     const auto replace = [&content](std::string_view) { return std::optional(content + "\n"); };
     return platform::ChangeWholeFile(file, replace, platform::Durability::SYNCED)
@@ -307,7 +308,7 @@ int CarryOut(const Options* options, const std::string& action, CalibratedPanel*
     if (action == "show")
         return Show(options, panel);
     if (action == "export")
-        return Export(options, panel);
+        return Export(panel);
     if (action == "import")
         return Import(panel, exported);
     if (action == "verify")
@@ -323,13 +324,16 @@ int RunCalibrationFiles(const Options* options)
     const std::string& name = options->arguments[1];
     const bool reads = action == "import" || action == "verify";
     ExportedCalibration exported{};
+    const std::string file = options->arguments.size() > 2 ? options->arguments[2] : "-";
     if (reads) {
-        const std::string file = options->arguments.size() > 2 ? options->arguments[2] : "-";
         if (const std::string fault = ReadExport(file, &exported); !fault.empty())
             return Fail(fault);
     }
     const std::string path = PathOfPort({}, name);
-    CalibratedPanel panel{name, {}, "", LOW_RESOLUTION_BITS, "", {}, {}, Json::array()};
+    CalibratedPanel panel{name, {}, "", LOW_RESOLUTION_BITS, "", {}, {}, Json::array(), {}};
+    std::error_code error;
+    if (file != "-") // the current folder will be the panel's
+        panel.exportFile = std::filesystem::absolute(file, error).string();
     std::string unasked;
     panel.driven = FindDrivenPanel(path, name, &unasked);
     if (panel.driven) {

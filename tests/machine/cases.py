@@ -801,7 +801,7 @@ def provisioning(setting):
     """A machine without the package gets it, with names, settings and calibrations, by one command, and two panels act. One is renamed by a
     touch. The journal and the metrics know the panels."""
     guest, rules = setting.guest, "71-korvex-panels.rules"
-    guest.run(f"mkdir /run/set; cd /run/set; cp /case/korvex_*.deb /etc/udev/rules.d/{rules} .; echo 'smooth = low' >left.conf; "
+    guest.run(f"set -e; mkdir /run/set; cd /run/set; cp /case/korvex_*.deb /etc/udev/rules.d/{rules} .; echo 'smooth = low' >left.conf; "
               f"for panel in left door; do korvex calibration export $panel $panel.json; done; dpkg -P korvex; rm /etc/udev/rules.d/{rules}; "
               "! ls /dev/korvex", limit=LONG)
     started = time.monotonic()
