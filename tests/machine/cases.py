@@ -812,12 +812,12 @@ def provisioning(setting):
         wait_driven(guest, panel, "")
         touch_panel(setting, panel, controller)
     guest.run("/case/provision /run/set", limit=LONG)  # again, through the runtimes
-    folder = "/var/lib/korvex/door"  # a panel whose folder is read-only is driven, and keeps its calibration
+    folder = "/var/lib/korvex/door"  # a read-only one has a calibration that is not used, and check says so
     guest.run(f"mount --bind {folder} {folder} && mount -o remount,bind,ro {folder} && systemctl restart korvex@door")
     wait_driven(guest, "door", "")
-    touch_panel(setting, "door", setting.uart)
-    refused = guest.run("korvex calibration import door /run/set/left.json 2>&1", code=1)
-    expect("Read-only file system" in refused, f"a save that is not possible says {refused}")
+    expect("controller's memory" in guest.run("korvex status | grep ^door"), "the file in a read-only folder is used")
+    told = guest.run("cd /; korvex check --seconds 0 2>&1", code=1)
+    expect(re.search("FAULT +door +.*Korvex.ini' is not used", told), f"check says {told}")
     guest.run(f"systemctl stop korvex@door && umount {folder} && systemctl start korvex@door")
     wait_driven(guest, "door", "")
 
