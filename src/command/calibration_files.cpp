@@ -90,7 +90,7 @@ std::string ReadFolder(CalibratedPanel* panel)
     return "";
 }
 
-// Makes the panel's folder, as the service manager does, which gives it to the unit's user.
+// Creates the panel's folder. The service manager gives it to the unit's user at its start.
 std::string MakeFolder(const std::string& name)
 {
     std::error_code error;
@@ -104,7 +104,7 @@ std::string MakeFolder(const std::string& name)
     return error ? "'" + folder + "' cannot be made: " + error.message() : "";
 }
 
-// What a file of calibrations has besides the calibration.
+// An exported file, read.
 struct ExportedCalibration {
     CalibrationData calibration;
     uint32_t resolutionBits;

@@ -50,7 +50,7 @@ struct Candidate {
     TouchController* controller = nullptr;
 };
 
-// What the handler of the sessions' events, on their readers, has seen.
+// The first touch of a session. Set on its reader thread.
 struct Touched {
     std::atomic<TouchController*> controller = nullptr;
     int event = -1; // an eventfd, written to with it

@@ -23,7 +23,7 @@ std::string SettingsOf(const std::string& panel);
 std::vector<std::string> ReadPanelSettings(
     const KorvexCommand& command, const std::string& panel, std::vector<GivenOption>* given);
 
-// What is wrong in one of those files, as sentences; empty also where there is no such file.
+// The faults of one of those files, a sentence each; none if the file is missing.
 std::vector<std::string> SettingsFaults(const std::string& path);
 
 // The command's options with their values, as lines of such a file, and where each was given.

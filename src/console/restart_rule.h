@@ -11,7 +11,7 @@ inline constexpr uint32_t RESTART_TRIES = 5;
 inline constexpr uint32_t SHORTEST_PAUSE_MS = 2000;
 inline constexpr uint32_t LONGEST_PAUSE_MS = 30000;
 
-// What is known of the detection that runs.
+// The state of the running detection.
 struct DetectionState {
     bool running;    // its process; without it the rest is 0
     bool detecting;  // its walk over the ports has not ended
@@ -44,7 +44,7 @@ void HandlePortArrival(Restarts* restarts, const DetectionState& state, uint32_t
 // had run for longer than the longest pause.
 void HandleDetectionEnd(Restarts* restarts, bool closed, uint32_t nowMs);
 
-// Whether detection is to be started now, in place of the one that runs: that counts as a try.
+// True if detection must be started now, in place of the running one: that counts as a try.
 // Never while its walk over the ports lasts, a finger is down, or `portsTaken`, by another program
 // of Korvex. The tries end when as many panels are driven as have ever been, or none is left. Must
 // be called about once a second while `waiting` holds.

@@ -1,5 +1,5 @@
-// What a watcher (watch.h) and the detection that it keeps running (watched_detection.h) know of
-// each other, and others of the watcher.
+// The messages between a watcher (watch.h) and its detection (watched_detection.h), and the window
+// class by which others find the watcher.
 #pragma once
 
 #include "console/restart_rule.h"
@@ -11,7 +11,7 @@ namespace korvex {
 // detection.
 inline constexpr const WCHAR* WATCH_CLASS = TEXT("kxWatch");
 
-// What is posted to it.
+// Messages posted to it:
 // the detection's status window, and its state (PackState)
 inline constexpr UINT WM_DETECTION_STATE = WM_USER + 1;
 // a detection is wanted: whoever has had the ports gives them back
