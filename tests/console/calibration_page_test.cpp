@@ -66,11 +66,9 @@ struct MeasuredPage {
             boxes.push_back({box, platform::ToUtf8(text), false});
             return height;
         };
-        windows.backend.rectangle = [](HWND, RECT bounds, COLORREF fill, bool) {
-            boxes.push_back({bounds, "", fill == WHITE_PAPER});
+        windows.backend.rectangle = [](HWND, RECT bounds, int diameter, COLORREF fill, bool) {
+            boxes.push_back({bounds, "", diameter > 0 || fill == WHITE_PAPER});
         };
-        windows.backend.roundRectangle
-            = [](HWND, RECT bounds, int, COLORREF) { boxes.push_back({bounds, "", true}); };
         windows.backend.pie = [](HWND, RECT bounds, double, double, COLORREF, bool) {
             boxes.push_back({bounds, "", false});
         };

@@ -46,9 +46,8 @@ struct WindowRecorder {
             current->texts.push_back(platform::ToUtf8(view->text));
         };
         backend.destroy = [](HWND /*window*/) { current->onDestroy(); };
-        backend.rectangle = [](HWND /*window*/, RECT bounds, COLORREF fill, bool /*outlined*/) {
-            current->Record('R', bounds, fill);
-        };
+        backend.rectangle = [](HWND /*window*/, RECT bounds, int /*diameter*/, COLORREF fill,
+                                bool /*outlined*/) { current->Record('R', bounds, fill); };
         backend.pie = [](HWND /*window*/, RECT bounds, double /*start*/, double /*extent*/,
                           COLORREF fill, bool /*outlined*/) { current->Record('E', bounds, fill); };
         platform::ThisMachine()->windows.backend = &backend;

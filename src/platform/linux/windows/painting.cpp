@@ -8,15 +8,9 @@
 #include "platform/linux/windows/messages.h"
 #include "platform/linux/windows/window_records.h"
 
-namespace {
-
-enum class Kind { BRUSH, PEN, FONT };
-
-} // namespace
-
 // An object that can be selected into a device context.
 struct HGDIOBJ__ {
-    Kind kind;
+    enum { BRUSH, PEN, FONT } kind;
     bool isStock;
     COLORREF color;                       // of a brush or a pen
     int width = 0;                        // of a pen; 0: it draws nothing
@@ -26,15 +20,14 @@ struct HGDIOBJ__ {
 namespace {
 
 constexpr COLORREF WHITE = 0xFFFFFF;
-constexpr COLORREF GRAY = 0x808080;
 constexpr int SYSTEM_FONT_HEIGHT = 14;
 
-HGDIOBJ__ whiteBrush{Kind::BRUSH, true, WHITE};
-HGDIOBJ__ grayBrush{Kind::BRUSH, true, GRAY};
-HGDIOBJ__ contextBrush{Kind::BRUSH, true, WHITE}; // its colour is the device context's
-HGDIOBJ__ blackPen{Kind::PEN, true, 0, 1};
-HGDIOBJ__ nullPen{Kind::PEN, true, 0};
-HGDIOBJ__ systemFont{Kind::FONT, true, 0, 0, {SYSTEM_FONT_HEIGHT, false}};
+HGDIOBJ__ whiteBrush{HGDIOBJ__::BRUSH, true, WHITE};
+HGDIOBJ__ grayBrush{HGDIOBJ__::BRUSH, true, 0x808080};
+HGDIOBJ__ contextBrush{HGDIOBJ__::BRUSH, true, WHITE}; // its colour is the device context's
+HGDIOBJ__ blackPen{HGDIOBJ__::PEN, true, 0, 1};
+HGDIOBJ__ nullPen{HGDIOBJ__::PEN, true, 0};
+HGDIOBJ__ systemFont{HGDIOBJ__::FONT, true, 0, 0, {SYSTEM_FONT_HEIGHT, false}};
 
 } // namespace
 
@@ -141,12 +134,12 @@ int ReleaseDC(HWND /*window*/, HDC context)
 
 HBRUSH CreateSolidBrush(COLORREF color)
 {
-    return new HGDIOBJ__{Kind::BRUSH, false, color};
+    return new HGDIOBJ__{HGDIOBJ__::BRUSH, false, color};
 }
 
 HPEN CreatePen(int /*style*/, int width, COLORREF color)
 {
-    return new HGDIOBJ__{Kind::PEN, false, color, width};
+    return new HGDIOBJ__{HGDIOBJ__::PEN, false, color, width};
 }
 
 HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientation*/, int weight,
@@ -154,22 +147,16 @@ HFONT CreateFontW(int height, int /*width*/, int /*escapement*/, int /*orientati
     DWORD /*outPrecision*/, DWORD /*clipPrecision*/, DWORD /*quality*/, DWORD /*pitchAndFamily*/,
     LPCWSTR /*name*/)
 {
-    return new HGDIOBJ__{
-        Kind::FONT, false, 0, 0, {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}};
+    return new HGDIOBJ__{HGDIOBJ__::FONT, false, 0, 0,
+        {height < 0 ? -height : SYSTEM_FONT_HEIGHT, weight >= FW_BOLD}};
 }
 
 HGDIOBJ GetStockObject(int object)
 {
-    switch (object) {
-    case DC_BRUSH:
-        return &contextBrush;
-    case GRAY_BRUSH:
-        return &grayBrush;
-    case NULL_PEN:
-        return &nullPen;
-    default:
-        return &whiteBrush;
-    }
+    return object == DC_BRUSH  ? &contextBrush
+        : object == GRAY_BRUSH ? &grayBrush
+        : object == NULL_PEN   ? &nullPen
+                               : &whiteBrush;
 }
 
 BOOL DeleteObject(HGDIOBJ object)
@@ -181,9 +168,9 @@ BOOL DeleteObject(HGDIOBJ object)
 
 HGDIOBJ SelectObject(HDC context, HGDIOBJ object)
 {
-    HGDIOBJ& place = object->kind == Kind::FONT ? context->font
-        : object->kind == Kind::PEN             ? context->pen
-                                                : context->brush;
+    HGDIOBJ& place = object->kind == HGDIOBJ__::FONT ? context->font
+        : object->kind == HGDIOBJ__::PEN             ? context->pen
+                                                     : context->brush;
     return std::exchange(place, object);
 }
 
@@ -204,30 +191,25 @@ int SetBkMode(HDC /*context*/, int /*mode*/)
 
 BOOL Rectangle(HDC context, int left, int top, int right, int bottom)
 {
-    Backend()->rectangle(context->window, {left, top, right, bottom},
-        FillColor(context, context->brush), context->pen->width > 0);
-    return TRUE;
+    return RoundRect(context, left, top, right, bottom, 0, 0);
 }
 
 BOOL RoundRect(HDC context, int left, int top, int right, int bottom, int diameter, int /*height*/)
 {
-    Backend()->roundRectangle(
-        context->window, {left, top, right, bottom}, diameter, FillColor(context, context->brush));
+    Backend()->rectangle(context->window, {left, top, right, bottom}, diameter,
+        FillColor(context, context->brush), context->pen->width > 0);
     return TRUE;
 }
 
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom)
 {
-    constexpr double FULL_TURN = 360;
-    Backend()->pie(context->window, {left, top, right, bottom}, 0, FULL_TURN,
+    Backend()->pie(context->window, {left, top, right, bottom}, 0, 360,
         FillColor(context, context->brush), context->pen->width > 0);
     return TRUE;
 }
 
-BOOL MoveToEx(HDC context, int x, int y, POINT* before)
+BOOL MoveToEx(HDC context, int x, int y, POINT* /*before*/)
 {
-    if (before != nullptr)
-        *before = context->position;
     context->position = {x, y};
     return TRUE;
 }
@@ -251,7 +233,7 @@ BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, 
 
 int FillRect(HDC context, const RECT* area, HBRUSH brush)
 {
-    Backend()->rectangle(context->window, *area, FillColor(context, brush), false);
+    Backend()->rectangle(context->window, *area, 0, FillColor(context, brush), false);
     return 1;
 }
 

@@ -42,10 +42,10 @@ BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
 BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2);
 
-// A filled rectangle without an outline whose corners are quarters of circles of that diameter.
+// A rectangle whose corners, without an outline, are quarters of circles of that diameter.
 BOOL RoundRect(HDC context, int left, int top, int right, int bottom, int diameter, int height);
 
-// A line from where the last one ended, or where MoveToEx has been, with round ends.
+// A line with round ends from where the last one ended, or from MoveToEx (`before` must be null).
 BOOL MoveToEx(HDC context, int x, int y, POINT* before);
 BOOL LineTo(HDC context, int x, int y);
 

@@ -37,11 +37,11 @@ struct WindowBackend {
     void (*destroy)(HWND window);
 
     // Painting, as painting.h has it: the background, and figures that are filled with a colour and
-    // may be outlined in black. A pie's angles are degrees counterclockwise from the right, its
+    // may be outlined in black. A rectangle without an outline has corners that are quarters of
+    // circles of that diameter. A pie's angles are degrees counterclockwise from the right, its
     // extent up to 360. Lines have round ends.
     void (*erase)(const WindowView* view);
-    void (*rectangle)(HWND window, RECT bounds, COLORREF fill, bool outlined);
-    void (*roundRectangle)(HWND window, RECT bounds, int diameter, COLORREF fill);
+    void (*rectangle)(HWND window, RECT bounds, int diameter, COLORREF fill, bool outlined);
     void (*pie)(
         HWND window, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
     void (*line)(HWND window, POINT from, POINT to, int width, COLORREF color);

@@ -62,6 +62,7 @@ inline constexpr int FW_BOLD = 700;
 inline constexpr DWORD DEFAULT_CHARSET = 1;
 inline constexpr int TRANSPARENT = 1;
 inline constexpr UINT DT_CENTER = 0x0001;
+inline constexpr UINT DT_VCENTER = 0x0004;
 inline constexpr UINT DT_WORDBREAK = 0x0010;
 inline constexpr UINT DT_SINGLELINE = 0x0020;
 inline constexpr UINT DT_CALCRECT = 0x0400;

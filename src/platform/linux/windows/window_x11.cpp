@@ -188,7 +188,7 @@ bool HasX11()
 const WindowBackend* X11Backend(const char* name, std::string* reason)
 {
     static constexpr WindowBackend BACKEND{true, Create, Show, ChangeText, Destroy, Erase,
-        DrawRectangle, DrawRoundRectangle, DrawPie, DrawLine, DrawWords, Beep,
+        DrawRectangle, DrawPie, DrawLine, DrawWords, Beep,
         [] { return ConnectionNumber(Connection()->display); }, Pump};
     WindowDisplay* connection = Connection();
     connection->display = OpenDisplay(name, &connection->broken, reason);

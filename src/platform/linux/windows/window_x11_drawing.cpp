@@ -4,7 +4,6 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
-#include <memory>
 #include <numbers>
 
 #include "platform/linux/core/text.h"
@@ -14,88 +13,84 @@ namespace korvex::platform {
 namespace {
 
 constexpr FontView STATIC_FONT{14, false};
-constexpr double RADIANS = std::numbers::pi / 180; // a degree
-
-template <typename Object, auto Free>
-struct Freed {
-    void operator()(Object* object) const { Free(object); }
-};
-using CairoPointer = std::unique_ptr<cairo_t, Freed<cairo_t, cairo_destroy>>;
-using LayoutPointer = std::unique_ptr<PangoLayout, Freed<void, g_object_unref>>;
 
 double PartOf(COLORREF color, unsigned shift)
 {
     return (color >> shift & 0xFF) / 255.0;
 }
 
-// A context for one figure or text of a window in that colour; null where there is none to draw in.
-CairoPointer DrawingOn(HWND handle, COLORREF color)
+// Null for a window that is not shown, and once the server has gone away.
+const ShownWindow* FindShown(HWND handle)
 {
-    WindowDisplay* connection = Connection();
+    const WindowDisplay* connection = Connection();
     const auto shown = connection->windows.find(handle);
-    if (shown == connection->windows.end() || connection->broken)
-        return nullptr;
-    cairo_surface_t* surface = cairo_xlib_surface_create(connection->display, shown->second.window,
-        DefaultVisual(connection->display, DefaultScreen(connection->display)),
-        shown->second.view.width, shown->second.view.height);
-    CairoPointer drawing(cairo_create(surface));
-    cairo_surface_destroy(surface); // it stays as long as the context
-    cairo_set_source_rgb(drawing.get(), PartOf(color, 0), PartOf(color, 8), PartOf(color, 16));
-    return drawing;
+    return shown == connection->windows.end() || connection->broken ? nullptr : &shown->second;
 }
 
-void Finish(const CairoPointer& drawing)
+// Paints in the colour the path that `draw` adds to a cairo context of the window: filled, and
+// along it a line of that width with round ends and corners.
+template <typename Draw>
+void Paint(HWND handle, COLORREF color, double lineWidth, Draw draw)
 {
-    cairo_surface_flush(cairo_get_target(drawing.get()));
-    XFlush(Connection()->display);
-}
-
-LayoutPointer LayoutOf(FontView font, const std::u16string& text)
-{
-    PangoContext* context = pango_font_map_create_context(pango_cairo_font_map_get_default());
-    cairo_font_options_t* options = cairo_font_options_create();
-    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT); // letters keep their shape
-    pango_cairo_context_set_font_options(context, options);
-    cairo_font_options_destroy(options);
-    LayoutPointer layout(pango_layout_new(context));
-    g_object_unref(context);
-    PangoFontDescription* description = pango_font_description_from_string("DejaVu Sans, Sans");
-    pango_font_description_set_absolute_size(description, font.height * double{PANGO_SCALE});
-    pango_font_description_set_weight(
-        description, font.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
-    pango_layout_set_font_description(layout.get(), description);
-    pango_font_description_free(description);
-    const std::string bytes = ToUtf8(text);
-    pango_layout_set_text(layout.get(), bytes.data(), static_cast<int>(bytes.size()));
-    return layout;
+    const ShownWindow* shown = FindShown(handle);
+    if (shown == nullptr)
+        return;
+    Display* display = Connection()->display;
+    cairo_surface_t* surface = cairo_xlib_surface_create(display, shown->window,
+        DefaultVisual(display, DefaultScreen(display)), shown->view.width, shown->view.height);
+    cairo_t* drawing = cairo_create(surface);
+    cairo_set_source_rgb(drawing, PartOf(color, 0), PartOf(color, 8), PartOf(color, 16));
+    cairo_set_line_width(drawing, lineWidth);
+    cairo_set_line_cap(drawing, CAIRO_LINE_CAP_ROUND);
+    cairo_set_line_join(drawing, CAIRO_LINE_JOIN_ROUND);
+    draw(drawing);
+    cairo_fill_preserve(drawing);
+    cairo_stroke(drawing);
+    cairo_destroy(drawing);
+    cairo_surface_destroy(surface);
+    XFlush(display);
 }
 
 // Calls `draw` with a context of the window: to fill in the colour, and once more to outline in
 // black. With line width 0 the pixels are those of Windows.
 template <typename Draw>
-void DrawOutlined(HWND handle, COLORREF fill, Draw draw)
+void PaintOutlined(HWND handle, COLORREF fill, Draw draw)
 {
-    WindowDisplay* connection = Connection();
-    const auto shown = connection->windows.find(handle);
-    if (shown == connection->windows.end() || connection->broken)
+    const ShownWindow* shown = FindShown(handle);
+    if (shown == nullptr)
         return;
-    Display* display = connection->display;
-    GC context = XCreateGC(display, shown->second.window, 0, nullptr);
-    XSetForeground(display, context, XColorOf(fill));
-    draw(display, shown->second.window, context, true);
-    XSetForeground(display, context, BlackPixel(display, DefaultScreen(display)));
-    draw(display, shown->second.window, context, false);
+    Display* display = Connection()->display;
+    GC context = XCreateGC(display, shown->window, 0, nullptr);
+    for (const bool filled : {true, false}) {
+        XSetForeground(display, context,
+            filled ? XColorOf(fill) : BlackPixel(display, DefaultScreen(display)));
+        draw(display, shown->window, context, filled);
+    }
     XFreeGC(display, context);
     XFlush(display);
+}
+
+// The caller gives it up by g_object_unref.
+PangoLayout* LayoutOf(FontView font, const std::u16string& text)
+{
+    PangoContext* context = pango_font_map_create_context(pango_cairo_font_map_get_default());
+    PangoLayout* layout = pango_layout_new(context);
+    g_object_unref(context);
+    PangoFontDescription* description = pango_font_description_from_string(
+        font.bold ? "DejaVu Sans, Sans Bold" : "DejaVu Sans, Sans");
+    pango_font_description_set_absolute_size(description, font.height * double{PANGO_SCALE});
+    pango_layout_set_font_description(layout, description);
+    pango_font_description_free(description);
+    pango_layout_set_text(layout, ToUtf8(text).c_str(), -1);
+    return layout;
 }
 
 } // namespace
 
 unsigned long XColorOf(COLORREF color)
 {
-    constexpr unsigned FULL = 0x101; // from 8 bits to 16
     const auto component = [color](unsigned shift) {
-        return static_cast<unsigned short>((color >> shift & 0xFF) * FULL);
+        return static_cast<unsigned short>(PartOf(color, shift) * 0xFFFF);
     };
     Display* display = Connection()->display;
     const int screen = DefaultScreen(display);
@@ -107,107 +102,68 @@ unsigned long XColorOf(COLORREF color)
 
 bool CanDrawText()
 {
-    PangoFontFamily** families = nullptr;
-    int count = 0;
-    pango_font_map_list_families(pango_cairo_font_map_get_default(), &families, &count);
-    g_free(families);
-    return count > 0;
+    PangoLayout* layout = LayoutOf(STATIC_FONT, u"x");
+    const int unknown = pango_layout_get_unknown_glyphs_count(layout);
+    g_object_unref(layout);
+    return unknown == 0;
 }
 
 void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown)
 {
     XClearWindow(connection->display, shown->window);
-    const WindowView* view = &shown->view;
-    RECT area{0, 0, view->width, view->height};
-    RECT size = area;
-    area.top
-        = (view->height - DrawWords(view->handle, &size, STATIC_FONT, 0, view->text, DT_CALCRECT))
-        / 2;
-    DrawWords(view->handle, &area, STATIC_FONT, 0, view->text, DT_CENTER);
+    RECT area{0, 0, shown->view.width, shown->view.height};
+    DrawWords(shown->view.handle, &area, STATIC_FONT, 0, shown->view.text, DT_CENTER | DT_VCENTER);
 }
 
 void Erase(const WindowView* view)
 {
-    WindowDisplay* connection = Connection();
-    if (const auto shown = connection->windows.find(view->handle);
-        shown != connection->windows.end())
-        XClearWindow(connection->display, shown->second.window);
+    if (const ShownWindow* shown = FindShown(view->handle); shown != nullptr)
+        XClearWindow(Connection()->display, shown->window);
 }
 
-void DrawRectangle(HWND handle, RECT bounds, COLORREF fill, bool outlined)
+void DrawRectangle(HWND handle, RECT bounds, int diameter, COLORREF fill, bool outlined)
 {
-    const int width = bounds.right - bounds.left - (outlined ? 1 : 0);
-    const int height = bounds.bottom - bounds.top - (outlined ? 1 : 0);
+    const int width = bounds.right - bounds.left;
+    const int height = bounds.bottom - bounds.top;
     if (outlined)
-        DrawOutlined(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+        PaintOutlined(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
             (filled ? XFillRectangle : XDrawRectangle)(display, window, context, bounds.left,
-                bounds.top, static_cast<unsigned>(width), static_cast<unsigned>(height));
+                bounds.top, static_cast<unsigned>(width - 1), static_cast<unsigned>(height - 1));
         });
-    else if (const CairoPointer drawing = DrawingOn(handle, fill); drawing != nullptr) {
-        cairo_rectangle(drawing.get(), bounds.left, bounds.top, width, height);
-        cairo_fill(drawing.get());
-        Finish(drawing);
-    }
-}
-
-void DrawRoundRectangle(HWND handle, RECT bounds, int diameter, COLORREF fill)
-{
-    const CairoPointer drawing = DrawingOn(handle, fill);
-    if (drawing == nullptr)
-        return;
-    const double radius = diameter / 2.0;
-    cairo_t* path = drawing.get();
-    cairo_new_sub_path(path);
-    cairo_arc(path, bounds.right - radius, bounds.top + radius, radius, -90 * RADIANS, 0);
-    cairo_arc(path, bounds.right - radius, bounds.bottom - radius, radius, 0, 90 * RADIANS);
-    cairo_arc(
-        path, bounds.left + radius, bounds.bottom - radius, radius, 90 * RADIANS, 180 * RADIANS);
-    cairo_arc(
-        path, bounds.left + radius, bounds.top + radius, radius, 180 * RADIANS, 270 * RADIANS);
-    cairo_fill(path);
-    Finish(drawing);
+    else
+        Paint(handle, fill, diameter, [&](cairo_t* path) {
+            cairo_rectangle(path, bounds.left + diameter / 2.0, bounds.top + diameter / 2.0,
+                width - diameter, height - diameter);
+        });
 }
 
 void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fill, bool outlined)
 {
-    constexpr double FULL_TURN = 360;
+    constexpr double RADIANS = std::numbers::pi / 180;
     const int width = bounds.right - bounds.left;
     const int height = bounds.bottom - bounds.top;
-    if (outlined) {
-        constexpr double UNITS_PER_DEGREE = 64;
-        DrawOutlined(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
+    if (outlined)
+        PaintOutlined(handle, fill, [&](Display* display, Window window, GC context, bool filled) {
             (filled ? XFillArc : XDrawArc)(display, window, context, bounds.left, bounds.top,
                 static_cast<unsigned>(width - 1), static_cast<unsigned>(height - 1),
-                static_cast<int>(start * UNITS_PER_DEGREE),
-                static_cast<int>(extent * UNITS_PER_DEGREE));
+                static_cast<int>(start * 64), static_cast<int>(extent * 64)); // parts of a degree
         });
-        return;
-    }
-    const CairoPointer drawing = DrawingOn(handle, fill);
-    if (drawing == nullptr || width <= 0 || height <= 0)
-        return;
-    cairo_t* path = drawing.get();
-    cairo_translate(path, bounds.left + width / 2.0, bounds.top + height / 2.0);
-    cairo_scale(path, width / 2.0, height / 2.0);
-    if (extent < FULL_TURN)
-        cairo_move_to(path, 0, 0);
-    cairo_arc_negative(path, 0, 0, 1, -start * RADIANS, -(start + extent) * RADIANS);
-    cairo_fill(path);
-    Finish(drawing);
+    else if (width > 0 && height > 0) // cairo scales by no 0
+        Paint(handle, fill, 0, [&](cairo_t* path) {
+            cairo_translate(path, bounds.left + width / 2.0, bounds.top + height / 2.0);
+            cairo_scale(path, width / 2.0, height / 2.0);
+            cairo_move_to(path, 0, 0);
+            cairo_arc_negative(path, 0, 0, 1, -start * RADIANS, -(start + extent) * RADIANS);
+        });
 }
 
 void DrawLine(HWND handle, POINT from, POINT to, int width, COLORREF color)
 {
-    const CairoPointer drawing = DrawingOn(handle, color);
-    if (drawing == nullptr)
-        return;
     constexpr double MIDDLE = 0.5; // of a pixel
-    cairo_set_line_width(drawing.get(), width);
-    cairo_set_line_cap(drawing.get(), CAIRO_LINE_CAP_ROUND);
-    cairo_move_to(drawing.get(), from.x + MIDDLE, from.y + MIDDLE);
-    cairo_line_to(drawing.get(), to.x + MIDDLE, to.y + MIDDLE);
-    cairo_stroke(drawing.get());
-    Finish(drawing);
+    Paint(handle, color, width, [&](cairo_t* path) {
+        cairo_move_to(path, from.x + MIDDLE, from.y + MIDDLE);
+        cairo_line_to(path, to.x + MIDDLE, to.y + MIDDLE);
+    });
 }
 
 int DrawWords(
@@ -215,28 +171,27 @@ int DrawWords(
 {
     if (!Connection()->hasFonts)
         return font.height;
-    const LayoutPointer layout = LayoutOf(font, text);
+    PangoLayout* layout = LayoutOf(font, text);
     const int width = std::max<int>(area->right - area->left, 1);
+    const bool isCentred = (format & DT_CENTER) != 0;
     const bool isShortened = (format & DT_PATH_ELLIPSIS) != 0;
-    if (isShortened || (format & DT_WORDBREAK) != 0)
-        pango_layout_set_width(layout.get(), width * PANGO_SCALE);
-    if (isShortened)
-        pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_MIDDLE);
-    if ((format & DT_CENTER) != 0)
-        pango_layout_set_alignment(layout.get(), PANGO_ALIGN_CENTER);
+    const bool hasWidth = isShortened || (format & DT_WORDBREAK) != 0; // else its longest line's
+    pango_layout_set_width(layout, hasWidth ? width * PANGO_SCALE : -1);
+    pango_layout_set_ellipsize(layout, isShortened ? PANGO_ELLIPSIZE_MIDDLE : PANGO_ELLIPSIZE_NONE);
+    pango_layout_set_alignment(layout, isCentred ? PANGO_ALIGN_CENTER : PANGO_ALIGN_LEFT);
     PangoRectangle size{};
-    pango_layout_get_pixel_extents(layout.get(), nullptr, &size);
-    // Without a width of its own the layout is as wide as its longest line.
-    const bool isOwnWidth = pango_layout_get_width(layout.get()) < 0;
-    const int left = static_cast<int>(area->left)
-        + (isOwnWidth && (format & DT_CENTER) != 0 ? (width - size.width) / 2 : 0);
-    if ((format & DT_CALCRECT) != 0) {
+    pango_layout_get_pixel_extents(layout, nullptr, &size);
+    const LONG left = area->left + (isCentred && !hasWidth ? (width - size.width) / 2 : 0);
+    if ((format & DT_VCENTER) != 0)
+        area->top += (area->bottom - area->top - size.height) / 2;
+    if ((format & DT_CALCRECT) != 0)
         *area = {left + size.x, area->top, left + size.x + size.width, area->top + size.height};
-    } else if (const CairoPointer drawing = DrawingOn(handle, color); drawing != nullptr) {
-        cairo_move_to(drawing.get(), left, area->top);
-        pango_cairo_show_layout(drawing.get(), layout.get());
-        Finish(drawing);
-    }
+    else
+        Paint(handle, color, 0, [&](cairo_t* drawing) {
+            cairo_move_to(drawing, left, area->top);
+            pango_cairo_show_layout(drawing, layout);
+        });
+    g_object_unref(layout);
     return size.height;
 }
 

@@ -20,8 +20,7 @@ bool CanDrawText();
 void DrawStatic(const WindowDisplay* connection, const ShownWindow* shown);
 
 void Erase(const WindowView* view);
-void DrawRectangle(HWND handle, RECT bounds, COLORREF fill, bool outlined);
-void DrawRoundRectangle(HWND handle, RECT bounds, int diameter, COLORREF fill);
+void DrawRectangle(HWND handle, RECT bounds, int diameter, COLORREF fill, bool outlined);
 void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fill, bool outlined);
 void DrawLine(HWND handle, POINT from, POINT to, int width, COLORREF color);
 int DrawWords(HWND handle, RECT* area, FontView font, COLORREF color, const std::u16string& text,
