@@ -52,6 +52,7 @@ if(NOT KORVEX_SANITIZE) # clang has a sanitizer's routines in the program alone
 endif()
 
 add_library(korvex_emulator_library STATIC)
+set_target_properties(korvex_emulator_library PROPERTIES UNITY_BUILD OFF) # no source can include both <termios.h> and <asm/termbits.h>
 target_link_libraries(korvex_emulator_library PUBLIC korvex_cli Threads::Threads)
 add_subdirectory(emulator)
 add_executable(korvex_emulator emulator/main.cpp)

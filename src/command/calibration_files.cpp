@@ -17,6 +17,7 @@
 #include "calibration/settings_file.h"
 #include "cli/text_layout.h"
 #include "command/subcommands.h"
+#include "console/plausibility.h"
 #include "control/calibration_json.h"
 #include "control/control_client.h"
 #include "machine/port_names.h"
@@ -44,18 +45,6 @@ struct CalibratedPanel {
     std::string exportFile; // its whole path; empty: standard output
 };
 
-// The resolution that points were measured at.
-uint32_t ResolutionOfPoints(const CalibrationData* calib)
-{
-    constexpr int32_t MAX_COARSE = (1 << LOW_RESOLUTION_BITS) - 1;
-    const auto isCoarse
-        = [](const Point& point) { return point.x <= MAX_COARSE && point.y <= MAX_COARSE; };
-    return std::all_of(calib->advPoints.begin(),
-               calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse)
-        ? LOW_RESOLUTION_BITS
-        : HIGH_RESOLUTION_BITS;
-}
-
 // Asks the runtime for the panel's calibration; empty, or why not.
 std::string ReadDriven(CalibratedPanel* panel)
 {
@@ -82,11 +71,7 @@ std::string ReadFolder(CalibratedPanel* panel)
     if (!ReadCalibrationFile(&panel->calibration))
         return "there is no '" + panel->file + "'";
     panel->resolutionBits = ResolutionOfPoints(&panel->calibration);
-    std::error_code error;
-    const auto changed = std::filesystem::last_write_time(panel->file, error);
-    if (!error)
-        panel->changed = std::chrono::time_point_cast<std::chrono::system_clock::duration>(
-            std::chrono::file_clock::to_sys(changed));
+    panel->changed = TimeOfChange(panel->file);
     return "";
 }
 

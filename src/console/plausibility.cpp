@@ -259,6 +259,15 @@ PointsJudgement JudgePoints(const CalibrationData* calib, uint32_t resolutionBit
     return judgement;
 }
 
+uint32_t ResolutionOfPoints(const CalibrationData* calib)
+{
+    constexpr int32_t MAX_LOW = (1 << LOW_RESOLUTION_BITS) - 1;
+    const bool isLow = std::all_of(calib->advPoints.begin(),
+        calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount),
+        [](const Point& point) { return point.x <= MAX_LOW && point.y <= MAX_LOW; });
+    return isLow ? LOW_RESOLUTION_BITS : HIGH_RESOLUTION_BITS;
+}
+
 double ResidualPercent(const PointsJudgement* judgement, uint32_t target)
 {
     return std::hypot(judgement->residuals[target].x, judgement->residuals[target].y);

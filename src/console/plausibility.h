@@ -50,6 +50,9 @@ struct PointsJudgement {
 // of first order for 4 points, else of second order.
 PointsJudgement JudgePoints(const CalibrationData* calib, uint32_t resolutionBits);
 
+// The resolution that the points were measured at: the low one if no point lies beyond it.
+uint32_t ResolutionOfPoints(const CalibrationData* calib);
+
 // How far that target lies from where the others predict it, in percent of the screen.
 double ResidualPercent(const PointsJudgement* judgement, uint32_t target);
 

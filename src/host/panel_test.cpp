@@ -34,7 +34,7 @@ constexpr double TARGET_EXTENT = 0.96;
 
 ListLinks panelTestContexts = {&panelTestContexts, &panelTestContexts};
 
-PanelTestContext* ProcessContext()
+PanelTestContext* ProcessPanelTest()
 {
     return FindPanelTestContext(GetModuleHandleW(nullptr));
 }
@@ -231,7 +231,7 @@ BOOL RegisterPanelTestClass(PanelTestContext* context)
 
 LRESULT CALLBACK PanelTestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    PanelTestContext* context = ProcessContext();
+    PanelTestContext* context = ProcessPanelTest();
     // A window that is being created has no state yet, one whose test is ending has none any more:
     // to close it again changes nothing.
     if (context == nullptr || context->window != window)
@@ -319,7 +319,7 @@ uint32_t PanelQuality(const CalibrationData* calib)
 
 BOOL DestroyPanelTest()
 {
-    PanelTestContext* context = ProcessContext();
+    PanelTestContext* context = ProcessPanelTest();
     if (context == nullptr)
         return TRUE;
     RemoveFromList(&context->links);

@@ -25,29 +25,18 @@ std::string prefix = "korvex";
 // Those of syslog(3).
 enum class Priority { ERROR = 3, WARNING = 4, NOTICE = 5 };
 
-constexpr const char* IdOf(Happening happening)
-{
-    switch (happening) {
-    case Happening::DRIVEN:
-        return "22b53ee25bc34cb59066e2ec8c295a12";
-    case Happening::PENDING:
-        return "e1444a11e2824bf8bd3854001320358b";
-    case Happening::LOST:
-        return "9cc70d6c432d41d4b965130347c8085c";
-    case Happening::RETURNED:
-        return "0940d0f15e4a4cd6ab7373077b4f4102";
-    case Happening::REPLACED:
-        return "3742009ecb2547d18e467fb110a70816";
-    case Happening::NOISY:
-        return "ed3c1430190e42cfb74fd591e4a6656d";
-    case Happening::QUIET:
-        return "5d9b25dad53e4a0087852a50e641b42b";
-    case Happening::CALIBRATED:
-        return "00f5828facad4718b5cf34b5a8cb3626";
-    default:
-        return "4a03a8030efd4ec9bf7a39ee75857f86";
-    }
-}
+// By Happening.
+constexpr std::array MESSAGE_IDS{
+    "22b53ee25bc34cb59066e2ec8c295a12", // DRIVEN
+    "e1444a11e2824bf8bd3854001320358b", // PENDING
+    "9cc70d6c432d41d4b965130347c8085c", // LOST
+    "0940d0f15e4a4cd6ab7373077b4f4102", // RETURNED
+    "3742009ecb2547d18e467fb110a70816", // REPLACED
+    "ed3c1430190e42cfb74fd591e4a6656d", // NOISY
+    "5d9b25dad53e4a0087852a50e641b42b", // QUIET
+    "00f5828facad4718b5cf34b5a8cb3626", // CALIBRATED
+    "4a03a8030efd4ec9bf7a39ee75857f86", // SETTINGS
+};
 
 // Sends the line as an entry of the journal; false if it takes none.
 bool PrintToJournal(
@@ -56,8 +45,8 @@ bool PrintToJournal(
     std::string fields = "PRIORITY=" + std::to_string(static_cast<int>(priority))
         + "\nSYSLOG_IDENTIFIER=korvex\nMESSAGE=" + line + "\n";
     if (subject != nullptr)
-        fields
-            += "KORVEX_PANEL=" + subject->panel + "\nMESSAGE_ID=" + IdOf(subject->happening) + "\n";
+        fields += "KORVEX_PANEL=" + subject->panel
+            + "\nMESSAGE_ID=" + MESSAGE_IDS[static_cast<size_t>(subject->happening)] + "\n";
     return SendToJournal(fields, waits);
 }
 

@@ -5,11 +5,9 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <system_error>
 
 #include "calibration/calibration.h"
 #include "calibration/settings_file.h"
@@ -26,25 +24,13 @@ namespace korvex::command {
 
 namespace {
 
-using std::chrono::system_clock;
-
 // The client that is trying a calibration, by session; used by the control thread alone.
 std::map<SessionKey, Conversation*> triedSessions;
-
-// When the file was changed last; the epoch when that cannot be seen.
-system_clock::time_point ChangeOf(const std::string& path)
-{
-    std::error_code error;
-    const auto time = std::filesystem::last_write_time(path, error);
-    return error ? system_clock::time_point()
-                 : std::chrono::time_point_cast<system_clock::duration>(
-                       std::chrono::file_clock::to_sys(time));
-}
 
 Json StateReply(const RunningSession* session)
 {
     PanelState state = session->state;
-    state.calibration.changed = ChangeOf(state.calibration.file);
+    state.calibration.changed = TimeOfChange(state.calibration.file);
     state.calibration.tried = triedSessions.contains(KeyOf(session));
     return ToJson(state);
 }

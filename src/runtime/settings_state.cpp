@@ -66,6 +66,16 @@ std::string SettingsFault()
     return "";
 }
 
+std::chrono::system_clock::time_point TimeOfChange(const std::string& file)
+{
+    using std::chrono::system_clock;
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(file, error);
+    return error ? system_clock::time_point()
+                 : std::chrono::time_point_cast<system_clock::duration>(
+                       std::chrono::file_clock::to_sys(time));
+}
+
 FolderVisit::FolderVisit(const std::string& folder)
     : before(open(".", O_PATH | O_CLOEXEC))
     , entered(before >= 0 && chdir(folder.c_str()) == 0)

@@ -1,6 +1,7 @@
 // The settings file "Korvex.ini" of the current directory, as a runtime that starts there finds it.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace korvex::command {
@@ -10,6 +11,9 @@ std::string SettingsFilePath();
 
 // Why an existing file is not used, or why the file cannot be saved or created; empty if neither.
 std::string SettingsFault();
+
+// When that file was changed last; the epoch if that cannot be seen.
+std::chrono::system_clock::time_point TimeOfChange(const std::string& file);
 
 // Makes a folder the current one, until the end of its scope. Not while other threads use paths.
 struct FolderVisit {

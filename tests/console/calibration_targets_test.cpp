@@ -11,7 +11,7 @@
 namespace korvex {
 namespace {
 
-constexpr uint32_t REPORT_MS = 10;
+constexpr uint32_t MS_PER_REPORT = 10;
 
 // The targets, their clock, and a panel that lies as the screen does but is too small.
 struct Panel {
@@ -28,7 +28,7 @@ Point RawOf(Point place)
 
 TargetChange Report(Panel* panel, Point raw, bool touching)
 {
-    panel->now += REPORT_MS;
+    panel->now += MS_PER_REPORT;
     return HandleTargetReport(&panel->targets, raw, touching, panel->now);
 }
 

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -28,7 +27,6 @@ namespace {
 constexpr const char* SUBJECT = "settings";
 constexpr const char* CURE = "; 'korvex calibrate' makes a new one";
 constexpr int MAX_RAW = (1 << HIGH_RESOLUTION_BITS) - 1;
-constexpr int MAX_COARSE_RAW = (1 << LOW_RESOLUTION_BITS) - 1;
 
 void Add(Findings* findings, Severity severity, const std::string& text)
 {
@@ -148,12 +146,7 @@ void CheckPoints(const SettingsPath* path, const CalibrationData* calib, Finding
                 return; // the others are likely to be like it
         }
     }
-    const auto isCoarse
-        = [](const Point& point) { return point.x <= MAX_COARSE_RAW && point.y <= MAX_COARSE_RAW; };
-    const bool coarse = std::all_of(calib->advPoints.begin(),
-        calib->advPoints.begin() + static_cast<ptrdiff_t>(calib->pointCount), isCoarse);
-    const PointsJudgement judgement
-        = JudgePoints(calib, coarse ? LOW_RESOLUTION_BITS : HIGH_RESOLUTION_BITS);
+    const PointsJudgement judgement = JudgePoints(calib, ResolutionOfPoints(calib));
     if (judgement.fault != PointsFault::NONE)
         AddFault(findings, PointsFaultText(&judgement));
 }

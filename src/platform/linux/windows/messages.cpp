@@ -27,7 +27,7 @@ using std::chrono::steady_clock;
 
 LRESULT Call(const MSG* message)
 {
-    const std::shared_ptr<Window> window = FindWindow(message->hwnd);
+    const std::shared_ptr<WindowRecord> window = FindWindow(message->hwnd);
     return window == nullptr
         ? 0
         : window->procedure(message->hwnd, message->message, message->wParam, message->lParam);

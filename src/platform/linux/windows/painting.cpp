@@ -54,7 +54,7 @@ COLORREF FillColor(HDC context, const HGDIOBJ__* brush)
 
 // Marks the window as one to be painted, or as painted; the result says whether it was to be
 // erased.
-bool ChangePaint(korvex::platform::Window* window, bool toPaint, bool toErase)
+bool ChangePaint(korvex::platform::WindowRecord* window, bool toPaint, bool toErase)
 {
     const std::lock_guard guard(Windows()->mutex);
     const bool wasToErase = window->toErase;
@@ -63,7 +63,7 @@ bool ChangePaint(korvex::platform::Window* window, bool toPaint, bool toErase)
     return wasToErase;
 }
 
-bool IsToBePainted(const korvex::platform::Window* window)
+bool IsToBePainted(const korvex::platform::WindowRecord* window)
 {
     const std::lock_guard guard(Windows()->mutex);
     return window->toPaint;

@@ -33,7 +33,7 @@ const WindowBackend* Backend()
     return backend == nullptr ? HeadlessBackend() : backend;
 }
 
-std::shared_ptr<Window> FindWindow(HWND handle)
+std::shared_ptr<WindowRecord> FindWindow(HWND handle)
 {
     const std::lock_guard guard(Windows()->mutex);
     const auto found = Windows()->windows.find(handle);

@@ -39,7 +39,7 @@ struct Timer {
     std::chrono::milliseconds period;
 };
 
-struct Window {
+struct WindowRecord {
     WindowView view; // changed on the window's own thread only
     WNDPROC procedure;
     std::shared_ptr<MessageQueue> queue;
@@ -53,13 +53,13 @@ struct WindowSystem {
     std::mutex mutex;
     std::condition_variable sentDone;
     std::map<std::u16string, WNDCLASSW> classes;
-    std::map<HWND, std::shared_ptr<Window>> windows;
+    std::map<HWND, std::shared_ptr<WindowRecord>> windows;
     uintptr_t lastHandle = 0;
 };
 
 WindowSystem* Windows();
-const std::shared_ptr<MessageQueue>& ThisQueue(); // the calling thread's
-const WindowBackend* Backend();                   // the machine's
-std::shared_ptr<Window> FindWindow(HWND handle);  // null when there is none
+const std::shared_ptr<MessageQueue>& ThisQueue();      // the calling thread's
+const WindowBackend* Backend();                        // the machine's
+std::shared_ptr<WindowRecord> FindWindow(HWND handle); // null when there is none
 
 } // namespace korvex::platform

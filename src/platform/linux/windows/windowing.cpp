@@ -40,7 +40,7 @@ HWND CreateWindowExW(DWORD /*extendedStyle*/, LPCWSTR className, LPCWSTR title, 
     int y, int width, int height, HWND parent, HMENU /*menu*/, HINSTANCE /*instance*/,
     void* /*parameter*/)
 {
-    auto window = std::make_shared<korvex::platform::Window>();
+    auto window = std::make_shared<korvex::platform::WindowRecord>();
     {
         const std::lock_guard guard(Windows()->mutex);
         const bool isStatic = korvex::platform::EqualNoCase(className, u"STATIC");
