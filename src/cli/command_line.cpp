@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -227,15 +228,36 @@ std::string StoreSetting(const Option& option, const CLI::ConfigItem& item)
     return "";
 }
 
+// What a line of a configuration file sets; nothing if it is no setting.
+std::optional<CLI::ConfigItem> SettingIn(const std::string& line)
+{
+    std::string text = line;
+    if (Trimmed(line.substr(line.find('=') + 1)).starts_with('[')) {
+        // CLI11 2.1 takes the last character for the list's end.
+        const size_t end = line.find(']');
+        const std::string rest = end == std::string::npos ? line : Trimmed(line.substr(end + 1));
+        if (!rest.empty() && rest.front() != '#')
+            return std::nullopt;
+        text = line.substr(0, end + 1);
+    }
+    try {
+        std::istringstream input(text);
+        const std::vector<CLI::ConfigItem> items = CLI::ConfigTOML().from_config(input);
+        if (items.size() == 1 && items[0].name != "--" && items[0].parents.empty())
+            return items[0];
+    } catch (const CLI::Error&) { // for an escape that there is not, since version 2.4
+    }
+    return std::nullopt;
+}
+
 // Stores what a line of a configuration file has; empty, or what is wrong with it.
 std::string StoreLine(const std::string& line, const std::string& file, size_t number,
     const std::vector<Option>& options, std::vector<GivenOption>* given)
 {
-    std::istringstream input(line);
-    const std::vector<CLI::ConfigItem> items = CLI::ConfigTOML().from_config(input);
-    if (items.size() != 1 || items[0].name == "--" || !items[0].parents.empty())
+    const std::optional<CLI::ConfigItem> setting = SettingIn(line);
+    if (!setting)
         return "'" + line + "' is not a setting, KEY = VALUE";
-    const CLI::ConfigItem& item = items[0];
+    const CLI::ConfigItem& item = *setting;
     std::vector<std::string> keys(options.size());
     std::transform(options.begin(), options.end(), keys.begin(),
         [](const Option& known) { return known.name.substr(2); });

@@ -32,13 +32,17 @@ namespace korvex::command {
 
 namespace {
 
+constexpr const char* NO_ANSWER
+    = "its runtime does not answer; it may do what it was asked for all the same";
+
 // A panel, in the runtime that drives it or, where none does, in its folder.
 struct CalibratedPanel {
     std::string name;
     std::optional<RemotePanel> driven;
     std::string controller; // in words; empty: not known
     uint32_t resolutionBits;
-    std::string file;
+    std::string file;      // that the calibration is from; empty: the controller's memory
+    std::string savedFile; // that a save goes to
     std::chrono::system_clock::time_point changed;
     CalibrationData calibration;
     Json previous;          // calibrations that saves have replaced
@@ -52,12 +56,13 @@ std::string ReadDriven(CalibratedPanel* panel)
     const auto answer
         = Ask(&panel->driven->runtime, {{"do", "calibration"}, {"panel", state.path}});
     if (!answer || !answer->contains("calibration"))
-        return "its runtime does not answer";
+        return answer ? TextIn(*answer, "error") : NO_ANSWER;
     std::string fault = ParseCalibration((*answer)["calibration"], &panel->calibration);
     panel->name = state.panel;
     panel->controller = state.controller;
     panel->resolutionBits = state.resolutionBits;
-    panel->file = TextIn(*answer, "file");
+    panel->file = state.calibration.file;
+    panel->savedFile = TextIn(*answer, "file");
     panel->changed = state.calibration.changed;
     panel->previous = answer->contains("previous") ? (*answer)["previous"] : Json::array();
     return fault;
@@ -66,26 +71,38 @@ std::string ReadDriven(CalibratedPanel* panel)
 // Reads the file in the current folder, which is the panel's; empty, or why not.
 std::string ReadFolder(CalibratedPanel* panel)
 {
-    panel->file = SettingsFilePath();
+    panel->file = panel->savedFile = SettingsFilePath();
     panel->previous = ReadCalibrationHistory().previous;
-    if (!ReadCalibrationFile(&panel->calibration))
-        return "there is no '" + panel->file + "'";
+    if (!ReadCalibrationFile(&panel->calibration)) {
+        std::error_code error;
+        const std::string fault
+            = std::filesystem::exists(panel->file, error) ? SettingsFault() : "";
+        return fault.empty() ? "there is no '" + panel->file + "'" : fault;
+    }
     panel->resolutionBits = ResolutionOfPoints(&panel->calibration);
     panel->changed = TimeOfChange(panel->file);
     return "";
 }
 
+std::string SourceOf(const CalibratedPanel* panel)
+{
+    return panel->file.empty() ? "the controller's memory" : "'" + panel->file + "'";
+}
+
 // Creates the panel's folder. The service manager gives it to the unit's user at its start.
 std::string MakeFolder(const std::string& name)
 {
+    using std::filesystem::perms;
     std::error_code error;
     const std::string folder = FolderOfPanel(name);
-    const bool made = std::filesystem::create_directories(folder, error);
-    if (made)
-        std::filesystem::permissions(folder,
-            std::filesystem::perms::owner_all | std::filesystem::perms::group_read
-                | std::filesystem::perms::group_exec,
-            error);
+    const perms own = perms::owner_all | perms::group_read | perms::group_exec;
+    // All users may pass the folder of folders, as the service manager makes it, whatever the
+    // umask.
+    if (std::filesystem::create_directories(STATE_FOLDER, error))
+        std::filesystem::permissions(
+            STATE_FOLDER, own | perms::others_read | perms::others_exec, error);
+    if (!error && std::filesystem::create_directory(folder, error))
+        std::filesystem::permissions(folder, own, error);
     return error ? "'" + folder + "' cannot be made: " + error.message() : "";
 }
 
@@ -177,7 +194,8 @@ int Show(const Options* options, CalibratedPanel* panel)
     const Json time = TimeJson(panel->changed);
     printf("panel        %s\ncontroller   %s\nfile         %s\ntime         %s\n",
         panel->name.c_str(), panel->controller.empty() ? "-" : panel->controller.c_str(),
-        panel->file.c_str(), time.is_null() ? "-" : time.get<std::string>().c_str());
+        panel->file.empty() ? "-" : panel->file.c_str(),
+        time.is_null() ? "-" : time.get<std::string>().c_str());
     if (MapsByPoints(&derived))
         printf("calibration  %u points, the worst %.2f %% of the screen off\n", derived.pointCount,
             WorstResidual(&derived, panel->resolutionBits));
@@ -207,8 +225,9 @@ std::string ImportDriven(CalibratedPanel* panel, const ExportedCalibration* expo
 {
     const auto answer = Ask(&panel->driven->runtime,
         {{"do", "store"}, {"panel", panel->driven->state.path},
-            {"calibration", CalibrationJson(&exported->calibration)}});
-    return answer ? TextIn(*answer, "error") : "its runtime does not answer";
+            {"calibration", CalibrationJson(&exported->calibration)}},
+        STORE_LIMIT);
+    return answer ? TextIn(*answer, "error") : NO_ANSWER;
 }
 
 // Saves it in the panel's folder, judged as a runtime would; empty, or why not.
@@ -222,8 +241,11 @@ std::string ImportHere(const std::string& name, const ExportedCalibration* expor
         const std::string fault = SettingsFault();
         return fault.empty() ? "'" + SettingsFilePath() + "' cannot be written" : fault;
     }
-    return KeepPreviousCalibration(
+    const std::string fault = KeepPreviousCalibration(
         PANEL_FOLDER + name, &replaced, &exported->calibration, exported->resolutionBits);
+    if (!fault.empty())
+        Warning("the previous calibration is not kept: " + fault);
+    return "";
 }
 
 int Import(CalibratedPanel* panel, const ExportedCalibration* exported)
@@ -232,7 +254,7 @@ int Import(CalibratedPanel* panel, const ExportedCalibration* exported)
         = panel->driven ? ImportDriven(panel, exported) : ImportHere(panel->name, exported);
     if (!fault.empty())
         return Fail(panel->name + ": not imported: " + fault);
-    printf("%s: imported into '%s'%s\n", panel->name.c_str(), panel->file.c_str(),
+    printf("%s: imported into '%s'%s\n", panel->name.c_str(), panel->savedFile.c_str(),
         panel->driven ? "; it applies now" : "");
     return EXIT_DONE;
 }
@@ -247,8 +269,8 @@ int Verify(const CalibratedPanel* panel, const ExportedCalibration* exported)
             differences += (differences.empty() ? "" : ", ") + key;
     }
     if (!differences.empty())
-        return Fail(panel->name + ": '" + panel->file + "' differs: " + differences);
-    printf("%s: '%s' is the same\n", panel->name.c_str(), panel->file.c_str());
+        return Fail(panel->name + ": " + SourceOf(panel) + " differs: " + differences);
+    printf("%s: %s is the same\n", panel->name.c_str(), SourceOf(panel).c_str());
     return EXIT_DONE;
 }
 
@@ -274,22 +296,27 @@ int Undo(CalibratedPanel* panel)
 {
     std::string fault;
     if (panel->driven) {
-        const auto answer
-            = Ask(&panel->driven->runtime, {{"do", "undo"}, {"panel", panel->driven->state.path}});
-        fault = answer ? TextIn(*answer, "error") : "its runtime does not answer";
+        const std::string until
+            = panel->previous.empty() ? "" : TextIn(panel->previous[0], "until");
+        const auto answer = Ask(&panel->driven->runtime,
+            {{"do", "undo"}, {"panel", panel->driven->state.path}, {"until", until}}, STORE_LIMIT);
+        fault = answer ? TextIn(*answer, "error") : NO_ANSWER;
     } else {
         CalibrationData restored{};
         fault = UndoSave(PANEL_FOLDER + panel->name, "", &restored);
     }
     if (!fault.empty())
         return Fail(panel->name + ": not undone: " + fault);
-    printf("%s: the last save in '%s' is undone\n", panel->name.c_str(), panel->file.c_str());
+    printf("%s: the last save in '%s' is undone\n", panel->name.c_str(), panel->savedFile.c_str());
     return EXIT_DONE;
 }
 
 int CarryOut(const Options* options, const std::string& action, CalibratedPanel* panel,
     const ExportedCalibration* exported)
 {
+    const bool isTried = panel->driven && panel->driven->state.calibration.tried;
+    if (isTried && (action == "export" || action == "verify"))
+        return Fail(panel->name + ": a client tries a calibration that is not saved");
     if (action == "show")
         return Show(options, panel);
     if (action == "export")
@@ -315,7 +342,7 @@ int RunCalibrationFiles(const Options* options)
             return Fail(fault);
     }
     const std::string path = PathOfPort({}, name);
-    CalibratedPanel panel{name, {}, "", LOW_RESOLUTION_BITS, "", {}, {}, Json::array(), {}};
+    CalibratedPanel panel{name, {}, "", LOW_RESOLUTION_BITS, "", "", {}, {}, Json::array(), {}};
     std::error_code error;
     if (file != "-") // the current folder will be the panel's
         panel.exportFile = std::filesystem::absolute(file, error).string();

@@ -100,8 +100,11 @@ std::set<std::string> NamedPanelsHere()
 {
     std::set<std::string> names;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(STATE_FOLDER, error))
-        names.insert(entry.path().filename().string());
+    for (const auto& entry : std::filesystem::directory_iterator(STATE_FOLDER, error)) {
+        const std::string name = entry.path().filename().string();
+        if (entry.is_directory(error) && IsPanelName(name))
+            names.insert(name);
+    }
     return names;
 }
 
@@ -113,12 +116,14 @@ std::string MetricsText(const std::vector<RuntimeStatus>* all)
     AddHead(&text, "korvex_panel_up", "gauge", "1 while the panel is driven and its port is there");
     std::set<std::string> down = NamedPanelsHere();
     for (const RuntimeStatus& status : *all) {
+        for (const PendingPanel& panel : status.pending)
+            down.insert(panel.panel);
+    }
+    for (const RuntimeStatus& status : *all) {
         for (const PanelState& panel : status.panels) {
             down.erase(panel.panel);
             AddValue(&text, "korvex_panel_up", panel.panel, IsUp(panel) ? 1 : 0);
         }
-        for (const PendingPanel& panel : status.pending)
-            down.insert(panel.panel);
     }
     for (const std::string& panel : down)
         AddValue(&text, "korvex_panel_up", panel, 0);

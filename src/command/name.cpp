@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -30,8 +31,10 @@
 #include "process/message.h"
 #include "process/options.h"
 #include "process/shutdown.h"
+#include "runtime/calibration_history.h"
 #include "runtime/opened_controller.h"
 #include "runtime/running_sessions.h"
+#include "runtime/settings_state.h"
 
 namespace korvex::command {
 
@@ -70,11 +73,17 @@ std::string NameOf(const platform::ScannedPort& port)
     return platform::UdevProperty(port.path, NAME_PROPERTY);
 }
 
-std::string ReadRules()
+// Whether a line of the rules, which is no comment, has the words.
+bool HasRule(const std::string& words)
 {
     std::string rules;
     platform::ReadWholeFile(NAME_RULES, &rules);
-    return rules;
+    std::istringstream lines(rules);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with('#') && line.find(words) != std::string::npos)
+            return true;
+    }
+    return false;
 }
 
 // How a rule gives the name, and how another one asks for it.
@@ -97,12 +106,12 @@ std::string NameFault(const std::string& name)
         if (port.value == name)
             return "'" + port.path + "' has the name '" + name + "'";
     }
-    return ReadRules().find(Assignment(name)) == std::string::npos
-        ? ""
-        : Formatted(
+    return HasRule(Assignment(name))
+        ? Formatted(
               "'%s' has a rule for '%s', whose adapter is not there; plug it in, or remove the "
               "rule",
-              NAME_RULES, name.c_str());
+              NAME_RULES, name.c_str())
+        : "";
 }
 
 // The ports that --port selects, all if it selects none, without those that are never asked.
@@ -232,7 +241,7 @@ std::string MatchOf(const platform::ScannedPort& port)
     };
     const auto match = [&port](const char* property) {
         const std::string value = platform::UdevProperty(port.path, property);
-        return value.empty() ? "" : Formatted(", ENV{%s}==\"%s\"", property, value.c_str());
+        return value.empty() ? "" : std::string(", ENV{") + property + "}==\"" + value + "\"";
     };
     if (isAlone("ID_SERIAL_SHORT", "ID_USB_INTERFACE_NUM"))
         return match("ID_SERIAL_SHORT") + match("ID_USB_INTERFACE_NUM");
@@ -255,12 +264,13 @@ std::string WriteRule(
     const platform::ScannedPort& port, const std::string& old, const std::string& name)
 {
     const std::string match = old.empty() ? MatchOf(port) : "";
-    const std::string rule
-        = Formatted("SUBSYSTEM==\"tty\"%s, %s", match.c_str(), Assignment(name).c_str());
+    const std::string rule = "SUBSYSTEM==\"tty\"" + match + ", " + Assignment(name);
     if (old.empty() && match.empty())
         return "nothing tells '" + port.path
             + "' from the other adapters: neither a serial number nor a socket of its own";
-    if (!old.empty() && ReadRules().find(Assignment(old)) == std::string::npos)
+    if (!old.empty() && !IsPanelName(old)) // and no word for a shell
+        return "'" + old + "' is no name that a unit can have; change it in the rule";
+    if (!old.empty() && !HasRule(Assignment(old)))
         return Formatted("the name '%s' is given by another file than '%s'; change it there",
             old.c_str(), NAME_RULES);
     const auto change = [&](std::string_view content) -> std::optional<std::string> {
@@ -314,6 +324,12 @@ void EndOldName(const std::string& old, const std::string& name)
         printf("Stopped korvex@%s.\n", old.c_str());
     const std::string settings = "/etc/korvex/";
     MoveKept(FolderOfPanel(old), FolderOfPanel(name));
+    const FolderVisit visit(FolderOfPanel(name));
+    if (visit.entered && fs::exists(SettingsFilePath() + ".previous")) {
+        const std::string fault = ChangePortInHistory(PANEL_FOLDER + old, PANEL_FOLDER + name);
+        if (!fault.empty())
+            Warning(fault);
+    }
     MoveKept(settings + old + ".conf", settings + name + ".conf");
     MoveKept(settings + old + ".env", settings + name + ".env");
 }

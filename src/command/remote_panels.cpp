@@ -26,7 +26,6 @@ using std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds SEARCH_INTERVAL{1000};
-constexpr milliseconds STORE_LIMIT{15000}; // a slow disk
 
 struct Remote {
     RemotePanel panel;    // as first found; the connection belongs to the window's thread

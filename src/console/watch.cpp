@@ -164,7 +164,7 @@ LRESULT CALLBACK WatchWindowProc(HWND window, UINT message, WPARAM wParam, LPARA
         HandleWakeUp(&watch.restarts, now);
         break;
     case WM_DETECTION_STATE: // of the one before this one, at times
-        if (ProcessOf(std::bit_cast<HWND>(wParam)) == watch.processId) {
+        if (watch.process != nullptr && ProcessOf(std::bit_cast<HWND>(wParam)) == watch.processId) {
             watch.statusWindow = std::bit_cast<HWND>(wParam);
             watch.state = UnpackState(lParam);
         }

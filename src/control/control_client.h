@@ -26,6 +26,7 @@ void Disconnect(ControlClient* client);
 
 // How long an answer may take.
 inline constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
+inline constexpr std::chrono::milliseconds STORE_LIMIT{15000}; // of a save: a slow disk
 
 // Asks, and returns the answer; none, with the connection closed, if it does not come in time.
 std::optional<Json> Ask(

@@ -159,6 +159,20 @@ std::string KeepPreviousCalibration(const std::string& port, const CalibrationDa
     });
 }
 
+std::string ChangePortInHistory(const std::string& before, const std::string& port)
+{
+    return ChangeHistory([&](CalibrationHistory* history) {
+        if (history->port == before)
+            history->port = port;
+        for (Json* versions : {&history->previous, &history->undone}) {
+            for (Json& version : *versions) {
+                if (TextIn(version, "port") == before)
+                    version["port"] = port;
+            }
+        }
+    });
+}
+
 std::string UndoSave(const std::string& port, const std::string& until, CalibrationData* restored)
 {
     const CalibrationHistory history = ReadCalibrationHistory();

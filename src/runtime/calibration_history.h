@@ -33,6 +33,9 @@ CalibrationData PreviousCalibration(const CalibrationData* used, uint32_t resolu
 std::string KeepPreviousCalibration(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits);
 
+// Names the panel on `before` by `port` from now on. Empty, or why not.
+std::string ChangePortInHistory(const std::string& before, const std::string& port);
+
 // Saves the latest kept calibration in the settings file again, removes it from the history, and
 // stores it in `restored` with nothing derived (MergeCalibration). Refuses if `until` is given and
 // it was not in use until then, or if `port` is given and the last save was for another panel.

@@ -811,7 +811,7 @@ def provisioning(setting):
     for panel, controller in (("left", setting.adapter), ("door", setting.uart)):
         wait_driven(guest, panel, "")
         touch_panel(setting, panel, controller)
-    guest.run("/case/provision /run/set", limit=LONG)  # again, through the runtimes
+    guest.run("/case/provision /run/set && korvex calibration import door /run/set/door.json", limit=LONG)  # again, and through a runtime
     folder = "/var/lib/korvex/door"  # a read-only one has a calibration that is not used, and check says so
     guest.run(f"mount --bind {folder} {folder} && mount -o remount,bind,ro {folder} && systemctl restart korvex@door")
     wait_driven(guest, "door", "")
@@ -826,6 +826,7 @@ def provisioning(setting):
     said = rename(setting, "left", "front", "sh -c 'echo y | korvex name front'")
     expect("/etc/korvex/left.conf to /etc/korvex/front.conf" in said and "driven by a runtime" in said, f"name says {said}")
     expect("smooth = low" in guest.run("korvex drive front --show-config"), "the settings are not those of the new name")
+    expect("/dev/korvex/front" in guest.run("head -n 1 /var/lib/korvex/front/Korvex.ini.previous"), "the history is of the old name")
     guest.run("mkdir -p /var/lib/prometheus/node-exporter; systemctl start korvex-metrics.timer")
     up = """grep -sxF 'korvex_panel_up{panel="front"} 1' /var/lib/prometheus/node-exporter/korvex.prom; true"""
     wait_until(lambda: guest.run(up), LONG, "metrics of the panel")
