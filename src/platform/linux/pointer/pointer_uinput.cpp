@@ -222,7 +222,8 @@ bool CanMakeInputDevices(std::string* reason)
 {
     const int descriptor = open(UINPUT, O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
-        *reason = std::string("cannot open ") + UINPUT + ": " + strerror(errno);
+        *reason = "cannot open ";
+        reason->append(UINPUT).append(": ").append(strerror(errno));
         return false;
     }
     close(descriptor);
