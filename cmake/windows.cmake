@@ -32,7 +32,7 @@ foreach(target korvex kxconsole)
         -Wl,--major-subsystem-version=5,--minor-subsystem-version=1,--major-os-version=5,--minor-os-version=1)
     add_custom_command(TARGET ${target} POST_BUILD VERBATIM
         COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${file} ${file}.debug
-        COMMAND ${CMAKE_STRIP} --preserve-dates ${file} # else it writes the time into the head
+        COMMAND ${CMAKE_STRIP} --preserve-dates ${file} # strip would write the current time
         COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll ${file} ${PROJECT_SOURCE_DIR}/tests/windows/${target}.contents
         COMMENT "Checking the contents of ${target}")
     if(sign_command)

@@ -228,12 +228,12 @@ std::string StoreSetting(const Option& option, const CLI::ConfigItem& item)
     return "";
 }
 
-// What a line of a configuration file sets; nothing if it is no setting.
-std::optional<CLI::ConfigItem> SettingIn(const std::string& line)
+// Parses a line of a configuration file; no value unless it is KEY = VALUE.
+std::optional<CLI::ConfigItem> ParseSetting(const std::string& line)
 {
     std::string text = line;
     if (Trimmed(line.substr(line.find('=') + 1)).starts_with('[')) {
-        // CLI11 2.1 takes the last character for the list's end.
+        // CLI11 2.1 removes the last character of a list, whether it is the bracket or not.
         const size_t end = line.find(']');
         const std::string rest = end == std::string::npos ? line : Trimmed(line.substr(end + 1));
         if (!rest.empty() && rest.front() != '#')
@@ -245,7 +245,7 @@ std::optional<CLI::ConfigItem> SettingIn(const std::string& line)
         const std::vector<CLI::ConfigItem> items = CLI::ConfigTOML().from_config(input);
         if (items.size() == 1 && items[0].name != "--" && items[0].parents.empty())
             return items[0];
-    } catch (const CLI::Error&) { // for an escape that there is not, since version 2.4
+    } catch (const CLI::Error&) { // CLI11 2.4 throws for an unknown escape
     }
     return std::nullopt;
 }
@@ -254,7 +254,7 @@ std::optional<CLI::ConfigItem> SettingIn(const std::string& line)
 std::string StoreLine(const std::string& line, const std::string& file, size_t number,
     const std::vector<Option>& options, std::vector<GivenOption>* given)
 {
-    const std::optional<CLI::ConfigItem> setting = SettingIn(line);
+    const std::optional<CLI::ConfigItem> setting = ParseSetting(line);
     if (!setting)
         return "'" + line + "' is not a setting, KEY = VALUE";
     const CLI::ConfigItem& item = *setting;

@@ -41,8 +41,8 @@ struct CalibratedPanel {
     std::optional<RemotePanel> driven;
     std::string controller; // in words; empty: not known
     uint32_t resolutionBits;
-    std::string file;      // that the calibration is from; empty: the controller's memory
-    std::string savedFile; // that a save goes to
+    std::string file;      // the source of the calibration; empty: the controller's memory
+    std::string savedFile; // written by a save
     std::chrono::system_clock::time_point changed;
     CalibrationData calibration;
     Json previous;          // calibrations that saves have replaced
@@ -56,7 +56,7 @@ std::string ReadDriven(CalibratedPanel* panel)
     const auto answer
         = Ask(&panel->driven->runtime, {{"do", "calibration"}, {"panel", state.path}});
     if (!answer || !answer->contains("calibration"))
-        return answer ? TextIn(*answer, "error") : NO_ANSWER;
+        return answer && answer->contains("error") ? TextIn(*answer, "error") : NO_ANSWER;
     std::string fault = ParseCalibration((*answer)["calibration"], &panel->calibration);
     panel->name = state.panel;
     panel->controller = state.controller;
@@ -95,14 +95,13 @@ std::string MakeFolder(const std::string& name)
     using std::filesystem::perms;
     std::error_code error;
     const std::string folder = FolderOfPanel(name);
-    const perms own = perms::owner_all | perms::group_read | perms::group_exec;
-    // All users may pass the folder of folders, as the service manager makes it, whatever the
-    // umask.
+    const perms ownerAndGroup = perms::owner_all | perms::group_read | perms::group_exec;
+    // The service manager gives them these modes; the umask may deny more.
     if (std::filesystem::create_directories(STATE_FOLDER, error))
         std::filesystem::permissions(
-            STATE_FOLDER, own | perms::others_read | perms::others_exec, error);
+            STATE_FOLDER, ownerAndGroup | perms::others_read | perms::others_exec, error);
     if (!error && std::filesystem::create_directory(folder, error))
-        std::filesystem::permissions(folder, own, error);
+        std::filesystem::permissions(folder, ownerAndGroup, error);
     return error ? "'" + folder + "' cannot be made: " + error.message() : "";
 }
 
@@ -316,7 +315,7 @@ int CarryOut(const Options* options, const std::string& action, CalibratedPanel*
 {
     const bool isTried = panel->driven && panel->driven->state.calibration.tried;
     if (isTried && (action == "export" || action == "verify"))
-        return Fail(panel->name + ": a client tries a calibration that is not saved");
+        return Fail(panel->name + ": a client is trying a calibration that is not saved");
     if (action == "show")
         return Show(options, panel);
     if (action == "export")

@@ -73,7 +73,7 @@ std::string NameOf(const platform::ScannedPort& port)
     return platform::UdevProperty(port.path, NAME_PROPERTY);
 }
 
-// Whether a line of the rules, which is no comment, has the words.
+// Whether a rule contains the words; comments do not count.
 bool HasRule(const std::string& words)
 {
     std::string rules;
@@ -268,7 +268,7 @@ std::string WriteRule(
     if (old.empty() && match.empty())
         return "nothing tells '" + port.path
             + "' from the other adapters: neither a serial number nor a socket of its own";
-    if (!old.empty() && !IsPanelName(old)) // and no word for a shell
+    if (!old.empty() && !IsPanelName(old)) // it becomes a part of commands
         return "'" + old + "' is no name that a unit can have; change it in the rule";
     if (!old.empty() && !HasRule(Assignment(old)))
         return Formatted("the name '%s' is given by another file than '%s'; change it there",
@@ -325,11 +325,10 @@ void EndOldName(const std::string& old, const std::string& name)
     const std::string settings = "/etc/korvex/";
     MoveKept(FolderOfPanel(old), FolderOfPanel(name));
     const FolderVisit visit(FolderOfPanel(name));
-    if (visit.entered && fs::exists(SettingsFilePath() + ".previous")) {
-        const std::string fault = ChangePortInHistory(PANEL_FOLDER + old, PANEL_FOLDER + name);
-        if (!fault.empty())
-            Warning(fault);
-    }
+    const std::string fault
+        = visit.entered ? ChangePortInHistory(PANEL_FOLDER + old, PANEL_FOLDER + name) : "";
+    if (!fault.empty())
+        Warning(fault);
     MoveKept(settings + old + ".conf", settings + name + ".conf");
     MoveKept(settings + old + ".env", settings + name + ".env");
 }

@@ -37,6 +37,7 @@ constexpr std::array MESSAGE_IDS{
     "00f5828facad4718b5cf34b5a8cb3626", // CALIBRATED
     "4a03a8030efd4ec9bf7a39ee75857f86", // SETTINGS
 };
+static_assert(MESSAGE_IDS.size() == static_cast<size_t>(Happening::SETTINGS) + 1);
 
 // Sends the line as an entry of the journal; false if it takes none.
 bool PrintToJournal(

@@ -5,9 +5,11 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "calibration/calibration.h"
 #include "calibration/settings_file.h"
@@ -161,6 +163,8 @@ std::string KeepPreviousCalibration(const std::string& port, const CalibrationDa
 
 std::string ChangePortInHistory(const std::string& before, const std::string& port)
 {
+    if (std::error_code error; !std::filesystem::exists(HistoryPath(), error))
+        return "";
     return ChangeHistory([&](CalibrationHistory* history) {
         if (history->port == before)
             history->port = port;

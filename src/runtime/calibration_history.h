@@ -33,7 +33,8 @@ CalibrationData PreviousCalibration(const CalibrationData* used, uint32_t resolu
 std::string KeepPreviousCalibration(const std::string& port, const CalibrationData* replaced,
     const CalibrationData* saved, uint32_t resolutionBits);
 
-// Names the panel on `before` by `port` from now on. Empty, or why not.
+// Replaces the port `before` by `port` everywhere in the history, if there is one. Empty, or why
+// nothing has changed.
 std::string ChangePortInHistory(const std::string& before, const std::string& port);
 
 // Saves the latest kept calibration in the settings file again, removes it from the history, and

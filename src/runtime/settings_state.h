@@ -12,7 +12,7 @@ std::string SettingsFilePath();
 // Why an existing file is not used, or why the file cannot be saved or created; empty if neither.
 std::string SettingsFault();
 
-// When that file was changed last; the epoch if that cannot be seen.
+// When a file was last changed; the epoch if that cannot be read.
 std::chrono::system_clock::time_point TimeOfChange(const std::string& file);
 
 // Makes a folder the current one, until the end of its scope. Not while other threads use paths.

@@ -42,7 +42,7 @@ BOOL Rectangle(HDC context, int left, int top, int right, int bottom);
 BOOL Ellipse(HDC context, int left, int top, int right, int bottom);
 BOOL Pie(HDC context, int left, int top, int right, int bottom, int x1, int y1, int x2, int y2);
 
-// A rectangle whose corners, without an outline, are quarters of circles of that diameter.
+// A rectangle. Without an outline its corners are quarters of circles of that diameter.
 BOOL RoundRect(HDC context, int left, int top, int right, int bottom, int diameter, int height);
 
 // A line with round ends from where the last one ended, or from MoveToEx (`before` must be null).

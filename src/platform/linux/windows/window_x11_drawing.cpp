@@ -19,7 +19,7 @@ double PartOf(COLORREF color, unsigned shift)
     return (color >> shift & 0xFF) / 255.0;
 }
 
-// Null for a window that is not shown, and once the server has gone away.
+// Returns null if the window is not shown or the server has gone away.
 const ShownWindow* FindShown(HWND handle)
 {
     const WindowDisplay* connection = Connection();
@@ -27,8 +27,8 @@ const ShownWindow* FindShown(HWND handle)
     return shown == connection->windows.end() || connection->broken ? nullptr : &shown->second;
 }
 
-// Paints in the colour the path that `draw` adds to a cairo context of the window: filled, and
-// along it a line of that width with round ends and corners.
+// Fills the path that `draw` adds to a cairo context of the window, and draws a line of that width
+// along it, with round ends and corners.
 template <typename Draw>
 void Paint(HWND handle, COLORREF color, double lineWidth, Draw draw)
 {
@@ -70,7 +70,7 @@ void PaintOutlined(HWND handle, COLORREF fill, Draw draw)
     XFlush(display);
 }
 
-// The caller gives it up by g_object_unref.
+// The caller releases the layout with g_object_unref.
 PangoLayout* LayoutOf(FontView font, const std::u16string& text)
 {
     PangoContext* context = pango_font_map_create_context(pango_cairo_font_map_get_default());
@@ -148,7 +148,7 @@ void DrawPie(HWND handle, RECT bounds, double start, double extent, COLORREF fil
                 static_cast<unsigned>(width - 1), static_cast<unsigned>(height - 1),
                 static_cast<int>(start * 64), static_cast<int>(extent * 64)); // parts of a degree
         });
-    else if (width > 0 && height > 0) // cairo scales by no 0
+    else if (width > 0 && height > 0) // cairo cannot scale by 0
         Paint(handle, fill, 0, [&](cairo_t* path) {
             cairo_translate(path, bounds.left + width / 2.0, bounds.top + height / 2.0);
             cairo_scale(path, width / 2.0, height / 2.0);
@@ -175,7 +175,7 @@ int DrawWords(
     const int width = std::max<int>(area->right - area->left, 1);
     const bool isCentred = (format & DT_CENTER) != 0;
     const bool isShortened = (format & DT_PATH_ELLIPSIS) != 0;
-    const bool hasWidth = isShortened || (format & DT_WORDBREAK) != 0; // else its longest line's
+    const bool hasWidth = isShortened || (format & DT_WORDBREAK) != 0;
     pango_layout_set_width(layout, hasWidth ? width * PANGO_SCALE : -1);
     pango_layout_set_ellipsize(layout, isShortened ? PANGO_ELLIPSIZE_MIDDLE : PANGO_ELLIPSIZE_NONE);
     pango_layout_set_alignment(layout, isCentred ? PANGO_ALIGN_CENTER : PANGO_ALIGN_LEFT);
