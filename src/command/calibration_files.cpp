@@ -96,7 +96,7 @@ std::string MakeFolder(const std::string& name)
     std::error_code error;
     const std::string folder = FolderOfPanel(name);
     const perms ownerAndGroup = perms::owner_all | perms::group_read | perms::group_exec;
-    // The service manager gives them these modes; the umask may deny more.
+    // As systemd creates them, whatever the umask is.
     if (std::filesystem::create_directories(STATE_FOLDER, error))
         std::filesystem::permissions(
             STATE_FOLDER, ownerAndGroup | perms::others_read | perms::others_exec, error);
