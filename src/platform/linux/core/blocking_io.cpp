@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <ctime>
+#include <climits>
 
 namespace korvex::platform {
 
@@ -15,15 +15,14 @@ namespace {
 
 thread_local IoCancellation* currentCancellation = nullptr;
 
-std::optional<timespec> TimeUntil(std::optional<Clock::time_point> deadline)
+// The timeout of poll(2), in milliseconds, rounded up; -1: none. Not ppoll(2): with _FORTIFY_SOURCE
+// glibc 2.36 calls the ppoll of 32-bit times, even with _TIME_BITS=64.
+int PollTimeout(std::optional<Clock::time_point> deadline)
 {
     if (!deadline)
-        return std::nullopt;
-    const auto left
-        = std::max(std::chrono::nanoseconds(*deadline - Clock::now()), std::chrono::nanoseconds(0));
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-    return timespec{
-        seconds.count(), static_cast<decltype(timespec::tv_nsec)>((left - seconds).count())};
+        return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+    return static_cast<int>(std::clamp<decltype(left.count())>(left.count(), 0, INT_MAX));
 }
 
 // Marks the thread as waiting for the life of the guard.
@@ -83,9 +82,10 @@ IoWait WaitForIo(
     std::array<pollfd, 3> polled{pollfd{descriptor, events, 0}, pollfd{wakeDescriptor, POLLIN, 0},
         pollfd{currentCancellation == nullptr ? -1 : currentCancellation->descriptor, POLLIN, 0}};
     for (;;) {
-        const std::optional<timespec> left = TimeUntil(deadline);
-        const int ready = ppoll(polled.data(), polled.size(), left ? &*left : nullptr, nullptr);
+        const int ready = poll(polled.data(), polled.size(), PollTimeout(deadline));
         if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready == 0 && deadline && Clock::now() < *deadline) // beyond the longest timeout
             continue;
         if (ready == 0)
             return IoWait::TIMED_OUT;
