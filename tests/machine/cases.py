@@ -556,7 +556,7 @@ def named_arrival(setting):
     touch_panel(setting, "right", panel)
     guest.wait_line(modems, r"tty/ttyUSB1.* filtered: device is blocklisted", limit=LONG)
     guest.wait_line(modems, r"tty/ttyUSB2.* filtered: forbidden", limit=LONG)
-    guest.wait_line(modems, "couldn't check support for device .*/1-3'", limit=LONG)  # before this, 1.24 probes it at any change event
+    guest.wait_line(modems, "couldn't check support for device .*/1-3'", limit=LONG)  # until then ModemManager 1.24 probes it at a change event
     expect(stranger.received() == b"", f"the nameless adapter got {stranger.received()}")
     check_who_is_asked(setting, stranger)
 
